@@ -1,0 +1,51 @@
+# How everything here is compiled, and the two functions that every folder uses.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_package(Threads REQUIRED)
+
+add_library(orv_flags INTERFACE)
+target_compile_options(orv_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wformat=2 -Werror)
+# 64-bit time and file sizes on 32-bit targets too: the calendar does not end in 2038.
+target_compile_definitions(orv_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64 _GNU_SOURCE)
+target_link_libraries(orv_flags INTERFACE Threads::Threads)
+if(ORV_SANITIZE)
+    target_compile_options(orv_flags INTERFACE
+        -fsanitize=${ORV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(orv_flags INTERFACE -fsanitize=${ORV_SANITIZE})
+endif()
+
+if(CMAKE_CROSSCOMPILING)
+    # The target's toolchain has no further libraries: GoogleTest comes from its Debian sources.
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+    if(NOT TARGET GTest::gmock_main)
+        add_library(GTest::gmock_main ALIAS gmock_main)
+    endif()
+else()
+    find_package(GTest REQUIRED)
+endif()
+
+# orv_library(NAME SOURCES file... [LINK target...]): a static library whose headers are included as
+# "room/Header.h" (below src/) or "folder/.../Header.h" (below the top).
+function(orv_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC
+        ${CMAKE_SOURCE_DIR}/platform/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
+    target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE orv_flags)
+endfunction()
+
+# orv_test(NAME SOURCES file... LINK target...): one GoogleTest program, run as one test.
+function(orv_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE orv_flags ${ARG_LINK} GTest::gmock_main)
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+    set_tests_properties(${name} PROPERTIES TIMEOUT 240 ENVIRONMENT "TZ=UTC;LC_ALL=C")
+endfunction()

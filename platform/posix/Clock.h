@@ -1,0 +1,53 @@
+// What time it is, for timers, uptime() and the calendar.
+//
+// One clock serves the whole process: the system's, or a manual one that only a test moves. Any thread reads.
+#pragma once
+
+#include <sys/time.h>
+
+#include <atomic>
+#include <cstdint>
+
+class Clock {
+public:
+    virtual ~Clock() = default;
+    // Milliseconds since some start, never going back.
+    virtual std::uint64_t milliseconds() const = 0;
+    virtual timeval calendar() const = 0;
+    // How long to wait in real milliseconds until milliseconds() has moved on by span; -1 when it never will by
+    // itself.
+    virtual int realMilliseconds(std::uint64_t span) const = 0;
+};
+
+// The system's clocks; timers and uptime run scale times as fast (HSB_TIME_SCALE, 1 when unset or not a number).
+class SystemClock final : public Clock {
+public:
+    SystemClock();
+    std::uint64_t milliseconds() const override;
+    timeval calendar() const override;
+    int realMilliseconds(std::uint64_t span) const override;
+
+private:
+    std::uint64_t scale_;
+    std::uint64_t start_;
+};
+
+// Stands still until it is moved; the calendar moves along and can be set.
+class ManualClock final : public Clock {
+public:
+    explicit ManualClock(std::int64_t calendarSeconds, std::int32_t calendarMicroseconds = 0);
+    std::uint64_t milliseconds() const override;
+    timeval calendar() const override;
+    int realMilliseconds(std::uint64_t span) const override;
+
+    void advance(std::uint64_t milliseconds);
+    void setCalendar(std::int64_t seconds, std::int32_t microseconds = 0);
+
+private:
+    std::atomic<std::uint64_t> milliseconds_{1000000};
+    std::atomic<std::int64_t> calendarMicroseconds_;
+};
+
+// The clock in use; the system's unless a test has put another one in its place (null: back to the system's).
+Clock& hostClock();
+void useHostClock(Clock* clock);

@@ -1,0 +1,7 @@
+// Host side of host_root(): tests give every switch its own directory.
+#pragma once
+
+#include <string>
+
+// Replaces the root read from HSB_ROOT. Before threads start.
+void setHostRoot(const std::string& directory);

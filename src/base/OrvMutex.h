@@ -1,0 +1,56 @@
+// The daemon's mutex and condition: thin wrappers over POSIX. A POSIX call that fails is our own bug and stops the
+// process. Any thread.
+#pragma once
+
+#include "base/OrvAssert.h"
+
+#include <pthread.h>
+
+namespace Mt {
+
+// Not recursive.
+class Mutex {
+public:
+    Mutex() { ORV_ASSERT(pthread_mutex_init(&mutex, nullptr) == 0); }
+    ~Mutex() { ORV_ASSERT(pthread_mutex_destroy(&mutex) == 0); }
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    void lock() { ORV_ASSERT(pthread_mutex_lock(&mutex) == 0); }
+    void unlock() { ORV_ASSERT(pthread_mutex_unlock(&mutex) == 0); }
+
+private:
+    friend class CondLock;
+    pthread_mutex_t mutex;
+};
+
+// Holds a mutex for a scope.
+class Lock {
+public:
+    explicit Lock(Mutex& mutex) : mutex_(mutex) { mutex_.lock(); }
+    ~Lock() { mutex_.unlock(); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+private:
+    Mutex& mutex_;
+};
+
+// A condition on a mutex of its user, who holds that mutex in wait().
+class CondLock {
+public:
+    explicit CondLock(Mutex& mutex) : cmutex(mutex) { ORV_ASSERT(pthread_cond_init(&cond, nullptr) == 0); }
+    ~CondLock() { ORV_ASSERT(pthread_cond_destroy(&cond) == 0); }
+    CondLock(const CondLock&) = delete;
+    CondLock& operator=(const CondLock&) = delete;
+
+    void wait() { ORV_ASSERT(pthread_cond_wait(&cond, &cmutex.mutex) == 0); }
+    void signal() { ORV_ASSERT(pthread_cond_signal(&cond) == 0); }
+    void broadcast() { ORV_ASSERT(pthread_cond_broadcast(&cond) == 0); }
+
+private:
+    Mutex& cmutex;
+    pthread_cond_t cond;
+};
+
+}  // namespace Mt

@@ -1,0 +1,15 @@
+// Times as texts, in local time. Any thread; the calendar is the platform's.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+
+// "%a %b %d %X %Z %Y" of now; "??? ??? ?? ??:??:??: ??? ????" when there is no local time.
+std::string orvNowText();
+// "%a %b %d %X.mmm %Z %Y" of a log event's time; empty when there is no local time.
+std::string orvEventTimeText(std::time_t seconds, std::uint32_t microseconds);
+// "%a, %d  %b  %Y  %H:%M:%S  %z", at most 79 characters; empty when there is no local time.
+std::string orvMailDateText(std::time_t seconds);
+// The calendar's seconds now.
+std::time_t orvCalendarNow();

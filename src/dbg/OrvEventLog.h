@@ -1,0 +1,32 @@
+// The one way to write to the switch's event log and to raise its alarms. Main thread only.
+//
+// Every entry carries the flags value that marks the daemon's own entries, so none comes back as mail.
+#pragma once
+
+#include <cstdint>
+
+class Hsb_Component;
+
+// Levels of the daemon's entries.
+inline constexpr int kOrvLogCritical = 2;
+inline constexpr int kOrvLogWarning = 3;
+inline constexpr int kOrvLogInternal = 15;
+inline constexpr int kOrvLogCapture = 16;
+inline constexpr int kOrvLogRestore = 17;
+inline constexpr int kOrvLogInfo = 31;
+// The message number of every entry that has none of its own.
+inline constexpr std::uint32_t kOrvLogId = 0x8B000001u;
+inline constexpr std::uint32_t kOrvOwnEntryFlags = 4096;
+
+__attribute__((format(printf, 3, 4))) void orvLog(int level, std::uint32_t id, const char* format, ...);
+// The same under kOrvLogId.
+__attribute__((format(printf, 2, 3))) void orvLog(int level, const char* format, ...);
+
+// An alarm of the daemon: level 16, id 0.
+void orvAlarm(const char* text);
+// The two alarms of a failed allocation.
+void orvMemoryAlarm();
+
+// The component in whose name entries are written: the one application object, null before it exists.
+Hsb_Component* orvApplication();
+void setOrvApplication(Hsb_Component* component);

@@ -1,0 +1,36 @@
+// What one receiving profile contributes to a message: limits, texts and recipients with their delivery marks.
+//
+// Plain data. A recipient whose first character is one of "!", "#", "$", "%" carries that character as its mark.
+// One thread at a time, except under the lock of the message that owns it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct OrvCHEnvelope {
+    bool Done = false;
+    std::uint32_t MaxSize = 0;  // bytes
+    std::string Type;           // the profile's format name
+    std::string ProfileName;
+    std::string Subject;
+    std::vector<std::string> Recipients;
+    std::size_t RecipientCursor = 0;  // index into Recipients
+
+    static constexpr char kNoMark = 0;
+    static constexpr char kDelivered = '!';
+    static constexpr char kGivenUp = '#';
+    static constexpr char kRefusedOnce = '$';
+    static constexpr char kRefusedTwice = '%';
+
+    // The mark of the recipient under the cursor; kNoMark when it has none.
+    char recipientMark() const;
+    // Inserts, replaces or (kNoMark) removes the mark of the recipient under the cursor.
+    void setRecipientMark(char mark);
+    // The address under the cursor without its mark.
+    std::string recipientAddress() const;
+
+    // Bytes that this envelope takes in a message file, estimated.
+    std::int32_t bytesToSave() const;
+};
