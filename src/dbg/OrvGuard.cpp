@@ -1,0 +1,34 @@
+#include "dbg/OrvGuard.h"
+
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+
+#include <exception>
+#include <new>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvGuard";
+
+void report(const char* where, const char* what) {
+    orvLog(kOrvLogInternal, "%s: exception %s, event dropped", where, what);
+    ORV_TRACE("%s: exception %s, event dropped\n", where, what);
+}
+
+}  // namespace
+
+void orvReportException(const char* where) noexcept {
+    try {
+        try {
+            throw;
+        } catch (const std::bad_alloc&) {
+            orvMemoryAlarm();
+        } catch (const std::exception& exception) {
+            report(where, exception.what());
+        } catch (...) {
+            report(where, "of unknown type");
+        }
+    } catch (...) {
+        // Reporting failed as well; the event is dropped all the same.
+    }
+}
