@@ -29,6 +29,8 @@ public:
 
     // Connects this process with the bus. 0, or -1 (the reason goes to stderr or syslog).
     [[nodiscard]] virtual int join() = 0;
+    // The connection broke after join(): nothing arrives any more, and Hsb::handle_events fails.
+    virtual bool lost() const { return false; }
     // Disconnects; attached parties receive nothing any more. Nothing when not joined.
     virtual void leave() = 0;
 
