@@ -1,0 +1,60 @@
+// Messages of the component name service (format 2).
+//
+// encode() gives the payload; decode() gives nothing when the payload is not of that layout.
+#pragma once
+
+#include "Hsb_Address.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+// Code 1: the sender is the component called name.
+struct CnsRegister {
+    std::int32_t kind = 0;
+    std::int32_t options = 0;
+    std::string name;
+
+    std::vector<std::uint8_t> encode() const;
+    static std::optional<CnsRegister> decode(std::span<const std::uint8_t> payload);
+};
+
+// Code 2: the sender is no longer known as name.
+struct CnsUnregister {
+    std::string name;
+
+    std::vector<std::uint8_t> encode() const;
+    static std::optional<CnsUnregister> decode(std::span<const std::uint8_t> payload);
+};
+
+// Code 3: where is the component called name? Answered as soon as it is known, with the same tag.
+struct CnsLookup {
+    std::uint32_t tag = 0;
+    std::int32_t kind = 0;
+    std::int32_t options = 0;
+    std::string name;
+    std::string instance;
+
+    std::vector<std::uint8_t> encode() const;
+    static std::optional<CnsLookup> decode(std::span<const std::uint8_t> payload);
+};
+
+// Code 4.
+struct CnsLookupResponse {
+    std::uint32_t tag = 0;
+    Hsb_Address address;
+
+    std::vector<std::uint8_t> encode() const;
+    static std::optional<CnsLookupResponse> decode(std::span<const std::uint8_t> payload);
+};
+
+// What Ens::lookup_server and Cns_Lookup ask for to find the event server.
+namespace CnsName {
+inline constexpr const char* EVENT_SERVER = "ENS";
+inline constexpr const char* MANAGEMENT = "SM";
+inline constexpr const char* PRIMARY = "primary";
+inline constexpr std::int32_t LOOKUP_KIND = 3;
+inline constexpr std::int32_t LOOKUP_OPTIONS = 128;
+}  // namespace CnsName

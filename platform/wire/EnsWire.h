@@ -1,0 +1,27 @@
+// Messages of the event service (formats 3 and 4).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+// Format 3 code 0, and format 4 code 5: an event and its data. The data are a view: of the payload after decode,
+// of the caller's bytes before encode.
+struct EnsEventData {
+    std::uint32_t category = 0;
+    std::uint32_t number = 0;
+    std::span<const std::uint8_t> data;
+
+    std::vector<std::uint8_t> encode() const;
+    static std::optional<EnsEventData> decode(std::span<const std::uint8_t> payload);
+};
+
+// Format 4 codes 1 to 4: subscribe, unsubscribe, add and remove as producer. (Code 51 has no payload.)
+struct EnsRequest {
+    std::uint32_t category = 0;
+    std::uint32_t event = 0;
+
+    std::vector<std::uint8_t> encode() const;
+    static std::optional<EnsRequest> decode(std::span<const std::uint8_t> payload);
+};

@@ -1,0 +1,25 @@
+// Messages to the event log (format 109): code 1 an entry, code 2 an alarm. Neither is answered.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+struct EventLogEntry {
+    std::int32_t level = 0;
+    std::uint32_t id = 0;
+    std::int32_t slot = -1;
+    std::int32_t chip = -1;
+    std::int32_t port = -1;
+    std::int32_t spare = -1;
+    std::uint32_t flags = 0;
+    std::string component;  // the component's name; empty when it has none
+    std::string text;
+
+    std::vector<std::uint8_t> encode() const;
+    static std::optional<EventLogEntry> decode(std::span<const std::uint8_t> payload);
+
+    friend bool operator==(const EventLogEntry&, const EventLogEntry&) = default;
+};

@@ -1,0 +1,77 @@
+#include "platform/wire/SocketAddress.h"
+
+#include "platform/wire/Wire.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::size_t IPV4_BYTES = 4;
+constexpr std::size_t IPV6_BYTES = 16;
+
+SocketAddress::Slot slotOf(WireWriter& writer) {
+    SocketAddress::Slot slot{};
+    const std::vector<std::uint8_t> bytes = writer.take();
+    std::copy(bytes.begin(), bytes.end(), slot.begin());
+    return slot;
+}
+
+}  // namespace
+
+std::optional<SocketAddress::Slot> SocketAddress::encode(const std::string& text, std::uint16_t port) {
+    std::array<std::uint8_t, IPV6_BYTES> raw{};
+    WireWriter writer;
+    if (inet_pton(AF_INET, text.c_str(), raw.data()) == 1) {
+        writer.u16(FAMILY_IPV4).u16(port).bytes(std::span(raw).first(IPV4_BYTES));
+        return slotOf(writer);
+    }
+    if (inet_pton(AF_INET6, text.c_str(), raw.data()) == 1) {
+        writer.u16(FAMILY_IPV6).u16(port).u32(0).bytes(raw);
+        return slotOf(writer);
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> SocketAddress::text(const Slot& slot) {
+    WireReader reader(slot);
+    const std::uint16_t family = reader.u16();
+    reader.u16();
+    if (family == FAMILY_IPV6) {
+        reader.u32();
+    }
+    std::array<char, INET6_ADDRSTRLEN> buffer{};
+    const int known = family == FAMILY_IPV4 ? AF_INET : family == FAMILY_IPV6 ? AF_INET6 : AF_UNSPEC;
+    const void* raw = reader.bytes(IPV6_BYTES).data();
+    if (inet_ntop(known, raw, buffer.data(), buffer.size()) == nullptr) {
+        return std::nullopt;
+    }
+    return std::string(buffer.data());
+}
+
+std::vector<std::uint8_t> InterfaceChange::encode() const {
+    WireWriter writer(12 + addresses.size() * SocketAddress::SLOT);
+    writer.u32(interface).u32(management).u32(static_cast<std::uint32_t>(addresses.size()));
+    for (const SocketAddress::Slot& slot : addresses) {
+        writer.bytes(slot);
+    }
+    return writer.take();
+}
+
+std::optional<InterfaceChange> InterfaceChange::decode(std::span<const std::uint8_t> data) {
+    WireReader reader(data);
+    InterfaceChange change;
+    change.interface = reader.u32();
+    change.management = reader.u32();
+    const std::size_t count = reader.u32();
+    if (!reader.ok() || reader.remaining() % SocketAddress::SLOT != 0 ||
+        reader.remaining() / SocketAddress::SLOT != count) {
+        return std::nullopt;
+    }
+    change.addresses.resize(count);
+    for (SocketAddress::Slot& slot : change.addresses) {
+        std::ranges::copy(reader.bytes(SocketAddress::SLOT), slot.begin());
+    }
+    return change;
+}
