@@ -21,7 +21,9 @@ if(ORV_SANITIZE)
     target_link_options(orv_flags INTERFACE -fsanitize=${ORV_SANITIZE})
 endif()
 
-if(CMAKE_CROSSCOMPILING)
+if(NOT BUILD_TESTING)
+    # Nothing to look for.
+elseif(CMAKE_CROSSCOMPILING)
     # The target's toolchain has no further libraries: GoogleTest comes from its Debian sources.
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
     if(NOT TARGET GTest::gmock_main)
@@ -43,6 +45,9 @@ endfunction()
 
 # orv_test(NAME SOURCES file... LINK target...): one GoogleTest program, run as one test.
 function(orv_test name)
+    if(NOT BUILD_TESTING)
+        return()
+    endif()
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE orv_flags ${ARG_LINK} GTest::gmock_main)

@@ -1,0 +1,129 @@
+// Life of the component: construction, joining the bus, readiness, the tick, and the end.
+#include "app/OrvApp.h"
+
+#include "Timeval.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
+
+#include <syslog.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvApp";
+constexpr char kComponentName[] = {'O', 'r', 'v', 'A', 'p', 'p'};
+
+}  // namespace
+
+OrvApp* orvApp() { return static_cast<OrvApp*>(orvApplication()); }
+
+OrvApp::OrvApp() : callHome_(ds_, responses_), tick_(*this) {
+    setOrvApplication(this);  // entries written from here on name this component
+    ORV_TRACE("Application startup!\n");
+    if (slot_.insert(this) < 0) {
+        ORV_TRACE("Unable to insert into the bus!!!!. Exiting...\n");
+        orvLog(kOrvLogInternal, "Unable to insert into the bus!!!!. Exiting...");
+        std::exit(1);
+    }
+    threadsStarted_ = 0;
+    ensReady_ = 0;
+    reserved_ = 0;
+    createMonitorClient();
+}
+
+void OrvApp::createMonitorClient() {
+    try {
+        cmon_ = std::make_unique<cmon_client>(this);
+    } catch (...) {
+        orvMemoryAlarm();
+        orvTrace(kTraceModule, "OrvApp", "Failure to allocate cmon_client object\n");
+        std::exit(1);
+    }
+    if (readyBeforeMonitor_) {
+        tellReadyForConf();
+    }
+}
+
+// Kept: the subscriptions to (2, 56) and (90, 0) are left in place.
+OrvApp::~OrvApp() {
+    tick_.cancel();
+    unsubscribeConsumer(1, 0);
+    unsubscribeConsumer(66, 3);
+    cmon_.reset();
+    slot_.remove();
+    ORV_TRACE("Application exiting...\n");
+    setOrvApplication(nullptr);
+}
+
+int OrvApp::component_name(char* buffer, int length) {
+    constexpr int kLength = sizeof kComponentName;
+    if (length < kLength) {
+        return -1;
+    }
+    std::memcpy(buffer, kComponentName, sizeof kComponentName);
+    return kLength;
+}
+
+// The readiness bits say that a request was sent, not that it was answered.
+int OrvApp::inserted() {
+    if (Cns_Registration(this, 1, 0).add() == -1) {
+        syslog(LOG_NOTICE, "orvApp Registration with CNS failed.\n");
+    }
+    ensLookupTag_ = Ens::lookup_server(this);
+    if (ensLookupTag_ != kNoTag) {
+        readyBits_ |= kEnsLookupSent;
+    } else {
+        syslog(LOG_NOTICE, "ENS server lookup failed!\n");
+    }
+    if (ds_.init(this, this) == 0) {
+        syslog(LOG_NOTICE, "DS API init failed!\n");
+    }
+    smLookupTag_ = Cns_Lookup(3, "SM", 2, "primary", 7, 128).send(this);
+    if (smLookupTag_ != kNoTag) {
+        readyBits_ |= kSmLookupSent;
+    } else {
+        syslog(LOG_NOTICE, "SM lookup failed!\n");
+    }
+    return 0;
+}
+
+void OrvApp::DSApiReady() {
+    orvGuarded("DSApiReady", [this] {
+        readyBits_ |= kDsReady;
+        if (!requiredAddressesInitialized()) {
+            // Kept: the stray double quote. Nothing retries later.
+            orvTrace(kTraceModule, "DSApiReady", "\n\"---- requiredAddressesInitialized() FAILED\n\n");
+            return 0;
+        }
+        if (cmon_ == nullptr) {
+            readyBeforeMonitor_ = true;
+            return 0;
+        }
+        tellReadyForConf();
+        return 0;
+    });
+}
+
+void OrvApp::tellReadyForConf() {
+    if (cmon_->ready_for_conf() < 0) {
+        orvTrace(kTraceModule, "DSApiReady", "error from ready_for_conf\n");
+        orvAlarm("Error returned from ready_for_conf()");
+    }
+}
+
+int OrvApp::tryStartFileSync() {
+    ORV_TRACE("Entry\n");
+    return -1;
+}
+
+void OrvApp::startTick() {
+    tick_.cancel();
+    tick_.set(Timeval(1, 0), true);
+    if (tick_.start() < 0) {
+        ORV_TRACE("the one-second timer could not be started\n");
+    }
+}

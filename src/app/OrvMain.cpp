@@ -1,0 +1,98 @@
+#include "app/OrvMain.h"
+
+#include "Cns.h"
+#include "Ens.h"
+#include "Hsb.h"
+#include "Log_Event.h"
+#include "app/OrvApp.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+
+#include <syslog.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+#include <new>
+
+namespace {
+
+constexpr char kTraceModule[] = "main";
+
+OrvDbg* mainLogger = nullptr;  // lives as long as the process
+
+void joinPlatform() {
+    if (Hsb::instance()->init(64, 0, 0) == 0) {
+        syslog(LOG_NOTICE, "HSB initialization failed\n");
+        std::exit(0);
+    }
+    if (Cns::instance()->init(0) == 0) {
+        syslog(LOG_NOTICE, "CNS initialization failed\n");
+    }
+    if (Ens::instance()->init() == 0) {
+        syslog(LOG_NOTICE, "ENS initialization failed\n");
+    }
+}
+
+Log_Event& eventLog() {
+    if (Log_Event::instance_m == nullptr) {
+        Log_Event::instance_m = new Log_Event;
+    }
+    return *Log_Event::instance_m;
+}
+
+void createApplication() {
+    const char* reason = "unknown exception";
+    try {
+        setOrvApplication(new OrvApp);
+        return;
+    } catch (const std::exception& exception) {
+        ORV_TRACE("%s\n", exception.what());
+    } catch (const char* text) {
+        reason = text;
+        ORV_TRACE("%s\n", reason);
+    } catch (...) {
+        ORV_TRACE("%s\n", reason);
+    }
+    syslog(LOG_NOTICE, "OrvApp allocation failed\n");
+    std::exit(0);
+}
+
+}  // namespace
+
+void orvSetUpMainLogger() {
+    if (OrvDbg::createKey() < 0) {
+        syslog(LOG_NOTICE, "Failed to initialize main thread logging key\n");
+        std::exit(0);
+    }
+    try {
+        mainLogger = new OrvDbg("orv.out.Main");
+    } catch (...) {
+        syslog(LOG_NOTICE, "Failed to allocate main thread logging object\n");
+        std::exit(0);
+    }
+    if (OrvDbg::setOfThread(mainLogger) < 0) {
+        syslog(LOG_NOTICE, "Failed to set main thread specific logging reference\n");
+        std::exit(0);
+    }
+}
+
+int orvMain() {
+    tzset();
+    openlog("orvApp", 0, LOG_USER);
+    orvSetUpMainLogger();
+    // A mail server that closes early must not end the daemon.
+    std::signal(SIGPIPE, SIG_IGN);
+    joinPlatform();
+    eventLog().open();
+    createApplication();
+    if (Hsb::instance()->handle_events(nullptr) < 0) {
+        std::exit(0);
+    }
+    eventLog().close();
+    Ens::instance()->shutdown();
+    Cns::instance()->shutdown();
+    Hsb::instance()->shutdown();
+    return 0;
+}

@@ -1,0 +1,3 @@
+#include "app/OrvMain.h"
+
+int main() { return orvMain(); }

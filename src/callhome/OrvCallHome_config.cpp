@@ -1,0 +1,297 @@
+// The configuration read cycle: every part is asked for at once, reports its own end, and the last one to end
+// validates the set-up.
+#include "callhome/OrvCallHome.h"
+
+#include "base/OrvNumber.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCallHome";
+
+constexpr char kFeatureFlagKey[] = "Default.Mfg.AllowCallhome";
+constexpr char kServicesKey[] = "Global.Services.CallhomeEnable";
+constexpr char kAdminStateKey[] = "Config.Switch.AdminState";
+constexpr char kNumOfProfilesKey[] = "Global.CallhomeDB.NumberOfProfiles";
+
+// No switch holds more; a damaged count must not eat the memory.
+constexpr std::int32_t kMostProfiles = 1024;
+
+bool isGood(std::int32_t status) { return status == 0 || (static_cast<std::uint32_t>(status) & 0xFFFFu) == 52u; }
+
+}  // namespace
+
+void OrvCallHome::readConfig() {
+    ORV_TRACE("Entry\n");
+    if (Config_.any()) {
+        ++ConfigRequestsPending_;
+        return;
+    }
+    ReadyForMessage_ = false;
+    Config_.set();  // before the first request: one that fails at once must not end the cycle
+    readFeatureFlag();
+    readServicesComponent();
+    client_.readConfig();
+    identity_.readConfig();
+    queue_.readConfig();
+    capture_.readConfig();
+    readNumOfProfiles();
+}
+
+void OrvCallHome::configComplete(unsigned bit) {
+    ORV_TRACE("Entry - in = %#x\n", bit);
+    const bool wasReading = Config_.any();
+    Config_.reset(bit);
+    ORV_TRACE("Config: %#lx\n", Config_.to_ulong());
+    if (!wasReading || Config_.any()) {
+        return;
+    }
+    if (ConfigRequestsPending_ < 1) {
+        validateCallHomeSetup();
+        return;
+    }
+    // One more cycle serves every request that came in meanwhile.
+    ConfigRequestsPending_ = 0;
+    readConfig();
+}
+
+void OrvCallHome::validateCallHomeSetup() {
+    ORV_TRACE("Entry\n");
+    Condition_.set(kSenderConfigured, !orvIsDefaultSender(identity_.current().From));
+    const bool duplicateServers = client_.checkServers();
+    Condition_.set(kServersUsable, client_.usable());
+    if (Condition_[kServersUsable] && Condition_[kServiceEnabled] && !Condition_[kSenderConfigured]) {
+        orvLog(kOrvLogCritical, 0x8b00000cu,
+               "FromEmailAddress has not been configured in the CallHome setup.  Messages cannot be sent to the "
+               "SMTP server until this condition is corrected.");
+    }
+    if (duplicateServers) {
+        orvLog(kOrvLogWarning, 0x8b00000du,
+               "SMTP servers in the CallHome setup are using duplicate IP address and port number pairs.");
+    }
+}
+
+void OrvCallHome::readFeatureFlag() {
+    if (store_.getAttrReq(DS_GET_CALLHOME_FEATURE_FLAG, kFeatureFlagKey, 1) < 0) {
+        ORV_TRACE("readFeatureFlag() - DS error\n");
+        orvLog(kOrvLogInternal, "readFeatureFlag() - DS error");
+        Condition_.reset(kFeatureAllowed);
+        clearIncomingMesgQ();
+        configComplete(kFeatureFlag);
+    }
+}
+
+void OrvCallHome::readServicesComponent() {
+    if (store_.getAttrReq(DS_GET_CALLHOME_SERVICES_COMPONENT, kServicesKey, 1) < 0) {
+        ORV_TRACE("readServicesComponent() - DS error\n");
+        orvLog(kOrvLogInternal, "readServicesComponent() - DS error");
+        Condition_.reset(kServiceEnabled);
+        configComplete(kServices);
+    }
+}
+
+void OrvCallHome::readNumOfProfiles() {
+    if (store_.getAttrReq(DS_GET_CALLHOME_NUM_OF_PROFILES, kNumOfProfilesKey, 1) < 0) {
+        orvLog(kOrvLogInternal, "readNumOfProfiles() - DS error");
+        ReadyForMessage_ = true;
+        Condition_.reset(kProfilesFound);
+        configComplete(kProfiles);
+    }
+}
+
+void OrvCallHome::readSwitchOperState() {
+    if (store_.getAttrReq(DS_GET_CALLHOME_SWITCH_OPER_STATE, kAdminStateKey, 1) < 0) {
+        orvLog(kOrvLogInternal, "readSwitchOperState() - DS error");
+    }
+}
+
+int OrvCallHome::processConfigBulk(const DsBulkReply& reply) {
+    switch (reply.id) {
+        case OrvCHMesgCommon::kRequestId:
+            return identity_.processConfigBulk(reply.entries, reply.statuses);
+        case OrvCHClient::kReadRequestId:
+            return client_.processConfigBulk(reply.entries, reply.statuses);
+        case DS_PROFILE_INITIAL:
+        case DS_PROFILE_EMAIL:
+        case DS_PROFILE_CAPTURE_TYPES:
+        case DS_PROFILE_CAPTURE_ATTRS:
+            return processProfileBulk(reply);
+        case OrvCHMesgQ::kRequestId:
+            return queue_.processConfigBulk(reply.entries, reply.statuses);
+        default:
+            ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
+            orvLog(kOrvLogInternal, "OrvCallHome::processConfigBulk() unhandled id 0x%8.8x\n", reply.id);
+            return -1;
+    }
+}
+
+int OrvCallHome::processConfig(const DsAttrReply& reply) {
+    switch (reply.id) {
+        case DS_GET_CALLHOME_FEATURE_FLAG:
+            return processFeatureFlag(reply);
+        case DS_GET_CALLHOME_SERVICES_COMPONENT:
+            return processServicesComponent(reply);
+        case DS_GET_CALLHOME_SWITCH_OPER_STATE:
+            return processSwitchOperState(reply);
+        case DS_GET_CALLHOME_NUM_OF_PROFILES:
+            return processNumOfProfiles(reply);
+        default:
+            ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
+            orvLog(kOrvLogInternal, "OrvCallHome::processConfig() unhandled id 0x%8.8x", reply.id);
+            return -1;
+    }
+}
+
+int OrvCallHome::processDsStatus(const DsStatusReply& reply) {
+    switch (reply.id) {
+        case DS_SET_CALLHOME_WRITE_MARKER:
+            return completeProfileConfig(reply.status);
+        case OrvCHClient::kWriteRequestId:
+            return client_.processDsStatus(reply.id, reply.status);
+        default:
+            ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
+            orvLog(kOrvLogInternal, "OrvCallHome::processDsStatus() unhandled id 0x%8.8x", reply.id);
+            return -1;
+    }
+}
+
+void OrvCallHome::bulkReplyLost() { identity_.abandonRead(); }
+
+int OrvCallHome::processFeatureFlag(const DsAttrReply& reply) {
+    ORV_TRACE("Entry\n");
+    // Kept: the part counts as read before its value is stored.
+    configComplete(kFeatureFlag);
+    if (!isGood(reply.status)) {
+        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_FEATURE_FLAG from DS %x",
+               static_cast<unsigned>(reply.status));
+        ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
+        Condition_.reset(kFeatureAllowed);
+        clearIncomingMesgQ();
+        return -1;
+    }
+    takeCondition(kFeatureAllowed, reply.entry.value);
+    return 0;
+}
+
+int OrvCallHome::processServicesComponent(const DsAttrReply& reply) {
+    ORV_TRACE("Entry\n");
+    configComplete(kServices);
+    if (!isGood(reply.status)) {
+        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_SERVICES_COMPONENT from DS %x",
+               static_cast<unsigned>(reply.status));
+        ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
+        Condition_.reset(kServiceEnabled);
+        return -1;
+    }
+    takeCondition(kServiceEnabled, reply.entry.value);
+    return 0;
+}
+
+void OrvCallHome::takeCondition(ConditionBit bit, const std::string& value) {
+    if (value == "True") {
+        Condition_.set(bit);
+        return;
+    }
+    Condition_.reset(bit);
+    clearIncomingMesgQ();
+}
+
+int OrvCallHome::processSwitchOperState(const DsAttrReply& reply) {
+    if (!isGood(reply.status)) {
+        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_SWITCH_OPER_STATE from DS %x",
+               static_cast<unsigned>(reply.status));
+        ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
+        return -1;
+    }
+    return setSwitchState(reply.entry.value);
+}
+
+int OrvCallHome::processNumOfProfiles(const DsAttrReply& reply) {
+    if (!isGood(reply.status)) {
+        // Kept: the part is not reported as ended here, so the cycle stays open.
+        ReadyForMessage_ = true;
+        Condition_.reset(kProfilesFound);
+        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_NUM_OF_PROFILES from DS %x",
+               static_cast<unsigned>(reply.status));
+        ORV_TRACE("DS error %x\n", static_cast<unsigned>(reply.status));
+        return -1;
+    }
+    NumOfProfiles_ = orvToSigned(reply.entry.value).value;
+    if (NumOfProfiles_ > kMostProfiles) {
+        ORV_TRACE("%d profiles are too many, reading the first %d\n", NumOfProfiles_, kMostProfiles);
+    }
+    newProfiles_.clear();
+    for (std::int32_t index = 0; index < std::min(NumOfProfiles_, kMostProfiles); ++index) {
+        newProfiles_.push_back(std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_));
+    }
+    currentProfile_ = 0;
+    if (newProfiles_.empty()) {
+        endWithoutProfiles();
+        return 0;
+    }
+    Condition_.set(kProfilesFound);
+    return newProfiles_.front()->readInitialConfig();
+}
+
+void OrvCallHome::endWithoutProfiles() {
+    profiles_.clear();
+    capture_.completeRegistration();
+    ReadyForMessage_ = true;
+    Condition_.reset(kProfilesFound);
+    configComplete(kProfiles);
+}
+
+OrvCHProfile* OrvCallHome::currentProfile() const {
+    return currentProfile_ < newProfiles_.size() ? newProfiles_[currentProfile_].get() : nullptr;
+}
+
+int OrvCallHome::processProfileBulk(const DsBulkReply& reply) {
+    OrvCHProfile* profile = currentProfile();
+    if (profile == nullptr) {
+        orvLog(kOrvLogInternal, "DS reply 0x%8.8x ignored, no profile is being read", reply.id);
+        return -1;
+    }
+    switch (reply.id) {
+        case DS_PROFILE_INITIAL:
+            return profile->processInitialConfigBulk(reply.entries, reply.statuses);
+        case DS_PROFILE_EMAIL:
+            return profile->processEmailConfigBulk(reply.entries, reply.statuses);
+        case DS_PROFILE_CAPTURE_TYPES:
+            return profile->processCaptureTypesBulk(reply.entries, reply.statuses);
+        default:
+            return profile->processCaptureAttrsBulk(reply.entries, reply.statuses);
+    }
+}
+
+int OrvCallHome::completeProfileConfig(std::int32_t status) {
+    if (status != 0) {
+        orvLog(kOrvLogInternal, "Error setting DS_SET_CALLHOME_WRITE_MARKER in DS %x", static_cast<unsigned>(status));
+        ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(status));
+        return -1;
+    }
+    const OrvCHProfile* profile = currentProfile();
+    if (profile == nullptr) {
+        orvLog(kOrvLogInternal, "DS reply 0x%8.8x ignored, no profile is being read", DS_SET_CALLHOME_WRITE_MARKER);
+        return -1;
+    }
+    if (profile->captureEnabled() && profile->capture() != nullptr) {
+        capture_.registerItem(*profile->capture());
+    }
+    ++currentProfile_;
+    if (currentProfile() == nullptr) {
+        activateNewProfiles();
+        return 0;
+    }
+    return currentProfile()->readInitialConfig();
+}
+
+void OrvCallHome::activateNewProfiles() {
+    profiles_ = std::exchange(newProfiles_, {});
+    capture_.completeRegistration();
+    ReadyForMessage_ = true;
+    configComplete(kProfiles);
+}

@@ -1,0 +1,153 @@
+// The six management requests and their answers.
+#include "callhome/OrvCallHome.h"
+
+#include "Hsb_Message.h"
+#include "callhome/OrvInfoBlocks.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "mesg/OrvCHMesg.h"
+#include "word_order.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCallHome";
+
+// Payload lengths: a handle and a word that nobody reads, then a name in the test request.
+constexpr std::size_t kPlainLength = 8;
+constexpr std::size_t kNamedLength = 44;
+
+// Status words of the responses.
+constexpr std::uint32_t kDone = 0;
+constexpr std::uint32_t kUpdatingProfiles = 2;
+constexpr std::uint32_t kClearFailed = 4;
+constexpr std::uint32_t kNoMemory = 5;
+constexpr std::uint32_t kTestFailed = 6;
+constexpr std::uint32_t kChangeoverFailed = 7;
+
+void traceUnsent(int result) {
+    if (result < 0) {
+        orvTrace(kTraceModule, "processOrvMsg", "response could not be sent\n");
+    }
+}
+
+}  // namespace
+
+struct OrvCallHome::Request {
+    std::uint16_t code;
+    const char* name;
+    std::size_t length;
+    const char* error;
+    void (OrvCallHome::*handler)(std::uint32_t handle, std::span<const std::uint8_t> payload);
+};
+
+const OrvCallHome::Request OrvCallHome::kRequests[] = {
+    {1, "CH Profile Change", kPlainLength, "Error in ORV_API_MSG_CH_PROFILE_CHANGE message",
+     &OrvCallHome::processOrvCHProfileChangeMsg},
+    {2, "CH Test Profile Cmd", kNamedLength, "Error in ORV_API_MSG_CH_TEST_PROFILE_CMD message",
+     &OrvCallHome::processOrvCHTestProfileCmdMsg},
+    {3, "CH Clear Queue Cmd", kPlainLength, "Error in ORV_API_MSG_CH_CLEAR_QUEUE_CMD message",
+     &OrvCallHome::processOrvCHClearQueueCmdMsg},
+    {4, "CH Profile Processed Info", kPlainLength, "Error in ORV_API_MSG_CH_PROFILE_PROCESSED_INFO message",
+     &OrvCallHome::processOrvCHProfileProcessedInfoMsg},
+    {5, "CH Changeover Cmd", kPlainLength, "Error in ORV_API_MSG_CH_CHANGEOVER_CMD message",
+     &OrvCallHome::processOrvCHChangeoverCmdMsg},
+    {6, "CH Message Queue Info", kPlainLength, "Error in ORV_API_MSG_CH_MESG_Q_INFO message",
+     &OrvCallHome::processOrvCHMesgQInfoMsg},
+};
+
+const OrvCallHome::Request* OrvCallHome::findRequest(std::uint16_t code) {
+    const auto* found = std::find_if(std::begin(kRequests), std::end(kRequests),
+                                     [code](const Request& request) { return request.code == code; });
+    return found == std::end(kRequests) ? nullptr : found;
+}
+
+const char* OrvCallHome::requestName(std::uint16_t code) {
+    const Request* request = findRequest(code);
+    return request == nullptr ? "?" : request->name;
+}
+
+int OrvCallHome::processOrvMsg(const Hsb_Message& message) {
+    const Request* request = findRequest(message.code());
+    if (request == nullptr) {
+        return -1;
+    }
+    const std::span<const std::uint8_t> payload = message.payload();
+    if (payload.size() != request->length) {
+        orvLog(kOrvLogInternal, "%s", request->error);
+        return -1;
+    }
+    (this->*request->handler)(bigEndian32(payload), payload);
+    return 0;
+}
+
+void OrvCallHome::processOrvCHProfileChangeMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+    ORV_TRACE("received ORV_API_MSG_CH_PROFILE_CHANGE message\n");
+    traceUnsent(responses_.CH_ProfileChangeResponse(handle, kDone));
+    readConfig();
+}
+
+void OrvCallHome::processOrvCHTestProfileCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> payload) {
+    const std::span<const std::uint8_t> field = payload.subspan(kPlainLength);
+    const std::string name(field.begin(), std::find(field.begin(), field.end(), 0));
+    ORV_TRACE("received ORV_API_MSG_CH_TEST_PROFILE_CMD message for profile %s\n", name.c_str());
+    int result = -1;
+    std::unique_ptr<OrvCHMesg> mesg(new (std::nothrow) OrvCHMesg(OrvCHMesg::kLogEvent));
+    if (mesg == nullptr) {
+        orvMemoryAlarm();
+    } else {
+        const int built = mesg->buildTestData(name);
+        result = submit(std::move(mesg), built);
+    }
+    traceUnsent(responses_.CH_TestProfileResponse(handle, result == 0 ? kDone : kTestFailed, name));
+}
+
+void OrvCallHome::processOrvCHClearQueueCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+    ORV_TRACE("received ORV_API_MSG_CH_CLEAR_QUEUE_CMD message\n");
+    const std::uint32_t status = queue_.clearQueue() == 0 ? kDone : kClearFailed;
+    traceUnsent(responses_.CH_ClearQueueResponse(handle, status));
+}
+
+void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle,
+                                                      std::span<const std::uint8_t> /*payload*/) {
+    if (Config_[kProfiles]) {
+        orvLog(kOrvLogCritical, 0x8b00000au,
+               "Unable to provide profile processing information, the CallHome service is updating configuration");
+        traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, kUpdatingProfiles, {}));
+        return;
+    }
+    std::vector<std::uint8_t> info;
+    try {
+        std::vector<OrvProfileProcessed> processed;
+        for (const auto& profile : profiles_) {
+            processed.push_back({profile->name(), profile->processedCount(), profile->processedLast()});
+        }
+        info = orvProfileProcessedInfo(processed);
+    } catch (const std::bad_alloc&) {
+        traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, kNoMemory, {}));
+        return;
+    }
+    traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, kDone, info));
+}
+
+void OrvCallHome::processOrvCHChangeoverCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+    if (Config_[kSendClient]) {
+        orvLog(kOrvLogCritical, 0x8b00000bu,
+               "Unable to change SMTP servers because the CallHome service is updating configuration");
+        traceUnsent(responses_.CH_ChangeoverResponse(handle, kChangeoverFailed));
+        return;
+    }
+    ORV_TRACE("received ORV_API_MSG_CH_CHANGEOVER_CMD message\n");
+    const std::uint32_t status = client_.changeover() == 0 ? kDone : kChangeoverFailed;
+    traceUnsent(responses_.CH_ChangeoverResponse(handle, status));
+}
+
+void OrvCallHome::processOrvCHMesgQInfoMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+    ORV_TRACE("received ORV_API_MSG_CH_MESG_Q_INFO message\n");
+    const std::uint32_t open = queue_.openCount();
+    const std::vector<std::uint8_t> info = orvMesgQInfo(queue_.spaceInUse(), queue_.sendCount() - open, open);
+    traceUnsent(responses_.CH_MesgQInfoResponse(handle, kDone, info));
+}

@@ -1,0 +1,36 @@
+"""A receiving mail server for trying things out: delivers every mail into a Maildir.
+
+Usage: mail_server.py MAILDIR PORTFILE
+
+Listens on a free port of 127.0.0.1 and writes that port's number into PORTFILE once it takes connections. Ends on
+SIGTERM.
+"""
+
+import asyncio
+import os
+import signal
+import sys
+
+from aiosmtpd.handlers import Mailbox
+from aiosmtpd.smtp import SMTP
+
+
+async def serve(maildir: str, port_file: str) -> None:
+    handler = Mailbox(maildir)
+    loop = asyncio.get_running_loop()
+    server = await loop.create_server(lambda: SMTP(handler, hostname="mail.example.com"), "127.0.0.1", 0)
+    port = server.sockets[0].getsockname()[1]
+    with open(port_file + ".new", "w", encoding="ascii") as out:
+        out.write(f"{port}\n")
+    os.rename(port_file + ".new", port_file)  # whole or not there
+    stop = asyncio.Event()
+    for number in (signal.SIGTERM, signal.SIGINT):
+        loop.add_signal_handler(number, stop.set)
+    await stop.wait()
+    server.close()
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    asyncio.run(serve(sys.argv[1], sys.argv[2]))
