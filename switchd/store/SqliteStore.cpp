@@ -1,0 +1,225 @@
+#include "switchd/store/SqliteStore.h"
+
+#include <sqlite3.h>
+
+namespace {
+
+// Marks a database file as a switch's store ("SWST").
+constexpr std::int64_t APPLICATION_ID = 0x53575354;
+constexpr std::int64_t SCHEMA_VERSION = 1;
+
+// AUTOINCREMENT: a number is never given twice, even when the log has been emptied.
+constexpr const char* CREATE =
+    "BEGIN IMMEDIATE;"
+    "PRAGMA application_id = 1398231892;"
+    "PRAGMA user_version = 1;"
+    "CREATE TABLE attribute (key BLOB PRIMARY KEY NOT NULL, type INTEGER NOT NULL, value BLOB NOT NULL) WITHOUT ROWID;"
+    "CREATE TABLE event (id INTEGER PRIMARY KEY AUTOINCREMENT, seconds INTEGER NOT NULL, microseconds INTEGER NOT NULL,"
+    " level INTEGER NOT NULL, number INTEGER NOT NULL, flags INTEGER NOT NULL, component BLOB NOT NULL,"
+    " text BLOB NOT NULL);"
+    "COMMIT;";
+static_assert(APPLICATION_ID == 1398231892);
+
+int readNumber(SqliteDatabase& database, const char* sql, std::int64_t& number) {
+    SqliteStatement statement(database);
+    if (statement.prepare(sql) < 0 || statement.step() != SqliteStatement::Step::ROW) {
+        return -1;
+    }
+    number = statement.number(0);
+    return 0;
+}
+
+LogEntry entryOf(SqliteStatement& row) {
+    LogEntry entry;
+    entry.id = static_cast<std::uint64_t>(row.number(0));
+    entry.seconds = row.number(1);
+    entry.microseconds = static_cast<std::int32_t>(row.number(2));
+    entry.level = static_cast<std::int32_t>(row.number(3));
+    entry.number = static_cast<std::uint32_t>(row.number(4));
+    entry.flags = static_cast<std::uint32_t>(row.number(5));
+    entry.component = row.bytes(6);
+    entry.text = row.bytes(7);
+    return entry;
+}
+
+Attribute attributeOf(SqliteStatement& row) {
+    return Attribute{row.bytes(0), static_cast<std::uint32_t>(row.number(1)), row.bytes(2)};
+}
+
+// Collects rows until there are no more; resets the statement. 0, or -1 (rows unchanged).
+template <typename Row, typename Convert>
+int collect(SqliteStatement& statement, std::vector<Row>& rows, Convert convert) {
+    std::vector<Row> result;
+    SqliteStatement::Step step = statement.step();
+    for (; step == SqliteStatement::Step::ROW; step = statement.step()) {
+        result.push_back(convert(statement));
+    }
+    statement.reset();
+    if (step == SqliteStatement::Step::FAILED) {
+        return -1;
+    }
+    rows = std::move(result);
+    return 0;
+}
+
+}  // namespace
+
+std::unique_ptr<SqliteStore> SqliteStore::open(const std::string& file, std::string& reason, std::size_t logCapacity) {
+    std::unique_ptr<SqliteStore> store(new SqliteStore(logCapacity));
+    if (store->openFile(file) < 0) {
+        reason = store->reason();
+        return nullptr;
+    }
+    return store;
+}
+
+int SqliteStore::openFile(const std::string& file) {
+    return openAttributes(file) < 0 ? -1 : openLog(file);
+}
+
+int SqliteStore::openAttributes(const std::string& file) {
+    if (attributes_.open(file) < 0) {
+        return fail(attributes_);
+    }
+    if (sqlite3_db_readonly(attributes_.handle(), "main") != 0) {
+        reason_ = file + ": is not writable";
+        return -1;
+    }
+    // Looked at before anything is written: the switch to WAL mode already changes a file.
+    if (checkOwner(file) < 0) {
+        return -1;
+    }
+    if (attributes_.execute("PRAGMA journal_mode = WAL") < 0 || attributes_.execute("PRAGMA synchronous = FULL") < 0 ||
+        get_.prepare("SELECT key, type, value FROM attribute WHERE key = ?1") < 0 ||
+        list_.prepare("SELECT key, type, value FROM attribute WHERE substr(key, 1, length(?1)) = ?1 AND key >= ?1"
+                      " ORDER BY key") < 0 ||
+        set_.prepare("INSERT OR REPLACE INTO attribute (key, type, value) VALUES (?1, ?2, ?3)") < 0 ||
+        unset_.prepare("DELETE FROM attribute WHERE key = ?1") < 0) {
+        return fail(attributes_);
+    }
+    return 0;
+}
+
+// A new file gets our tables; any other must be ours, of this version, and sound.
+int SqliteStore::checkOwner(const std::string& file) {
+    std::int64_t tables = 0;
+    std::int64_t owner = 0;
+    std::int64_t version = 0;
+    if (readNumber(attributes_, "SELECT count(*) FROM sqlite_master", tables) < 0 ||
+        readNumber(attributes_, "PRAGMA application_id", owner) < 0 ||
+        readNumber(attributes_, "PRAGMA user_version", version) < 0) {
+        return fail(attributes_);
+    }
+    if (tables == 0 && owner == 0) {
+        return attributes_.execute(CREATE) < 0 ? fail(attributes_) : 0;
+    }
+    if (owner != APPLICATION_ID) {
+        reason_ = file + ": is a database, but not a switch's store";
+        return -1;
+    }
+    if (version != SCHEMA_VERSION) {
+        reason_ = file + ": has layout " + std::to_string(version) + ", this program knows layout " +
+                  std::to_string(SCHEMA_VERSION);
+        return -1;
+    }
+    SqliteStatement check(attributes_);
+    if (check.prepare("PRAGMA quick_check(1)") < 0 || check.step() != SqliteStatement::Step::ROW) {
+        return fail(attributes_);
+    }
+    if (const std::string verdict = check.bytes(0); verdict != "ok") {
+        reason_ = file + ": is damaged: " + verdict;
+        return -1;
+    }
+    return 0;
+}
+
+int SqliteStore::openLog(const std::string& file) {
+    if (log_.open(file) < 0 || log_.execute("PRAGMA synchronous = NORMAL") < 0 ||
+        append_.prepare("INSERT INTO event (seconds, microseconds, level, number, flags, component, text)"
+                        " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)") < 0 ||
+        prune_.prepare("DELETE FROM event WHERE id <= ?1") < 0 ||
+        read_.prepare("SELECT id, seconds, microseconds, level, number, flags, component, text FROM event"
+                      " WHERE id > ?1 ORDER BY id LIMIT ?2") < 0) {
+        return fail(log_);
+    }
+    return 0;
+}
+
+int SqliteStore::fail(const SqliteDatabase& database) {
+    reason_ = database.error();
+    return -1;
+}
+
+StoreStatus SqliteStore::get(std::string_view key, Attribute& attribute) {
+    std::vector<Attribute> rows;
+    get_.bind(1, key);
+    if (collect(get_, rows, attributeOf) < 0) {
+        (void)fail(attributes_);
+        return StoreStatus::FAILED;
+    }
+    if (rows.empty()) {
+        return StoreStatus::MISSING;
+    }
+    attribute = std::move(rows.front());
+    return StoreStatus::OK;
+}
+
+int SqliteStore::list(std::string_view prefix, std::vector<Attribute>& attributes) {
+    list_.bind(1, prefix);
+    return collect(list_, attributes, attributeOf) < 0 ? fail(attributes_) : 0;
+}
+
+int SqliteStore::apply(const AttributeChange& change) {
+    if (!acceptable(change, reason_)) {
+        return -1;
+    }
+    return writeChange(change) < 0 ? fail(attributes_) : 0;
+}
+
+int SqliteStore::writeChange(const AttributeChange& change) {
+    SqliteTransaction transaction(attributes_);
+    if (transaction.begin() < 0) {
+        return -1;
+    }
+    for (const std::string& key : change.unset) {
+        if (unset_.bind(1, key).run() < 0) {
+            return -1;
+        }
+    }
+    for (const Attribute& attribute : change.set) {
+        if (set_.bind(1, attribute.key).bind(2, std::int64_t{attribute.type}).bind(3, attribute.value).run() < 0) {
+            return -1;
+        }
+    }
+    return transaction.commit();
+}
+
+int SqliteStore::append(LogEntry& entry) {
+    return writeEntry(entry) < 0 ? fail(log_) : 0;
+}
+
+int SqliteStore::writeEntry(LogEntry& entry) {
+    SqliteTransaction transaction(log_);
+    if (transaction.begin() < 0) {
+        return -1;
+    }
+    append_.bind(1, entry.seconds).bind(2, std::int64_t{entry.microseconds}).bind(3, std::int64_t{entry.level});
+    append_.bind(4, std::int64_t{entry.number}).bind(5, std::int64_t{entry.flags});
+    append_.bind(6, entry.component).bind(7, entry.text);
+    if (append_.run() < 0) {
+        return -1;
+    }
+    const std::int64_t id = sqlite3_last_insert_rowid(log_.handle());
+    if (prune_.bind(1, id - static_cast<std::int64_t>(logCapacity_)).run() < 0 || transaction.commit() < 0) {
+        return -1;
+    }
+    entry.id = static_cast<std::uint64_t>(id);
+    return 0;
+}
+
+int SqliteStore::readSince(std::uint64_t id, std::size_t limit, std::vector<LogEntry>& entries) {
+    constexpr std::uint64_t GREATEST = INT64_MAX;
+    read_.bind(1, static_cast<std::int64_t>(id > GREATEST ? GREATEST : id));
+    read_.bind(2, static_cast<std::int64_t>(limit > GREATEST ? GREATEST : limit));
+    return collect(read_, entries, entryOf) < 0 ? fail(log_) : 0;
+}

@@ -1,0 +1,240 @@
+#include "switchd/store/StoreContract.h"
+
+#include <gmock/gmock.h>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+std::vector<std::string> keysBelow(AttributeStore& store, std::string_view prefix) {
+    std::vector<Attribute> found;
+    EXPECT_EQ(store.list(prefix, found), 0);
+    std::vector<std::string> keys;
+    for (const Attribute& attribute : found) {
+        keys.push_back(attribute.key);
+    }
+    return keys;
+}
+
+std::string valueOf(AttributeStore& store, std::string_view key) {
+    Attribute attribute;
+    return store.get(key, attribute) == StoreStatus::OK ? attribute.value : "<missing>";
+}
+
+LogEntry entryWithText(const std::string& text) {
+    LogEntry entry;
+    entry.seconds = 1700000000;
+    entry.text = text;
+    return entry;
+}
+
+std::vector<std::string> textsSince(EventLogStore& log, std::uint64_t id, std::size_t limit = 100) {
+    std::vector<LogEntry> entries;
+    EXPECT_EQ(log.readSince(id, limit, entries), 0);
+    std::vector<std::string> texts;
+    for (const LogEntry& entry : entries) {
+        texts.push_back(entry.text);
+    }
+    return texts;
+}
+
+}  // namespace
+
+TEST_P(StoreContract, givesBackWhatWasSetWithItsType) {
+    ASSERT_EQ(attributes().set("Global.Callhome.SMTPPort", 2, "25"), 0);
+
+    Attribute attribute;
+    ASSERT_EQ(attributes().get("Global.Callhome.SMTPPort", attribute), StoreStatus::OK);
+
+    EXPECT_EQ(attribute, (Attribute{"Global.Callhome.SMTPPort", 2, "25"}));
+}
+
+TEST_P(StoreContract, keepsTheWholeRangeOfTypes) {
+    ASSERT_EQ(attributes().set("A", 0xFFFFFFFFu, "x"), 0);
+
+    Attribute attribute;
+    ASSERT_EQ(attributes().get("A", attribute), StoreStatus::OK);
+
+    EXPECT_EQ(attribute.type, 0xFFFFFFFFu);
+}
+
+TEST_P(StoreContract, leavesTheOutputAloneWhenTheKeyIsMissing) {
+    Attribute attribute{"before", 7, "untouched"};
+
+    EXPECT_EQ(attributes().get("Nothing.Here", attribute), StoreStatus::MISSING);
+
+    EXPECT_EQ(attribute, (Attribute{"before", 7, "untouched"}));
+}
+
+TEST_P(StoreContract, replacesAnEarlierValueAndItsType) {
+    ASSERT_EQ(attributes().set("Key", 1, "first"), 0);
+    ASSERT_EQ(attributes().set("Key", 2, "2"), 0);
+
+    Attribute attribute;
+    ASSERT_EQ(attributes().get("Key", attribute), StoreStatus::OK);
+
+    EXPECT_EQ(attribute, (Attribute{"Key", 2, "2"}));
+    EXPECT_THAT(keysBelow(attributes(), ""), ElementsAre("Key"));
+}
+
+TEST_P(StoreContract, keepsAnEmptyValueApartFromAMissingKey) {
+    ASSERT_EQ(attributes().set("Empty", 1, ""), 0);
+
+    EXPECT_EQ(valueOf(attributes(), "Empty"), "");
+    EXPECT_EQ(valueOf(attributes(), "Emptier"), "<missing>");
+}
+
+TEST_P(StoreContract, keepsEveryByteOfAValue) {
+    std::string value;
+    for (int byte = 0; byte < 256; ++byte) {
+        value.push_back(static_cast<char>(byte));
+    }
+    value += "\xC2\xA7ops@example.com\xC2\xA7\n";
+
+    ASSERT_EQ(attributes().set("Bytes", 1, value), 0);
+
+    EXPECT_EQ(valueOf(attributes(), "Bytes"), value);
+}
+
+TEST_P(StoreContract, takesTenMegabytesAndRefusesOneByteMore) {
+    const std::string longest(AttributeStore::MAX_VALUE, 'v');
+    ASSERT_EQ(attributes().set("Big", 1, longest), 0);
+
+    EXPECT_EQ(attributes().set("Big", 1, longest + "v"), -1);
+
+    EXPECT_EQ(attributes().reason(), "Big: value of 10485761 bytes is longer than 10485760");
+    EXPECT_TRUE(valueOf(attributes(), "Big") == longest);
+}
+
+TEST_P(StoreContract, refusesKeysThatCouldNotBeShownAsALine) {
+    const std::vector<std::string> bad{"",      std::string(256, 'k'),    "with blank", "with=sign", "line\nfeed",
+                                       "tab\t", std::string("nul\0x", 5), "\x7F",       "\xC3\xA4"};
+    for (const std::string& key : bad) {
+        EXPECT_EQ(attributes().set(key, 1, "v"), -1) << key;
+        EXPECT_FALSE(attributes().reason().empty());
+    }
+    EXPECT_THAT(keysBelow(attributes(), ""), IsEmpty());
+}
+
+TEST_P(StoreContract, takesTheLongestKey) {
+    const std::string longest(AttributeStore::MAX_KEY, 'k');
+
+    ASSERT_EQ(attributes().set(longest, 1, "v"), 0);
+
+    EXPECT_EQ(valueOf(attributes(), longest), "v");
+}
+
+TEST_P(StoreContract, tellsKeysApartByCase) {
+    ASSERT_EQ(attributes().set("Key", 1, "upper"), 0);
+    ASSERT_EQ(attributes().set("key", 1, "lower"), 0);
+
+    EXPECT_EQ(valueOf(attributes(), "Key"), "upper");
+    EXPECT_EQ(valueOf(attributes(), "key"), "lower");
+}
+
+TEST_P(StoreContract, listsWhatBeginsWithThePrefixInByteOrder) {
+    for (const char* key : {"B.2", "B.10", "A", "B", "b.1", "B.1", "C.1"}) {
+        ASSERT_EQ(attributes().set(key, 1, key), 0);
+    }
+
+    EXPECT_THAT(keysBelow(attributes(), "B."), ElementsAre("B.1", "B.10", "B.2"));
+    EXPECT_THAT(keysBelow(attributes(), ""), ElementsAre("A", "B", "B.1", "B.10", "B.2", "C.1", "b.1"));
+    EXPECT_THAT(keysBelow(attributes(), "B.3"), IsEmpty());
+}
+
+TEST_P(StoreContract, takesNoCharacterOfAPrefixForAPattern) {
+    ASSERT_EQ(attributes().set("A_x", 1, ""), 0);
+    ASSERT_EQ(attributes().set("ABx", 1, ""), 0);
+
+    EXPECT_THAT(keysBelow(attributes(), "A_"), ElementsAre("A_x"));
+    EXPECT_THAT(keysBelow(attributes(), "A*"), IsEmpty());
+    EXPECT_THAT(keysBelow(attributes(), "%"), IsEmpty());
+}
+
+TEST_P(StoreContract, tellsWhetherThereWasSomethingToUnset) {
+    ASSERT_EQ(attributes().set("Key", 1, "v"), 0);
+
+    EXPECT_EQ(attributes().unset("Key"), StoreStatus::OK);
+    EXPECT_EQ(attributes().unset("Key"), StoreStatus::MISSING);
+
+    EXPECT_EQ(valueOf(attributes(), "Key"), "<missing>");
+}
+
+TEST_P(StoreContract, changesSeveralAttributesInOneStep) {
+    ASSERT_EQ(attributes().set("Old", 1, "v"), 0);
+    AttributeChange change;
+    change.set = {{"New.1", 1, "a"}, {"New.2", 1, "b"}, {"New.1", 1, "last wins"}};
+    change.unset = {"Old", "Never.Was", "New.2"};
+
+    ASSERT_EQ(attributes().apply(change), 0);
+
+    EXPECT_THAT(keysBelow(attributes(), ""), ElementsAre("New.1", "New.2"));
+    EXPECT_EQ(valueOf(attributes(), "New.1"), "last wins");
+}
+
+TEST_P(StoreContract, changesNothingWhenOneOfSeveralIsRefused) {
+    ASSERT_EQ(attributes().set("Old", 1, "v"), 0);
+    AttributeChange change;
+    change.set = {{"New", 1, "a"}, {"not a key", 1, "b"}};
+    change.unset = {"Old"};
+
+    EXPECT_EQ(attributes().apply(change), -1);
+
+    EXPECT_THAT(attributes().reason(), HasSubstr("printable"));
+    EXPECT_THAT(keysBelow(attributes(), ""), ElementsAre("Old"));
+}
+
+TEST_P(StoreContract, numbersLogEntriesFromOne) {
+    LogEntry first = entryWithText("first");
+    LogEntry second = entryWithText("second");
+    second.id = 77;
+
+    ASSERT_EQ(log().append(first), 0);
+    ASSERT_EQ(log().append(second), 0);
+
+    EXPECT_EQ(first.id, 1u);
+    EXPECT_EQ(second.id, 2u);
+}
+
+TEST_P(StoreContract, givesBackEveryFieldOfALogEntry) {
+    LogEntry entry;
+    entry.seconds = 4294967296;
+    entry.microseconds = 999999;
+    entry.level = -1;
+    entry.number = 0x8B00000Eu;
+    entry.flags = 0xFFFFFFFFu;
+    entry.component = "OrvApp";
+    entry.text = std::string("100% \0 of it\n", 13);
+    ASSERT_EQ(log().append(entry), 0);
+
+    std::vector<LogEntry> entries;
+    ASSERT_EQ(log().readSince(0, 10, entries), 0);
+
+    EXPECT_THAT(entries, ElementsAre(entry));
+}
+
+TEST_P(StoreContract, readsTheLogOnwardsFromAnId) {
+    for (const char* text : {"one", "two", "three"}) {
+        LogEntry entry = entryWithText(text);
+        ASSERT_EQ(log().append(entry), 0);
+    }
+
+    EXPECT_THAT(textsSince(log(), 0), ElementsAre("one", "two", "three"));
+    EXPECT_THAT(textsSince(log(), 1), ElementsAre("two", "three"));
+    EXPECT_THAT(textsSince(log(), 3), IsEmpty());
+    EXPECT_THAT(textsSince(log(), UINT64_MAX), IsEmpty());
+    EXPECT_THAT(textsSince(log(), 0, 2), ElementsAre("one", "two"));
+    EXPECT_THAT(textsSince(log(), 0, 0), IsEmpty());
+}
+
+TEST_P(StoreContract, dropsTheOldestEntriesOfAFullLogAndCountsOn) {
+    for (int number = 1; number <= 6; ++number) {
+        LogEntry entry = entryWithText(std::to_string(number));
+        ASSERT_EQ(log().append(entry), 0);
+        EXPECT_EQ(entry.id, static_cast<std::uint64_t>(number));
+    }
+
+    EXPECT_THAT(textsSince(log(), 0), ElementsAre("3", "4", "5", "6"));
+}
