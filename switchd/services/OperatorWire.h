@@ -1,0 +1,297 @@
+// What an operator's program and the switch say to each other (format 0x7F01, address ServiceAddress::OPERATOR).
+//
+// A request is OperatorRequest: a tag of the caller's choice and the body that belongs to its code. Every request is
+// answered by one OperatorReply with the same tag and the code OperatorCode::replyTo(code); its body is that of the
+// code when the status is OK, and empty otherwise. Some answers come late (WAIT, MANAGEMENT, PROBE): the caller
+// sets the time limit. FOLLOW_LOG and WATCH_RESULTS open a stream of OperatorPush messages with the request's tag,
+// until the caller leaves the bus or sends STOP.
+//
+// encode() gives the bytes; decode() gives nothing when the bytes are not of that layout. Spans are views: of the
+// decoded bytes, or of the caller's bytes before encode.
+#pragma once
+
+#include "Sw_Log_Type.h"
+#include "switchd/services/FaultRule.h"
+#include "switchd/store/Attribute.h"
+#include "switchd/store/LogEntry.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+using WireBytes = std::vector<std::uint8_t>;
+using WireSpan = std::span<const std::uint8_t>;
+
+namespace OperatorCode {
+
+inline constexpr std::uint16_t FORMAT = 0x7F01;
+
+// Code                                               request body          reply body
+inline constexpr std::uint16_t GET = 1;             // KeyList              AttributeAnswers, in the order asked for
+inline constexpr std::uint16_t LIST = 2;            // ListRequest          AttributePage
+inline constexpr std::uint16_t CHANGE = 3;          // ChangeRequest        KeyList: keys to unset that were not there
+inline constexpr std::uint16_t PUBLISH_LOG = 10;    // LogRecord            none
+inline constexpr std::uint16_t PUBLISH_STATE = 11;  // OneText              none
+inline constexpr std::uint16_t PUBLISH_ADDRESSES = 12;  // KeyList: addresses   none
+inline constexpr std::uint16_t PUBLISH_HOSTNAME = 13;   // OneText              none
+inline constexpr std::uint16_t PUBLISH_EVENT = 14;      // RawEvent             none
+inline constexpr std::uint16_t READ_LOG = 20;           // LogRequest           LogPage
+inline constexpr std::uint16_t FOLLOW_LOG = 21;         // LogRequest (limit ignored)  none; pushes LOG_LINES: LogPage
+inline constexpr std::uint16_t STOP = 22;               // OneTag: the stream's or late answer's tag   none
+inline constexpr std::uint16_t COMPONENTS = 30;         // none                 ComponentList
+inline constexpr std::uint16_t WAIT = 31;               // WaitRequest          none, as soon as the state is reached
+inline constexpr std::uint16_t MANAGEMENT = 40;         // ManagementCall       ManagementAnswer
+inline constexpr std::uint16_t WATCH_RESULTS = 41;      // none                 TestResults: the last per profile;
+                                                        //                      pushes TEST_RESULT: TestResults, one
+inline constexpr std::uint16_t PROBE = 42;              // ProbeRequest         none, once the component has replied
+inline constexpr std::uint16_t MESSAGE = 43;            // RawMessage           none
+inline constexpr std::uint16_t ADD_FAULT = 50;          // FaultRule            OneTag: the rule's number
+inline constexpr std::uint16_t REMOVE_FAULT = 51;       // OneTag: its number   none
+inline constexpr std::uint16_t CLEAR_FAULTS = 52;  // none                 OneTag: rules removed; held answers go out
+inline constexpr std::uint16_t LIST_FAULTS = 53;   // none                 FaultList
+inline constexpr std::uint16_t RELEASE_HELD = 54;  // none                 OneTag: answers released
+
+inline constexpr std::uint16_t LOG_LINES = 0x201;
+inline constexpr std::uint16_t TEST_RESULT = 0x202;
+
+constexpr std::uint16_t replyTo(std::uint16_t code) {
+    return static_cast<std::uint16_t>(code | 0x100);
+}
+
+}  // namespace OperatorCode
+
+enum class OperatorStatus : std::uint32_t {
+    OK = 0,
+    REFUSED = 1,       // the request makes no sense: unknown code, body that cannot be read, value out of range
+    FAILED = 2,        // the switch could not do it
+    NO_COMPONENT = 3,  // the component is not there, or has left before it answered
+};
+
+struct OperatorRequest {
+    std::uint32_t tag = 0;
+    WireSpan body;
+
+    WireBytes encode() const;
+    static std::optional<OperatorRequest> decode(WireSpan payload);
+};
+
+// A push has the same layout as a request: tag and body.
+using OperatorPush = OperatorRequest;
+
+struct OperatorReply {
+    std::uint32_t tag = 0;
+    OperatorStatus status = OperatorStatus::OK;
+    std::string reason;  // for a person to read; empty when OK
+    WireSpan body;
+
+    WireBytes encode() const;
+    static std::optional<OperatorReply> decode(WireSpan payload);
+};
+
+struct OneText {
+    std::string text;
+
+    WireBytes encode() const;
+    static std::optional<OneText> decode(WireSpan body);
+};
+
+struct OneTag {
+    std::uint32_t number = 0;
+
+    WireBytes encode() const;
+    static std::optional<OneTag> decode(WireSpan body);
+};
+
+struct KeyList {
+    std::vector<std::string> keys;
+
+    WireBytes encode() const;
+    static std::optional<KeyList> decode(WireSpan body);
+};
+
+// What GET found; where found is false, only the attribute's key is set.
+struct AttributeAnswers {
+    struct Answer {
+        bool found = false;
+        Attribute attribute;
+
+        friend bool operator==(const Answer&, const Answer&) = default;
+    };
+    std::vector<Answer> answers;
+
+    WireBytes encode() const;
+    static std::optional<AttributeAnswers> decode(WireSpan body);
+};
+
+// The attributes whose keys begin with prefix and come after the key `after` ("": from the first).
+struct ListRequest {
+    std::string prefix;
+    std::string after;
+
+    WireBytes encode() const;
+    static std::optional<ListRequest> decode(WireSpan body);
+};
+
+// In the order of the keys' bytes. With more, ask again after the last key.
+struct AttributePage {
+    std::vector<Attribute> attributes;
+    bool more = false;
+
+    WireBytes encode() const;
+    static std::optional<AttributePage> decode(WireSpan body);
+};
+
+// Done as a whole or not at all.
+struct ChangeRequest {
+    std::vector<Attribute> set;
+    std::vector<std::string> unset;
+
+    WireBytes encode() const;
+    static std::optional<ChangeRequest> decode(WireSpan body);
+};
+
+// A switch log record to publish. Without a time of its own it gets the time at which the switch publishes it.
+struct LogRecord {
+    Sw_Log_Type record;
+    bool timed = false;
+
+    WireBytes encode() const;
+    static std::optional<LogRecord> decode(WireSpan body);
+};
+
+struct RawEvent {
+    std::uint32_t category = 0;
+    std::uint32_t number = 0;
+    WireSpan data;
+
+    WireBytes encode() const;
+    static std::optional<RawEvent> decode(WireSpan body);
+};
+
+// Log entries with a greater id than since, at most limit (0: as many as one answer holds).
+struct LogRequest {
+    std::uint64_t since = 0;
+    std::uint32_t limit = 0;
+
+    WireBytes encode() const;
+    static std::optional<LogRequest> decode(WireSpan body);
+};
+
+// Oldest first. With more, ask again since the last id.
+struct LogPage {
+    std::vector<LogEntry> entries;
+    bool more = false;
+
+    WireBytes encode() const;
+    static std::optional<LogPage> decode(WireSpan body);
+};
+
+// How far a component has come. Each state includes the ones before it.
+enum class ComponentState : std::uint32_t {
+    ABSENT = 0,
+    REGISTERED = 1,  // the name service knows it
+    READY = 2,       // it asked for its configuration
+    CONFIGURED = 3,  // it has read its configuration
+    STARTED = 4,     // it was told to start
+};
+
+struct ComponentList {
+    struct Component {
+        std::string name;  // as it registered
+        ComponentState state = ComponentState::ABSENT;
+        std::uint32_t node = 0;
+        std::uint32_t process = 0;
+
+        friend bool operator==(const Component&, const Component&) = default;
+    };
+    std::vector<Component> components;
+
+    WireBytes encode() const;
+    static std::optional<ComponentList> decode(WireSpan body);
+};
+
+// Component names in requests match whatever their case ("orvApp" finds "OrvApp").
+struct WaitRequest {
+    std::string component;
+    ComponentState state = ComponentState::STARTED;
+
+    WireBytes encode() const;
+    static std::optional<WaitRequest> decode(WireSpan body);
+};
+
+// A management request (format 0x4015). The first word of a payload of four bytes or more becomes a handle of the
+// switch's choice. With answered, the reply waits for the component's response (code + 100 and this handle);
+// without, it comes as soon as the request is on its way.
+struct ManagementCall {
+    std::string component;
+    std::uint16_t code = 0;
+    bool answered = true;
+    WireSpan payload;
+
+    WireBytes encode() const;
+    static std::optional<ManagementCall> decode(WireSpan body);
+};
+
+// The component's response as it came (platform/wire/ManagementWire.h); nothing when none was waited for.
+struct ManagementAnswer {
+    std::uint16_t code = 0;
+    WireSpan payload;
+
+    WireBytes encode() const;
+    static std::optional<ManagementAnswer> decode(WireSpan body);
+};
+
+// What became of test messages: 0 sent, else not.
+struct TestResults {
+    struct Result {
+        std::string profile;
+        std::uint32_t status = 0;
+
+        friend bool operator==(const Result&, const Result&) = default;
+    };
+    std::vector<Result> results;
+
+    WireBytes encode() const;
+    static std::optional<TestResults> decode(WireSpan body);
+};
+
+struct ProbeRequest {
+    std::string component;
+    std::uint16_t code = 0;
+
+    WireBytes encode() const;
+    static std::optional<ProbeRequest> decode(WireSpan body);
+};
+
+struct RawMessage {
+    std::string component;
+    std::uint16_t format = 0;
+    std::uint16_t code = 0;
+    WireSpan payload;
+
+    WireBytes encode() const;
+    static std::optional<RawMessage> decode(WireSpan body);
+};
+
+namespace FaultWire {
+
+WireBytes encode(const FaultRule& rule);
+std::optional<FaultRule> decode(WireSpan body);
+
+}  // namespace FaultWire
+
+// count: answers that the rule will still spoil.
+struct FaultList {
+    struct Entry {
+        std::uint32_t number = 0;
+        FaultRule rule;
+
+        friend bool operator==(const Entry&, const Entry&) = default;
+    };
+    std::vector<Entry> faults;
+
+    WireBytes encode() const;
+    static std::optional<FaultList> decode(WireSpan body);
+};
