@@ -1,0 +1,211 @@
+// Joining a bus: who has to be there, how long it may take, and what is said when it fails.
+#include "platform/transport/dbus/DbusMessage.h"
+#include "platform/transport/dbus/DbusTestBus.h"
+#include "platform/wire/ServiceAddress.h"
+
+#include <gmock/gmock.h>
+#include <systemd/sd-bus.h>
+
+#include <cstdlib>
+#include <thread>
+
+using testing::HasSubstr;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace {
+
+using Role = DbusTransport::Role;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// A connection without the transport, as a stranger on the bus has it.
+class RawBus {
+public:
+    explicit RawBus(const std::string& address) {
+        EXPECT_GE(sd_bus_new(&bus_), 0);
+        EXPECT_GE(sd_bus_set_address(bus_, address.c_str()), 0);
+        EXPECT_GE(sd_bus_set_bus_client(bus_, 1), 0);
+        EXPECT_GE(sd_bus_start(bus_), 0);
+        const char* name = nullptr;
+        EXPECT_GE(sd_bus_get_unique_name(bus_, &name), 0);
+    }
+    ~RawBus() { sd_bus_flush_close_unref(bus_); }
+
+    sd_bus* get() { return bus_; }
+    // Waits for the next signal of that name.
+    void awaitSignal(const char* member) {
+        for (;;) {
+            sd_bus_message* raw = nullptr;
+            const int result = sd_bus_process(bus_, &raw);
+            const DbusMessagePtr message(raw);
+            if (result < 0 || (message && sd_bus_message_is_signal(raw, nullptr, member) > 0)) {
+                return;
+            }
+            if (result == 0) {
+                sd_bus_wait(bus_, 20000000);
+            }
+        }
+    }
+
+private:
+    sd_bus* bus_ = nullptr;
+};
+
+using DbusJoin = DbusBusTest;
+
+TEST_F(DbusJoin, clientWaitsUntilSwitchdComes) {
+    RawBus other(bus_.address());
+    ASSERT_GE(sd_bus_match_signal(other.get(), nullptr, "org.freedesktop.DBus", nullptr, nullptr, "NameOwnerChanged",
+                                  nullptr, nullptr),
+              0);
+    std::thread lateSwitchd([&] {
+        other.awaitSignal("NameOwnerChanged");  // The client has connected.
+        sd_bus_request_name(other.get(), "hsb.Switchd", 0);
+    });
+
+    const auto joining = client();
+    EXPECT_EQ(joining->join(), 0);
+
+    lateSwitchd.join();
+    EXPECT_EQ(joining->problem(), "");
+}
+
+TEST_F(DbusJoin, clientGivesUpWhenSwitchdStaysAway) {
+    auto impatient = options(Role::CLIENT);
+    impatient.patience = milliseconds(500);
+    DbusTransport transport(impatient);
+
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(transport.join(), -1);
+
+    EXPECT_GE(std::chrono::steady_clock::now() - before, milliseconds(500));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, seconds(15));
+    EXPECT_EQ(transport.problem(), "switchd did not come to the bus in 0.5 s");
+}
+
+TEST_F(DbusJoin, clientIsPatientForHalfAMinuteByDefault) {
+    EXPECT_EQ(DbusTransport::Options().patience, seconds(30));
+}
+
+TEST_F(DbusJoin, switchdDoesNotWaitForItself) {
+    const auto services = switchd();
+
+    EXPECT_EQ(services->join(), 0);
+}
+
+TEST_F(DbusJoin, doesNotWaitForABusThatTakesConnectionsAndSaysNothing) {
+    auto impatient = options(Role::CLIENT);
+    impatient.patience = milliseconds(300);
+    DbusTransport transport(impatient);
+    bus_.suspend();
+
+    EXPECT_EQ(transport.join(), -1);
+
+    EXPECT_EQ(transport.problem(), "no answer from the bus " + bus_.address() + ": Connection timed out");
+    bus_.resume();
+}
+
+struct BadAddressCase {
+    const char* address;
+    const char* problem;
+};
+
+class DbusBadAddress : public testing::TestWithParam<BadAddressCase> {};
+
+TEST_P(DbusBadAddress, isNamedWithWhatIsWrong) {
+    DbusTransport::Options options;
+    options.address = GetParam().address;
+    DbusTransport transport(options);
+
+    EXPECT_EQ(transport.join(), -1);
+
+    EXPECT_EQ(transport.problem(), GetParam().problem);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, DbusBadAddress,
+    testing::Values(BadAddressCase{"unix:path=/nowhere/at/all",
+                                   "cannot connect with the bus unix:path=/nowhere/at/all: No such file or directory"},
+                    BadAddressCase{"nonsense", "cannot connect with the bus nonsense: Connection refused"},
+                    BadAddressCase{"unix:path=", "cannot connect with the bus unix:path=: Connection refused"}));
+
+TEST_F(DbusJoin, takesTheAddressFromTheEnvironment) {
+    const auto services = switchd();
+    ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(setenv("HSB_BUS", bus_.address().c_str(), 1), 0);
+
+    DbusTransport transport;
+    EXPECT_EQ(transport.join(), 0);
+
+    unsetenv("HSB_BUS");
+}
+
+TEST_F(DbusJoin, nothingWorksBeforeJoiningOrAfterLeaving) {
+    const auto services = switchd();
+    RecordingParty party;
+    Hsb_Address address{1, 2, 3};
+    EXPECT_EQ(services->attach(party, address), -1);
+    EXPECT_EQ(services->attachService(party, ServiceAddress::NAMES), -1);
+    EXPECT_EQ(services->send(mail(address, ServiceAddress::NAMES, 1)), -1);
+    EXPECT_EQ(address, (Hsb_Address{1, 2, 3}));
+
+    ASSERT_EQ(services->join(), 0);
+    services->leave();
+    services->leave();
+
+    EXPECT_EQ(services->attach(party, address), -1);
+    EXPECT_EQ(services->send(mail(address, ServiceAddress::NAMES, 1)), -1);
+}
+
+TEST_F(DbusJoin, ignoresCallsThatAreNotMessages) {
+    const auto services = switchd();
+    RecordingParty names;
+    ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(services->attachService(names, ServiceAddress::NAMES), 0);
+    RawBus stranger(bus_.address());
+    const auto call = [&](const char* member, const char* types, auto... values) {
+        ASSERT_GE(sd_bus_call_method_async(stranger.get(), nullptr, "hsb.Switchd", "/hsb", "hsb.Bus", member, nullptr,
+                                           nullptr, types, values...),
+                  0);
+    };
+    call("Message", "s", "not a message");
+    call("Message", "uuquuqqq", 0u, 1u, 0u, 1u, 2u, 3u, 5u, 1u);
+    call("Massage", "uuquuqqqay", 0u, 1u, 0u, 1u, 2u, 3u, 5u, 1u, 0u);
+    call("Message", "uuquuqqqay", 0u, 9u, 0u, 1u, 2u, 3u, 5u, 1u, 0u);  // To an address that nobody holds.
+    call("Message", "uuquuqqqay", 0u, 1u, 0u, 1u, 2u, 3u, 5u, 77u, 2u, 8u, 9u);
+
+    ASSERT_TRUE(eventually([&] { return !names.messages.empty(); }));
+
+    ASSERT_THAT(names.messages, SizeIs(1));
+    EXPECT_EQ(names.messages[0].code, 77);
+    EXPECT_EQ(names.messages[0].payload, (std::vector<std::uint8_t>{8, 9}));
+    EXPECT_FALSE(services->lost());
+}
+
+TEST_F(DbusJoin, tellsAStrangerWhatItTakes) {
+    const auto services = switchd();
+    ASSERT_EQ(services->join(), 0);
+    RawBus stranger(bus_.address());
+    std::string answer;
+    std::thread asking([&] {
+        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_call_method(stranger.get(), "hsb.Switchd", "/hsb", "hsb.Bus", "Nonsense", &error, nullptr, "");
+        answer = error.message == nullptr ? "" : error.message;
+        sd_bus_error_free(&error);
+    });
+
+    // The call and the stranger's thread both end once the loop has turned often enough.
+    std::atomic<bool> done = false;
+    std::thread waiting([&] {
+        asking.join();
+        done = true;
+        Dispatcher::instance()->wake();
+    });
+    EXPECT_TRUE(eventually([&] { return done.load(); }));
+    waiting.join();
+
+    EXPECT_EQ(answer, "/hsb takes only hsb.Bus.Message(uuquuqqqay)");
+}
+
+}  // namespace
