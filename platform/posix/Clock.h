@@ -5,8 +5,8 @@
 
 #include <sys/time.h>
 
-#include <atomic>
 #include <cstdint>
+#include <mutex>
 
 class Clock {
 public:
@@ -19,20 +19,23 @@ public:
     virtual int realMilliseconds(std::uint64_t span) const = 0;
 };
 
-// The system's clocks; timers and uptime run scale times as fast (HSB_TIME_SCALE, 1 when unset or not a number).
+// The system's clocks; timers and uptime run scale times as fast. The calendar is the system's.
 class SystemClock final : public Clock {
 public:
+    // The scale comes from HSB_TIME_SCALE: 1 when that is unset, 0 or not a number; a million at most.
     SystemClock();
+    explicit SystemClock(std::uint64_t scale);
     std::uint64_t milliseconds() const override;
     timeval calendar() const override;
     int realMilliseconds(std::uint64_t span) const override;
 
 private:
     std::uint64_t scale_;
-    std::uint64_t start_;
+    std::uint64_t start_;  // real milliseconds; only what has passed since is scaled, so that 32 bits of seconds last
 };
 
-// Stands still until it is moved; the calendar moves along and can be set.
+// Stands still until it is moved; the calendar moves along and can be set. A loop that is waiting on another thread
+// does not notice a move by itself: wake it.
 class ManualClock final : public Clock {
 public:
     explicit ManualClock(std::int64_t calendarSeconds, std::int32_t calendarMicroseconds = 0);
@@ -44,10 +47,12 @@ public:
     void setCalendar(std::int64_t seconds, std::int32_t microseconds = 0);
 
 private:
-    std::atomic<std::uint64_t> milliseconds_{1000000};
-    std::atomic<std::int64_t> calendarMicroseconds_;
+    mutable std::mutex lock_;  // not atomics: the target has none of 64 bits
+    std::uint64_t milliseconds_ = 1000000;
+    std::int64_t calendarMicroseconds_;
 };
 
-// The clock in use; the system's unless a test has put another one in its place (null: back to the system's).
+// The clock in use; the system's unless a test has put another one in its place (null: back to the system's). The
+// caller keeps it, and takes it away before it dies.
 Clock& hostClock();
 void useHostClock(Clock* clock);

@@ -3,5 +3,5 @@
 
 #include <string>
 
-// Replaces the root read from HSB_ROOT. Before threads start.
+// Replaces the root read from HSB_ROOT; trailing slashes are removed. Before threads start.
 void setHostRoot(const std::string& directory);

@@ -6,6 +6,8 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <mutex>
+#include <optional>
 
 namespace Mt {
 
@@ -17,19 +19,22 @@ public:
     Threadable& operator=(const Threadable&) = delete;
 
     // Before launch: attributes of the thread to be. On the running thread setDetached takes effect at once.
-    // Each returns 0 or an error number.
+    // Each returns 0 or an error number; ESRCH where a running thread is needed and there is none.
     virtual int setDetached(bool detached);
     virtual int setStackSize(std::size_t bytes);
     virtual int setSchedPolicy(int policy);
     virtual int setSchedParam(const sched_param& param);
     virtual int setSchedInherit(bool inherit);
+    // Of a thread that has not been joined, or is detached and still runs.
     virtual int cancel();
     // On the calling thread, as pthread_setcancelstate and pthread_setcanceltype.
     virtual int setCancelState(int state, int* previous);
     virtual int setCancelType(int type, int* previous);
     virtual void testCancel();
+    // Waits for the end of run(); null: the result does not matter. EINVAL for a detached thread.
     virtual int join(void** result);
     virtual int signal(int number);
+    // Zero before the thread has been launched.
     virtual pthread_t getId() const;
     virtual pid_t getTid() const;
     virtual bool equals(const Threadable& other) const;
@@ -40,11 +45,17 @@ public:
 private:
     friend class Threader;
     static void* enter(void* self);
+    int launch();
 
+    mutable std::mutex lock_;  // held by launch until id_ is known; guards what follows
     pthread_t id_{};
+    pid_t tid_ = 0;
     bool launched_ = false;
     bool detached_ = false;
-    std::size_t stackSize_ = 0;  // 0: the system's default
+    std::optional<std::size_t> stackSize_;  // what is not set is the system's default
+    std::optional<int> policy_;
+    std::optional<sched_param> param_;
+    std::optional<bool> inherit_;
 };
 
 }  // namespace Mt

@@ -1,0 +1,34 @@
+#include "Hsb_Timer.h"
+
+#include "Dispatcher.h"
+
+Hsb_Timer::~Hsb_Timer() {
+    cancel();
+}
+
+void Hsb_Timer::set(const Timeval& interval, bool periodic) {
+    interval_ = interval;
+    periodic_ = periodic;
+}
+
+int Hsb_Timer::start() {
+    if (interval_.sec() < 0 || interval_.usec() < 0 || (interval_.sec() == 0 && interval_.usec() == 0)) {
+        return -1;
+    }
+    cancel();
+    // The action keeps its own copy of periodic: set() may change ours while the timer runs.
+    armed_ = Dispatcher::instance()->schedule_timer(interval_, periodic_, [this, again = periodic_] {
+        if (!again) {
+            armed_ = 0;
+        }
+        handle_timeout();  // last: it may destroy the timer
+    });
+    return 0;
+}
+
+void Hsb_Timer::cancel() {
+    if (armed_ != 0) {
+        Dispatcher::instance()->cancel_timer(armed_);
+        armed_ = 0;
+    }
+}
