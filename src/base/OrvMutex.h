@@ -8,10 +8,11 @@
 
 namespace Mt {
 
-// Not recursive.
+// Not recursive: a thread that locks twice, or unlocks what it does not hold, stops the process instead of waiting
+// for ever.
 class Mutex {
 public:
-    Mutex() { ORV_ASSERT(pthread_mutex_init(&mutex, nullptr) == 0); }
+    Mutex();
     ~Mutex() { ORV_ASSERT(pthread_mutex_destroy(&mutex) == 0); }
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
@@ -21,7 +22,7 @@ public:
 
 private:
     friend class CondLock;
-    pthread_mutex_t mutex;
+    pthread_mutex_t mutex;  // No underscore: the name is part of the assertions' texts.
 };
 
 // Holds a mutex for a scope.

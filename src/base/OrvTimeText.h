@@ -13,3 +13,8 @@ std::string orvEventTimeText(std::time_t seconds, std::uint32_t microseconds);
 std::string orvMailDateText(std::time_t seconds);
 // The calendar's seconds now.
 std::time_t orvCalendarNow();
+
+// Broken-down local time. 0, or -1 when there is none (the year does not fit).
+[[nodiscard]] int orvLocalTime(std::time_t seconds, std::tm& local);
+// strftime; empty when the text does not fit in the given number of bytes, its NUL included (at most 128).
+std::string orvTimeFormat(std::size_t size, const char* format, const std::tm& local);

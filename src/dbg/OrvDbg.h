@@ -1,17 +1,27 @@
 // The developer's trace: one logger, one file below "/tmp/", per thread that traces.
 //
-// Each line is flushed as it is written. A file that has outgrown its limit is rotated; five older generations
-// stay. A logger that cannot open or rotate its file goes silent and never disturbs the daemon.
+// Each line reaches the file before the call returns. A file that has outgrown its limit is rotated; five older
+// generations stay. A logger that cannot open or rotate its file goes silent and never disturbs the daemon: tracing
+// does not throw and leaves errno as it was.
 #pragma once
 
 #include "base/OrvMutex.h"
 
+#include <array>
+#include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 class OrvDbg {
 public:
+    // A file with more bytes than this is rotated; the line that crosses the limit is its last.
+    static constexpr std::uint32_t kRotateAbove = 20224;
+    static constexpr int kGenerations = 5;
+
     // Opens and empties the file "/tmp/" + name; a link in its place is not followed.
     explicit OrvDbg(const char* name);
     ~OrvDbg();
@@ -20,15 +30,60 @@ public:
 
     // Writes one line, any length. Returns the bytes in the current file after the write, -1 when silent. Any thread.
     long trace(const char* module, const char* function, const char* format, std::va_list arguments);
+    // The same with a message in three parts, none of which is copied: for texts of a mail's size.
+    long traceParts(const char* module, const char* function, std::string_view start, std::string_view big,
+                    std::string_view end);
 
+    // Creates the key on first use. 0, or -1 when there is none to be had.
+    [[nodiscard]] static int createKey();
     // The calling thread's logger: null until it is set.
     static OrvDbg* ofThread();
-    // Creates the key on first use. 0, or -1 when there is no key or it cannot be set.
+    // Creates the key on first use. 0, or -1 when there is no key or it cannot be set. The thread owns the logger;
+    // nothing deletes it by itself.
     [[nodiscard]] static int setOfThread(OrvDbg* logger);
+
+private:
+    static constexpr int kClosed = -1;
+
+    // A line in the making: the prefix, and the message if there is room for it.
+    struct Line {
+        char text[1024];
+        std::size_t length = 0;
+    };
+
+    void open(int flags);
+    void close();
+    // With the mutex held.
+    void startLine(Line& line, const char* module, const char* function);
+    void composeDate(std::int64_t second);
+    void writeMessage(Line& line, const char* format, std::va_list arguments);
+    void writeLongMessage(const Line& line, std::size_t length, const char* format, std::va_list arguments);
+    void write(std::initializer_list<std::string_view> parts);
+    long finishLine();
+    int Rotate();
+    int shiftGenerations() const;
+    void sayFarewell(const char* function);
+
+    // The file and its older generations, on this machine. Made once, so that tracing itself never allocates them.
+    std::array<std::string, kGenerations + 1> paths_;
+    // Changed under the mutex only; looked at without it to see whether the logger is silent.
+    std::atomic<int> file_{kClosed};
+
+    Mt::Mutex mutex_;
+    // Under the mutex.
+    std::uint32_t bytesWritten_ = 0;
+    bool rotateFailed_ = false;
+    // The date part of the second traced last, empty without local time: composed once a second, not once a line.
+    bool dateComposed_ = false;
+    std::int64_t dateSecond_ = 0;
+    char date_[32] = "";
 };
 
 // Traces through the calling thread's logger; -1 when it has none.
 __attribute__((format(printf, 3, 4))) long orvTrace(const char* module, const char* function, const char* format, ...);
+// Traces start + big + end as one message, without copying it.
+long orvTraceParts(const char* module, const char* function, std::string_view start, std::string_view big,
+                   std::string_view end);
 
 // Opens a trace line with the module and the calling function's name. Each source file that traces names its
 // module: static constexpr char kTraceModule[] = "OrvApp";

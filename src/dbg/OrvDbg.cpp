@@ -1,0 +1,267 @@
+#include "dbg/OrvDbg.h"
+
+#include "base/OrvPaths.h"
+#include "base/OrvTimeText.h"
+#include "uptime.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvDbg";
+constexpr char kNoDate[] = "?\?/?\?/????";
+constexpr std::size_t kMostParts = 4;
+constexpr int kTruncate = O_TRUNC;
+constexpr int kAppend = O_APPEND;
+
+pthread_once_t keyOnce = PTHREAD_ONCE_INIT;
+pthread_key_t key;
+bool keyCreated = false;  // written under keyOnce
+
+extern "C" void createThreadKey() {
+    keyCreated = pthread_key_create(&key, nullptr) == 0;
+}
+
+// Callers report errors after they have traced.
+class KeepErrno {
+public:
+    KeepErrno() : saved_(errno) {}
+    ~KeepErrno() { errno = saved_; }
+    KeepErrno(const KeepErrno&) = delete;
+    KeepErrno& operator=(const KeepErrno&) = delete;
+
+private:
+    const int saved_;
+};
+
+// Leaves out the first bytes of a list of parts.
+std::size_t skip(iovec* parts, std::size_t count, std::size_t bytes) {
+    std::size_t first = 0;
+    while (first < count && bytes >= parts[first].iov_len) {
+        bytes -= parts[first].iov_len;
+        ++first;
+    }
+    if (first < count) {
+        parts[first].iov_base = static_cast<char*>(parts[first].iov_base) + bytes;
+        parts[first].iov_len -= bytes;
+    }
+    return first;
+}
+
+// What cannot be written is lost.
+void writeAll(int file, iovec* parts, std::size_t count) {
+    std::size_t first = skip(parts, count, 0);
+    while (first < count) {
+        const ssize_t written = ::writev(file, parts + first, static_cast<int>(count - first));
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return;
+        }
+        first += skip(parts + first, count - first, static_cast<std::size_t>(written));
+    }
+}
+
+}  // namespace
+
+OrvDbg::OrvDbg(const char* name) {
+    paths_[0] = orvHostPath(kOrvTraceDirectory) + name;
+    for (std::size_t generation = 1; generation < paths_.size(); ++generation) {
+        paths_[generation] = paths_[0] + "." + std::to_string(generation);
+    }
+    open(kTruncate);
+}
+
+OrvDbg::~OrvDbg() {
+    close();
+}
+
+long OrvDbg::trace(const char* module, const char* function, const char* format, std::va_list arguments) {
+    if (file_ == kClosed) {
+        return -1;
+    }
+    const KeepErrno keepErrno;
+    const Mt::Lock lock(mutex_);
+    if (file_ == kClosed) {  // another thread's rotation has failed meanwhile
+        return -1;
+    }
+    Line line;
+    startLine(line, module, function);
+    writeMessage(line, format, arguments);
+    return finishLine();
+}
+
+long OrvDbg::traceParts(const char* module, const char* function, std::string_view start, std::string_view big,
+                        std::string_view end) {
+    if (file_ == kClosed) {
+        return -1;
+    }
+    const KeepErrno keepErrno;
+    const Mt::Lock lock(mutex_);
+    if (file_ == kClosed) {
+        return -1;
+    }
+    Line line;
+    startLine(line, module, function);
+    // A printf text ends at its first NUL, so this one does too.
+    write({{line.text, line.length}, start, big.substr(0, big.find('\0')), end});
+    return finishLine();
+}
+
+void OrvDbg::open(int flags) {
+    // Not blocking: a pipe planted in the file's place must not hold up the thread.
+    file_ =
+        ::open(paths_[0].c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | flags, 0666);
+}
+
+void OrvDbg::close() {
+    if (file_ != kClosed) {
+        ::close(file_);
+        file_ = kClosed;
+    }
+}
+
+void OrvDbg::composeDate(std::int64_t second) {
+    if (dateComposed_ && second == dateSecond_) {
+        return;
+    }
+    std::tm local{};
+    if (orvLocalTime(static_cast<std::time_t>(second), local) < 0 ||
+        std::strftime(date_, sizeof date_, "%m/%d/%Y %Z %X", &local) == 0) {
+        date_[0] = '\0';
+    }
+    dateSecond_ = second;
+    dateComposed_ = true;
+}
+
+void OrvDbg::startLine(Line& line, const char* module, const char* function) {
+    const timeval now = calendar_time();
+    composeDate(now.tv_sec);
+    const bool hasDate = date_[0] != '\0';
+    char milliseconds[32] = ".???";  // Kept: no blank behind it. See hasOneBlankLessWithoutLocalTime.
+    if (hasDate) {
+        std::snprintf(milliseconds, sizeof milliseconds, ".%03ld ", static_cast<long>(now.tv_usec / 1000));
+    }
+    const int length = std::snprintf(line.text, sizeof line.text, "%s%s %d %s %s: ", hasDate ? date_ : kNoDate,
+                                     milliseconds, static_cast<int>(::getpid()), module, function);
+    line.length = std::min(static_cast<std::size_t>(std::max(length, 0)), sizeof line.text - 1);
+}
+
+void OrvDbg::writeMessage(Line& line, const char* format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const std::size_t room = sizeof line.text - line.length;
+    const int result = std::vsnprintf(line.text + line.length, room, format, arguments);
+    const std::size_t length = static_cast<std::size_t>(std::max(result, 0));
+    if (length < room) {
+        write({{line.text, line.length + length}});
+    } else {
+        writeLongMessage(line, length, format, again);
+    }
+    va_end(again);
+}
+
+void OrvDbg::writeLongMessage(const Line& line, std::size_t length, const char* format, std::va_list arguments) {
+    const std::unique_ptr<char[]> message(new (std::nothrow) char[length + 1]);
+    if (message == nullptr) {
+        write({{line.text, sizeof line.text - 1}});  // as much as there is
+        return;
+    }
+    std::vsnprintf(message.get(), length + 1, format, arguments);
+    write({{line.text, line.length}, {message.get(), length}});
+}
+
+void OrvDbg::write(std::initializer_list<std::string_view> parts) {
+    iovec vectors[kMostParts];
+    std::size_t count = 0;
+    for (const std::string_view part : parts) {
+        vectors[count++] = {const_cast<char*>(part.data()), part.size()};
+        bytesWritten_ += static_cast<std::uint32_t>(part.size());
+    }
+    writeAll(file_, vectors, count);
+}
+
+long OrvDbg::finishLine() {
+    const long reached = static_cast<long>(bytesWritten_);
+    if (bytesWritten_ > kRotateAbove) {
+        Rotate();
+    }
+    return reached;
+}
+
+int OrvDbg::Rotate() {
+    if (rotateFailed_) {
+        return -1;
+    }
+    close();
+    if (shiftGenerations() < 0) {
+        rotateFailed_ = true;
+        sayFarewell(__func__);
+        return -1;
+    }
+    open(kTruncate);
+    bytesWritten_ = 0;
+    return 0;
+}
+
+int OrvDbg::shiftGenerations() const {
+    for (std::size_t at = kGenerations; at-- > 0;) {
+        // A generation that does not exist yet is no error.
+        if (::rename(paths_[at].c_str(), paths_[at + 1].c_str()) < 0 && errno != ENOENT) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+void OrvDbg::sayFarewell(const char* function) {
+    open(kAppend);
+    if (file_ != kClosed) {
+        Line line;
+        startLine(line, kTraceModule, function);
+        write({{line.text, line.length},
+               "Rotation of logs for orvApp failed!\nShutting down logging for orvApp!\nGoodbye!"});
+        close();
+    }
+}
+
+int OrvDbg::createKey() {
+    return pthread_once(&keyOnce, createThreadKey) == 0 && keyCreated ? 0 : -1;
+}
+
+OrvDbg* OrvDbg::ofThread() {
+    return createKey() == 0 ? static_cast<OrvDbg*>(pthread_getspecific(key)) : nullptr;
+}
+
+int OrvDbg::setOfThread(OrvDbg* logger) {
+    return createKey() == 0 && pthread_setspecific(key, logger) == 0 ? 0 : -1;
+}
+
+long orvTrace(const char* module, const char* function, const char* format, ...) {
+    OrvDbg* const logger = OrvDbg::ofThread();
+    if (logger == nullptr) {
+        return -1;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    const long bytes = logger->trace(module, function, format, arguments);
+    va_end(arguments);
+    return bytes;
+}
+
+long orvTraceParts(const char* module, const char* function, std::string_view start, std::string_view big,
+                   std::string_view end) {
+    OrvDbg* const logger = OrvDbg::ofThread();
+    return logger == nullptr ? -1 : logger->traceParts(module, function, start, big, end);
+}
