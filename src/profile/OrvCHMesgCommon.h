@@ -1,13 +1,15 @@
 // The sender and switch identity that every mail repeats.
 //
 // The main thread is the only writer and never waits for a running re-read; the send thread's readers wait until
-// a re-read that has been asked for is answered, so no mail shows half of it.
+// a re-read that has been asked for is answered, so no mail shows half of it. A store that never answers stops them.
 #pragma once
 
+#include "base/OrvMutex.h"
 #include "dsClient.h"
 #include "profile/OrvConfigListener.h"
 #include "profile/OrvIdentityListener.h"
-#include "base/OrvMutex.h"
+
+#include <sys/socket.h>
 
 #include <cstdint>
 #include <span>
@@ -39,19 +41,34 @@ class OrvCHMesgCommon {
 public:
     static constexpr std::uint32_t kRequestId = 0;
 
+    // Turns an address of a family into a text, as inet_ntop does: null and errno when it cannot.
+    using AddressPrinter = const char* (*)(int family, const void* address, char* text, socklen_t size);
+
+    // All three must outlive this object.
     OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses);
+    OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses,
+                    AddressPrinter addressPrinter);
+    OrvCHMesgCommon(const OrvCHMesgCommon&) = delete;
+    OrvCHMesgCommon& operator=(const OrvCHMesgCommon&) = delete;
 
     // Main thread.
+
+    // Asks the store for the whole identity; readers wait from now on. 0, or -1 when the request could not be sent:
+    // then this part is reported as complete and the identity stays as it is.
     int readConfig();
+    // Takes the answer, lets the readers go on and reports this part as complete. Minus the number of unknown keys.
     int processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    // A single attribute changed: only traced. 0.
     int processConfig(const std::string& name, std::uint32_t type, const std::string& value);
     // An answer of this part could not be decoded: readers need not wait for it any longer.
     void abandonRead();
-    // Interface-change event: its payload from the address count on.
+    // Interface-change event: its payload from the address count on, a word and so many socket addresses of 128
+    // bytes. The first address of each family is taken. 0.
     int setSwitchAddr(std::span<const std::uint8_t> countAndAddresses);
+    // A host name as the name service tells it: stored as it stands, without the prefix "3-" if it has one.
     void setHostname(const std::string& text);
     void probe() const;
-    // Main thread: the fields as they stand, without waiting.
+    // The fields as they stand, without waiting.
     OrvIdentity current() const;
 
     // Any other thread: the fields once no re-read is outstanding. While the returned object lives the
@@ -62,9 +79,40 @@ public:
         ~Reader();
         Reader(const Reader&) = delete;
         Reader& operator=(const Reader&) = delete;
-        const OrvIdentity& operator*() const;
-        const OrvIdentity* operator->() const;
+        const OrvIdentity& operator*() const { return common_.identity_; }
+        const OrvIdentity* operator->() const { return &common_.identity_; }
+
     private:
         const OrvCHMesgCommon& common_;
     };
+
+private:
+    // Lets the readers go on at the end of its scope, whatever happens there.
+    class ReadEnd {
+    public:
+        explicit ReadEnd(OrvCHMesgCommon& common) : common_(common) {}
+        ~ReadEnd() { common_.setReadOutstanding(false); }
+        ReadEnd(const ReadEnd&) = delete;
+        ReadEnd& operator=(const ReadEnd&) = delete;
+
+    private:
+        OrvCHMesgCommon& common_;
+    };
+
+    void setReadOutstanding(bool outstanding);
+    int applyAll(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    bool apply(const DsEntry& entry, OrvIdentity& identity);
+    static AddressPrinter defaultAddressPrinter();
+    bool takeAddress(int hostFamily, std::uint16_t family, std::span<const std::uint8_t> address);
+
+    dsClient& store_;
+    OrvConfigListener& config_;
+    OrvIdentityListener& addresses_;
+    const AddressPrinter addressPrinter_;
+
+    // Both threads, under the lock; the main thread, being the only writer, also reads identity_ without it.
+    mutable Mt::Mutex lock_;
+    mutable Mt::CondLock readDone_{lock_};
+    bool readOutstanding_ = false;
+    OrvIdentity identity_;
 };

@@ -1,0 +1,218 @@
+#include "profile/OrvCHMesgCommon.h"
+
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "profile/OrvAddressText.h"
+#include "profile/OrvDsStatus.h"
+
+#include <array>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHMesgCommon";
+
+using Converter = std::string (*)(const std::string& value);
+
+std::string asItStands(const std::string& value) {
+    return value;
+}
+
+// The text between the first two section signs; the whole value when there are none or nothing is between them.
+std::string unwrap(const std::string& value) {
+    constexpr std::string_view kSectionSign = "\xC2\xA7";
+    const std::size_t first = value.find(kSectionSign);
+    if (first == std::string::npos) {
+        return value;
+    }
+    const std::size_t begin = first + kSectionSign.size();
+    const std::size_t end = value.find(kSectionSign, begin);
+    return end == std::string::npos || end == begin ? value : value.substr(begin, end - begin);
+}
+
+std::string withoutFirstTwo(const std::string& value) {
+    return value.size() < 2 ? "" : value.substr(2);
+}
+
+std::string addressText(const std::string& value) {
+    return orvAddressText(value);
+}
+
+// Who else is told a value.
+enum class Tell { kNobody, kAddress, kWwn };
+
+struct IdentityKey {
+    const char* name;
+    std::string OrvIdentity::*field;  // null: the one flag
+    Converter convert;
+    Tell tell;
+};
+
+// In the order of the request.
+constexpr std::array kKeys{
+    IdentityKey{"Global.Callhome.EmailAddr", &OrvIdentity::ContactEmail, unwrap, Tell::kNobody},
+    IdentityKey{"Global.Callhome.FromAddr", &OrvIdentity::From, unwrap, Tell::kNobody},
+    IdentityKey{"Global.Callhome.ReplyToAddr", &OrvIdentity::ReplyTo, unwrap, Tell::kNobody},
+    IdentityKey{"Global.Callhome.PhoneNumber", &OrvIdentity::PhoneNumber, asItStands, Tell::kNobody},
+    IdentityKey{"Global.Callhome.StreetAddr", &OrvIdentity::StreetAddress, unwrap, Tell::kNobody},
+    IdentityKey{"Global.Snmp.Contact", &OrvIdentity::ContactName, asItStands, Tell::kNobody},
+    IdentityKey{"Global.Snmp.Location", &OrvIdentity::Location, asItStands, Tell::kNobody},
+    IdentityKey{"Config.Switch.SymName", &OrvIdentity::SymName, asItStands, Tell::kNobody},
+    IdentityKey{"Global.Network.Eth.0.NF-IPAddress", &OrvIdentity::IPv4Address, addressText, Tell::kAddress},
+    IdentityKey{"Global.Network.Eth.0.IPv6IPAddress", &OrvIdentity::IPv6Address, addressText, Tell::kAddress},
+    IdentityKey{"Global.Network.DNSLocalHostname", &OrvIdentity::Hostname, withoutFirstTwo, Tell::kNobody},
+    IdentityKey{"Global.Network.DNSClientEnable", nullptr, nullptr, Tell::kNobody},
+    IdentityKey{"Global.Switch.WWN", &OrvIdentity::WWN, asItStands, Tell::kWwn},
+    IdentityKey{"Config.Mfg.ChassisSerialNum", &OrvIdentity::SerialNum, asItStands, Tell::kNobody},
+};
+
+// Kept: the place that the entry about an unknown attribute names.
+constexpr int kUnknownAttributeLine = 299;
+
+std::vector<std::string> announcedKeys() {
+    std::vector<std::string> names;
+    for (const IdentityKey& key : kKeys) {
+        orvLog(kOrvLogRestore, "build request for %s", key.name);
+        names.emplace_back(key.name);
+    }
+    return names;
+}
+
+// Kept: the words are those of the queue's configuration.
+void reportBadStatus(std::size_t position, std::int32_t status) {
+    const std::string text = orvFormat("Error getting Message Queue Config from DS - bad status array[%d] = %#08x",
+                                       static_cast<int>(position), static_cast<unsigned>(status));
+    ORV_TRACE("%s\n", text.c_str());
+    orvLog(kOrvLogInternal, "%s", text.c_str());
+}
+
+}  // namespace
+
+bool orvIsDefaultSender(const std::string& address) {
+    return address.empty() || address == kOrvDefaultSender;
+}
+
+OrvCHMesgCommon::OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses)
+    : OrvCHMesgCommon(store, config, addresses, defaultAddressPrinter()) {
+}
+
+OrvCHMesgCommon::OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses,
+                                 AddressPrinter addressPrinter)
+    : store_(store), config_(config), addresses_(addresses), addressPrinter_(addressPrinter) {
+}
+
+int OrvCHMesgCommon::readConfig() {
+    const std::vector<std::string> names = announcedKeys();
+    setReadOutstanding(true);
+    if (store_.bulkGetAttrReq(kRequestId, names) == 0) {
+        return 0;
+    }
+    ORV_TRACE("Error readng DS bulk data entries\n");
+    orvLog(kOrvLogInternal, "%s::%s DS Get Attribute Request error", "OrvCHMesgCommon", "readConfig");
+    setReadOutstanding(false);
+    config_.configComplete(OrvConfigListener::kIdentity);
+    return -1;
+}
+
+int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    int unknown = 0;
+    {
+        // The read ends before it is reported: the report may start the next cycle, which asks again.
+        const ReadEnd end(*this);
+        unknown = applyAll(entries, statuses);
+    }
+    config_.configComplete(OrvConfigListener::kIdentity);
+    return -unknown;
+}
+
+int OrvCHMesgCommon::applyAll(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    OrvIdentity identity = identity_;
+    int unknown = 0;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const DsEntry& entry = entries[i];
+        ORV_TRACE("name = %s, type = %d, value = %s\n", entry.name.c_str(), static_cast<int>(entry.type),
+                  entry.value.c_str());
+        const std::int32_t status = orvStatusAt(statuses, i);
+        if (!orvIsGoodStatus(status)) {
+            reportBadStatus(i, status);
+        } else if (!apply(entry, identity)) {
+            orvLog(kOrvLogRestore, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
+                   kUnknownAttributeLine, entry.value.c_str());
+            ++unknown;
+        }
+    }
+    Mt::Lock lock(lock_);
+    identity_ = std::move(identity);
+    return unknown;
+}
+
+bool OrvCHMesgCommon::apply(const DsEntry& entry, OrvIdentity& identity) {
+    for (const IdentityKey& key : kKeys) {
+        if (entry.name != key.name) {
+            continue;
+        }
+        if (key.field == nullptr) {
+            identity.DNSClientEnable = entry.value == "True";
+            return true;
+        }
+        std::string& field = identity.*key.field;
+        field = key.convert(entry.value);
+        if (key.tell == Tell::kAddress) {
+            addresses_.identityAddressRead(field);
+        } else if (key.tell == Tell::kWwn) {
+            addresses_.identityWwnRead(field);
+        }
+        return true;
+    }
+    return false;
+}
+
+int OrvCHMesgCommon::processConfig(const std::string& name, std::uint32_t type, const std::string& value) {
+    ORV_TRACE("name = %s, type = %d, value = %s\n", name.c_str(), static_cast<int>(type), value.c_str());
+    return 0;
+}
+
+void OrvCHMesgCommon::abandonRead() {
+    setReadOutstanding(false);
+}
+
+void OrvCHMesgCommon::setHostname(const std::string& text) {
+    constexpr std::string_view kHostNamePrefix = "3-";
+    Mt::Lock lock(lock_);
+    identity_.Hostname = text.starts_with(kHostNamePrefix) ? withoutFirstTwo(text) : text;
+}
+
+void OrvCHMesgCommon::probe() const {
+    ORV_TRACE(
+        "  From = %s\n  ReplyTo = %s\n  ContactName = %s\n  ContactEmail = %s\n  PhoneNumber = %s\n"
+        "  StreetAddress = %s\n  Location = %s\n",
+        identity_.From.c_str(), identity_.ReplyTo.c_str(), identity_.ContactName.c_str(),
+        identity_.ContactEmail.c_str(), identity_.PhoneNumber.c_str(), identity_.StreetAddress.c_str(),
+        identity_.Location.c_str());
+}
+
+OrvIdentity OrvCHMesgCommon::current() const {
+    return identity_;
+}
+
+void OrvCHMesgCommon::setReadOutstanding(bool outstanding) {
+    Mt::Lock lock(lock_);
+    readOutstanding_ = outstanding;
+    if (!outstanding) {
+        readDone_.broadcast();
+    }
+}
+
+OrvCHMesgCommon::Reader::Reader(const OrvCHMesgCommon& common) : common_(common) {
+    common_.lock_.lock();
+    while (common_.readOutstanding_) {
+        common_.readDone_.wait();
+    }
+}
+
+OrvCHMesgCommon::Reader::~Reader() {
+    common_.lock_.unlock();
+}

@@ -1,0 +1,157 @@
+// How a profile reads itself: the initial attributes, the e-mail list and the closing marker.
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "profile/OrvCHProfile.h"
+#include "profile/OrvDsStatus.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHProfile";
+
+constexpr char kCaptureEnable[] = "CaptureEnable";
+constexpr char kCaptureEntries[] = "CaptureEntries";
+constexpr char kMarkerKey[] = "Oper.Callhome.MarkerData";
+constexpr char kMarker[] = "OK";
+
+bool contains(std::string_view text, std::string_view word) {
+    return text.find(word) != std::string_view::npos;
+}
+
+struct InitialAttribute {
+    const char* word;  // what its key contains; the first row that fits decides
+    int (OrvCHProfile::*set)(const std::string& value);
+    int (OrvCHProfile::*readOn)();  // the read that the value makes necessary, or null
+    const char* alarm;              // when that read cannot be sent
+};
+
+constexpr std::array kInitialAttributes{
+    InitialAttribute{"ProfileList", &OrvCHProfile::setName, nullptr, nullptr},
+    InitialAttribute{"Level", &OrvCHProfile::setLevel, nullptr, nullptr},
+    InitialAttribute{"Format", &OrvCHProfile::setFormat, nullptr, nullptr},
+    InitialAttribute{"MaxSize", &OrvCHProfile::setMaxSize, nullptr, nullptr},
+    InitialAttribute{"EmailSubject", &OrvCHProfile::setEmailSubject, nullptr, nullptr},
+    InitialAttribute{"NumberOfEmails", &OrvCHProfile::setNumOfEmailEntries, &OrvCHProfile::readEmailConfig,
+                     "OrvApp - problem reading email config from DS"},
+    InitialAttribute{kCaptureEnable, &OrvCHProfile::setCaptureEnable, nullptr, nullptr},
+    InitialAttribute{kCaptureEntries, &OrvCHProfile::setCaptureEntries, &OrvCHProfile::readCaptureTypes,
+                     "OrvApp - problem reading capture entries from DS"},
+};
+
+}  // namespace
+
+int OrvCHProfile::readInitialConfig() {
+    ORV_TRACE("Index=%u\n", index_);
+    config_ = kInitialPart | kEmailPart | kCapturePart;
+    requested_ = 0;
+    captureTypesTaken_ = false;
+    captureAttrsOutstanding_ = 0;
+    std::vector<std::string> keys{orvFormat("Global.CallhomeDB.ProfileList.%u", index_)};
+    for (const char* attribute :
+         {"Level", "Format", "MaxSize", "EmailSubject", "NumberOfEmails", kCaptureEnable, kCaptureEntries}) {
+        keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.%s", index_, attribute));
+    }
+    // Kept: the doubled word in the text.
+    return bulkRead(kInitialRequestId, keys, "readInitialConfigConfig() - flushBulkGetSameComp() error");
+}
+
+int OrvCHProfile::readEmailConfig() {
+    ORV_TRACE("Index=%u, emailCount=%u\n", index_, numOfEmailEntries_);
+    if (numOfEmailEntries_ == 0) {
+        config_ &= ~kEmailPart;
+        return 0;
+    }
+    std::vector<std::string> keys;
+    const std::uint32_t count = std::min<std::uint32_t>(numOfEmailEntries_, dsClient::MAX_BULK_NAMES);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.EmailList.%u", index_, i));
+    }
+    requested_ |= kEmailPart;
+    return bulkRead(kEmailRequestId, keys, "readEmailConfig() - flushBulkGetSameComp() error");
+}
+
+int OrvCHProfile::bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* failure) {
+    orvLog(kOrvLogInfo, "reading %u DS bulk data entries", static_cast<unsigned>(keys.size()));
+    if (store_.bulkGetAttrReq(requestId, keys) == 0) {
+        return 0;
+    }
+    orvLog(kOrvLogInternal, "Error reading DS bulk data entries");
+    ORV_TRACE("flushBulkGetSameComp() error\n");
+    orvLog(kOrvLogInternal, "%s", failure);
+    return -1;
+}
+
+int OrvCHProfile::processInitialConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    ORV_TRACE("Entry\n");
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (!orvIsNotNegativeStatus(orvStatusAt(statuses, i))) {
+            takeBadInitialEntry(i, entries[i].name);
+        } else if (takeInitialEntry(entries[i]) == Reading::kStops) {
+            return -1;
+        }
+    }
+    // A list whose length was not told has nothing in it: only what has been asked for is waited for.
+    return completePart(kInitialPart | (~requested_ & (kEmailPart | kCapturePart)));
+}
+
+void OrvCHProfile::takeBadInitialEntry(std::size_t position, const std::string& key) {
+    orvLog(kOrvLogInternal, "Error getting Profile Initial Config from DS - bad status array[%d]",
+           static_cast<int>(position));
+    if (contains(key, kCaptureEnable)) {
+        setCaptureEnable("False");
+    }
+    if (contains(key, kCaptureEntries)) {
+        captureEntries_ = 0;
+        config_ &= ~kCapturePart;
+    }
+}
+
+OrvCHProfile::Reading OrvCHProfile::takeInitialEntry(const DsEntry& entry) {
+    for (const InitialAttribute& attribute : kInitialAttributes) {
+        if (!contains(entry.name, attribute.word)) {
+            continue;
+        }
+        // A refused value leaves the field as it is; the others are still taken.
+        (this->*attribute.set)(entry.value);
+        if (attribute.readOn != nullptr && (this->*attribute.readOn)() < 0) {
+            orvAlarm(attribute.alarm);
+            return Reading::kStops;
+        }
+        return Reading::kGoesOn;
+    }
+    orvLog(kOrvLogInternal, "Read invalid attribute value '%s' from DS in processInitialConfigBulk()",
+           entry.value.c_str());
+    return Reading::kGoesOn;
+}
+
+int OrvCHProfile::processEmailConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    ORV_TRACE("Entry\n");
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (orvIsNotNegativeStatus(orvStatusAt(statuses, i))) {
+            addEmail(entries[i].value);
+        } else {
+            orvLog(kOrvLogInternal, "Error getting Profile Email Config from DS - bad status array[%d]",
+                   static_cast<int>(i));
+        }
+    }
+    return completePart(kEmailPart);
+}
+
+// An answer that comes twice finds its part complete and must not write a second marker, which would make the
+// controller leave out a profile.
+int OrvCHProfile::completePart(std::uint32_t part) {
+    const bool wasReading = config_ != 0;
+    config_ &= ~part;
+    return wasReading && config_ == 0 ? writeMarkerData() : 0;
+}
+
+int OrvCHProfile::writeMarkerData() {
+    if (store_.setAttrReq(kMarkerRequestId, kMarkerKey, dsClient::TYPE_STRING, kMarker, 1) == 0) {
+        return 0;
+    }
+    orvLog(kOrvLogInternal, "writeMarkerData() - DS error");
+    return -1;
+}
