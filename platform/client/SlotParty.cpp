@@ -1,0 +1,26 @@
+#include "platform/client/SlotParty.h"
+
+#include "DSCallbacks.h"
+#include "Hsb_Component.h"
+#include "Hsb_Message.h"
+#include "platform/client/guarded.h"
+#include "platform/wire/DsWire.h"
+#include "platform/wire/MessageCodes.h"
+
+#include <utility>
+
+void SlotParty::receive(Hsb_Message& message) {
+    if (message.format() == MessageFormat::DS && message.code() == DsCode::CONNECTED) {
+        storeAnswered(message);
+        return;
+    }
+    guarded("message handler", [this, &message] { component_.handle_message(&message); });
+}
+
+void SlotParty::storeAnswered(const Hsb_Message& message) {
+    if (awaitingStore_ == nullptr || !DsConnect::decode(message.payload())) {
+        return;
+    }
+    DSCallbacks* const callbacks = std::exchange(awaitingStore_, nullptr);
+    guarded("DSApiReady", [callbacks] { callbacks->DSApiReady(); });
+}
