@@ -1,0 +1,194 @@
+// A mail server that takes everything and keeps nothing, to measure clients against.
+//
+// Usage: mail_sink PORTFILE
+//
+// Listens on a free port of 127.0.0.1 and writes the port's number into PORTFILE. On SIGTERM it prints one line:
+// mails taken, the microseconds between the end of the first and of the last one, the longest dialogue in
+// microseconds (from accept to the end of the connection), and the bytes of all texts.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using TimePoint = std::chrono::steady_clock::time_point;
+
+volatile std::sig_atomic_t stop = 0;
+
+std::int64_t microseconds(TimePoint from, TimePoint to) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(to - from).count();
+}
+
+struct Totals {
+    std::uint64_t mails = 0;
+    std::uint64_t bytes = 0;
+    TimePoint first;
+    TimePoint last;
+    std::int64_t longest = 0;
+};
+
+// One connection: what has been read and not understood yet, and whether a text is being taken.
+class Session {
+public:
+    explicit Session(int fd) : fd_(fd), began_(std::chrono::steady_clock::now()) { say("220 sink\r\n"); }
+
+    // False when the connection is over.
+    bool serve(Totals& totals) {
+        char buffer[65536];
+        const ssize_t got = recv(fd_, buffer, sizeof buffer, 0);
+        if (got <= 0) {
+            return false;
+        }
+        input_.append(buffer, static_cast<std::size_t>(got));
+        return inText_ ? takeText(totals) : takeLines(totals);
+    }
+
+    TimePoint began() const { return began_; }
+
+private:
+    void say(std::string_view text) { (void)!send(fd_, text.data(), text.size(), MSG_NOSIGNAL); }
+
+    bool takeLines(Totals& totals) {
+        std::size_t end = 0;
+        while (!inText_ && (end = input_.find("\r\n")) != std::string::npos) {
+            const std::string line = input_.substr(0, end);
+            input_.erase(0, end + 2);
+            if (!answer(line)) {
+                return false;
+            }
+        }
+        return !inText_ || input_.empty() || takeText(totals);
+    }
+
+    bool answer(const std::string& line) {
+        if (line.starts_with("DATA")) {
+            inText_ = true;
+            say("354 go on\r\n");
+            return true;
+        }
+        if (line.starts_with("QUIT")) {
+            say("221 bye\r\n");
+            return false;
+        }
+        say("250 ok\r\n");
+        return true;
+    }
+
+    bool takeText(Totals& totals) {
+        constexpr std::string_view kEnd = "\r\n.\r\n";
+        const std::size_t end = input_.find(kEnd, searched_);
+        if (end == std::string::npos) {
+            searched_ = input_.size() > kEnd.size() ? input_.size() - kEnd.size() : 0;
+            return true;
+        }
+        totals.bytes += end;
+        input_.erase(0, end + kEnd.size());
+        searched_ = 0;
+        inText_ = false;
+        say("250 taken\r\n");
+        totals.last = std::chrono::steady_clock::now();
+        if (totals.mails++ == 0) {
+            totals.first = totals.last;
+        }
+        return takeLines(totals);
+    }
+
+    int fd_;
+    TimePoint began_;
+    std::string input_;
+    std::size_t searched_ = 0;
+    bool inText_ = false;
+};
+
+int listenOnFreePort(const char* portFile) {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    if (fd < 0 || bind(fd, generic, length) < 0 || listen(fd, 128) < 0 || getsockname(fd, generic, &length) < 0) {
+        std::perror("mail_sink");
+        return -1;
+    }
+    const std::string unfinished = std::string(portFile) + ".new";
+    FILE* out = std::fopen(unfinished.c_str(), "w");
+    if (out == nullptr) {
+        std::perror(portFile);
+        return -1;
+    }
+    std::fprintf(out, "%d\n", ntohs(address.sin_port));
+    std::fclose(out);
+    return std::rename(unfinished.c_str(), portFile) == 0 ? fd : -1;
+}
+
+void accept(int listener, std::map<int, Session>& sessions) {
+    const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd >= 0) {
+        const int on = 1;
+        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        sessions.emplace(fd, Session(fd));
+    }
+}
+
+void serveAll(int listener, Totals& totals) {
+    std::map<int, Session> sessions;
+    std::vector<pollfd> polled;
+    while (stop == 0) {
+        polled.assign(1, {listener, POLLIN, 0});
+        for (const auto& [fd, session] : sessions) {
+            polled.push_back({fd, POLLIN, 0});
+        }
+        if (poll(polled.data(), polled.size(), -1) < 0) {
+            continue;
+        }
+        if (polled[0].revents != 0) {
+            accept(listener, sessions);
+        }
+        for (std::size_t i = 1; i < polled.size(); ++i) {
+            const auto found = sessions.find(polled[i].fd);
+            if (polled[i].revents != 0 && !found->second.serve(totals)) {
+                const std::int64_t took = microseconds(found->second.began(), std::chrono::steady_clock::now());
+                totals.longest = std::max(totals.longest, took);
+                close(found->first);
+                sessions.erase(found);
+            }
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("usage: mail_sink PORTFILE\n", stderr);
+        return 2;
+    }
+    struct sigaction action {};
+    action.sa_handler = [](int) { stop = 1; };
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+    const int listener = listenOnFreePort(argv[1]);
+    if (listener < 0) {
+        return 1;
+    }
+    Totals totals;
+    serveAll(listener, totals);
+    std::printf("mails %llu span_us %lld longest_us %lld bytes %llu\n", static_cast<unsigned long long>(totals.mails),
+                static_cast<long long>(microseconds(totals.first, totals.last)),
+                static_cast<long long>(totals.longest), static_cast<unsigned long long>(totals.bytes));
+    return 0;
+}
