@@ -1,0 +1,177 @@
+#include "thread/OrvThread.h"
+
+#include "app_log.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "thread/OrvThreadSwLogApp.h"
+
+#include <cxxabi.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvThread";
+constexpr std::size_t kLogTextSize = 512;
+
+// Null when memory is short, for the text too.
+std::unique_ptr<OrvThreadSwLogApp> makeSwLogApp(OrvThreadSwLogApp::Entry entry, const char* text) {
+    try {
+        entry.text = text;
+        return std::unique_ptr<OrvThreadSwLogApp>(new (std::nothrow) OrvThreadSwLogApp(std::move(entry)));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+// The key is cleared too: a late trace on this thread must not meet a logger that is gone.
+void deleteLoggerOfThread() {
+    const std::unique_ptr<OrvDbg> logger(OrvDbg::ofThread());
+    if (logger != nullptr) {
+        [[maybe_unused]] const int result = OrvDbg::setOfThread(nullptr);
+    }
+}
+
+}  // namespace
+
+OrvThread::OrvThread(int priority, const char* loggerName)
+    : priority_(priority),
+      name_(loggerName),
+      toThread_(new (std::nothrow) OrvThreadMesgQ(*this, dispatcher_)),
+      toMain_(new (std::nothrow) OrvMainMesgQ(*this, *Dispatcher::instance())) {
+}
+
+int OrvThread::run() {
+    if (setUpLogger() < 0) {
+        retval_ = -1;
+        return -1;
+    }
+    {
+        const Mt::Lock lock(refMutex_);
+        ++refcnt_;
+    }
+    ORV_TRACE("Thread is running\n");
+    setDetached(true);
+    setCancelState(PTHREAD_CANCEL_DISABLE, nullptr);
+    applyPriority();
+    runBody();
+    const int retval = retval_;  // the object may go with the reference
+    ORV_TRACE("Thread is terminating, retval=%p\n", reinterpret_cast<void*>(static_cast<std::intptr_t>(retval)));
+    decRef();
+    return retval;
+}
+
+int OrvThread::setUpLogger() const {
+    try {
+        auto logger = std::make_unique<OrvDbg>(name_.c_str());
+        if (OrvDbg::setOfThread(logger.get()) < 0) {
+            return -1;
+        }
+        logger.release();
+        return 0;
+    } catch (const std::exception&) {
+        return -1;
+    }
+}
+
+void OrvThread::applyPriority() const {
+    if (setpriority(PRIO_PROCESS, 0, priority_) < 0) {
+        ORV_TRACE("setpriority failed, %d\n", errno);
+    }
+}
+
+void OrvThread::runBody() {
+    try {
+        retval_ = runThread();
+    } catch (abi::__forced_unwind&) {
+        // pthread_exit unwinds as if by an exception, and has to go on.
+        decRef();
+        throw;
+    } catch (...) {
+        ORV_TRACE("Thread threw an exception\n");
+    }
+}
+
+void OrvThread::handleThreadMesg(OrvToThreadMesg* mesg) {
+    ORV_TRACE("Thread(%d) received unknown message code %d\n", static_cast<int>(getpid()),
+              static_cast<int>(mesg->code()));
+}
+
+void OrvThread::handleMainMesg(OrvToMainMesg* mesg) {
+    ORV_TRACE("Thread(%d) received unknown message code %d\n", static_cast<int>(getpid()),
+              static_cast<int>(mesg->code()));
+}
+
+void OrvThread::decRef() {
+    refMutex_.lock();
+    const std::int32_t refcnt = refcnt_;
+    ORV_ASSERT(refcnt > 0);
+    refcnt_ = refcnt - 1;
+    refMutex_.unlock();
+    if (refcnt == 1) {
+        delete this;
+    }
+    deleteLoggerOfThread();
+}
+
+std::int32_t OrvThread::refcnt() {
+    const Mt::Lock lock(refMutex_);
+    return refcnt_;
+}
+
+int OrvThread::pushToThread(std::unique_ptr<OrvToThreadMesg> mesg) {
+    if (toThread_ == nullptr || mesg == nullptr) {
+        orvMemoryAlarm();
+        return -1;
+    }
+    toThread_->push(std::move(mesg), nullptr, false);
+    return 0;
+}
+
+int OrvThread::pushToMain(std::unique_ptr<OrvToMainMesg> mesg) {
+    if (toMain_ == nullptr || mesg == nullptr) {
+        ORV_TRACE("no queue or no memory, message to the main thread dropped\n");
+        return -1;
+    }
+    toMain_->push(std::move(mesg), nullptr, true);
+    return 0;
+}
+
+void OrvThread::pushSwLogAppMesg(std::uint32_t level, std::uint32_t id, int arg1, int arg2, std::uint32_t flags,
+                                 Hsb_Component* component, const char* text) {
+    std::unique_ptr<OrvThreadSwLogApp> mesg = makeSwLogApp({level, id, arg1, arg2, flags, component, ""}, text);
+    if (mesg == nullptr) {
+        ORV_TRACE("Failure to allocate OrvThreadSwLogApp object\n");
+        ORV_TRACE("thread exiting\n");
+        pthread_exit(reinterpret_cast<void*>(std::intptr_t{1}));
+    }
+    [[maybe_unused]] const int result = pushToMain(std::move(mesg));
+}
+
+void OrvThread::logFromThread(std::uint32_t level, std::uint32_t id, const char* format, ...) {
+    char text[kLogTextSize] = "";
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    pushSwLogAppMesg(level, id, -1, -1, kOrvOwnEntryFlags, orvApplication(), text);
+}
+
+bool OrvThread::handleSwLogApp(const OrvToMainMesg* mesg) {
+    const auto* const request = dynamic_cast<const OrvThreadSwLogApp*>(mesg);
+    if (request == nullptr) {
+        return false;
+    }
+    const OrvThreadSwLogApp::Entry& entry = request->entry();
+    app_log(static_cast<int>(entry.level), entry.id, entry.arg1, -1, entry.arg2, -1, entry.flags, entry.component, "%s",
+            entry.text.c_str());
+    return true;
+}

@@ -1,0 +1,78 @@
+// A worker thread: its own event loop, a queue towards it and a queue towards the main thread.
+//
+// The owner makes it on the main thread, launches it with Mt::Threader::launch, and keeps it to the end of the
+// process. A worker never touches the bus: what it has to say there goes through pushToMain.
+#pragma once
+
+#include "Dispatcher.h"
+#include "Mt/Threadable.h"
+#include "base/OrvMutex.h"
+#include "thread/OrvMainMesgQ.h"
+#include "thread/OrvMesg.h"
+#include "thread/OrvThreadMesgQ.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class Hsb_Component;
+
+class OrvThread : public Mt::Threadable {
+public:
+    // priority: the nice value the thread gives itself. Throws a text (const char*) when a queue cannot be set up.
+    OrvThread(int priority, const char* loggerName);
+
+    // The thread's entry. The result of the body, or -1 when there is no logger for the thread; then nothing runs.
+    int run() override;
+
+    // A message from the main thread. On the worker thread.
+    virtual void handleThreadMesg(OrvToThreadMesg* mesg);
+    // A message from this worker. On the main thread.
+    virtual void handleMainMesg(OrvToMainMesg* mesg);
+
+    // Drops one reference, the last one with the object, and ends the calling thread's trace: it is the worker's own
+    // way out. An owner never calls it.
+    void decRef();
+
+    // Any thread.
+    std::int32_t refcnt();
+    int retval() const { return retval_; }
+
+protected:
+    // The body; the thread ends when it returns.
+    virtual int runThread() = 0;
+
+    // Worker thread (or before it runs).
+    Dispatcher& dispatcher() { return dispatcher_; }
+
+    // Main thread. 0; or -1 without a queue or a message, after the memory alarms: the message is destroyed.
+    [[nodiscard]] int pushToThread(std::unique_ptr<OrvToThreadMesg> mesg);
+    // Worker thread. 0, or -1 without a queue or a message: the message is destroyed.
+    [[nodiscard]] int pushToMain(std::unique_ptr<OrvToMainMesg> mesg);
+
+    // Has the main thread write an entry to the event log. Ends the calling thread when memory is short.
+    // Worker thread.
+    void pushSwLogAppMesg(std::uint32_t level, std::uint32_t id, int arg1, int arg2, std::uint32_t flags,
+                          Hsb_Component* component, const char* text);
+    // The same for an entry of the daemon's own, with a printf text of which 511 characters are kept. Worker thread.
+    __attribute__((format(printf, 4, 5))) void logFromThread(std::uint32_t level, std::uint32_t id, const char* format,
+                                                             ...);
+    // Writes the entry that the worker asked for; false when the message is another one. Main thread.
+    static bool handleSwLogApp(const OrvToMainMesg* mesg);
+
+private:
+    int setUpLogger() const;
+    void applyPriority() const;
+    void runBody();
+
+    Mt::Mutex refMutex_;
+    std::int32_t refcnt_ = 1;  // under refMutex_
+    const int priority_;
+    std::atomic<int> retval_{0};
+    const std::string name_;
+    // Before the queues, which leave it when they are destroyed.
+    Dispatcher dispatcher_;
+    const std::unique_ptr<OrvThreadMesgQ> toThread_;  // null when memory was short
+    const std::unique_ptr<OrvMainMesgQ> toMain_;      // null when memory was short
+};
