@@ -1,0 +1,95 @@
+#include "smtp/OrvMailAttachment.h"
+
+#include "base/OrvPaths.h"
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvMailAttachment";
+constexpr std::size_t kChunk = 1024;
+
+void addReplacement(OrvMailBuffer& buffer, const std::string& name, const char* reason) {
+    buffer.append("Content-Type: TEXT/plain; charset=US-ASCII; format=flowed\r\n\r\n");
+    buffer.append("The attachment file:\r\n        ");
+    buffer.append(name);
+    buffer.append(reason);
+}
+
+void addReadError(OrvMailBuffer& buffer, const std::string& name) {
+    addReplacement(buffer, name, "\r\ncould not be included due to a read error!\r\n\r\n");
+}
+
+void addTooLarge(OrvMailBuffer& buffer, const std::string& name) {
+    addReplacement(buffer, name,
+                   "\r\ncould not be included or the email message would exceed\r\n"
+                   "the maximum specified length\r\n\r\n");
+}
+
+void addPartHeader(OrvMailBuffer& buffer, const std::string& name) {
+    buffer.append("Content-Type: APPLICATION/x-gzip; filename=" + name + "\r\n");
+    buffer.append("Content-Transfer-Encoding: BASE64\r\n");
+    buffer.append("Content-Description: " + name + "\r\n");
+    buffer.append("Content-Disposition: attachment; filename=" + name + "\r\n\r\n");
+}
+
+// 0 at the file's end, -1 when a read fails.
+int addContents(OrvMailBuffer& buffer, int fd) {
+    for (;;) {
+        std::array<char, kChunk + 1> chunk{};
+        const ssize_t got = read(fd, chunk.data(), kChunk);
+        if (got == 0) {
+            return 0;
+        }
+        if (got > 0) {
+            buffer.append(chunk.data());  // a chunk is a text: it ends at a zero byte
+        } else if (errno != EINTR) {
+            return -1;
+        }
+    }
+}
+
+int addFile(OrvMailBuffer& buffer, const std::string& path, const std::string& name) {
+    // Without blocking: something else than a file in its place must not hold up the mail.
+    const int fd = open(orvHostPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    addPartHeader(buffer, name);
+    const int result = fd < 0 ? -1 : addContents(buffer, fd);
+    if (fd >= 0) {
+        close(fd);
+    }
+    if (result < 0) {
+        addReadError(buffer, name);
+        ORV_TRACE("File %s: bad read!\n", path.c_str());
+    }
+    return result;
+}
+
+}  // namespace
+
+int compileAttachment(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
+                      const std::string& captureId) {
+    const std::string path = std::string(kOrvAttachmentsDirectory) + "/" + name + "." + captureId;
+    buffer.append("--" + boundary + "\r\n");
+    struct stat status {};
+    if (stat(orvHostPath(path).c_str(), &status) != 0) {
+        const int error = errno;
+        ORV_TRACE("%s: %s\n", path.c_str(), orvErrorText(error).c_str());
+        addReadError(buffer, name);
+        return -1;
+    }
+    if (static_cast<std::uint64_t>(status.st_size) + buffer.text().size() >= buffer.limit()) {
+        ORV_TRACE("%s: Including attachment will cause the email message to exceed the specified limit of %d bytes\n",
+                  path.c_str(), static_cast<int>(buffer.limit()));
+        addTooLarge(buffer, name);
+        return -1;
+    }
+    return addFile(buffer, path, name);
+}

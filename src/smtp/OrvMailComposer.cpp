@@ -1,0 +1,38 @@
+#include "smtp/OrvMailComposer.h"
+
+#include "base/OrvMutex.h"
+#include "mesg/OrvCHMesg.h"
+#include "profile/OrvCHMesgCommon.h"
+#include "smtp/OrvMailLines.h"
+#include "smtp/OrvMimeMail.h"
+#include "smtp/OrvTextMail.h"
+
+int OrvMailComposer::compose(const OrvCHMesg& message, const OrvCHEnvelope& envelope, const std::string& clientIdentity,
+                             std::string& text) const {
+    OrvMailBuffer buffer(envelope.MaxSize);
+    OrvMimeAttachments attachments;
+    const CronCaptureData* capture = message.cronCapture();
+    if (capture == nullptr && message.logEvent() == nullptr) {
+        return -1;
+    }
+    {
+        // In this order: waiting for the identity may take as long as its re-read, and the main thread needs the
+        // message's lock meanwhile.
+        const OrvCHMesgCommon::Reader identity(identity_);
+        const Mt::Lock lock(message.lock());
+        const OrvMailSource source{message, envelope, *identity, clientIdentity};
+        orvAddMailHeader(buffer, source);
+        if (capture == nullptr) {
+            orvAddTextBody(buffer, source);
+        } else {
+            orvAddMimeTextPart(buffer, source);
+            attachments = {
+                capture->Boundary, capture->Sequence, {capture->Attachments.begin(), capture->Attachments.end()}};
+        }
+    }
+    if (capture != nullptr) {
+        orvAddMimeAttachments(buffer, attachments);
+    }
+    text = buffer.take();
+    return 0;
+}

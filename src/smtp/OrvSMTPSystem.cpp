@@ -1,0 +1,20 @@
+#include "smtp/OrvSMTPSystem.h"
+
+#include <sys/socket.h>
+
+int OrvSMTPSystem::resolve(const char* name, const addrinfo& hints, addrinfo** list) {
+    return getaddrinfo(name, nullptr, &hints, list);
+}
+
+void OrvSMTPSystem::freeList(addrinfo* list) {
+    freeaddrinfo(list);
+}
+
+ssize_t OrvSMTPSystem::send(int socket, const void* bytes, std::size_t length) {
+    return ::send(socket, bytes, length, MSG_NOSIGNAL);
+}
+
+OrvSMTPSystem& OrvSMTPSystem::real() {
+    static OrvSMTPSystem system;
+    return system;
+}

@@ -1,0 +1,22 @@
+// What the SMTP client asks of the operating system beyond plain sockets, so that name resolution and a failing send
+// can be put on stage.
+#pragma once
+
+#include <netdb.h>
+#include <sys/types.h>
+
+#include <cstddef>
+
+class OrvSMTPSystem {
+public:
+    virtual ~OrvSMTPSystem() = default;
+
+    // As getaddrinfo and freeaddrinfo, without a service.
+    virtual int resolve(const char* name, const addrinfo& hints, addrinfo** list);
+    virtual void freeList(addrinfo* list);
+    // As send, without flags but for the signal that a closed connection would raise.
+    virtual ssize_t send(int socket, const void* bytes, std::size_t length);
+
+    // The system itself. Any thread.
+    static OrvSMTPSystem& real();
+};
