@@ -1,0 +1,72 @@
+// One message as its queue keeps it, and the four queues by name.
+//
+// Plain data. An entry belongs to one OrvCHMesgQQueue at a time, which links, indexes and frees it. Main thread only.
+#pragma once
+
+#include "mesg/OrvCHMesg.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+enum ORV_CH_MESG_Q_TYPE : std::uint32_t {
+    ORV_CH_MESG_Q_INIT = 0,       // arrived before the queue was open for business; memory only
+    ORV_CH_MESG_Q_SEND = 1,       // waiting to be mailed
+    ORV_CH_MESG_Q_DUPLICATE = 2,  // mailed; repeats of them are counted for a while
+    ORV_CH_MESG_Q_PERSIST = 3     // persistent messages between two postings
+};
+inline constexpr std::size_t kOrvQueueTypes = 4;
+
+// The name of a queue in every trace; "Invalid" for any other value.
+inline const char* orvQueueName(ORV_CH_MESG_Q_TYPE type) {
+    constexpr const char* kNames[kOrvQueueTypes] = {"init", "send", "duplicate", "persist"};
+    return type < kOrvQueueTypes ? kNames[type] : "Invalid";
+}
+
+inline const char* orvTrueFalse(bool value) {
+    return value ? "true" : "false";
+}
+
+// Why an entry is to be deleted as soon as it is closed; the numbers stand in its file.
+enum OrvDeletionReason : std::uint32_t {
+    kOrvNotMarked = 0,
+    kOrvMarkedByClear = 1,
+    kOrvMarkedForSpace = 2,
+    kOrvMarkedForFileLimit = 3,
+    kOrvMarkedForTime = 4
+};
+
+// peekDelete calls that wait for the end of a sync.
+inline constexpr std::uint32_t kOrvPendingSuccess = 1;
+inline constexpr std::uint32_t kOrvPendingFailure = 2;
+
+// How a message is to be posted.
+struct OrvCHPosting {
+    bool testMsg = false;                       // for one test profile; never written to flash
+    bool persist = false;                       // posted again and again
+    std::uint32_t persistRepostPeriod = 86400;  // seconds on the persist queue between two postings
+    std::int32_t expire = -1;                   // postings still to be made; -1 without end
+
+    // Neither a test nor persistent: only such messages are ever taken for repeats of each other.
+    bool ordinary() const { return !testMsg && !persist; }
+};
+
+struct OrvCHMesgQEntry {
+    OrvCHMesgQEntry* next = nullptr;
+    OrvCHMesgQEntry* prev = nullptr;
+    std::uint64_t place = 0;  // grows from head to tail
+
+    std::uint32_t received = 0;  // uptime seconds
+    bool open = false;           // the sender has it
+    bool dupEligible = false;    // changed only through the queue while it is on one
+    OrvCHPosting posting;
+    std::uint32_t markedForDeletion = kOrvNotMarked;
+    std::uint32_t duplicatesPending = 0;  // repeats that came while it was on the send queue
+    std::uint32_t uniqueId = 0;           // its number within its queue, and in the name of its file
+    std::uint32_t pendingOps = 0;         // kOrvPending... bits
+    std::uint32_t bytesToSave = 0;        // the message's estimate when it came: what is charged is also given back
+    bool fileMissing = false;             // entered a queue with files before files could be written
+    std::string duplicateKey;             // the message's, kept only where dupEligible was set
+    std::unique_ptr<OrvCHMesg> message;   // never null
+};

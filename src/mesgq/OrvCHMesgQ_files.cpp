@@ -1,0 +1,117 @@
+// The files of the queues, written as entries come, change and go. Failures are reported and change nothing else.
+#include "base/OrvPaths.h"
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "mesgq/OrvCHMesgQ.h"
+#include "mesgq/OrvCHQueueFiles.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHMesgQ";
+constexpr mode_t kFileMode = 0666;
+
+// One write, repeated only when a signal came first. 0, or -1 with errno.
+int writeWhole(int file, const void* data, std::size_t size) {
+    ssize_t written;
+    do {
+        written = ::write(file, data, size);
+    } while (written < 0 && errno == EINTR);
+    if (written >= 0 && static_cast<std::size_t>(written) < size) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return written < 0 ? -1 : 0;
+}
+
+int writeAndCut(int file, const void* data, std::size_t size) {
+    return writeWhole(file, data, size) < 0 ? -1 : ::ftruncate(file, static_cast<off_t>(size));
+}
+
+}  // namespace
+
+int OrvCHMesgQ::saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
+    if (entry.posting.testMsg) {
+        return 0;
+    }
+    const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
+    ORV_TRACE("file=%s\n", path.c_str());
+    {
+        // The sender changes the recipients' marks meanwhile.
+        const Mt::Lock lock(entry.message->lock());
+        entry.message->FileName = path;
+        static_cast<void>(entry.message->save());  // traces why it failed
+    }
+    entry.fileMissing = false;
+    updateOrderFile(queue);
+    appendState(entry, path);
+    return 0;
+}
+
+void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const std::string& path) {
+    static constexpr char kMethod[] = "saveEntryToFile";
+    const int file = ::open(orvHostPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kFileMode);
+    if (file < 0) {
+        const int error = errno;
+        orvLog(kOrvLogInternal, "Unable to open file %s for writing", path.c_str());
+        orvTrace(kTraceModule, kMethod, "unable to open file %s for writing, errno = %s(%d)\n", path.c_str(),
+                 orvErrorText(error).c_str(), error);
+        return;
+    }
+    const std::string state = orvStateText(entry);
+    int error = writeWhole(file, state.data(), state.size()) < 0 ? errno : 0;
+    if (::close(file) < 0 && error == 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
+        orvTrace(kTraceModule, kMethod, "unable to close file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
+    }
+}
+
+int OrvCHMesgQ::deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
+    if (entry.posting.testMsg || (queue.type() == ORV_CH_MESG_Q_DUPLICATE && entry.message->DuplicateCount == 0)) {
+        return 0;
+    }
+    const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
+    ORV_TRACE("file=%s\n", path.c_str());
+    updateOrderFile(queue);
+    if (::unlink(orvHostPath(path).c_str()) < 0) {
+        const int error = errno;
+        orvLog(kOrvLogInternal, "Error deleting file %s", path.c_str());
+        ORV_TRACE("error deleting file %s, errno = %s(%d)\n", path.c_str(), orvErrorText(error).c_str(), error);
+        return -1;
+    }
+    return 0;
+}
+
+void OrvCHMesgQ::updateOrderFile(OrvCHMesgQQueue& queue) {
+    const std::vector<std::uint32_t>* const words = queue.orderWords();
+    if (!words) {
+        orvLog(kOrvLogInternal, "Unable to allocate memory needed for order file");
+        ORV_TRACE("unable to allocate memory needed for order file\n");
+        return;
+    }
+    const std::string path = orvOrderPath(orvQueueDirectory(queue.type()));
+    // Not emptied first: an empty order file would hide every message of this queue from the next start.
+    const int file = ::open(orvHostPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kFileMode);
+    if (file < 0) {
+        orvLog(kOrvLogInternal, "Unable to open file %s", path.c_str());
+        ORV_TRACE("unable to open file %s\n", path.c_str());
+        return;
+    }
+    const std::size_t size = words->size() * sizeof(std::uint32_t);
+    if (writeAndCut(file, words->data(), size) < 0) {
+        orvLog(kOrvLogInternal, "Unable to write %u bytes to file %s", static_cast<unsigned>(size), path.c_str());
+        ORV_TRACE("unable to write %u bytes to file %s\n", static_cast<unsigned>(size), path.c_str());
+    }
+    if (::close(file) < 0) {
+        orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
+        ORV_TRACE("unable to close file %s\n", path.c_str());
+    }
+}

@@ -1,0 +1,257 @@
+// The restore at start: what the files of the last run say is put on the lists, and the queue opens for business.
+#include "base/OrvNumber.h"
+#include "base/OrvPaths.h"
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
+#include "mesgq/OrvCHMesgQ.h"
+#include "mesgq/OrvCHQueueFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHMesgQ";
+constexpr int kLevel = kOrvLogCapture;
+constexpr int kListLine = 12;
+constexpr std::size_t kNameDigits = 10;
+constexpr mode_t kPrivateMode = 0600;
+// As many order words as a 32-bit process has room for.
+constexpr std::uint32_t kMaxOrderWords = 1u << 28;
+
+// Whatever stands at path, opening it does not wait. Null with errno.
+OrvFilePtr openForReading(const std::string& path) {
+    const int file = ::open(orvHostPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    OrvFilePtr stream(file < 0 ? nullptr : ::fdopen(file, "r"));
+    if (file >= 0 && !stream) {
+        static_cast<void>(::close(file));
+    }
+    return stream;
+}
+
+void closeOrderFile(OrvFilePtr file, const std::string& path) {
+    if (std::fclose(file.release()) != 0) {
+        orvLog(kLevel, "Unable to close file %s", path.c_str());
+        orvTrace(kTraceModule, "reconstituteQueue", "unable to close order file %s\n", path.c_str());
+    }
+}
+
+// path as one word of a shell command.
+std::string quoted(const std::string& path) {
+    std::string word = "'";
+    for (const char c : path) {
+        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return word + "'";
+}
+
+// Makes the listing a file of our own in a directory where anybody may plant links; a false one is not written to.
+int claimListing() {
+    const std::string path = orvHostPath(kOrvQueueListing);
+    static_cast<void>(::unlink(path.c_str()));
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kPrivateMode);
+    if (file >= 0) {
+        return ::close(file);
+    }
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode) ? -1 : 0;
+}
+
+// The names in the queue's directory, newest file first. A negative value when the shell could not be run.
+int listDirectory(const char* dir) {
+    const std::string command =
+        "cd " + quoted(orvHostPath(dir)) + " && ls -1t m* > " + quoted(orvHostPath(kOrvQueueListing));
+    return claimListing() < 0 ? -1 : std::system(command.c_str());
+}
+
+}  // namespace
+
+void OrvCHMesgQ::init() {
+    ORV_TRACE("Entry\n");
+    readPersistentData();
+    queueOpenForBusiness_ = true;
+    saveMovedEntries();
+    processInitQueue();
+    ORV_TRACE("init queue processed\n");
+}
+
+void OrvCHMesgQ::readPersistentData() {
+    ORV_TRACE("Entry\n");
+    attachments_.stageAttachments();
+    for (OrvCHMesgQQueue* const queue : {&duplicate_, &send_, &persist_}) {
+        reconstituteQueue(*queue, orvQueueDirectory(queue->type()));
+    }
+    attachments_.cleanAttachments();
+    static_cast<void>(flushDuplicateQueue());
+}
+
+void OrvCHMesgQ::reconstituteQueue(OrvCHMesgQQueue& queue, const char* dir) {
+    ORV_TRACE("queue type = %s\n", queue.name());
+    const std::string path = orvOrderPath(dir);
+    OrvFilePtr file = openForReading(path);
+    if (!file) {
+        orvLog(kLevel, "Unable to open file %s", path.c_str());
+        ORV_TRACE("unable to open file %s\n", path.c_str());
+        reconstituteQueueTheHardWay(queue, dir);
+        return;
+    }
+    std::uint32_t count = 0;
+    // Kept: the test is the wrong way round. A count that can be read never supplies the order, the directory does;
+    // an empty order file restores nothing.
+    if (std::fread(&count, 1, sizeof count, file.get()) == sizeof count) {
+        orvLog(kLevel, "Unable to read 'count' field from file %s", path.c_str());
+        ORV_TRACE("unable to read 'count' field from the order file\n");
+        reconstituteQueueTheHardWay(queue, dir);
+    } else if (count > filesAllowed_ && removeOldest(count - filesAllowed_) != 0) {
+        orvLog(kLevel, "Unable reduce message count to allowed number: %u", filesAllowed_);
+        ORV_TRACE("unable to make room\ncount = %u, filesAllowed = %u", count, filesAllowed_);
+        closeOrderFile(std::move(file), path);
+        reconstituteQueueTheHardWay(queue, dir);
+        return;
+    } else {
+        reconstituteInOrder(queue, dir, *file, std::min(count, filesAllowed_));
+    }
+    closeOrderFile(std::move(file), path);
+}
+
+void OrvCHMesgQ::reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, std::FILE& orderFile,
+                                     std::uint32_t count) {
+    static constexpr char kMethod[] = "reconstituteQueue";
+    const std::uint32_t size = (count + 1) * static_cast<std::uint32_t>(sizeof(std::uint32_t));
+    const std::unique_ptr<std::uint32_t[]> ids(count < kMaxOrderWords ? new (std::nothrow) std::uint32_t[count + 1]
+                                                                      : nullptr);
+    if (!ids) {
+        orvLog(kLevel, "Unable to allocate memory (%u bytes)", size);
+        orvTrace(kTraceModule, kMethod, "unable to allocate memory of size = %u\n", size);
+        reconstituteQueueTheHardWay(queue, dir);
+        return;
+    }
+    if (std::fread(ids.get(), sizeof(std::uint32_t), count, &orderFile) != count) {
+        const std::string path = orvOrderPath(dir);
+        orvLog(kLevel, "Unable to read uniqueId field from file %s", path.c_str());
+        orvTrace(kTraceModule, kMethod, "unable to read uniqueId data from file %s\n", path.c_str());
+        reconstituteQueueTheHardWay(queue, dir);
+        return;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        reconstituteNumber(queue, dir, ids[i]);
+    }
+}
+
+void OrvCHMesgQ::reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char* dir) {
+    ORV_TRACE("queue type = %s\n", queue.name());
+    if (listDirectory(dir) < 0) {
+        orvLog(kLevel, "Unable to create file %s", kOrvQueueListing);
+        return;
+    }
+    OrvFilePtr list = openForReading(kOrvQueueListing);
+    if (!list) {
+        const int error = errno;
+        orvLog(kLevel, "Unable to open file %s", kOrvQueueListing);
+        ORV_TRACE("unable to open  file %s for reading, errno = %s(%d)\n", kOrvQueueListing,
+                  orvErrorText(error).c_str(), error);
+        return;
+    }
+    // A name of more than ten digits comes in pieces.
+    char line[kListLine];
+    while (std::fgets(line, sizeof line, list.get())) {
+        reconstituteListed(queue, dir, line);
+    }
+    if (std::fclose(list.release()) != 0) {
+        orvLog(kLevel, "Error attempting to close file %s", kOrvQueueListing);
+        ORV_TRACE("unable to close order file\n");
+    }
+    if (::unlink(orvHostPath(kOrvQueueListing).c_str()) < 0) {
+        const int error = errno;
+        ORV_TRACE("error deleting file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
+    }
+    queue.setUnordered();
+}
+
+void OrvCHMesgQ::reconstituteListed(OrvCHMesgQQueue& queue, const char* dir, const char* line) {
+    const std::string_view name(line);
+    const OrvUnsignedNumber number = orvToUnsigned(name.substr(std::min<std::size_t>(1, name.size()), kNameDigits));
+    if (number.outOfRange) {
+        orvLog(kLevel, "Invalid file name %s, skipping", line);
+        orvTrace(kTraceModule, "reconstituteQueueTheHardWay", "skipping file %s, invalid file name\n", line);
+        return;
+    }
+    reconstituteNumber(queue, dir, number.value);
+}
+
+// A file that is too much for the memory is left out like any other that cannot be restored.
+void OrvCHMesgQ::reconstituteNumber(OrvCHMesgQQueue& queue, const char* dir, std::uint32_t uniqueId) {
+    static_cast<void>(orvGuarded("reconstituteMsgFromFile", [&] {
+        reconstituteMsgFromFile(queue, orvEntryPath(dir, uniqueId), uniqueId);
+        return 0;
+    }));
+}
+
+void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::string& path, std::uint32_t uniqueId) {
+    ORV_TRACE("Entry\n");
+    auto message = std::make_unique<OrvCHMesg>();
+    message->FileName = path;
+    if (message->restore() != 0) {
+        orvLog(kLevel, "Error restoring message from %s, ignoring", path.c_str());
+        ORV_TRACE("Problem restoring msg %u from file %s, ignoring\n", uniqueId, path.c_str());
+        return;
+    }
+    OrvCHAttachmentFiles::linkAttachments(*message);
+    OrvFilePtr file = openForReading(path);
+    if (!file) {
+        const int error = errno;
+        orvLog(kLevel, "Error opening %s for reading, ignoring", path.c_str());
+        ORV_TRACE("unable to open file %s for reading, skipping, errno = %s(%d)\n", path.c_str(),
+                  orvErrorText(error).c_str(), error);
+        return;
+    }
+    const OrvCHQueueState state = orvReadState(*file);
+    if (std::fclose(file.release()) != 0) {
+        const int error = errno;
+        orvLog(kOrvLogRestore, "Error closing %s", path.c_str());
+        ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), orvErrorText(error).c_str(), error);
+    }
+    const OrvCHPosting posting{false, state.persist, state.persistRepostPeriod, state.expire};
+    std::string key = message->duplicateKey();
+    OrvCHMesgQEntry* const entry = addNewEntry(queue, std::move(message), posting, std::move(key), uniqueId);
+    if (!entry) {
+        orvLog(kLevel, "Unable to add message from file %s to queue", path.c_str());
+        ORV_TRACE("unable to add msg %u, ignoring\n", uniqueId);
+        return;
+    }
+    entry->markedForDeletion = state.markedForDeletion;
+    entry->duplicatesPending = state.duplicatesPending;
+    ++statistics_.reconstituted;
+}
+
+// What the flush moved to the send queue lost its file there and could not get the new one yet.
+void OrvCHMesgQ::saveMovedEntries() {
+    for (OrvCHMesgQEntry& entry : send_) {
+        if (entry.fileMissing) {
+            static_cast<void>(saveEntryToFile(entry, send_));
+        }
+    }
+}
+
+void OrvCHMesgQ::processInitQueue() {
+    ORV_TRACE("Entry\n");
+    for (OrvCHMesgQEntry& waiting : init_) {
+        const std::unique_ptr<OrvCHMesgQEntry> entry = removeInternal(waiting, init_);
+        const OrvCHPosting& posting = entry->posting;
+        // A refusal has been reported; the next one may still fit.
+        static_cast<void>(orvGuarded("processInitQueue", [&] {
+            return add(std::move(entry->message), posting.testMsg, posting.persist, posting.persistRepostPeriod,
+                       posting.expire, true);
+        }));
+    }
+}

@@ -1,0 +1,45 @@
+// What stands on flash for the queues: names of directories and files, and the text of an entry's state block.
+//
+// Knows no queue. The directories outlive the process; nothing here keeps a file open. Main thread only.
+#pragma once
+
+#include "mesgq/OrvCHMesgQEntry.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+// Closes a stream that was not closed by hand. A caller that wants to know whether closing worked calls
+// std::fclose(file.release()).
+struct OrvFileCloser {
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
+};
+using OrvFilePtr = std::unique_ptr<std::FILE, OrvFileCloser>;
+
+// The directory of a queue, without a slash; "Invalid" for the init queue and for unknown types.
+const char* orvQueueDirectory(ORV_CH_MESG_Q_TYPE type);
+// Where the standby receives the queue's files before they count; "Invalid" likewise.
+const char* orvStandbyQueueDirectory(ORV_CH_MESG_Q_TYPE type);
+inline constexpr char kOrvStandbyAttachmentsDirectory[] = "/ostrel/conf/orv/callHome/attachments.sync/";
+
+// The directory tree of the queues, in the order of creation; what exists already stays. Failures are ignored: the
+// first file that cannot be written is reported then.
+void orvMakeQueueDirectories();
+
+// "<directory>/m<uniqueId>", at most 63 characters.
+std::string orvEntryPath(const char* directory, std::uint32_t uniqueId);
+// "<directory>/order", at most 63 characters.
+std::string orvOrderPath(const char* directory);
+
+// The fields of an entry that its file carries behind the message; the defaults are those of a file without them.
+struct OrvCHQueueState {
+    std::uint32_t duplicatesPending = 0;
+    bool persist = false;
+    std::uint32_t persistRepostPeriod = 86400;
+    std::uint32_t markedForDeletion = kOrvNotMarked;
+    std::int32_t expire = -1;
+};
+std::string orvStateText(const OrvCHMesgQEntry& entry);
+// Reads a message file from where it stands to its end.
+OrvCHQueueState orvReadState(std::FILE& file);
