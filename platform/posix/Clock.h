@@ -53,6 +53,6 @@ private:
 };
 
 // The clock in use; the system's unless a test has put another one in its place (null: back to the system's). The
-// caller keeps it, and takes it away before it dies.
+// caller keeps it, and takes it away before it dies. Running timers keep the deadlines of the clock they began with.
 Clock& hostClock();
 void useHostClock(Clock* clock);

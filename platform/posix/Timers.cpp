@@ -18,32 +18,56 @@ std::uint64_t roundedUpMilliseconds(const Timeval& interval) {
 
 std::uint64_t Timers::schedule(const Timeval& interval, bool periodic, std::function<void()> action) {
     const std::uint64_t span = roundedUpMilliseconds(interval);
+    if (span == 0 && !periodic) {
+        undelayed_.emplace_back(lastNumber_ + 1, std::move(action));
+        return ++lastNumber_;
+    }
     const std::uint64_t period = periodic ? std::max<std::uint64_t>(span, 1) : 0;
-    auto shared = std::make_shared<const std::function<void()>>(std::move(action));
-    timers_.emplace(Key{hostClock().milliseconds() + span, lastNumber_ + 1}, Timer{period, std::move(shared)});
+    const std::uint64_t deadline = hostClock().milliseconds() + std::max<std::uint64_t>(span, 1);
+    timers_.emplace(Key{deadline, lastNumber_ + 1}, Timer{period, std::make_shared<const Action>(std::move(action))});
     return ++lastNumber_;
 }
 
 void Timers::cancel(std::uint64_t number) {
-    const auto found = std::ranges::find(timers_, number, [](const auto& timer) { return timer.first.second; });
-    if (found != timers_.end()) {
-        timers_.erase(found);
+    const auto delayed = std::ranges::find(timers_, number, [](const auto& timer) { return timer.first.second; });
+    if (delayed != timers_.end()) {
+        timers_.erase(delayed);
+        return;
+    }
+    const auto undelayed = std::ranges::find(undelayed_, number, [](const auto& timer) { return timer.first; });
+    if (undelayed != undelayed_.end()) {
+        undelayed_.erase(undelayed);
     }
 }
 
-// A timer scheduled by an action has a higher number and no earlier deadline than all that were due before it, so
-// the first such timer in the order ends this run.
 int Timers::runDue() {
-    const std::uint64_t newestNow = lastNumber_;
+    const std::uint64_t newest = lastNumber_;
+    const int undelayed = runUndelayed(newest);
+    return undelayed + runDelayed(newest);
+}
+
+int Timers::runUndelayed(std::uint64_t newest) {
+    int calls = 0;
+    while (!undelayed_.empty() && undelayed_.front().first <= newest) {
+        const Action action = std::move(undelayed_.front().second);
+        undelayed_.pop_front();
+        action();
+        ++calls;
+    }
+    return calls;
+}
+
+// A timer scheduled meanwhile has a higher number and is not due yet, unless an action has moved the clock.
+int Timers::runDelayed(std::uint64_t newest) {
     const std::uint64_t now = timers_.empty() ? 0 : hostClock().milliseconds();
     int calls = 0;
     while (!timers_.empty()) {
         const auto [deadline, number] = timers_.begin()->first;
-        if (deadline > now || number > newestNow) {
+        if (deadline > now || number > newest) {
             break;
         }
         auto node = timers_.extract(timers_.begin());
-        const auto action = node.mapped().action;
+        const std::shared_ptr<const Action> action = node.mapped().action;
         if (const std::uint64_t period = node.mapped().period; period != 0) {
             node.key().first = deadline + period * ((now - deadline) / period + 1);
             timers_.insert(std::move(node));
@@ -55,6 +79,9 @@ int Timers::runDue() {
 }
 
 int Timers::realMillisecondsToNext() const {
+    if (!undelayed_.empty()) {
+        return 0;
+    }
     if (timers_.empty()) {
         return -1;
     }
