@@ -1,0 +1,194 @@
+// The main thread's side: the schedule, its check, and what becomes of a capture's result.
+#include "capture/OrvCHCapture.h"
+
+#include "Mt/Threader.h"
+#include "base/OrvAssert.h"
+#include "base/OrvText.h"
+#include "base/OrvTimeText.h"
+#include "capture/OrvCaptureMesgs.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "mesg/CronCaptureData.h"
+#include "mesg/OrvCHMesg.h"
+#include "profile/OrvCHProfile.h"
+
+#include <unistd.h>
+
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHCapture";
+constexpr char kLoggerName[] = "orv.out.Capture";
+constexpr int kPriority = 0;
+
+constexpr std::uint32_t kTicksPerCheck = 60;
+// A clock that moved further than this between two checks was set.
+constexpr std::time_t kClockJump = 3600;
+
+// Runs an action at the end of its scope, also when an exception leaves it.
+template <typename Action>
+class AtEnd {
+public:
+    explicit AtEnd(Action action) : action_(action) {}
+    ~AtEnd() { action_(); }
+    AtEnd(const AtEnd&) = delete;
+    AtEnd& operator=(const AtEnd&) = delete;
+
+private:
+    Action action_;
+};
+
+}  // namespace
+
+OrvCHCapture::OrvCHCapture(OrvCaptureSink& sink, OrvShell shell)
+    : OrvThread(kPriority, kLoggerName), sink_(sink), run_(sequence_, shell) {
+    CronCaptureData::useSequences(&sequence_);
+}
+
+OrvCHCapture::~OrvCHCapture() {
+    CronCaptureData::useSequences(nullptr);
+}
+
+int OrvCHCapture::start() {
+    if (launched_) {
+        return 0;
+    }
+    if (Mt::Threader::launch(*this) != 0) {
+        orvLog(kOrvLogCapture, "orvApp failed to launch capture thread");
+        return -1;
+    }
+    launched_ = true;
+    return 0;
+}
+
+void OrvCHCapture::readConfig() {
+    ORV_TRACE("Entry\n");
+    registered_.clear();
+    registering_ = true;
+}
+
+void OrvCHCapture::registerItem(const CronCaptureItem& item) {
+    registered_.push_back(item);
+}
+
+void OrvCHCapture::completeRegistration() {
+    if (!registering_) {
+        return;
+    }
+    schedule_.replace(registered_);
+    registered_.clear();
+    registering_ = false;
+}
+
+void OrvCHCapture::tick(bool queueOpen) {
+    if (++tickCount_ < kTicksPerCheck) {
+        return;
+    }
+    tickCount_ = 0;
+    if (queueOpen) {
+        check();
+    }
+}
+
+void OrvCHCapture::check() {
+    if (schedule_.empty()) {
+        return;
+    }
+    const std::time_t now = orvCalendarNow();
+    const std::time_t moved = now - lastCheck_;
+    if (moved > kClockJump || moved < -kClockJump) {
+        schedule_.recomputeQueue();
+    }
+    lastCheck_ = now;
+    startDueCaptures();
+}
+
+// Kept: an item that missed several intervals is started once for each of them.
+void OrvCHCapture::startDueCaptures() {
+    while (const CronCaptureItem* due = schedule_.due(lastCheck_)) {
+        executingQueue_.push_back({*due, lastCheck_});
+        pushExecMesg(executingQueue_.back());
+        schedule_.advance();
+    }
+}
+
+void OrvCHCapture::pushExecMesg(const OrvStartedCapture& capture) {
+    ORV_TRACE("Entry\n");
+    std::unique_ptr<OrvCHCaptureExec> mesg(new (std::nothrow) OrvCHCaptureExec(capture));
+    if (!mesg) {
+        orvMemoryAlarm();
+        // Kept: the class named is the send client's.
+        ORV_TRACE("Failure to allocate OrvCHClientSend object\n");
+        ORV_TRACE("Main thread exiting\n");
+        _exit(1);
+    }
+    if (pushToThread(std::move(mesg)) < 0) {
+        // No result will come for it, and results are matched with the head of the list.
+        executingQueue_.pop_back();
+    }
+}
+
+void OrvCHCapture::handleMainMesg(OrvToMainMesg* mesg) {
+    ORV_TRACE("Entry\n");
+    if (const auto* fail = dynamic_cast<const OrvCHCaptureFail*>(mesg)) {
+        handleFailMesg(*fail);
+    } else if (auto* succeed = dynamic_cast<OrvCHCaptureSucceed*>(mesg)) {
+        handleSucceedMesg(*succeed);
+    } else if (!handleSwLogApp(mesg)) {
+        ORV_TRACE("Unrecognized message ID [%d] sent to main thread\n", static_cast<int>(mesg->code()));
+    }
+}
+
+void OrvCHCapture::handleFailMesg(const OrvCHCaptureFail& mesg) {
+    ORV_TRACE("Entry\n");
+    const AtEnd finish([&] { finishFirst(mesg.capture()); });
+    ORV_TRACE("CronCapture failed!\n");
+    orvLog(kOrvLogCapture, "CronCapture failed: %s!", orvErrorText(mesg.error()).c_str());
+}
+
+void OrvCHCapture::handleSucceedMesg(OrvCHCaptureSucceed& mesg) {
+    ORV_TRACE("Entry\n");
+    const AtEnd finish([&] { finishFirst(mesg.capture()); });
+    ORV_TRACE("CronCapture succeeded!\n");
+    deliver(mesg.capture().item.profileName(), mesg.takeMesg());
+}
+
+void OrvCHCapture::deliver(const std::string& profileName, std::unique_ptr<OrvCHMesg> mesg) {
+    OrvCHProfile* profile = sink_.profileByName(profileName);
+    if (profile == nullptr) {
+        ORV_TRACE("Profile %s deleted or renamed, cannot retreive envelope for message, deleting...!\n",
+                  profileName.c_str());
+        return;
+    }
+    // A capture has no level of its own: the profile that asked for it gets it.
+    constexpr bool kForce = true;
+    std::unique_ptr<OrvCHEnvelope> envelope = profile->envelopeFor(kOrvLevelNone, kForce);
+    if (!envelope) {
+        ORV_TRACE("Profile %s: No envelope for message, deleting...!\n", profileName.c_str());
+        return;
+    }
+    mesg->addEnvelope(std::move(envelope));
+    sink_.enqueue(std::move(mesg));
+}
+
+// Captures finish in the order in which they were started.
+void OrvCHCapture::finishFirst(const OrvStartedCapture& capture) {
+    if (executingQueue_.empty() || &capture != &executingQueue_.front()) {
+        orvAssertFailed("capture == &(*ExecutingQueue.begin())", __FILE__, __LINE__);
+    }
+    executingQueue_.pop_front();
+}
+
+std::uint32_t OrvCHCapture::nextSequence() {
+    return sequence_.nextSequence();
+}
+
+void OrvCHCapture::probe() const {
+    ORV_TRACE(
+        "CronCapture Information:\nsequence = %u\nscheduleCount = %u\nexecuting = %u\ntickCount = %u\n"
+        "lastCheck = %s\n%s\n",
+        sequence_.last(), static_cast<unsigned>(schedule_.size()), static_cast<unsigned>(executingQueue_.size()),
+        tickCount_, orvMailDateText(lastCheck_).c_str(), schedule_.dump().c_str());
+}

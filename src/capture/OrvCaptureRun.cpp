@@ -1,0 +1,140 @@
+#include "capture/OrvCaptureRun.h"
+
+#include "base/OrvPaths.h"
+#include "base/OrvText.h"
+#include "base/OrvTimeText.h"
+#include "capture/OrvStartedCapture.h"
+#include "dbg/OrvDbg.h"
+#include "mesg/OrvCHMesg.h"
+#include "mesg/OrvSequenceSource.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <new>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHCapture";
+
+constexpr char kSupportShell[] = "/ostrel/bin/clish";
+// Kept: no blank before the quoted command.
+constexpr char kSupportArguments[] = " -c\"show support callhome\" 2>&1 > /dev/null";
+constexpr char kCompress[] = "/bin/gzip -c ";
+constexpr char kCaptureDirectory[] = "/tmp/";
+constexpr char kCaptureFile[] = "smlCapture.txt";
+constexpr char kCompressedSuffix[] = ".gz";
+constexpr char kEventId[] = "8B00.FFFF";
+// Kept: the grammar.
+constexpr char kDescription[] =
+    "Message include this text header and Base64 encoded MIME attachments of data captured on the switch";
+
+struct LogFiles {
+    const char* name;
+    int generations;  // beside the current one
+};
+constexpr LogFiles kLogFiles[] = {{"logfile", 9}, {"messages", 5}};
+
+// A path as a word of a shell command: quoted only where a host's root makes it necessary.
+std::string shellWord(const std::string& path) {
+    constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-";
+    if (path.find_first_not_of(kPlain) == std::string::npos) {
+        return path;
+    }
+    std::string word = "'";
+    for (const char character : path) {
+        word += character == '\'' ? std::string("'\\''") : std::string(1, character);
+    }
+    return word + "'";
+}
+
+std::string compressCommand(const std::string& path, const std::string& target) {
+    return kCompress + path + " > " + target;
+}
+
+// 0, or the error number of looking for the file.
+int lookFor(const std::string& path) {
+    const std::string hostPath = orvHostPath(path);
+    struct stat status {};
+    return stat(hostPath.c_str(), &status) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+OrvCaptureRun::OrvCaptureRun(OrvSequenceSource& sequences, OrvShell shell) : sequences_(sequences), shell_(shell) {
+}
+
+int OrvCaptureRun::execute(const OrvStartedCapture& capture, std::unique_ptr<OrvCHMesg>& mesg) {
+    const std::string command = shellWord(orvHostPath(kSupportShell)) + kSupportArguments;
+    if (shell_(command.c_str()) < 0) {
+        const int error = errno;
+        ORV_TRACE("system(): %s\n", orvErrorText(error).c_str());
+        errno = error;
+        return -1;
+    }
+    std::unique_ptr<OrvCHMesg> built = buildMesg(capture);
+    if (!attachFile(*built, kCaptureDirectory, kCaptureFile)) {
+        // Kept: not a failure of this capture, but the end of the thread that runs it.
+        throw -1;
+    }
+    attachLogFiles(*built);
+    mesg = std::move(built);
+    return 0;
+}
+
+std::unique_ptr<OrvCHMesg> OrvCaptureRun::buildMesg(const OrvStartedCapture& capture) {
+    auto mesg = std::make_unique<OrvCHMesg>(OrvCHMesg::kCronCapture);
+    if (mesg->cronCapture() == nullptr) {
+        throw std::bad_alloc();
+    }
+    mesg->Time = orvMailDateText(capture.checkTime);
+    mesg->ID = kEventId;
+    mesg->Text = kDescription;
+    CronCaptureData& data = *mesg->cronCapture();
+    data.Sequence = orvFormat("%u", sequences_.nextSequence());
+    data.DayOfWeek = capture.item.dayName();
+    data.TimeOfDay = capture.item.timeOfDayText();
+    data.Interval = capture.item.intervalText();
+    data.Shell = capture.item.shell();
+    data.Command = capture.item.command();
+    return mesg;
+}
+
+void OrvCaptureRun::attachLogFiles(OrvCHMesg& mesg) {
+    for (const LogFiles& files : kLogFiles) {
+        attachFile(mesg, kOrvConfDirectory, files.name);
+        for (int generation = 1; generation <= files.generations; ++generation) {
+            attachFile(mesg, kOrvConfDirectory, orvFormat("%s.%d", files.name, generation));
+        }
+    }
+}
+
+bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std::string& name) {
+    const std::string path = directory + name;
+    if (const int error = lookFor(path); error != 0) {
+        ORV_TRACE("Skipping %s: %s\n", path.c_str(), orvErrorText(error).c_str());
+        return true;
+    }
+    const std::string target = std::string(kOrvAttachmentsDirectory) + "/" + name + kCompressedSuffix;
+    const std::string command = compressCommand(shellWord(orvHostPath(path)), shellWord(orvHostPath(target)));
+    if (shell_(command.c_str()) < 0) {
+        const int error = errno;
+        ORV_TRACE("system(%s): %s\n", compressCommand(path, target).c_str(), orvErrorText(error).c_str());
+        return false;
+    }
+    attachCompressed(mesg, target);
+    return true;
+}
+
+// The attachment keeps what it needs of the file. One that cannot be attached is left out of the message.
+void OrvCaptureRun::attachCompressed(OrvCHMesg& mesg, const std::string& target) {
+    if (mesg.cronCapture()->insertAttachment(target) < 0) {
+        ORV_TRACE("%s is left out\n", target.c_str());
+    }
+    const std::string hostTarget = orvHostPath(target);
+    if (std::remove(hostTarget.c_str()) != 0) {
+        const int error = errno;
+        ORV_TRACE("remove(%s): %s\n", target.c_str(), orvErrorText(error).c_str());
+    }
+}

@@ -1,0 +1,35 @@
+// One capture, as the capture thread runs it: the support command, then its output and the switch's log files,
+// each compressed and attached to a message.
+//
+// The exit status of the commands is not looked at: a message goes out with whatever there is. Capture thread only.
+#pragma once
+
+#include <memory>
+#include <string>
+
+class OrvCHMesg;
+class OrvSequenceSource;
+struct OrvStartedCapture;
+
+// Runs a command line, as system() does: negative, and errno, when no shell could be started.
+using OrvShell = int (*)(const char* command);
+
+class OrvCaptureRun {
+public:
+    // The source of sequence numbers must outlive this object.
+    OrvCaptureRun(OrvSequenceSource& sequences, OrvShell shell);
+
+    // 0 and the message; or -1 and errno, with no message. Throws -1 when no shell can be started for the capture's
+    // own output, OrvFileError when there is no sequence number.
+    int execute(const OrvStartedCapture& capture, std::unique_ptr<OrvCHMesg>& mesg);
+
+private:
+    std::unique_ptr<OrvCHMesg> buildMesg(const OrvStartedCapture& capture);
+    void attachLogFiles(OrvCHMesg& mesg);
+    // False when no shell could be started.
+    bool attachFile(OrvCHMesg& mesg, const char* directory, const std::string& name);
+    void attachCompressed(OrvCHMesg& mesg, const std::string& target);
+
+    OrvSequenceSource& sequences_;
+    const OrvShell shell_;
+};
