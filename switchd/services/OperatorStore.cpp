@@ -1,0 +1,149 @@
+// OperatorService: attributes, events and the event log.
+#include "switchd/services/EventLog.h"
+#include "switchd/services/OperatorService.h"
+#include "switchd/services/SwitchEvents.h"
+#include "switchd/store/AttributeStore.h"
+
+#include <algorithm>
+
+void OperatorService::get(const Caller& caller, const KeyList& request) {
+    AttributeAnswers result;
+    std::size_t room = MAX_ANSWER;
+    for (const std::string& key : request.keys) {
+        AttributeAnswers::Answer answer;
+        const StoreStatus status = parts_.attributes.get(key, answer.attribute);
+        if (status == StoreStatus::FAILED) {
+            return refuse(caller, OperatorStatus::FAILED, parts_.attributes.reason());
+        }
+        if (answer.attribute.value.size() > room) {
+            return refuse(caller, OperatorStatus::REFUSED, "the values are too long for one answer");
+        }
+        room -= answer.attribute.value.size();
+        answer.found = status == StoreStatus::OK;
+        answer.attribute.key = key;
+        result.answers.push_back(std::move(answer));
+    }
+    done(caller, result.encode());
+}
+
+void OperatorService::list(const Caller& caller, const ListRequest& request) {
+    std::vector<Attribute> attributes;
+    if (parts_.attributes.list(request.prefix, attributes) < 0) {
+        return refuse(caller, OperatorStatus::FAILED, parts_.attributes.reason());
+    }
+    AttributePage page;
+    std::size_t bytes = 0;
+    for (Attribute& attribute : attributes) {
+        if (!request.after.empty() && attribute.key <= request.after) {
+            continue;
+        }
+        bytes += attribute.key.size() + attribute.value.size();
+        if (bytes > PAGE_BYTES && !page.attributes.empty()) {
+            page.more = true;
+            break;
+        }
+        page.attributes.push_back(std::move(attribute));
+    }
+    done(caller, page.encode());
+}
+
+void OperatorService::change(const Caller& caller, const ChangeRequest& request) {
+    KeyList missing;
+    for (const std::string& key : request.unset) {
+        Attribute present;
+        if (parts_.attributes.get(key, present) == StoreStatus::MISSING) {
+            missing.keys.push_back(key);
+        }
+    }
+    if (parts_.attributes.apply({request.set, request.unset}) < 0) {
+        return refuse(caller, OperatorStatus::FAILED, parts_.attributes.reason());
+    }
+    done(caller, missing.encode());
+}
+
+void OperatorService::publishLog(const Caller& caller, const LogRecord& request) {
+    finish(caller, parts_.events.logRecord(request.record, request.timed));
+}
+
+void OperatorService::publishState(const Caller& caller, const OneText& request) {
+    finish(caller, parts_.events.state(request.text));
+}
+
+void OperatorService::publishAddresses(const Caller& caller, const KeyList& request) {
+    finish(caller, parts_.events.addresses(request.keys));
+}
+
+void OperatorService::publishHostname(const Caller& caller, const OneText& request) {
+    parts_.events.hostname(request.text);
+    done(caller);
+}
+
+void OperatorService::publishEvent(const Caller& caller, const RawEvent& request) {
+    parts_.events.raw(request.category, request.number, request.data);
+    done(caller);
+}
+
+void OperatorService::finish(const Caller& caller, int result) {
+    if (result < 0) {
+        return refuse(caller, OperatorStatus::FAILED, parts_.events.reason());
+    }
+    done(caller);
+}
+
+void OperatorService::readLog(const Caller& caller, const LogRequest& request) {
+    LogPage page;
+    const std::size_t limit = request.limit == 0 ? PAGE_ENTRIES : std::min<std::size_t>(request.limit, PAGE_ENTRIES);
+    if (readPage(request.since, limit, page) < 0) {
+        return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
+    }
+    done(caller, page.encode());
+}
+
+// Reads one entry more than asked for, to know whether there are more.
+int OperatorService::readPage(std::uint64_t since, std::size_t limit, LogPage& page) {
+    std::vector<LogEntry> entries;
+    if (parts_.logStore.readSince(since, limit + 1, entries) < 0) {
+        return -1;
+    }
+    std::size_t bytes = 0;
+    std::size_t count = 0;
+    while (count < std::min(limit, entries.size()) &&
+           (count == 0 || bytes + entries[count].text.size() <= PAGE_BYTES)) {
+        bytes += entries[count++].text.size();
+    }
+    page.more = count < entries.size();
+    entries.resize(count);
+    page.entries = std::move(entries);
+    return 0;
+}
+
+// What is in the log already comes as the stream's first pages; from then on each entry is a page of its own.
+void OperatorService::followLog(const Caller& caller, const LogRequest& request) {
+    std::vector<LogPage> pages;
+    std::uint64_t since = request.since;
+    do {
+        LogPage page;
+        if (readPage(since, PAGE_ENTRIES, page) < 0) {
+            return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
+        }
+        since = page.entries.empty() ? since : page.entries.back().id;
+        pages.push_back(std::move(page));
+    } while (pages.back().more);
+    done(caller);
+    for (const LogPage& page : pages) {
+        if (!page.entries.empty()) {
+            push(caller, OperatorCode::LOG_LINES, page.encode());
+        }
+    }
+    followers_.push_back(caller);
+}
+
+void OperatorService::tellFollowers(const LogEntry& entry) {
+    if (followers_.empty()) {
+        return;
+    }
+    const WireBytes body = LogPage{{entry}, false}.encode();
+    for (const Caller& follower : followers_) {
+        push(follower, OperatorCode::LOG_LINES, body);
+    }
+}
