@@ -48,6 +48,9 @@ OrvCHCapture::OrvCHCapture(OrvCaptureSink& sink, OrvShell shell)
 }
 
 OrvCHCapture::~OrvCHCapture() {
+    if (launched_) {
+        stopAndWait();
+    }
     CronCaptureData::useSequences(nullptr);
 }
 

@@ -23,11 +23,12 @@ constexpr char kTraceModule[] = "OrvCHCapture";
 }  // namespace
 
 int OrvCHCapture::runThread() {
-    while (dispatcher().handle_events(nullptr) >= 0) {
+    const int result = runDispatcher();
+    if (result < 0) {
+        ORV_TRACE("handle_events failed\n");
     }
-    ORV_TRACE("handle_events failed\n");
     ORV_TRACE("Terminating\n");
-    return -1;
+    return result;
 }
 
 void OrvCHCapture::handleThreadMesg(OrvToThreadMesg* mesg) {

@@ -52,6 +52,9 @@ OrvThread::OrvThread(int priority, const char* loggerName)
 int OrvThread::run() {
     if (setUpLogger() < 0) {
         retval_ = -1;
+        const Mt::Lock lock(refMutex_);
+        ended_ = true;
+        endedCond_.broadcast();
         return -1;
     }
     {
@@ -115,11 +118,31 @@ void OrvThread::decRef() {
     const std::int32_t refcnt = refcnt_;
     ORV_ASSERT(refcnt > 0);
     refcnt_ = refcnt - 1;
+    ended_ = true;
+    endedCond_.broadcast();
     refMutex_.unlock();
     if (refcnt == 1) {
         delete this;
     }
     deleteLoggerOfThread();
+}
+
+int OrvThread::runDispatcher() {
+    while (!stopping_) {
+        if (dispatcher_.handle_events(nullptr) < 0) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+void OrvThread::stopAndWait() {
+    stopping_ = true;
+    dispatcher_.wake();
+    const Mt::Lock lock(refMutex_);
+    while (!ended_) {
+        endedCond_.wait();
+    }
 }
 
 std::int32_t OrvThread::refcnt() {

@@ -45,6 +45,12 @@ protected:
 
     // Worker thread (or before it runs).
     Dispatcher& dispatcher() { return dispatcher_; }
+    // Serves the thread's loop until it fails (-1) or stopAndWait() was called (0). Worker thread.
+    [[nodiscard]] int runDispatcher();
+
+    // Ends runDispatcher() and waits until the thread has left this object; what it is doing comes to its end first.
+    // For an owner that goes before the process does, after a successful launch, once. Not on the worker thread.
+    void stopAndWait();
 
     // Main thread. 0; or -1 without a queue or a message, after the memory alarms: the message is destroyed.
     [[nodiscard]] int pushToThread(std::unique_ptr<OrvToThreadMesg> mesg);
@@ -68,6 +74,9 @@ private:
 
     Mt::Mutex refMutex_;
     std::int32_t refcnt_ = 1;  // under refMutex_
+    bool ended_ = false;       // under refMutex_: the thread will not touch this object any more
+    Mt::CondLock endedCond_{refMutex_};
+    std::atomic<bool> stopping_{false};
     const int priority_;
     std::atomic<int> retval_{0};
     const std::string name_;
