@@ -187,7 +187,9 @@ void measure(unsigned count, Work&& work) {
                 static_cast<long long>(cpuMicroseconds() - cpu), 1e6 * count / static_cast<double>(wall));
 }
 
-unsigned number(const char* text) { return static_cast<unsigned>(std::strtoul(text, nullptr, 10)); }
+unsigned number(const char* text) {
+    return static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+}
 
 }  // namespace
 
@@ -206,8 +208,9 @@ int main(int argc, char** argv) {
             }
         });
     } else {
-        std::fputs("usage: floor deliver MAILS PORT DIR LINES BYTES | admit EVENTS DIR LINES WAITING | trace LINES DIR\n",
-                   stderr);
+        std::fputs(
+            "usage: floor deliver MAILS PORT DIR LINES BYTES | admit EVENTS DIR LINES WAITING | trace LINES DIR\n",
+            stderr);
         return 2;
     }
     return 0;

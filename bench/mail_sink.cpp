@@ -188,7 +188,7 @@ int main(int argc, char** argv) {
     Totals totals;
     serveAll(listener, totals);
     std::printf("mails %llu span_us %lld longest_us %lld bytes %llu\n", static_cast<unsigned long long>(totals.mails),
-                static_cast<long long>(microseconds(totals.first, totals.last)),
-                static_cast<long long>(totals.longest), static_cast<unsigned long long>(totals.bytes));
+                static_cast<long long>(microseconds(totals.first, totals.last)), static_cast<long long>(totals.longest),
+                static_cast<unsigned long long>(totals.bytes));
     return 0;
 }

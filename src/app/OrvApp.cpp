@@ -19,7 +19,9 @@ constexpr char kComponentName[] = {'O', 'r', 'v', 'A', 'p', 'p'};
 
 }  // namespace
 
-OrvApp* orvApp() { return static_cast<OrvApp*>(orvApplication()); }
+OrvApp* orvApp() {
+    return static_cast<OrvApp*>(orvApplication());
+}
 
 OrvApp::OrvApp() : callHome_(ds_, responses_), tick_(*this) {
     setOrvApplication(this);  // entries written from here on name this component

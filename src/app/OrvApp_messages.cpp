@@ -43,10 +43,16 @@ constexpr std::uint32_t kDnsEvents = 90;
 constexpr std::uint32_t kHostnameChanged = 0;
 
 // Request ids that each route of the attribute store accepts.
-bool isBulkId(std::uint32_t id) { return id <= 5 || id == 11; }
+bool isBulkId(std::uint32_t id) {
+    return id <= 5 || id == 11;
+}
 // Kept: id 13 passes here and is refused further on.
-bool isAttributeId(std::uint32_t id) { return (id >= 6 && id <= 9) || id == 13; }
-bool isStatusId(std::uint32_t id) { return id == 10 || id == 12; }
+bool isAttributeId(std::uint32_t id) {
+    return (id >= 6 && id <= 9) || id == 13;
+}
+bool isStatusId(std::uint32_t id) {
+    return id == 10 || id == 12;
+}
 
 int unhandledDsId(const char* handler, std::uint32_t id) {
     orvLog(kOrvLogInternal, "%s: unhandled DS id (0x%8.8x) received", handler, id);
@@ -160,8 +166,8 @@ int OrvApp::processDsAttributeBulk(const Hsb_Message& message) {
 int OrvApp::processDsStatus(const Hsb_Message& message) {
     DsStatusReply reply;
     if (ds_.statusMsg(message, reply) != 0) {
-        orvLog(kOrvLogInternal, "%s.%d: received an unhandled  id %u Data Service status (%d) message!!!",
-               kTraceModule, __LINE__, reply.id, reply.status);
+        orvLog(kOrvLogInternal, "%s.%d: received an unhandled  id %u Data Service status (%d) message!!!", kTraceModule,
+               __LINE__, reply.id, reply.status);
         return -1;
     }
     return isStatusId(reply.id) ? callHome_.processDsStatus(reply) : unhandledDsId(__func__, reply.id);

@@ -1,3 +1,5 @@
 #include "app/OrvMain.h"
 
-int main() { return orvMain(); }
+int main() {
+    return orvMain();
+}

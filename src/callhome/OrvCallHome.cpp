@@ -16,11 +16,14 @@ OrvCallHome::OrvCallHome(dsClient& store, orvClient& responses)
       queue_(store, responses, *this),
       identity_(store, *this, *this),
       client_(store, queue_, identity_, *this),
-      capture_(*this) {}
+      capture_(*this) {
+}
 
 OrvCallHome::~OrvCallHome() = default;
 
-void OrvCallHome::monitorReady() { queue_.setMonitorReady(); }
+void OrvCallHome::monitorReady() {
+    queue_.setMonitorReady();
+}
 
 int OrvCallHome::startThreads() {
     ORV_TRACE("Entry\n");
@@ -89,4 +92,5 @@ void OrvCallHome::identityAddressRead(const std::string& address) {
     }
 }
 
-void OrvCallHome::identityWwnRead(const std::string& /*wwn*/) {}
+void OrvCallHome::identityWwnRead(const std::string& /*wwn*/) {
+}

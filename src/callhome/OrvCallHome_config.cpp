@@ -21,7 +21,9 @@ constexpr char kNumOfProfilesKey[] = "Global.CallhomeDB.NumberOfProfiles";
 // No switch holds more; a damaged count must not eat the memory.
 constexpr std::int32_t kMostProfiles = 1024;
 
-bool isGood(std::int32_t status) { return status == 0 || (static_cast<std::uint32_t>(status) & 0xFFFFu) == 52u; }
+bool isGood(std::int32_t status) {
+    return status == 0 || (static_cast<std::uint32_t>(status) & 0xFFFFu) == 52u;
+}
 
 }  // namespace
 
@@ -159,7 +161,9 @@ int OrvCallHome::processDsStatus(const DsStatusReply& reply) {
     }
 }
 
-void OrvCallHome::bulkReplyLost() { identity_.abandonRead(); }
+void OrvCallHome::bulkReplyLost() {
+    identity_.abandonRead();
+}
 
 int OrvCallHome::processFeatureFlag(const DsAttrReply& reply) {
     ORV_TRACE("Entry\n");

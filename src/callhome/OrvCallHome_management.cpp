@@ -111,8 +111,7 @@ void OrvCallHome::processOrvCHClearQueueCmdMsg(std::uint32_t handle, std::span<c
     traceUnsent(responses_.CH_ClearQueueResponse(handle, status));
 }
 
-void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle,
-                                                      std::span<const std::uint8_t> /*payload*/) {
+void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     if (Config_[kProfiles]) {
         orvLog(kOrvLogCritical, 0x8b00000au,
                "Unable to provide profile processing information, the CallHome service is updating configuration");

@@ -24,7 +24,9 @@ constexpr int kTestFailed = 1;
 constexpr std::size_t kTraceEvery = 1000;
 
 // The log types that reach CallHome.
-bool isForCallHome(std::int32_t kind) { return kind == 0 || kind == 2 || kind == 3; }
+bool isForCallHome(std::int32_t kind) {
+    return kind == 0 || kind == 2 || kind == 3;
+}
 
 std::unique_ptr<OrvCHMesg> newEventMesg() {
     std::unique_ptr<OrvCHMesg> mesg(new (std::nothrow) OrvCHMesg(OrvCHMesg::kLogEvent));
@@ -42,8 +44,7 @@ struct TestRefusal {
 constexpr TestRefusal kServiceDisabled{0x8b000005u,
                                        "Unable to test profile %s because the CallHome service is disabled"};
 constexpr TestRefusal kServersUnusable{
-    0x8b000006u,
-    "Unable to test profile %s because the SMTP addresses are defaults or disabled in the CallHome setup"};
+    0x8b000006u, "Unable to test profile %s because the SMTP addresses are defaults or disabled in the CallHome setup"};
 constexpr TestRefusal kSenderMissing{
     0x8b000007u,
     "Unable to test profile %s because the FromEmailAddress has not been configured in the CallHome setup"};
