@@ -1,0 +1,55 @@
+// What OrvCHClient and its thread tell each other. None of them owns the message it carries: that is the queue's.
+#pragma once
+
+#include "thread/OrvMesg.h"
+
+#include <string>
+#include <utility>
+
+class OrvCHMesg;
+
+// How a dialogue failed.
+struct OrvSendFailure {
+    std::string reason;       // name of the SMTP error
+    std::string description;  // the system's, the resolver's or a fixed text
+    std::string response;     // the last refusing reply
+};
+
+// To the thread: mail this.
+class OrvCHClientSend final : public OrvToThreadMesg {
+public:
+    static constexpr std::uint32_t kCode = 1;
+
+    explicit OrvCHClientSend(OrvCHMesg* message) : OrvToThreadMesg(kCode), message_(message) {}
+    OrvCHMesg* message() const { return message_; }
+
+private:
+    OrvCHMesg* const message_;
+};
+
+// To the main thread: the dialogue failed.
+class OrvCHClientFail final : public OrvToMainMesg {
+public:
+    static constexpr std::uint32_t kCode = 1;
+
+    OrvCHClientFail(OrvCHMesg* message, OrvSendFailure&& failure)
+        : OrvToMainMesg(kCode), message_(message), failure_(std::move(failure)) {}
+    OrvCHMesg* message() const { return message_; }
+    const OrvSendFailure& failure() const { return failure_; }
+
+private:
+    OrvCHMesg* const message_;
+    const OrvSendFailure failure_;
+};
+
+// To the main thread: the dialogue went to its end; the message's marks tell what became of each recipient.
+class OrvCHClientSucceed final : public OrvToMainMesg {
+public:
+    static constexpr std::uint32_t kCode = 2;
+
+    explicit OrvCHClientSucceed(OrvCHMesg* message) : OrvToMainMesg(kCode), message_(message) {}
+    OrvCHMesg* message() const { return message_; }
+
+private:
+    OrvCHMesg* const message_;
+};

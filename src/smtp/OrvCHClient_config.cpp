@@ -1,0 +1,196 @@
+// The mail servers' configuration: asking for it, taking it in, and publishing which server is active.
+#include "base/OrvNumber.h"
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "profile/OrvDsStatus.h"
+#include "smtp/OrvCHClient.h"
+
+#include <vector>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHClient";
+constexpr char kTrue[] = "True";
+
+// Kept: the words are those of the queue's configuration.
+void reportBadStatus(std::size_t position, std::int32_t status) {
+    const std::string text = orvFormat("Error getting Message Queue Config from DS - bad status array[%d] = %#08x",
+                                       static_cast<int>(position), static_cast<unsigned>(status));
+    ORV_TRACE("%s\n", text.c_str());
+    orvLog(kOrvLogInternal, "%s", text.c_str());
+}
+
+void setPort(OrvServerRecord& server, const std::string& value) {
+    server.Port = orvToUnsigned(value).value;
+}
+
+void setEnabled(OrvServerRecord& server, const std::string& value) {
+    server.Enabled = value == kTrue;
+}
+
+void setAddress(OrvServerRecord& server, const std::string& value) {
+    server.assign(value);
+}
+
+}  // namespace
+
+// A key and what its value sets, in the order of the request.
+struct OrvCHClient::ConfigKey {
+    const char* name;
+    OrvServerRecord OrvMailServers::*server;  // null: the gateway flag, which is no server's
+    void (*apply)(OrvServerRecord& server, const std::string& value);
+};
+
+constexpr OrvCHClient::ConfigKey OrvCHClient::kConfigKeys[] = {
+    {"Global.Callhome.SMTPGatewayEnable", nullptr, nullptr},
+    {"Global.Callhome.NF-SMTPAddr", &OrvMailServers::primary, setAddress},
+    {"Global.Callhome.SMTPPort", &OrvMailServers::primary, setPort},
+    {"Global.Callhome.SMTPEnable", &OrvMailServers::primary, setEnabled},
+    {"Global.Callhome.NF-SMTPAddr1", &OrvMailServers::secondary, setAddress},
+    {"Global.Callhome.SMTPPort1", &OrvMailServers::secondary, setPort},
+    {"Global.Callhome.SMTPEnable1", &OrvMailServers::secondary, setEnabled},
+};
+
+int OrvCHClient::readConfig() {
+    ORV_TRACE("Entry\n");
+    std::vector<std::string> names;
+    for (const ConfigKey& key : kConfigKeys) {
+        orvLog(kOrvLogRestore, "build request for %s", key.name);
+        names.emplace_back(key.name);
+    }
+    if (store_.bulkGetAttrReq(kConfigRequestId, names) == 0) {
+        return 0;
+    }
+    ORV_TRACE("Error reading DS bulk data entries\n");
+    orvLog(kOrvLogInternal, "Error requesting Message Client config from DS");
+    config_.configComplete(OrvConfigListener::kSendClient);
+    return -1;
+}
+
+int OrvCHClient::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    int unknown = 0;
+    {
+        const Mt::Lock lock(lock_);
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            const DsEntry& entry = entries[i];
+            ORV_TRACE("name = %s, type = %d, value = %s\n", entry.name.c_str(), static_cast<int>(entry.type),
+                      entry.value.c_str());
+            if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
+                reportBadStatus(i, status);
+            } else if (!applyEntry(entry)) {
+                orvLog(kOrvLogRestore, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHClient", __LINE__,
+                       entry.value.c_str());
+                ++unknown;
+            }
+        }
+        endRetry();
+        delay_.setValidServers(servers_.validCount());
+        servers_.chooseActive();
+        publishActive(servers_.published());
+    }
+    // Without the lock: this may end the read cycle, which asks for the servers again.
+    config_.configComplete(OrvConfigListener::kSendClient);
+    return -unknown;
+}
+
+// False when the key is unknown. With the lock held.
+bool OrvCHClient::applyEntry(const DsEntry& entry) {
+    for (const ConfigKey& key : kConfigKeys) {
+        if (entry.name != key.name) {
+            continue;
+        }
+        if (key.server == nullptr) {
+            gatewayEnabled_ = entry.value == kTrue;
+        } else {
+            key.apply(servers_.*key.server, entry.value);
+            ORV_TRACE("%s = %s\n", key.name, entry.value.c_str());
+        }
+        return true;
+    }
+    return false;
+}
+
+void OrvCHClient::publishActive(const OrvMailServers::Published& published) {
+    const struct {
+        const char* name;
+        std::uint32_t type;
+        const std::string& value;
+    } writes[] = {
+        {"Oper.Callhome.NF-ActiveSMTPAddr", dsClient::TYPE_STRING, published.nfAddress},
+        {"Oper.Callhome.ActiveSMTPAddr", dsClient::TYPE_STRING, published.address},
+        {"Oper.Callhome.ActiveSMTPPort", dsClient::TYPE_INTEGER, published.port},
+    };
+    for (const auto& write : writes) {
+        if (store_.setAttrReq(kActiveServerRequestId, write.name, write.type, write.value, 1) != 0) {
+            orvLog(kOrvLogInternal, "DS_SET_CH_CLIENT_SMTPACTIVE write problem");
+        }
+    }
+}
+
+int OrvCHClient::processDsStatus(std::uint32_t id, std::int32_t status) {
+    if (id != kActiveServerRequestId) {
+        orvLog(kOrvLogInternal, "OrvCHClient::%s() unhandled id 0x%8.8x", __func__, id);
+        return -1;
+    }
+    if (status != 0) {
+        orvLog(kOrvLogInternal, "DS_SET_CH_CLIENT_SMTPACTIVE write problem");
+        return -1;
+    }
+    return 0;
+}
+
+int OrvCHClient::changeover() {
+    const Mt::Lock lock(lock_);
+    if (servers_.changeover() < 0) {
+        return -1;
+    }
+    publishActive(servers_.published());
+    return 0;
+}
+
+bool OrvCHClient::usable() const {
+    const Mt::Lock lock(lock_);
+    return servers_.usable();
+}
+
+bool OrvCHClient::checkServers() {
+    const Mt::Lock lock(lock_);
+    delay_.setValidServers(servers_.validCount());
+    return servers_.duplicate();
+}
+
+OrvMailServers OrvCHClient::servers() const {
+    const Mt::Lock lock(lock_);
+    return servers_;
+}
+
+OrvServerRecord OrvCHClient::activeServer() const {
+    const Mt::Lock lock(lock_);
+    return servers_.active();
+}
+
+void OrvCHClient::probe() const {
+    const OrvMailServers servers = this->servers();
+    const OrvServerRecord& primary = servers.primary;
+    const OrvServerRecord& secondary = servers.secondary;
+    const OrvServerRecord& active = servers.active();
+    ORV_TRACE(
+        "OrvCHClient probe:\n"
+        "  SMTPGatewayEnabled = %u\n"
+        "  PrimarySMTPAddrMode = %u\n"
+        "  PrimarySMTPAddr = %s\n"
+        "  PrimarySMTPPort = %u\n"
+        "  PrimarySMTPEnable = %u\n"
+        "  SecondarySMTPAddrMode = %u\n"
+        "  SecondarySMTPAddr = %s\n"
+        "  SecondarySMTPPort = %u\n"
+        "  SecondarySMTPEnable = %u\n"
+        "  ActiveSMTPAddrMode = %u\n"
+        "  ActiveSMTPAddr = %s\n"
+        "  ActiveSMTPPort = %u\n\n",
+        static_cast<unsigned>(gatewayEnabled_), static_cast<unsigned>(primary.Kind), primary.Address.c_str(),
+        primary.Port, static_cast<unsigned>(primary.Enabled), static_cast<unsigned>(secondary.Kind),
+        secondary.Address.c_str(), secondary.Port, static_cast<unsigned>(secondary.Enabled),
+        static_cast<unsigned>(active.Kind), active.Address.c_str(), active.Port);
+}

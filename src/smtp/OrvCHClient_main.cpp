@@ -1,0 +1,175 @@
+// The main thread's part of sending: when to start, what a dialogue's outcome means, and when to try again.
+#include "Mt/Threader.h"
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "mesg/OrvCHMesg.h"
+#include "smtp/OrvCHClient.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <new>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHClient";
+constexpr int kOrdinaryPriority = 0;
+
+constexpr std::uint32_t kQueueEmptyId = 0x8b00000eu;
+constexpr std::uint32_t kRetryLaterId = 0x8b00000fu;
+constexpr std::uint32_t kRetryNowId = 0x8b000010u;
+constexpr std::uint32_t kNotUsableId = 0x8b000011u;
+constexpr std::uint32_t kFailureId = 0x8b000013u;
+
+// For the developers and for the operator.
+void report(std::uint32_t id, const std::string& text) {
+    ORV_TRACE("%s\n", text.c_str());
+    orvLog(kOrvLogWarning, id, "%s", text.c_str());
+}
+
+}  // namespace
+
+OrvCHClient::OrvCHClient(dsClient& store, OrvSendQueue& queue, OrvCHMesgCommon& identity, OrvConfigListener& config,
+                         const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system)
+    : OrvThread(kOrdinaryPriority, kThreadName),
+      store_(store),
+      queue_(queue),
+      identity_(identity),
+      config_(config),
+      client_(timeouts, system) {
+}
+
+int OrvCHClient::startThread() {
+    if (launched_) {
+        return 0;
+    }
+    if (Mt::Threader::launch(*this) != 0) {
+        orvLog(kOrvLogCapture, "orvApp failed to launch sending thread");
+        return -1;
+    }
+    launched_ = true;
+    return 0;
+}
+
+void OrvCHClient::oneSecondTick() {
+    if (retryPending_) {
+        if (queue_.sendCount() == 0) {
+            cancelRetry();
+        } else if (!sendOutstanding_) {
+            // At 0 it stays there: a start that cannot be made now is made at a later tick.
+            countdown_ = std::max(0, countdown_ - 1);
+            if (countdown_ == 0) {
+                tryStart();
+            }
+        }
+    }
+    if (!retryPending_ && !sendOutstanding_) {
+        tryStart();
+    }
+}
+
+void OrvCHClient::cancelRetry() {
+    orvLog(kOrvLogWarning, kQueueEmptyId, "Message queue is empty, cancelling attempts to retry sending last message");
+    endRetry();
+}
+
+void OrvCHClient::endRetry() {
+    retryPending_ = false;
+    countdown_ = kNoCountdown;
+    delay_.reset();
+}
+
+void OrvCHClient::tryStart() {
+    if (sendOutstanding_ || !readyToSend()) {
+        return;
+    }
+    if (OrvCHMesg* message = queue_.peekOpen(); message != nullptr) {
+        pushSendMesg(message);
+    }
+}
+
+bool OrvCHClient::readyToSend() const {
+    return threadRunning_ && switchAddressKnown_ && queue_.sendCount() != queue_.openCount() && usable() &&
+           !orvIsDefaultSender(identity_.current().From);
+}
+
+// Nothing is outstanding afterwards when the message cannot be handed over: the queue has it back.
+void OrvCHClient::pushSendMesg(OrvCHMesg* message) {
+    std::unique_ptr<OrvCHClientSend> mesg(new (std::nothrow) OrvCHClientSend(message));
+    if (mesg == nullptr) {
+        orvMemoryAlarm();
+        ORV_TRACE("Failure to allocate OrvCHClientSend object\n");
+        ORV_TRACE("Main thread exiting\n");
+        // Without static destructors, which would run under live threads. Every trace line is in its file already.
+        _exit(1);
+    }
+    sendOutstanding_ = pushToThread(std::move(mesg)) == 0;
+    if (!sendOutstanding_) {
+        queue_.peekClose(message);
+    }
+}
+
+void OrvCHClient::handleMainMesg(OrvToMainMesg* mesg) {
+    if (handleSwLogApp(mesg)) {
+        return;
+    }
+    if (const auto* fail = dynamic_cast<const OrvCHClientFail*>(mesg); fail != nullptr) {
+        handleFailMesg(*fail);
+    } else if (const auto* succeed = dynamic_cast<const OrvCHClientSucceed*>(mesg); succeed != nullptr) {
+        handleSucceedMesg(*succeed);
+    } else {
+        ORV_TRACE("Unrecognized message ID [%d] sent from child thread\n", static_cast<int>(mesg->code()));
+    }
+}
+
+void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
+    queue_.peekClose(mesg.message());
+    {
+        const Mt::Lock lock(lock_);
+        const OrvSendFailure& failure = mesg.failure();
+        report(kFailureId, orvFormat("Encountered failure communicating with SMTP server=%s, port=%d, Reason=[%s], "
+                                     "Description=[%s], Response=[%s]",
+                                     currentServer_.address.c_str(), static_cast<int>(currentServer_.port),
+                                     failure.reason.c_str(), failure.description.c_str(), failure.response.c_str()));
+    }
+    sendOutstanding_ = false;
+    if (!usable()) {
+        report(kNotUsableId,
+               "SMTP addresses are defaults or disabled, will not retry sending messages until a valid SMTP  address "
+               "has been configured and enabled");
+        return;
+    }
+    changeover();
+    retryPending_ = true;
+    countdown_ = static_cast<std::int32_t>(delay_.nextAfterFailure());
+    const OrvServerRecord server = activeServer();
+    const int port = static_cast<int>(server.Port);
+    ORV_TRACE("Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(), port, countdown_);
+    orvLog(kOrvLogWarning, kRetryLaterId, "Will retry sending via SMTP server=%s, port=%d, after %d seconds",
+           server.Address.c_str(), port, countdown_);
+}
+
+void OrvCHClient::handleSucceedMesg(const OrvCHClientSucceed& mesg) {
+    OrvCHMesg& message = *mesg.message();
+    const auto& envelopes = message.Envelopes;
+    if (std::all_of(envelopes.begin(), envelopes.end(), [](const auto& envelope) { return envelope->Done; })) {
+        finishMessage(message);
+        return;
+    }
+    // Some recipients are due for their second try: at once, on the other server if there is one.
+    changeover();
+    const OrvServerRecord server = activeServer();
+    const int port = static_cast<int>(server.Port);
+    ORV_TRACE("Will retry via SMTP server=%s, port=%d\n", server.Address.c_str(), port);
+    orvLog(kOrvLogWarning, kRetryNowId, "Will retry sending via SMTP server=%s, port=%d", server.Address.c_str(), port);
+    pushSendMesg(&message);
+}
+
+void OrvCHClient::finishMessage(OrvCHMesg& message) {
+    const bool undelivered = message.resetRecipients() != 0;
+    queue_.peekDelete(&message, undelivered ? 1 : 0);
+    sendOutstanding_ = false;
+    endRetry();
+    tryStart();
+}

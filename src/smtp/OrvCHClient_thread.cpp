@@ -1,0 +1,93 @@
+// The send thread's part: one dialogue per message, and its outcome back to the main thread.
+#include "dbg/OrvDbg.h"
+#include "mesg/OrvCHMesg.h"
+#include "smtp/OrvCHClient.h"
+
+#include <chrono>
+#include <exception>
+#include <new>
+#include <thread>
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvCHClient";
+
+}  // namespace
+
+OrvCHClient::~OrvCHClient() {
+    stopping_ = true;
+    dispatcher().wake();
+    // The thread holds a reference from before it is running until it is done with this object; without a logger it
+    // never gets that far.
+    while (launched_ && retval() == 0 && (!threadRunning_ || refcnt() > 1)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+int OrvCHClient::runThread() {
+    threadRunning_ = true;
+    while (!stopping_) {
+        if (dispatcher().handle_events(nullptr) < 0) {
+            ORV_TRACE("handle_events failed\n");
+            break;
+        }
+    }
+    ORV_TRACE("Terminating\n");
+    return 0;
+}
+
+void OrvCHClient::handleThreadMesg(OrvToThreadMesg* mesg) {
+    if (const auto* send = dynamic_cast<const OrvCHClientSend*>(mesg); send != nullptr) {
+        handleSendMesg(*send);
+    } else {
+        ORV_TRACE("Unrecognized message ID [%d] sent from main thread\n", static_cast<int>(mesg->code()));
+    }
+}
+
+void OrvCHClient::handleSendMesg(const OrvCHClientSend& mesg) {
+    OrvSendFailure failure;
+    if (sendMessage(*mesg.message(), failure) == 0) {
+        pushOutcome(std::unique_ptr<OrvToMainMesg>(new (std::nothrow) OrvCHClientSucceed(mesg.message())),
+                    "OrvCHClientSucceed");
+    } else {
+        pushOutcome(
+            std::unique_ptr<OrvToMainMesg>(new (std::nothrow) OrvCHClientFail(mesg.message(), std::move(failure))),
+            "OrvCHClientFail");
+    }
+}
+
+int OrvCHClient::sendMessage(OrvCHMesg& message, OrvSendFailure& failure) {
+    try {
+        OrvSendDialogue dialogue(client_, identity_, *this, takeCurrentServer(), message);
+        if (dialogue.run() == 0) {
+            return 0;
+        }
+        failure = dialogue.failure();
+    } catch (const std::exception& error) {
+        // A message that cannot even be composed, for want of memory, must not end the thread: it is tried again.
+        client_.disconnect();
+        failure = {client_.errorName(), error.what(), ""};
+    }
+    return -1;
+}
+
+OrvSendDialogue::Server OrvCHClient::takeCurrentServer() {
+    const Mt::Lock lock(lock_);
+    const OrvServerRecord& server = servers_.active();
+    currentServer_ = {server.Kind, server.Address, server.Port};
+    return currentServer_;
+}
+
+void OrvCHClient::pushOutcome(std::unique_ptr<OrvToMainMesg> mesg, const char* kind) {
+    if (mesg == nullptr) {
+        ORV_TRACE("Failure to allocate %s object\n", kind);
+        ORV_TRACE("Send thread exiting\n");
+        stopping_ = true;
+        return;
+    }
+    [[maybe_unused]] const int result = pushToMain(std::move(mesg));
+}
+
+void OrvCHClient::logSend(int level, std::uint32_t id, const std::string& text) {
+    logFromThread(static_cast<std::uint32_t>(level), id, "%s", text.c_str());
+}

@@ -1,0 +1,178 @@
+// One envelope of the dialogue: its recipients offered, its text delivered, and the recipients' states settled.
+#include "smtp/OrvSendDialogue.h"
+
+#include "base/OrvMutex.h"
+#include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
+#include "dbg/OrvEventLog.h"
+#include "mesg/OrvCHMesg.h"
+#include "profile/OrvCHMesgCommon.h"
+
+namespace {
+
+constexpr char kTraceModule[] = "OrvSendDialogue";
+
+constexpr std::uint32_t kRefusalTextId = 0x8b000015u;
+constexpr std::uint32_t kNoRecipientId = 0x8b000016u;
+constexpr std::uint32_t kRetryId = 0x8b000017u;
+constexpr std::uint32_t kRetryFailedId = 0x8b000018u;
+constexpr std::uint32_t kNoRetryId = 0x8b000019u;
+
+using Envelope = OrvCHEnvelope;
+
+// The state of a recipient that was refused, from its state before and the refusing reply.
+char stateAfterRefusal(char before, const std::string& reply) {
+    if (before == Envelope::kRefusedOnce) {
+        return Envelope::kRefusedTwice;
+    }
+    return reply.starts_with("4") ? Envelope::kRefusedOnce : Envelope::kGivenUp;
+}
+
+}  // namespace
+
+int OrvSendDialogue::sendEnvelope(OrvCHEnvelope& envelope) {
+    ORV_TRACE("Processing envelope[%s]\n", envelope.ProfileName.c_str());
+    if (client_.sendMailFrom(senderAddress()) < 0 || offerRecipients(envelope) < 0) {
+        return -1;
+    }
+    if (accepted_ == 0) {
+        refuseEnvelope(envelope);
+    } else if (deliverText(envelope) < 0) {
+        replaceMarks(envelope, Envelope::kRefusedOnce, Envelope::kNoMark);
+        replaceMarks(envelope, Envelope::kRefusedTwice, Envelope::kRefusedOnce);
+        return -1;
+    }
+    settleRecipients(envelope);
+    return 0;
+}
+
+std::string OrvSendDialogue::senderAddress() const {
+    const OrvCHMesgCommon::Reader identity(identity_);
+    return identity->From;
+}
+
+// -1 when the connection was lost. "Refused again" exists only within a pass: it does not outlive a lost one.
+int OrvSendDialogue::offerRecipients(OrvCHEnvelope& envelope) {
+    accepted_ = 0;
+    refusals_.assign(envelope.Recipients.size(), "");
+    for (std::size_t i = 0; i < envelope.Recipients.size(); ++i) {
+        const char mark = markAt(envelope, i);
+        if (mark == Envelope::kDelivered || mark == Envelope::kGivenUp) {
+            continue;
+        }
+        if (offerRecipient(envelope, i) < 0) {
+            setMark(envelope, i, mark);
+            replaceMarks(envelope, Envelope::kRefusedTwice, Envelope::kRefusedOnce);
+            return -1;
+        }
+    }
+    return 0;
+}
+
+int OrvSendDialogue::offerRecipient(OrvCHEnvelope& envelope, std::size_t position) {
+    const char before = markAt(envelope, position);
+    setMark(envelope, position, Envelope::kNoMark);
+    if (client_.sendRcptTo(addressAt(envelope, position)) == 0) {
+        ++accepted_;
+        return 0;
+    }
+    if (!client_.connected()) {
+        return -1;
+    }
+    refusals_[position] = client_.lastReply();
+    setMark(envelope, position, stateAfterRefusal(before, client_.lastReply()));
+    return 0;
+}
+
+void OrvSendDialogue::refuseEnvelope(const OrvCHEnvelope& envelope) {
+    client_.sendReset();
+    reporter_.logSend(kOrvLogCritical, kNoRecipientId,
+                      orvFormat("SMTP server %s, port %d,  did not accept any recipients from profile %s. Email "
+                                "message will not be sent for the profile.",
+                                server_.address.c_str(), static_cast<int>(server_.port), envelope.ProfileName.c_str()));
+}
+
+int OrvSendDialogue::deliverText(const OrvCHEnvelope& envelope) {
+    std::string text;
+    if (client_.sendDataCmd() < 0 || composer_.compose(message_, envelope, clientIdentity_, text) < 0 ||
+        client_.sendBody(std::move(text)) < 0) {
+        return -1;
+    }
+    return client_.sendDataEnd() == 0 ? 0 : -1;
+}
+
+void OrvSendDialogue::settleRecipients(OrvCHEnvelope& envelope) {
+    bool pending = false;
+    for (std::size_t i = 0; i < envelope.Recipients.size(); ++i) {
+        pending = settleRecipient(envelope, i) || pending;
+    }
+    if (!pending) {
+        const Mt::Lock lock(message_.lock());
+        envelope.Done = true;
+    }
+}
+
+// True when the recipient is due for another try.
+// Kept: a recipient given up in an earlier pass is reported again, then without a reply.
+bool OrvSendDialogue::settleRecipient(OrvCHEnvelope& envelope, std::size_t position) {
+    switch (markAt(envelope, position)) {
+        case Envelope::kNoMark:
+            setMark(envelope, position, Envelope::kDelivered);
+            return false;
+        case Envelope::kRefusedOnce:
+            reportRecipient(kRetryId, envelope, position, "Retry will be attempted.");
+            return true;
+        case Envelope::kRefusedTwice:
+            setMark(envelope, position, Envelope::kGivenUp);
+            reportRecipient(kRetryFailedId, envelope, position, "Retry failed, ignoring recipient.");
+            return false;
+        case Envelope::kGivenUp:
+            reportRecipient(kNoRetryId, envelope, position, "Retry will not be attempted, ignoring recipient.");
+            return false;
+        default:
+            return false;
+    }
+}
+
+void OrvSendDialogue::reportRecipient(std::uint32_t id, OrvCHEnvelope& envelope, std::size_t position,
+                                      const char* outcome) {
+    const std::string recipient = addressAt(envelope, position);
+    const char* profile = envelope.ProfileName.c_str();
+    const char* server = server_.address.c_str();
+    const int port = static_cast<int>(server_.port);
+    reporter_.logSend(kOrvLogWarning, id,
+                      orvFormat("CallHome message send for profile %s to recipient %s failed on SMTP server %s, port "
+                                "%d. %s",
+                                profile, recipient.c_str(), server, port, outcome));
+    reporter_.logSend(kOrvLogWarning, kRefusalTextId,
+                      orvFormat("Profile %s, %s via SMTP Server %s/%d, SMTP error: %s", profile, recipient.c_str(),
+                                server, port, refusals_[position].c_str()));
+}
+
+char OrvSendDialogue::markAt(OrvCHEnvelope& envelope, std::size_t position) const {
+    const Mt::Lock lock(message_.lock());
+    envelope.RecipientCursor = position;
+    return envelope.recipientMark();
+}
+
+void OrvSendDialogue::setMark(OrvCHEnvelope& envelope, std::size_t position, char mark) const {
+    const Mt::Lock lock(message_.lock());
+    envelope.RecipientCursor = position;
+    envelope.setRecipientMark(mark);
+}
+
+std::string OrvSendDialogue::addressAt(OrvCHEnvelope& envelope, std::size_t position) const {
+    const Mt::Lock lock(message_.lock());
+    envelope.RecipientCursor = position;
+    return envelope.recipientAddress();
+}
+
+void OrvSendDialogue::replaceMarks(OrvCHEnvelope& envelope, char mark, char by) const {
+    const Mt::Lock lock(message_.lock());
+    for (std::size_t i = 0; i < envelope.Recipients.size(); ++i) {
+        envelope.RecipientCursor = i;
+        if (envelope.recipientMark() == mark) {
+            envelope.setRecipientMark(by);
+        }
+    }
+}
