@@ -1,0 +1,55 @@
+#include "platform/wire/CnsWire.h"
+
+#include "platform/wire/payloads.h"
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+
+TEST(CnsRegister, carriesKindOptionsAndName) {
+    const auto payload = CnsRegister{1, 2, "OrvApp"}.encode();
+
+    EXPECT_THAT(payload, ElementsAre(0, 0, 0, 1, 0, 0, 0, 2, 0, 6, 'O', 'r', 'v', 'A', 'p', 'p'));
+    const auto read = CnsRegister::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->kind, 1);
+    EXPECT_EQ(read->options, 2);
+    EXPECT_EQ(read->name, "OrvApp");
+    expectOnlyTheWholePayloadIsRead<CnsRegister>(payload);
+}
+
+TEST(CnsUnregister, carriesTheName) {
+    const auto payload = CnsUnregister{"SM"}.encode();
+
+    EXPECT_THAT(payload, ElementsAre(0, 2, 'S', 'M'));
+    const auto read = CnsUnregister::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->name, "SM");
+    expectOnlyTheWholePayloadIsRead<CnsUnregister>(payload);
+}
+
+TEST(CnsLookup, carriesTagKindOptionsAndBothNames) {
+    const auto payload = CnsLookup{0x01020304, 3, 128, "SM", "primary"}.encode();
+
+    EXPECT_THAT(payload, ElementsAre(1, 2, 3, 4, 0, 0, 0, 3, 0, 0, 0, 128, 0, 2, 'S', 'M', 0, 7, 'p', 'r', 'i', 'm',
+                                     'a', 'r', 'y'));
+    const auto read = CnsLookup::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->tag, 0x01020304u);
+    EXPECT_EQ(read->kind, 3);
+    EXPECT_EQ(read->options, 128);
+    EXPECT_EQ(read->name, "SM");
+    EXPECT_EQ(read->instance, "primary");
+    expectOnlyTheWholePayloadIsRead<CnsLookup>(payload);
+}
+
+TEST(CnsLookupResponse, carriesTagAndAddress) {
+    const auto payload = CnsLookupResponse{1, {2, 3, 4}}.encode();
+
+    EXPECT_THAT(payload, ElementsAre(0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 4));
+    const auto read = CnsLookupResponse::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->tag, 1u);
+    EXPECT_EQ(read->address, (Hsb_Address{2, 3, 4}));
+    expectOnlyTheWholePayloadIsRead<CnsLookupResponse>(payload);
+}

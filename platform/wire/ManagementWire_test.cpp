@@ -1,0 +1,148 @@
+#include "platform/wire/ManagementWire.h"
+
+#include "platform/wire/payloads.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes slot(const std::string& text, std::size_t size) {
+    Bytes bytes(text.begin(), text.end());
+    bytes.resize(size);
+    return bytes;
+}
+
+Bytes operator+(Bytes left, const Bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+}  // namespace
+
+TEST(ManagementRequest, takesEightBytes) {
+    const auto payload = ManagementRequest{0x01020304, 5}.encode();
+
+    EXPECT_THAT(payload, ElementsAre(1, 2, 3, 4, 0, 0, 0, 5));
+    const auto read = ManagementRequest::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->handle, 0x01020304u);
+    EXPECT_EQ(read->spare, 5u);
+    expectOnlyTheWholePayloadIsRead<ManagementRequest>(payload);
+}
+
+TEST(TestProfileRequest, takesFortyFourBytes) {
+    const auto payload = TestProfileRequest{1, 2, "support"}.encode();
+
+    EXPECT_EQ(payload, Bytes({0, 0, 0, 1, 0, 0, 0, 2}) + slot("support", 36));
+    const auto read = TestProfileRequest::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->handle, 1u);
+    EXPECT_EQ(read->spare, 2u);
+    EXPECT_EQ(read->name, "support");
+    expectOnlyTheWholePayloadIsRead<TestProfileRequest>(payload);
+}
+
+TEST(TestProfileRequest, cutsANameSoThatANulRemains) {
+    EXPECT_EQ(TestProfileRequest::decode(TestProfileRequest{1, 2, std::string(40, 'n')}.encode())->name,
+              std::string(35, 'n'));
+}
+
+TEST(ManagementResponse, carriesHandleAndStatus) {
+    const auto payload = ManagementResponse{7, 4}.encode();
+
+    EXPECT_THAT(payload, ElementsAre(0, 0, 0, 7, 0, 0, 0, 4));
+    const auto read = ManagementResponse::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->handle, 7u);
+    EXPECT_EQ(read->status, 4u);
+    expectOnlyTheWholePayloadIsRead<ManagementResponse>(payload);
+}
+
+TEST(TestProfileResponse, carriesHandleStatusAndName) {
+    const auto payload = TestProfileResponse{7, 6, "p"}.encode();
+
+    EXPECT_EQ(payload, Bytes({0, 0, 0, 7, 0, 0, 0, 6}) + slot("p", 36));
+    const auto read = TestProfileResponse::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->handle, 7u);
+    EXPECT_EQ(read->status, 6u);
+    EXPECT_EQ(read->name, "p");
+    expectOnlyTheWholePayloadIsRead<TestProfileResponse>(payload);
+}
+
+TEST(TestProfileResults, carriesStatusAndName) {
+    const auto payload = TestProfileResults{1, "p"}.encode();
+
+    EXPECT_EQ(payload, Bytes({0, 0, 0, 1}) + slot("p", 36));
+    const auto read = TestProfileResults::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->status, 1u);
+    EXPECT_EQ(read->name, "p");
+    expectOnlyTheWholePayloadIsRead<TestProfileResults>(payload);
+}
+
+TEST(InfoResponse, carriesTheBlockBehindTheStatus) {
+    const std::array<std::uint8_t, 2> block{8, 9};
+    const auto payload = InfoResponse{7, 0, block}.encode();
+
+    EXPECT_THAT(payload, ElementsAre(0, 0, 0, 7, 0, 0, 0, 0, 8, 9));
+    const auto read = InfoResponse::decode(payload);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->handle, 7u);
+    EXPECT_EQ(read->status, 0u);
+    EXPECT_THAT(read->info, ElementsAre(8, 9));
+}
+
+TEST(InfoResponse, mayHaveNoBlock) {
+    const auto read = InfoResponse::decode(InfoResponse{7, 2, {}}.encode());
+
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->status, 2u);
+    EXPECT_THAT(read->info, IsEmpty());
+    EXPECT_FALSE(InfoResponse::decode(Bytes(7)));
+}
+
+TEST(ProcessedInfo, readsEveryProfile) {
+    const Bytes block = Bytes(8) + Bytes({0, 0, 0, 2})                                              //
+                        + slot("one", 36) + Bytes({0, 0, 1, 0}) + slot("NotApplicable", 64)         //
+                        + slot("two", 36) + Bytes({0, 0, 0, 3}) + slot("Tue Nov 14 22:13:20", 64);  //
+
+    const auto info = ProcessedInfo::decode(block);
+
+    ASSERT_TRUE(info);
+    EXPECT_THAT(info->profiles, ElementsAre(ProcessedInfo::Profile{"one", 256, "NotApplicable"},
+                                            ProcessedInfo::Profile{"two", 3, "Tue Nov 14 22:13:20"}));
+    expectOnlyTheWholePayloadIsRead<ProcessedInfo>(block);
+}
+
+TEST(ProcessedInfo, comesWithOneEmptyEntryWhenThereAreNoProfiles) {
+    const auto info = ProcessedInfo::decode(Bytes(116));
+
+    ASSERT_TRUE(info);
+    EXPECT_THAT(info->profiles, IsEmpty());
+    expectOnlyTheWholePayloadIsRead<ProcessedInfo>(Bytes(116));
+}
+
+TEST(ProcessedInfo, refusesACountThatItsBytesDoNotBearOut) {
+    EXPECT_FALSE(ProcessedInfo::decode(Bytes(8) + Bytes({0xFF, 0xFF, 0xFF, 0xFF}) + Bytes(104)));
+}
+
+TEST(QueueInfo, readsTheLastThreeOfFiveWords) {
+    const Bytes block = Bytes(8) + Bytes({0, 0, 4, 0, 0, 0, 0, 2, 0, 0, 0, 1});
+
+    const auto info = QueueInfo::decode(block);
+
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->bytesInUse, 1024u);
+    EXPECT_EQ(info->waiting, 2u);
+    EXPECT_EQ(info->open, 1u);
+    expectOnlyTheWholePayloadIsRead<QueueInfo>(block);
+}
