@@ -1,0 +1,285 @@
+#include "dbg/OrvDbg.h"
+
+#include "dbg/SystemFaults.h"
+#include "dbg/TraceFixture.h"
+
+#include <cerrno>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kLimit = 20224;
+
+class OrvDbgRotation : public TraceFixture {
+protected:
+    // A line of so many bytes in all, its prefix and line feed included.
+    static std::string lineOf(std::size_t bytes, char filler = 'x') {
+        const std::string start = prefix("A", "b");
+        return start + std::string(bytes - start.size() - 1, filler) + "\n";
+    }
+    static long traceLine(OrvDbg& logger, const std::string& line) {
+        return trace(logger, "A", "b", "%s", line.substr(prefix("A", "b").size()).c_str());
+    }
+    static std::string farewell() {
+        return prefix("OrvDbg", "Rotate") +
+               "Rotation of logs for orvApp failed!\nShutting down logging for orvApp!\nGoodbye!";
+    }
+
+private:
+    const faults::Scope faultScope_;
+};
+
+TEST_F(OrvDbgRotation, leavesAFileAtTheLimitAlone) {
+    OrvDbg logger("t");
+
+    EXPECT_EQ(traceLine(logger, lineOf(kLimit)), static_cast<long>(kLimit));
+
+    EXPECT_EQ(file("t"), lineOf(kLimit));
+    EXPECT_FALSE(exists("t.1"));
+}
+
+TEST_F(OrvDbgRotation, keepsTheLineThatCrossesTheLimitInTheOldFile) {
+    OrvDbg logger("t");
+    traceLine(logger, lineOf(kLimit - 100));
+
+    const long reached = traceLine(logger, lineOf(101, 'y'));
+
+    EXPECT_EQ(reached, static_cast<long>(kLimit + 1));
+    EXPECT_EQ(file("t.1"), lineOf(kLimit - 100) + lineOf(101, 'y'));
+    EXPECT_EQ(file("t"), "");
+}
+
+TEST_F(OrvDbgRotation, countsAfreshInTheNewFile) {
+    OrvDbg logger("t");
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(traceLine(logger, lineOf(200)), 200);
+    EXPECT_EQ(traceLine(logger, lineOf(kLimit - 200)), static_cast<long>(kLimit));
+    EXPECT_FALSE(exists("t.2"));
+    EXPECT_EQ(traceLine(logger, lineOf(60)), static_cast<long>(kLimit + 60));
+    EXPECT_TRUE(exists("t.2"));
+}
+
+TEST_F(OrvDbgRotation, succeedsWithoutOlderGenerations) {
+    OrvDbg logger("t");
+
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(traceLine(logger, lineOf(100)), 100);
+    EXPECT_TRUE(exists("t.1"));
+    for (const char* older : {"t.2", "t.3", "t.4", "t.5"}) {
+        EXPECT_FALSE(exists(older)) << older;
+    }
+}
+
+TEST_F(OrvDbgRotation, succeedsWhenItsOwnFileHasGone) {
+    OrvDbg logger("t");
+    std::filesystem::remove(onHost("/tmp/t"));
+
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(traceLine(logger, lineOf(100)), 100);
+    EXPECT_EQ(file("t"), lineOf(100));
+    EXPECT_FALSE(exists("t.1"));
+}
+
+TEST_F(OrvDbgRotation, keepsFiveGenerationsAndOverwritesTheOldest) {
+    OrvDbg logger("t");
+    for (const char filler : {'a', 'b', 'c', 'd', 'e'}) {
+        traceLine(logger, lineOf(kLimit + 1, filler));
+    }
+    EXPECT_EQ(file("t.5"), lineOf(kLimit + 1, 'a'));
+
+    traceLine(logger, lineOf(kLimit + 1, 'f'));
+    traceLine(logger, lineOf(100, 'g'));
+
+    EXPECT_EQ(file("t"), lineOf(100, 'g'));
+    EXPECT_EQ(file("t.1"), lineOf(kLimit + 1, 'f'));
+    EXPECT_EQ(file("t.2"), lineOf(kLimit + 1, 'e'));
+    EXPECT_EQ(file("t.3"), lineOf(kLimit + 1, 'd'));
+    EXPECT_EQ(file("t.4"), lineOf(kLimit + 1, 'c'));
+    EXPECT_EQ(file("t.5"), lineOf(kLimit + 1, 'b'));
+    EXPECT_FALSE(exists("t.6"));
+}
+
+TEST_F(OrvDbgRotation, rotatesAfterALineInPartsToo) {
+    OrvDbg logger("t");
+
+    logger.traceParts("A", "b", "{", std::string(kLimit, 'p'), "}\n");
+
+    EXPECT_EQ(file("t.1"), prefix("A", "b") + "{" + std::string(kLimit, 'p') + "}\n");
+    EXPECT_EQ(file("t"), "");
+}
+
+TEST_F(OrvDbgRotation, renamesFromTheOldestToTheYoungest) {
+    OrvDbg logger("t");
+    std::vector<std::string> renames;
+    faults::onRename = [&renames](const char* from, const char* to) {
+        renames.push_back(std::filesystem::path(from).filename().string() + " " +
+                          std::filesystem::path(to).filename().string());
+        return faults::realRename(from, to);
+    };
+
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(renames, (std::vector<std::string>{"t.4 t.5", "t.3 t.4", "t.2 t.3", "t.1 t.2", "t t.1"}));
+}
+
+class OrvDbgRotationFailure : public OrvDbgRotation, public testing::WithParamInterface<int> {};
+
+// After the failing rename the older generations have moved on and the younger ones have not.
+TEST_P(OrvDbgRotationFailure, saysFarewellAndIsSilentForGood) {
+    OrvDbg logger("t");
+    OrvDbg other("other");
+    for (const char filler : {'a', 'b', 'c', 'd', 'e'}) {
+        traceLine(logger, lineOf(kLimit + 1, filler));
+    }
+    int calls = 0;
+    faults::onRename = [&calls](const char* from, const char* to) {
+        if (++calls == GetParam()) {
+            errno = EACCES;
+            return -1;
+        }
+        return faults::realRename(from, to);
+    };
+
+    const long reached = traceLine(logger, lineOf(kLimit + 7, 'f'));
+
+    EXPECT_EQ(reached, static_cast<long>(kLimit + 7));
+    EXPECT_EQ(calls, GetParam());
+    EXPECT_EQ(file("t"), lineOf(kLimit + 7, 'f') + farewell());
+    const std::vector<std::string> youngestFirst{"t.1", "t.2", "t.3", "t.4", "t.5"};
+    for (int generation = 1; generation <= 5; ++generation) {
+        const bool moved = generation > 6 - GetParam();
+        const bool hole = generation == 6 - GetParam() && GetParam() > 1;
+        const std::string& name = youngestFirst[static_cast<std::size_t>(generation - 1)];
+        EXPECT_EQ(exists(name), !hole || generation == 5) << name;
+        if (!hole) {
+            const char filler = static_cast<char>('f' - generation + (moved ? 1 : 0));
+            EXPECT_EQ(file(name), lineOf(kLimit + 1, filler)) << name;
+        }
+    }
+    faults::onRename = nullptr;
+    EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
+    EXPECT_EQ(file("t"), lineOf(kLimit + 7, 'f') + farewell());
+    EXPECT_EQ(traceLine(other, lineOf(100)), 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(AtRename, OrvDbgRotationFailure, testing::Range(1, 6));
+
+TEST_F(OrvDbgRotation, failsOnADirectoryInPlaceOfTheOldest) {
+    std::filesystem::create_directory(onHost("/tmp/t.5"));
+    fill(onHost("/tmp/t.4"), "four");
+    OrvDbg logger("t");
+
+    EXPECT_EQ(traceLine(logger, lineOf(kLimit + 1)), static_cast<long>(kLimit + 1));
+
+    EXPECT_EQ(file("t"), lineOf(kLimit + 1) + farewell());
+    EXPECT_EQ(file("t.4"), "four");
+    EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
+}
+
+TEST_F(OrvDbgRotation, saysFarewellAtTheTimeOfTheFailure) {
+    OrvDbg logger("t");
+    faults::onRename = [this](const char*, const char*) {
+        clock_.set(kNoLocalTime, 0);
+        errno = EIO;
+        return -1;
+    };
+
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(file("t"), lineOf(kLimit + 1) + "?\?/?\?/????.??? " + std::to_string(getpid()) +
+                             " OrvDbg Rotate: Rotation of logs for orvApp failed!\nShutting down logging for "
+                             "orvApp!\nGoodbye!");
+}
+
+TEST_F(OrvDbgRotation, isSilentWithoutFarewellWhenTheFileCannotBeReopened) {
+    OrvDbg logger("t");
+    fill(onHost("/precious"), "precious");
+    faults::onRename = [this](const char*, const char*) {
+        std::filesystem::remove(onHost("/tmp/t"));
+        std::filesystem::create_symlink(onHost("/precious"), onHost("/tmp/t"));
+        errno = EIO;
+        return -1;
+    };
+
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(contents(onHost("/precious")), "precious");
+    EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
+}
+
+TEST_F(OrvDbgRotation, isSilentWhenTheNewFileCannotBeOpened) {
+    OrvDbg logger("t");
+    fill(onHost("/precious"), "precious");
+    faults::onRename = [this](const char* from, const char* to) {
+        const int result = faults::realRename(from, to);
+        if (!exists("t")) {
+            std::filesystem::create_symlink(onHost("/precious"), onHost("/tmp/t"));
+        }
+        return result;
+    };
+
+    EXPECT_EQ(traceLine(logger, lineOf(kLimit + 1)), static_cast<long>(kLimit + 1));
+
+    EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
+    EXPECT_EQ(file("t.1"), lineOf(kLimit + 1));
+    EXPECT_EQ(contents(onHost("/precious")), "precious");
+}
+
+TEST_F(OrvDbgRotation, keepsEveryLineWholeWhenThreadsShareALogger) {
+    constexpr int kThreads = 4;
+    constexpr int kLines = 250;  // in all less than six files hold
+    OrvDbg logger("t");
+    std::vector<std::jthread> threads;
+
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&logger, i] {
+            for (int line = 0; line < kLines; ++line) {
+                trace(logger, "A", "b", "thread %d line %d\n", i, line);
+            }
+        });
+    }
+    threads.clear();
+
+    std::string all;
+    for (const char* name : {"t.5", "t.4", "t.3", "t.2", "t.1", "t"}) {
+        all += file(name);
+    }
+    std::size_t expected = 0;
+    for (int i = 0; i < kThreads; ++i) {
+        std::size_t at = 0;
+        for (int line = 0; line < kLines; ++line) {
+            const std::string text =
+                prefix("A", "b") + "thread " + std::to_string(i) + " line " + std::to_string(line) + "\n";
+            at = all.find(text, at);
+            ASSERT_NE(at, std::string::npos) << text;
+            expected += text.size();
+        }
+    }
+    EXPECT_EQ(all.size(), expected);
+    EXPECT_TRUE(exists("t.1"));
+}
+
+TEST_F(OrvDbgRotation, makesThreadsThatShareALoggerSilentTogether) {
+    OrvDbg logger("t");
+    std::filesystem::create_directory(onHost("/tmp/t.5"));
+    fill(onHost("/tmp/t.4"), "four");
+    std::vector<std::jthread> threads;
+
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&logger] {
+            while (traceLine(logger, lineOf(500)) != -1) {
+            }
+        });
+    }
+    threads.clear();
+
+    const std::string all = file("t");
+    EXPECT_EQ(all.size(), 41 * 500 + farewell().size());
+    EXPECT_TRUE(all.ends_with("\n" + farewell()));
+}
+
+}  // namespace
