@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,17 @@ struct OrvCHEnvelope {
     // The address under the cursor without its mark.
     std::string recipientAddress() const;
 
+    // The mark that a recipient carries; kNoMark when it has none.
+    static char markOf(const std::string& recipient);
+    // Removes every mark and clears the done flag; returns how many recipients were not delivered.
+    std::uint32_t resetRecipients();
+
     // Bytes that this envelope takes in a message file, estimated.
     std::int32_t bytesToSave() const;
+    void save(std::string& file) const;
+    // Reads an envelope whose first line, or a line before it, has been read already. 0, or -1 (traced) with what
+    // has been read.
+    [[nodiscard]] int restore(std::string line, std::istream& stream);
+
+    void probe() const;
 };

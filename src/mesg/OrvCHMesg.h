@@ -5,10 +5,10 @@
 // The lock is never held across network calls.
 #pragma once
 
+#include "base/OrvMutex.h"
 #include "mesg/CronCaptureData.h"
 #include "mesg/LogEventData.h"
 #include "mesg/OrvCHEnvelope.h"
-#include "base/OrvMutex.h"
 
 #include <cstdint>
 #include <memory>
@@ -16,13 +16,18 @@
 #include <vector>
 
 struct Sw_Log_Type;
+enum class OrvMesgKind;
 
 class OrvCHMesg {
 public:
     enum Kind : std::int32_t { kNoType = 0, kLogEvent = 1, kCronCapture = 2 };
 
+    // Without type data: to be restored, or to be built.
     OrvCHMesg();
+    // With empty type data of the kind; any other type gives none.
     explicit OrvCHMesg(std::int32_t type);
+    // Copies share nothing: capture data draws a new sequence number (may throw OrvFileError) and links its files.
+    // Kept: a copy's estimate counts its envelopes twice.
     OrvCHMesg(const OrvCHMesg& other);
     OrvCHMesg& operator=(const OrvCHMesg& other);
     ~OrvCHMesg();
@@ -31,21 +36,32 @@ public:
     [[nodiscard]] int buildSwitchPowerUpData();
     [[nodiscard]] int buildTestData(const std::string& profile);
     [[nodiscard]] int buildSwitchStateData(const std::string& state);
+    // Fills a message that holds log event data, or stops the process. Returns 0.
     int extractData(const Sw_Log_Type& record);
+    // Creates the type data that the ID calls for, in place of any other. 0, or -1 (traced).
     [[nodiscard]] int createMesgByType();
 
+    // Appends an envelope and adds its share to the estimate. Returns 0.
     int addEnvelope(std::unique_ptr<OrvCHEnvelope> envelope);
+    // Appends a copy; 0, or -1 (alarmed and traced) when there is no memory.
     [[nodiscard]] int copyEnvelope(const OrvCHEnvelope& envelope);
 
-    // The estimate of the file's size; the message part is added once, at the first call.
+    // The estimate of the file's size in bytes; the message part is added once, at the first call.
     std::int32_t bytesToSave();
+    // Two messages with equal keys are duplicates.
     std::string duplicateKey() const;
+    // The next staged attachment of a capture, "<name>.<Sequence>"; empty after the last and for other kinds.
     std::string nextAttachmentFile();
     // Recipients that were not delivered; clears every mark and every done flag.
     std::uint32_t resetRecipients();
 
-    [[nodiscard]] int save();
+    // Writes the file FileName in place. 0, or -1 (traced), leaving the file as far as it was written. Takes no
+    // lock: whoever shares the message holds it.
+    [[nodiscard]] int save() const;
+    // Fills an empty message from the file FileName; main thread. 0, or -1 (traced) when the file is not a whole
+    // message: what has been read until then stays, so the message is to be discarded.
     [[nodiscard]] int restore();
+    // Traces every field.
     void probe() const;
 
     Mt::Mutex& lock() const { return lock_; }
@@ -67,6 +83,14 @@ public:
     CronCaptureData* cronCapture() const { return cronCapture_.get(); }
 
 private:
+    int buildOwnEvent(std::uint32_t number, std::int32_t level, const std::string& text);
+    int provideLogEvent();
+    int createData(OrvMesgKind kind);
+    std::int32_t mesgPart();
+    std::string fileText() const;
+
+    std::int32_t bytesToSave_ = 0;
+    bool mesgPartCounted_ = false;  // bytesToSave_ holds the message part
     mutable Mt::Mutex lock_;
     std::unique_ptr<LogEventData> logEvent_;
     std::unique_ptr<CronCaptureData> cronCapture_;

@@ -1,0 +1,140 @@
+#include "mesg/CronCaptureData.h"
+
+#include "base/OrvAssert.h"
+#include "base/OrvPaths.h"
+#include "base/OrvText.h"
+#include "base/OrvTimeText.h"
+#include "dbg/OrvDbg.h"
+#include "mesg/OrvBase64.h"
+#include "mesg/OrvMesgSize.h"
+#include "mesg/OrvSequenceSource.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+
+static constexpr char kTraceModule[] = "CronCaptureData";
+
+static constexpr int kLineSize = 72;
+
+static std::atomic<OrvSequenceSource*> sequenceSource{nullptr};
+
+void CronCaptureData::useSequences(OrvSequenceSource* source) {
+    sequenceSource = source;
+}
+
+static std::string drawSequence() {
+    OrvSequenceSource* source = sequenceSource;
+    ORV_ASSERT(source != nullptr);
+    return std::to_string(source->nextSequence());
+}
+
+static std::string newBoundary() {
+    const std::string now = orvFormat("%llx", static_cast<unsigned long long>(orvCalendarNow()));
+    return now + "-CallHome-CronCapture-" + now;
+}
+
+CronCaptureData::CronCaptureData() : Boundary(newBoundary()) {
+}
+
+// The sequence comes first: drawing it may throw, and then nothing is staged yet.
+CronCaptureData::CronCaptureData(const CronCaptureData& other)
+    : Sequence(drawSequence()),
+      DayOfWeek(other.DayOfWeek),
+      TimeOfDay(other.TimeOfDay),
+      Interval(other.Interval),
+      Shell(other.Shell),
+      Command(other.Command),
+      Boundary(other.Boundary),
+      Attachments(other.Attachments),
+      AttachmentCursor(other.AttachmentCursor),
+      AttachmentBytes(other.AttachmentBytes),
+      MissingAttributes(other.MissingAttributes),
+      RestoreStatus(other.RestoreStatus) {
+    copyAttachments(other.Sequence);
+}
+
+CronCaptureData::~CronCaptureData() {
+    eraseAttachments();
+}
+
+static std::string stagedUnder(const std::string& sequence, const std::string& name) {
+    return std::string(kOrvAttachmentsDirectory) + "/" + name + "." + sequence;
+}
+
+std::string CronCaptureData::stagedPath(const std::string& name) const {
+    return stagedUnder(Sequence, name);
+}
+
+static int unlinkStaged(const std::string& staged) {
+    if (unlink(orvHostPath(staged).c_str()) == 0) {
+        return 0;
+    }
+    return -errno;
+}
+
+int CronCaptureData::insertAttachment(const std::string& path) {
+    const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
+    const std::string staged = stagedPath(name);
+    const int result = b64(kB64Encode, path, staged, kLineSize);
+    if (result == kB64Okay) {
+        Attachments.push_back(name);
+        return 0;
+    }
+    ORV_TRACE("b64(%s, %s): %s\n", path.c_str(), staged.c_str(), b64Message(result).c_str());
+    ORV_TRACE("Removing output file %s\n", staged.c_str());
+    if (const int error = unlinkStaged(staged); error != 0) {
+        ORV_TRACE("Failed to remove output file %s: %s\n", staged.c_str(), orvErrorText(-error).c_str());
+    }
+    return -1;
+}
+
+int CronCaptureData::eraseAttachment(const std::string& name) {
+    const auto found = std::find(Attachments.begin(), Attachments.end(), name);
+    if (found == Attachments.end()) {
+        return 0;
+    }
+    const std::string staged = stagedPath(name);
+    Attachments.erase(found);  // name may have lived in the list: not to be used any more
+    AttachmentCursor = 0;
+    if (const int error = unlinkStaged(staged); error != 0) {
+        ORV_TRACE("unlink(%s): %s\n", staged.c_str(), orvErrorText(-error).c_str());
+        return -1;
+    }
+    return 0;
+}
+
+void CronCaptureData::eraseAttachments() {
+    for (const std::string& name : Attachments) {
+        const std::string staged = stagedPath(name);
+        if (const int error = unlinkStaged(staged); error != 0) {
+            ORV_TRACE("unlink(%s): %s\n", staged.c_str(), orvErrorText(-error).c_str());
+        }
+    }
+}
+
+int CronCaptureData::copyAttachments(const std::string& oldSequence) {
+    int result = 0;
+    for (const std::string& name : Attachments) {
+        const std::string source = stagedUnder(oldSequence, name);
+        const std::string target = stagedPath(name);
+        if (link(orvHostPath(source).c_str(), orvHostPath(target).c_str()) != 0) {
+            const int error = errno;
+            ORV_TRACE("link(%s, %s): %s\n", source.c_str(), target.c_str(), orvErrorText(error).c_str());
+            result = -1;
+        }
+    }
+    return result;
+}
+
+std::string CronCaptureData::nextAttachmentFile() {
+    const auto end = static_cast<std::ptrdiff_t>(Attachments.size());
+    AttachmentCursor = std::min(AttachmentCursor + 1, end);
+    if (AttachmentCursor == end) {
+        return {};
+    }
+    return Attachments[static_cast<std::size_t>(AttachmentCursor)] + "." + Sequence;
+}

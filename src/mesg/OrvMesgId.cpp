@@ -1,0 +1,27 @@
+#include "mesg/OrvMesgId.h"
+
+#include "base/OrvText.h"
+
+#include <sstream>
+
+std::string orvMesgId(std::uint32_t number) {
+    return orvFormat("%4.4X.%4.4X", number >> 16, number & 0xFFFFu);
+}
+
+std::int32_t orvMesgNumber(const std::string& digits) {
+    std::int32_t number = 4;
+    std::istringstream stream(digits);
+    stream >> std::hex >> number;
+    return number;
+}
+
+OrvMesgKind orvMesgKind(std::int32_t number) {
+    constexpr std::uint32_t kOwnGroup = 0x8B00u;
+    constexpr std::uint32_t kFirstOther = 0x8B00F001u;
+    constexpr std::uint32_t kCapture = 0x8B00FFFFu;
+    const auto bits = static_cast<std::uint32_t>(number);
+    if (bits == kCapture) {
+        return OrvMesgKind::kCronCapture;
+    }
+    return bits >> 16 == kOwnGroup && bits >= kFirstOther ? OrvMesgKind::kNone : OrvMesgKind::kLogEvent;
+}
