@@ -115,7 +115,7 @@ int OrvCallHome::processConfigBulk(const DsBulkReply& reply) {
     switch (reply.id) {
         case OrvCHMesgCommon::kRequestId:
             return identity_.processConfigBulk(reply.entries, reply.statuses);
-        case OrvCHClient::kReadRequestId:
+        case OrvCHClient::kConfigRequestId:
             return client_.processConfigBulk(reply.entries, reply.statuses);
         case DS_PROFILE_INITIAL:
         case DS_PROFILE_EMAIL:
@@ -152,7 +152,7 @@ int OrvCallHome::processDsStatus(const DsStatusReply& reply) {
     switch (reply.id) {
         case DS_SET_CALLHOME_WRITE_MARKER:
             return completeProfileConfig(reply.status);
-        case OrvCHClient::kWriteRequestId:
+        case OrvCHClient::kActiveServerRequestId:
             return client_.processDsStatus(reply.id, reply.status);
         default:
             ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);

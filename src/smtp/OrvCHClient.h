@@ -120,7 +120,6 @@ private:
     // Both threads.
     std::atomic<bool> retryPending_{false};  // written by the main thread
     std::atomic<bool> threadRunning_{false};
-    std::atomic<bool> stopping_{false};
     mutable Mt::Mutex lock_;
     OrvMailServers servers_;                 // under lock_; written by the main thread
     OrvSendDialogue::Server currentServer_;  // under lock_; written by the send thread

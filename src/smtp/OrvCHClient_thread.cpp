@@ -3,10 +3,8 @@
 #include "mesg/OrvCHMesg.h"
 #include "smtp/OrvCHClient.h"
 
-#include <chrono>
 #include <exception>
 #include <new>
-#include <thread>
 
 namespace {
 
@@ -15,25 +13,19 @@ constexpr char kTraceModule[] = "OrvCHClient";
 }  // namespace
 
 OrvCHClient::~OrvCHClient() {
-    stopping_ = true;
-    dispatcher().wake();
-    // The thread holds a reference from before it is running until it is done with this object; without a logger it
-    // never gets that far.
-    while (launched_ && retval() == 0 && (!threadRunning_ || refcnt() > 1)) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (launched_) {
+        stopAndWait();
     }
 }
 
 int OrvCHClient::runThread() {
     threadRunning_ = true;
-    while (!stopping_) {
-        if (dispatcher().handle_events(nullptr) < 0) {
-            ORV_TRACE("handle_events failed\n");
-            break;
-        }
+    const int result = runDispatcher();
+    if (result < 0) {
+        ORV_TRACE("handle_events failed\n");
     }
     ORV_TRACE("Terminating\n");
-    return 0;
+    return result;
 }
 
 void OrvCHClient::handleThreadMesg(OrvToThreadMesg* mesg) {
@@ -82,7 +74,7 @@ void OrvCHClient::pushOutcome(std::unique_ptr<OrvToMainMesg> mesg, const char* k
     if (mesg == nullptr) {
         ORV_TRACE("Failure to allocate %s object\n", kind);
         ORV_TRACE("Send thread exiting\n");
-        stopping_ = true;
+        endDispatcher();
         return;
     }
     [[maybe_unused]] const int result = pushToMain(std::move(mesg));

@@ -5,7 +5,6 @@
 #include "dbg/OrvEventLog.h"
 #include "thread/OrvThreadSwLogApp.h"
 
-#include <cxxabi.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -52,20 +51,24 @@ OrvThread::OrvThread(int priority, const char* loggerName)
 int OrvThread::run() {
     if (setUpLogger() < 0) {
         retval_ = -1;
-        const Mt::Lock lock(refMutex_);
-        ended_ = true;
-        endedCond_.broadcast();
         return -1;
     }
-    {
-        const Mt::Lock lock(refMutex_);
-        ++refcnt_;
-    }
+    addRef();
     ORV_TRACE("Thread is running\n");
     setDetached(true);
     setCancelState(PTHREAD_CANCEL_DISABLE, nullptr);
-    applyPriority();
-    runBody();
+    if (setpriority(PRIO_PROCESS, 0, priority_) < 0) {
+        ORV_TRACE("setpriority failed, %d\n", errno);
+    }
+    try {
+        retval_ = runThread();
+    } catch (...) {
+        if (std::current_exception() == nullptr) {  // pthread_exit: it unwinds like an exception, and has to go on
+            decRef();
+            throw;
+        }
+        ORV_TRACE("Thread threw an exception\n");
+    }
     const int retval = retval_;  // the object may go with the reference
     ORV_TRACE("Thread is terminating, retval=%p\n", reinterpret_cast<void*>(static_cast<std::intptr_t>(retval)));
     decRef();
@@ -85,22 +88,9 @@ int OrvThread::setUpLogger() const {
     }
 }
 
-void OrvThread::applyPriority() const {
-    if (setpriority(PRIO_PROCESS, 0, priority_) < 0) {
-        ORV_TRACE("setpriority failed, %d\n", errno);
-    }
-}
-
-void OrvThread::runBody() {
-    try {
-        retval_ = runThread();
-    } catch (abi::__forced_unwind&) {
-        // pthread_exit unwinds as if by an exception, and has to go on.
-        decRef();
-        throw;
-    } catch (...) {
-        ORV_TRACE("Thread threw an exception\n");
-    }
+void OrvThread::addRef() {
+    const Mt::Lock lock(refMutex_);
+    ++refcnt_;
 }
 
 void OrvThread::handleThreadMesg(OrvToThreadMesg* mesg) {

@@ -47,6 +47,8 @@ protected:
     Dispatcher& dispatcher() { return dispatcher_; }
     // Serves the thread's loop until it fails (-1) or stopAndWait() was called (0). Worker thread.
     [[nodiscard]] int runDispatcher();
+    // Lets runDispatcher() end after the turn that is running. Worker thread.
+    void endDispatcher() { stopping_ = true; }
 
     // Ends runDispatcher() and waits until the thread has left this object; what it is doing comes to its end first.
     // For an owner that goes before the process does, after a successful launch, once. Not on the worker thread.
@@ -69,8 +71,7 @@ protected:
 
 private:
     int setUpLogger() const;
-    void applyPriority() const;
-    void runBody();
+    void addRef();
 
     Mt::Mutex refMutex_;
     std::int32_t refcnt_ = 1;  // under refMutex_

@@ -1,0 +1,206 @@
+// Routing of bus messages by format and code.
+#include "app/DaemonFixture.h"
+
+#include "platform/wire/MessageCodes.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Field;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+auto logged(int level, const std::string& pattern) {
+    return AllOf(Field(&LogLine::level, level), Field(&LogLine::id, 0x8B000001u),
+                 Field(&LogLine::text, MatchesRegex(pattern)));
+}
+
+class OrvAppMessages : public DaemonFixture {
+protected:
+    void SetUp() override {
+        startDaemon();
+        switch_->tick();
+        switch_->forgetEventLog();
+        traceStart_ = mainTrace().size();
+    }
+
+    // Main trace lines since the start of the test, from the module on.
+    std::vector<std::string> newTrace() {
+        std::vector<std::string> lines = traced("");
+        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(traceStart_));
+        return lines;
+    }
+
+    std::size_t traceStart_ = 0;
+};
+
+struct Unhandled {
+    const char* name;
+    std::uint16_t format;
+    std::uint16_t code;
+    int level;
+    const char* text;
+};
+
+class OrvAppUnhandled : public OrvAppMessages, public testing::WithParamInterface<Unhandled> {};
+
+TEST_P(OrvAppUnhandled, isLoggedAndDropped) {
+    switch_->send(GetParam().format, GetParam().code, {1, 2, 3, 4});
+
+    EXPECT_THAT(switch_->eventLog(), ElementsAre(logged(GetParam().level, GetParam().text)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Messages, OrvAppUnhandled,
+    testing::Values(Unhandled{"format", 77, 5, 15, "OrvApp\\.[0-9]+: Unhandled message format 77, code 5"},
+                    Unhandled{"ens", 4, 52, 15, "Unhandled ENS msg 52!!!"},
+                    Unhandled{"ds", 103, 3, 15, "OrvApp\\.[0-9]+: Unhandled DS message code 3!!!"},
+                    Unhandled{"cmon", 105, 98, 15, "Unhandled Cmon msg 98!!!"},
+                    Unhandled{"probe", 108, 5, 31, "Probe command 5 not implemented"},
+                    Unhandled{"management", 16405, 7, 15, "unhandled ORV message \\(0x00000007\\) received"},
+                    Unhandled{"attribute", 103, 2, 15, "DS response error rc [1-9][0-9]*\\(OrvApp:[0-9]+\\)"},
+                    Unhandled{"bulk", 103, 9, 15, "DS response error rc [1-9][0-9]*\\(OrvApp:[0-9]+\\)"},
+                    Unhandled{"status", 103, 1, 15,
+                              "OrvApp\\.[0-9]+: received an unhandled  id 0 Data Service status \\(0\\) message!!!"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(OrvAppMessages, tracesAManagementCodeThatItDoesNotKnowWithAQuestionMark) {
+    switch_->send(16405, 7);
+
+    EXPECT_THAT(newTrace(), ElementsAre("OrvApp processOrvMsg: code = ?(7)"));
+    EXPECT_THAT(switch_->managementReplies(), IsEmpty());
+}
+
+TEST_F(OrvAppMessages, tracesEachManagementRequestByName) {
+    const char* const names[] = {"CH Profile Change",         "CH Test Profile Cmd", "CH Clear Queue Cmd",
+                                 "CH Profile Processed Info", "CH Changeover Cmd",   "CH Message Queue Info"};
+    for (std::uint16_t code = 1; code <= 6; ++code) {
+        traceStart_ = mainTrace().size();
+        switch_->send(16405, code);
+        ASSERT_THAT(newTrace(), SizeIs(testing::Ge(1u)));
+        EXPECT_EQ(newTrace().front(),
+                  "OrvApp processOrvMsg: code = " + std::string(names[code - 1]) + "(" + std::to_string(code) + ")");
+    }
+}
+
+TEST_F(OrvAppMessages, answersEveryProbe) {
+    std::vector<std::pair<int, int>> replies;
+    switch_->bus().observe([&](const Hsb_Message& message) {
+        if (message.format() == 108 && message.code() >= 100) {
+            replies.push_back({message.format(), message.code()});
+        }
+    });
+
+    switch_->send(108, 5);
+    switch_->send(108, 0);
+
+    EXPECT_THAT(replies, ElementsAre(std::pair(108, 100), std::pair(108, 100)));
+}
+
+TEST_F(OrvAppMessages, dropsEventsOfCategory89WithoutAWord) {
+    switch_->publishEvent(89, 1, {1});
+
+    EXPECT_THAT(newTrace(), IsEmpty());
+    EXPECT_THAT(switch_->eventLog(), IsEmpty());
+}
+
+struct StrayEvent {
+    std::uint32_t category;
+    std::uint32_t number;
+    const char* trace;
+};
+
+TEST_F(OrvAppMessages, tracesEventNumbersThatItDoesNotKnow) {
+    for (const StrayEvent& event : {StrayEvent{2, 57, "OrvApp processCmonEvent: Unhandled Cmon event 57"},
+                                    StrayEvent{66, 4, "OrvApp processSMEvent: Unhandled SM event 4"},
+                                    StrayEvent{90, 1, "OrvApp processDnsEvent: Unhandled DNS event 1"}}) {
+        traceStart_ = mainTrace().size();
+        // Straight to the daemon: it has not subscribed to these.
+        switch_->send(3, 0,
+                      {0, 0, 0, static_cast<std::uint8_t>(event.category), 0, 0, 0,
+                       static_cast<std::uint8_t>(event.number), 1, 2, 3});
+        EXPECT_THAT(newTrace(), ElementsAre(event.trace));
+    }
+    EXPECT_THAT(switch_->eventLog(), IsEmpty());
+}
+
+TEST_F(OrvAppMessages, logsEventCategoriesThatItDoesNotKnow) {
+    switch_->send(3, 0, {0, 0, 0, 91, 0, 0, 0, 1});
+
+    EXPECT_THAT(switch_->eventLog(), ElementsAre(logged(15, "processEventMsg\\(\\) - Unhandled event.category = 91")));
+}
+
+// A well-formed answer of the attribute store under this id, by code.
+std::vector<std::uint8_t> dsReply(std::uint16_t code, std::uint8_t id) {
+    if (code == DsCode::BULK_REPLY) {
+        return {0, 0, 0, id, 0, 0, 0, 0};
+    }
+    if (code == DsCode::STATUS_REPLY) {
+        return {0, 0, 0, id, 0, 0, 0, 0};
+    }
+    std::vector<std::uint8_t> reply = {0, 0, 0, id};
+    reply.resize(4 + 255, 0);
+    reply.insert(reply.end(), 12, 0);
+    return reply;
+}
+
+TEST_F(OrvAppMessages, refusesAnswersWithIdsThatTheirRouteDoesNotKnow) {
+    switch_->send(103, DsCode::BULK_REPLY, dsReply(DsCode::BULK_REPLY, 6));
+    switch_->send(103, DsCode::ATTRIBUTE_REPLY, dsReply(DsCode::ATTRIBUTE_REPLY, 5));
+    switch_->send(103, DsCode::STATUS_REPLY, dsReply(DsCode::STATUS_REPLY, 11));
+
+    EXPECT_THAT(switch_->eventLog(),
+                ElementsAre(logged(15, "processDsAttributeBulk: unhandled DS id \\(0x00000006\\) received"),
+                            logged(15, "processDsAttribute: unhandled DS id \\(0x00000005\\) received"),
+                            logged(15, "processDsStatus: unhandled DS id \\(0x0000000b\\) received")));
+}
+
+TEST_F(OrvAppMessages, passesId13OnToTheControllerWhichRefusesIt) {
+    switch_->send(103, DsCode::ATTRIBUTE_REPLY, dsReply(DsCode::ATTRIBUTE_REPLY, 13));
+
+    EXPECT_THAT(newTrace(), ElementsAre("OrvCallHome processConfig: unhandled id 0x0000000d"));
+    EXPECT_THAT(switch_->eventLog(),
+                ElementsAre(logged(15, "OrvCallHome::processConfig\\(\\) unhandled id 0x0000000d")));
+}
+
+TEST_F(OrvAppMessages, ignoresAnswersForProfilesWhenNoneIsBeingRead) {
+    for (const std::uint8_t id : {2, 3, 4, 5}) {
+        switch_->send(103, DsCode::BULK_REPLY, dsReply(DsCode::BULK_REPLY, id));
+    }
+    switch_->send(103, DsCode::STATUS_REPLY, dsReply(DsCode::STATUS_REPLY, 10));
+
+    EXPECT_THAT(switch_->eventLog(), SizeIs(5));
+    for (const LogLine& line : switch_->eventLog()) {
+        EXPECT_EQ(line.level, 15);
+        EXPECT_THAT(line.text, MatchesRegex("DS reply 0x[0-9a-f]{8} ignored, no profile is being read"));
+    }
+}
+
+TEST_F(OrvAppMessages, survivesEveryFormatAndCodeWithAnyPayload) {
+    std::uint32_t random = 12345;
+    const auto next = [&random] { return random = random * 1664525u + 1013904223u; };
+    for (const std::uint16_t format : {0, 1, 2, 3, 4, 103, 105, 108, 109, 16405, 65535}) {
+        for (const std::uint16_t code : {0, 1, 2, 3, 4, 5, 6, 7, 9, 51, 96, 97, 100, 101, 65535}) {
+            for (const std::size_t length : {0u, 1u, 4u, 8u, 44u, 312u, 1000u}) {
+                std::vector<std::uint8_t> payload(length);
+                for (std::uint8_t& byte : payload) {
+                    byte = static_cast<std::uint8_t>(next() >> 24);
+                }
+                switch_->send(format, code, payload);
+            }
+        }
+    }
+    switch_->tick(5);
+
+    // Still at work: a probe is answered.
+    traceStart_ = mainTrace().size();
+    bool answered = false;
+    switch_->bus().observe([&](const Hsb_Message& message) { answered |= message.code() == 100; });
+    switch_->send(108, 0);
+    EXPECT_TRUE(answered);
+}
+
+}  // namespace
