@@ -1,0 +1,403 @@
+#include "thread/MtEventQueue.h"
+
+#include "thread/ThreadFaults.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class Counted final : public Mt::Message {
+public:
+    explicit Counted(std::uint32_t code) : Message(code) { ++alive; }
+    ~Counted() override { --alive; }
+
+    static inline std::atomic<int> alive{0};
+};
+
+class PipeQueue final : public Mt::SelectQueue<Counted> {
+public:
+    using SelectQueue::readFd;
+    void pushCode(std::uint32_t code, bool block = false) { push(std::make_unique<Counted>(code), nullptr, block); }
+    std::unique_ptr<Counted> popLocked() {
+        const Mt::Lock lock(mutex());
+        return pop();
+    }
+    std::string takeBytes() const {
+        std::array<char, 1000> bytes{};
+        const ssize_t count = ::read(readFd(), bytes.data(), bytes.size());
+        return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    }
+};
+
+class DeliveryQueue final : public Mt::EventQueue<Counted> {
+public:
+    using EventQueue::EventQueue;
+    using EventQueue::readFd;
+    Event_Handler* handler() { return this; }
+    void pushCode(std::uint32_t code, bool block = false) { push(std::make_unique<Counted>(code), nullptr, block); }
+    void process(Counted* message) override {
+        delivered.push_back(message->code());
+        if (onProcess) {
+            onProcess(message->code());
+        }
+    }
+
+    std::vector<std::uint32_t> delivered;
+    std::function<void(std::uint32_t)> onProcess;
+};
+
+using Codes = std::vector<std::uint32_t>;
+
+// One turn that does not wait; the number of calls made.
+int turn(Dispatcher& dispatcher) {
+    const Timeval now(0, 0);
+    return dispatcher.handle_events(&now);
+}
+
+// The number of the next descriptor to be opened.
+int nextDescriptor() {
+    const int next = dup(0);
+    close(next);
+    return next;
+}
+
+template <typename Queue, typename... Arguments>
+std::string textThrownBy(Arguments&... arguments) {
+    try {
+        Queue queue(arguments...);
+    } catch (const char* text) {
+        return text;
+    }
+    return "nothing";
+}
+
+TEST(MtSelectQueue, writesOneByteForEachPush) {
+    PipeQueue queue;
+
+    queue.pushCode(1);
+    queue.pushCode(2);
+    queue.pushCode(3);
+
+    EXPECT_EQ(queue.takeBytes(), "XXX");
+    EXPECT_EQ(queue.count(), 3u);
+}
+
+TEST(MtSelectQueue, neverBlocksOnItsPipe) {
+    PipeQueue queue;
+
+    EXPECT_NE(fcntl(queue.readFd(), F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(queue.takeBytes(), "");
+    for (std::uint32_t i = 0; i < 70000; ++i) {  // more than a pipe holds
+        queue.pushCode(i);
+    }
+    EXPECT_EQ(queue.count(), 70000u);
+}
+
+TEST(MtSelectQueue, keepsItsPipeFromProgramsThatTheProcessStarts) {
+    const int first = nextDescriptor();
+    PipeQueue queue;
+
+    EXPECT_NE(fcntl(first, F_GETFD) & FD_CLOEXEC, 0);
+    EXPECT_NE(fcntl(nextDescriptor() - 1, F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST(MtSelectQueue, repeatsAnInterruptedWakeUp) {
+    PipeQueue queue;
+    Faults faults;
+    int calls = 0;
+    faults.write = [&calls](int file, const void* bytes, std::size_t count) -> ssize_t {
+        if (++calls < 3) {
+            errno = EINTR;
+            return -1;
+        }
+        return realWrite(file, bytes, count);
+    };
+
+    queue.pushCode(1);
+
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(queue.takeBytes(), "X");
+}
+
+TEST(MtSelectQueue, ignoresAnyOtherErrorOfTheWakeUp) {
+    PipeQueue queue;
+    Faults faults;
+    int calls = 0;
+    faults.write = [&calls](int, const void*, std::size_t) -> ssize_t {
+        ++calls;
+        errno = EAGAIN;
+        return -1;
+    };
+
+    queue.pushCode(1);
+
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(queue.count(), 1u);
+}
+
+TEST(MtSelectQueue, wakesTheConsumerBeforeItWaitsForRoom) {
+    PipeQueue queue;
+    queue.setWater(1, 0);
+
+    std::jthread pusher([&queue] { queue.pushCode(1, true); });
+    pollfd readable{queue.readFd(), POLLIN, 0};
+    ASSERT_EQ(poll(&readable, 1, 20000), 1);
+    EXPECT_TRUE(queue.full());
+    queue.popLocked();
+    pusher.join();
+
+    EXPECT_EQ(queue.takeBytes(), "X");
+}
+
+TEST(MtSelectQueue, closesItsPipe) {
+    const int first = nextDescriptor();
+    {
+        PipeQueue queue;
+        queue.pushCode(1);
+        EXPECT_NE(nextDescriptor(), first);
+    }
+
+    EXPECT_EQ(nextDescriptor(), first);
+    EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(MtSelectQueue, throwsATextWhenThereIsNoPipe) {
+    Faults faults;
+    faults.pipe = [] { return true; };
+
+    EXPECT_EQ(textThrownBy<PipeQueue>(), "pipe create");
+}
+
+TEST(MtSelectQueue, throwsATextWhenEitherEndWouldBlock) {
+    for (const int failing : {1, 2}) {
+        const int first = nextDescriptor();
+        Faults faults;
+        int calls = 0;
+        faults.fcntl = [&calls, failing] { return ++calls == failing; };
+
+        EXPECT_EQ(textThrownBy<PipeQueue>(), "pipe nonblock");
+        EXPECT_EQ(calls, failing);
+        EXPECT_EQ(nextDescriptor(), first);
+    }
+}
+
+TEST(MtEventQueue, throwsATextWhenTheDispatcherRefuses) {
+    Dispatcher dispatcher;
+    const int first = nextDescriptor();
+    Faults faults;
+    faults.registerHandler = [] { return true; };
+
+    EXPECT_EQ(textThrownBy<DeliveryQueue>(dispatcher), "register_handler failed");
+    EXPECT_EQ(nextDescriptor(), first);
+}
+
+TEST(MtEventQueue, deliversAndDestroysEveryMessageInOneTurn) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    std::vector<int> aliveAtDelivery;
+    queue.onProcess = [&](std::uint32_t) { aliveAtDelivery.push_back(Counted::alive); };
+    for (const std::uint32_t code : {1u, 2u, 3u}) {
+        queue.pushCode(code);
+    }
+
+    EXPECT_EQ(turn(dispatcher), 1);
+
+    EXPECT_EQ(queue.delivered, (Codes{1, 2, 3}));
+    EXPECT_EQ(aliveAtDelivery, (std::vector<int>{3, 2, 1}));
+    EXPECT_EQ(Counted::alive, 0);
+    EXPECT_EQ(turn(dispatcher), 0);
+}
+
+TEST(MtEventQueue, drainsMoreWakeUpsThanOneReadTakes) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    for (std::uint32_t i = 0; i < 1000; ++i) {
+        queue.pushCode(i);
+    }
+
+    EXPECT_EQ(turn(dispatcher), 1);
+
+    EXPECT_EQ(queue.delivered.size(), 1000u);
+    EXPECT_EQ(turn(dispatcher), 0);
+}
+
+TEST(MtEventQueue, takesAWakeUpWithoutMessage) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    queue.pushCode(1);
+    queue.clear();
+
+    EXPECT_EQ(turn(dispatcher), 1);
+
+    EXPECT_EQ(queue.delivered, Codes{});
+    EXPECT_EQ(turn(dispatcher), 0);
+}
+
+TEST(MtEventQueue, deliversWhatAHandlerPushesInTheSameTurn) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    queue.onProcess = [&queue](std::uint32_t code) {
+        if (code < 5) {
+            queue.pushCode(code + 1);
+        }
+    };
+    queue.pushCode(1);
+
+    turn(dispatcher);
+
+    EXPECT_EQ(queue.delivered, (Codes{1, 2, 3, 4, 5}));
+}
+
+TEST(MtEventQueue, leavesTheWakeUpsOfAPushAfterItsLastLook) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    queue.pushCode(1);
+    Faults faults;
+    bool lookedInVain = false;
+    int locks = 0;
+    faults.mutexLock = [&] {
+        // The locks after message 1: for the look that finds nothing, and for the one before the pipe is drained.
+        if (queue.delivered.size() == 1 && !lookedInVain && ++locks == 2) {
+            lookedInVain = true;
+            queue.pushCode(2);
+        }
+    };
+
+    EXPECT_EQ(turn(dispatcher), 1);
+    EXPECT_TRUE(lookedInVain);
+    EXPECT_EQ(queue.delivered, Codes{1});
+    EXPECT_EQ(queue.count(), 1u);
+    EXPECT_EQ(turn(dispatcher), 1);
+
+    EXPECT_EQ(queue.delivered, (Codes{1, 2}));
+    EXPECT_EQ(turn(dispatcher), 0);
+}
+
+TEST(MtEventQueue, destroysTheMessageWhoseHandlerThrowsAndKeepsTheOthers) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    queue.onProcess = [](std::uint32_t code) {
+        if (code == 1) {
+            throw std::runtime_error("no");
+        }
+    };
+    queue.pushCode(1);
+    queue.pushCode(2);
+
+    EXPECT_THROW(turn(dispatcher), std::runtime_error);
+    EXPECT_EQ(Counted::alive, 1);
+    turn(dispatcher);
+
+    EXPECT_EQ(queue.delivered, (Codes{1, 2}));
+    EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(MtEventQueue, leavesItsDispatcherWhenItIsDestroyed) {
+    Dispatcher dispatcher;
+    int descriptor = -1;
+    {
+        DeliveryQueue queue(dispatcher);
+        descriptor = queue.readFd();
+        queue.pushCode(1);
+    }
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(ends[0], descriptor);
+    ASSERT_EQ(realWrite(ends[1], "X", 1), 1);
+
+    EXPECT_EQ(turn(dispatcher), 0);
+
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(MtEventQueue, leavesItsDispatcherWhenItIsClosed) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    queue.pushCode(1);
+
+    EXPECT_EQ(queue.handler()->handle_close(queue.readFd(), Event_Handler::READ), 0);
+
+    EXPECT_EQ(turn(dispatcher), 0);
+    EXPECT_EQ(queue.handler()->handle_close(queue.readFd(), Event_Handler::READ), -1);
+    EXPECT_EQ(queue.count(), 1u);
+}
+
+TEST(MtEventQueue, showsTheDispatcherItsReadEnd) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+
+    EXPECT_EQ(queue.handler()->get_handle(), queue.readFd());
+}
+
+constexpr int kProducers = 4;
+constexpr std::uint32_t kMessages = 2000;
+
+// Codes are producer * kMessages + number.
+std::vector<std::jthread> startProducers(DeliveryQueue& queue, bool block) {
+    std::vector<std::jthread> producers;
+    for (std::uint32_t producer = 0; producer < kProducers; ++producer) {
+        producers.emplace_back([&queue, producer, block] {
+            for (std::uint32_t number = 0; number < kMessages; ++number) {
+                queue.pushCode(producer * kMessages + number, block);
+            }
+        });
+    }
+    return producers;
+}
+
+// Turns until everything has arrived, or nothing more does.
+void serve(Dispatcher& dispatcher, const DeliveryQueue& queue) {
+    const Timeval limit(20, 0);
+    while (queue.delivered.size() < kProducers * kMessages) {
+        ASSERT_GT(dispatcher.handle_events(&limit), 0);
+    }
+}
+
+void expectEachProducersOrder(const Codes& delivered) {
+    std::array<std::uint32_t, kProducers> next{};
+    for (const std::uint32_t code : delivered) {
+        ASSERT_EQ(code % kMessages, next[code / kMessages]++);
+    }
+}
+
+TEST(MtEventQueue, losesNothingOfManyProducers) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+
+    const std::vector<std::jthread> producers = startProducers(queue, false);
+    serve(dispatcher, queue);
+
+    EXPECT_EQ(queue.delivered.size(), kProducers * kMessages);
+    expectEachProducersOrder(queue.delivered);
+}
+
+TEST(MtEventQueue, holdsManyProducersBackBetweenItsWaterMarks) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    queue.setWater(8, 2);
+    std::uint32_t most = 0;
+    queue.onProcess = [&](std::uint32_t) { most = std::max(most, queue.count()); };
+
+    const std::vector<std::jthread> producers = startProducers(queue, true);
+    serve(dispatcher, queue);
+
+    EXPECT_EQ(queue.delivered.size(), kProducers * kMessages);
+    expectEachProducersOrder(queue.delivered);
+    EXPECT_LE(most, 8u + kProducers - 1);  // the push that fills it, and one of each other producer
+    EXPECT_FALSE(queue.full());
+}
+
+}  // namespace

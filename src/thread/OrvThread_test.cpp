@@ -1,0 +1,287 @@
+#include "thread/OrvThread.h"
+
+#include "thread/ThreadFaults.h"
+#include "thread/WorkerFixture.h"
+
+#include <pthread.h>
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <stdexcept>
+
+namespace {
+
+class OrvThreadTest : public WorkerFixture {};
+
+TEST_F(OrvThreadTest, runsItsBodyAndTracesBothEnds) {
+    Worker worker([](Worker&) { return 7; });
+
+    EXPECT_EQ(runToTheEnd(worker), 7);
+
+    EXPECT_EQ(file(kWorkerLog), running() + terminating("0x7"));
+    EXPECT_EQ(worker.retval(), 7);
+}
+
+TEST_F(OrvThreadTest, tracesAResultOfZeroAsTheNullPointer) {
+    Worker worker([](Worker&) { return 0; });
+
+    EXPECT_EQ(runToTheEnd(worker), 0);
+
+    EXPECT_EQ(file(kWorkerLog), running() + terminating("(nil)"));
+}
+
+TEST_F(OrvThreadTest, holdsAReferenceWhileItRuns) {
+    std::int32_t during = 0;
+    Worker worker([&during](Worker& self) {
+        during = self.refcnt();
+        return 0;
+    });
+    EXPECT_EQ(worker.refcnt(), 1);
+
+    runToTheEnd(worker);
+
+    EXPECT_EQ(during, 2);
+    EXPECT_EQ(worker.refcnt(), 1);
+}
+
+TEST_F(OrvThreadTest, tracesWithItsOwnLoggerWhileItRunsAndWithNoneAfterwards) {
+    const ThreadLogger main("orv.out.Main");
+    std::thread thread([this] {
+        Worker worker([](Worker&) {
+            orvTrace("Body", "runThread", "at work\n");
+            return 0;
+        });
+        worker.run();
+        EXPECT_EQ(OrvDbg::ofThread(), nullptr);
+    });
+    thread.join();
+
+    EXPECT_EQ(file(kWorkerLog), running() + prefix("Body", "runThread") + "at work\n" + terminating("(nil)"));
+    EXPECT_EQ(file("orv.out.Main"), "");
+}
+
+TEST_F(OrvThreadTest, cannotBeCancelledAndHasItsPriority) {
+    int cancelState = -1;
+    int nice = 0;
+    Worker worker(
+        [&](Worker&) {
+            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+            nice = getpriority(PRIO_PROCESS, 0);
+            return 0;
+        },
+        5);
+
+    runToTheEnd(worker);
+
+    EXPECT_EQ(cancelState, PTHREAD_CANCEL_DISABLE);
+    EXPECT_EQ(nice, 5);
+    EXPECT_EQ(getpriority(PRIO_PROCESS, 0), 0);
+}
+
+TEST_F(OrvThreadTest, runsDetachedWhenItIsLaunched) {
+    std::atomic<int> detachState{-1};
+    Worker worker([&detachState](Worker&) {
+        pthread_attr_t attributes;
+        int state = -1;
+        pthread_getattr_np(pthread_self(), &attributes);
+        pthread_attr_getdetachstate(&attributes, &state);
+        pthread_attr_destroy(&attributes);
+        detachState = state;
+        return 3;
+    });
+
+    ASSERT_EQ(Mt::Threader::launch(worker), 0);
+
+    ASSERT_TRUE(serveUntil([&] { return detachState != -1 && worker.refcnt() == 1; }));
+    EXPECT_EQ(detachState, PTHREAD_CREATE_DETACHED);
+    EXPECT_EQ(worker.join(nullptr), EINVAL);
+    EXPECT_EQ(worker.retval(), 3);
+    EXPECT_EQ(file(kWorkerLog), running() + terminating("0x3"));
+}
+
+TEST_F(OrvThreadTest, tracesAPriorityThatIsRefusedAndGoesOn) {
+    Worker worker([](Worker&) { return 1; }, -5);
+    std::thread([&worker] {
+        Faults faults;
+        faults.setpriority = [] {
+            errno = EACCES;
+            return true;
+        };
+        worker.run();
+    }).join();
+
+    EXPECT_EQ(file(kWorkerLog),
+              running() + line("run", "setpriority failed, " + std::to_string(EACCES)) + terminating("0x1"));
+}
+
+TEST_F(OrvThreadTest, tracesAnExceptionOfItsBodyAndKeepsItsResult) {
+    Worker worker([](Worker&) -> int { throw std::runtime_error("body"); });
+
+    EXPECT_EQ(runToTheEnd(worker), 0);
+
+    EXPECT_EQ(file(kWorkerLog), running() + line("run", "Thread threw an exception") + terminating("(nil)"));
+    EXPECT_EQ(worker.refcnt(), 1);
+}
+
+TEST_F(OrvThreadTest, catchesAnythingThatItsBodyThrows) {
+    Worker worker([](Worker&) -> int { throw -1; });
+
+    EXPECT_EQ(runToTheEnd(worker), 0);
+
+    EXPECT_EQ(file(kWorkerLog), running() + line("run", "Thread threw an exception") + terminating("(nil)"));
+}
+
+// The result of run() with faults on the new thread.
+int runWith(Worker& worker, const std::function<void(Faults&)>& prepare) {
+    int result = 0;
+    std::thread([&] {
+        Faults faults;
+        prepare(faults);
+        result = worker.run();
+    }).join();
+    return result;
+}
+
+TEST_F(OrvThreadTest, neverRunsItsBodyWhenItsLoggerCannotBeSet) {
+    bool ran = false;
+    Worker worker([&ran](Worker&) {
+        ran = true;
+        return 0;
+    });
+
+    EXPECT_EQ(runWith(worker, [](Faults& faults) { faults.setspecific = [] { return true; }; }), -1);
+
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(worker.retval(), -1);
+    EXPECT_EQ(worker.refcnt(), 1);
+    EXPECT_EQ(file(kWorkerLog), "");
+}
+
+TEST_F(OrvThreadTest, neverRunsItsBodyWhenItsLoggerCannotBeAllocated) {
+    bool ran = false;
+    Worker worker([&ran](Worker&) {
+        ran = true;
+        return 0;
+    });
+
+    EXPECT_EQ(runWith(worker, [](Faults& faults) { faults.throwingNew = [] { return true; }; }), -1);
+
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(worker.retval(), -1);
+    EXPECT_EQ(worker.refcnt(), 1);
+    EXPECT_FALSE(exists(kWorkerLog));
+}
+
+TEST_F(OrvThreadTest, runsWithASilentLoggerWhenItsFileCannotBeOpened) {
+    std::filesystem::create_directory(onHost("/tmp/orv.out.Worker"));
+    Worker worker([](Worker&) { return 4; });
+
+    EXPECT_EQ(runToTheEnd(worker), 4);
+}
+
+class Mortal final : public OrvThread {
+public:
+    Mortal(bool& destroyed, std::function<int(Mortal&)> body)
+        : OrvThread(0, "orv.out.Worker"), destroyed_(destroyed), body_(std::move(body)) {}
+    ~Mortal() override { destroyed_ = true; }
+
+private:
+    int runThread() override { return body_(*this); }
+    bool& destroyed_;
+    const std::function<int(Mortal&)> body_;
+};
+
+TEST_F(OrvThreadTest, isDestroyedWithItsLastReference) {
+    bool destroyed = false;
+    auto* const worker = new Mortal(destroyed, nullptr);
+
+    worker->decRef();
+
+    EXPECT_TRUE(destroyed);
+}
+
+TEST_F(OrvThreadTest, givesItsResultEvenWhenItGoesWithTheReferenceOfRun) {
+    bool destroyed = false;
+    bool destroyedDuringBody = true;
+    auto* const worker = new Mortal(destroyed, [&](Mortal& self) {
+        self.decRef();  // the owner's
+        destroyedDuringBody = destroyed;
+        return 42;
+    });
+    int result = 0;
+
+    std::thread([&] { result = worker->run(); }).join();
+
+    EXPECT_FALSE(destroyedDuringBody);
+    EXPECT_TRUE(destroyed);
+    EXPECT_EQ(result, 42);
+}
+
+TEST_F(OrvThreadTest, endsTheTraceOfTheThreadThatDropsAReference) {
+    bool destroyed = false;
+    std::thread([&destroyed] {
+        ASSERT_EQ(OrvDbg::setOfThread(new OrvDbg("orv.out.Dropper")), 0);
+        (new Mortal(destroyed, nullptr))->decRef();
+
+        EXPECT_EQ(OrvDbg::ofThread(), nullptr);
+        EXPECT_EQ(orvTrace("A", "b", "late\n"), -1);
+    }).join();
+
+    EXPECT_TRUE(destroyed);
+    EXPECT_EQ(file("orv.out.Dropper"), "");
+}
+
+class DropsOneTooMany final : public OrvThread {
+public:
+    DropsOneTooMany() : OrvThread(0, "orv.out.Worker") {}
+    ~DropsOneTooMany() override { decRef(); }
+
+private:
+    int runThread() override { return 0; }
+};
+
+TEST_F(OrvThreadTest, stopsTheProcessWhenAReferenceTooManyIsDropped) {
+    GTEST_FLAG_SET(death_test_style, "fast");
+
+    EXPECT_DEATH((new DropsOneTooMany)->decRef(), "assertion \"refcnt > 0\" failed");
+}
+
+TEST_F(OrvThreadTest, endsByPthreadExitWithoutItsLastLine) {
+    Worker worker([](Worker&) -> int {
+        struct Unwound {
+            ~Unwound() { orvTrace("Body", "~Unwound", "unwound\n"); }
+        } const unwound;
+        pthread_exit(reinterpret_cast<void*>(1));
+    });
+    pthread_t thread{};
+    void* exitValue = nullptr;
+
+    ASSERT_EQ(
+        pthread_create(
+            &thread, nullptr, [](void* self) -> void* { return static_cast<Worker*>(self)->run(), nullptr; }, &worker),
+        0);
+    ASSERT_EQ(pthread_join(thread, &exitValue), 0);
+
+    EXPECT_EQ(exitValue, reinterpret_cast<void*>(1));
+    EXPECT_EQ(file(kWorkerLog), running() + prefix("Body", "~Unwound") + "unwound\n");
+    EXPECT_EQ(worker.refcnt(), 1);
+}
+
+TEST_F(OrvThreadTest, throwsTheQueuesTextsAndLeavesNothingOpen) {
+    for (const int failing : {1, 2}) {
+        const int before = dup(0);
+        close(before);
+        Faults faults;
+        int calls = 0;
+        faults.registerHandler = [&calls, failing] { return ++calls == failing; };
+
+        EXPECT_THROW(Worker(), const char*);
+
+        EXPECT_EQ(calls, failing);
+        const int after = dup(0);
+        close(after);
+        EXPECT_EQ(after, before);
+    }
+}
+
+}  // namespace
