@@ -1,0 +1,42 @@
+// Test support: gives a profile the answers it waits for, as the attribute store would.
+#pragma once
+
+#include "profile/OrvCHProfile.h"
+#include "profile/RecordingSwitch.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+class ProfileDriver {
+public:
+    using Values = std::vector<std::pair<std::string, std::string>>;  // word of the key, value
+    struct Capture {
+        std::string day;
+        std::string time;
+        std::string interval;
+    };
+
+    ProfileDriver(RecordingSwitch& recording, OrvCHProfile& profile, std::uint32_t index = 7)
+        : recording_(recording), profile_(profile), index_(index) {}
+
+    // Each gives one answer; what is not named has no entry. Statuses are all 0 unless given.
+    int initial(const Values& values, std::vector<std::int32_t> statuses = {});
+    int emails(const std::vector<std::string>& addresses, std::vector<std::int32_t> statuses = {});
+    int types(const std::vector<std::string>& types, std::vector<std::int32_t> statuses = {});
+    int attrs(std::uint32_t capture, const Capture& values, std::vector<std::int32_t> statuses = {});
+    // The keys as they stand.
+    int rawAttrs(const Values& values, std::vector<std::int32_t> statuses = {});
+
+    // A read from its start to its marker.
+    void readWhole(const Values& initialValues, const std::vector<std::string>& addresses,
+                   const std::vector<Capture>& captures);
+
+private:
+    std::string key(const std::string& word) const;
+
+    RecordingSwitch& recording_;
+    OrvCHProfile& profile_;
+    std::uint32_t index_;
+};

@@ -1,0 +1,164 @@
+#include "profile/RecordingSwitch.h"
+
+#include "Hsb.h"
+#include "Log_Event.h"
+#include "base/OrvPaths.h"
+#include "base/OrvText.h"
+#include "dbg/OrvEventLog.h"
+#include "platform/client/HostPlatform.h"
+#include "platform/wire/DsWire.h"
+#include "platform/wire/EventLogWire.h"
+#include "platform/wire/MessageCodes.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+constexpr char kTraceFile[] = "/tmp/orv.out.Test";
+constexpr char kName[] = "OrvApp";
+constexpr Hsb_Address kAddress{1, 100, 1};
+
+std::string entryLine(std::uint16_t code, const EventLogEntry& entry) {
+    std::string line = code == EventLogCode::ALARM ? "alarm" : "log";
+    line += orvFormat(" %d %x ", entry.level, entry.id) + entry.text;
+    const bool isOwn = entry.slot == -1 && entry.chip == -1 && entry.port == -1 && entry.spare == -1 &&
+                       entry.flags == kOrvOwnEntryFlags && entry.component == kName;
+    return isOwn ? line : line + " (not marked as the daemon's own)";
+}
+
+std::string bulkLine(const DsBulkGet& request) {
+    std::string line = orvFormat("bulk %u:", request.id);
+    for (const std::string& name : request.names) {
+        line += " " + name;
+    }
+    return line;
+}
+
+}  // namespace
+
+RecordingSwitch::RecordingSwitch() {
+    std::filesystem::create_directories(root_.at(kOrvAttachmentsDirectory));
+    logger_ = std::make_unique<OrvDbg>(kTraceFile + std::strlen("/tmp/"));
+    HostPlatform::useTransport(this);
+    Log_Event::instance_m = new Log_Event;
+    Log_Event::instance_m->open();
+    setOrvApplication(this);
+    if (OrvDbg::setOfThread(logger_.get()) < 0 || Hsb::instance()->init(1, 0, 0) == 0 || slot_.insert(this) < 0 ||
+        store_.init(this, this) == 0) {
+        throw std::runtime_error("the process does not come onto the bus");
+    }
+    sent_.clear();
+}
+
+RecordingSwitch::~RecordingSwitch() {
+    slot_.remove();
+    setOrvApplication(nullptr);
+    delete std::exchange(Log_Event::instance_m, nullptr);
+    Hsb::instance()->shutdown();
+    HostPlatform::useTransport(nullptr);
+    [[maybe_unused]] const int result = OrvDbg::setOfThread(nullptr);
+    logger_.reset();
+}
+
+std::vector<std::string> RecordingSwitch::takeSent() {
+    return std::exchange(sent_, {});
+}
+
+std::vector<std::string> RecordingSwitch::takeTraces() {
+    const std::string content = root_.read(kTraceFile);
+    return parseTraces(content.substr(std::exchange(tracesTaken_, content.size())));
+}
+
+// A record opens with date, zone, time, process id, module and function, and may have several lines.
+std::vector<std::string> RecordingSwitch::parseTraces(const std::string& content) {
+    const std::string opening = orvFormat(" %d ", static_cast<int>(getpid()));
+    std::vector<std::string> records;
+    std::size_t at = 0;
+    while (at < content.size()) {
+        const std::size_t end = content.find('\n', at);
+        const std::size_t next = end == std::string::npos ? content.size() : end + 1;
+        const std::string line = content.substr(at, next - at);
+        const std::size_t begin = line.find(opening);
+        const bool isOpening = begin != std::string::npos && line.size() > 10 && line[2] == '/' && line[5] == '/';
+        if (isOpening) {
+            records.push_back(line.substr(begin + opening.size()));
+        } else if (!records.empty()) {
+            records.back() += line;
+        }
+        at = next;
+    }
+    return records;
+}
+
+int RecordingSwitch::attach(TransportReceiver& /*receiver*/, Hsb_Address& address) {
+    address = kAddress;
+    return 0;
+}
+
+int RecordingSwitch::attachService(TransportReceiver& /*receiver*/, const Hsb_Address& /*address*/) {
+    return -1;
+}
+
+void RecordingSwitch::detach(const Hsb_Address& /*address*/) {
+}
+
+int RecordingSwitch::send(const Hsb_Message& message) {
+    if (message.format() == MessageFormat::EVENT_LOG) {
+        sent_.push_back(entryLine(message.code(), EventLogEntry::decode(message.payload()).value()));
+        return 0;
+    }
+    if (message.format() == MessageFormat::DS && message.code() == DsCode::BULK_GET) {
+        return sendRequest(bulkLine(DsBulkGet::decode(message.payload()).value()));
+    }
+    if (message.format() == MessageFormat::DS && message.code() == DsCode::SET) {
+        const DsSet request = DsSet::decode(message.payload()).value();
+        return sendRequest(orvFormat("set %u %u %u ", request.id, request.type, request.count) + request.name + "=" +
+                           request.value);
+    }
+    return 0;
+}
+
+int RecordingSwitch::sendRequest(const std::string& line) {
+    if (refusedRequest_ > 0 && --refusedRequest_ == 0) {
+        return -1;
+    }
+    sent_.push_back(line);
+    return 0;
+}
+
+int RecordingSwitch::component_name(char* buffer, int length) {
+    constexpr int kLength = sizeof kName - 1;
+    if (length < kLength) {
+        return -1;
+    }
+    std::memcpy(buffer, kName, kLength);
+    return kLength;
+}
+
+int RecordingSwitch::handle_message(Hsb_Message* /*message*/) {
+    return 0;
+}
+
+LocalZone::LocalZone(const char* zone) {
+    const char* former = getenv("TZ");
+    wasSet_ = former != nullptr;
+    former_ = wasSet_ ? former : "";
+    setenv("TZ", zone, 1);
+    tzset();
+}
+
+LocalZone::~LocalZone() {
+    if (wasSet_) {
+        setenv("TZ", former_.c_str(), 1);
+    } else {
+        unsetenv("TZ");
+    }
+    tzset();
+}
