@@ -76,6 +76,15 @@ void DaemonFixture::startReady() {
     switch_->tick();
 }
 
+std::vector<std::string> DaemonFixture::mainTrace() const {
+    std::vector<std::string> all;
+    for (const char* const generation : {".5", ".4", ".3", ".2", ".1", ""}) {
+        const std::vector<std::string> lines = switch_->trace(std::string("orv.out.Main") + generation);
+        all.insert(all.end(), lines.begin(), lines.end());
+    }
+    return all;
+}
+
 std::vector<std::string> DaemonFixture::traced(const std::string& text) {
     std::vector<std::string> found;
     for (const std::string& line : mainTrace()) {

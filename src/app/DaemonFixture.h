@@ -49,7 +49,8 @@ protected:
 
     // Lines of the main trace that hold this text, without what stands before the method's name.
     std::vector<std::string> traced(const std::string& text);
-    std::vector<std::string> mainTrace() const { return switch_->trace("orv.out.Main"); }
+    // The main trace with its older generations, oldest line first.
+    std::vector<std::string> mainTrace() const;
     // The event log's lines of levels that operators see.
     std::vector<LogLine> operatorLog();
     [[nodiscard]] bool waitForMails(const ScriptedMailServer& server, std::size_t count);

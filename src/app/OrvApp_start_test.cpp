@@ -192,6 +192,7 @@ TEST_F(OrvAppStart, ticksOncePerSecondOnceTheEventServerIsKnown) {
 
     switch_->bus().clearFaults();
     switch_->bus().release();
+    switch_->pump();
     switch_->tick();
     EXPECT_THAT(traced("OrvCHMesgQ init: Entry"), SizeIs(1));
 }
