@@ -63,6 +63,7 @@ MesgTest::~MesgTest() {
 }
 
 void MesgTest::writeFile(const std::string& path, const std::string& content) const {
+    fs::remove(host(path));  // ext4 makes a truncated file wait for the disk
     std::ofstream(host(path), std::ios_base::binary) << content;
 }
 
@@ -87,6 +88,7 @@ std::vector<std::string> MesgTest::stagedFiles() const {
 void MesgTest::forgetTraces() {
     EXPECT_EQ(OrvDbg::setOfThread(nullptr), 0);
     logger_.reset();
+    fs::remove(host("/tmp/trace"));
     for (int generation = 1; generation <= 5; ++generation) {
         fs::remove(host("/tmp/trace." + std::to_string(generation)));
     }
