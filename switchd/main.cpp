@@ -1,0 +1,37 @@
+// switchd, the switch around the daemon.
+#include "platform/transport/dbus/DbusTransport.h"
+#include "switchd/Switchd.h"
+#include "switchd/SwitchdOptions.h"
+
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+int serve(const SwitchdOptions& options) {
+    DbusTransport::Options transportOptions;
+    transportOptions.role = DbusTransport::Role::SERVICES;
+    DbusTransport transport(transportOptions);
+    return Switchd(options.state, transport).run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    SwitchdOptions options;
+    std::string problem;
+    if (SwitchdOptions::parse({argv + 1, argv + argc}, options, problem) < 0) {
+        std::fprintf(stderr, "switchd: %s\n%s", problem.c_str(), SwitchdOptions::HELP);
+        return 2;
+    }
+    if (options.help) {
+        std::fputs(SwitchdOptions::HELP, stdout);
+        return 0;
+    }
+    try {
+        return serve(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "switchd: %s\n", error.what());
+        return 1;
+    }
+}
