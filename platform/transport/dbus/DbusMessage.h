@@ -22,7 +22,7 @@ inline constexpr const char* MEMBER = "Message";
 inline constexpr const char* HEADER = "uuquuqqq";
 inline constexpr const char* SIGNATURE = "uuquuqqqay";
 // A bus cuts off who sends more than it takes, 32 MB on a system bus: stay well below.
-inline constexpr std::size_t MAX_PAYLOAD = 16u << 20;
+inline constexpr std::size_t MAX_PAYLOAD = 30u << 20;
 
 // Builds the call to the process named destination. Null when the payload is too large or memory is short.
 DbusMessagePtr pack(sd_bus& bus, const char* destination, const Hsb_Message& message);

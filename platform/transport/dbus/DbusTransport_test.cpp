@@ -32,7 +32,7 @@ protected:
 
 TEST_F(DbusTransportTest, carriesPayloadsOfAnySizeBothWays) {
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{312}, std::size_t{65536},
-                                   std::size_t{1000003}, std::size_t{16} << 20}) {
+                                   std::size_t{1000003}, std::size_t{30} << 20}) {
         std::vector<std::uint8_t> payload(size);
         std::generate(payload.begin(), payload.end(),
                       [next = 0u]() mutable { return static_cast<std::uint8_t>(next++); });
@@ -49,7 +49,7 @@ TEST_F(DbusTransportTest, carriesPayloadsOfAnySizeBothWays) {
 }
 
 TEST_F(DbusTransportTest, refusesAPayloadThatABusWouldCutItsSenderOffFor) {
-    const std::vector<std::uint8_t> payload((std::size_t{16} << 20) + 1);
+    const std::vector<std::uint8_t> payload((std::size_t{30} << 20) + 1);
 
     EXPECT_EQ(client_->send(mail(address_, ServiceAddress::NAMES, 1, payload)), -1);
 

@@ -1,0 +1,104 @@
+#include "switchctl/Attributes.h"
+
+#include "switchctl/Errors.h"
+#include "switchctl/Text.h"
+#include "switchd/store/AttributeStore.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace Attributes {
+
+void checkKey(const std::string& key) {
+    if (key.empty() || key.size() > AttributeStore::MAX_KEY) {
+        throw UsageError("\"" + Text::oneLine(key) + "\" cannot be a key; a key has 1 to 255 characters");
+    }
+    if (Text::hasControls(key) || key.find(' ') != std::string::npos || key.find('=') != std::string::npos) {
+        throw UsageError("\"" + Text::oneLine(key) +
+                         "\" cannot be a key; a key has no blanks, no '=' and no control characters");
+    }
+}
+
+Attribute parse(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+        throw UsageError("\"" + Text::oneLine(text) + "\" has no '='; write KEY=VALUE");
+    }
+    Attribute attribute{text.substr(0, equals), STRING, text.substr(equals + 1)};
+    checkKey(attribute.key);
+    if (attribute.value.size() > AttributeStore::MAX_VALUE) {
+        throw UsageError("the value of " + attribute.key + " is too long; a value has at most 10 MB");
+    }
+    return attribute;
+}
+
+std::vector<Attribute> parseFile(std::istream& file, const std::string& name) {
+    std::vector<Attribute> attributes;
+    std::string line;
+    for (std::size_t number = 1; std::getline(file, line); ++number) {
+        if (line.ends_with('\r')) {
+            line.pop_back();
+        }
+        const std::size_t start = line.find_first_not_of(" \t");
+        if (start == std::string::npos || line[start] == '#') {
+            continue;
+        }
+        try {
+            attributes.push_back(parse(line.substr(start)));
+        } catch (const UsageError& error) {
+            throw UsageError(name + ":" + std::to_string(number) + ": " + error.what());
+        }
+    }
+    if (file.bad()) {
+        throw UsageError("cannot read " + name);
+    }
+    return attributes;
+}
+
+std::vector<Attribute> list(Session& session, const std::string& prefix) {
+    std::vector<Attribute> attributes;
+    ListRequest request{prefix, ""};
+    for (;;) {
+        auto page = OperatorClient::decode<AttributePage>(session.client.call(OperatorCode::LIST, request.encode()));
+        std::move(page.attributes.begin(), page.attributes.end(), std::back_inserter(attributes));
+        if (!page.more || page.attributes.empty()) {
+            return attributes;
+        }
+        request.after = attributes.back().key;
+    }
+}
+
+void change(Session& session, std::vector<Attribute> set, std::vector<std::string> unset) {
+    if (!set.empty() || !unset.empty()) {
+        session.client.call(OperatorCode::CHANGE, ChangeRequest{std::move(set), std::move(unset)}.encode());
+    }
+}
+
+void setValues(Session& session, std::vector<Attribute> attributes) {
+    KeyList keys;
+    for (const Attribute& attribute : attributes) {
+        keys.keys.push_back(attribute.key);
+    }
+    const auto present =
+        OperatorClient::decode<AttributeAnswers>(session.client.call(OperatorCode::GET, keys.encode())).answers;
+    for (std::size_t index = 0; index < std::min(present.size(), attributes.size()); ++index) {
+        if (present[index].found) {
+            attributes[index].type = present[index].attribute.type;
+        }
+    }
+    change(session, std::move(attributes));
+}
+
+std::string line(const Attribute& attribute) {
+    return attribute.key + "=" + Text::oneLine(attribute.value) + "\n";
+}
+
+Json json(const std::vector<Attribute>& attributes) {
+    Json object;
+    for (const Attribute& attribute : attributes) {
+        object.set(attribute.key, attribute.value);
+    }
+    return object;
+}
+
+}  // namespace Attributes

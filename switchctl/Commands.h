@@ -1,0 +1,12 @@
+// The groups of commands, each in a file of its own.
+#pragma once
+
+class CommandTree;
+
+void addSwitchCommands(CommandTree& tree);
+void addAttributeCommands(CommandTree& tree);
+void addEventCommands(CommandTree& tree);
+void addCallhomeCommands(CommandTree& tree);
+void addProfileCommands(CommandTree& tree);
+void addLogCommands(CommandTree& tree);
+void addFaultCommands(CommandTree& tree);

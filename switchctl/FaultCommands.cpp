@@ -1,0 +1,148 @@
+// fault: make the switch misbehave, to rehearse what the daemon does then.
+#include "switchctl/CommandTree.h"
+#include "switchctl/Commands.h"
+#include "switchctl/Errors.h"
+#include "switchctl/Text.h"
+
+namespace {
+
+struct KindText {
+    FaultKind kind;
+    const char* name;
+};
+
+constexpr KindText KINDS[] = {
+    {FaultKind::REFUSE, "refuse"}, {FaultKind::BAD_STATUS, "bad-status"}, {FaultKind::DELAY, "delay"},
+    {FaultKind::HOLD, "hold"},     {FaultKind::DROP_ENTRY, "drop-entry"}, {FaultKind::CORRUPT, "corrupt"},
+    {FaultKind::SILENT, "silent"},
+};
+
+struct OperationText {
+    FaultOperation operation;
+    const char* name;
+};
+
+constexpr OperationText OPERATIONS[] = {
+    {FaultOperation::ANY, "any"},           {FaultOperation::CONNECT, "connect"}, {FaultOperation::GET, "get"},
+    {FaultOperation::BULK_GET, "bulk-get"}, {FaultOperation::SET, "set"},         {FaultOperation::LOOKUP, "lookup"},
+};
+
+FaultKind kindCalled(const std::string& name) {
+    for (const KindText& text : KINDS) {
+        if (name == text.name) {
+            return text.kind;
+        }
+    }
+    throw UsageError("unknown fault \"" + name +
+                     "\"; it is refuse, bad-status, delay, hold, drop-entry, corrupt or silent");
+}
+
+FaultOperation operationCalled(const std::string& name) {
+    for (const OperationText& text : OPERATIONS) {
+        if (name == text.name) {
+            return text.operation;
+        }
+    }
+    throw UsageError("unknown operation \"" + name + "\"; it is any, connect, get, bulk-get, set or lookup");
+}
+
+std::string nameOf(FaultKind kind) {
+    for (const KindText& text : KINDS) {
+        if (kind == text.kind) {
+            return text.name;
+        }
+    }
+    return "?";
+}
+
+std::string nameOf(FaultOperation operation) {
+    for (const OperationText& text : OPERATIONS) {
+        if (operation == text.operation) {
+            return text.name;
+        }
+    }
+    return "?";
+}
+
+struct FaultArguments {
+    std::string kind;
+    std::string operation = "any";
+    FaultRule rule;
+};
+
+void add(Session& session, const FaultArguments& arguments) {
+    FaultRule rule = arguments.rule;
+    rule.kind = kindCalled(arguments.kind);
+    rule.operation = operationCalled(arguments.operation);
+    if (rule.operation == FaultOperation::LOOKUP && rule.kind != FaultKind::SILENT) {
+        throw UsageError("a lookup can only be silent; write fault add silent --operation lookup");
+    }
+    const auto number =
+        OperatorClient::decode<OneTag>(session.client.call(OperatorCode::ADD_FAULT, FaultWire::encode(rule))).number;
+    session.print(Json().set("fault", number), std::to_string(number) + "\n");
+}
+
+void list(Session& session) {
+    const auto faults = OperatorClient::decode<FaultList>(session.client.call(OperatorCode::LIST_FAULTS)).faults;
+    std::vector<std::vector<std::string>> rows;
+    Json json = Json::array();
+    for (const auto& [number, rule] : faults) {
+        const std::string count = rule.count == 0 ? "all" : std::to_string(rule.count);
+        rows.push_back({std::to_string(number), nameOf(rule.kind), nameOf(rule.operation), rule.pattern, count});
+        json.add(Json()
+                     .set("fault", number)
+                     .set("kind", nameOf(rule.kind))
+                     .set("operation", nameOf(rule.operation))
+                     .set("key", rule.pattern)
+                     .set("count", rule.count)
+                     .set("milliseconds", rule.milliseconds)
+                     .set("status", rule.status));
+    }
+    session.print(json, rows.empty() ? "no faults\n" : Text::table(rows));
+}
+
+// What CLEAR_FAULTS and RELEASE_HELD do, and how many they did it to.
+void doToAll(Session& session, std::uint16_t code, const char* what) {
+    const auto count = OperatorClient::decode<OneTag>(session.client.call(code)).number;
+    session.print(Json().set(what, count), std::string(what) + " " + std::to_string(count) + "\n");
+}
+
+void addAdd(CommandTree& tree, const CommandTree::Group& fault) {
+    const auto arguments = std::make_shared<FaultArguments>();
+    FaultRule& rule = arguments->rule;
+    tree.command(fault, "add",
+                 {"fault add KIND [OPTION...]", "Add a fault; prints its number",
+                  "fault add refuse --operation get --key 'Global.Callhome*' --count 2"},
+                 [arguments](Session& session) { add(session, *arguments); })
+        .take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry, corrupt, silent", true}, arguments->kind)
+        .take({"--operation", "OP", "any, connect, get, bulk-get, set, lookup (any)"}, arguments->operation)
+        .take({"--key", "PATTERN", "Attribute or component; * for any run of characters (*)"}, rule.pattern)
+        .number({"--count", "N", "Answers to spoil (1); 0 for all"}, rule.count, 0, UINT32_MAX)
+        .number({"--ms", "N", "delay: milliseconds (0)"}, rule.milliseconds, 0, UINT32_MAX)
+        .number({"--status", "N", "bad-status: the status (-1)"}, rule.status, INT32_MIN, INT32_MAX);
+}
+
+void addRemove(CommandTree& tree, const CommandTree::Group& fault) {
+    const auto number = std::make_shared<std::uint32_t>();
+    tree.command(fault, "remove", {"fault remove NUMBER", "Remove a fault", "fault remove 1"},
+                 [number](Session& session) {
+                     session.client.call(OperatorCode::REMOVE_FAULT, OneTag{*number}.encode());
+                     session.print(Json().set("removed", *number), "");
+                 })
+        .number({"NUMBER", "", "The fault's number, as fault add and fault list print it", true}, *number, 0,
+                UINT32_MAX);
+}
+
+}  // namespace
+
+void addFaultCommands(CommandTree& tree) {
+    const CommandTree::Group fault =
+        tree.group("fault", "Make the switch misbehave: add, list, remove, clear, release");
+    addAdd(tree, fault);
+    tree.command(fault, "list", {"fault list", "Print the faults that are set", "fault list"}, list);
+    addRemove(tree, fault);
+    tree.command(fault, "clear", {"fault clear", "Remove all faults; held answers go out", "fault clear"},
+                 [](Session& session) { doToAll(session, OperatorCode::CLEAR_FAULTS, "removed"); });
+    tree.command(fault, "release", {"fault release", "Let held answers go out", "fault release"},
+                 [](Session& session) { doToAll(session, OperatorCode::RELEASE_HELD, "released"); });
+}

@@ -1,0 +1,111 @@
+#include "switchctl/OperatorClient.h"
+
+#include "Dispatcher.h"
+#include "Hsb_Message.h"
+#include "platform/wire/ServiceAddress.h"
+#include "switchctl/Errors.h"
+#include "switchctl/Text.h"
+
+#include <algorithm>
+
+using std::chrono::steady_clock;
+
+OperatorClient::~OperatorClient() {
+    if (transport_ != nullptr) {
+        transport_->detach(address_);
+    }
+}
+
+WireBytes OperatorClient::call(std::uint16_t code, const WireBytes& body, const std::string& who) {
+    const std::uint32_t tag = ++lastTag_;
+    send(code, tag, body);
+    return await(tag, who);
+}
+
+WireBytes OperatorClient::open(std::uint16_t code, const WireBytes& body, PushHandler handler) {
+    const std::uint32_t tag = ++lastTag_;
+    streams_[tag] = std::move(handler);
+    send(code, tag, body);
+    return await(tag, "switchd");
+}
+
+void OperatorClient::ensureConnected() {
+    if (transport_ != nullptr) {
+        return;
+    }
+    Transport* transport = connect_(timeout_);
+    if (transport == nullptr || transport->attach(*this, address_) < 0) {
+        throw NoAnswer("switchd cannot be reached");
+    }
+    transport_ = transport;
+}
+
+void OperatorClient::send(std::uint16_t code, std::uint32_t tag, const WireBytes& body) {
+    ensureConnected();
+    Hsb_Message message(OperatorCode::FORMAT, code, OperatorRequest{tag, body}.encode());
+    message.source(address_);
+    message.destination(ServiceAddress::OPERATOR);
+    if (transport_->send(message) < 0) {
+        throw Refused("the request cannot be sent: it is too large, or the bus is lost");
+    }
+}
+
+WireBytes OperatorClient::await(std::uint32_t tag, const std::string& who) {
+    if (!serveUntil([&] { return answers_.contains(tag); })) {
+        throw NoAnswer(who + " did not answer in " + Text::seconds(timeout_.count()) + " s");
+    }
+    Answer answer = std::move(answers_.extract(tag).mapped());
+    if (answer.status != OperatorStatus::OK) {
+        throw Refused(answer.reason, answer.status);
+    }
+    return std::move(answer.body);
+}
+
+bool OperatorClient::serveUntil(const std::function<bool()>& condition) {
+    const auto deadline = steady_clock::now() + timeout_;
+    while (!condition()) {
+        const auto left = std::chrono::ceil<Milliseconds>(deadline - steady_clock::now());
+        if (left <= Milliseconds::zero()) {
+            return false;
+        }
+        turn(left);
+    }
+    return true;
+}
+
+void OperatorClient::serveForever() {
+    for (;;) {
+        turn(std::chrono::hours(1));
+    }
+}
+
+void OperatorClient::turn(Milliseconds limit) {
+    const Timeval span(limit.count() / 1000, static_cast<std::int32_t>(limit.count() % 1000 * 1000));
+    if (Dispatcher::instance()->handle_events(&span) < 0) {
+        throw NoAnswer("waiting for switchd failed");
+    }
+    if (transport_->lost()) {
+        throw NoAnswer("switchd has left the bus");
+    }
+}
+
+void OperatorClient::receive(Hsb_Message& message) {
+    if (message.format() != OperatorCode::FORMAT || message.source() != ServiceAddress::OPERATOR) {
+        return;
+    }
+    if (message.code() == OperatorCode::LOG_LINES || message.code() == OperatorCode::TEST_RESULT) {
+        const auto push = OperatorPush::decode(message.payload());
+        const auto stream = push ? streams_.find(push->tag) : streams_.end();
+        if (stream != streams_.end()) {
+            stream->second(push->body);
+        }
+        return;
+    }
+    if (const auto reply = OperatorReply::decode(message.payload())) {
+        answers_[reply->tag] = {reply->status, reply->reason, {reply->body.begin(), reply->body.end()}};
+    }
+}
+
+void OperatorClient::badAnswer() {
+    throw Refused("switchd's answer cannot be read; are switchd and switchctl of one version?");
+}

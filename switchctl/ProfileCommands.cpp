@@ -1,0 +1,116 @@
+// profile: CallHome's profiles.
+#include "platform/wire/MessageCodes.h"
+#include "switchctl/Attributes.h"
+#include "switchctl/CommandTree.h"
+#include "switchctl/Commands.h"
+#include "switchctl/Errors.h"
+#include "switchctl/Management.h"
+#include "switchctl/ProfileTable.h"
+#include "switchctl/Rules.h"
+#include "switchctl/Text.h"
+
+namespace {
+
+ProfileTable read(Session& session) {
+    return ProfileTable(Attributes::list(session, ProfileTable::PREFIX));
+}
+
+void store(Session& session, const ProfileTable& table) {
+    AttributeChange change = table.change();
+    Attributes::change(session, std::move(change.set), std::move(change.unset));
+    Management::announceChange(session);
+}
+
+Json json(const ProfileTable::Profile& profile) {
+    return Json()
+        .set("name", profile.name)
+        .set("level", profile.field("Level"))
+        .set("format", profile.field("Format"))
+        .set("maxSize", profile.field("MaxSize"))
+        .set("subject", profile.field("EmailSubject"))
+        .set("emails", profile.emails())
+        .set("capture", profile.capture());
+}
+
+std::string lines(const ProfileTable::Profile& profile) {
+    std::string text = "name: " + profile.name + "\nlevel: " + profile.field("Level") +
+                       "\nformat: " + profile.field("Format") + "\nmax-size: " + profile.field("MaxSize") +
+                       "\nsubject: " + profile.field("EmailSubject") + "\n";
+    for (const std::string& address : profile.emails()) {
+        text += "email: " + address + "\n";
+    }
+    const std::string capture = profile.capture();
+    return capture.empty() ? text : text + "capture: " + capture + "\n";
+}
+
+void list(Session& session) {
+    const ProfileTable table = read(session);
+    std::vector<std::vector<std::string>> rows;
+    Json array = Json::array();
+    for (const auto& profile : table.profiles()) {
+        std::string addresses;
+        for (const std::string& address : profile.emails()) {
+            addresses += (addresses.empty() ? "" : ",") + address;
+        }
+        rows.push_back({profile.name, profile.field("Level"), profile.field("Format"), addresses});
+        array.add(json(profile));
+    }
+    session.print(array, rows.empty() ? "no profiles\n" : Text::table(rows));
+}
+
+void show(Session& session, const std::string& name) {
+    const ProfileTable table = read(session);
+    const ProfileTable::Profile* profile = table.find(name);
+    if (profile == nullptr) {
+        throw Refused("there is no profile " + Text::oneLine(name));
+    }
+    session.print(json(*profile), lines(*profile));
+}
+
+// The settings are looked at before switchd is asked.
+void add(Session& session, const ProfileSettings& settings) {
+    ProfileTable({}).add(settings);
+    ProfileTable table = read(session);
+    table.add(settings);
+    store(session, table);
+    session.print(json(table.profiles().back()), "");
+}
+
+void remove(Session& session, const std::string& name) {
+    ProfileTable table = read(session);
+    table.remove(name);
+    store(session, table);
+    session.print(Json().set("removed", name), "");
+}
+
+void addAdd(CommandTree& tree, const CommandTree::Group& group) {
+    const auto settings = std::make_shared<ProfileSettings>();
+    tree.command(group, "add",
+                 {"profile add NAME --level L --format F --email A... [OPTION...]", "Add a profile",
+                  "profile add Operators --level Alarm --format FullText --email operator@example.com"},
+                 [settings](Session& session) { add(session, *settings); })
+        .take({"NAME", "", "Up to 32 bytes", true}, settings->name)
+        .take({"--level", "L", "Least level: Info, Warn, Critical, Alarm, Fault, None", true}, settings->level)
+        .take({"--format", "F", "FullText, Tsc1, or any other word for the short form", true}, settings->format)
+        .take({"--email", "A", "Up to 10 addresses", true}, settings->emails)
+        .number({"--max-size", "N", "Bytes of a mail (2000000)"}, settings->maxSize, Rules::MIN_SIZE, Rules::MAX_SIZE)
+        .take({"--subject", "S", "Up to 64 bytes"}, settings->subject)
+        .take({"--capture", "DAY,HH:MM,WEEKS", "Weekly capture, as in Mon,02:30,1"}, settings->capture);
+}
+
+void addNamed(CommandTree& tree, const CommandTree::Group& group, const char* word, const CommandText& text,
+              void (*action)(Session&, const std::string&)) {
+    const auto name = std::make_shared<std::string>();
+    tree.command(group, word, text, [name, action](Session& session) { action(session, *name); })
+        .take({"NAME", "", "Name of the profile", true}, *name);
+}
+
+}  // namespace
+
+void addProfileCommands(CommandTree& tree) {
+    const CommandTree::Group group = tree.group("profile", "CallHome's profiles: list, show, add, remove");
+    tree.command(group, "list", {"profile list", "Print all profiles, a line each", "profile list"}, list);
+    addNamed(tree, group, "show", {"profile show NAME", "Print one profile", "profile show Operators"}, show);
+    addAdd(tree, group);
+    addNamed(tree, group, "remove", {"profile remove NAME", "Remove a profile", "profile remove Operators"}, remove);
+}
