@@ -1,0 +1,554 @@
+// What the SMTP client reports when a step cannot be taken: addresses, names, sockets, lost connections and time.
+#include "smtp/MailFixture.h"
+#include "smtp/OrvSMTPClient.h"
+#include "testing/ScriptedMailServer.h"
+
+#include <gmock/gmock.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <functional>
+
+using testing::Contains;
+using testing::ElementsAre;
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr char kTimedOut[] = "Connection timed out";
+
+// Answers names from a list, and lets single sends fail.
+class StagedSystem final : public OrvSMTPSystem {
+public:
+    struct Asked {
+        std::string name;
+        int flags;
+        int family;
+        int type;
+        bool operator==(const Asked&) const = default;
+    };
+
+    int resolve(const char* name, const addrinfo& hints, addrinfo** list) override {
+        asked.push_back({name, hints.ai_flags, hints.ai_family, hints.ai_socktype});
+        if (resolveError != 0) {
+            return resolveError;
+        }
+        entries_.clear();
+        for (const auto& text : addresses) {
+            addEntry(text);
+        }
+        for (std::size_t i = 0; i < entries_.size(); ++i) {
+            entries_[i].info.ai_addr = reinterpret_cast<sockaddr*>(&entries_[i].address);
+            entries_[i].info.ai_next = i + 1 < entries_.size() ? &entries_[i + 1].info : nullptr;
+        }
+        entries_.front().info.ai_canonname = canonical.empty() ? nullptr : canonical.data();
+        *list = &entries_.front().info;
+        ++lists;
+        return 0;
+    }
+
+    void freeList(addrinfo* list) override {
+        EXPECT_EQ(list, &entries_.front().info);
+        --lists;
+    }
+
+    ssize_t send(int socket, const void* bytes, std::size_t length) override {
+        lengths.push_back(length);
+        const int error = sendErrors.empty() ? 0 : sendErrors.front();
+        if (!sendErrors.empty()) {
+            sendErrors.pop_front();
+        }
+        if (error != 0) {
+            errno = error;
+            return -1;
+        }
+        return OrvSMTPSystem::send(socket, bytes, std::min(length, most));
+    }
+
+    std::vector<std::string> addresses{"127.0.0.1"};
+    std::string canonical;
+    int resolveError = 0;
+    std::deque<int> sendErrors;  // 0: goes through
+    std::size_t most = SIZE_MAX;
+    std::vector<Asked> asked;
+    std::vector<std::size_t> lengths;  // asked to send
+    int lists = 0;                     // not freed
+
+private:
+    struct Entry {
+        addrinfo info{};
+        sockaddr_storage address{};
+    };
+
+    void addEntry(const std::string& text) {
+        Entry entry;
+        sockaddr_in v4{};
+        sockaddr_in6 v6{};
+        if (inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
+            v4.sin_family = AF_INET;
+            std::memcpy(&entry.address, &v4, sizeof v4);
+            entry.info.ai_family = AF_INET;
+            entry.info.ai_addrlen = sizeof v4;
+        } else if (inet_pton(AF_INET6, text.c_str(), &v6.sin6_addr) == 1) {
+            v6.sin6_family = AF_INET6;
+            std::memcpy(&entry.address, &v6, sizeof v6);
+            entry.info.ai_family = AF_INET6;
+            entry.info.ai_addrlen = sizeof v6;
+        } else {
+            entry.info.ai_family = AF_UNIX;
+            entry.info.ai_addrlen = sizeof(sa_family_t);
+        }
+        entries_.push_back(entry);
+    }
+
+    std::deque<Entry> entries_;
+};
+
+class OrvSMTPClientFailing : public MailTest {
+protected:
+    int connect(OrvSMTPClient& client) {
+        return client.connectServer(server_.address(), server_.port(), SmtpAddrMode::kIPv4);
+    }
+    int connectByName(OrvSMTPClient& client) {
+        return client.connectServer("mail.example.com", server_.port(), SmtpAddrMode::kHostName);
+    }
+
+    static void expectError(const OrvSMTPClient& client, std::int32_t code, const std::string& name,
+                            const std::string& text) {
+        EXPECT_EQ(client.errorCode(), code);
+        EXPECT_EQ(client.errorName(), name);
+        EXPECT_EQ(client.errorText(), text);
+    }
+
+    StagedSystem system_;
+    ScriptedMailServer server_;
+    OrvSMTPClient client_{{}, system_};
+};
+
+}  // namespace
+
+TEST_F(OrvSMTPClientFailing, refusesAnAddressThatIsNone) {
+    const std::pair<SmtpAddrMode, const char*> rows[] = {
+        {SmtpAddrMode::kIPv4, ""},           {SmtpAddrMode::kIPv4, "mail"},       {SmtpAddrMode::kIPv4, "10.1.2.256"},
+        {SmtpAddrMode::kIPv4, "127.0.0.1 "}, {SmtpAddrMode::kIPv4, "::1"},        {SmtpAddrMode::kIPv6, "127.0.0.1"},
+        {SmtpAddrMode::kIPv6, ""},           {SmtpAddrMode::kIPv6, "fe80::1%lo"},
+    };
+    for (const auto& [kind, address] : rows) {
+        SCOPED_TRACE(address);
+        EXPECT_EQ(client_.connectServer(address, server_.port(), kind), -1);
+        expectError(client_, 9, "Set Network Address Error", "Not a valid network address string");
+    }
+    EXPECT_EQ(server_.connections(), 0u);
+}
+
+TEST_F(OrvSMTPClientFailing, makesNoSocketForAnUnknownKindOfAddress) {
+    for (const std::uint32_t kind : {0u, 4u, 4294967295u}) {
+        EXPECT_EQ(client_.connectServer("127.0.0.1", server_.port(), static_cast<SmtpAddrMode>(kind)), -1);
+        expectError(client_, 10, "Socket Create Error", "Address family not supported by protocol");
+    }
+}
+
+TEST_F(OrvSMTPClientFailing, reportsARefusedConnect) {
+    server_.refuseConnections();
+
+    EXPECT_EQ(connect(client_), -1);
+
+    EXPECT_FALSE(client_.connected());
+    expectError(client_, 11, "Connect Error", "Connection refused");
+}
+
+TEST_F(OrvSMTPClientFailing, connectsOverIPv6) {
+    ScriptedMailServer server(ScriptedMailServer::Family::kIPv6);
+
+    EXPECT_EQ(client_.connectServer("::1", server.port(), SmtpAddrMode::kIPv6), 0);
+
+    EXPECT_TRUE(client_.connected());
+}
+
+TEST_F(OrvSMTPClientFailing, reportsANameThatCannotBeResolved) {
+    system_.resolveError = EAI_NONAME;
+
+    EXPECT_EQ(connectByName(client_), -1);
+
+    expectError(client_, 8, "DNS Hostname Resolve Error", gai_strerror(EAI_NONAME));
+    EXPECT_EQ(system_.lists, 0);
+}
+
+TEST_F(OrvSMTPClientFailing, asksForStreamAddressesOfAnyFamilyAndTheCanonicalName) {
+    ASSERT_EQ(connectByName(client_), 0);
+    ASSERT_EQ(client_.sendHello("sw01", SmtpAddrMode::kHostName), 0);
+
+    EXPECT_THAT(system_.asked, ElementsAre(StagedSystem::Asked{"mail.example.com", AI_CANONNAME | AI_ADDRCONFIG,
+                                                               AF_UNSPEC, SOCK_STREAM},
+                                           StagedSystem::Asked{"sw01", AI_CANONNAME, AF_UNSPEC, SOCK_STREAM}));
+    EXPECT_EQ(system_.lists, 0);
+}
+
+TEST_F(OrvSMTPClientFailing, triesTheAddressesOfANameInOrderUntilOneConnects) {
+    // The first loopback address is nobody's at this port, the second one is the server's.
+    system_.addresses = {"127.0.0.2", "127.0.0.1", "127.0.0.3"};
+
+    EXPECT_EQ(connectByName(client_), 0);
+
+    EXPECT_TRUE(client_.connected());
+    EXPECT_EQ(server_.connections(), 1u);
+    EXPECT_EQ(system_.lists, 0);
+}
+
+TEST_F(OrvSMTPClientFailing, reportsTheLastAddressOfANameWhenNoneConnects) {
+    server_.refuseConnections();
+    system_.addresses = {"::1", "127.0.0.1"};
+
+    EXPECT_EQ(connectByName(client_), -1);
+
+    expectError(client_, 11, "Connect Error", "Connection refused");
+    EXPECT_EQ(system_.lists, 0);
+}
+
+TEST_F(OrvSMTPClientFailing, passesOverAnAddressOfAnotherFamily) {
+    system_.addresses = {"not an internet address", "127.0.0.1"};
+    EXPECT_EQ(connectByName(client_), 0);
+
+    system_.addresses = {"not an internet address"};
+    EXPECT_EQ(connectByName(client_), -1);
+    expectError(client_, 10, "Socket Create Error", "Address family not supported by protocol");
+}
+
+TEST_F(OrvSMTPClientFailing, presentsTheCanonicalNameOfAHost) {
+    system_.canonical = "sw01.example.com";
+    ASSERT_EQ(connect(client_), 0);
+
+    EXPECT_EQ(client_.sendHello("sw01", SmtpAddrMode::kHostName), 0);
+
+    EXPECT_EQ(server_.received(0), "EHLO sw01.example.com\r\n");
+    EXPECT_EQ(system_.lists, 0);
+}
+
+TEST_F(OrvSMTPClientFailing, presentsTheNameItselfWithoutACanonicalOne) {
+    ASSERT_EQ(connect(client_), 0);
+
+    EXPECT_EQ(client_.sendHello("sw01", SmtpAddrMode::kHostName), 0);
+
+    EXPECT_EQ(server_.received(0), "EHLO sw01\r\n");
+}
+
+TEST_F(OrvSMTPClientFailing, sendsNothingWhenItsOwnNameCannotBeResolved) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.resolveError = EAI_AGAIN;
+
+    EXPECT_EQ(client_.sendHello("sw01", SmtpAddrMode::kHostName), -1);
+
+    EXPECT_TRUE(client_.connected());
+    EXPECT_TRUE(system_.lengths.empty());
+    expectError(client_, 8, "DNS Hostname Resolve Error", gai_strerror(EAI_AGAIN));
+}
+
+TEST_F(OrvSMTPClientFailing, leavesNoSocketBehindByFailedConnects) {
+    server_.refuseConnections();
+    const int before = dup(0);
+    close(before);
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(connectByName(client_), -1);
+    }
+
+    const int after = dup(0);
+    close(after);
+
+    EXPECT_EQ(after, before);
+}
+
+TEST_F(OrvSMTPClientFailing, leavesNoSocketBehindByConnectingAgain) {
+    ASSERT_EQ(connect(client_), 0);
+    ASSERT_EQ(connect(client_), 0);
+
+    EXPECT_TRUE(server_.waitUntil([&] { return server_.connections() == 2 && server_.openConnections() == 1; }));
+}
+
+TEST_F(OrvSMTPClientFailing, reportsTheCommandWhoseLineCouldNotBeSent) {
+    struct {
+        std::function<int(OrvSMTPClient&)> step;
+        std::int32_t code;
+        const char* name;
+    } const rows[] = {
+        {[](OrvSMTPClient& client) { return client.sendHello("h", SmtpAddrMode::kIPv4); }, 1, "SMTP HELO Error"},
+        {[](OrvSMTPClient& client) { return client.sendMailFrom("s@x"); }, 2, "SMTP MAIL FROM Error"},
+        {[](OrvSMTPClient& client) { return client.sendRcptTo("r@x"); }, 3, "SMTP RCPT TO Error"},
+        {[](OrvSMTPClient& client) { return client.sendDataCmd(); }, 4, "SMTP DATA Error"},
+        {[](OrvSMTPClient& client) { return client.sendBody("text"); }, 4, "SMTP DATA Error"},
+        {[](OrvSMTPClient& client) { return client.sendDataEnd(); }, 5, "SMTP DATA END Error"},
+        {[](OrvSMTPClient& client) { return client.sendReset(); }, 7, "SMTP RESET error"},
+        {[](OrvSMTPClient& client) { return client.sendQuit(); }, 12, "Socket Closed Error"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        ASSERT_EQ(connect(client_), 0);
+        system_.sendErrors = {EPIPE};
+        EXPECT_EQ(row.step(client_), -1);
+        EXPECT_FALSE(client_.connected());
+        expectError(client_, row.code, row.name, "Broken pipe");
+    }
+}
+
+TEST_F(OrvSMTPClientFailing, reportsAHeloLineThatCouldNotBeSent) {
+    server_.answer(MailStage::kEhlo, ScriptedReply::line("500 unknown command"));
+    ASSERT_EQ(connect(client_), 0);
+    system_.sendErrors = {0, ECONNRESET};
+
+    EXPECT_EQ(client_.sendHello("h", SmtpAddrMode::kIPv4), -1);
+
+    expectError(client_, 1, "SMTP HELO Error", "Connection reset by peer");
+}
+
+TEST_F(OrvSMTPClientFailing, sendsTheRemainderAfterPartialSends) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.most = 7;
+    takeTraces();
+
+    ASSERT_EQ(client_.sendMailFrom("s@x"), 0);
+
+    EXPECT_THAT(system_.lengths, ElementsAre(17u, 10u, 3u));
+    EXPECT_EQ(server_.received(0), "MAIL FROM:<s@x>\r\n");
+    EXPECT_THAT(takeTraces(), testing::IsSupersetOf({"sendRequest: SMTP bytes sent = 7 of 17",
+                                                     "sendRequest: SMTP bytes sent = 7 of 10",
+                                                     "sendRequest: SMTP bytes sent = 3 of 3"}));
+}
+
+TEST_F(OrvSMTPClientFailing, sendsAgainAfterAnInterruption) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.sendErrors = {EINTR, 0};
+
+    EXPECT_EQ(client_.sendMailFrom("s@x"), 0);
+
+    EXPECT_EQ(server_.received(0), "MAIL FROM:<s@x>\r\n");
+}
+
+TEST_F(OrvSMTPClientFailing, triesATextThatIsTooLongForOneMessageOnceMoreWhole) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.sendErrors = {EMSGSIZE, EMSGSIZE};
+    system_.lengths.clear();
+    takeTraces();
+
+    EXPECT_EQ(client_.sendBody(std::string(4998, 'x')), -1);
+
+    EXPECT_THAT(system_.lengths, ElementsAre(5000u, 5000u));
+    EXPECT_TRUE(client_.connected());
+    expectError(client_, 4, "SMTP DATA Error", "Message too long");
+    EXPECT_THAT(takeTraces(), Contains("sendRequest: SMTP bytes sent = -1 of 5000").Times(2));
+}
+
+TEST_F(OrvSMTPClientFailing, goesOnWhenTheSecondTryOfALongTextSucceeds) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.sendErrors = {EMSGSIZE, 0};
+
+    EXPECT_EQ(client_.sendBody(std::string(4998, 'x')), 0);
+
+    EXPECT_TRUE(server_.waitUntil([&] { return server_.received(0) == std::string(4998, 'x') + "\r\n"; }));
+}
+
+TEST_F(OrvSMTPClientFailing, triesTheSameRemainderAgainThatIsTooLong) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.most = 1000;
+    system_.sendErrors = {0, EMSGSIZE, 0, EMSGSIZE};
+    system_.lengths.clear();
+
+    EXPECT_EQ(client_.sendBody(std::string(4998, 'x')), -1);
+
+    EXPECT_THAT(system_.lengths, ElementsAre(5000u, 4000u, 4000u, 3000u));
+    EXPECT_TRUE(client_.connected());
+}
+
+TEST_F(OrvSMTPClientFailing, doesNotTryAShortTextAgainThatIsTooLong) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.sendErrors = {EMSGSIZE};
+    system_.lengths.clear();
+
+    EXPECT_EQ(client_.sendBody(std::string(1022, 'x')), -1);
+
+    EXPECT_THAT(system_.lengths, ElementsAre(1024u));
+    EXPECT_TRUE(client_.connected());
+    expectError(client_, 4, "SMTP DATA Error", "Message too long");
+}
+
+TEST_F(OrvSMTPClientFailing, triesATextOf1025BytesAgain) {
+    ASSERT_EQ(connect(client_), 0);
+    system_.sendErrors = {EMSGSIZE, EMSGSIZE};
+    system_.lengths.clear();
+
+    EXPECT_EQ(client_.sendBody(std::string(1023, 'x')), -1);
+
+    EXPECT_THAT(system_.lengths, ElementsAre(1025u, 1025u));
+}
+
+TEST_F(OrvSMTPClientFailing, reportsAClosedConnectionAfterEachCommand) {
+    struct {
+        MailStage stage;
+        std::function<int(OrvSMTPClient&)> step;
+    } const rows[] = {
+        {MailStage::kEhlo, [](OrvSMTPClient& client) { return client.sendHello("h", SmtpAddrMode::kIPv4); }},
+        {MailStage::kMail, [](OrvSMTPClient& client) { return client.sendMailFrom("s@x"); }},
+        {MailStage::kRcpt, [](OrvSMTPClient& client) { return client.sendRcptTo("r@x"); }},
+        {MailStage::kData, [](OrvSMTPClient& client) { return client.sendDataCmd(); }},
+        {MailStage::kOther, [](OrvSMTPClient& client) { return client.sendDataEnd(); }},
+        {MailStage::kRset, [](OrvSMTPClient& client) { return client.sendReset(); }},
+        {MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(); }},
+    };
+    for (const auto& row : rows) {
+        server_.answerOnce(row.stage, ScriptedReply::hangUp());
+        ASSERT_EQ(connect(client_), 0);
+        EXPECT_EQ(row.step(client_), -1);
+        EXPECT_FALSE(client_.connected());
+        expectError(client_, 12, "Socket Closed Error", "Success");
+        EXPECT_EQ(client_.lastReply(), "");
+    }
+}
+
+TEST_F(OrvSMTPClientFailing, reportsAServerThatHangsUpInsteadOfGreeting) {
+    server_.answer(MailStage::kGreeting, ScriptedReply::hangUp());
+
+    EXPECT_EQ(connect(client_), -1);
+
+    expectError(client_, 12, "Socket Closed Error", "Success");
+}
+
+TEST_F(OrvSMTPClientFailing, reportsAConnectionThatWasBrokenOff) {
+    server_.answer(MailStage::kMail, ScriptedReply().thenReset());
+    ASSERT_EQ(connect(client_), 0);
+
+    EXPECT_EQ(client_.sendMailFrom("s@x"), -1);
+
+    expectError(client_, 12, "Socket Closed Error", "Connection reset by peer");
+}
+
+TEST_F(OrvSMTPClientFailing, judgesTheBytesThatCameBeforeTheServerHungUp) {
+    const std::string refusal = "554 no";
+    for (std::size_t length = 1; length <= refusal.size(); ++length) {
+        server_.answer(MailStage::kGreeting, ScriptedReply::bytes(refusal.substr(0, length)).thenHangUp());
+        EXPECT_EQ(connect(client_), -2);
+        EXPECT_EQ(client_.lastReply(), refusal.substr(0, length));
+    }
+}
+
+TEST_F(OrvSMTPClientFailing, keepsItsErrorWhenALostConnectionIsUsedAgain) {
+    server_.answer(MailStage::kMail, ScriptedReply::hangUp());
+    ASSERT_EQ(connect(client_), 0);
+    ASSERT_EQ(client_.sendMailFrom("s@x"), -1);
+
+    EXPECT_EQ(client_.recvResponse(), -1);
+
+    expectError(client_, 12, "Socket Closed Error", "Success");
+}
+
+TEST_F(OrvSMTPClientFailing, refusesToSendOrReceiveWithoutAConnection) {
+    EXPECT_EQ(client_.sendMailFrom("s@x"), -1);
+    expectError(client_, 2, "SMTP MAIL FROM Error", "Transport endpoint is not connected");
+
+    EXPECT_EQ(client_.recvResponse(), -1);
+    EXPECT_FALSE(client_.connected());
+}
+
+TEST_F(OrvSMTPClientFailing, canBeDisconnectedTwice) {
+    ASSERT_EQ(connect(client_), 0);
+
+    client_.disconnect();
+    client_.disconnect();
+
+    EXPECT_FALSE(client_.connected());
+    EXPECT_TRUE(server_.waitUntil([&] { return server_.openConnections() == 0; }));
+}
+
+TEST_F(OrvSMTPClientFailing, waitsForEachStepAsLongAsThatStepMay) {
+    const OrvSMTPTimeouts timeouts;
+
+    EXPECT_EQ(timeouts.connect, seconds(300));
+    EXPECT_EQ(timeouts.greeting, seconds(300));
+    EXPECT_EQ(timeouts.command, seconds(300));
+    EXPECT_EQ(timeouts.data, seconds(120));
+    EXPECT_EQ(timeouts.text, seconds(180));
+    EXPECT_EQ(timeouts.dataEnd, seconds(600));
+}
+
+TEST_F(OrvSMTPClientFailing, givesUpOnEachStepThatIsNeverAnswered) {
+    struct {
+        milliseconds OrvSMTPTimeouts::*limit;
+        MailStage stage;
+        std::function<int(OrvSMTPClient&)> step;
+    } const rows[] = {
+        {&OrvSMTPTimeouts::greeting, MailStage::kGreeting, nullptr},
+        {&OrvSMTPTimeouts::command, MailStage::kEhlo,
+         [](OrvSMTPClient& client) { return client.sendHello("h", SmtpAddrMode::kIPv4); }},
+        {&OrvSMTPTimeouts::command, MailStage::kMail, [](OrvSMTPClient& client) { return client.sendMailFrom("s"); }},
+        {&OrvSMTPTimeouts::command, MailStage::kRcpt, [](OrvSMTPClient& client) { return client.sendRcptTo("r"); }},
+        {&OrvSMTPTimeouts::data, MailStage::kData, [](OrvSMTPClient& client) { return client.sendDataCmd(); }},
+        {&OrvSMTPTimeouts::dataEnd, MailStage::kOther, [](OrvSMTPClient& client) { return client.sendDataEnd(); }},
+        {&OrvSMTPTimeouts::command, MailStage::kRset, [](OrvSMTPClient& client) { return client.sendReset(); }},
+        {&OrvSMTPTimeouts::command, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(); }},
+    };
+    for (const auto& row : rows) {
+        OrvSMTPTimeouts timeouts;
+        timeouts.*row.limit = milliseconds(50);
+        OrvSMTPClient client(timeouts);
+        server_.answerOnce(row.stage, ScriptedReply::silence());
+        const int connected = connect(client);
+        if (row.step) {
+            ASSERT_EQ(connected, 0);
+            EXPECT_EQ(row.step(client), -1);
+        } else {
+            EXPECT_EQ(connected, -1);
+        }
+        EXPECT_FALSE(client.connected());
+        expectError(client, 12, "Socket Closed Error", kTimedOut);
+    }
+}
+
+TEST_F(OrvSMTPClientFailing, waitsForALateReplyWithinItsLimit) {
+    server_.answer(MailStage::kMail, ScriptedReply::line("250 at last").delayed(milliseconds(200)));
+    ASSERT_EQ(connect(client_), 0);
+
+    EXPECT_EQ(client_.sendMailFrom("s@x"), 0);
+}
+
+TEST_F(OrvSMTPClientFailing, givesUpOnATextThatNobodyReads) {
+    OrvSMTPTimeouts timeouts;
+    timeouts.text = milliseconds(100);
+    OrvSMTPClient client(timeouts);
+    server_.answer(MailStage::kData, ScriptedReply::line("354 go ahead").thenStopReading());
+    ASSERT_EQ(connect(client), 0);
+    ASSERT_EQ(client.sendDataCmd(), 0);
+    // More than both sides' buffers ever hold.
+    ASSERT_EQ(client.sendBody(std::string(32u << 20, 'x')), -1);
+
+    EXPECT_FALSE(client.connected());
+    expectError(client, 4, "SMTP DATA Error", kTimedOut);
+}
+
+TEST_F(OrvSMTPClientFailing, givesUpOnAConnectThatIsNeverAnswered) {
+    // A listener whose queue is full lets further connects wait.
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 0), 0);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    const int waiting = socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_EQ(::connect(waiting, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    OrvSMTPTimeouts timeouts;
+    timeouts.connect = milliseconds(50);
+    OrvSMTPClient client(timeouts);
+
+    EXPECT_EQ(client.connectServer("127.0.0.1", ntohs(address.sin_port), SmtpAddrMode::kIPv4), -1);
+
+    expectError(client, 11, "Connect Error", kTimedOut);
+    close(waiting);
+    close(listener);
+}
