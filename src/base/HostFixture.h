@@ -7,36 +7,41 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <mutex>
 #include <string>
 
-// A calendar that says what it was told, however far away.
+// A calendar that says what it was told, however far away. Under a mutex: the target has no 64-bit atomics.
 class FixedClock final : public Clock {
 public:
-    std::uint64_t milliseconds() const override { return milliseconds_; }
+    std::uint64_t milliseconds() const override {
+        const std::lock_guard guard(lock_);
+        return milliseconds_;
+    }
     timeval calendar() const override {
-        timeval now{};
-        now.tv_sec = static_cast<decltype(now.tv_sec)>(seconds_.load());
-        now.tv_usec = microseconds_;
-        return now;
+        const std::lock_guard guard(lock_);
+        return calendar_;
     }
     int realMilliseconds(std::uint64_t /*span*/) const override { return -1; }
 
     void set(std::int64_t seconds, std::int32_t microseconds) {
-        seconds_ = seconds;
-        microseconds_ = microseconds;
+        const std::lock_guard guard(lock_);
+        calendar_.tv_sec = static_cast<decltype(calendar_.tv_sec)>(seconds);
+        calendar_.tv_usec = microseconds;
     }
-    void advance(std::uint64_t milliseconds) { milliseconds_ += milliseconds; }
+    void advance(std::uint64_t milliseconds) {
+        const std::lock_guard guard(lock_);
+        milliseconds_ += milliseconds;
+    }
 
 private:
-    std::atomic<std::uint64_t> milliseconds_{1000000};
-    std::atomic<std::int64_t> seconds_{0};
-    std::atomic<std::int32_t> microseconds_{0};
+    mutable std::mutex lock_;
+    std::uint64_t milliseconds_ = 1000000;
+    timeval calendar_{};
 };
 
 // The time zone of a scope.

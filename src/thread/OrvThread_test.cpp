@@ -240,9 +240,9 @@ private:
     int runThread() override { return 0; }
 };
 
-TEST_F(OrvThreadTest, stopsTheProcessWhenAReferenceTooManyIsDropped) {
-    GTEST_FLAG_SET(death_test_style, "fast");
+using OrvThreadDeathTest = OrvThreadTest;
 
+TEST_F(OrvThreadDeathTest, stopsTheProcessWhenAReferenceTooManyIsDropped) {
     EXPECT_DEATH((new DropsOneTooMany)->decRef(), "assertion \"refcnt > 0\" failed");
 }
 
