@@ -1,0 +1,39 @@
+// Test support: one dialogue of one message with one scripted server.
+#pragma once
+
+#include "smtp/MailFixture.h"
+#include "smtp/SendFixture.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class DialogueTest : public MailTest {
+protected:
+    DialogueTest() { identity_.DNSClientEnable = false; }
+
+    int run() {
+        const TestIdentity identity(identity_);
+        OrvSMTPClient client(timeouts_);
+        OrvSendDialogue dialogue(client, identity.common(), reporter_,
+                                 {SmtpAddrMode::kIPv4, server_.address(), server_.port()}, *message_);
+        const int result = dialogue.run();
+        failure_ = dialogue.failure();
+        EXPECT_FALSE(client.connected());
+        return result;
+    }
+
+    OrvCHEnvelope& envelope(const std::string& profile, const std::vector<std::string>& recipients) {
+        return addEnvelope(*message_, profile, recipients, "ShortText");
+    }
+
+    ScriptedReply line(const char* text) { return ScriptedReply::line(text); }
+
+    OrvIdentity identity_ = fullIdentity();
+    OrvSMTPTimeouts timeouts_;
+    ScriptedMailServer server_;
+    RecordingReporter reporter_;
+    const LogTexts log_{server_};
+    std::unique_ptr<OrvCHMesg> message_ = portEvent();
+    OrvSendFailure failure_;
+};
