@@ -34,7 +34,7 @@ public:
     // Waits for the end of run(); null: the result does not matter. EINVAL for a detached thread.
     virtual int join(void** result);
     virtual int signal(int number);
-    // Zero before the thread has been launched.
+    // Zero before the thread has been launched; getTid until it runs.
     virtual pthread_t getId() const;
     virtual pid_t getTid() const;
     virtual bool equals(const Threadable& other) const;
