@@ -11,6 +11,7 @@
 #include "platform/wire/MessageCodes.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -55,6 +56,7 @@ RecordingSwitch::RecordingSwitch() {
         throw std::runtime_error("the process does not come onto the bus");
     }
     sent_.clear();
+    takeTraces();
 }
 
 RecordingSwitch::~RecordingSwitch() {
@@ -72,8 +74,19 @@ std::vector<std::string> RecordingSwitch::takeSent() {
 }
 
 std::vector<std::string> RecordingSwitch::takeTraces() {
+    struct stat status {};
+    const bool isThere = stat(root_.at(kTraceFile).c_str(), &status) == 0;
     const std::string content = root_.read(kTraceFile);
-    return parseTraces(content.substr(std::exchange(tracesTaken_, content.size())));
+    std::string fresh;
+    if (isThere && status.st_ino != traceInode_ && traceInode_ != 0) {
+        // Rotated since: the rest stands in the generation before.
+        fresh = root_.read(std::string(kTraceFile) + ".1").substr(tracesTaken_) + content;
+    } else {
+        fresh = content.substr(tracesTaken_);
+    }
+    traceInode_ = status.st_ino;
+    tracesTaken_ = content.size();
+    return parseTraces(fresh);
 }
 
 // A record opens with date, zone, time, process id, module and function, and may have several lines.

@@ -13,6 +13,8 @@
 #include "platform/transport/Transport.h"
 #include "testing/TempRoot.h"
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -33,7 +35,8 @@ public:
     // The DS request with this number from now (1 is the next) cannot be sent.
     void refuseRequest(std::size_t number) { refusedRequest_ = number; }
 
-    // What was traced since the last call on the thread that made this object, "MODULE FUNCTION: TEXT" each.
+    // What was traced since the last call on the thread that made this object, "MODULE FUNCTION: TEXT" each. The
+    // trace file may have been rotated once meanwhile.
     std::vector<std::string> takeTraces();
     // The same of any trace file.
     static std::vector<std::string> parseTraces(const std::string& content);
@@ -58,6 +61,7 @@ private:
     std::vector<std::string> sent_;
     std::size_t refusedRequest_ = 0;
     std::size_t tracesTaken_ = 0;  // bytes of the trace file
+    ino_t traceInode_ = 0;         // the file they were taken from
 };
 
 // The local time zone, as long as it lives.

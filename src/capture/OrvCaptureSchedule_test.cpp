@@ -1,0 +1,274 @@
+#include "capture/OrvCaptureSchedule.h"
+
+#include "platform/posix/Clock.h"
+#include "profile/RecordingSwitch.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+
+constexpr std::time_t kWeek = 604800;
+// Monday 2023-11-13 02:30:00 UTC
+constexpr std::time_t kMonday = 1699842600;
+
+CronCaptureItem itemOf(const std::string& owner, const char* day, const char* time, const char* weeks = "1") {
+    CronCaptureItem item(owner);
+    EXPECT_EQ(item.setDayOfWeek(day), 0);
+    EXPECT_EQ(item.setTimeOfDay(time), 0);
+    EXPECT_EQ(item.setInterval(weeks), 0);
+    return item;
+}
+
+struct FirstCase {
+    const char* name;
+    const char* zone;
+    std::int64_t now;
+    const char* day;
+    const char* time;
+    std::int64_t first;
+};
+
+void PrintTo(const FirstCase& first, std::ostream* stream) {
+    *stream << first.name;
+}
+
+constexpr char kBerlin[] = "CET-1CEST,M3.5.0,M10.5.0/3";
+
+const FirstCase kFirstCases[] = {
+    {"exactlyNowIsDueNow", "UTC0", kMonday, "Mon", "02:30", kMonday},
+    {"oneSecondLateIsAWeekLater", "UTC0", kMonday + 1, "Mon", "02:30", kMonday + kWeek},
+    {"oneSecondEarlyIsThisWeek", "UTC0", kMonday - 1, "Mon", "02:30", kMonday},
+    {"laterThisMinute", "UTC0", kMonday - 59, "Mon", "02:30", kMonday},
+    {"laterToday", "UTC0", kMonday, "Mon", "23:59", kMonday + 21 * 3600 + 29 * 60},
+    {"earlierToday", "UTC0", kMonday, "Mon", "00:00", kMonday + kWeek - 9000},
+    {"tomorrow", "UTC0", kMonday, "Tue", "02:30", kMonday + 86400},
+    {"tomorrowAtAnEarlierHour", "UTC0", kMonday, "Tue", "01:15", kMonday + 86400 - 75 * 60},
+    {"yesterdaysDay", "UTC0", kMonday, "Sun", "02:30", kMonday + 6 * 86400},
+    {"yesterdaysDayAtALaterHour", "UTC0", kMonday, "Sun", "20:00", kMonday + 6 * 86400 + 63000},
+    {"lastDayOfTheWeek", "UTC0", kMonday, "Sat", "02:30", kMonday + 5 * 86400},
+    // Sunday 02:30 looks ahead to Saturday, and Saturday to Sunday.
+    {"sundayToSaturday", "UTC0", kMonday - 86400, "Sat", "02:30", kMonday + 5 * 86400},
+    {"saturdayToSunday", "UTC0", kMonday - 2 * 86400, "Sun", "02:30", kMonday - 86400},
+    {"eastOfGreenwich", "XXX-5:30", kMonday, "Mon", "08:00", kMonday},
+    {"westOfGreenwichItIsStillSunday", "XXX5", kMonday, "Sun", "21:30", kMonday},
+    {"westOfGreenwichMondayIsTomorrow", "XXX5", kMonday, "Mon", "02:30", kMonday + 5 * 3600},
+    // 2024-03-30 12:00 CET; the clocks go forward in the night to Sunday. Kept: the run is an hour late by the clock.
+    {"theClockGoesForwardBefore", kBerlin, 1711796400, "Mon", "02:30", 1711935000},
+    // 2024-10-26 12:00 CEST; the clocks go back in the night to Sunday. Kept: the run is an hour early by the clock.
+    {"theClockGoesBackBefore", kBerlin, 1729936800, "Mon", "02:30", 1730075400},
+    // 2024-03-31 03:30 CEST, an hour after 01:30 CET: the hour between does not exist.
+    {"inTheNightOfTheChange", kBerlin, 1711848600, "Sun", "04:00", 1711850400},
+    {"theBeginningOfTime", "UTC0", 0, "Thu", "00:00", 0},
+    {"theFirstMonday", "UTC0", 0, "Mon", "02:30", 4 * 86400 + 9000},
+    {"localTimeBeforeTheEpoch", "XXX5", 0, "Wed", "19:00", 0},
+    // Tuesday 2038-01-19 03:14:00 UTC; 32 bits end at 03:14:07.
+    {"overTheEndOf32Bits", "UTC0", 2147483640, "Tue", "03:15", 2147483700},
+    {"beyond32Bits", "UTC0", 2147483700, "Tue", "03:15", 2147483700},
+    {"aWeekBeyond32Bits", "UTC0", 2147483701, "Tue", "03:15", 2147483700 + kWeek},
+    // Wednesday 2040-02-29 12:00:00 UTC
+    {"aLeapDayBeyond32Bits", "UTC0", 2214129600, "Thu", "12:00", 2214216000},
+};
+
+class OrvCaptureFirstExecution : public testing::TestWithParam<FirstCase> {};
+
+TEST_P(OrvCaptureFirstExecution, isTheNextLocalOccurrence) {
+    const LocalZone zone(GetParam().zone);
+    ManualClock clock(GetParam().now);
+    useHostClock(&clock);
+    CronCaptureItem item = itemOf("Ops", GetParam().day, GetParam().time);
+    item.LastExecution = 12345;
+
+    OrvCaptureSchedule::computeFirstExecution(item);
+
+    useHostClock(nullptr);
+    EXPECT_EQ(static_cast<std::int64_t>(item.NextExecution), GetParam().first);
+    EXPECT_EQ(item.LastExecution, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(When, OrvCaptureFirstExecution, testing::ValuesIn(kFirstCases),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+class OrvCaptureScheduleTest : public testing::Test {
+protected:
+    OrvCaptureScheduleTest() { useHostClock(&clock_); }
+    ~OrvCaptureScheduleTest() override { useHostClock(nullptr); }
+
+    // What is due now, by owner, in the order in which it would be started.
+    std::vector<std::string> takeDue() {
+        std::vector<std::string> owners;
+        while (const CronCaptureItem* item = schedule_.due(clock_.calendar().tv_sec)) {
+            owners.push_back(item->profileName());
+            schedule_.advance();
+        }
+        return owners;
+    }
+
+    LocalZone zone_{"UTC0"};
+    ManualClock clock_{kMonday - 3600};
+    RecordingSwitch switch_;
+    OrvCaptureSchedule schedule_;
+};
+
+TEST_F(OrvCaptureScheduleTest, tracesHowTheFirstRunIsComputed) {
+    CronCaptureItem item = itemOf("Ops", "Mon", "02:30");
+    switch_.takeTraces();
+
+    OrvCaptureSchedule::computeFirstExecution(item);
+
+    EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHCapture computeFirstExecution: Entry\n",
+                                                  "OrvCHCapture computeFirstExecution: \n"
+                                                  "CurrentTime(Mon, 13  Nov  2023  01:30:00  +0000)\n"
+                                                  "LastExecution(Thu, 01  Jan  1970  00:00:00  +0000)\n"
+                                                  "NextExecution(Mon, 13  Nov  2023  02:30:00  +0000)\n"));
+}
+
+TEST_F(OrvCaptureScheduleTest, movesTheNextRunByTheIntervalFromTheScheduledTime) {
+    CronCaptureItem item = itemOf("Ops", "Mon", "02:30", "26");
+    item.NextExecution = kMonday;
+    clock_.setCalendar(kMonday + 500);
+    switch_.takeTraces();
+
+    OrvCaptureSchedule::computeNextExecution(item);
+
+    EXPECT_EQ(item.LastExecution, kMonday);
+    EXPECT_EQ(item.NextExecution, kMonday + 26 * kWeek);
+    EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHCapture computeNextExecution: \n"
+                                                  "LastExecution(Mon, 13  Nov  2023  02:30:00  +0000)\n"
+                                                  "NextExecution(Mon, 13  May  2024  02:30:00  +0000)\n"));
+}
+
+TEST_F(OrvCaptureScheduleTest, hasNothingDueWhileItIsEmpty) {
+    EXPECT_TRUE(schedule_.empty());
+    EXPECT_EQ(schedule_.due(kMonday + 10 * kWeek), nullptr);
+    EXPECT_EQ(schedule_.dump(), "");
+}
+
+TEST_F(OrvCaptureScheduleTest, startsDueItemsInTheOrderOfTheirTimesAndEqualOnesInTheOrderOfInsertion) {
+    schedule_.replace({itemOf("later", "Mon", "02:31"), itemOf("b", "Mon", "02:30"), itemOf("a", "Mon", "02:30"),
+                       itemOf("c", "Mon", "02:30"), itemOf("tomorrow", "Tue", "02:30")});
+    clock_.setCalendar(kMonday - 1);
+    EXPECT_THAT(takeDue(), ElementsAre());
+    clock_.setCalendar(kMonday + 60);
+    EXPECT_THAT(takeDue(), ElementsAre("b", "a", "c", "later"));
+    EXPECT_EQ(schedule_.size(), 5u);
+
+    // Moved on one by one, they keep their order.
+    clock_.setCalendar(kMonday + kWeek + 60);
+    EXPECT_THAT(takeDue(), ElementsAre("tomorrow", "b", "a", "c", "later"));
+}
+
+TEST_F(OrvCaptureScheduleTest, startsAnItemOncePerMissedInterval) {
+    schedule_.replace({itemOf("weekly", "Mon", "02:30"), itemOf("biweekly", "Mon", "02:31", "2")});
+
+    clock_.setCalendar(kMonday + 2 * kWeek + 3600);
+
+    EXPECT_THAT(takeDue(), ElementsAre("weekly", "biweekly", "weekly", "weekly", "biweekly"));
+}
+
+TEST_F(OrvCaptureScheduleTest, recomputesEveryItemInTheOrderOfTheSchedule) {
+    schedule_.replace({itemOf("b", "Mon", "02:30"), itemOf("a", "Mon", "02:30"), itemOf("first", "Mon", "02:00")});
+    clock_.setCalendar(kMonday + 10 * kWeek - 7200);
+    switch_.takeTraces();
+
+    schedule_.recomputeQueue();
+
+    EXPECT_THAT(switch_.takeTraces(), testing::Contains("OrvCHCapture recomputeQueue: Entry\n"));
+    EXPECT_EQ(schedule_.dump(),
+              "  first: Mon 02:00, every 1 weeks, LastExecution = Thu, 01  Jan  1970  00:00:00  +0000, NextExecution = "
+              "Mon, 22  Jan  2024  02:00:00  +0000\n"
+              "  b: Mon 02:30, every 1 weeks, LastExecution = Thu, 01  Jan  1970  00:00:00  +0000, NextExecution = "
+              "Mon, 22  Jan  2024  02:30:00  +0000\n"
+              "  a: Mon 02:30, every 1 weeks, LastExecution = Thu, 01  Jan  1970  00:00:00  +0000, NextExecution = "
+              "Mon, 22  Jan  2024  02:30:00  +0000\n");
+    EXPECT_EQ(schedule_.size(), 3u);
+}
+
+// Kept: the rhythm of several weeks starts afresh with the next weekday.
+TEST_F(OrvCaptureScheduleTest, losesARhythmOfSeveralWeeksWhenItIsRecomputed) {
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "4")});
+    clock_.setCalendar(kMonday);
+    takeDue();
+
+    clock_.setCalendar(kMonday + 3600);
+    schedule_.recomputeQueue();
+
+    EXPECT_EQ(schedule_.due(kMonday + kWeek - 1), nullptr);
+    EXPECT_NE(schedule_.due(kMonday + kWeek), nullptr);
+}
+
+TEST_F(OrvCaptureScheduleTest, isReplacedAsAWhole) {
+    schedule_.replace({itemOf("old", "Mon", "02:30"), itemOf("other", "Tue", "02:30")});
+
+    schedule_.replace({itemOf("new", "Mon", "02:30")});
+
+    EXPECT_EQ(schedule_.size(), 1u);
+    clock_.setCalendar(kMonday + 100);
+    EXPECT_THAT(takeDue(), ElementsAre("new"));
+    schedule_.replace({});
+    EXPECT_TRUE(schedule_.empty());
+}
+
+TEST_F(OrvCaptureScheduleTest, keepsAnUnchangedItemThatIsDueAlready) {
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "2")});
+    clock_.setCalendar(kMonday);
+    takeDue();
+    clock_.setCalendar(kMonday + 2 * kWeek + 30);
+
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "2")});
+
+    const CronCaptureItem* due = schedule_.due(kMonday + 2 * kWeek + 30);
+    ASSERT_NE(due, nullptr);
+    EXPECT_EQ(due->LastExecution, kMonday);
+    EXPECT_EQ(due->NextExecution, kMonday + 2 * kWeek);
+    EXPECT_THAT(takeDue(), ElementsAre("Ops"));
+}
+
+TEST_F(OrvCaptureScheduleTest, computesAChangedItemAnewEvenWhenItWasDue) {
+    const CronCaptureItem changed[] = {itemOf("Dev", "Mon", "02:30"), itemOf("Ops", "Tue", "02:30"),
+                                       itemOf("Ops", "Mon", "02:29"), itemOf("Ops", "Mon", "02:30", "2")};
+    for (const CronCaptureItem& item : changed) {
+        clock_.setCalendar(kMonday - 3600);
+        schedule_.replace({});
+        schedule_.replace({itemOf("Ops", "Mon", "02:30")});
+        clock_.setCalendar(kMonday + 30);
+        schedule_.replace({item});
+        EXPECT_EQ(schedule_.due(kMonday + 30), nullptr);
+        EXPECT_EQ(schedule_.size(), 1u);
+    }
+}
+
+TEST_F(OrvCaptureScheduleTest, doesNotRepeatAnItemThatHasRun) {
+    schedule_.replace({itemOf("Ops", "Mon", "02:30")});
+    clock_.setCalendar(kMonday + 30);
+    EXPECT_THAT(takeDue(), ElementsAre("Ops"));
+
+    schedule_.replace({itemOf("Ops", "Mon", "02:30")});
+
+    EXPECT_THAT(takeDue(), ElementsAre());
+    clock_.setCalendar(kMonday + kWeek);
+    EXPECT_THAT(takeDue(), ElementsAre("Ops"));
+}
+
+TEST_F(OrvCaptureScheduleTest, keepsItsOrderOverTheEndOf32Bits) {
+    clock_.setCalendar(2147483600);  // Tuesday 2038-01-19 03:13:20
+    schedule_.replace({itemOf("after", "Tue", "03:15"), itemOf("before", "Tue", "03:14")});
+
+    EXPECT_THAT(takeDue(), ElementsAre());
+    clock_.setCalendar(2147483647);
+    EXPECT_THAT(takeDue(), ElementsAre("before"));
+    clock_.setCalendar(2147483648);
+    EXPECT_THAT(takeDue(), ElementsAre());
+    clock_.setCalendar(2147483700);
+    EXPECT_THAT(takeDue(), ElementsAre("after"));
+    clock_.setCalendar(2147483700 + kWeek);
+    EXPECT_THAT(takeDue(), ElementsAre("before", "after"));
+}
+
+}  // namespace

@@ -1,0 +1,179 @@
+#include "capture/OrvCaptureSequence.h"
+
+#include "mesg/OrvFileError.h"
+#include "profile/RecordingSwitch.h"
+#include "word_order.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kPath[] = "/ostrel/conf/orv/callHome/capture.seq";
+constexpr char kReadError[] = "Read Error for file /ostrel/conf/orv/callHome/capture.seq";
+constexpr char kWriteError[] = "Write Error for file /ostrel/conf/orv/callHome/capture.seq";
+
+class OrvCaptureSequenceTest : public testing::Test {
+protected:
+    static std::string nativeBytes(std::uint32_t word) {
+        std::array<std::uint8_t, 4> bytes{};
+        storeNative32(bytes, word);
+        return {bytes.begin(), bytes.end()};
+    }
+
+    std::string constructionError() {
+        try {
+            OrvCaptureSequence sequence;
+        } catch (const OrvFileError& error) {
+            return error.what();
+        }
+        return "none";
+    }
+
+    RecordingSwitch switch_;
+    TempRoot& root_ = switch_.root();
+};
+
+TEST_F(OrvCaptureSequenceTest, createsTheFileWithZero) {
+    const OrvCaptureSequence sequence;
+
+    EXPECT_EQ(sequence.last(), 0u);
+    EXPECT_EQ(root_.read(kPath), std::string(4, '\0'));
+    EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHCapture readSequence: File "
+                                                  "/ostrel/conf/orv/callHome/capture.seq, does not exist.  "
+                                                  "Creating...\n"));
+}
+
+TEST_F(OrvCaptureSequenceTest, goesOnFromTheNumberInTheFileInTheProcessorsOwnByteOrder) {
+    root_.write(kPath, nativeBytes(0x01020304));
+    OrvCaptureSequence sequence;
+    EXPECT_EQ(sequence.last(), 0x01020304u);
+
+    EXPECT_EQ(sequence.nextSequence(), 0x01020305u);
+
+    EXPECT_EQ(sequence.last(), 0x01020305u);
+    EXPECT_EQ(root_.read(kPath), nativeBytes(0x01020305));
+    EXPECT_THAT(switch_.takeTraces(), IsEmpty());
+}
+
+TEST_F(OrvCaptureSequenceTest, isKeptAcrossARestart) {
+    EXPECT_EQ(OrvCaptureSequence().nextSequence(), 1u);
+    EXPECT_EQ(OrvCaptureSequence().nextSequence(), 2u);
+}
+
+TEST_F(OrvCaptureSequenceTest, startsAgainAtZeroAfterTheLastNumber) {
+    root_.write(kPath, nativeBytes(0xFFFFFFFF));
+    OrvCaptureSequence sequence;
+
+    EXPECT_EQ(sequence.nextSequence(), 0u);
+    EXPECT_EQ(sequence.nextSequence(), 1u);
+}
+
+TEST_F(OrvCaptureSequenceTest, takesTheFirstFourBytesOfALongerFileAndCutsItAtTheNextNumber) {
+    root_.write(kPath, nativeBytes(41) + "x");
+    OrvCaptureSequence sequence;
+    EXPECT_EQ(sequence.last(), 41u);
+
+    sequence.nextSequence();
+
+    EXPECT_EQ(root_.read(kPath), nativeBytes(42));
+}
+
+TEST_F(OrvCaptureSequenceTest, cannotBeReadFromAFileThatIsTooShort) {
+    for (const char* content : {"", "abc"}) {
+        root_.write(kPath, content);
+        EXPECT_EQ(constructionError(), kReadError);
+        EXPECT_EQ(root_.read(kPath), content);
+    }
+}
+
+TEST_F(OrvCaptureSequenceTest, cannotBeReadFromADirectory) {
+    std::filesystem::create_directory(root_.at(kPath));
+    EXPECT_EQ(constructionError(), kReadError);
+}
+
+TEST_F(OrvCaptureSequenceTest, cannotBeReadWhenTheFileCannotBeExamined) {
+    ASSERT_EQ(symlink("capture.seq", root_.at(kPath).c_str()), 0);
+    EXPECT_EQ(constructionError(), kReadError);
+}
+
+TEST_F(OrvCaptureSequenceTest, cannotBeCreatedWithoutItsDirectory) {
+    std::filesystem::remove_all(root_.at("/ostrel/conf/orv/callHome"));
+    EXPECT_EQ(constructionError(), kWriteError);
+}
+
+TEST_F(OrvCaptureSequenceTest, throwsWithTheReasonInErrnoWhenANumberCannotBeKept) {
+    OrvCaptureSequence sequence;
+    std::filesystem::remove(root_.at(kPath));
+    std::filesystem::create_directory(root_.at(kPath));
+
+    try {
+        sequence.nextSequence();
+        FAIL() << "nothing thrown";
+    } catch (const OrvFileError& error) {
+        EXPECT_EQ(errno, EISDIR);
+        EXPECT_STREQ(error.what(), kWriteError);
+    }
+}
+
+TEST_F(OrvCaptureSequenceTest, noticesAFullDisk) {
+    OrvCaptureSequence sequence;
+    std::filesystem::remove(root_.at(kPath));
+    ASSERT_EQ(symlink("/dev/full", root_.at(kPath).c_str()), 0);
+
+    try {
+        sequence.nextSequence();
+        FAIL() << "nothing thrown";
+    } catch (const OrvFileError& error) {
+        EXPECT_EQ(errno, ENOSPC);
+        EXPECT_STREQ(error.what(), kWriteError);
+    }
+}
+
+TEST_F(OrvCaptureSequenceTest, givesNoNumberTwiceEvenWhenOneCouldNotBeKept) {
+    OrvCaptureSequence sequence;
+    std::filesystem::remove(root_.at(kPath));
+    std::filesystem::create_directory(root_.at(kPath));
+    EXPECT_THROW(sequence.nextSequence(), OrvFileError);
+    std::filesystem::remove(root_.at(kPath));
+
+    EXPECT_EQ(sequence.nextSequence(), 2u);
+}
+
+TEST_F(OrvCaptureSequenceTest, givesEachNumberToOneOfTwoThreadsOnly) {
+    constexpr std::uint32_t kEach = 200;
+    OrvCaptureSequence sequence;
+    std::vector<std::uint32_t> others;
+    std::vector<std::uint32_t> own;
+    std::thread other([&] {
+        for (std::uint32_t i = 0; i < kEach; ++i) {
+            others.push_back(sequence.nextSequence());
+        }
+    });
+    for (std::uint32_t i = 0; i < kEach; ++i) {
+        own.push_back(sequence.nextSequence());
+    }
+    other.join();
+
+    std::set<std::uint32_t> all(own.begin(), own.end());
+    all.insert(others.begin(), others.end());
+    EXPECT_EQ(all.size(), 2 * kEach);
+    EXPECT_EQ(*all.begin(), 1u);
+    EXPECT_EQ(*all.rbegin(), 2 * kEach);
+    EXPECT_EQ(root_.read(kPath), nativeBytes(2 * kEach));
+}
+
+}  // namespace
