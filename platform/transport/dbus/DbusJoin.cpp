@@ -1,4 +1,4 @@
-// How a process becomes a member of the bus: DbusTransport::join and its steps.
+// How a process becomes a member of the bus: DbusTransport::join and its steps, and the services' name.
 #include "platform/transport/dbus/DbusAddress.h"
 #include "platform/transport/dbus/DbusMessage.h"
 #include "platform/transport/dbus/DbusTransport.h"
@@ -71,9 +71,9 @@ int DbusTransport::join() {
     const Deadline deadline = std::chrono::steady_clock::now() + options_.patience;
     lost_ = false;
     problem_.clear();
-    const bool services = options_.role == Role::SERVICES;
-    if (connect() < 0 || awaitReady(deadline) < 0 || followNames() < 0 ||
-        (services ? takeName() : awaitSwitchd(deadline)) < 0) {
+    const bool waits = options_.role == Role::CLIENT;
+    if (connect() < 0 || awaitReady(deadline) < 0 || followNames() < 0 || lookUpSwitchd() < 0 ||
+        (waits && awaitSwitchd(deadline) < 0)) {
         bus_.reset();
         return -1;
     }
@@ -129,18 +129,6 @@ int DbusTransport::followNames() {
     return result < 0 ? fail("cannot follow who is on the bus", -result) : 0;
 }
 
-int DbusTransport::takeName() {
-    const int result = sd_bus_request_name(bus_.get(), SWITCHD_NAME, 0);
-    if (result == -EEXIST) {
-        return fail(std::string("the name ") + SWITCHD_NAME + " is taken: another switchd runs on this bus");
-    }
-    if (result < 0) {
-        return fail(std::string("cannot take the name ") + SWITCHD_NAME, -result);
-    }
-    switchd_ = self_;
-    return 0;
-}
-
 // 0 whether or not it is there; switchd_ tells. -1 when the bus does not say.
 int DbusTransport::lookUpSwitchd() {
     sd_bus_error error = SD_BUS_ERROR_NULL;
@@ -158,9 +146,6 @@ int DbusTransport::lookUpSwitchd() {
 }
 
 int DbusTransport::awaitSwitchd(Deadline deadline) {
-    if (lookUpSwitchd() < 0) {
-        return -1;
-    }
     while (switchd_ == Hsb_Address{}) {
         sd_bus_message* raw = nullptr;
         const int result = sd_bus_process(bus_.get(), &raw);
@@ -192,4 +177,21 @@ int DbusTransport::waitForBus(Deadline deadline) {
         return -1;
     }
     return 0;
+}
+
+int DbusTransport::takeName() {
+    const int result = sd_bus_request_name(bus_.get(), SWITCHD_NAME, 0);
+    if (result == -EEXIST) {
+        return fail(std::string("the name ") + SWITCHD_NAME + " is taken: another switchd runs on this bus");
+    }
+    if (result < 0) {
+        return fail(std::string("cannot take the name ") + SWITCHD_NAME, -result);
+    }
+    ownsName_ = true;
+    return 0;
+}
+
+void DbusTransport::giveNameBack() {
+    sd_bus_release_name(bus_.get(), SWITCHD_NAME);
+    ownsName_ = false;
 }

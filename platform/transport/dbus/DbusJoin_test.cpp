@@ -132,7 +132,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(DbusJoin, takesTheAddressFromTheEnvironment) {
     const auto services = switchd();
+    RecordingParty names;
     ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(services->attachService(names, ServiceAddress::NAMES), 0);
     ASSERT_EQ(setenv("HSB_BUS", bus_.address().c_str(), 1), 0);
 
     DbusTransport transport;
@@ -183,9 +185,22 @@ TEST_F(DbusJoin, ignoresCallsThatAreNotMessages) {
     EXPECT_FALSE(services->lost());
 }
 
+TEST_F(DbusJoin, processWithoutServicesDoesNotOwnTheName) {
+    const auto services = switchd();
+    RecordingParty names;
+    ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(services->attachService(names, ServiceAddress::NAMES), 0);
+    services->detach(ServiceAddress::NAMES);
+
+    RawBus other(bus_.address());
+    EXPECT_GE(sd_bus_request_name(other.get(), "hsb.Switchd", 0), 0);
+}
+
 TEST_F(DbusJoin, tellsAStrangerWhatItTakes) {
     const auto services = switchd();
+    RecordingParty names;
     ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(services->attachService(names, ServiceAddress::NAMES), 0);
     RawBus stranger(bus_.address());
     std::string answer;
     std::thread asking([&] {

@@ -50,11 +50,23 @@ int DbusTransport::attachService(TransportReceiver& receiver, const Hsb_Address&
     if (!bus_ || options_.role != Role::SERVICES || !DbusAddress::isService(address)) {
         return -1;
     }
-    return parties_.emplace(keyOf(address), &receiver).second ? 0 : -1;
+    if (parties_.contains(keyOf(address)) || (!ownsName_ && takeName() < 0)) {
+        return -1;
+    }
+    parties_.emplace(keyOf(address), &receiver);
+    return 0;
 }
 
 void DbusTransport::detach(const Hsb_Address& address) {
     parties_.erase(keyOf(address));
+    if (ownsName_ && !holdsServices()) {
+        giveNameBack();
+    }
+}
+
+// Services stand on node 0: first in the order of addresses.
+bool DbusTransport::holdsServices() const {
+    return !parties_.empty() && std::get<0>(parties_.begin()->first) == 0;
 }
 
 int DbusTransport::send(const Hsb_Message& message) {
@@ -114,6 +126,7 @@ void DbusTransport::leave() {
     queuedSizes_.clear();
     queuedBytes_ = 0;
     self_ = switchd_ = Hsb_Address{};
+    ownsName_ = false;
 }
 
 // What was sent before leaving still goes out, unless the bus daemon does not take it.
@@ -183,7 +196,7 @@ void DbusTransport::switchdChanged(const char* owner) {
     const Hsb_Address before = std::exchange(switchd_, Hsb_Address{});
     const bool isOwned = DbusAddress::parseUniqueName(owner, switchd_) == 0;
     const bool wasOwned = before != Hsb_Address{};
-    if (wasOwned && !(isOwned && sameProcess(before, switchd_))) {
+    if (options_.role == Role::CLIENT && wasOwned && !(isOwned && sameProcess(before, switchd_))) {
         lose("switchd has left the bus");
     }
 }

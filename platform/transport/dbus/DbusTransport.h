@@ -31,7 +31,7 @@ class DbusTransport final : public Transport, private DbusLoop::Owner {
 public:
     enum class Role {
         CLIENT,    // Waits in join() until switchd is there.
-        SERVICES,  // Is switchd: owns hsb.Switchd and the services' addresses.
+        SERVICES,  // Is switchd: owns the name hsb.Switchd while it holds a service's address.
     };
     struct Options {
         Role role = Role::CLIENT;
@@ -73,13 +73,16 @@ private:
     int connect();
     int awaitReady(Deadline deadline);
     int followNames();
-    int takeName();
     int awaitSwitchd(Deadline deadline);
     // Waits for the bus to do something. 0, or -1 when the deadline has passed or waiting failed.
     int waitForBus(Deadline deadline);
     int fail(const std::string& what, int error = 0);
 
     int lookUpSwitchd();
+    // The name of the services: taken with the first, given back with the last. 0, or -1 with problem_ set.
+    int takeName();
+    void giveNameBack();
+    bool holdsServices() const;
     void deliver(sd_bus_message& call);
     void nameOwnerChanged(sd_bus_message& signal);
     void switchdChanged(const char* owner);
@@ -94,7 +97,8 @@ private:
     std::unique_ptr<sd_bus, DbusClose> bus_;
     DbusLoop loop_{*this};
     std::map<Key, TransportReceiver*> parties_;
-    Hsb_Address self_;     // Node and process of this process.
+    Hsb_Address self_;  // Node and process of this process.
+    bool ownsName_ = false;
     Hsb_Address switchd_;  // Node and process of hsb.Switchd's owner; 0xFF bytes while it has none.
     std::uint16_t lastSlot_ = 0;
     std::deque<std::size_t> queuedSizes_;  // Payloads that sd-bus still holds, oldest first.
