@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -88,9 +89,7 @@ ScriptedMailServer::~ScriptedMailServer() {
     }
     wake();
     thread_.join();
-    for (const auto& connection : connections_) {
-        end(*connection, ScriptedReply::End::kReset);
-    }
+    breakAll();
     for (const int fd : {listener_, holder_, wakePipe_[0], wakePipe_[1]}) {
         if (fd >= 0) {
             close(fd);
@@ -152,6 +151,13 @@ void ScriptedMailServer::listenFromNowOn(bool listening) {
     listening_ = listening;
     wake();
     changed_.wait(lock, [&] { return (listener_ >= 0) == listening; });
+}
+
+void ScriptedMailServer::breakConnections() {
+    std::unique_lock lock(mutex_);
+    breaking_ = true;
+    wake();
+    changed_.wait(lock, [&] { return !breaking_; });
 }
 
 std::size_t ScriptedMailServer::connections() const {
@@ -238,6 +244,9 @@ void ScriptedMailServer::serve() {
         while (read(wakePipe_[0], drained.data(), drained.size()) > 0) {
         }
         followListening();
+        if (std::exchange(breaking_, false)) {
+            breakAll();
+        }
         const TimePoint now = ScriptedMailSession::Clock::now();
         for (std::size_t i = 2; i < waiting.size(); ++i) {
             if (waiting[i].revents != 0) {
@@ -260,6 +269,12 @@ void ScriptedMailServer::followListening() {
     } else if (!listening_ && listener_ >= 0) {
         close(listener_);
         listener_ = -1;
+    }
+}
+
+void ScriptedMailServer::breakAll() {
+    for (const auto& connection : connections_) {
+        end(*connection, ScriptedReply::End::kReset);
     }
 }
 

@@ -40,6 +40,8 @@ public:
     void answerRecipientOnce(const std::string& address, ScriptedReply reply);
     // Breaks every later connection off as soon as it has sent this many bytes.
     void hangUpAfterReceiving(std::size_t bytes);
+    // Breaks off all connections that are open.
+    void breakConnections();
     // Connects fail at once until they are accepted again; the port stays this server's.
     void refuseConnections();
     void acceptConnections();
@@ -66,6 +68,7 @@ private:
     void startListening();
     void listenFromNowOn(bool listening);
     void followListening();
+    void breakAll();
     void wake();
     void serve();
     int pollTimeout(TimePoint now) const;
@@ -84,6 +87,7 @@ private:
     int listener_ = -1;                        // -1 while connections are refused
     bool listening_ = true;
     bool stopping_ = false;
+    bool breaking_ = false;
     std::size_t receiveLimit_ = SIZE_MAX;
     MailScript script_;
     std::vector<std::unique_ptr<Connection>> connections_;

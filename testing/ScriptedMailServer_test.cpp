@@ -223,6 +223,18 @@ TEST(ScriptedMailServer, breaksOffItsConnectionsWhenItDies) {
     EXPECT_EQ(client.end(), ECONNRESET);
 }
 
+TEST(ScriptedMailServer, breaksOffItsConnectionsWhenToldAndTakesNewOnes) {
+    ScriptedMailServer server;
+    RawClient client(server);
+    client.read(kGreetingSize);
+
+    server.breakConnections();
+
+    EXPECT_EQ(client.end(), ECONNRESET);
+    EXPECT_EQ(server.openConnections(), 0u);
+    EXPECT_EQ(RawClient(server).read(kGreetingSize), kGreeting);
+}
+
 TEST(ScriptedMailServer, saysWhenAConditionNeverComesTrue) {
     const ScriptedMailServer server;
 
