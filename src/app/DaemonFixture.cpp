@@ -19,6 +19,9 @@ void DaemonFixture::startDaemon() {
 void DaemonFixture::killDaemon() {
     if (app_ != nullptr) {
         switch_->leaveBus();
+        // A dialogue that is under way comes to its end, and with it the send thread.
+        primary_.breakConnections();
+        secondary_.breakConnections();
         app_.reset();
         switch_->joinBus();
     }

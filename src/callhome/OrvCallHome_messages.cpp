@@ -89,9 +89,10 @@ int OrvCallHome::takeRecord(const Sw_Log_Type& record) {
 }
 
 void OrvCallHome::processIncomingLogEventQ() {
-    eventRing_.drain([](std::uint32_t bucket) { ORV_TRACE("incomingLogEventQ[%u]\n", bucket); },
+    static const char* const kMethod = __func__;
+    eventRing_.drain([](std::uint32_t bucket) { orvTrace(kTraceModule, kMethod, "incomingLogEventQ[%u]\n", bucket); },
                      [this](const Sw_Log_Type& record) {
-                         ORV_TRACE("event: %s\n", record.text.c_str());
+                         orvTrace(kTraceModule, kMethod, "event: %s\n", record.text.c_str());
                          takeRecord(record);
                      });
 }
