@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <optional>
@@ -23,8 +24,10 @@ std::atomic<bool> toldToEnd{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler writes it
 
 void tellToEnd(int /*signal*/) {
+    const int error = errno;  // the code that it interrupts may be about to look at it
     toldToEnd.store(true);
     Dispatcher::instance()->wake();
+    errno = error;
 }
 
 // SIGTERM and SIGINT end the loop from here until released.
