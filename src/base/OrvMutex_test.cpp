@@ -51,50 +51,6 @@ TEST(OrvCondLock, wakesOneWaiterOrAll) {
     EXPECT_EQ(woken, 3);
 }
 
-TEST(OrvMutexDeathTest, stopsTheProcessWhenLockedTwice) {
-    EXPECT_DEATH(
-        {
-            Mt::Mutex mutex;
-            mutex.lock();
-            mutex.lock();
-        },
-        "assertion \"pthread_mutex_lock\\(&mutex\\) == 0\" failed");
-}
-
-TEST(OrvMutexDeathTest, stopsTheProcessWhenUnlockedWithoutLock) {
-    EXPECT_DEATH(
-        {
-            Mt::Mutex mutex;
-            mutex.unlock();
-        },
-        "assertion \"pthread_mutex_unlock\\(&mutex\\) == 0\" failed");
-}
-
-TEST(OrvMutexDeathTest, stopsTheProcessWhenDestroyedLocked) {
-    EXPECT_DEATH(
-        {
-            Mt::Mutex mutex;
-            mutex.lock();
-        },
-        "assertion \"pthread_mutex_destroy\\(&mutex\\) == 0\" failed");
-}
-
-TEST(OrvMutexDeathTest, stopsTheProcessWhenWaitingWithoutTheMutex) {
-    EXPECT_DEATH(
-        {
-            Mt::Mutex mutex;
-            Mt::CondLock cond(mutex);
-            cond.wait();
-        },
-        "assertion \"pthread_cond_wait\\(&cond, &cmutex.mutex\\) == 0\" failed");
-}
-
-TEST(OrvAssertDeathTest, namesExpressionAndPlace) {
-    const int three = 3;
-
-    EXPECT_DEATH(ORV_ASSERT(three == 4), "OrvMutex_test.cpp:[0-9]+: assertion \"three == 4\" failed");
-}
-
 TEST(OrvAssert, goesOnWhenTheExpressionHolds) {
     int evaluated = 0;
 

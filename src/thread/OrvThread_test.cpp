@@ -231,21 +231,6 @@ TEST_F(OrvThreadTest, endsTheTraceOfTheThreadThatDropsAReference) {
     EXPECT_EQ(file("orv.out.Dropper"), "");
 }
 
-class DropsOneTooMany final : public OrvThread {
-public:
-    DropsOneTooMany() : OrvThread(0, "orv.out.Worker") {}
-    ~DropsOneTooMany() override { decRef(); }
-
-private:
-    int runThread() override { return 0; }
-};
-
-using OrvThreadDeathTest = OrvThreadTest;
-
-TEST_F(OrvThreadDeathTest, stopsTheProcessWhenAReferenceTooManyIsDropped) {
-    EXPECT_DEATH((new DropsOneTooMany)->decRef(), "assertion \"refcnt > 0\" failed");
-}
-
 TEST_F(OrvThreadTest, endsByPthreadExitWithoutItsLastLine) {
     Worker worker([](Worker&) -> int {
         struct Unwound {
