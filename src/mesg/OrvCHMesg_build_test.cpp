@@ -151,7 +151,6 @@ TEST_F(OrvCHMesgBuild, judgesTheLevelByTheTextWithoutItsLineFeed) {
 using OrvCHMesgBuildDeathTest = OrvCHMesgBuild;
 
 TEST_F(OrvCHMesgBuildDeathTest, stopsTheProcessWhenARecordMeetsNoLogEventData) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH({ OrvCHMesg().extractData(portRecord()); }, "Mesg\\.LogEvent");
 }
 
