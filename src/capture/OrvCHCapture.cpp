@@ -155,25 +155,22 @@ void OrvCHCapture::handleSucceedMesg(OrvCHCaptureSucceed& mesg) {
     ORV_TRACE("Entry\n");
     const AtEnd finish([&] { finishFirst(mesg.capture()); });
     ORV_TRACE("CronCapture succeeded!\n");
-    deliver(mesg.capture().item.profileName(), mesg.takeMesg());
-}
-
-void OrvCHCapture::deliver(const std::string& profileName, std::unique_ptr<OrvCHMesg> mesg) {
-    OrvCHProfile* profile = sink_.profileByName(profileName);
+    const std::string& owner = mesg.capture().item.profileName();
+    OrvCHProfile* const profile = sink_.profileByName(owner);
     if (profile == nullptr) {
-        ORV_TRACE("Profile %s deleted or renamed, cannot retreive envelope for message, deleting...!\n",
-                  profileName.c_str());
+        ORV_TRACE("Profile %s deleted or renamed, cannot retreive envelope for message, deleting...!\n", owner.c_str());
         return;
     }
     // A capture has no level of its own: the profile that asked for it gets it.
     constexpr bool kForce = true;
     std::unique_ptr<OrvCHEnvelope> envelope = profile->envelopeFor(kOrvLevelNone, kForce);
     if (!envelope) {
-        ORV_TRACE("Profile %s: No envelope for message, deleting...!\n", profileName.c_str());
+        ORV_TRACE("Profile %s: No envelope for message, deleting...!\n", owner.c_str());
         return;
     }
-    mesg->addEnvelope(std::move(envelope));
-    sink_.enqueue(std::move(mesg));
+    std::unique_ptr<OrvCHMesg> message = mesg.takeMesg();
+    message->addEnvelope(std::move(envelope));
+    sink_.enqueue(std::move(message));
 }
 
 // Captures finish in the order in which they were started.

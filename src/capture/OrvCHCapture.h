@@ -65,7 +65,6 @@ private:
     void pushExecMesg(const OrvStartedCapture& capture);
     void handleFailMesg(const OrvCHCaptureFail& mesg);
     void handleSucceedMesg(OrvCHCaptureSucceed& mesg);
-    void deliver(const std::string& profileName, std::unique_ptr<OrvCHMesg> mesg);
     void finishFirst(const OrvStartedCapture& capture);
 
     // Capture thread.

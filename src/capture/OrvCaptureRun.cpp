@@ -17,6 +17,8 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHCapture";
+// Everything a capture does is traced under one name.
+constexpr char kTraceMethod[] = "execCapture";
 
 constexpr char kSupportShell[] = "/ostrel/bin/clish";
 // Kept: no blank before the quoted command.
@@ -69,7 +71,7 @@ int OrvCaptureRun::execute(const OrvStartedCapture& capture, std::unique_ptr<Orv
     const std::string command = shellWord(orvHostPath(kSupportShell)) + kSupportArguments;
     if (shell_(command.c_str()) < 0) {
         const int error = errno;
-        ORV_TRACE("system(): %s\n", orvErrorText(error).c_str());
+        orvTrace(kTraceModule, kTraceMethod, "system(): %s\n", orvErrorText(error).c_str());
         errno = error;
         return -1;
     }
@@ -113,14 +115,15 @@ void OrvCaptureRun::attachLogFiles(OrvCHMesg& mesg) {
 bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std::string& name) {
     const std::string path = directory + name;
     if (const int error = lookFor(path); error != 0) {
-        ORV_TRACE("Skipping %s: %s\n", path.c_str(), orvErrorText(error).c_str());
+        orvTrace(kTraceModule, kTraceMethod, "Skipping %s: %s\n", path.c_str(), orvErrorText(error).c_str());
         return true;
     }
     const std::string target = std::string(kOrvAttachmentsDirectory) + "/" + name + kCompressedSuffix;
     const std::string command = compressCommand(shellWord(orvHostPath(path)), shellWord(orvHostPath(target)));
     if (shell_(command.c_str()) < 0) {
         const int error = errno;
-        ORV_TRACE("system(%s): %s\n", compressCommand(path, target).c_str(), orvErrorText(error).c_str());
+        orvTrace(kTraceModule, kTraceMethod, "system(%s): %s\n", compressCommand(path, target).c_str(),
+                 orvErrorText(error).c_str());
         return false;
     }
     attachCompressed(mesg, target);
@@ -130,11 +133,11 @@ bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std
 // The attachment keeps what it needs of the file. One that cannot be attached is left out of the message.
 void OrvCaptureRun::attachCompressed(OrvCHMesg& mesg, const std::string& target) {
     if (mesg.cronCapture()->insertAttachment(target) < 0) {
-        ORV_TRACE("%s is left out\n", target.c_str());
+        orvTrace(kTraceModule, kTraceMethod, "%s is left out\n", target.c_str());
     }
     const std::string hostTarget = orvHostPath(target);
     if (std::remove(hostTarget.c_str()) != 0) {
         const int error = errno;
-        ORV_TRACE("remove(%s): %s\n", target.c_str(), orvErrorText(error).c_str());
+        orvTrace(kTraceModule, kTraceMethod, "remove(%s): %s\n", target.c_str(), orvErrorText(error).c_str());
     }
 }

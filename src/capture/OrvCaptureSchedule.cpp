@@ -41,10 +41,18 @@ void OrvCaptureSchedule::computeFirstExecution(CronCaptureItem& item) {
 }
 
 void OrvCaptureSchedule::computeNextExecution(CronCaptureItem& item) {
+    moveOn(item);
+    traceNextExecution(item);
+}
+
+void OrvCaptureSchedule::moveOn(CronCaptureItem& item) {
     item.LastExecution = item.NextExecution;
     item.NextExecution += static_cast<std::time_t>(item.interval());
-    ORV_TRACE("\nLastExecution(%s)\nNextExecution(%s)\n", orvMailDateText(item.LastExecution).c_str(),
-              orvMailDateText(item.NextExecution).c_str());
+}
+
+void OrvCaptureSchedule::traceNextExecution(const CronCaptureItem& item) {
+    orvTrace(kTraceModule, "computeNextExecution", "\nLastExecution(%s)\nNextExecution(%s)\n",
+             orvMailDateText(item.LastExecution).c_str(), orvMailDateText(item.NextExecution).c_str());
 }
 
 void OrvCaptureSchedule::replace(const std::vector<CronCaptureItem>& items) {
@@ -90,11 +98,12 @@ const CronCaptureItem* OrvCaptureSchedule::due(std::time_t now) const {
     return &items_.begin()->second;
 }
 
+// Composing the trace may fail for want of memory; by then the item has its new place.
 void OrvCaptureSchedule::advance() {
     Items::node_type node = items_.extract(items_.begin());
-    computeNextExecution(node.mapped());
+    moveOn(node.mapped());
     node.key() = node.mapped().NextExecution;
-    items_.insert(std::move(node));
+    traceNextExecution(items_.insert(std::move(node))->second);
 }
 
 std::string OrvCaptureSchedule::dump() const {

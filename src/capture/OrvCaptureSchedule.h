@@ -38,6 +38,8 @@ public:
 private:
     using Items = std::multimap<std::time_t, CronCaptureItem>;
 
+    static void moveOn(CronCaptureItem& item);
+    static void traceNextExecution(const CronCaptureItem& item);
     const CronCaptureItem* findDue(const CronCaptureItem& item, std::time_t now) const;
 
     Items items_;  // by NextExecution; equal times in the order of insertion

@@ -82,11 +82,9 @@ std::vector<std::string> announcedKeys() {
 }
 
 // Kept: the words are those of the queue's configuration.
-void reportBadStatus(std::size_t position, std::int32_t status) {
-    const std::string text = orvFormat("Error getting Message Queue Config from DS - bad status array[%d] = %#08x",
-                                       static_cast<int>(position), static_cast<unsigned>(status));
-    ORV_TRACE("%s\n", text.c_str());
-    orvLog(kOrvLogInternal, "%s", text.c_str());
+std::string badStatusText(std::size_t position, std::int32_t status) {
+    return orvFormat("Error getting Message Queue Config from DS - bad status array[%d] = %#08x",
+                     static_cast<int>(position), static_cast<unsigned>(status));
 }
 
 }  // namespace
@@ -122,31 +120,27 @@ int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::sp
     {
         // The read ends before it is reported: the report may start the next cycle, which asks again.
         const ReadEnd end(*this);
-        unknown = applyAll(entries, statuses);
+        OrvIdentity identity = identity_;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            const DsEntry& entry = entries[i];
+            ORV_TRACE("name = %s, type = %d, value = %s\n", entry.name.c_str(), static_cast<int>(entry.type),
+                      entry.value.c_str());
+            const std::int32_t status = orvStatusAt(statuses, i);
+            if (!orvIsGoodStatus(status)) {
+                const std::string text = badStatusText(i, status);
+                ORV_TRACE("%s\n", text.c_str());
+                orvLog(kOrvLogInternal, "%s", text.c_str());
+            } else if (!apply(entry, identity)) {
+                orvLog(kOrvLogRestore, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
+                       kUnknownAttributeLine, entry.value.c_str());
+                ++unknown;
+            }
+        }
+        const Mt::Lock lock(lock_);
+        identity_ = std::move(identity);
     }
     config_.configComplete(OrvConfigListener::kIdentity);
     return -unknown;
-}
-
-int OrvCHMesgCommon::applyAll(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
-    OrvIdentity identity = identity_;
-    int unknown = 0;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const DsEntry& entry = entries[i];
-        ORV_TRACE("name = %s, type = %d, value = %s\n", entry.name.c_str(), static_cast<int>(entry.type),
-                  entry.value.c_str());
-        const std::int32_t status = orvStatusAt(statuses, i);
-        if (!orvIsGoodStatus(status)) {
-            reportBadStatus(i, status);
-        } else if (!apply(entry, identity)) {
-            orvLog(kOrvLogRestore, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
-                   kUnknownAttributeLine, entry.value.c_str());
-            ++unknown;
-        }
-    }
-    Mt::Lock lock(lock_);
-    identity_ = std::move(identity);
-    return unknown;
 }
 
 bool OrvCHMesgCommon::apply(const DsEntry& entry, OrvIdentity& identity) {

@@ -100,10 +100,9 @@ private:
     };
 
     void setReadOutstanding(bool outstanding);
-    int applyAll(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     bool apply(const DsEntry& entry, OrvIdentity& identity);
     static AddressPrinter defaultAddressPrinter();
-    bool takeAddress(int hostFamily, std::uint16_t family, std::span<const std::uint8_t> address);
+    void setAddress(std::string OrvIdentity::*field, const char* text);
 
     dsClient& store_;
     OrvConfigListener& config_;

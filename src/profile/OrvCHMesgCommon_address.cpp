@@ -9,21 +9,36 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <cerrno>
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHMesgCommon";
 
-// A socket address as the switch lays it out, whatever this machine's looks like.
 constexpr std::size_t kCountSize = 4;
 constexpr std::size_t kSlotSize = 128;
-constexpr std::size_t kIPv4Offset = 4;
-constexpr std::size_t kIPv4Size = 4;
-constexpr std::size_t kIPv6Offset = 8;
-constexpr std::size_t kIPv6Size = 16;
-constexpr std::uint16_t kFamilyIPv4 = 2;
-constexpr std::uint16_t kFamilyIPv6 = 10;
+
+// Where an address stands in its slot: as the switch lays its socket addresses out, whatever this machine's are like.
+struct AddressFamily {
+    std::uint16_t number;
+    int hostNumber;
+    std::size_t offset;
+    std::size_t size;
+    const char* name;
+    std::string OrvIdentity::*field;
+};
+constexpr std::array kFamilies{
+    AddressFamily{2, AF_INET, 4, 4, "IPv4", &OrvIdentity::IPv4Address},
+    AddressFamily{10, AF_INET6, 8, 16, "IPv6", &OrvIdentity::IPv6Address},
+};
+
+// An index into the table; its size for any other family.
+std::size_t familyOf(std::span<const std::uint8_t> slot) {
+    const std::uint16_t number = bigEndian16(slot);
+    const auto* const found = std::ranges::find(kFamilies, number, &AddressFamily::number);
+    return static_cast<std::size_t>(found - kFamilies.begin());
+}
 
 // The addresses that are really there, whatever their count says.
 std::size_t countOf(std::span<const std::uint8_t> data) {
@@ -45,33 +60,30 @@ int OrvCHMesgCommon::setSwitchAddr(std::span<const std::uint8_t> countAndAddress
         ORV_TRACE("CMON_IF_CHANGED event sent 0 IP addresses count\n");
         return 0;
     }
-    bool ipv4Taken = false;
-    bool ipv6Taken = false;
-    for (std::size_t i = 0; i < count && !(ipv4Taken && ipv6Taken); ++i) {
+    std::bitset<kFamilies.size()> taken;
+    for (std::size_t i = 0; i < count && !taken.all(); ++i) {
         const auto slot = countAndAddresses.subspan(kCountSize + i * kSlotSize, kSlotSize);
-        const std::uint16_t family = bigEndian16(slot);
-        if (family == kFamilyIPv4 && !ipv4Taken) {
-            ipv4Taken = takeAddress(AF_INET, family, slot.subspan(kIPv4Offset, kIPv4Size));
-        } else if (family == kFamilyIPv6 && !ipv6Taken) {
-            ipv6Taken = takeAddress(AF_INET6, family, slot.subspan(kIPv6Offset, kIPv6Size));
+        const std::size_t index = familyOf(slot);
+        if (index == kFamilies.size() || taken[index]) {
+            continue;
         }
+        const AddressFamily& family = kFamilies[index];
+        std::array<char, INET6_ADDRSTRLEN> text{};
+        if (addressPrinter_(family.hostNumber, slot.subspan(family.offset, family.size).data(), text.data(),
+                            text.size()) == nullptr) {
+            const int error = errno;
+            ORV_TRACE("CMON_IF_CHANGED event sent invalid IP address inet_top(%d, %s) %s\n", family.number, text.data(),
+                      orvErrorText(error).c_str());
+            continue;
+        }
+        setAddress(family.field, text.data());
+        taken.set(index);
+        ORV_TRACE("CMON_IF_CHANGED event - Setting switch %s address to '%s'\n", family.name, text.data());
     }
     return 0;
 }
 
-bool OrvCHMesgCommon::takeAddress(int hostFamily, std::uint16_t family, std::span<const std::uint8_t> address) {
-    std::array<char, INET6_ADDRSTRLEN> text{};
-    if (addressPrinter_(hostFamily, address.data(), text.data(), text.size()) == nullptr) {
-        const int error = errno;
-        ORV_TRACE("CMON_IF_CHANGED event sent invalid IP address inet_top(%d, %s) %s\n", family, text.data(),
-                  orvErrorText(error).c_str());
-        return false;
-    }
-    const bool isIPv4 = family == kFamilyIPv4;
-    {
-        Mt::Lock lock(lock_);
-        (isIPv4 ? identity_.IPv4Address : identity_.IPv6Address) = text.data();
-    }
-    ORV_TRACE("CMON_IF_CHANGED event - Setting switch %s address to '%s'\n", isIPv4 ? "IPv4" : "IPv6", text.data());
-    return true;
+void OrvCHMesgCommon::setAddress(std::string OrvIdentity::*field, const char* text) {
+    const Mt::Lock lock(lock_);
+    identity_.*field = text;
 }

@@ -76,9 +76,9 @@ TEST_F(OrvCHMesgCommonAddressTest, takesOneAddressOfEachFamily) {
     EXPECT_EQ(common_.current().IPv4Address, "10.0.0.2");
     EXPECT_EQ(common_.current().IPv6Address, "2001:db8::1");
     EXPECT_THAT(switch_.takeTraces(),
-                ElementsAre("OrvCHMesgCommon takeAddress: CMON_IF_CHANGED event - Setting switch IPv6 address to "
+                ElementsAre("OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event - Setting switch IPv6 address to "
                             "'2001:db8::1'\n",
-                            "OrvCHMesgCommon takeAddress: CMON_IF_CHANGED event - Setting switch IPv4 address to "
+                            "OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event - Setting switch IPv4 address to "
                             "'10.0.0.2'\n"));
     EXPECT_THAT(neighbours_.calls, IsEmpty());
 }
@@ -107,14 +107,15 @@ TEST_F(OrvCHMesgCommonAddressTest, takesTheNextAddressWhenOneCannotBeConverted) 
     EXPECT_EQ(common_.current().IPv6Address, "2001:db8::3");
     EXPECT_THAT(
         switch_.takeTraces(),
-        ElementsAre("OrvCHMesgCommon takeAddress: CMON_IF_CHANGED event sent invalid IP address inet_top(2, ) No space "
-                    "left on device\n",
-                    "OrvCHMesgCommon takeAddress: CMON_IF_CHANGED event sent invalid IP address inet_top(10, ) No "
-                    "space left on device\n",
-                    "OrvCHMesgCommon takeAddress: CMON_IF_CHANGED event - Setting switch IPv4 address to "
-                    "'10.0.0.2'\n",
-                    "OrvCHMesgCommon takeAddress: CMON_IF_CHANGED event - Setting switch IPv6 address to "
-                    "'2001:db8::3'\n"));
+        ElementsAre(
+            "OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event sent invalid IP address inet_top(2, ) No space "
+            "left on device\n",
+            "OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event sent invalid IP address inet_top(10, ) No "
+            "space left on device\n",
+            "OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event - Setting switch IPv4 address to "
+            "'10.0.0.2'\n",
+            "OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event - Setting switch IPv6 address to "
+            "'2001:db8::3'\n"));
 }
 
 TEST_F(OrvCHMesgCommonAddressTest, stopsWalkingOnceBothAreSet) {

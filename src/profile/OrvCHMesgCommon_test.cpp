@@ -226,12 +226,12 @@ TEST_F(OrvCHMesgCommonTest, tracesEveryEntryAndReportsBadStatusesInTheQueuesWord
     EXPECT_THAT(
         switch_.takeTraces(),
         ElementsAre(
-            "OrvCHMesgCommon applyAll: name = Global.Callhome.FromAddr, type = 1, value = a\n",
-            "OrvCHMesgCommon applyAll: name = Global.Snmp.Contact, type = 1, value = b\n",
-            "OrvCHMesgCommon reportBadStatus: Error getting Message Queue Config from DS - bad status array[1] = "
+            "OrvCHMesgCommon processConfigBulk: name = Global.Callhome.FromAddr, type = 1, value = a\n",
+            "OrvCHMesgCommon processConfigBulk: name = Global.Snmp.Contact, type = 1, value = b\n",
+            "OrvCHMesgCommon processConfigBulk: Error getting Message Queue Config from DS - bad status array[1] = "
             "0x000012\n",
-            "OrvCHMesgCommon applyAll: name = Unknown, type = 1, value = c\n",
-            "OrvCHMesgCommon reportBadStatus: Error getting Message Queue Config from DS - bad status array[2] = "
+            "OrvCHMesgCommon processConfigBulk: name = Unknown, type = 1, value = c\n",
+            "OrvCHMesgCommon processConfigBulk: Error getting Message Queue Config from DS - bad status array[2] = "
             "0x80000021\n"));
     EXPECT_THAT(
         switch_.takeSent(),

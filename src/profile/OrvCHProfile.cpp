@@ -109,8 +109,8 @@ std::unique_ptr<OrvCHEnvelope> OrvCHProfile::envelopeFor(std::int32_t level, boo
     envelope->Recipients = emails_;
     envelope->Type = format_;
     envelope->MaxSize = maxSize_;
-    ++processedCount_;
     processedLast_ = orvNowText();
+    ++processedCount_;
     return envelope;
 }
 

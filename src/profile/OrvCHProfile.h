@@ -85,7 +85,8 @@ public:
 private:
     enum class Reading { kGoesOn, kStops };
 
-    int bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* failure);
+    int bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* caller,
+                 const char* failure);
     Reading takeInitialEntry(const DsEntry& entry);
     void takeBadInitialEntry(std::size_t position, const std::string& key);
     Reading takeCaptureType(const DsEntry& entry, std::uint32_t capture);

@@ -63,7 +63,7 @@ int OrvCHProfile::readCaptureTypes() {
                keys.back().c_str());
     }
     requested_ |= kCapturePart;
-    return bulkRead(kCaptureTypesRequestId, keys, "readCaptureTypes() - flushBulkGetSameComp() error");
+    return bulkRead(kCaptureTypesRequestId, keys, __func__, "readCaptureTypes() - flushBulkGetSameComp() error");
 }
 
 int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
@@ -115,7 +115,7 @@ int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
         keys.back() += attribute.name;
         orvLog(kOrvLogRestore, "%s - %s\n", attribute.announcement, keys.back().c_str());
     }
-    if (bulkRead(kCaptureAttrsRequestId, keys, "readCaptureAttrs() - flushBulkGetSameComp() error") < 0) {
+    if (bulkRead(kCaptureAttrsRequestId, keys, __func__, "readCaptureAttrs() - flushBulkGetSameComp() error") < 0) {
         return -1;
     }
     ++captureAttrsOutstanding_;

@@ -55,7 +55,7 @@ int OrvCHProfile::readInitialConfig() {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.%s", index_, attribute));
     }
     // Kept: the doubled word in the text.
-    return bulkRead(kInitialRequestId, keys, "readInitialConfigConfig() - flushBulkGetSameComp() error");
+    return bulkRead(kInitialRequestId, keys, __func__, "readInitialConfigConfig() - flushBulkGetSameComp() error");
 }
 
 int OrvCHProfile::readEmailConfig() {
@@ -70,16 +70,17 @@ int OrvCHProfile::readEmailConfig() {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.EmailList.%u", index_, i));
     }
     requested_ |= kEmailPart;
-    return bulkRead(kEmailRequestId, keys, "readEmailConfig() - flushBulkGetSameComp() error");
+    return bulkRead(kEmailRequestId, keys, __func__, "readEmailConfig() - flushBulkGetSameComp() error");
 }
 
-int OrvCHProfile::bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* failure) {
+int OrvCHProfile::bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* caller,
+                           const char* failure) {
     orvLog(kOrvLogInfo, "reading %u DS bulk data entries", static_cast<unsigned>(keys.size()));
     if (store_.bulkGetAttrReq(requestId, keys) == 0) {
         return 0;
     }
     orvLog(kOrvLogInternal, "Error reading DS bulk data entries");
-    ORV_TRACE("flushBulkGetSameComp() error\n");
+    orvTrace(kTraceModule, caller, "flushBulkGetSameComp() error\n");
     orvLog(kOrvLogInternal, "%s", failure);
     return -1;
 }

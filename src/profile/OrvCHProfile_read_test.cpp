@@ -50,7 +50,7 @@ TEST_F(OrvCHProfileRead, reportsAnInitialRequestThatCannotBeSentWithTheDoubledWo
                             "log 15 8b000001 Error reading DS bulk data entries",
                             "log 15 8b000001 readInitialConfigConfig() - flushBulkGetSameComp() error"));
     EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHProfile readInitialConfig: Index=7\n",
-                                                  "OrvCHProfile bulkRead: flushBulkGetSameComp() error\n"));
+                                                  "OrvCHProfile readInitialConfig: flushBulkGetSameComp() error\n"));
 }
 
 TEST_F(OrvCHProfileRead, tracesAndLogsACompleteReadInItsOrder) {

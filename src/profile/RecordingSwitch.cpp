@@ -12,8 +12,8 @@
 
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -40,6 +40,21 @@ std::string bulkLine(const DsBulkGet& request) {
         line += " " + name;
     }
     return line;
+}
+
+// The length of what opens a trace record: date, zone, time and process id, with their blanks. 0 for any other line.
+std::size_t tracePrefix(const std::string& line) {
+    constexpr char kDigits[] = "0123456789";
+    if (line.size() < 10 || line[2] != '/' || line[5] != '/') {
+        return 0;
+    }
+    const std::size_t milliseconds = line.find('.');
+    if (milliseconds == std::string::npos || line.compare(milliseconds + 4, 2, "  ") != 0) {
+        return 0;
+    }
+    const std::size_t process = milliseconds + 6;
+    const std::size_t end = line.find_first_not_of(kDigits, process);
+    return end == std::string::npos || end == process || line[end] != ' ' ? 0 : end + 1;
 }
 
 }  // namespace
@@ -89,19 +104,16 @@ std::vector<std::string> RecordingSwitch::takeTraces() {
     return parseTraces(fresh);
 }
 
-// A record opens with date, zone, time, process id, module and function, and may have several lines.
+// A record may have several lines.
 std::vector<std::string> RecordingSwitch::parseTraces(const std::string& content) {
-    const std::string opening = orvFormat(" %d ", static_cast<int>(getpid()));
     std::vector<std::string> records;
     std::size_t at = 0;
     while (at < content.size()) {
         const std::size_t end = content.find('\n', at);
         const std::size_t next = end == std::string::npos ? content.size() : end + 1;
         const std::string line = content.substr(at, next - at);
-        const std::size_t begin = line.find(opening);
-        const bool isOpening = begin != std::string::npos && line.size() > 10 && line[2] == '/' && line[5] == '/';
-        if (isOpening) {
-            records.push_back(line.substr(begin + opening.size()));
+        if (const std::size_t prefix = tracePrefix(line); prefix > 0) {
+            records.push_back(line.substr(prefix));
         } else if (!records.empty()) {
             records.back() += line;
         }
@@ -124,7 +136,7 @@ void RecordingSwitch::detach(const Hsb_Address& /*address*/) {
 
 int RecordingSwitch::send(const Hsb_Message& message) {
     if (message.format() == MessageFormat::EVENT_LOG) {
-        sent_.push_back(entryLine(message.code(), EventLogEntry::decode(message.payload()).value()));
+        note(entryLine(message.code(), EventLogEntry::decode(message.payload()).value()));
         return 0;
     }
     if (message.format() == MessageFormat::DS && message.code() == DsCode::BULK_GET) {
@@ -142,8 +154,15 @@ int RecordingSwitch::sendRequest(const std::string& line) {
     if (refusedRequest_ > 0 && --refusedRequest_ == 0) {
         return -1;
     }
-    sent_.push_back(line);
+    note(line);
     return 0;
+}
+
+void RecordingSwitch::note(const std::string& line) {
+    sent_.push_back(line);
+    if (echoes_) {
+        std::fprintf(stderr, "%s\n", line.c_str());
+    }
 }
 
 int RecordingSwitch::component_name(char* buffer, int length) {

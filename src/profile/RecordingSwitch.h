@@ -32,6 +32,8 @@ public:
     //   "log LEVEL ID TEXT", "alarm LEVEL ID TEXT", "bulk ID: KEY KEY ...", "set ID TYPE COUNT KEY=VALUE"
     // Entries of the event log that are not marked as the daemon's own say so.
     std::vector<std::string> takeSent();
+    // Writes each of these lines to stderr too, for what happens in a process that ends.
+    void echo() { echoes_ = true; }
     // The DS request with this number from now (1 is the next) cannot be sent.
     void refuseRequest(std::size_t number) { refusedRequest_ = number; }
 
@@ -49,6 +51,7 @@ private:
     void detach(const Hsb_Address& address) override;
     int send(const Hsb_Message& message) override;
     int sendRequest(const std::string& line);
+    void note(const std::string& line);
 
     int component_name(char* buffer, int length) override;
     int handle_message(Hsb_Message* message) override;
@@ -59,6 +62,7 @@ private:
     Hsb_Slot slot_;
     dsClient store_;
     std::vector<std::string> sent_;
+    bool echoes_ = false;
     std::size_t refusedRequest_ = 0;
     std::size_t tracesTaken_ = 0;  // bytes of the trace file
     ino_t traceInode_ = 0;         // the file they were taken from

@@ -1,0 +1,17 @@
+// Test support: allocations that fail. A program that uses it has its operator new replaced.
+#pragma once
+
+// While it lives, allocations of the thread that made it fail; its own kind only.
+class FailingMemory {
+public:
+    enum Kind { kThrowing, kNothrow };
+
+    // So many allocations succeed before; then so many fail (negative: all).
+    explicit FailingMemory(Kind kind, int after = 0, int failures = -1);
+    ~FailingMemory();
+    FailingMemory(const FailingMemory&) = delete;
+    FailingMemory& operator=(const FailingMemory&) = delete;
+
+    // At least one allocation has failed.
+    bool failed() const;
+};
