@@ -114,13 +114,13 @@ TEST_F(AttributeServiceTest, answersAsManyNamesAsABulkGetCanHold) {
 TEST_F(AttributeServiceTest, leavesOutWhatWouldMakeABulkAnswerTooLong) {
     sw_.set("Big", std::string(AttributeStore::MAX_VALUE, 'x'));
 
-    bulkGet(3, {"Big", "Big", "Big", "Big", "Big", "Big", "Big", "A"});
+    bulkGet(3, {"Big", "Big", "Big", "A"});
 
     const DsBulkAnswer reply = bulk();
-    ASSERT_THAT(reply.attributes, SizeIs(8));
-    EXPECT_EQ(reply.attributes[5].status, 0);
-    EXPECT_EQ(reply.attributes[6], (DsValue{"Big", 0, -3, ""}));
-    EXPECT_EQ(reply.attributes[7], (DsValue{"A", 1, 0, "alpha"}));
+    ASSERT_THAT(reply.attributes, SizeIs(4));
+    EXPECT_EQ(reply.attributes[1].status, 0);
+    EXPECT_EQ(reply.attributes[2], (DsValue{"Big", 0, -3, ""}));
+    EXPECT_EQ(reply.attributes[3], (DsValue{"A", 1, 0, "alpha"}));
 }
 
 TEST_F(AttributeServiceTest, setsAnAttributeAndAnswersWithItsStatus) {

@@ -23,7 +23,7 @@ Sw_Log_Type recordOf(const EventLogEntry& entry) {
     record.flags = entry.flags;
     record.seconds = static_cast<std::uint32_t>(now.tv_sec);
     record.microseconds = static_cast<std::uint32_t>(now.tv_usec);
-    record.text = entry.text;
+    record.text = entry.text.substr(0, EventLog::MAX_TEXT);
     return record;
 }
 

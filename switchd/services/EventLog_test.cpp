@@ -91,6 +91,15 @@ TEST_F(EventLogTest, keepsALongTextWholeAndPublishesWhatFits) {
     EXPECT_EQ(published().at(0).text, std::string(227, 'x'));
 }
 
+TEST_F(EventLogTest, cutsATextThatIsLongerThanAnyLineShouldBe) {
+    EventLogEntry longEntry = ENTRY;
+    longEntry.text = std::string(EventLog::MAX_TEXT + 1, 'x');
+
+    enter(EventLogCode::ENTRY, longEntry);
+
+    EXPECT_THAT(sw_.eventLog(), ElementsAre(LogLine{15, 0x8B000001u, std::string(EventLog::MAX_TEXT, 'x')}));
+}
+
 TEST_F(EventLogTest, keepsTheOrderOfEntriesFromSeveralComponents) {
     EventLogEntry entry = ENTRY;
     for (const char* text : {"one", "two", "three"}) {

@@ -40,8 +40,8 @@ public:
     // No answer holds more than this many log entries, or (but for a single item) this many bytes of values.
     static constexpr std::size_t PAGE_ENTRIES = 500;
     static constexpr std::size_t PAGE_BYTES = 1024 * 1024;
-    // Bytes of values in the answer to GET: what every transport carries.
-    static constexpr std::size_t MAX_ANSWER = 64u * 1024 * 1024;
+    // Bytes of values in the answer to GET: what every bus carries, with room to spare.
+    static constexpr std::size_t MAX_ANSWER = 24u * 1024 * 1024;
 
     OperatorService(Transport& transport, const OperatorParts& parts);
 

@@ -56,7 +56,7 @@ TEST_F(OperatorStoreTest, getsAttributesInTheOrderAskedFor) {
 TEST_F(OperatorStoreTest, refusesToGetMoreThanOneAnswerHolds) {
     sw_.set("Big", std::string(AttributeStore::MAX_VALUE, 'x'));
 
-    const OperatorAnswer answer = operator_.answerTo(OperatorCode::GET, KeyList{std::vector<std::string>(7, "Big")});
+    const OperatorAnswer answer = operator_.answerTo(OperatorCode::GET, KeyList{std::vector<std::string>(3, "Big")});
 
     EXPECT_EQ(answer.status, OperatorStatus::REFUSED);
     EXPECT_EQ(answer.reason, "the values are too long for one answer");
