@@ -43,6 +43,9 @@ public:
             std::int32_t expireCountdown, bool reprocess);
     // A stub: -1.
     int remove(OrvCHMesg* message);
+    // Takes a message off a queue and destroys it, as the result of a test message says. 0, or -1 when the queue does
+    // not hold it.
+    int removeByMessage(const OrvCHMesg* message, ORV_CH_MESG_Q_TYPE type, int result);
 
     // Asks for the quotas and, when that worked, flushes the duplicate queue. A request that could not be sent
     // settles this part of the configuration at once. 0 or -1.
@@ -89,7 +92,6 @@ private:
     std::unique_ptr<OrvCHMesgQEntry> removeInternal(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue);
     // The same, and destroys it; the result of a test message goes to its profile.
     void removeInternal(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue, int result);
-    int removeByMessage(const OrvCHMesg* message, OrvCHMesgQQueue& queue, int result);
     OrvCHMesgQEntry* moveEntry(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& from, OrvCHMesgQQueue& to);
     // Makes an entry of a message and appends it. Null, both destroyed, when that fails.
     OrvCHMesgQEntry* addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg> message,

@@ -108,12 +108,13 @@ void OrvCHMesgQ::sendTestResult(const OrvCHMesg& message, int result) {
     }
 }
 
-int OrvCHMesgQ::removeByMessage(const OrvCHMesg* message, OrvCHMesgQQueue& queue, int result) {
-    OrvCHMesgQEntry* const entry = queue.findEntry(message);
+int OrvCHMesgQ::removeByMessage(const OrvCHMesg* message, ORV_CH_MESG_Q_TYPE type, int result) {
+    OrvCHMesgQQueue& holder = *ToQueuePtr(type);
+    OrvCHMesgQEntry* const entry = holder.findEntry(message);
     if (!entry) {
         return -1;
     }
-    removeInternal(*entry, queue, result);
+    removeInternal(*entry, holder, result);
     return 0;
 }
 

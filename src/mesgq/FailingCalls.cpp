@@ -1,0 +1,247 @@
+#include "mesgq/FailingCalls.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+namespace {
+
+struct Plan {
+    std::string call;  // empty: any
+    std::string part;  // of the path
+    unsigned nth = 0;  // 0: every one
+    int error = EIO;
+    bool kill = false;  // instead of failing
+    unsigned seen = 0;
+    unsigned failures = 0;
+};
+Plan* plan = nullptr;
+// The sizes that cannot be had, in bytes.
+std::atomic<std::size_t> least{SIZE_MAX};
+std::atomic<std::size_t> most{0};
+
+// Whether this call is to fail; errno is set then.
+bool fails(const char* call, const std::string& path) {
+    if (!plan || (!plan->call.empty() && plan->call != call) || path.find(plan->part) == std::string::npos) {
+        return false;
+    }
+    ++plan->seen;
+    if (plan->nth != 0 && plan->seen != plan->nth) {
+        return false;
+    }
+    if (plan->kill) {
+        ::_exit(KillAtNth::kKilled);
+    }
+    ++plan->failures;
+    errno = plan->error;
+    return true;
+}
+
+std::string pathOf(int file) {
+    char path[PATH_MAX];
+    const ssize_t length = ::readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), path, sizeof path);
+    return length < 0 ? std::string() : std::string(path, static_cast<std::size_t>(length));
+}
+
+bool fails(const char* call, int file) {
+    return plan && fails(call, pathOf(file));
+}
+bool fails(const char* call, std::FILE* file) {
+    return plan && fails(call, ::fileno(file));
+}
+
+}  // namespace
+
+FailingCall::FailingCall(std::string call, std::string part, int error) {
+    plan = new Plan{std::move(call), std::move(part), 0, error};
+}
+
+FailingCall::~FailingCall() {
+    delete std::exchange(plan, nullptr);
+}
+
+unsigned FailingCall::failures() const {
+    return plan->failures;
+}
+
+FailingNth::FailingNth(unsigned nth, std::string part, int error) {
+    plan = new Plan{{}, std::move(part), nth, error};
+}
+
+FailingNth::~FailingNth() {
+    delete std::exchange(plan, nullptr);
+}
+
+bool FailingNth::failed() const {
+    return plan->failures > 0;
+}
+
+FailingAllocation::FailingAllocation(std::size_t from, std::size_t to) {
+    most = to;
+    least = from;
+}
+
+FailingAllocation::~FailingAllocation() {
+    least = SIZE_MAX;
+    most = 0;
+}
+
+CountedCalls::CountedCalls(std::string part) {
+    plan = new Plan{{}, std::move(part), UINT_MAX};
+}
+CountedCalls::~CountedCalls() {
+    delete std::exchange(plan, nullptr);
+}
+unsigned CountedCalls::calls() const {
+    return plan->seen;
+}
+
+KillAtNth::KillAtNth(unsigned nth, std::string part) {
+    plan = new Plan{{}, std::move(part), nth, EIO, true};
+}
+KillAtNth::~KillAtNth() {
+    delete std::exchange(plan, nullptr);
+}
+
+// The linker sends every call of name to __wrap_name, and __real_name to the library.
+extern "C" {
+
+int __real_open64(const char* path, int flags, ...);
+int __wrap_open64(const char* path, int flags, mode_t mode) {
+    return fails("open", std::string(path)) ? -1 : __real_open64(path, flags, mode);
+}
+
+int __real_close(int file);
+int __wrap_close(int file) {
+    const bool fail = fails("close", file);
+    const int error = errno;
+    const int result = __real_close(file);
+    if (fail) {
+        errno = error;
+        return -1;
+    }
+    return result;
+}
+
+ssize_t __real_write(int file, const void* data, std::size_t size);
+ssize_t __wrap_write(int file, const void* data, std::size_t size) {
+    return fails("write", file) ? -1 : __real_write(file, data, size);
+}
+
+int __real_ftruncate64(int file, off_t size);
+int __wrap_ftruncate64(int file, off_t size) {
+    return fails("ftruncate", file) ? -1 : __real_ftruncate64(file, size);
+}
+
+int __real_unlink(const char* path);
+int __wrap_unlink(const char* path) {
+    return fails("unlink", std::string(path)) ? -1 : __real_unlink(path);
+}
+
+int __real_link(const char* from, const char* to);
+int __wrap_link(const char* from, const char* to) {
+    return fails("link", std::string(from)) ? -1 : __real_link(from, to);
+}
+
+int __real_mkdir(const char* path, mode_t mode);
+int __wrap_mkdir(const char* path, mode_t mode) {
+    return fails("mkdir", std::string(path)) ? -1 : __real_mkdir(path, mode);
+}
+
+int __real_rmdir(const char* path);
+int __wrap_rmdir(const char* path) {
+    return fails("rmdir", std::string(path)) ? -1 : __real_rmdir(path);
+}
+
+ssize_t __real_pread64(int file, void* data, std::size_t size, off_t offset);
+ssize_t __wrap_pread64(int file, void* data, std::size_t size, off_t offset) {
+    return fails("pread", file) ? -1 : __real_pread64(file, data, size, offset);
+}
+
+ssize_t __real_pwrite64(int file, const void* data, std::size_t size, off_t offset);
+ssize_t __wrap_pwrite64(int file, const void* data, std::size_t size, off_t offset) {
+    return fails("pwrite", file) ? -1 : __real_pwrite64(file, data, size, offset);
+}
+
+std::FILE* __real_fdopen(int file, const char* mode);
+std::FILE* __wrap_fdopen(int file, const char* mode) {
+    return fails("fdopen", file) ? nullptr : __real_fdopen(file, mode);
+}
+
+std::size_t __real_fread(void* data, std::size_t size, std::size_t count, std::FILE* file);
+std::size_t __wrap_fread(void* data, std::size_t size, std::size_t count, std::FILE* file) {
+    return fails("fread", file) ? 0 : __real_fread(data, size, count, file);
+}
+
+char* __real_fgets(char* line, int size, std::FILE* file);
+char* __wrap_fgets(char* line, int size, std::FILE* file) {
+    return fails("fgets", file) ? nullptr : __real_fgets(line, size, file);
+}
+
+int __real_fclose(std::FILE* file);
+int __wrap_fclose(std::FILE* file) {
+    const bool fail = fails("fclose", file);
+    const int error = errno;
+    const int result = __real_fclose(file);
+    if (fail) {
+        errno = error;
+        return EOF;
+    }
+    return result;
+}
+
+DIR* __real_opendir(const char* path);
+DIR* __wrap_opendir(const char* path) {
+    return fails("opendir", std::string(path)) ? nullptr : __real_opendir(path);
+}
+
+dirent* __real_readdir64(DIR* directory);
+dirent* __wrap_readdir64(DIR* directory) {
+    return plan && fails("readdir", ::dirfd(directory)) ? nullptr : __real_readdir64(directory);
+}
+
+int __real_system(const char* command);
+int __wrap_system(const char* command) {
+    return fails("system", std::string(command)) ? -1 : __real_system(command);
+}
+
+}  // extern "C"
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return size >= least && size <= most ? nullptr : std::malloc(size);
+}
+
+void* operator new(std::size_t size) {
+    void* const memory = operator new(size, std::nothrow);
+    if (!memory) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return operator new(size, std::nothrow);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}

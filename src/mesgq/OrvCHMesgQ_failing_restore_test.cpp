@@ -1,0 +1,244 @@
+// The queue on a flash that fails: the restore.
+#include "mesgq/FailingCalls.h"
+#include "mesgq/MesgQTest.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+
+namespace {
+
+using testing::Contains;
+using testing::IsEmpty;
+
+using Line = std::pair<int, std::string>;
+
+const std::string kOrder = std::string(kSendDir) + "/order";
+const std::string kEntry = std::string(kSendDir) + "/m0";
+
+class OrvCHMesgQFailingRestoreTest : public MesgQTest {
+protected:
+    void messageOnFlash() { switch_.root().write(kEntry, messageFile("one") + stateBlock()); }
+    void start(const Attributes& quotas = {}) {
+        configure(quotas);
+        takeLog();
+        takeTrace();
+        queue_->setMonitorReady();
+        queue_->oneSecondChores();
+        ASSERT_TRUE(queue_->openForBusiness());
+    }
+};
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosed) {
+    messageOnFlash();
+    for (const std::string& bytes : {std::string(), wordsToBytes({1, 0})}) {
+        switch_.root().write(kOrder, bytes);
+        restart();
+        const FailingCall failing("fclose", "/send/order", EIO);
+        start();
+        EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to close file " + kOrder}));
+        EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to close order file " + kOrder + "\n"));
+        EXPECT_EQ(queue_->sendCount(), bytes.empty() ? 0u : 1u);
+    }
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsNumbersThatCannotBeReadAndTakesTheDirectory) {
+    messageOnFlash();
+    switch_.root().write(kOrder, std::string("\0\1\1", 3));  // a count cut short, more than none
+    start({{"FilesAllowed", "4294967295"}});
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to read uniqueId field from file " + kOrder}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to read uniqueId data from file " + kOrder + "\n"));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsMissingMemoryForTheNumbersAndTakesTheDirectory) {
+    messageOnFlash();
+    const std::string kCut("\0\1\1", 3);
+    std::uint32_t count = 0;
+    std::memcpy(&count, kCut.data(), kCut.size());
+    switch_.root().write(kOrder, kCut);
+    const std::uint32_t size = 4 * (count + 1);
+    {
+        const FailingAllocation failing(size, size);
+        start({{"FilesAllowed", "4294967295"}});
+    }
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to allocate memory (" + std::to_string(size) + " bytes)"}));
+    EXPECT_THAT(takeTrace(),
+                Contains("reconstituteQueue: unable to allocate memory of size = " + std::to_string(size) + "\n"));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsAShellThatCannotBeRun) {
+    messageOnFlash();
+    {
+        const FailingCall failing("system", "cd ", EAGAIN);
+        start();
+        EXPECT_EQ(failing.failures(), 3u);
+    }
+    EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
+    EXPECT_TRUE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to create file /tmp/orv-queue-order"}).Times(3));
+    EXPECT_TRUE(switch_.root().exists(kEntry)) << "the file stays";
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsASystemThatDoesNotTellHowTheShellEnded) {
+    const auto former = std::signal(SIGCHLD, SIG_IGN);
+    start();
+    std::signal(SIGCHLD, former);
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to create file /tmp/orv-queue-order"}).Times(3));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, doesNotWriteToAListingThatSomebodyElseHolds) {
+    messageOnFlash();
+    switch_.root().write(kListing, "somebody else's");
+    {
+        const FailingCall failing("unlink", "orv-queue-order", EPERM);
+        start();
+    }
+    EXPECT_EQ(switch_.root().read(kListing), "somebody else's");
+    EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to create file /tmp/orv-queue-order"}).Times(3));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsAListingThatCannotBeClosedAndGoesOn) {
+    messageOnFlash();
+    {
+        const FailingCall failing("fclose", "orv-queue-order", EIO);
+        start();
+    }
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+    EXPECT_FALSE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Error attempting to close file /tmp/orv-queue-order"}).Times(3));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteQueueTheHardWay: unable to close order file\n").Times(3));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeOpenedForItsStateBlock) {
+    messageOnFlash();
+    {
+        const FailingCall failing("open", "/m0", EACCES);
+        start();
+    }
+    EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Error opening " + kEntry + " for reading, ignoring"}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to open file " + kEntry +
+                                      " for reading, skipping, errno = Permission denied(13)\n"));
+    EXPECT_EQ(queue_->statistics().reconstituted, 0u);
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeClosedAndRestoresIt) {
+    messageOnFlash();
+    {
+        const FailingCall failing("fclose", "/m0", EIO);
+        start();
+    }
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+    EXPECT_THAT(takeLog(), Contains(Line{17, "Error closing " + kEntry}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to close file " + kEntry +
+                                      "\n, errno = Input/output error(5)"));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsAStreamThatCannotBeMadeLikeAFileThatCannotBeOpened) {
+    messageOnFlash();
+    {
+        const FailingCall failing("fdopen", "/m0", ENOMEM);
+        start();
+    }
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Error opening " + kEntry + " for reading, ignoring"}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to open file " + kEntry +
+                                      " for reading, skipping, errno = Cannot allocate memory(12)\n"));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, aFileTooBigForTheMemoryIsLeftOutAndTheStartGoesOn) {
+    constexpr std::size_t kBig = 1 << 20;
+    switch_.root().write(kEntry, messageFile(std::string(2 * kBig, 'x')));
+    switch_.root().write(std::string(kSendDir) + "/m1", messageFile("small"));
+    {
+        const FailingAllocation failing(kBig);
+        start();
+    }
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"small"});
+    EXPECT_TRUE(switch_.root().exists(kEntry));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, anInitQueueMessageWithoutMemoryDoesNotStopTheOthers) {
+    constexpr std::size_t kBig = 1 << 20;
+    add("early");
+    add(std::string(2 * kBig, 'x'));
+    add("late");
+    {
+        const FailingAllocation failing(kBig);  // no duplicate key of the big one
+        start();
+    }
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"early", "late"}));
+    EXPECT_EQ(queue_->spaceInUse(), charge("early") + charge("late"));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, aDirectoryThatCannotBeReadToItsEndIsReported) {
+    const std::string kFrom = std::string(kAttachments) + "/";
+    const std::string failure = "readdir(" + kFrom + "): Input/output error\n";
+    switch_.root().write(kFrom + "a.7", "");
+    takeTrace();
+    {
+        const FailingCall failing("readdir", "attachments", EIO);
+        OrvCHAttachmentFiles::cleanDir(kFrom);
+        OrvCHAttachmentFiles::linkDirEntries(kFrom, std::string(kStage) + "/");
+    }
+    EXPECT_EQ(takeLog(), (Log{{16, failure}, {16, failure}}));
+    const Texts traced = takeTrace();
+    EXPECT_THAT(traced, Contains("cleanDir: " + failure));
+    EXPECT_THAT(traced, Contains("linkDirEntries: " + failure));
+    EXPECT_EQ(files(kAttachments), Texts{"a.7"});
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, aFileThatCannotBeUnlinkedIsReportedByItsDirectory) {
+    const std::string kFrom = std::string(kAttachments) + "/";
+    const std::string failure = "unlink(" + kFrom + "): Operation not permitted\n";
+    switch_.root().write(kFrom + "a.7", "");
+    switch_.root().write(kFrom + "b.7", "");
+    takeTrace();
+    {
+        const FailingCall failing("unlink", "a.7", EPERM);
+        OrvCHAttachmentFiles::cleanDir(kFrom);
+    }
+    EXPECT_EQ(takeLog(), (Log{{16, failure}}));
+    EXPECT_THAT(takeTrace(), Contains("cleanDir: " + failure));
+    EXPECT_EQ(files(kAttachments), Texts{"a.7"}) << "the others go";
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, aStateThatCannotBeReadMeansNotStaged) {
+    switch_.root().write(kAttachmentState, wordsToBytes({0}));
+    switch_.root().write(std::string(kAttachments) + "/a.7", "");
+    OrvCHAttachmentFiles attachments;
+    const FailingCall failing("pread", "attachments.state", EIO);
+    attachments.stageAttachments();
+    EXPECT_EQ(files(kStage), Texts{"a.7"});
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, everySingleFailureStillOpensTheQueue) {
+    unsigned nth = 0;
+    for (bool failed = true; failed;) {
+        queue_.reset();
+        std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
+        for (const char* name : {"m0", "m1"}) {
+            switch_.root().write(std::string(kSendDir) + "/" + name, messageFile(name) + stateBlock());
+        }
+        switch_.root().write(std::string(kDuplicateDir) + "/m0", messageFile("counted", 2) + stateBlock());
+        switch_.root().write(kOrder, wordsToBytes({2, 0, 1}));
+        switch_.root().write(std::string(kPersistDir) + "/order", "");
+        switch_.root().write(std::string(kAttachments) + "/a.7", "");
+        FailingNth failing(++nth, "orv");
+        restart();
+        add("early");
+        start();
+        failed = failing.failed();
+        EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), Contains("early")) << nth;
+        checkConsistency(false);
+        if (!failed) {
+            EXPECT_EQ(queue_->sendCount(), 4u);
+        }
+    }
+    EXPECT_GT(nth, 60u);
+}
+
+}  // namespace

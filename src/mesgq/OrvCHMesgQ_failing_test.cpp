@@ -1,0 +1,233 @@
+// The queue on a flash that fails: writing.
+#include "mesgq/FailingCalls.h"
+#include "mesgq/MesgQTest.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using testing::Contains;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+
+const std::string kOrder = std::string(kSendDir) + "/order";
+const std::string kEntry = std::string(kSendDir) + "/m0";
+
+class OrvCHMesgQFailingTest : public MesgQTest {
+protected:
+    OrvCHMesgQFailingTest() { open(); }
+
+    // An empty flash again, and a queue on it.
+    void wipe() {
+        queue_.reset();
+        std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
+        for (const char* directory : {kSendDir, kDuplicateDir, kPersistDir}) {
+            switch_.root().write(std::string(directory) + "/order", "");  // opens without a shell
+        }
+        restartAndOpen();
+    }
+};
+
+TEST_F(OrvCHMesgQFailingTest, reportsAStateBlockThatCannotBeWrittenOrClosed) {
+    struct Row {
+        const char* call;
+        int error;
+        const char* text;
+    };
+    for (const Row& row :
+         {Row{"write", ENOSPC, "No space left on device(28)"}, Row{"close", EIO, "Input/output error(5)"}}) {
+        wipe();
+        {
+            const FailingCall failing(row.call, "/m0", row.error);
+            EXPECT_EQ(add("one"), 0);
+            EXPECT_EQ(failing.failures(), 1u);
+        }
+        EXPECT_EQ(takeLog(), (Log{{15, "Unable to close file " + kEntry}}));
+        EXPECT_EQ(takeTrace().back(), std::string("saveEntryToFile: unable to close file, errno = ") + row.text + "\n");
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+    }
+}
+
+TEST_F(OrvCHMesgQFailingTest, reportsAnOrderFileThatCannotBeWrittenOrCut) {
+    for (const char* call : {"write", "ftruncate"}) {
+        wipe();
+        add("one");
+        takeTrace();
+        {
+            const FailingCall failing(call, "/send/order", ENOSPC);
+            EXPECT_EQ(add("two"), 0);
+            EXPECT_EQ(failing.failures(), 1u);
+        }
+        EXPECT_EQ(takeLog(), (Log{{15, "Unable to write 12 bytes to file " + kOrder}}));
+        EXPECT_EQ(takeTrace().back(), "updateOrderFile: unable to write 12 bytes to file " + kOrder + "\n");
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"one", "two"}));
+        mailNext();
+        EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({1, 1})) << "the next write is whole again";
+    }
+}
+
+TEST_F(OrvCHMesgQFailingTest, reportsAnOrderFileThatCannotBeClosed) {
+    {
+        const FailingCall failing("close", "/send/order", EIO);
+        EXPECT_EQ(add("one"), 0);
+    }
+    EXPECT_EQ(takeLog(), (Log{{15, "Unable to close file " + kOrder}}));
+    EXPECT_EQ(takeTrace().back(), "updateOrderFile: unable to close file " + kOrder + "\n");
+}
+
+TEST_F(OrvCHMesgQFailingTest, aSignalBeforeAWriteIsNoFailure) {
+    {
+        const FailingNth failing(2, "/send/order", EINTR);
+        EXPECT_EQ(add("one"), 0);
+        EXPECT_TRUE(failing.failed());
+    }
+    EXPECT_THAT(takeLog(), IsEmpty());
+    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({1, 0}));
+}
+
+TEST_F(OrvCHMesgQFailingTest, reportsMissingMemoryForTheOrderFile) {
+    {
+        const FailingAllocation failing(sizeof(std::uint32_t), sizeof(std::uint32_t));
+        EXPECT_EQ(add("one"), 0);
+    }
+    EXPECT_EQ(takeLog(), (Log{{15, "Unable to allocate memory needed for order file"}}));
+    EXPECT_THAT(takeTrace(), Contains("updateOrderFile: unable to allocate memory needed for order file\n"));
+    EXPECT_EQ(switch_.root().read(kEntry), messageFile("one") + stateBlock());
+    EXPECT_FALSE(switch_.root().exists(kOrder));
+    add("two");
+    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({2, 0, 1}));
+}
+
+TEST_F(OrvCHMesgQFailingTest, orderWordsComeBackWhenThereIsMemoryAgain) {
+    constexpr std::uint32_t kMany = 1100;
+    constexpr std::size_t kGrown = 2048 * sizeof(std::uint32_t);
+    OrvCHMesgQQueue queue(ORV_CH_MESG_Q_SEND);
+    ASSERT_NE(queue.orderWords(), nullptr);
+    std::vector<std::uint32_t> expected = {kMany};
+    for (std::uint32_t id = 0; id < kMany; ++id) {
+        auto entry = std::make_unique<OrvCHMesgQEntry>();
+        entry->uniqueId = id;
+        entry->message = std::make_unique<OrvCHMesg>();
+        expected.push_back(id);
+        const FailingAllocation failing(kGrown, kGrown);
+        queue.append(std::move(entry));
+    }
+    {
+        const FailingAllocation failing((kMany + 1) * sizeof(std::uint32_t));
+        EXPECT_EQ(queue.orderWords(), nullptr);
+    }
+    ASSERT_NE(queue.orderWords(), nullptr);
+    EXPECT_EQ(*queue.orderWords(), expected);
+}
+
+TEST_F(OrvCHMesgQFailingTest, refusesAMessageWithoutMemoryForItsEntry) {
+    {
+        const FailingAllocation failing(sizeof(OrvCHMesgQEntry), sizeof(OrvCHMesgQEntry));
+        EXPECT_EQ(add("one"), -1);
+    }
+    EXPECT_EQ(takeLog(), (Log{{15, "Unable to allocate memory"}, {15, "Unable to add message"}}));
+    EXPECT_EQ(takeTrace(),
+              (Texts{"add: testMsg = false, persist = false, persistRepostPeriod = 86400, expireCountdown = -1\n",
+                     "addNewEntry: unable to allocate memory\n", "add: unable to add msg\n"}));
+    EXPECT_EQ(queue_->statistics().couldNotBeAdded, 1u);
+    EXPECT_EQ(queue_->spaceInUse(), 0u);
+
+    restart();
+    {
+        const FailingAllocation failing(sizeof(OrvCHMesgQEntry), sizeof(OrvCHMesgQEntry));
+        EXPECT_EQ(add("early"), -1) << "the init queue, too";
+    }
+    EXPECT_EQ(takeLog(), (Log{{15, "Unable to allocate memory"}, {15, "Unable to add message"}}));
+    EXPECT_EQ(queue_->statistics().couldNotBeAdded, 1u);
+}
+
+TEST_F(OrvCHMesgQFailingTest, everySingleFailureLeavesTheListsRight) {
+    unsigned nth = 0;
+    for (bool failed = true; failed;) {
+        wipe();
+        FailingNth failing(++nth, "/ostrel/");
+        add("one");
+        add("one");
+        add("two");
+        addPersistent("three", 1, -1);
+        mailNext();
+        add("one");
+        mailNext(1);
+        mailNext();
+        chores(3);
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"three"}) << nth;
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), (Texts{"one", "two"})) << nth;
+        EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).message->DuplicateCount, 2) << nth;
+        chores(16);
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"three", "one"})) << nth;
+        EXPECT_EQ(queue_->clearQueue(), 0);
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_PERSIST), Texts{"three"}) << nth;
+        failed = failing.failed();
+        checkConsistency(false);
+        if (failed) {
+            EXPECT_LE(takeLog().size(), 2u) << nth;
+        }
+    }
+    EXPECT_GT(nth, 50u);
+    EXPECT_THAT(takeLog(), IsEmpty()) << "the last round had no failure";
+}
+
+TEST_F(OrvCHMesgQFailingTest, whatWasAcceptedSurvivesAKillBetweenAnyTwoCalls) {
+    unsigned nth = 0;
+    for (int status = KillAtNth::kKilled; status == KillAtNth::kKilled;) {
+        wipe();
+        const std::string accepted = switch_.root().at("/tmp/accepted");
+        std::ofstream(accepted).close();
+        ++nth;
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const KillAtNth kill(nth, "/ostrel/");
+            for (const char* text : {"one", "two", "one", "three", "four"}) {
+                if (add(text) == 0) {
+                    std::ofstream(accepted, std::ios::app) << text << "\n";
+                }
+            }
+            ::_exit(0);
+        }
+        int ended = 0;
+        ASSERT_EQ(::waitpid(child, &ended, 0), child);
+        ASSERT_TRUE(WIFEXITED(ended));
+        status = WEXITSTATUS(ended);
+
+        restartAndOpen();
+
+        Texts texts_;
+        std::ifstream lines(accepted);
+        for (std::string line; std::getline(lines, line);) {
+            texts_.push_back(line);
+        }
+        std::ranges::sort(texts_);
+        texts_.erase(std::unique(texts_.begin(), texts_.end()), texts_.end());
+        EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsSupersetOf(texts_)) << nth;
+    }
+    EXPECT_GT(nth, 25u);
+}
+
+TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait) {
+    configure({{"FileSystemSpaceAllowed", "4294967295"}, {"FilesAllowed", "4294967295"}});
+    std::vector<unsigned> calls;
+    for (int i = 0; i < 1500; ++i) {
+        const CountedCalls counted("/ostrel/");
+        ASSERT_EQ(add("text " + std::to_string(i)), 0);
+        calls.push_back(counted.calls());
+    }
+    EXPECT_EQ(calls.front(), 7u) << "order file: open, write, cut, close; state block: open, write, close";
+    EXPECT_EQ(calls, std::vector<unsigned>(calls.size(), calls.front()));
+    const CountedCalls counted("/ostrel/");
+    EXPECT_EQ(add("text 700"), 0);
+    EXPECT_EQ(counted.calls(), 7u) << "a repeat rewrites one entry";
+}
+
+}  // namespace

@@ -1,0 +1,141 @@
+#include "mesgq/MesgQTest.h"
+
+namespace {
+
+class OrvCHMesgQProbeTest : public MesgQTest {
+protected:
+    Texts probe() {
+        takeTrace();
+        EXPECT_EQ(queue_->probe(), 0);
+        return takeTrace();
+    }
+};
+
+TEST_F(OrvCHMesgQProbeTest, showsAFreshQueue) {
+    EXPECT_EQ(probe(), (Texts{"probe: Entry\n",
+                              "probe: Call Home Message Queue Information:\n"
+                              "  queueOpenForBusiness            = false\n"
+                              "  syncInProgress                  = false\n"
+                              "  configDataRead                  = false\n"
+                              "  pendingDuplicateFlush           = false\n"
+                              "  spaceAllowed                    = -1 (bytes)\n"
+                              "  spaceInUse (total all queues)   = 0 (bytes)\n"
+                              "  spaceInUse (init queue)         = 0 (bytes)\n"
+                              "  spaceInUse (send queue)         = 0 (bytes)\n"
+                              "  spaceInUse (duplicate queue)    = 0 (bytes)\n"
+                              "  spaceInUse (persit queue)       = 0 (bytes)\n"
+                              "  message count (init queue)      = 0\n"
+                              "  files allowed (send queue)      = -1\n"
+                              "  message count (send queue)      = 0\n"
+                              "  message count (duplicate queue) = 0\n"
+                              "  message count (persist queue)   = 0\n"
+                              "  throttleDuplicates              = true\n"
+                              "  throttleDuplicatesPeriod        = 15 (seconds)\n"
+                              "  discardPeriod                   = -1 (seconds)\n\n",
+                              "probe: Call Home Message Queue Internal Stats:\n"
+                              "  total messages received         = 0\n"
+                              "  test messages received          = 0\n"
+                              "  persistent messages received    = 0\n"
+                              "  duplicate messages received     = 0\n"
+                              "  reconstituted messages          = 0\n"
+                              "  messages deleted for space      = 0\n"
+                              "  messages deleted for file limit = 0\n"
+                              "  messages deleted for time       = 0\n"
+                              "  messages deleted for clear req  = 0\n"
+                              "  messages send OK                = 0\n"
+                              "  messages could not be added     = 0\n"
+                              "  currently open messages         = 0\n\n"}));
+}
+
+TEST_F(OrvCHMesgQProbeTest, showsEveryQueueItsSettingsAndItsHistory) {
+    switch_.root().write(std::string(kSendDir) + "/m0", messageFile("restored"));
+    add("early");
+    open({{"ThrottleDupsEnable", "True"},
+          {"ThrottleDupsPeriod", "30"},
+          {"DiscardPeriod", "7200"},
+          {"FileSystemSpaceAllowed", "100000"},
+          {"FilesAllowed", "8"}});
+    mailNext();  // the restored one; deleted, for it may not be parked
+    mailNext();  // the early one; parked
+    addPersistent("lasting", 60, -1);
+    mailNext();
+    add("one");
+    add("one");
+    addTest("test", "Profile");
+    queue_->peekOpen();
+    queue_->add(message("both"), true, true, 1, 1, false);
+    queue_->setSyncInProgress(true);
+    queue_->flushDuplicateQueue();
+
+    const std::uint32_t early = charge("early");
+    const std::uint32_t lasting = charge("lasting");
+    const std::uint32_t sending = charge("one") + charge("test");
+    const auto text = [](std::uint32_t number) { return std::to_string(number); };
+    EXPECT_EQ(probe(), (Texts{"probe: Entry\n",
+                              "probe: Call Home Message Queue Information:\n"
+                              "  queueOpenForBusiness            = true\n"
+                              "  syncInProgress                  = true\n"
+                              "  configDataRead                  = true\n"
+                              "  pendingDuplicateFlush           = true\n"
+                              "  spaceAllowed                    = 100000 (bytes)\n"
+                              "  spaceInUse (total all queues)   = " +
+                                  text(early + lasting + sending) +
+                                  " (bytes)\n"
+                                  "  spaceInUse (init queue)         = 0 (bytes)\n"
+                                  "  spaceInUse (send queue)         = " +
+                                  text(sending) +
+                                  " (bytes)\n"
+                                  "  spaceInUse (duplicate queue)    = " +
+                                  text(early) +
+                                  " (bytes)\n"
+                                  "  spaceInUse (persit queue)       = " +
+                                  text(lasting) +
+                                  " (bytes)\n"
+                                  "  message count (init queue)      = 0\n"
+                                  "  files allowed (send queue)      = 8\n"
+                                  "  message count (send queue)      = 1\n"
+                                  "  message count (duplicate queue) = 1\n"
+                                  "  message count (persist queue)   = 1\n"
+                                  "  throttleDuplicates              = true\n"
+                                  "  throttleDuplicatesPeriod        = 30 (seconds)\n"
+                                  "  discardPeriod                   = 7200 (seconds)\n\n",
+                              "probe: Call Home Message Queue Internal Stats:\n"
+                              "  total messages received         = 6\n"
+                              "  test messages received          = 2\n"
+                              "  persistent messages received    = 2\n"
+                              "  duplicate messages received     = 1\n"
+                              "  reconstituted messages          = 1\n"
+                              "  messages deleted for space      = 0\n"
+                              "  messages deleted for file limit = 0\n"
+                              "  messages deleted for time       = 0\n"
+                              "  messages deleted for clear req  = 0\n"
+                              "  messages send OK                = 3\n"
+                              "  messages could not be added     = 1\n"
+                              "  currently open messages         = 1\n\n"}));
+}
+
+TEST_F(OrvCHMesgQProbeTest, showsTheInitQueue) {
+    add("early");
+    const Texts traced = probe();
+    EXPECT_THAT(traced[1], testing::HasSubstr("  spaceInUse (init queue)         = " + std::to_string(charge("early")) +
+                                              " (bytes)\n"));
+    EXPECT_THAT(traced[1], testing::HasSubstr("  message count (init queue)      = 1\n"));
+}
+
+TEST_F(OrvCHMesgQProbeTest, eachDeletionIsCountedByItsReason) {
+    open({{"FilesAllowed", "1"}, {"FileSystemSpaceAllowed", std::to_string(charge("one"))}});
+    add("one");
+    add("two");  // "one" goes for space: four bytes are missing, and nothing else is there
+    EXPECT_EQ(queue_->sendCount(), 0u);
+    EXPECT_EQ(queue_->statistics().deletedForSpace, 1u);
+    EXPECT_EQ(queue_->statistics().couldNotBeAdded, 1u);
+    add("one");
+    seconds(86401);
+    queue_->oneSecondChores();
+    const Texts traced = probe();
+    EXPECT_THAT(traced[2], testing::HasSubstr("  messages deleted for space      = 1\n"
+                                              "  messages deleted for file limit = 0\n"
+                                              "  messages deleted for time       = 1\n"));
+}
+
+}  // namespace
