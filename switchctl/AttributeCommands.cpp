@@ -115,10 +115,9 @@ void addList(CommandTree& tree, const CommandTree::Group& attr) {
 void addLoad(CommandTree& tree, const CommandTree::Group& attr) {
     const auto name = std::make_shared<std::string>();
     tree.command(attr, "load",
-                 {"attr load FILE", "Set attributes from a file of KEY=VALUE lines and # comments",
-                  "attr load lab.attributes"},
+                 {"attr load FILE", "Set attributes from KEY=VALUE lines in a file", "attr load lab.attributes"},
                  [name](Session& session) { load(session, *name); })
-        .take({"FILE", "", "The file; - for standard input", true}, *name);
+        .take({"FILE", "", "KEY=VALUE lines, # comments; - for standard input", true}, *name);
 }
 
 void addUnset(CommandTree& tree, const CommandTree::Group& attr) {

@@ -169,7 +169,7 @@ constexpr PlainCommand PLAIN_COMMANDS[] = {
 void addTest(CommandTree& tree, const CommandTree::Group& group) {
     const auto name = std::make_shared<std::string>();
     tree.command(group, "test",
-                 {"callhome test NAME [--timeout S]", "Send a test message to a profile and wait for its result",
+                 {"callhome test NAME [--timeout S]", "Send a test message and wait for its result",
                   "callhome test Operators --timeout 60"},
                  [name](Session& session) { test(session, *name); })
         .take({"NAME", "", "Name of the profile", true}, *name);
@@ -199,7 +199,7 @@ void addSetup(CommandTree& tree, const CommandTree::Group& group) {
     const auto settings = std::make_shared<CallhomeSettings>();
     tree.command(group, "setup",
                  {"callhome setup [OPTION...]", "Set what an operator sets, then have it read",
-                  "callhome setup --enable --from sw01@example.com --smtp 1-192.0.2.1:25"},
+                  "callhome setup --enable --from sw@example.com --smtp 1-192.0.2.1:25"},
                  [settings](Session& session) { setup(session, *settings); })
         .take({"--from", "A", "Sender of all mails"}, settings->from)
         .take({"--reply-to", "A", "Where answers go"}, settings->replyTo)

@@ -27,7 +27,7 @@ const CommandText* textOf(const Texts& texts, const CLI::App* app) {
 // The parser's help with our own usage line and an example below.
 class HelpFormatter final : public CLI::Formatter {
 public:
-    explicit HelpFormatter(const Texts& texts) : texts_(texts) { column_width(28); }
+    explicit HelpFormatter(const Texts& texts) : texts_(texts) { column_width(26); }
 
     std::string make_usage(const CLI::App* app, std::string name) const override {
         const CommandText* text = textOf(texts_, app);
@@ -36,7 +36,7 @@ public:
     }
     std::string make_footer(const CLI::App* app) const override {
         const CommandText* text = textOf(texts_, app);
-        return text == nullptr ? "" : std::string("\nExample: switchctl ") + text->example + "\n";
+        return text == nullptr ? "" : std::string("Example:\n  switchctl ") + text->example + "\n";
     }
 
 private:

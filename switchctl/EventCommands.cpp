@@ -15,7 +15,7 @@ void addLog(CommandTree& tree, const CommandTree::Group& event) {
     const auto arguments = std::make_shared<LogEventArguments>();
     Command command = tree.command(event, "log",
                                    {"event log --type N --number N [OPTION...] TEXT", "Publish a switch log record",
-                                    "event log --type 0 --number 0x00010002 --slot 3 \"Blade fault detected\""},
+                                    "event log --type 0 --number 0x10002 --slot 3 \"Blade fault detected\""},
                                    [arguments](Session& session) {
                                        publish(session, OperatorCode::PUBLISH_LOG, logRecordFrom(*arguments).encode());
                                    });

@@ -114,9 +114,9 @@ void addAdd(CommandTree& tree, const CommandTree::Group& fault) {
                  {"fault add KIND [OPTION...]", "Add a fault; prints its number",
                   "fault add refuse --operation get --key 'Global.Callhome*' --count 2"},
                  [arguments](Session& session) { add(session, *arguments); })
-        .take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry, corrupt, silent", true}, arguments->kind)
+        .take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry,\ncorrupt or silent", true}, arguments->kind)
         .take({"--operation", "OP", "any, connect, get, bulk-get, set, lookup (any)"}, arguments->operation)
-        .take({"--key", "PATTERN", "Attribute or component; * for any run of characters (*)"}, rule.pattern)
+        .take({"--key", "PATTERN", "Attribute or component; * for anything (*)"}, rule.pattern)
         .number({"--count", "N", "Answers to spoil (1); 0 for all"}, rule.count, 0, UINT32_MAX)
         .number({"--ms", "N", "delay: milliseconds (0)"}, rule.milliseconds, 0, UINT32_MAX)
         .number({"--status", "N", "bad-status: the status (-1)"}, rule.status, INT32_MIN, INT32_MAX);
@@ -129,15 +129,13 @@ void addRemove(CommandTree& tree, const CommandTree::Group& fault) {
                      session.client.call(OperatorCode::REMOVE_FAULT, OneTag{*number}.encode());
                      session.print(Json().set("removed", *number), "");
                  })
-        .number({"NUMBER", "", "The fault's number, as fault add and fault list print it", true}, *number, 0,
-                UINT32_MAX);
+        .number({"NUMBER", "", "Its number, as fault add and list print it", true}, *number, 0, UINT32_MAX);
 }
 
 }  // namespace
 
 void addFaultCommands(CommandTree& tree) {
-    const CommandTree::Group fault =
-        tree.group("fault", "Make the switch misbehave: add, list, remove, clear, release");
+    const CommandTree::Group fault = tree.group("fault", "Misbehave: add, list, remove, clear, release");
     addAdd(tree, fault);
     tree.command(fault, "list", {"fault list", "Print the faults that are set", "fault list"}, list);
     addRemove(tree, fault);

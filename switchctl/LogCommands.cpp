@@ -102,8 +102,8 @@ void log(Session& session, const LogArguments& arguments) {
 void addLogCommands(CommandTree& tree) {
     const auto arguments = std::make_shared<LogArguments>();
     tree.command(tree.root(), "log",
-                 {"log [--follow] [--since ID] [--level N]",
-                  "Print the event log: time, level, id, flags, component, text", "log --level 3 --since 17"},
+                 {"log [--follow] [--since ID] [--level N]", "Event log: time, level, id, flags, component, text",
+                  "log --level 3 --since 17"},
                  [arguments](Session& session) { log(session, *arguments); })
         .flag("--follow", "Go on printing what is added", arguments->follow)
         .take({"--since", "ID", "Only what came after this id"}, arguments->since)

@@ -87,10 +87,10 @@ void addAdd(CommandTree& tree, const CommandTree::Group& group) {
     const auto settings = std::make_shared<ProfileSettings>();
     tree.command(group, "add",
                  {"profile add NAME --level L --format F --email A... [OPTION...]", "Add a profile",
-                  "profile add Operators --level Alarm --format FullText --email operator@example.com"},
+                  "profile add Ops --level Alarm --format Tsc1 --email ops@example.com"},
                  [settings](Session& session) { add(session, *settings); })
         .take({"NAME", "", "Up to 32 bytes", true}, settings->name)
-        .take({"--level", "L", "Least level: Info, Warn, Critical, Alarm, Fault, None", true}, settings->level)
+        .take({"--level", "L", "Info, Warn, Critical, Alarm, Fault or None", true}, settings->level)
         .take({"--format", "F", "FullText, Tsc1, or any other word for the short form", true}, settings->format)
         .take({"--email", "A", "Up to 10 addresses", true}, settings->emails)
         .number({"--max-size", "N", "Bytes of a mail (2000000)"}, settings->maxSize, Rules::MIN_SIZE, Rules::MAX_SIZE)

@@ -1,0 +1,124 @@
+#include "switchctl/SwitchctlTest.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class ProfileCommands : public SwitchctlDaemonTest {
+protected:
+    void add(const std::string& name) {
+        done({"profile", "add", name, "--level", "Alarm", "--format", "FullText", "--email", name + "@example.com"});
+    }
+};
+
+TEST_F(ProfileCommands, addStoresAProfileAndHasItRead) {
+    EXPECT_EQ(done({"profile", "add", "Operators", "--level", "Alarm", "--format", "FullText", "--email",
+                    "a@example.com", "--email", "b@example.com", "--subject", "Switch in the lab", "--max-size", "5000",
+                    "--capture", "Mon,02:30,1"}),
+              "");
+
+    EXPECT_EQ(done({"attr", "list", "Global.CallhomeDB."}),
+              "Global.CallhomeDB.NumberOfProfiles=1\n"
+              "Global.CallhomeDB.Profile.0.Capture.0.DayOfWeek=Mon\n"
+              "Global.CallhomeDB.Profile.0.Capture.0.Interval=1\n"
+              "Global.CallhomeDB.Profile.0.Capture.0.TimeOfDay=02:30\n"
+              "Global.CallhomeDB.Profile.0.Capture.0.Type=Cron\n"
+              "Global.CallhomeDB.Profile.0.CaptureEnable=True\n"
+              "Global.CallhomeDB.Profile.0.CaptureEntries=1\n"
+              "Global.CallhomeDB.Profile.0.EmailList.0=a@example.com\n"
+              "Global.CallhomeDB.Profile.0.EmailList.1=b@example.com\n"
+              "Global.CallhomeDB.Profile.0.EmailSubject=Switch in the lab\n"
+              "Global.CallhomeDB.Profile.0.Format=FullText\n"
+              "Global.CallhomeDB.Profile.0.Level=Alarm\n"
+              "Global.CallhomeDB.Profile.0.MaxSize=5000\n"
+              "Global.CallhomeDB.Profile.0.NumberOfEmails=2\n"
+              "Global.CallhomeDB.ProfileList.0=Operators\n");
+    EXPECT_THAT(requestCodes(), ElementsAre(1));
+}
+
+TEST_F(ProfileCommands, showPrintsOneProfile) {
+    done({"profile", "add", "Operators", "--level", "Alarm", "--format", "FullText", "--email", "a@example.com",
+          "b@example.com", "--capture", "Mon,02:30,1"});
+
+    EXPECT_EQ(done({"profile", "show", "Operators"}),
+              "name: Operators\nlevel: Alarm\nformat: FullText\nmax-size: 2000000\nsubject: \n"
+              "email: a@example.com\nemail: b@example.com\ncapture: Mon,02:30,1\n");
+    EXPECT_EQ(done({"profile", "show", "Operators", "--json"}),
+              "{\"name\":\"Operators\",\"level\":\"Alarm\",\"format\":\"FullText\",\"maxSize\":\"2000000\","
+              "\"subject\":\"\",\"emails\":[\"a@example.com\",\"b@example.com\"],\"capture\":\"Mon,02:30,1\"}\n");
+}
+
+TEST_F(ProfileCommands, listPrintsThemInTheirOrder) {
+    EXPECT_EQ(done({"profile", "list"}), "no profiles\n");
+    EXPECT_EQ(done({"profile", "list", "--json"}), "[]\n");
+    add("Second");
+    add("First");
+
+    EXPECT_EQ(done({"profile", "list"}),
+              "Second  Alarm  FullText  Second@example.com\nFirst   Alarm  FullText  First@example.com\n");
+}
+
+TEST_F(ProfileCommands, removeClosesTheGap) {
+    add("One");
+    add("Two");
+    add("Three");
+    requests_.clear();
+
+    EXPECT_EQ(done({"profile", "remove", "One"}), "");
+
+    EXPECT_EQ(done({"profile", "list"}),
+              "Two    Alarm  FullText  Two@example.com\nThree  Alarm  FullText  Three@example.com\n");
+    EXPECT_EQ(switch_.attribute("Global.CallhomeDB.NumberOfProfiles"), "2");
+    EXPECT_EQ(done({"attr", "list", "Global.CallhomeDB.Profile.2"}), "");
+    EXPECT_EQ(switch_.attribute("Global.CallhomeDB.ProfileList.2"), std::nullopt);
+    EXPECT_THAT(requestCodes(), ElementsAre(1));
+}
+
+TEST_F(ProfileCommands, refuseANameThatIsTakenOrUnknown) {
+    add("One");
+    requests_.clear();
+
+    const Outcome taken =
+        run({"profile", "add", "One", "--level", "Info", "--format", "Tsc1", "--email", "x@example.com"});
+    const Outcome unknown = run({"profile", "remove", "Two"});
+
+    EXPECT_EQ(taken.status, ExitStatus::REFUSED);
+    EXPECT_EQ(taken.err, "switchctl: there is a profile One already\n");
+    EXPECT_EQ(unknown.status, ExitStatus::REFUSED);
+    EXPECT_EQ(unknown.err, "switchctl: there is no profile Two\n");
+    EXPECT_EQ(run({"profile", "show", "Two"}).err, "switchctl: there is no profile Two\n");
+    EXPECT_THAT(requests_, IsEmpty());
+}
+
+TEST_F(ProfileCommands, storeNothingThatTheDaemonWouldNotUnderstand) {
+    const std::vector<std::vector<std::string>> changes = {
+        {"--level", "alarm"},         {"--format", ""},
+        {"--email", "!a@x"},          {"--max-size", "649"},
+        {"--max-size", "2000001"},    {"--max-size", "12k"},
+        {"--capture", "Mon,24:00,1"}, {"--subject", std::string(65, 's')},
+    };
+    for (const auto& change : changes) {
+        std::map<std::string, std::string> options = {{"--level", "Info"}, {"--format", "Tsc1"}, {"--email", "a@x"}};
+        options[change[0]] = change[1];
+        std::vector<std::string> line = {"profile", "add", "One"};
+        for (const auto& [option, value] : options) {
+            line.push_back(option);
+            line.push_back(value);
+        }
+        EXPECT_EQ(run(line).status, ExitStatus::WRONG_USAGE) << change[0] << " " << change[1];
+    }
+    EXPECT_EQ(switch_.attribute("Global.CallhomeDB.NumberOfProfiles"), "0");
+}
+
+TEST_F(ProfileCommands, addNeedsLevelFormatAndEmail) {
+    EXPECT_THAT(run({"profile", "add", "One", "--format", "Tsc1", "--email", "a@x"}).err,
+                HasSubstr("--level is required"));
+    EXPECT_THAT(run({"profile", "add", "One", "--level", "Info", "--email", "a@x"}).err,
+                HasSubstr("--format is required"));
+    EXPECT_THAT(run({"profile", "add", "One", "--level", "Info", "--format", "Tsc1"}).err,
+                HasSubstr("--email is required"));
+}
+
+}  // namespace

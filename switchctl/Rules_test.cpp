@@ -1,0 +1,119 @@
+#include "switchctl/Rules.h"
+
+#include "switchctl/Errors.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+// What the check says; empty when it takes the value.
+std::string refusal(const std::function<void()>& check) {
+    try {
+        check();
+        return "";
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+}
+
+using Rule = void (*)(const std::string&);
+
+struct RuleCase {
+    Rule rule;
+    std::string text;
+    std::string refusal;  // Empty: taken.
+};
+
+const std::string LONG_32(32, 'n');
+const std::string LONG_33(33, 'n');
+const std::string LONG_64(64, 's');
+const std::string LONG_65(65, 's');
+
+void oneEmail(const std::string& address) {
+    Rules::emails({address});
+}
+
+const RuleCase RULES[] = {
+    {Rules::profileName, "Operators", ""},
+    {Rules::profileName, "Night shift", ""},
+    {Rules::profileName, LONG_32, ""},
+    {Rules::profileName, LONG_33,
+     "the profile name \"" + LONG_33 + "\" cannot be used: it has 33 bytes, at most 32 are taken"},
+    {Rules::profileName, "", "the profile name \"\" cannot be used: it is empty; write it like Operators"},
+    {Rules::profileName, "a\nb",
+     "the profile name \"a\\nb\" cannot be used: control characters are not taken, nor is a line feed"},
+    {Rules::profileName, " a", "the profile name \" a\" cannot be used: it begins or ends with a blank"},
+    {Rules::profileName, "a ", "the profile name \"a \" cannot be used: it begins or ends with a blank"},
+    {Rules::profileName, "</->",
+     "the profile name \"</->\" cannot be used: this text ends a value in the queue's files"},
+    {Rules::level, "Info", ""},
+    {Rules::level, "Warn", ""},
+    {Rules::level, "Critical", ""},
+    {Rules::level, "Alarm", ""},
+    {Rules::level, "Fault", ""},
+    {Rules::level, "None", ""},
+    {Rules::level, "alarm",
+     "the level \"alarm\" cannot be used: it is one of Info, Warn, Critical, Alarm, Fault, None, written so"},
+    {Rules::level, "",
+     "the level \"\" cannot be used: it is one of Info, Warn, Critical, Alarm, Fault, None, written so"},
+    {Rules::format, "FullText", ""},
+    {Rules::format, "Tsc1", ""},
+    {Rules::format, "Short", ""},
+    {Rules::format, LONG_32, ""},
+    {Rules::format, LONG_33, "the format \"" + LONG_33 + "\" cannot be used: it has 33 bytes, at most 32 are taken"},
+    {Rules::format, "",
+     "the format \"\" cannot be used: it is empty; write FullText, Tsc1, or any other word for the short form"},
+    {Rules::subject, "", ""},
+    {Rules::subject, LONG_64, ""},
+    {Rules::subject, LONG_65, "the subject \"" + LONG_65 + "\" cannot be used: it has 65 bytes, at most 64 are taken"},
+    {Rules::subject, "a\r\nBcc: x",
+     "the subject \"a\\x0d\\nBcc: x\" cannot be used: control characters are not taken, nor is a line feed"},
+    {oneEmail, "operator@example.com", ""},
+    {oneEmail, "root", ""},
+    {oneEmail, "", "the address \"\" cannot be used: it is empty; write it like operator@example.com"},
+    {oneEmail, "!ops@x",
+     "the address \"!ops@x\" cannot be used: it must not begin with ! # $ or %; the queue marks recipients so"},
+    {oneEmail, "#ops@x",
+     "the address \"#ops@x\" cannot be used: it must not begin with ! # $ or %; the queue marks recipients so"},
+    {oneEmail, "$ops@x",
+     "the address \"$ops@x\" cannot be used: it must not begin with ! # $ or %; the queue marks recipients so"},
+    {oneEmail, "%ops@x",
+     "the address \"%ops@x\" cannot be used: it must not begin with ! # $ or %; the queue marks recipients so"},
+    {oneEmail, "a b@x",
+     "the address \"a b@x\" cannot be used: blanks, brackets, commas and semicolons are not taken; write it like "
+     "operator@example.com"},
+    {oneEmail, "<a@x>",
+     "the address \"<a@x>\" cannot be used: blanks, brackets, commas and semicolons are not taken; write it like "
+     "operator@example.com"},
+    {oneEmail, "a@x,b@x",
+     "the address \"a@x,b@x\" cannot be used: blanks, brackets, commas and semicolons are not taken; write it like "
+     "operator@example.com"},
+    {oneEmail, "a\tb@x",
+     "the address \"a\\tb@x\" cannot be used: control characters are not taken, nor is a line feed"},
+};
+
+TEST(Rules, takeWhatTheDaemonUnderstandsAndNameTheRuleOtherwise) {
+    for (const RuleCase& one : RULES) {
+        EXPECT_EQ(refusal([&] { one.rule(one.text); }), one.refusal) << '"' << one.text << '"';
+    }
+}
+
+TEST(Rules, takeTenAddressesAndNotEleven) {
+    EXPECT_EQ(refusal([] { Rules::emails(std::vector<std::string>(10, "a@x")); }), "");
+    EXPECT_EQ(refusal([] { Rules::emails(std::vector<std::string>(11, "a@x")); }),
+              "11 addresses are too many; a profile has at most 10");
+}
+
+TEST(Rules, nameTheOptionOfAnIdentityText) {
+    EXPECT_EQ(refusal([] { Rules::sender("--from", "sw01@example.com"); }), "");
+    EXPECT_EQ(refusal([] { Rules::sender("--from", ""); }),
+              "--from \"\" cannot be used: it is empty; write it like operator@example.com");
+    EXPECT_EQ(refusal([] { Rules::identity("--location", ""); }), "");
+    EXPECT_EQ(refusal([] { Rules::identity("--location", "Rack\n7"); }),
+              "--location \"Rack\\n7\" cannot be used: control characters are not taken, nor is a line feed");
+    EXPECT_NE(refusal([] { Rules::identity("--location", std::string(1001, 'x')); }), "");
+}
+
+}  // namespace

@@ -1,0 +1,77 @@
+#include "cmon_client.h"
+#include "switchctl/SwitchctlTest.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+using StatusCommand = SwitchctlTest;
+
+TEST_F(StatusCommand, saysWhenNobodyIsThere) {
+    EXPECT_EQ(done({"status"}), "no components\n");
+    EXPECT_EQ(done({"status", "--json"}), "{\"components\":[]}\n");
+}
+
+// Where the component stands after each step of its start.
+class SwitchCommands : public SwitchctlDaemonTest {
+protected:
+    void answer(Hsb_Message& message) override {
+        if (message.format() == MessageFormat::CMON && message.code() == CmonCode::READ_CONF && acknowledges_) {
+            EXPECT_GE(cmon_client(&daemon_).conf_read_ack(0), 0);
+        }
+    }
+    std::string stateNow() {
+        const std::string line = done({"status"});
+        const std::size_t start = line.find("  ") + 2;
+        return line.substr(start, line.find("  ", start) - start);
+    }
+    bool acknowledges_ = true;
+};
+
+TEST_F(SwitchCommands, statusShowsComponentStateAndAddress) {
+    const std::string address =
+        std::to_string(daemon_.address().node) + "." + std::to_string(daemon_.address().process);
+
+    EXPECT_EQ(done({"status"}), "OrvApp  registered  " + address + "\n");
+    EXPECT_EQ(done({"status", "--json"}), "{\"components\":[{\"name\":\"OrvApp\",\"state\":\"registered\",\"node\":" +
+                                              std::to_string(daemon_.address().node) +
+                                              ",\"process\":" + std::to_string(daemon_.address().process) + "}]}\n");
+}
+
+TEST_F(SwitchCommands, statusFollowsTheComponentsStart) {
+    EXPECT_EQ(stateNow(), "registered");
+    acknowledges_ = false;
+    ASSERT_GE(cmon_client(&daemon_).ready_for_conf(), 0);
+    switch_.pump();
+    EXPECT_EQ(stateNow(), "ready");
+    ASSERT_GE(cmon_client(&daemon_).conf_read_ack(0), 0);
+    switch_.pump();
+    EXPECT_EQ(stateNow(), "started");
+}
+
+TEST_F(SwitchCommands, waitEndsWhenTheStateIsReached) {
+    EXPECT_EQ(done({"wait", "orvApp", "registered"}), "");
+    ASSERT_GE(cmon_client(&daemon_).ready_for_conf(), 0);
+
+    EXPECT_EQ(done({"wait", "orvApp", "started"}), "");
+    EXPECT_EQ(done({"wait", "orvApp", "ready", "--json"}), "{\"component\":\"orvApp\",\"state\":\"ready\"}\n");
+    EXPECT_EQ(done({"wait", "orvApp", "configured"}), "");
+}
+
+TEST_F(SwitchCommands, waitTellsHowFarTheComponentHasComeWhenTimeIsUp) {
+    const Outcome result = run({"wait", "orvApp", "started", "--timeout", "0.2"});
+
+    EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(result.err, "switchctl: orvApp was not started in 0.2 s: it is registered\n");
+    EXPECT_EQ(run({"wait", "nobody", "ready", "--timeout", "0.2"}).err,
+              "switchctl: nobody was not ready in 0.2 s: it is absent\n");
+}
+
+TEST_F(SwitchCommands, waitKnowsFourStates) {
+    EXPECT_THAT(run({"wait", "orvApp", "running"}).err,
+                HasSubstr("unknown state \"running\"; it is registered, ready, configured or started\n"));
+    EXPECT_EQ(run({"wait", "orvApp", "absent"}).status, ExitStatus::WRONG_USAGE);
+    EXPECT_EQ(run({"wait", "orvApp"}).status, ExitStatus::WRONG_USAGE);
+}
+
+}  // namespace
