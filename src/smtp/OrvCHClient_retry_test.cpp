@@ -203,27 +203,27 @@ TEST_F(OrvCHClientRetry, isClearedByAConfigurationAndTheServersAreChosenAnew) {
 }
 
 TEST_F(OrvCHClientRetry, isNotArmedWithoutAUsableServerAndGoesOnWithTheNextConfiguration) {
-    serverA_.answer(MailStage::kEndOfData, ScriptedReply::line("554 no").delayed(std::chrono::milliseconds(100)));
+    serverA_.answerOnce(MailStage::kEndOfData, ScriptedReply::silence());
     useServerA();
     startSending();
     queueMail("mail");
     client_.oneSecondTick();
+    ASSERT_TRUE(serverA_.waitUntil([&] { return serverA_.received(0).ends_with("\r\n.\r\n"); }));
     configure(serverEntries("", 0, "", 0));
     recording_.takeSent();
+    serverA_.breakConnections();
     serveUntil([&] { return !client_.sendOutstanding(); });
 
-    EXPECT_THAT(
-        takeLog(),
-        ElementsAre(kCriticalLine, encountered(serverA_, "SMTP RESPONSE Error", "SMTP server error Response", "554 no"),
-                    "3 8b000011 SMTP addresses are defaults or disabled, will not retry sending messages until "
-                    "a valid SMTP  address has been configured and enabled"));
+    EXPECT_THAT(takeLog(),
+                ElementsAre(kCriticalLine, encountered(serverA_, "Socket Closed Error", "Connection reset by peer", ""),
+                            "3 8b000011 SMTP addresses are defaults or disabled, will not retry sending messages until "
+                            "a valid SMTP  address has been configured and enabled"));
     EXPECT_FALSE(client_.retryPending());
     EXPECT_EQ(client_.countdown(), -1);
     queue_.takeCalls();
     tick(10);
     EXPECT_THAT(queue_.takeCalls(), IsEmpty());
 
-    serverA_.answer(MailStage::kEndOfData, ScriptedReply::line("250 ok"));
     useServerA();
     tick();
     EXPECT_THAT(queue_.takeCalls(), ElementsAre("open mail", "delete mail 0"));

@@ -39,7 +39,7 @@ TEST_F(OrvMailComposerTest, letsMessageAndIdentityGo) {
     std::string text;
     ASSERT_EQ(OrvMailComposer(identity.common()).compose(*message, envelope, "10.1.2.3", text), 0);
 
-    const Mt::Lock lock(message->lock());
+    { const Mt::Lock lock(message->lock()); }
     identity.set(OrvIdentity());
 
     EXPECT_EQ(identity.common().current().From, "");

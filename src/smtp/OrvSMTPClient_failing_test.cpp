@@ -6,7 +6,9 @@
 #include <gmock/gmock.h>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -63,6 +65,11 @@ public:
 
     ssize_t send(int socket, const void* bytes, std::size_t length) override {
         lengths.push_back(length);
+        int on = 0;
+        socklen_t size = sizeof on;
+        EXPECT_EQ(getsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, &size), 0);
+        EXPECT_NE(on, 0) << "the line that ends a text must not wait for the text's acknowledgement";
+        EXPECT_EQ(fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
         const int error = sendErrors.empty() ? 0 : sendErrors.front();
         if (!sendErrors.empty()) {
             sendErrors.pop_front();
@@ -320,6 +327,13 @@ TEST_F(OrvSMTPClientFailing, sendsTheRemainderAfterPartialSends) {
     EXPECT_THAT(takeTraces(), testing::IsSupersetOf({"sendRequest: SMTP bytes sent = 7 of 17",
                                                      "sendRequest: SMTP bytes sent = 7 of 10",
                                                      "sendRequest: SMTP bytes sent = 3 of 3"}));
+}
+
+TEST_F(OrvSMTPClientFailing, sendsEachRequestWithoutDelayAndWaitsForIt) {
+    ASSERT_EQ(connect(client_), 0);
+    ASSERT_EQ(client_.sendMailFrom("s@x"), 0);
+
+    EXPECT_EQ(system_.lengths.size(), 1u) << "and its socket was looked at";
 }
 
 TEST_F(OrvSMTPClientFailing, sendsAgainAfterAnInterruption) {
