@@ -10,11 +10,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 using testing::EndsWith;
@@ -58,24 +60,18 @@ public:
 
     // The next line with its line feed; what there was at the end of the output or of our patience.
     std::string readLine() {
-        std::string line;
-        pollfd waiting{output_, POLLIN, 0};
-        char byte = 0;
-        while (poll(&waiting, 1, PATIENCE_MS) == 1 && read(output_, &byte, 1) == 1) {
-            line += byte;
-            if (byte == '\n') {
-                break;
-            }
+        while (unread_.find('\n') == std::string::npos && readMore()) {
         }
+        const std::size_t end = std::min(unread_.find('\n'), unread_.size() - 1);
+        std::string line = unread_.substr(0, end + 1);
+        unread_.erase(0, end + 1);
         return line;
     }
     // All further output, until it ends.
     std::string readAll() {
-        std::string all;
-        for (std::string line = readLine(); !line.empty(); line = readLine()) {
-            all += line;
+        while (readMore()) {
         }
-        return all;
+        return std::exchange(unread_, "");
     }
     // The exit status, or minus the signal that ended it.
     int wait() {
@@ -86,6 +82,14 @@ public:
     }
 
 private:
+    bool readMore() {
+        pollfd waiting{output_, POLLIN, 0};
+        char bytes[65536];
+        const ssize_t count = poll(&waiting, 1, PATIENCE_MS) == 1 ? read(output_, bytes, sizeof bytes) : 0;
+        unread_.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        return count > 0;
+    }
+
     [[noreturn]] static void execute(const std::string& program, const Words& arguments,
                                      const Environment& environment) {
         unsetenv("HSB_BUS");
@@ -105,6 +109,7 @@ private:
 
     pid_t pid_ = -1;
     int output_ = -1;
+    std::string unread_;
 };
 
 struct Outcome {
