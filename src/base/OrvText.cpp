@@ -1,5 +1,6 @@
 #include "base/OrvText.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -38,6 +39,10 @@ std::string orvFormatV(const char* format, std::va_list arguments) {
     }
     va_end(again);
     return text;
+}
+
+std::string orvTextUpToNul(std::span<const std::uint8_t> field) {
+    return std::string(field.begin(), std::find(field.begin(), field.end(), 0));
 }
 
 std::string orvErrorText(int error) {

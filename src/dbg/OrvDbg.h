@@ -29,7 +29,8 @@ public:
     OrvDbg& operator=(const OrvDbg&) = delete;
 
     // Writes one line, any length. Returns the bytes in the current file after the write, -1 when silent. Any thread.
-    long trace(const char* module, const char* function, const char* format, std::va_list arguments);
+    __attribute__((format(printf, 4, 0))) long trace(const char* module, const char* function, const char* format,
+                                                     std::va_list arguments);
     // The same with a message in three parts, none of which is copied: for texts of a mail's size.
     long traceParts(const char* module, const char* function, std::string_view start, std::string_view big,
                     std::string_view end);
@@ -56,8 +57,9 @@ private:
     // With the mutex held.
     void startLine(Line& line, const char* module, const char* function);
     void composeDate(std::int64_t second);
-    void writeMessage(Line& line, const char* format, std::va_list arguments);
-    void writeLongMessage(const Line& line, std::size_t length, const char* format, std::va_list arguments);
+    __attribute__((format(printf, 3, 0))) void writeMessage(Line& line, const char* format, std::va_list arguments);
+    __attribute__((format(printf, 4, 0))) void writeLongMessage(const Line& line, std::size_t length,
+                                                                const char* format, std::va_list arguments);
     void write(std::initializer_list<std::string_view> parts);
     long finishLine();
     int Rotate();

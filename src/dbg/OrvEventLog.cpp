@@ -16,7 +16,8 @@ constexpr std::uint32_t kResourceAlarmId = 0x10050034u;
 // Written by the main thread, read by the workers too.
 std::atomic<Hsb_Component*> application{nullptr};
 
-void write(int level, std::uint32_t id, const char* format, std::va_list arguments) {
+__attribute__((format(printf, 3, 0))) void write(int level, std::uint32_t id, const char* format,
+                                                 std::va_list arguments) {
     app_log(level, id, -1, -1, -1, -1, kOrvOwnEntryFlags, orvApplication(), "%s",
             orvFormatV(format, arguments).c_str());
 }

@@ -11,8 +11,8 @@ class Hsb_Component;
 inline constexpr int kOrvLogCritical = 2;
 inline constexpr int kOrvLogWarning = 3;
 inline constexpr int kOrvLogInternal = 15;
-inline constexpr int kOrvLogCapture = 16;
-inline constexpr int kOrvLogRestore = 17;
+inline constexpr int kOrvLogTask = 16;
+inline constexpr int kOrvLogDetail = 17;
 inline constexpr int kOrvLogInfo = 31;
 // The message number of every entry that has none of its own.
 inline constexpr std::uint32_t kOrvLogId = 0x8B000001u;
