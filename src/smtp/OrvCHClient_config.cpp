@@ -56,7 +56,7 @@ int OrvCHClient::readConfig() {
     ORV_TRACE("Entry\n");
     std::vector<std::string> names;
     for (const ConfigKey& key : kConfigKeys) {
-        orvLog(kOrvLogRestore, "build request for %s", key.name);
+        orvLog(kOrvLogDetail, "build request for %s", key.name);
         names.emplace_back(key.name);
     }
     if (store_.bulkGetAttrReq(kConfigRequestId, names) == 0) {
@@ -79,7 +79,7 @@ int OrvCHClient::processConfigBulk(std::span<const DsEntry> entries, std::span<c
             if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
                 reportBadStatus(i, status);
             } else if (!applyEntry(entry)) {
-                orvLog(kOrvLogRestore, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHClient", __LINE__,
+                orvLog(kOrvLogDetail, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHClient", __LINE__,
                        entry.value.c_str());
                 ++unknown;
             }

@@ -45,7 +45,7 @@ int OrvCHClient::startThread() {
         return 0;
     }
     if (Mt::Threader::launch(*this) != 0) {
-        orvLog(kOrvLogCapture, "orvApp failed to launch sending thread");
+        orvLog(kOrvLogTask, "orvApp failed to launch sending thread");
         return -1;
     }
     launched_ = true;

@@ -1,124 +1,21 @@
-// What the SMTP client reports when a step cannot be taken: addresses, names, sockets, lost connections and time.
+// What the SMTP client reports when a step cannot be taken: addresses, names, sockets and lost connections.
 #include "smtp/MailFixture.h"
 #include "smtp/OrvSMTPClient.h"
+#include "smtp/StagedSystem.h"
 #include "testing/ScriptedMailServer.h"
 
 #include <gmock/gmock.h>
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <deque>
 #include <functional>
 
 using testing::Contains;
 using testing::ElementsAre;
 
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-
-constexpr char kTimedOut[] = "Connection timed out";
-
-// Answers names from a list, and lets single sends fail.
-class StagedSystem final : public OrvSMTPSystem {
-public:
-    struct Asked {
-        std::string name;
-        int flags;
-        int family;
-        int type;
-        bool operator==(const Asked&) const = default;
-    };
-
-    int resolve(const char* name, const addrinfo& hints, addrinfo** list) override {
-        asked.push_back({name, hints.ai_flags, hints.ai_family, hints.ai_socktype});
-        if (resolveError != 0) {
-            return resolveError;
-        }
-        entries_.clear();
-        for (const auto& text : addresses) {
-            addEntry(text);
-        }
-        for (std::size_t i = 0; i < entries_.size(); ++i) {
-            entries_[i].info.ai_addr = reinterpret_cast<sockaddr*>(&entries_[i].address);
-            entries_[i].info.ai_next = i + 1 < entries_.size() ? &entries_[i + 1].info : nullptr;
-        }
-        entries_.front().info.ai_canonname = canonical.empty() ? nullptr : canonical.data();
-        *list = &entries_.front().info;
-        ++lists;
-        return 0;
-    }
-
-    void freeList(addrinfo* list) override {
-        EXPECT_EQ(list, &entries_.front().info);
-        --lists;
-    }
-
-    ssize_t send(int socket, const void* bytes, std::size_t length) override {
-        lengths.push_back(length);
-        int on = 0;
-        socklen_t size = sizeof on;
-        EXPECT_EQ(getsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, &size), 0);
-        EXPECT_NE(on, 0) << "the line that ends a text must not wait for the text's acknowledgement";
-        EXPECT_EQ(fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
-        const int error = sendErrors.empty() ? 0 : sendErrors.front();
-        if (!sendErrors.empty()) {
-            sendErrors.pop_front();
-        }
-        if (error != 0) {
-            errno = error;
-            return -1;
-        }
-        return OrvSMTPSystem::send(socket, bytes, std::min(length, most));
-    }
-
-    std::vector<std::string> addresses{"127.0.0.1"};
-    std::string canonical;
-    int resolveError = 0;
-    std::deque<int> sendErrors;  // 0: goes through
-    std::size_t most = SIZE_MAX;
-    std::vector<Asked> asked;
-    std::vector<std::size_t> lengths;  // asked to send
-    int lists = 0;                     // not freed
-
-private:
-    struct Entry {
-        addrinfo info{};
-        sockaddr_storage address{};
-    };
-
-    void addEntry(const std::string& text) {
-        Entry entry;
-        sockaddr_in v4{};
-        sockaddr_in6 v6{};
-        if (inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
-            v4.sin_family = AF_INET;
-            std::memcpy(&entry.address, &v4, sizeof v4);
-            entry.info.ai_family = AF_INET;
-            entry.info.ai_addrlen = sizeof v4;
-        } else if (inet_pton(AF_INET6, text.c_str(), &v6.sin6_addr) == 1) {
-            v6.sin6_family = AF_INET6;
-            std::memcpy(&entry.address, &v6, sizeof v6);
-            entry.info.ai_family = AF_INET6;
-            entry.info.ai_addrlen = sizeof v6;
-        } else {
-            entry.info.ai_family = AF_UNIX;
-            entry.info.ai_addrlen = sizeof(sa_family_t);
-        }
-        entries_.push_back(entry);
-    }
-
-    std::deque<Entry> entries_;
-};
 
 class OrvSMTPClientFailing : public MailTest {
 protected:
@@ -477,92 +374,4 @@ TEST_F(OrvSMTPClientFailing, canBeDisconnectedTwice) {
 
     EXPECT_FALSE(client_.connected());
     EXPECT_TRUE(server_.waitUntil([&] { return server_.openConnections() == 0; }));
-}
-
-TEST_F(OrvSMTPClientFailing, waitsForEachStepAsLongAsThatStepMay) {
-    const OrvSMTPTimeouts timeouts;
-
-    EXPECT_EQ(timeouts.connect, seconds(300));
-    EXPECT_EQ(timeouts.greeting, seconds(300));
-    EXPECT_EQ(timeouts.command, seconds(300));
-    EXPECT_EQ(timeouts.data, seconds(120));
-    EXPECT_EQ(timeouts.text, seconds(180));
-    EXPECT_EQ(timeouts.dataEnd, seconds(600));
-}
-
-TEST_F(OrvSMTPClientFailing, givesUpOnEachStepThatIsNeverAnswered) {
-    struct {
-        milliseconds OrvSMTPTimeouts::*limit;
-        MailStage stage;
-        std::function<int(OrvSMTPClient&)> step;
-    } const rows[] = {
-        {&OrvSMTPTimeouts::greeting, MailStage::kGreeting, nullptr},
-        {&OrvSMTPTimeouts::command, MailStage::kEhlo,
-         [](OrvSMTPClient& client) { return client.sendHello("h", SmtpAddrMode::kIPv4); }},
-        {&OrvSMTPTimeouts::command, MailStage::kMail, [](OrvSMTPClient& client) { return client.sendMailFrom("s"); }},
-        {&OrvSMTPTimeouts::command, MailStage::kRcpt, [](OrvSMTPClient& client) { return client.sendRcptTo("r"); }},
-        {&OrvSMTPTimeouts::data, MailStage::kData, [](OrvSMTPClient& client) { return client.sendDataCmd(); }},
-        {&OrvSMTPTimeouts::dataEnd, MailStage::kOther, [](OrvSMTPClient& client) { return client.sendDataEnd(); }},
-        {&OrvSMTPTimeouts::command, MailStage::kRset, [](OrvSMTPClient& client) { return client.sendReset(); }},
-        {&OrvSMTPTimeouts::command, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(); }},
-    };
-    for (const auto& row : rows) {
-        OrvSMTPTimeouts timeouts;
-        timeouts.*row.limit = milliseconds(50);
-        OrvSMTPClient client(timeouts);
-        server_.answerOnce(row.stage, ScriptedReply::silence());
-        const int connected = connect(client);
-        if (row.step) {
-            ASSERT_EQ(connected, 0);
-            EXPECT_EQ(row.step(client), -1);
-        } else {
-            EXPECT_EQ(connected, -1);
-        }
-        EXPECT_FALSE(client.connected());
-        expectError(client, 12, "Socket Closed Error", kTimedOut);
-    }
-}
-
-TEST_F(OrvSMTPClientFailing, waitsForALateReplyWithinItsLimit) {
-    server_.answer(MailStage::kMail, ScriptedReply::line("250 at last").delayed(milliseconds(200)));
-    ASSERT_EQ(connect(client_), 0);
-
-    EXPECT_EQ(client_.sendMailFrom("s@x"), 0);
-}
-
-TEST_F(OrvSMTPClientFailing, givesUpOnATextThatNobodyReads) {
-    OrvSMTPTimeouts timeouts;
-    timeouts.text = milliseconds(100);
-    OrvSMTPClient client(timeouts);
-    server_.answer(MailStage::kData, ScriptedReply::line("354 go ahead").thenStopReading());
-    ASSERT_EQ(connect(client), 0);
-    ASSERT_EQ(client.sendDataCmd(), 0);
-    // More than both sides' buffers ever hold.
-    ASSERT_EQ(client.sendBody(std::string(32u << 20, 'x')), -1);
-
-    EXPECT_FALSE(client.connected());
-    expectError(client, 4, "SMTP DATA Error", kTimedOut);
-}
-
-TEST_F(OrvSMTPClientFailing, givesUpOnAConnectThatIsNeverAnswered) {
-    // A listener whose queue is full lets further connects wait.
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener, 0), 0);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    const int waiting = socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_EQ(::connect(waiting, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    OrvSMTPTimeouts timeouts;
-    timeouts.connect = milliseconds(50);
-    OrvSMTPClient client(timeouts);
-
-    EXPECT_EQ(client.connectServer("127.0.0.1", ntohs(address.sin_port), SmtpAddrMode::kIPv4), -1);
-
-    expectError(client, 11, "Connect Error", kTimedOut);
-    close(waiting);
-    close(listener);
 }

@@ -15,6 +15,6 @@ ssize_t OrvSMTPSystem::send(int socket, const void* bytes, std::size_t length) {
 }
 
 OrvSMTPSystem& OrvSMTPSystem::real() {
-    static OrvSMTPSystem system;
+    static OrvSMTPSystem& system = *new OrvSMTPSystem;  // never destroyed: the send thread may outlive main
     return system;
 }

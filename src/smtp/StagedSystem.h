@@ -1,0 +1,110 @@
+// Test support: an operating system under the SMTP client that resolves what a test says and fails when it says so.
+#pragma once
+
+#include "smtp/OrvSMTPSystem.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <string>
+#include <vector>
+
+// Answers names from a list, and lets single sends fail.
+class StagedSystem final : public OrvSMTPSystem {
+public:
+    struct Asked {
+        std::string name;
+        int flags;
+        int family;
+        int type;
+        bool operator==(const Asked&) const = default;
+    };
+
+    int resolve(const char* name, const addrinfo& hints, addrinfo** list) override {
+        asked.push_back({name, hints.ai_flags, hints.ai_family, hints.ai_socktype});
+        if (resolveError != 0) {
+            return resolveError;
+        }
+        entries_.clear();
+        for (const auto& text : addresses) {
+            addEntry(text);
+        }
+        for (std::size_t i = 0; i < entries_.size(); ++i) {
+            entries_[i].info.ai_addr = reinterpret_cast<sockaddr*>(&entries_[i].address);
+            entries_[i].info.ai_next = i + 1 < entries_.size() ? &entries_[i + 1].info : nullptr;
+        }
+        entries_.front().info.ai_canonname = canonical.empty() ? nullptr : canonical.data();
+        *list = &entries_.front().info;
+        ++lists;
+        return 0;
+    }
+
+    void freeList(addrinfo* list) override {
+        EXPECT_EQ(list, &entries_.front().info);
+        --lists;
+    }
+
+    ssize_t send(int socket, const void* bytes, std::size_t length) override {
+        lengths.push_back(length);
+        int on = 0;
+        socklen_t size = sizeof on;
+        EXPECT_EQ(getsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, &size), 0);
+        EXPECT_NE(on, 0) << "the line that ends a text must not wait for the text's acknowledgement";
+        EXPECT_EQ(fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
+        const int error = sendErrors.empty() ? 0 : sendErrors.front();
+        if (!sendErrors.empty()) {
+            sendErrors.pop_front();
+        }
+        if (error != 0) {
+            errno = error;
+            return -1;
+        }
+        return OrvSMTPSystem::send(socket, bytes, std::min(length, most));
+    }
+
+    std::vector<std::string> addresses{"127.0.0.1"};
+    std::string canonical;
+    int resolveError = 0;
+    std::deque<int> sendErrors;  // 0: goes through
+    std::size_t most = SIZE_MAX;
+    std::vector<Asked> asked;
+    std::vector<std::size_t> lengths;  // asked to send
+    int lists = 0;                     // not freed
+
+private:
+    struct Entry {
+        addrinfo info{};
+        sockaddr_storage address{};
+    };
+
+    void addEntry(const std::string& text) {
+        Entry entry;
+        sockaddr_in v4{};
+        sockaddr_in6 v6{};
+        if (inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
+            v4.sin_family = AF_INET;
+            std::memcpy(&entry.address, &v4, sizeof v4);
+            entry.info.ai_family = AF_INET;
+            entry.info.ai_addrlen = sizeof v4;
+        } else if (inet_pton(AF_INET6, text.c_str(), &v6.sin6_addr) == 1) {
+            v6.sin6_family = AF_INET6;
+            std::memcpy(&entry.address, &v6, sizeof v6);
+            entry.info.ai_family = AF_INET6;
+            entry.info.ai_addrlen = sizeof v6;
+        } else {
+            entry.info.ai_family = AF_UNIX;
+            entry.info.ai_addrlen = sizeof(sa_family_t);
+        }
+        entries_.push_back(entry);
+    }
+
+    std::deque<Entry> entries_;
+};
