@@ -59,7 +59,7 @@ int OrvCHCapture::start() {
         return 0;
     }
     if (Mt::Threader::launch(*this) != 0) {
-        orvLog(kOrvLogCapture, "orvApp failed to launch capture thread");
+        orvLog(kOrvLogTask, "orvApp failed to launch capture thread");
         return -1;
     }
     launched_ = true;
@@ -148,7 +148,7 @@ void OrvCHCapture::handleFailMesg(const OrvCHCaptureFail& mesg) {
     ORV_TRACE("Entry\n");
     const AtEnd finish([&] { finishFirst(mesg.capture()); });
     ORV_TRACE("CronCapture failed!\n");
-    orvLog(kOrvLogCapture, "CronCapture failed: %s!", orvErrorText(mesg.error()).c_str());
+    orvLog(kOrvLogTask, "CronCapture failed: %s!", orvErrorText(mesg.error()).c_str());
 }
 
 void OrvCHCapture::handleSucceedMesg(OrvCHCaptureSucceed& mesg) {

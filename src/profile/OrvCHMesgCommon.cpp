@@ -75,7 +75,7 @@ constexpr int kUnknownAttributeLine = 299;
 std::vector<std::string> announcedKeys() {
     std::vector<std::string> names;
     for (const IdentityKey& key : kKeys) {
-        orvLog(kOrvLogRestore, "build request for %s", key.name);
+        orvLog(kOrvLogDetail, "build request for %s", key.name);
         names.emplace_back(key.name);
     }
     return names;
@@ -131,7 +131,7 @@ int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::sp
                 ORV_TRACE("%s\n", text.c_str());
                 orvLog(kOrvLogInternal, "%s", text.c_str());
             } else if (!apply(entry, identity)) {
-                orvLog(kOrvLogRestore, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
+                orvLog(kOrvLogDetail, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
                        kUnknownAttributeLine, entry.value.c_str());
                 ++unknown;
             }

@@ -59,7 +59,7 @@ int OrvCHProfile::readCaptureTypes() {
     const std::uint32_t count = std::min<std::uint32_t>(captureEntries_, dsClient::MAX_BULK_NAMES);
     for (std::uint32_t i = 0; i < count; ++i) {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.Type", index_, i));
-        orvLog(kOrvLogRestore, "CALLHOME_READ_PROFILE_CAPTURE_TYPES - Read profile recipient - %s\n",
+        orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_TYPES - Read profile recipient - %s\n",
                keys.back().c_str());
     }
     requested_ |= kCapturePart;
@@ -69,12 +69,12 @@ int OrvCHProfile::readCaptureTypes() {
 int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
     ORV_TRACE("Entry\n");
     if (entries.empty()) {
-        orvLog(kOrvLogRestore, "Error CALLHOME_READ_PROFILE_CAPTURE_TYPES in DS %x\n", kNothingAnswered);
+        orvLog(kOrvLogDetail, "Error CALLHOME_READ_PROFILE_CAPTURE_TYPES in DS %x\n", kNothingAnswered);
     }
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const std::int32_t status = orvStatusAt(statuses, i);
         if (!orvIsNotNegativeStatus(status)) {
-            orvLog(kOrvLogRestore, "CALLHOME_READ_PROFILE_CAPTURE_TYPES - bad status_array = %x",
+            orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_TYPES - bad status_array = %x",
                    static_cast<unsigned>(status));
         } else if (takeCaptureType(entries[i], static_cast<std::uint32_t>(i)) == Reading::kStops) {
             return -1;
@@ -89,7 +89,7 @@ int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std:
 OrvCHProfile::Reading OrvCHProfile::takeCaptureType(const DsEntry& entry, std::uint32_t capture) {
     if (ScheduleItem::kindByName(entry.value) != ScheduleItem::kCron) {
         constexpr int kResult = -1;
-        orvLog(kOrvLogRestore,
+        orvLog(kOrvLogDetail,
                "CALLHOME_READ_PROFILE_CAPTURE_TYPES - error %x changing type to %s, profile %u capture %u.",
                static_cast<unsigned>(kResult), entry.value.c_str(), index_, capture);
         return Reading::kGoesOn;
@@ -113,7 +113,7 @@ int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
     for (const CaptureAttribute& attribute : kCaptureAttributes) {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.", index_, capture));
         keys.back() += attribute.name;
-        orvLog(kOrvLogRestore, "%s - %s\n", attribute.announcement, keys.back().c_str());
+        orvLog(kOrvLogDetail, "%s - %s\n", attribute.announcement, keys.back().c_str());
     }
     if (bulkRead(kCaptureAttrsRequestId, keys, __func__, "readCaptureAttrs() - flushBulkGetSameComp() error") < 0) {
         return -1;
@@ -125,12 +125,12 @@ int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
 int OrvCHProfile::processCaptureAttrsBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
     ORV_TRACE("Entry\n");
     if (entries.empty()) {
-        orvLog(kOrvLogRestore, "Error CALLHOME_READ_PROFILE_CAPTURE_ATTRS in DS %x\n", kNothingAnswered);
+        orvLog(kOrvLogDetail, "Error CALLHOME_READ_PROFILE_CAPTURE_ATTRS in DS %x\n", kNothingAnswered);
     }
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const std::int32_t status = orvStatusAt(statuses, i);
         if (!orvIsNotNegativeStatus(status)) {
-            orvLog(kOrvLogRestore, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - bad status_array = %x",
+            orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - bad status_array = %x",
                    static_cast<unsigned>(status));
         } else {
             takeCaptureAttr(entries[i], i);
@@ -146,12 +146,12 @@ int OrvCHProfile::processCaptureAttrsBulk(std::span<const DsEntry> entries, std:
 void OrvCHProfile::takeCaptureAttr(const DsEntry& entry, std::size_t position) {
     const std::optional<std::uint32_t> capture = captureNumber(entry.name);
     if (!capture) {
-        orvLog(kOrvLogRestore, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - failed to extract index from SML %s, field %d\n",
+        orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - failed to extract index from SML %s, field %d\n",
                entry.name.c_str(), static_cast<int>(position));
         return;
     }
     if (!capture_ || capture_->kind() != ScheduleItem::kCron) {
-        orvLog(kOrvLogRestore, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - profile %u, capture %u, unhandled capture type.",
+        orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - profile %u, capture %u, unhandled capture type.",
                index_, *capture);
         return;
     }
@@ -161,7 +161,7 @@ void OrvCHProfile::takeCaptureAttr(const DsEntry& entry, std::size_t position) {
         }
         const int result = attribute.set(*capture_, entry.value);
         if (result < 0) {
-            orvLog(kOrvLogRestore,
+            orvLog(kOrvLogDetail,
                    "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - profile %u, capture %u, failed setting %s = %s, status = "
                    "%x\n",
                    index_, *capture, attribute.name.data(), entry.value.c_str(), static_cast<unsigned>(result));
