@@ -51,12 +51,13 @@ function(orv_test_library name)
     endif()
 endfunction()
 
-# orv_test(NAME SOURCES file... LINK target...): one GoogleTest program, run as one test.
+# orv_test(NAME [THREADS] SOURCES file... LINK target...): one GoogleTest program, run as one test. THREADS: more than
+# one thread is at work in it, so that it belongs to the thread sanitizer's share.
 function(orv_test name)
-    if(NOT BUILD_TESTING)
+    cmake_parse_arguments(ARG "THREADS" "" "SOURCES;LINK" ${ARGN})
+    if(NOT BUILD_TESTING OR (ORV_THREADS_ONLY AND NOT ARG_THREADS))
         return()
     endif()
-    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE orv_flags ${ARG_LINK} GTest::gmock_main)
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)

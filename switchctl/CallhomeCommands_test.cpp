@@ -48,10 +48,10 @@ TEST_F(CallhomeRequests, tellAStatusThatHasNoName) {
 TEST_F(CallhomeRequests, giveUpWhenNoResponseComes) {
     daemon_.onMessage = nullptr;
 
-    const Outcome result = run({"callhome", "changeover", "--timeout", "0.2"});
+    const Outcome result = run({"callhome", "changeover", "--timeout", "1"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 0.2 s\n");
+    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 1 s\n");
 }
 
 TEST_F(CallhomeRequests, areRefusedWhenTheDaemonDoesNotRun) {
@@ -163,11 +163,11 @@ TEST_F(CallhomeTest, tellsThatTheRequestWasRefused) {
 }
 
 TEST_F(CallhomeTest, givesUpWhenNoResultComes) {
-    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "0.2"});
+    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "1"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
     EXPECT_EQ(result.err,
-              "switchctl: no result for Operators in 0.2 s; its mail is still being tried, or orvApp has no such "
+              "switchctl: no result for Operators in 1 s; its mail is still being tried, or orvApp has no such "
               "profile\n");
 }
 
@@ -175,7 +175,7 @@ TEST_F(CallhomeTest, isNotMisledByTheResultOfAnotherProfile) {
     result_ = 0;
     resultName_ = "Other";
 
-    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "0.2"}).status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "1"}).status, ExitStatus::NO_ANSWER);
 }
 
 TEST_F(CallhomeTest, isNotMisledByAnEarlierResult) {
@@ -183,7 +183,7 @@ TEST_F(CallhomeTest, isNotMisledByAnEarlierResult) {
     done({"callhome", "test", "Operators"});
     result_ = std::nullopt;
 
-    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "0.2"}).status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "1"}).status, ExitStatus::NO_ANSWER);
 }
 
 TEST_F(CallhomeTest, refusesANameThatNoProfileCanHave) {

@@ -59,10 +59,10 @@ TEST_F(CallhomeSetup, setsTheStoreAlsoWhenTheDaemonDoesNotRun) {
 TEST_F(CallhomeSetup, tellsThatItIsStoredWhenTheDaemonDoesNotAnswer) {
     daemon_.onMessage = nullptr;
 
-    const Outcome result = run({"callhome", "setup", "--enable", "--timeout", "0.2"});
+    const Outcome result = run({"callhome", "setup", "--enable", "--timeout", "1"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 0.2 s\n");
+    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 1 s\n");
 }
 
 TEST_F(CallhomeSetup, setsNothingWhenOneSettingCannotBeUsed) {

@@ -59,12 +59,12 @@ TEST_F(SwitchCommands, waitEndsWhenTheStateIsReached) {
 }
 
 TEST_F(SwitchCommands, waitTellsHowFarTheComponentHasComeWhenTimeIsUp) {
-    const Outcome result = run({"wait", "orvApp", "started", "--timeout", "0.2"});
+    const Outcome result = run({"wait", "orvApp", "started", "--timeout", "1"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: orvApp was not started in 0.2 s: it is registered\n");
-    EXPECT_EQ(run({"wait", "nobody", "ready", "--timeout", "0.2"}).err,
-              "switchctl: nobody was not ready in 0.2 s: it is absent\n");
+    EXPECT_EQ(result.err, "switchctl: orvApp was not started in 1 s: it is registered\n");
+    EXPECT_EQ(run({"wait", "nobody", "ready", "--timeout", "1"}).err,
+              "switchctl: nobody was not ready in 1 s: it is absent\n");
 }
 
 TEST_F(SwitchCommands, waitKnowsFourStates) {

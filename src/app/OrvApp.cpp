@@ -19,12 +19,11 @@ constexpr char kComponentName[] = {'O', 'r', 'v', 'A', 'p', 'p'};
 
 }  // namespace
 
-OrvApp* orvApp() {
-    return static_cast<OrvApp*>(orvApplication());
+OrvApp::Named::Named(OrvApp* app) {
+    setOrvApplication(app);
 }
 
 OrvApp::OrvApp() : callHome_(ds_, responses_), tick_(*this) {
-    setOrvApplication(this);  // entries written from here on name this component
     ORV_TRACE("Application startup!\n");
     if (slot_.insert(this) < 0) {
         ORV_TRACE("Unable to insert into the bus!!!!. Exiting...\n");

@@ -91,6 +91,11 @@ private:
     int processSMEvent(const Ens_Event& event);
     int processDnsEvent(const Ens_Event& event);
 
+    // First of all: entries that the other members write name this component.
+    struct Named {
+        explicit Named(OrvApp* app);
+    };
+    Named named_{this};
     dsClient ds_;
     orvClient responses_;
     std::unique_ptr<cmon_client> cmon_;
@@ -108,6 +113,3 @@ private:
     bool readyBeforeMonitor_ = false;  // the store was ready before the monitor's client existed
     Tick tick_;
 };
-
-// The one application object; null before it exists.
-OrvApp* orvApp();

@@ -2,11 +2,10 @@
 #include "app/OrvApp.h"
 
 #include "Hsb_Message.h"
+#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -202,14 +201,15 @@ int OrvApp::readConfiguration() {
 }
 
 int OrvApp::processProbeMsg(const Hsb_Message& message) {
-    if (message.code() == kProbeState) {
-        orvGuarded("probe", [this] {
+    // Whatever happens on the way, a probe is answered.
+    orvGuarded("probe", [this, &message] {
+        if (message.code() == kProbeState) {
             callHome_.probe();
-            return 0;
-        });
-    } else {
-        orvLog(kOrvLogInfo, "Probe command %d not implemented", message.code());
-    }
+        } else {
+            orvLog(kOrvLogInfo, "Probe command %d not implemented", message.code());
+        }
+        return 0;
+    });
     return message.reply(kProbe, kProbeReply);
 }
 
@@ -257,8 +257,7 @@ int OrvApp::processSMEvent(const Ens_Event& event) {
     if (event.data().empty()) {
         return -1;
     }
-    return callHome_.setSwitchState(
-        std::string(event.data().begin(), std::find(event.data().begin(), event.data().end(), 0)));
+    return callHome_.setSwitchState(orvTextUpToNul(event.data()));
 }
 
 int OrvApp::processDnsEvent(const Ens_Event& event) {

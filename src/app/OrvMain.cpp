@@ -37,23 +37,25 @@ void joinPlatform() {
 
 Log_Event& eventLog() {
     if (Log_Event::instance_m == nullptr) {
-        Log_Event::instance_m = new Log_Event;
+        Log_Event::instance_m = new (std::nothrow) Log_Event;
+    }
+    if (Log_Event::instance_m == nullptr) {
+        syslog(LOG_NOTICE, "Log_Event allocation failed\n");
+        std::exit(0);
     }
     return *Log_Event::instance_m;
 }
 
 void createApplication() {
-    const char* reason = "unknown exception";
     try {
         setOrvApplication(new OrvApp);
         return;
     } catch (const std::exception& exception) {
         ORV_TRACE("%s\n", exception.what());
     } catch (const char* text) {
-        reason = text;
-        ORV_TRACE("%s\n", reason);
+        ORV_TRACE("%s\n", text);
     } catch (...) {
-        ORV_TRACE("%s\n", reason);
+        ORV_TRACE("unknown exception\n");
     }
     syslog(LOG_NOTICE, "OrvApp allocation failed\n");
     std::exit(0);

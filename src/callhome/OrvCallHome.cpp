@@ -19,7 +19,10 @@ OrvCallHome::OrvCallHome(dsClient& store, orvClient& responses)
       capture_(*this) {
 }
 
-OrvCallHome::~OrvCallHome() = default;
+OrvCallHome::~OrvCallHome() {
+    // The send thread may be waiting for an answer that now never comes, and is waited for itself.
+    identity_.abandonRead();
+}
 
 void OrvCallHome::monitorReady() {
     queue_.setMonitorReady();

@@ -111,6 +111,8 @@ private:
     OrvCHProfile* currentProfile() const;
 
     // Messages.
+    // Null, after the memory alarms, when there is no memory.
+    static std::unique_ptr<OrvCHMesg> newEventMesg();
     int takeRecord(const Sw_Log_Type& record);
     int submit(std::unique_ptr<OrvCHMesg> mesg, int built);
     int processIncomingMesgQ();

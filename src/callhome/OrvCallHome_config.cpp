@@ -5,6 +5,7 @@
 #include "base/OrvNumber.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "profile/OrvDsStatus.h"
 
 #include <algorithm>
 #include <utility>
@@ -18,12 +19,8 @@ constexpr char kServicesKey[] = "Global.Services.CallhomeEnable";
 constexpr char kAdminStateKey[] = "Config.Switch.AdminState";
 constexpr char kNumOfProfilesKey[] = "Global.CallhomeDB.NumberOfProfiles";
 
-// No switch holds more; a damaged count must not eat the memory.
+// A bound against a damaged count, which must not eat the memory.
 constexpr std::int32_t kMostProfiles = 1024;
-
-bool isGood(std::int32_t status) {
-    return status == 0 || (static_cast<std::uint32_t>(status) & 0xFFFFu) == 52u;
-}
 
 }  // namespace
 
@@ -169,7 +166,7 @@ int OrvCallHome::processFeatureFlag(const DsAttrReply& reply) {
     ORV_TRACE("Entry\n");
     // Kept: the part counts as read before its value is stored.
     configComplete(kFeatureFlag);
-    if (!isGood(reply.status)) {
+    if (!orvIsGoodStatus(reply.status)) {
         orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_FEATURE_FLAG from DS %x",
                static_cast<unsigned>(reply.status));
         ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
@@ -184,7 +181,7 @@ int OrvCallHome::processFeatureFlag(const DsAttrReply& reply) {
 int OrvCallHome::processServicesComponent(const DsAttrReply& reply) {
     ORV_TRACE("Entry\n");
     configComplete(kServices);
-    if (!isGood(reply.status)) {
+    if (!orvIsGoodStatus(reply.status)) {
         orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_SERVICES_COMPONENT from DS %x",
                static_cast<unsigned>(reply.status));
         ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
@@ -205,7 +202,7 @@ void OrvCallHome::takeCondition(ConditionBit bit, const std::string& value) {
 }
 
 int OrvCallHome::processSwitchOperState(const DsAttrReply& reply) {
-    if (!isGood(reply.status)) {
+    if (!orvIsGoodStatus(reply.status)) {
         orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_SWITCH_OPER_STATE from DS %x",
                static_cast<unsigned>(reply.status));
         ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
@@ -215,7 +212,7 @@ int OrvCallHome::processSwitchOperState(const DsAttrReply& reply) {
 }
 
 int OrvCallHome::processNumOfProfiles(const DsAttrReply& reply) {
-    if (!isGood(reply.status)) {
+    if (!orvIsGoodStatus(reply.status)) {
         // Kept: the part is not reported as ended here, so the cycle stays open.
         ReadyForMessage_ = true;
         Condition_.reset(kProfilesFound);
@@ -228,11 +225,13 @@ int OrvCallHome::processNumOfProfiles(const DsAttrReply& reply) {
     if (NumOfProfiles_ > kMostProfiles) {
         ORV_TRACE("%d profiles are too many, reading the first %d\n", NumOfProfiles_, kMostProfiles);
     }
-    newProfiles_.clear();
-    for (std::int32_t index = 0; index < std::min(NumOfProfiles_, kMostProfiles); ++index) {
-        newProfiles_.push_back(std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_));
-    }
     currentProfile_ = 0;
+    newProfiles_.clear();
+    std::vector<std::unique_ptr<OrvCHProfile>> profiles;  // all of them, or none when memory is short
+    for (std::int32_t index = 0; index < std::min(NumOfProfiles_, kMostProfiles); ++index) {
+        profiles.push_back(std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_));
+    }
+    newProfiles_ = std::move(profiles);
     if (newProfiles_.empty()) {
         endWithoutProfiles();
         return 0;

@@ -126,7 +126,7 @@ struct UnsentRead {
     const char* name;
     const char* key;
     const char* text;
-    bool traced;
+    const char* trace;  // null: none
     const char* condition;
 };
 
@@ -140,20 +140,23 @@ TEST_P(OrvCallHomeUnsentRead, isLoggedAndEndsItsPart) {
     startDaemon();
 
     EXPECT_THAT(switch_->eventLog(), Contains(LogLine{15, kId, GetParam().text}).Times(1));
-    EXPECT_EQ(count(std::string("OrvCallHome ") + std::string(GetParam().text).substr(0, 8)) > 0, GetParam().traced);
+    if (GetParam().trace != nullptr) {
+        EXPECT_THAT(traced(GetParam().trace), ElementsAre(GetParam().trace));
+    }
     EXPECT_EQ(stateValue("Condition"), GetParam().condition);
     EXPECT_EQ(stateValue("Config"), "0");
     EXPECT_EQ(stateValue("ReadyForMessage"), "1");
 }
 
-INSTANTIATE_TEST_SUITE_P(Reads, OrvCallHomeUnsentRead,
-                         testing::Values(UnsentRead{"feature", "Default.Mfg.AllowCallhome",
-                                                    "readFeatureFlag() - DS error", true, "0x3e"},
-                                         UnsentRead{"services", "Global.Services.CallhomeEnable",
-                                                    "readServicesComponent() - DS error", true, "0x3d"},
-                                         UnsentRead{"count", "Global.CallhomeDB.NumberOfProfiles",
-                                                    "readNumOfProfiles() - DS error", false, "0x2f"}),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Reads, OrvCallHomeUnsentRead,
+    testing::Values(UnsentRead{"feature", "Default.Mfg.AllowCallhome", "readFeatureFlag() - DS error",
+                               "OrvCallHome readFeatureFlag: readFeatureFlag() - DS error", "0x3e"},
+                    UnsentRead{"services", "Global.Services.CallhomeEnable", "readServicesComponent() - DS error",
+                               "OrvCallHome readServicesComponent: readServicesComponent() - DS error", "0x3d"},
+                    UnsentRead{"count", "Global.CallhomeDB.NumberOfProfiles", "readNumOfProfiles() - DS error", nullptr,
+                               "0x2f"}),
+    [](const auto& test) { return test.param.name; });
 
 TEST_F(OrvCallHomeConfig, logsAStateReadThatCannotBeSent) {
     refuseRequest("Config.Switch.AdminState");
@@ -259,17 +262,16 @@ TEST_F(OrvCallHomeConfig, noProfilesEndTheCycleAtOnce) {
 }
 
 TEST_F(OrvCallHomeConfig, takesAProfileCountThatIsNoNumberOrNegativeAsNone) {
-    for (const char* value : {"", "three", "-4", "99999999999"}) {
+    for (const char* value : {"", "three", "-4"}) {
         SCOPED_TRACE(value);
         switch_->set("Global.CallhomeDB.NumberOfProfiles", value);
         if (app_ == nullptr) {
             startDaemon();
-        }
-        if (std::string(value) != "99999999999") {
+        } else {
             changeProfiles();
-            EXPECT_EQ(stateValue("Config"), "0");
-            EXPECT_EQ(stateValue("Condition"), "0x21");
         }
+        EXPECT_EQ(stateValue("Config"), "0");
+        EXPECT_EQ(stateValue("Condition"), "0x21");
     }
 }
 

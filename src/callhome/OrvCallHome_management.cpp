@@ -2,9 +2,11 @@
 #include "callhome/OrvCallHome.h"
 
 #include "Hsb_Message.h"
+#include "base/OrvText.h"
 #include "callhome/OrvInfoBlocks.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "mesg/OrvCHMesg.h"
 #include "word_order.h"
 
@@ -25,7 +27,7 @@ constexpr std::uint32_t kDone = 0;
 constexpr std::uint32_t kUpdatingProfiles = 2;
 constexpr std::uint32_t kClearFailed = 4;
 constexpr std::uint32_t kNoMemory = 5;
-constexpr std::uint32_t kTestFailed = 6;
+constexpr std::uint32_t kTestNotBuilt = 6;
 constexpr std::uint32_t kChangeoverFailed = 7;
 
 void traceUnsent(int result) {
@@ -91,18 +93,17 @@ void OrvCallHome::processOrvCHProfileChangeMsg(std::uint32_t handle, std::span<c
 }
 
 void OrvCallHome::processOrvCHTestProfileCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> payload) {
-    const std::span<const std::uint8_t> field = payload.subspan(kPlainLength);
-    const std::string name(field.begin(), std::find(field.begin(), field.end(), 0));
+    const std::string name = orvTextUpToNul(payload.subspan(kPlainLength));
     ORV_TRACE("received ORV_API_MSG_CH_TEST_PROFILE_CMD message for profile %s\n", name.c_str());
-    int result = -1;
-    std::unique_ptr<OrvCHMesg> mesg(new (std::nothrow) OrvCHMesg(OrvCHMesg::kLogEvent));
-    if (mesg == nullptr) {
-        orvMemoryAlarm();
-    } else {
+    const int result = orvGuarded("processOrvCHTestProfileCmdMsg", [&] {
+        std::unique_ptr<OrvCHMesg> mesg = newEventMesg();
+        if (mesg == nullptr) {
+            return -1;
+        }
         const int built = mesg->buildTestData(name);
-        result = submit(std::move(mesg), built);
-    }
-    traceUnsent(responses_.CH_TestProfileResponse(handle, result == 0 ? kDone : kTestFailed, name));
+        return submit(std::move(mesg), built);
+    });
+    traceUnsent(responses_.CH_TestProfileResponse(handle, result == 0 ? kDone : kTestNotBuilt, name));
 }
 
 void OrvCallHome::processOrvCHClearQueueCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {

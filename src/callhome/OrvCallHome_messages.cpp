@@ -2,12 +2,12 @@
 #include "callhome/OrvCallHome.h"
 
 #include "Sw_Log_Type.h"
+#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "mesg/OrvCHMesg.h"
 #include "word_order.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -19,7 +19,7 @@ constexpr char kTraceModule[] = "OrvCallHome";
 constexpr std::uint32_t kRepostPeriod = 86400;
 constexpr std::int32_t kNeverExpires = -1;
 
-constexpr int kTestFailed = 1;
+constexpr int kResultFailed = 1;
 // A configuration that never ends keeps messages waiting; tell so now and then.
 constexpr std::size_t kTraceEvery = 1000;
 
@@ -28,15 +28,7 @@ bool isForCallHome(std::int32_t kind) {
     return kind == 0 || kind == 2 || kind == 3;
 }
 
-std::unique_ptr<OrvCHMesg> newEventMesg() {
-    std::unique_ptr<OrvCHMesg> mesg(new (std::nothrow) OrvCHMesg(OrvCHMesg::kLogEvent));
-    if (mesg == nullptr) {
-        orvMemoryAlarm();
-    }
-    return mesg;
-}
-
-// A refusal of a test: the reason's bit and the operator's text.
+// A refusal of a test: the entry's number and the operator's text.
 struct TestRefusal {
     std::uint32_t id;
     const char* text;
@@ -51,11 +43,17 @@ constexpr TestRefusal kSenderMissing{
 constexpr TestRefusal kConfigUpdating{
     0x8b000008u, "Unable to test profile %s because the CallHome service is updating configuration"};
 
-std::string textUpToNul(std::span<const std::uint8_t> bytes) {
-    return std::string(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
-}
-
 }  // namespace
+
+std::unique_ptr<OrvCHMesg> OrvCallHome::newEventMesg() {
+    std::unique_ptr<OrvCHMesg> mesg(new (std::nothrow) OrvCHMesg(OrvCHMesg::kLogEvent));
+    // The message may have been had without the event's data.
+    if (mesg == nullptr || mesg->logEvent() == nullptr) {
+        orvMemoryAlarm();
+        return nullptr;
+    }
+    return mesg;
+}
 
 int OrvCallHome::takeLogEvent(std::span<const std::uint8_t> data) {
     Sw_Log_Type record;
@@ -127,7 +125,7 @@ int OrvCallHome::setSwitchHostname(std::span<const std::uint8_t> text) {
         ORV_TRACE("Invalid hostname data received!\n");
         return -1;
     }
-    identity_.setHostname(textUpToNul(text));
+    identity_.setHostname(orvTextUpToNul(text));
     return 0;
 }
 
@@ -212,7 +210,7 @@ bool OrvCallHome::refuseTest(const std::string& profile) {
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the four texts above
     orvLog(kOrvLogCritical, refusal->id, refusal->text, profile.c_str());
 #pragma GCC diagnostic pop
-    if (responses_.CH_TestProfileResults(kTestFailed, profile) < 0) {
+    if (responses_.CH_TestProfileResults(kResultFailed, profile) < 0) {
         orvLog(kOrvLogCritical, 0x8b000009u, "Unable to send test result for profile %s", profile.c_str());
     }
     return true;
@@ -235,7 +233,7 @@ int OrvCallHome::queueMesg(std::unique_ptr<OrvCHMesg> mesg) {
 }
 
 int OrvCallHome::enqueue(std::unique_ptr<OrvCHMesg> mesg) {
-    return queue_.add(std::move(mesg), false, false, kRepostPeriod, kNeverExpires, false);
+    return queueMesg(std::move(mesg));
 }
 
 void OrvCallHome::clearIncomingMesgQ() {

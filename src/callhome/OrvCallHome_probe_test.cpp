@@ -41,6 +41,7 @@ TEST_F(OrvCallHomeProbe, tracesControllerQueueProfilesCapturesClientAndIdentityI
     EXPECT_EQ(text.substr(0, controller.size()), controller);
     const std::size_t profiles = text.find("OrvCallHome probeProfiles: Entry...\n\n");
     const std::size_t profile = text.find("Profile Information:\n");
+    const std::size_t capture = text.find("OrvCHCapture probe: ");
     const std::size_t client = text.find("OrvCHClient probe:\n  SMTPGatewayEnabled = 0\n");
     const std::size_t identity = text.find("  From = switch@example.com\n");
     ASSERT_NE(profiles, std::string::npos);
@@ -48,7 +49,9 @@ TEST_F(OrvCallHomeProbe, tracesControllerQueueProfilesCapturesClientAndIdentityI
     ASSERT_NE(client, std::string::npos);
     ASSERT_NE(identity, std::string::npos);
     EXPECT_LT(profiles, profile);
-    EXPECT_LT(profile, client);
+    ASSERT_NE(capture, std::string::npos);
+    EXPECT_LT(profile, capture);
+    EXPECT_LT(capture, client);
     EXPECT_LT(client, identity);
 }
 

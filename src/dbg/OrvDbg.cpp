@@ -204,7 +204,7 @@ int OrvDbg::Rotate() {
     if (rotateFailed_) {
         return -1;
     }
-    close();
+    ::close(file_);  // the number stays: to a look without the lock, closed means silent for good
     if (shiftGenerations() < 0) {
         rotateFailed_ = true;
         sayFarewell(__func__);

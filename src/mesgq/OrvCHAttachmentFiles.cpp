@@ -29,7 +29,7 @@ using DirectoryPtr = std::unique_ptr<DIR, DirectoryCloser>;
 // The two ways in which every failure of this file is reported: "call(arguments): the system's text".
 void report(const char* function, const std::string& call, int error) {
     const std::string text = call + ": " + orvErrorText(error) + "\n";
-    orvLog(kOrvLogCapture, "%s", text.c_str());
+    orvLog(kOrvLogTask, "%s", text.c_str());
     orvTrace(kTraceModule, function, "%s", text.c_str());
 }
 

@@ -45,8 +45,9 @@ TEST_F(OrvCHMesgQAdmissionTest, isEmptyAndClosedAtFirst) {
     }
 }
 
-TEST_F(OrvCHMesgQAdmissionTest, aQueueOfUnknownTypeStopsTheProcess) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+using OrvCHMesgQDeathTest = OrvCHMesgQAdmissionTest;
+
+TEST_F(OrvCHMesgQDeathTest, aQueueOfUnknownTypeStopsTheProcess) {
     EXPECT_DEATH(queue_->ToQueuePtr(static_cast<ORV_CH_MESG_Q_TYPE>(4)), "type < kOrvQueueTypes");
 }
 

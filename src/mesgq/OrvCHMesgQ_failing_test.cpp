@@ -92,16 +92,27 @@ TEST_F(OrvCHMesgQFailingTest, aSignalBeforeAWriteIsNoFailure) {
 }
 
 TEST_F(OrvCHMesgQFailingTest, reportsMissingMemoryForTheOrderFile) {
+    // Test messages fill the queue, but not the flash: the first order file is a large one.
+    constexpr std::uint32_t kTests = 600;
+    constexpr std::size_t kOrderBytes = 4 * (1 + kTests + 1);
+    configure({{"FilesAllowed", "1000"}});
+    for (std::uint32_t i = 0; i < kTests; ++i) {
+        addTest("test", "Profile");
+    }
+    takeLog();
     {
-        const FailingAllocation failing(sizeof(std::uint32_t), sizeof(std::uint32_t));
+        const FailingAllocation failing(kOrderBytes, kOrderBytes);
         EXPECT_EQ(add("one"), 0);
     }
+    const std::string kFile = std::string(kSendDir) + "/m600";
     EXPECT_EQ(takeLog(), (Log{{15, "Unable to allocate memory needed for order file"}}));
     EXPECT_THAT(takeTrace(), Contains("updateOrderFile: unable to allocate memory needed for order file\n"));
-    EXPECT_EQ(switch_.root().read(kEntry), messageFile("one") + stateBlock());
-    EXPECT_FALSE(switch_.root().exists(kOrder));
+    EXPECT_EQ(switch_.root().read(kFile), messageFile("one") + stateBlock());
+    EXPECT_EQ(switch_.root().read(kOrder), "") << "as it was";
     add("two");
-    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({2, 0, 1}));
+    Words words = {2, 600, 601};
+    words.resize(words.size() + kTests);
+    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes(words));
 }
 
 TEST_F(OrvCHMesgQFailingTest, orderWordsComeBackWhenThereIsMemoryAgain) {

@@ -55,7 +55,8 @@ int OrvCHMesgQ::saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) 
 
 void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const std::string& path) {
     static constexpr char kMethod[] = "saveEntryToFile";
-    const int file = ::open(orvHostPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kFileMode);
+    // Without waiting: a pipe that stands in the file's place must not hold the main thread.
+    const int file = ::open(orvHostPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
     if (file < 0) {
         const int error = errno;
         orvLog(kOrvLogInternal, "Unable to open file %s for writing", path.c_str());
@@ -99,7 +100,7 @@ void OrvCHMesgQ::updateOrderFile(OrvCHMesgQQueue& queue) {
     }
     const std::string path = orvOrderPath(orvQueueDirectory(queue.type()));
     // Not emptied first: an empty order file would hide every message of this queue from the next start.
-    const int file = ::open(orvHostPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kFileMode);
+    const int file = ::open(orvHostPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
     if (file < 0) {
         orvLog(kOrvLogInternal, "Unable to open file %s", path.c_str());
         ORV_TRACE("unable to open file %s\n", path.c_str());

@@ -22,7 +22,7 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHMesgQ";
-constexpr int kLevel = kOrvLogCapture;
+constexpr int kLevel = kOrvLogTask;
 constexpr int kListLine = 12;
 constexpr std::size_t kNameDigits = 10;
 constexpr mode_t kPrivateMode = 0600;
@@ -71,16 +71,30 @@ int claimListing() {
 int listDirectory(const char* dir) {
     const std::string command =
         "cd " + quoted(orvHostPath(dir)) + " && ls -1t m* > " + quoted(orvHostPath(kOrvQueueListing));
-    return claimListing() < 0 ? -1 : std::system(command.c_str());
+    if (claimListing() < 0) {
+        return -1;
+    }
+    if (::access(orvHostPath(dir).c_str(), X_OK) < 0) {
+        // The shell will not get as far as making a listing: there must be none, not an empty one.
+        static_cast<void>(::unlink(orvHostPath(kOrvQueueListing).c_str()));
+    }
+    return std::system(command.c_str());
 }
 
 }  // namespace
 
 void OrvCHMesgQ::init() {
     ORV_TRACE("Entry\n");
-    readPersistentData();
+    // Whatever fails, the queue opens: nothing would be kept or mailed otherwise.
+    static_cast<void>(orvGuarded("readPersistentData", [this] {
+        readPersistentData();
+        return 0;
+    }));
     queueOpenForBusiness_ = true;
-    saveMovedEntries();
+    static_cast<void>(orvGuarded("saveMovedEntries", [this] {
+        saveMovedEntries();
+        return 0;
+    }));
     processInitQueue();
     ORV_TRACE("init queue processed\n");
 }
@@ -218,7 +232,7 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
     const OrvCHQueueState state = orvReadState(*file);
     if (std::fclose(file.release()) != 0) {
         const int error = errno;
-        orvLog(kOrvLogRestore, "Error closing %s", path.c_str());
+        orvLog(kOrvLogDetail, "Error closing %s", path.c_str());
         ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), orvErrorText(error).c_str(), error);
     }
     const OrvCHPosting posting{false, state.persist, state.persistRepostPeriod, state.expire};
@@ -246,10 +260,10 @@ void OrvCHMesgQ::saveMovedEntries() {
 void OrvCHMesgQ::processInitQueue() {
     ORV_TRACE("Entry\n");
     for (OrvCHMesgQEntry& waiting : init_) {
-        const std::unique_ptr<OrvCHMesgQEntry> entry = removeInternal(waiting, init_);
-        const OrvCHPosting& posting = entry->posting;
         // A refusal has been reported; the next one may still fit.
         static_cast<void>(orvGuarded("processInitQueue", [&] {
+            const std::unique_ptr<OrvCHMesgQEntry> entry = removeInternal(waiting, init_);
+            const OrvCHPosting& posting = entry->posting;
             return add(std::move(entry->message), posting.testMsg, posting.persist, posting.persistRepostPeriod,
                        posting.expire, true);
         }));

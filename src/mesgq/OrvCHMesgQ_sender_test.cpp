@@ -1,10 +1,6 @@
 #include "mesgq/MesgQTest.h"
 #include "uptime.h"
 
-#include <atomic>
-#include <cstddef>
-#include <thread>
-
 namespace {
 
 using testing::Contains;
@@ -401,32 +397,6 @@ TEST_F(OrvCHMesgQSenderTest, aDirectDeletionForgetsPostponedOnes) {
     queue_->setSyncInProgress(false);
     queue_->peekDelete(next, 0);
     EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).pendingOps, 0u);
-}
-
-TEST_F(OrvCHMesgQSenderTest, sharesAnOpenMessageWithTheSendThreadUnderItsLock) {
-    add("one");
-    OrvCHMesg* const shared = queue_->peekOpen();
-    std::atomic<bool> done{false};
-    std::size_t read = 0;
-    std::thread sender([&] {
-        OrvCHEnvelope& envelope = *shared->Envelopes.front();
-        while (!done) {
-            const Mt::Lock lock(shared->lock());
-            read += shared->DuplicateTime.size() + static_cast<std::size_t>(shared->DuplicateCount);
-            envelope.setRecipientMark(envelope.recipientMark() == OrvCHEnvelope::kNoMark ? OrvCHEnvelope::kDelivered
-                                                                                         : OrvCHEnvelope::kNoMark);
-        }
-    });
-    for (int i = 0; i < 50; ++i) {
-        add("one");
-        queue_->clearQueue();
-        switch_.clock().advance(1000);
-    }
-    done = true;
-    sender.join();
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).duplicatesPending, 50u);
-    EXPECT_EQ(queue_->peekDelete(shared, 0), 0);
-    EXPECT_EQ(shared->DuplicateCount, 50);
 }
 
 TEST_F(OrvCHMesgQSenderTest, isSeenThroughTheSendersInterface) {

@@ -51,6 +51,7 @@ OrvThread::OrvThread(int priority, const char* loggerName)
 int OrvThread::run() {
     if (setUpLogger() < 0) {
         retval_ = -1;
+        tellEnded();
         return -1;
     }
     addRef();
@@ -76,6 +77,9 @@ int OrvThread::run() {
 }
 
 int OrvThread::setUpLogger() const {
+    if (OrvDbg::createKey() < 0) {
+        return -1;  // before the logger empties the file of the last run
+    }
     try {
         auto logger = std::make_unique<OrvDbg>(name_.c_str());
         if (OrvDbg::setOfThread(logger.get()) < 0) {
@@ -86,6 +90,13 @@ int OrvThread::setUpLogger() const {
     } catch (const std::exception&) {
         return -1;
     }
+}
+
+// The thread's last access to this object.
+void OrvThread::tellEnded() {
+    const Mt::Lock lock(refMutex_);
+    ended_ = true;
+    endedCond_.broadcast();
 }
 
 void OrvThread::addRef() {

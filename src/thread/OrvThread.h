@@ -72,6 +72,7 @@ protected:
 private:
     int setUpLogger() const;
     void addRef();
+    void tellEnded();
 
     Mt::Mutex refMutex_;
     std::int32_t refcnt_ = 1;  // under refMutex_

@@ -73,15 +73,15 @@ TEST_F(DbusJoin, clientWaitsUntilSwitchdComes) {
 
 TEST_F(DbusJoin, clientGivesUpWhenSwitchdStaysAway) {
     auto impatient = options(Role::CLIENT);
-    impatient.patience = milliseconds(500);
+    impatient.patience = seconds(2);
     DbusTransport transport(impatient);
 
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(transport.join(), -1);
 
-    EXPECT_GE(std::chrono::steady_clock::now() - before, milliseconds(500));
+    EXPECT_GE(std::chrono::steady_clock::now() - before, seconds(2));
     EXPECT_LT(std::chrono::steady_clock::now() - before, seconds(15));
-    EXPECT_EQ(transport.problem(), "switchd did not come to the bus in 0.5 s");
+    EXPECT_EQ(transport.problem(), "switchd did not come to the bus in 2 s");
 }
 
 TEST_F(DbusJoin, clientIsPatientForHalfAMinuteByDefault) {
@@ -96,7 +96,7 @@ TEST_F(DbusJoin, switchdDoesNotWaitForItself) {
 
 TEST_F(DbusJoin, doesNotWaitForABusThatTakesConnectionsAndSaysNothing) {
     auto impatient = options(Role::CLIENT);
-    impatient.patience = milliseconds(300);
+    impatient.patience = seconds(1);
     DbusTransport transport(impatient);
     bus_.suspend();
 
