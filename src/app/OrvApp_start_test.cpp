@@ -236,18 +236,4 @@ TEST_F(OrvAppStart, leavesTheAddressAndHostnameSubscriptionsInPlaceWhenItEnds) {
     EXPECT_THAT(traced("OrvApp ~OrvApp: Application exiting..."), SizeIs(1));
 }
 
-TEST_F(OrvAppStart, endsWithStatusOneWhenTheBusRefusesIt) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            logger_ = std::make_unique<OrvDbg>("orv.out.Main");
-            if (OrvDbg::setOfThread(logger_.get()) < 0) {
-                std::_Exit(3);
-            }
-            switch_->leaveBus();
-            app_ = std::make_unique<OrvApp>();
-        },
-        testing::ExitedWithCode(1), "");
-}
-
 }  // namespace

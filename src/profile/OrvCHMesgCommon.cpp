@@ -108,9 +108,9 @@ int OrvCHMesgCommon::readConfig() {
     if (store_.bulkGetAttrReq(kRequestId, names) == 0) {
         return 0;
     }
+    setReadOutstanding(false);  // first: nobody may wait for an answer that never comes
     ORV_TRACE("Error readng DS bulk data entries\n");
     orvLog(kOrvLogInternal, "%s::%s DS Get Attribute Request error", "OrvCHMesgCommon", "readConfig");
-    setReadOutstanding(false);
     config_.configComplete(OrvConfigListener::kIdentity);
     return -1;
 }

@@ -299,13 +299,14 @@ TEST_F(OrvSendDialogueTest, succeedsWhateverQuitMeets) {
 
 TEST_F(OrvSendDialogueTest, failsForAMessageOfAnUnknownKindAfterDataIsAccepted) {
     message_ = std::make_unique<OrvCHMesg>();
-    timeouts_.command = std::chrono::milliseconds(200);  // QUIT is taken as text and never answered
+    const std::string expected =
+        "EHLO [10.1.2.3]\r\nMAIL FROM:<switch@example.com>\r\nRCPT TO:<a@example.com>\r\nDATA\r\nQUIT\r\n";
+    server_.hangUpAfterReceiving(expected.size());  // QUIT is taken as text and would never be answered
     const OrvCHEnvelope& noc = envelope("noc", {"a@example.com"});
 
     EXPECT_EQ(run(), -1);
 
-    EXPECT_EQ(server_.received(0),
-              "EHLO [10.1.2.3]\r\nMAIL FROM:<switch@example.com>\r\nRCPT TO:<a@example.com>\r\nDATA\r\nQUIT\r\n");
+    EXPECT_EQ(server_.received(0), expected);
     EXPECT_EQ(failure_.reason, "Okay");
     EXPECT_THAT(noc.Recipients, ElementsAre("a@example.com"));
 }
