@@ -56,7 +56,10 @@ public:
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    void signal(int number) const { kill(pid_, number); }
+    void signal(int number) const {
+        ASSERT_GT(pid_, 0);  // kill() takes -1 for everybody.
+        kill(pid_, number);
+    }
 
     // The next line with its line feed; what there was at the end of the output or of our patience.
     std::string readLine() {

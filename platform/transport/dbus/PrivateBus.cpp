@@ -71,6 +71,9 @@ void PrivateBus::launch() {
     const std::string config = "--config-file=" + directory_ + "/bus.conf";
     const std::string print = "--print-address=" + std::to_string(ADDRESS_FD);
     daemon_ = fork();
+    if (daemon_ < 0) {
+        throw std::runtime_error("fork");
+    }
     if (daemon_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);  // Nor does it outlive a test that crashes.
         dup2(ends[1], ADDRESS_FD);
@@ -86,12 +89,19 @@ void PrivateBus::launch() {
     }
 }
 
+// kill() takes -1 for everybody.
+void PrivateBus::signal(int number) const {
+    if (daemon_ > 0) {
+        ::kill(daemon_, number);
+    }
+}
+
 void PrivateBus::suspend() {
-    ::kill(daemon_, SIGSTOP);
+    signal(SIGSTOP);
 }
 
 void PrivateBus::resume() {
-    ::kill(daemon_, SIGCONT);
+    signal(SIGCONT);
 }
 
 void PrivateBus::kill() {

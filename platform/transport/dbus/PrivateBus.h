@@ -24,6 +24,7 @@ public:
 private:
     void writeConfiguration() const;
     void launch();
+    void signal(int number) const;
 
     std::string directory_;
     std::string address_;
