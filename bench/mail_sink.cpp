@@ -1,10 +1,13 @@
 // A mail server that takes everything and keeps nothing, to measure clients against.
 //
-// Usage: mail_sink PORTFILE
+// Usage: mail_sink PORTFILE [PORT]
+//
+// With a port it stands there instead of on a free one. On SIGUSR1 it holds its greetings back, on SIGUSR2 it says
+// those that it owes and goes on: so that a client's mails can pile up.
 //
 // Listens on a free port of 127.0.0.1 and writes the port's number into PORTFILE. On SIGTERM it prints one line:
 // mails taken, the microseconds between the end of the first and of the last one, the longest dialogue in
-// microseconds (from accept to the end of the connection), and the bytes of all texts.
+// microseconds (from the greeting to the end of the connection), and the bytes of all texts.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -17,6 +20,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <string_view>
@@ -27,6 +31,7 @@ namespace {
 using TimePoint = std::chrono::steady_clock::time_point;
 
 volatile std::sig_atomic_t stop = 0;
+volatile std::sig_atomic_t held = 0;
 
 std::int64_t microseconds(TimePoint from, TimePoint to) {
     return std::chrono::duration_cast<std::chrono::microseconds>(to - from).count();
@@ -43,7 +48,16 @@ struct Totals {
 // One connection: what has been read and not understood yet, and whether a text is being taken.
 class Session {
 public:
-    explicit Session(int fd) : fd_(fd), began_(std::chrono::steady_clock::now()) { say("220 sink\r\n"); }
+    explicit Session(int fd) : fd_(fd) {}
+
+    // Says the greeting, unless that was done or greetings are held back.
+    void greet() {
+        if (!greeted_ && held == 0) {
+            greeted_ = true;
+            began_ = std::chrono::steady_clock::now();
+            say("220 sink\r\n");
+        }
+    }
 
     // False when the connection is over.
     bool serve(Totals& totals) {
@@ -107,20 +121,24 @@ private:
     }
 
     int fd_;
+    bool greeted_ = false;
     TimePoint began_;
     std::string input_;
     std::size_t searched_ = 0;
     bool inText_ = false;
 };
 
-int listenOnFreePort(const char* portFile) {
+int listenOn(std::uint16_t port, const char* portFile) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (fd < 0 || bind(fd, generic, length) < 0 || listen(fd, 128) < 0 || getsockname(fd, generic, &length) < 0) {
+    const int on = 1;
+    if (fd < 0 || setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) < 0 || bind(fd, generic, length) < 0 ||
+        listen(fd, 128) < 0 || getsockname(fd, generic, &length) < 0) {
         std::perror("mail_sink");
         return -1;
     }
@@ -140,7 +158,13 @@ void accept(int listener, std::map<int, Session>& sessions) {
     if (fd >= 0) {
         const int on = 1;
         setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        sessions.emplace(fd, Session(fd));
+        sessions.emplace(fd, Session(fd)).first->second.greet();
+    }
+}
+
+void greetAll(std::map<int, Session>& sessions) {
+    for (auto& [fd, session] : sessions) {
+        session.greet();
     }
 }
 
@@ -152,7 +176,9 @@ void serveAll(int listener, Totals& totals) {
         for (const auto& [fd, session] : sessions) {
             polled.push_back({fd, POLLIN, 0});
         }
-        if (poll(polled.data(), polled.size(), -1) < 0) {
+        // A signal that comes just before is seen a moment later.
+        if (poll(polled.data(), polled.size(), 1000) < 0) {
+            greetAll(sessions);
             continue;
         }
         if (polled[0].revents != 0) {
@@ -173,15 +199,20 @@ void serveAll(int listener, Totals& totals) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fputs("usage: mail_sink PORTFILE\n", stderr);
+    if (argc != 2 && argc != 3) {
+        std::fputs("usage: mail_sink PORTFILE [PORT]\n", stderr);
         return 2;
     }
     struct sigaction action {};
     action.sa_handler = [](int) { stop = 1; };
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
-    const int listener = listenOnFreePort(argv[1]);
+    action.sa_handler = [](int) { held = 1; };
+    sigaction(SIGUSR1, &action, nullptr);
+    action.sa_handler = [](int) { held = 0; };
+    sigaction(SIGUSR2, &action, nullptr);
+    const auto port = argc == 3 ? std::strtoul(argv[2], nullptr, 10) : 0;
+    const int listener = listenOn(static_cast<std::uint16_t>(port), argv[1]);
     if (listener < 0) {
         return 1;
     }

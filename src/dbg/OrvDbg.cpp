@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <memory>
 #include <new>
@@ -56,6 +57,10 @@ std::size_t skip(iovec* parts, std::size_t count, std::size_t bytes) {
         parts[first].iov_len -= bytes;
     }
     return first;
+}
+
+constexpr char digit(unsigned number) {
+    return static_cast<char>('0' + number % 10);
 }
 
 // What cannot be written is lost.
@@ -141,21 +146,35 @@ void OrvDbg::composeDate(std::int64_t second) {
         std::strftime(date_, sizeof date_, "%m/%d/%Y %Z %X", &local) == 0) {
         date_[0] = '\0';
     }
+    std::snprintf(process_, sizeof process_, " %d ", static_cast<int>(::getpid()));
     dateSecond_ = second;
     dateComposed_ = true;
 }
 
+// Every line of the daemon passes here: no printf, and nothing anew that only a new second can change.
 void OrvDbg::startLine(Line& line, const char* module, const char* function) {
     const timeval now = calendar_time();
     composeDate(now.tv_sec);
-    const bool hasDate = date_[0] != '\0';
-    char milliseconds[32] = ".???";  // Kept: no blank behind it. See hasOneBlankLessWithoutLocalTime.
-    if (hasDate) {
-        std::snprintf(milliseconds, sizeof milliseconds, ".%03ld ", static_cast<long>(now.tv_usec / 1000));
+    if (date_[0] == '\0') {
+        line.append(kNoDate);
+        line.append(".???");  // Kept: no blank behind it. See hasOneBlankLessWithoutLocalTime.
+    } else {
+        const auto milliseconds = static_cast<unsigned>(now.tv_usec / 1000);
+        const char digits[] = {'.', digit(milliseconds / 100), digit(milliseconds / 10), digit(milliseconds), ' '};
+        line.append(date_);
+        line.append({digits, sizeof digits});
     }
-    const int length = std::snprintf(line.text, sizeof line.text, "%s%s %d %s %s: ", hasDate ? date_ : kNoDate,
-                                     milliseconds, static_cast<int>(::getpid()), module, function);
-    line.length = std::min(static_cast<std::size_t>(std::max(length, 0)), sizeof line.text - 1);
+    line.append(process_);
+    line.append(module);
+    line.append(" ");
+    line.append(function);
+    line.append(": ");
+}
+
+void OrvDbg::Line::append(std::string_view part) {
+    const std::size_t size = std::min(part.size(), sizeof text - 1 - length);
+    std::memcpy(text + length, part.data(), size);
+    length += size;
 }
 
 void OrvDbg::writeMessage(Line& line, const char* format, std::va_list arguments) {

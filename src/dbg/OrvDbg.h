@@ -50,6 +50,8 @@ private:
     struct Line {
         char text[1024];
         std::size_t length = 0;
+
+        void append(std::string_view part);  // as much of it as there is room for
     };
 
     void open(int flags);
@@ -75,10 +77,12 @@ private:
     // Under the mutex.
     std::uint32_t bytesWritten_ = 0;
     bool rotateFailed_ = false;
-    // The date part of the second traced last, empty without local time: composed once a second, not once a line.
+    // The date part of the second traced last, empty without local time, and the process number between blanks:
+    // composed once a second, not once a line.
     bool dateComposed_ = false;
     std::int64_t dateSecond_ = 0;
     char date_[32] = "";
+    char process_[16] = "";
 };
 
 // Traces through the calling thread's logger; -1 when it has none.

@@ -1,0 +1,164 @@
+#include "bench/FloorWork.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+// What an event's file and its state block hold, in bytes and shape.
+const std::string kMessage(600, 'm');
+constexpr std::string_view kStateBlock =
+    "<OrvCHMesgQ>\nduplicatesPending = 0\npersist = false\npersistRepostPeriod = 86400\nmarkedForDeletion = 0\n"
+    "expire = -1\n</OrvCHMesgQ>\n";
+constexpr char kTraceText[] = "what a line of the trace says, about as long as such lines are";
+
+[[noreturn]] void die(const char* what) {
+    std::perror(what);
+    std::exit(1);
+}
+
+int openFile(const std::string& path, int flags) {
+    const int fd = open(path.c_str(), flags | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        die(path.c_str());
+    }
+    return fd;
+}
+
+void writeAll(int fd, const void* data, std::size_t size) {
+    if (write(fd, data, size) != static_cast<ssize_t>(size)) {
+        die("write");
+    }
+}
+
+void writeFile(const std::string& path, int flags, std::string_view text) {
+    const int fd = openFile(path, flags | O_WRONLY);
+    writeAll(fd, text.data(), text.size());
+    close(fd);
+}
+
+void say(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t sent = send(fd, text.data(), text.size(), MSG_NOSIGNAL);
+        if (sent < 0) {
+            die("send");
+        }
+        text.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+void takeReply(int fd) {
+    char reply[1024];
+    if (recv(fd, reply, sizeof reply, 0) <= 0) {
+        die("recv");
+    }
+}
+
+void ask(int fd, std::string_view text) {
+    say(fd, text);
+    takeReply(fd);
+}
+
+}  // namespace
+
+FloorTrace::FloorTrace(const std::string& path) : fd_(openFile(path, O_WRONLY | O_CREAT | O_TRUNC)) {
+}
+
+FloorTrace::~FloorTrace() {
+    close(fd_);
+}
+
+std::string FloorTrace::prefix() {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    if (now.tv_sec != second_) {
+        second_ = now.tv_sec;
+        tm parts{};
+        localtime_r(&second_, &parts);
+        (void)std::strftime(date_, sizeof date_, "%m/%d/%Y %Z %X", &parts);
+    }
+    char buffer[96];
+    const int length = std::snprintf(buffer, sizeof buffer, "%s.%03ld  %d Floor line: ", date_,
+                                     static_cast<long>(now.tv_usec / 1000), getpid());
+    return {buffer, static_cast<std::size_t>(length)};
+}
+
+void FloorTrace::line(const char* text) {
+    std::string line = prefix();
+    line += text;
+    line += '\n';
+    writeAll(fd_, line.data(), line.size());
+}
+
+void FloorTrace::lines(unsigned count) {
+    for (unsigned i = 0; i < count; ++i) {
+        line(kTraceText);
+    }
+}
+
+void FloorTrace::text(std::string_view text) {
+    std::string start = prefix();
+    iovec parts[] = {{start.data(), start.size()}, {const_cast<char*>(text.data()), text.size()}};
+    if (writev(fd_, parts, 2) != static_cast<ssize_t>(start.size() + text.size())) {
+        die("writev");
+    }
+}
+
+FloorQueue::FloorQueue(std::string directory, unsigned waiting)
+    : directory_(std::move(directory)), order_(waiting + 1, 0) {
+}
+
+void FloorQueue::writeOrder() const {
+    const int fd = openFile(directory_ + "/order", O_RDWR | O_CREAT);
+    const std::size_t size = order_.size() * sizeof order_[0];
+    writeAll(fd, order_.data(), size);
+    if (ftruncate(fd, static_cast<off_t>(size)) < 0) {
+        die("ftruncate");
+    }
+    close(fd);
+}
+
+void FloorQueue::admit(unsigned number) {
+    writeFile(pathOf(number), O_CREAT | O_TRUNC, kMessage);
+    order_.push_back(number);
+    order_[0] = static_cast<std::uint32_t>(order_.size() - 1);
+    writeOrder();
+    writeFile(pathOf(number), O_APPEND, kStateBlock);
+}
+
+void FloorQueue::remove(unsigned number) {
+    order_.pop_back();
+    writeOrder();
+    unlink(pathOf(number).c_str());
+}
+
+void floorSendMail(std::uint16_t port, std::string_view text) {
+    sockaddr_in server{};
+    server.sin_family = AF_INET;
+    server.sin_port = htons(port);
+    server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    if (fd < 0 || connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) < 0 ||
+        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) < 0) {
+        die("connect");
+    }
+    takeReply(fd);  // the greeting
+    ask(fd, "EHLO [127.0.0.1]\r\n");
+    ask(fd, "MAIL FROM:<switch@example.com>\r\n");
+    ask(fd, "RCPT TO:<operator@example.com>\r\n");
+    ask(fd, "DATA\r\n");
+    say(fd, text);
+    ask(fd, ".\r\n");
+    ask(fd, "QUIT\r\n");
+    close(fd);
+}

@@ -1,0 +1,53 @@
+// The floor that the daemon is measured against: the same system calls for the same work, and nothing else.
+//
+// All of it ends the program with a message when the system refuses something: a figure from a failed run is none.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// One write a line; the date is composed when the second changes.
+class FloorTrace {
+public:
+    explicit FloorTrace(const std::string& path);
+    ~FloorTrace();
+    FloorTrace(const FloorTrace&) = delete;
+    FloorTrace& operator=(const FloorTrace&) = delete;
+
+    void line(const char* text);
+    void lines(unsigned count);
+    // A mail's text as one line, without a copy.
+    void text(std::string_view text);
+
+private:
+    std::string prefix();
+
+    int fd_;
+    std::time_t second_ = -1;
+    char date_[32] = "";
+};
+
+// The files of a queue: one a message, and one with their order, written whole and cut to its length.
+class FloorQueue {
+public:
+    // The order file lists as many messages as are waiting, whether or not they have files.
+    FloorQueue(std::string directory, unsigned waiting);
+
+    // The two file writes of an admitted message and the order file's.
+    void admit(unsigned number);
+    // The order file's write and the removal of the message's file, if it has one.
+    void remove(unsigned number);
+
+private:
+    std::string pathOf(unsigned number) const { return directory_ + "/m" + std::to_string(number); }
+    void writeOrder() const;
+
+    std::string directory_;
+    std::vector<std::uint32_t> order_;
+};
+
+// One mail to one recipient of a server on 127.0.0.1, in a connection of its own.
+void floorSendMail(std::uint16_t port, std::string_view text);
