@@ -7,6 +7,8 @@
 #include <string_view>
 
 inline constexpr char kOrvTraceDirectory[] = "/tmp/";
+inline constexpr char kOrvCaptureDirectory[] = "/tmp/";
+inline constexpr char kOrvSupportShell[] = "/ostrel/bin/clish";
 inline constexpr char kOrvConfDirectory[] = "/ostrel/conf/";
 inline constexpr char kOrvDirectory[] = "/ostrel/conf/orv";
 inline constexpr char kOrvCallHomeDirectory[] = "/ostrel/conf/orv/callHome";

@@ -111,7 +111,7 @@ void OrvCHCapture::check() {
 // Kept: an item that missed several intervals is started once for each of them.
 void OrvCHCapture::startDueCaptures() {
     while (const CronCaptureItem* due = schedule_.due(lastCheck_)) {
-        executingQueue_.push_back({*due, lastCheck_});
+        executingQueue_.emplace_back(*due, lastCheck_);
         pushExecMesg(executingQueue_.back());
         schedule_.advance();
     }

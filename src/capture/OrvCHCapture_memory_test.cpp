@@ -63,6 +63,25 @@ TEST_F(OrvCHCaptureMemoryDeathTest, endsTheProcessWhenAResultCannotBeHandedOver)
     }
 }
 
+// A copy left on the list would not match the next result, which would end the daemon.
+TEST_F(OrvCHCaptureMemoryDeathTest, keepsNoCopyOfACaptureThatFindsNoQueueToItsThread) {
+    {
+        const FailingMemory noMemory(FailingMemory::kNothrow);
+        capture_ = std::make_unique<OrvCHCapture>(sink_, ScriptedShell::run);
+    }
+    prepare();
+    switch_.takeSent();
+
+    checkAt(kMonday);
+
+    EXPECT_THAT(switch_.takeTraces(), testing::Contains("OrvCHCapture pushExecMesg: Entry\n"));
+    EXPECT_THAT(switch_.takeSent(), ElementsAre("alarm 0 10050034 System resource error - contact technical support",
+                                                "alarm 16 0 OrvApp - cannot allocate memory"));
+    const std::string shown = probe();
+    EXPECT_THAT(shown, HasSubstr("executing = 0\n"));
+    EXPECT_THAT(shown, HasSubstr("NextExecution = Mon, 20  Nov  2023  02:30:00  +0000\n"));
+}
+
 TEST_F(OrvCHCaptureMemoryDeathTest, failsACaptureThatHasNoMemoryForItsMessage) {
     prepare();
     std::unique_ptr<FailingMemory> noMemory;

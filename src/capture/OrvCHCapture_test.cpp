@@ -125,6 +125,24 @@ TEST_F(OrvCHCaptureTest, handsACaptureOverBeforeItMovesOn) {
                                  "NextExecution(Mon, 20  Nov  2023  02:30:00  +0000)\n"));
 }
 
+// Each copy of an item is traced, so one too many would show.
+TEST_F(OrvCHCaptureTest, copiesAStartedItemOnce) {
+    schedule({itemOf("Ops")});
+    settleBeforeMonday();
+    switch_.takeTraces();
+
+    checkAt(kMonday);
+
+    std::size_t copies = 0;
+    std::size_t ends = 0;
+    for (const std::string& trace : switch_.takeTraces()) {
+        copies += trace.find(": copy constructor:  ") != std::string::npos;
+        ends += trace.find(": destructor: ") != std::string::npos;
+    }
+    EXPECT_EQ(copies, 1u);
+    EXPECT_EQ(ends, 0u);
+}
+
 // Without a check before, the clock counts as set: everything is computed anew.
 TEST_F(OrvCHCaptureTest, recomputesEveryItemAtItsFirstCheckAndLosesTheOneThatWasDueBefore) {
     schedule({itemOf("Ops")});
@@ -274,6 +292,26 @@ TEST_F(OrvCHCaptureTest, losesNoCaptureToAConfigurationChangeInItsMinute) {
     EXPECT_EQ(takeStarted(), 0u);
 }
 
+// On a check that falls on the very second of the capture, that second is still the present when profiles are read.
+TEST_F(OrvCHCaptureTest, doublesNoCaptureByAConfigurationChangeInTheSecondOfItsStart) {
+    schedule({itemOf("Ops"), itemOf("Two", "Mon", "02:30", "2")});
+    settleBeforeMonday();
+    checkAt(kMonday);
+    EXPECT_EQ(takeStarted(), 2u);
+
+    schedule({itemOf("Ops"), itemOf("Two", "Mon", "02:30", "2")});
+    pass(3600);
+
+    EXPECT_EQ(takeStarted(), 0u);
+    const std::string shown = probe();
+    EXPECT_THAT(shown,
+                HasSubstr("  Ops: Mon 02:30, every 1 weeks, LastExecution = Mon, 13  Nov  2023  02:30:00  +0000, "
+                          "NextExecution = Mon, 20  Nov  2023  02:30:00  +0000\n"));
+    EXPECT_THAT(shown,
+                HasSubstr("  Two: Mon 02:30, every 2 weeks, LastExecution = Mon, 13  Nov  2023  02:30:00  +0000, "
+                          "NextExecution = Mon, 27  Nov  2023  02:30:00  +0000\n"));
+}
+
 TEST_F(OrvCHCaptureTest, leavesAStartedCaptureAloneWhenProfilesChange) {
     schedule({itemOf("Ops")});
     settleBeforeMonday();
@@ -364,6 +402,25 @@ TEST_F(OrvCHCaptureTest, stopsOnAResultThatIsNotTheOldestCaptures) {
             checkAt(kMonday);
             OrvCHCaptureFail fail(stranger, EIO);
             capture().handleMainMesg(&fail);
+        },
+        "capture == &\\(\\*ExecutingQueue.begin\\(\\)\\)");
+}
+
+TEST_F(OrvCHCaptureTest, stopsOnASuccessThatIsNotTheOldestCaptures) {
+    const OrvStartedCapture stranger;
+    EXPECT_DEATH(
+        {
+            OrvCHCaptureSucceed succeed(stranger, nullptr);
+            capture().handleMainMesg(&succeed);
+        },
+        "capture == &\\(\\*ExecutingQueue.begin\\(\\)\\)");
+    EXPECT_DEATH(
+        {
+            schedule({itemOf("Ops")});
+            settleBeforeMonday();
+            checkAt(kMonday);
+            OrvCHCaptureSucceed succeed(stranger, nullptr);
+            capture().handleMainMesg(&succeed);
         },
         "capture == &\\(\\*ExecutingQueue.begin\\(\\)\\)");
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -161,6 +162,21 @@ TEST_F(OrvCHCaptureThread, failsTheCaptureWhoseNumberCannotBeKept) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre("log 16 8b000001 CronCapture failed: Is a directory!"));
     EXPECT_THAT(threadTraces(), Contains("OrvCHCapture execCapture: Write Error for file "
                                          "/ostrel/conf/orv/callHome/capture.seq\n"));
+}
+
+TEST_F(OrvCHCaptureThread, failsWithAnInputOutputErrorWhenTheSystemToldNone) {
+    addProfile("Ops", "ops@x");
+    shell_.before = [](const std::string&) {
+        errno = 0;
+        throw std::runtime_error("lost");
+    };
+    ASSERT_EQ(capture().start(), 0);
+    startCaptures({"Ops"});
+
+    ASSERT_TRUE(runUntilFinished());
+
+    EXPECT_THAT(switch_.takeSent(), ElementsAre("log 16 8b000001 CronCapture failed: Input/output error!"));
+    EXPECT_THAT(threadTraces(), Contains("OrvCHCapture execCapture: lost\n"));
 }
 
 TEST_F(OrvCHCaptureThread, dropsTheMessageOfAProfileThatWasRenamedMeanwhile) {

@@ -20,11 +20,9 @@ constexpr char kTraceModule[] = "OrvCHCapture";
 // Everything a capture does is traced under one name.
 constexpr char kTraceMethod[] = "execCapture";
 
-constexpr char kSupportShell[] = "/ostrel/bin/clish";
 // Kept: no blank before the quoted command.
 constexpr char kSupportArguments[] = " -c\"show support callhome\" 2>&1 > /dev/null";
 constexpr char kCompress[] = "/bin/gzip -c ";
-constexpr char kCaptureDirectory[] = "/tmp/";
 constexpr char kCaptureFile[] = "smlCapture.txt";
 constexpr char kCompressedSuffix[] = ".gz";
 constexpr char kEventId[] = "8B00.FFFF";
@@ -55,11 +53,25 @@ std::string compressCommand(const std::string& path, const std::string& target) 
     return kCompress + path + " > " + target;
 }
 
-// 0, or the error number of looking for the file.
+// 0, or the error number of looking for a file to compress. Something else in its place is not one: the compressor
+// could wait on a pipe for ever, and would hold up all captures.
 int lookFor(const std::string& path) {
     const std::string hostPath = orvHostPath(path);
     struct stat status {};
-    return stat(hostPath.c_str(), &status) == 0 ? 0 : errno;
+    if (stat(hostPath.c_str(), &status) != 0) {
+        return errno;
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return EISDIR;
+    }
+    return S_ISREG(status.st_mode) ? 0 : EINVAL;
+}
+
+// The shell makes the file before the compressor writes to it; whatever the compressor makes is longer.
+bool isEmpty(const std::string& path) {
+    const std::string hostPath = orvHostPath(path);
+    struct stat status {};
+    return stat(hostPath.c_str(), &status) == 0 && status.st_size == 0;
 }
 
 }  // namespace
@@ -68,7 +80,7 @@ OrvCaptureRun::OrvCaptureRun(OrvSequenceSource& sequences, OrvShell shell) : seq
 }
 
 int OrvCaptureRun::execute(const OrvStartedCapture& capture, std::unique_ptr<OrvCHMesg>& mesg) {
-    const std::string command = shellWord(orvHostPath(kSupportShell)) + kSupportArguments;
+    const std::string command = shellWord(orvHostPath(kOrvSupportShell)) + kSupportArguments;
     if (shell_(command.c_str()) < 0) {
         const int error = errno;
         orvTrace(kTraceModule, kTraceMethod, "system(): %s\n", orvErrorText(error).c_str());
@@ -76,7 +88,7 @@ int OrvCaptureRun::execute(const OrvStartedCapture& capture, std::unique_ptr<Orv
         return -1;
     }
     std::unique_ptr<OrvCHMesg> built = buildMesg(capture);
-    if (!attachFile(*built, kCaptureDirectory, kCaptureFile)) {
+    if (!attachFile(*built, kOrvCaptureDirectory, kCaptureFile)) {
         // Kept: not a failure of this capture, but the end of the thread that runs it.
         throw -1;
     }
@@ -132,7 +144,8 @@ bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std
 
 // The attachment keeps what it needs of the file. One that cannot be attached is left out of the message.
 void OrvCaptureRun::attachCompressed(OrvCHMesg& mesg, const std::string& target) {
-    if (mesg.cronCapture()->insertAttachment(target) < 0) {
+    // Kept: the compressor's exit status is not looked at. One that wrote nothing shows all the same.
+    if (isEmpty(target) || mesg.cronCapture()->insertAttachment(target) < 0) {
         orvTrace(kTraceModule, kTraceMethod, "%s is left out\n", target.c_str());
     }
     const std::string hostTarget = orvHostPath(target);

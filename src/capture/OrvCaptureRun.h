@@ -1,7 +1,8 @@
 // One capture, as the capture thread runs it: the support command, then its output and the switch's log files,
 // each compressed and attached to a message.
 //
-// The exit status of the commands is not looked at: a message goes out with whatever there is. Capture thread only.
+// The exit status of the commands is not looked at: a message goes out with whatever there is. Only regular files are
+// compressed, and an empty result of compressing is not attached. Capture thread only.
 #pragma once
 
 #include <memory>

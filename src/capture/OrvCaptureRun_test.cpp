@@ -11,6 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -170,6 +172,22 @@ TEST_F(OrvCaptureRunTest, attachesLaterLogFilesWhenOneIsMissing) {
     EXPECT_THAT(std::vector<std::string>(attachments.end() - 3, attachments.end()),
                 ElementsAre("messages.2.gz", "messages.4.gz", "messages.5.gz"));
     EXPECT_THAT(traces_, ElementsAre(skipped("/ostrel/conf/messages.3")));
+}
+
+TEST_F(OrvCaptureRunTest, tellsWhyAFileIsSkipped) {
+    std::filesystem::create_symlink("logfile", root_.at("/ostrel/conf/logfile"));
+    std::filesystem::create_directory(root_.at("/ostrel/conf/logfile.1"));
+    ASSERT_EQ(mkfifo(root_.at("/ostrel/conf/logfile.2").c_str(), 0600), 0);
+    writeLog("logfile.3");
+
+    EXPECT_EQ(execute(), 0);
+
+    EXPECT_THAT(mesg_->cronCapture()->Attachments, ElementsAre("logfile.3.gz"));
+    ASSERT_GE(traces_.size(), 4u);
+    EXPECT_EQ(traces_[1],
+              "OrvCHCapture execCapture: Skipping /ostrel/conf/logfile: Too many levels of symbolic links\n");
+    EXPECT_EQ(traces_[2], "OrvCHCapture execCapture: Skipping /ostrel/conf/logfile.1: Is a directory\n");
+    EXPECT_EQ(traces_[3], "OrvCHCapture execCapture: Skipping /ostrel/conf/logfile.2: Invalid argument\n");
 }
 
 TEST_F(OrvCaptureRunTest, goesOnWithoutOutput) {

@@ -59,12 +59,16 @@ void OrvCaptureSchedule::replace(const std::vector<CronCaptureItem>& items) {
     const std::time_t now = orvCalendarNow();
     Items fresh;
     for (CronCaptureItem item : items) {
-        // A configuration change in the minute before the check must not lose the capture that is due in it.
-        if (const CronCaptureItem* old = findDue(item, now)) {
+        // A configuration change in the minute before the check must not lose the capture that is due in it,
+        const CronCaptureItem* old = findDue(item, now);
+        if (old == nullptr) {
+            computeFirstExecution(item);
+            // nor repeat one that the check has started in this very second.
+            old = findRun(item);
+        }
+        if (old != nullptr) {
             item.LastExecution = old->LastExecution;
             item.NextExecution = old->NextExecution;
-        } else {
-            computeFirstExecution(item);
         }
         fresh.emplace(item.NextExecution, item);
     }
@@ -74,6 +78,16 @@ void OrvCaptureSchedule::replace(const std::vector<CronCaptureItem>& items) {
 const CronCaptureItem* OrvCaptureSchedule::findDue(const CronCaptureItem& item, std::time_t now) const {
     for (const auto& [time, scheduled] : items_) {
         if (time <= now && scheduled.sameRhythm(item)) {
+            return &scheduled;
+        }
+    }
+    return nullptr;
+}
+
+// The same item, already started for the time that this one waits for.
+const CronCaptureItem* OrvCaptureSchedule::findRun(const CronCaptureItem& item) const {
+    for (const auto& [time, scheduled] : items_) {
+        if (scheduled.LastExecution == item.NextExecution && scheduled.sameRhythm(item)) {
             return &scheduled;
         }
     }

@@ -20,7 +20,7 @@ public:
     static void computeNextExecution(CronCaptureItem& item);
 
     // Takes these items in place of all others, each from now on. One that was there before with the same owner,
-    // day, time and interval and is due already stays due.
+    // day, time and interval keeps its times when it is due already, or when it has just run and would run again.
     void replace(const std::vector<CronCaptureItem>& items);
     // Every item starts afresh from now on: the clock was set.
     void recomputeQueue();
@@ -41,6 +41,7 @@ private:
     static void moveOn(CronCaptureItem& item);
     static void traceNextExecution(const CronCaptureItem& item);
     const CronCaptureItem* findDue(const CronCaptureItem& item, std::time_t now) const;
+    const CronCaptureItem* findRun(const CronCaptureItem& item) const;
 
     Items items_;  // by NextExecution; equal times in the order of insertion
 };

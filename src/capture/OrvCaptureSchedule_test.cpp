@@ -179,7 +179,23 @@ TEST_F(OrvCaptureScheduleTest, recomputesEveryItemInTheOrderOfTheSchedule) {
 
     schedule_.recomputeQueue();
 
-    EXPECT_THAT(switch_.takeTraces(), testing::Contains("OrvCHCapture recomputeQueue: Entry\n"));
+    std::vector<std::string> own;
+    for (const std::string& trace : switch_.takeTraces()) {
+        if (trace.starts_with("OrvCHCapture ")) {
+            own.push_back(trace);
+        }
+    }
+    const auto computed = [](const char* next) {
+        return std::string(
+                   "OrvCHCapture computeFirstExecution: \n"
+                   "CurrentTime(Mon, 22  Jan  2024  00:30:00  +0000)\n"
+                   "LastExecution(Thu, 01  Jan  1970  00:00:00  +0000)\n"
+                   "NextExecution(Mon, 22  Jan  2024  ") +
+               next + "  +0000)\n";
+    };
+    const char entry[] = "OrvCHCapture computeFirstExecution: Entry\n";
+    EXPECT_THAT(own, ElementsAre("OrvCHCapture recomputeQueue: Entry\n", entry, computed("02:00:00"), entry,
+                                 computed("02:30:00"), entry, computed("02:30:00")));
     EXPECT_EQ(schedule_.dump(),
               "  first: Mon 02:00, every 1 weeks, LastExecution = Thu, 01  Jan  1970  00:00:00  +0000, NextExecution = "
               "Mon, 22  Jan  2024  02:00:00  +0000\n"
@@ -254,6 +270,36 @@ TEST_F(OrvCaptureScheduleTest, doesNotRepeatAnItemThatHasRun) {
     EXPECT_THAT(takeDue(), ElementsAre());
     clock_.setCalendar(kMonday + kWeek);
     EXPECT_THAT(takeDue(), ElementsAre("Ops"));
+}
+
+TEST_F(OrvCaptureScheduleTest, doesNotRepeatAnItemThatHasRunInThisSecond) {
+    clock_.setCalendar(kMonday - 3600);
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "4"), itemOf("Dev", "Mon", "02:30")});
+    clock_.setCalendar(kMonday);
+    EXPECT_THAT(takeDue(), ElementsAre("Ops", "Dev"));
+
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "4"), itemOf("Dev", "Mon", "02:30")});
+
+    EXPECT_THAT(takeDue(), ElementsAre());
+    clock_.setCalendar(kMonday + kWeek);
+    EXPECT_THAT(takeDue(), ElementsAre("Dev"));
+    clock_.setCalendar(kMonday + 4 * kWeek - 1);
+    EXPECT_THAT(takeDue(), ElementsAre("Dev", "Dev"));
+    clock_.setCalendar(kMonday + 4 * kWeek);
+    EXPECT_THAT(takeDue(), testing::UnorderedElementsAre("Ops", "Dev"));
+}
+
+// A changed item is another one: what ran under the old name does not count for it.
+TEST_F(OrvCaptureScheduleTest, startsAChangedItemOfThisSecond) {
+    for (const CronCaptureItem& item : {itemOf("Renamed", "Mon", "02:30"), itemOf("Ops", "Mon", "02:30", "2")}) {
+        clock_.setCalendar(kMonday - 3600);
+        schedule_.replace({});
+        schedule_.replace({itemOf("Ops", "Mon", "02:30")});
+        clock_.setCalendar(kMonday);
+        takeDue();
+        schedule_.replace({item});
+        EXPECT_NE(schedule_.due(kMonday), nullptr);
+    }
 }
 
 TEST_F(OrvCaptureScheduleTest, keepsItsOrderOverTheEndOf32Bits) {

@@ -7,6 +7,10 @@
 #include <ctime>
 
 struct OrvStartedCapture {
+    OrvStartedCapture() = default;
+    // The one copy that is made of an item when it is started.
+    OrvStartedCapture(const CronCaptureItem& started, std::time_t time) : item(started), checkTime(time) {}
+
     CronCaptureItem item;
     std::time_t checkTime = 0;
 };
