@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr std::size_t kPrefixLength = 2;
-
 // Fills the bytes from exactly twice as many hexadecimal digits.
 template <std::size_t Size>
 bool hexBytes(std::string_view text, std::array<std::uint8_t, Size>& bytes) {
@@ -39,18 +37,23 @@ std::string fromHex(int family, std::string_view text) {
 
 }  // namespace
 
-std::string orvAddressText(std::string_view value) {
+std::optional<OrvKindAndAddress> orvSplitAddress(std::string_view value) {
+    constexpr std::size_t kPrefixLength = 2;
     if (value.size() < kPrefixLength || value[1] != '-') {
-        return std::string(value);
+        return std::nullopt;
     }
-    const std::string_view text = value.substr(kPrefixLength);
-    switch (value[0]) {
+    return OrvKindAndAddress{value[0], value.substr(kPrefixLength)};
+}
+
+std::string orvAddressText(std::string_view value) {
+    const std::optional<OrvKindAndAddress> parts = orvSplitAddress(value);
+    switch (parts ? parts->kind : '\0') {
         case '0':
             return "";
         case '1':
-            return fromHex<4>(AF_INET, text);
+            return fromHex<4>(AF_INET, parts->address);
         case '2':
-            return fromHex<16>(AF_INET6, text);
+            return fromHex<16>(AF_INET6, parts->address);
         default:
             return std::string(value);
     }

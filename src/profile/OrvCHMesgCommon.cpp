@@ -1,6 +1,5 @@
 #include "profile/OrvCHMesgCommon.h"
 
-#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvAddressText.h"
@@ -81,12 +80,6 @@ std::vector<std::string> announcedKeys() {
     return names;
 }
 
-// Kept: the words are those of the queue's configuration.
-std::string badStatusText(std::size_t position, std::int32_t status) {
-    return orvFormat("Error getting Message Queue Config from DS - bad status array[%d] = %#08x",
-                     static_cast<int>(position), static_cast<unsigned>(status));
-}
-
 }  // namespace
 
 bool orvIsDefaultSender(const std::string& address) {
@@ -110,36 +103,37 @@ int OrvCHMesgCommon::readConfig() {
     }
     setReadOutstanding(false);  // first: nobody may wait for an answer that never comes
     ORV_TRACE("Error readng DS bulk data entries\n");
-    orvLog(kOrvLogInternal, "%s::%s DS Get Attribute Request error", "OrvCHMesgCommon", "readConfig");
-    config_.configComplete(OrvConfigListener::kIdentity);
-    return -1;
+    return orvCompleteAfter(config_, OrvConfigListener::kIdentity, [] {
+        orvLog(kOrvLogInternal, "%s::%s DS Get Attribute Request error", "OrvCHMesgCommon", "readConfig");
+        return -1;
+    });
 }
 
 int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    // The read ends before it is reported: the report may start the next cycle, which asks again.
+    return orvCompleteAfter(config_, OrvConfigListener::kIdentity, [&] { return applyAnswer(entries, statuses); });
+}
+
+// Minus the number of unknown keys. The identity changes as a whole or not at all.
+int OrvCHMesgCommon::applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    constexpr char kFunction[] = "processConfigBulk";
+    const ReadEnd end(*this);
+    OrvIdentity identity = identity_;
     int unknown = 0;
-    {
-        // The read ends before it is reported: the report may start the next cycle, which asks again.
-        const ReadEnd end(*this);
-        OrvIdentity identity = identity_;
-        for (std::size_t i = 0; i < entries.size(); ++i) {
-            const DsEntry& entry = entries[i];
-            ORV_TRACE("name = %s, type = %d, value = %s\n", entry.name.c_str(), static_cast<int>(entry.type),
-                      entry.value.c_str());
-            const std::int32_t status = orvStatusAt(statuses, i);
-            if (!orvIsGoodStatus(status)) {
-                const std::string text = badStatusText(i, status);
-                ORV_TRACE("%s\n", text.c_str());
-                orvLog(kOrvLogInternal, "%s", text.c_str());
-            } else if (!apply(entry, identity)) {
-                orvLog(kOrvLogDetail, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
-                       kUnknownAttributeLine, entry.value.c_str());
-                ++unknown;
-            }
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const DsEntry& entry = entries[i];
+        orvTrace(kTraceModule, kFunction, "name = %s, type = %d, value = %s\n", entry.name.c_str(),
+                 static_cast<int>(entry.type), entry.value.c_str());
+        if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
+            orvReportBadStatus(kTraceModule, kFunction, i, status);
+        } else if (!apply(entry, identity)) {
+            orvLog(kOrvLogDetail, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
+                   kUnknownAttributeLine, entry.value.c_str());
+            ++unknown;
         }
-        const Mt::Lock lock(lock_);
-        identity_ = std::move(identity);
     }
-    config_.configComplete(OrvConfigListener::kIdentity);
+    const Mt::Lock lock(lock_);
+    identity_ = std::move(identity);
     return -unknown;
 }
 

@@ -100,6 +100,7 @@ private:
     };
 
     void setReadOutstanding(bool outstanding);
+    int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     bool apply(const DsEntry& entry, OrvIdentity& identity);
     static AddressPrinter defaultAddressPrinter();
     void setAddress(std::string OrvIdentity::*field, const char* text);

@@ -11,3 +11,18 @@ public:
 protected:
     ~OrvConfigListener() = default;
 };
+
+// Runs step() and then reports the part as complete, also when the step ends in an exception, which goes on: the
+// configuration waits for every part, whatever became of it. Returns the step's result.
+template <typename Step>
+int orvCompleteAfter(OrvConfigListener& config, OrvConfigListener::Part part, const Step& step) {
+    int result = 0;
+    try {
+        result = step();
+    } catch (...) {
+        config.configComplete(part);
+        throw;
+    }
+    config.configComplete(part);
+    return result;
+}

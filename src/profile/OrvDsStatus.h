@@ -1,4 +1,4 @@
-// What the status words of the attribute store's bulk answers mean. Any thread.
+// What the status words of the attribute store's bulk answers mean. Any thread, but for the report.
 //
 // The readers of this daemon do not agree on what a good status is, and rely on it: each names its rule.
 #pragma once
@@ -21,3 +21,6 @@ inline bool orvIsGoodStatus(std::int32_t status) {
 inline bool orvIsNotNegativeStatus(std::int32_t status) {
     return status >= 0;
 }
+
+// Traces under the caller's name, and logs, that the entry at a position has a bad status. Main thread.
+void orvReportBadStatus(const char* module, const char* function, std::size_t position, std::int32_t status);

@@ -19,6 +19,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -86,6 +87,7 @@ private:
 
     // Main thread.
     bool applyEntry(const DsEntry& entry);
+    int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     void publishActive(const OrvMailServers::Published& published);
     void endRetry();
     void cancelRetry();
@@ -93,7 +95,9 @@ private:
     void pushSendMesg(OrvCHMesg* message);
     void handleFailMesg(const OrvCHClientFail& mesg);
     void handleSucceedMesg(const OrvCHClientSucceed& mesg);
+    void armRetry();
     void finishMessage(OrvCHMesg& message);
+    void sendAgain(OrvCHMesg& message);
     OrvServerRecord activeServer() const;
 
     // Send thread.
@@ -101,7 +105,7 @@ private:
     int sendMessage(OrvCHMesg& message, OrvSendFailure& failure);
     OrvSendDialogue::Server takeCurrentServer();
     void pushOutcome(std::unique_ptr<OrvToMainMesg> mesg, const char* kind);
-    void logSend(int level, std::uint32_t id, const std::string& text) override;
+    void logSend(int level, std::uint32_t id, const char* text) override;
     bool isRetryPending() const override { return retryPending_; }
 
     dsClient& store_;

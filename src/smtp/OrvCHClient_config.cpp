@@ -1,6 +1,5 @@
 // The mail servers' configuration: asking for it, taking it in, and publishing which server is active.
 #include "base/OrvNumber.h"
-#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvDsStatus.h"
@@ -13,12 +12,8 @@ namespace {
 constexpr char kTraceModule[] = "OrvCHClient";
 constexpr char kTrue[] = "True";
 
-// Kept: the words are those of the queue's configuration.
-void reportBadStatus(std::size_t position, std::int32_t status) {
-    const std::string text = orvFormat("Error getting Message Queue Config from DS - bad status array[%d] = %#08x",
-                                       static_cast<int>(position), static_cast<unsigned>(status));
-    ORV_TRACE("%s\n", text.c_str());
-    orvLog(kOrvLogInternal, "%s", text.c_str());
+void reportWriteProblem() {
+    orvLog(kOrvLogInternal, "DS_SET_CH_CLIENT_SMTPACTIVE write problem");
 }
 
 void setPort(OrvServerRecord& server, const std::string& value) {
@@ -63,34 +58,38 @@ int OrvCHClient::readConfig() {
         return 0;
     }
     ORV_TRACE("Error reading DS bulk data entries\n");
-    orvLog(kOrvLogInternal, "Error requesting Message Client config from DS");
-    config_.configComplete(OrvConfigListener::kSendClient);
-    return -1;
+    return orvCompleteAfter(config_, OrvConfigListener::kSendClient, [] {
+        orvLog(kOrvLogInternal, "Error requesting Message Client config from DS");
+        return -1;
+    });
 }
 
 int OrvCHClient::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    // The report comes without the lock: it may end the read cycle, which asks for the servers again.
+    return orvCompleteAfter(config_, OrvConfigListener::kSendClient, [&] { return applyAnswer(entries, statuses); });
+}
+
+// Minus the number of unknown keys.
+int OrvCHClient::applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    constexpr char kFunction[] = "processConfigBulk";
     int unknown = 0;
-    {
-        const Mt::Lock lock(lock_);
-        for (std::size_t i = 0; i < entries.size(); ++i) {
-            const DsEntry& entry = entries[i];
-            ORV_TRACE("name = %s, type = %d, value = %s\n", entry.name.c_str(), static_cast<int>(entry.type),
-                      entry.value.c_str());
-            if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
-                reportBadStatus(i, status);
-            } else if (!applyEntry(entry)) {
-                orvLog(kOrvLogDetail, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHClient", __LINE__,
-                       entry.value.c_str());
-                ++unknown;
-            }
+    const Mt::Lock lock(lock_);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const DsEntry& entry = entries[i];
+        orvTrace(kTraceModule, kFunction, "name = %s, type = %d, value = %s\n", entry.name.c_str(),
+                 static_cast<int>(entry.type), entry.value.c_str());
+        if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
+            orvReportBadStatus(kTraceModule, kFunction, i, status);
+        } else if (!applyEntry(entry)) {
+            orvLog(kOrvLogDetail, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHClient", __LINE__,
+                   entry.value.c_str());
+            ++unknown;
         }
-        endRetry();
-        delay_.setValidServers(servers_.validCount());
-        servers_.chooseActive();
-        publishActive(servers_.published());
     }
-    // Without the lock: this may end the read cycle, which asks for the servers again.
-    config_.configComplete(OrvConfigListener::kSendClient);
+    endRetry();
+    delay_.setValidServers(servers_.validCount());
+    servers_.chooseActive();
+    publishActive(servers_.published());
     return -unknown;
 }
 
@@ -123,7 +122,7 @@ void OrvCHClient::publishActive(const OrvMailServers::Published& published) {
     };
     for (const auto& write : writes) {
         if (store_.setAttrReq(kActiveServerRequestId, write.name, write.type, write.value, 1) != 0) {
-            orvLog(kOrvLogInternal, "DS_SET_CH_CLIENT_SMTPACTIVE write problem");
+            reportWriteProblem();
         }
     }
 }
@@ -134,7 +133,7 @@ int OrvCHClient::processDsStatus(std::uint32_t id, std::int32_t status) {
         return -1;
     }
     if (status != 0) {
-        orvLog(kOrvLogInternal, "DS_SET_CH_CLIENT_SMTPACTIVE write problem");
+        reportWriteProblem();
         return -1;
     }
     return 0;

@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -112,8 +111,14 @@ TEST_F(OrvCHClientConfig, passesOverEntriesWithABadStatus) {
     const std::string bad = "Error getting Message Queue Config from DS - bad status array";
     EXPECT_THAT(takeLog(),
                 ElementsAre("15 8b000001 " + bad + "[0] = 0x000001", "15 8b000001 " + bad + "[1] = 0xfffffffb"));
-    EXPECT_THAT(recording_.takeTraces(), AllOf(Contains("OrvCHClient reportBadStatus: " + bad + "[0] = 0x000001\n"),
-                                               Contains("OrvCHClient reportBadStatus: " + bad + "[1] = 0xfffffffb\n")));
+    const std::string trace = "OrvCHClient processConfigBulk: ";
+    EXPECT_THAT(
+        recording_.takeTraces(),
+        ElementsAre(trace + "name = Global.Callhome.SMTPPort, type = 2, value = 1\n", trace + bad + "[0] = 0x000001\n",
+                    trace + "name = Global.Callhome.NF-SMTPAddr, type = 1, value = 1-10.0.0.9\n",
+                    trace + bad + "[1] = 0xfffffffb\n",
+                    trace + "name = Global.Callhome.SMTPPort1, type = 2, value = 7\n",
+                    "OrvCHClient applyEntry: Global.Callhome.SMTPPort1 = 7\n"));
 }
 
 TEST_F(OrvCHClientConfig, passesOverEntriesWithoutAStatus) {

@@ -123,7 +123,13 @@ void OrvCHClient::handleMainMesg(OrvToMainMesg* mesg) {
     }
 }
 
+// What must not be left out comes first: the reports may find no memory, and then sending has to go on all the same.
 void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
+    sendOutstanding_ = false;
+    const bool retries = usable();
+    if (retries) {
+        armRetry();
+    }
     queue_.peekClose(mesg.message());
     {
         const Mt::Lock lock(lock_);
@@ -133,16 +139,13 @@ void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
                                      currentServer_.address.c_str(), static_cast<int>(currentServer_.port),
                                      failure.reason.c_str(), failure.description.c_str(), failure.response.c_str()));
     }
-    sendOutstanding_ = false;
-    if (!usable()) {
+    if (!retries) {
         report(kNotUsableId,
                "SMTP addresses are defaults or disabled, will not retry sending messages until a valid SMTP  address "
                "has been configured and enabled");
         return;
     }
     changeover();
-    retryPending_ = true;
-    countdown_ = static_cast<std::int32_t>(delay_.nextAfterFailure());
     const OrvServerRecord server = activeServer();
     const int port = static_cast<int>(server.Port);
     ORV_TRACE("Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(), port, countdown_);
@@ -157,19 +160,36 @@ void OrvCHClient::handleSucceedMesg(const OrvCHClientSucceed& mesg) {
         finishMessage(message);
         return;
     }
-    // Some recipients are due for their second try: at once, on the other server if there is one.
-    changeover();
-    const OrvServerRecord server = activeServer();
-    const int port = static_cast<int>(server.Port);
-    ORV_TRACE("Will retry via SMTP server=%s, port=%d\n", server.Address.c_str(), port);
-    orvLog(kOrvLogWarning, kRetryNowId, "Will retry sending via SMTP server=%s, port=%d", server.Address.c_str(), port);
-    pushSendMesg(&message);
+    sendAgain(message);
+}
+
+void OrvCHClient::armRetry() {
+    retryPending_ = true;
+    countdown_ = static_cast<std::int32_t>(delay_.nextAfterFailure());
 }
 
 void OrvCHClient::finishMessage(OrvCHMesg& message) {
-    const bool undelivered = message.resetRecipients() != 0;
-    queue_.peekDelete(&message, undelivered ? 1 : 0);
     sendOutstanding_ = false;
     endRetry();
+    const bool undelivered = message.resetRecipients() != 0;
+    queue_.peekDelete(&message, undelivered ? 1 : 0);
     tryStart();
+}
+
+// Some recipients are due for their second try: at once, on the other server if there is one. Without the memory to
+// say so it is the next tick that sends the message again.
+void OrvCHClient::sendAgain(OrvCHMesg& message) {
+    try {
+        changeover();
+        const OrvServerRecord server = activeServer();
+        const int port = static_cast<int>(server.Port);
+        ORV_TRACE("Will retry via SMTP server=%s, port=%d\n", server.Address.c_str(), port);
+        orvLog(kOrvLogWarning, kRetryNowId, "Will retry sending via SMTP server=%s, port=%d", server.Address.c_str(),
+               port);
+    } catch (...) {
+        sendOutstanding_ = false;
+        queue_.peekClose(&message);
+        throw;
+    }
+    pushSendMesg(&message);
 }

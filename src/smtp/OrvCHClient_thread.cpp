@@ -5,10 +5,20 @@
 
 #include <exception>
 #include <new>
+#include <utility>
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHClient";
+
+// Left empty when there is no memory for the texts.
+void describe(OrvSendFailure& failure, const OrvSMTPClient& client, const char* what) {
+    try {
+        failure = {client.errorName(), what, client.lastReply()};
+    } catch (const std::bad_alloc&) {
+        ORV_TRACE("no memory for the reason\n");
+    }
+}
 
 }  // namespace
 
@@ -51,14 +61,15 @@ void OrvCHClient::handleSendMesg(const OrvCHClientSend& mesg) {
 int OrvCHClient::sendMessage(OrvCHMesg& message, OrvSendFailure& failure) {
     try {
         OrvSendDialogue dialogue(client_, identity_, *this, takeCurrentServer(), message);
-        if (dialogue.run() == 0) {
-            return 0;
-        }
-        failure = dialogue.failure();
+        const int result = dialogue.run();
+        failure = dialogue.takeFailure();
+        return result;
     } catch (const std::exception& error) {
-        // A message that cannot even be composed, for want of memory, must not end the thread: it is tried again.
+        // A dialogue that cannot even begin, for want of memory, must not end the thread: it is tried again.
+        ORV_TRACE("%s\n", error.what());
         client_.disconnect();
-        failure = {client_.errorName(), error.what(), ""};
+        describe(failure, client_, error.what());
+        OrvSendDialogue::reportCriticalFailure(*this);
     }
     return -1;
 }
@@ -80,6 +91,6 @@ void OrvCHClient::pushOutcome(std::unique_ptr<OrvToMainMesg> mesg, const char* k
     [[maybe_unused]] const int result = pushToMain(std::move(mesg));
 }
 
-void OrvCHClient::logSend(int level, std::uint32_t id, const std::string& text) {
-    logFromThread(static_cast<std::uint32_t>(level), id, "%s", text.c_str());
+void OrvCHClient::logSend(int level, std::uint32_t id, const char* text) {
+    logFromThread(static_cast<std::uint32_t>(level), id, "%s", text);
 }

@@ -3,11 +3,13 @@
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
+#include "smtp/OrvMailLines.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -18,7 +20,7 @@ constexpr char kTraceModule[] = "OrvMailAttachment";
 constexpr std::size_t kChunk = 1024;
 
 void addReplacement(OrvMailBuffer& buffer, const std::string& name, const char* reason) {
-    buffer.append("Content-Type: TEXT/plain; charset=US-ASCII; format=flowed\r\n\r\n");
+    buffer.append(kOrvTextPartHeader);
     buffer.append("The attachment file:\r\n        ");
     buffer.append(name);
     buffer.append(reason);
@@ -72,11 +74,32 @@ int addFile(OrvMailBuffer& buffer, const std::string& path, const std::string& n
     return result;
 }
 
+std::string pathOf(const std::string& name, const std::string& captureId) {
+    return std::string(kOrvAttachmentsDirectory) + "/" + name + "." + captureId;
+}
+
 }  // namespace
+
+void orvMakeRoomForAttachments(OrvMailBuffer& buffer, const std::vector<std::string>& names,
+                               const std::string& captureId) {
+    // A boundary and the headers, which name the file three times, or the explanation in their place.
+    constexpr std::uint64_t kPartOverhead = 512;
+    std::uint64_t files = 0;
+    std::uint64_t overhead = kPartOverhead;
+    for (const std::string& name : names) {
+        struct stat status {};
+        if (stat(orvHostPath(pathOf(name, captureId)).c_str(), &status) == 0) {
+            files += static_cast<std::uint64_t>(status.st_size);
+        }
+        overhead += kPartOverhead + 3 * name.size();
+    }
+    // The limit holds for the files' bytes only.
+    buffer.reserve(std::min<std::uint64_t>(buffer.text().size() + files, buffer.limit()) + overhead);
+}
 
 int compileAttachment(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
                       const std::string& captureId) {
-    const std::string path = std::string(kOrvAttachmentsDirectory) + "/" + name + "." + captureId;
+    const std::string path = pathOf(name, captureId);
     buffer.append("--" + boundary + "\r\n");
     struct stat status {};
     if (stat(orvHostPath(path).c_str(), &status) != 0) {

@@ -4,6 +4,11 @@
 #include "smtp/OrvMailBuffer.h"
 
 #include <string>
+#include <vector>
+
+// Makes room in the buffer for these attachments, as far as their mail may grow.
+void orvMakeRoomForAttachments(OrvMailBuffer& buffer, const std::vector<std::string>& names,
+                               const std::string& captureId);
 
 // Adds the boundary line and the attachment's part. A file that cannot be read, or that would take the mail to its
 // limit, is replaced by a readable part that says so. 0 when the file was added, else -1.

@@ -1,13 +1,27 @@
 #include "smtp/OrvMailBuffer.h"
 
 #include "dbg/OrvDbg.h"
+#include "smtp/OrvLineEnd.h"
+
+#include <new>
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvMailBuffer";
-constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kLineEnd = kOrvLineEnd;
 
 }  // namespace
+
+void OrvMailBuffer::reserve(std::uint64_t bytes) {
+    if (bytes > text_.max_size()) {
+        return;
+    }
+    try {
+        text_.reserve(static_cast<std::size_t>(bytes));
+    } catch (const std::bad_alloc&) {
+        ORV_TRACE("no room yet for %llu bytes\n", static_cast<unsigned long long>(bytes));
+    }
+}
 
 void OrvMailBuffer::addLabelData(OrvMailLabel label, std::string_view value, Empty empty) {
     const std::string_view labelText = orvMailLabelText(label);
@@ -18,8 +32,7 @@ void OrvMailBuffer::addLabelData(OrvMailLabel label, std::string_view value, Emp
         text_.resize(limit_, ' ');
         return;
     }
-    ORV_TRACE("Adding to buffer: %.*s%.*s CRLF\n", static_cast<int>(labelText.size()), labelText.data(),
-              static_cast<int>(value.size()), value.data());
+    orvTraceParts(kTraceModule, __func__, std::string("Adding to buffer: ").append(labelText), value, " CRLF\n");
     text_.append(labelText).append(value).append(kLineEnd);
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 class OrvMailBuffer {
 public:
@@ -16,6 +17,10 @@ public:
 
     // Begins a mail of at most limit bytes.
     explicit OrvMailBuffer(std::uint32_t limit) : limit_(limit) {}
+
+    // Makes room for a text of so many bytes, as far as there is memory: up to there it grows without being copied,
+    // which for a moment would hold it twice.
+    void reserve(std::uint64_t bytes);
 
     // Adds label, value and CR LF. An empty value gives no line unless it is forced.
     void addLabelData(OrvMailLabel label, std::string_view value, Empty empty = Empty::kSkip);

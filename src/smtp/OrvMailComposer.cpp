@@ -7,6 +7,15 @@
 #include "smtp/OrvMimeMail.h"
 #include "smtp/OrvTextMail.h"
 
+#include <algorithm>
+
+namespace {
+
+// What a mail takes beside its message's text, attachments left out.
+constexpr std::uint64_t kOrdinaryMail = 4096;
+
+}  // namespace
+
 int OrvMailComposer::compose(const OrvCHMesg& message, const OrvCHEnvelope& envelope, const std::string& clientIdentity,
                              std::string& text) const {
     OrvMailBuffer buffer(envelope.MaxSize);
@@ -21,6 +30,7 @@ int OrvMailComposer::compose(const OrvCHMesg& message, const OrvCHEnvelope& enve
         const OrvCHMesgCommon::Reader identity(identity_);
         const Mt::Lock lock(message.lock());
         const OrvMailSource source{message, envelope, *identity, clientIdentity};
+        buffer.reserve(std::min<std::uint64_t>(message.Text.size(), envelope.MaxSize) + kOrdinaryMail);
         orvAddMailHeader(buffer, source);
         if (capture == nullptr) {
             orvAddTextBody(buffer, source);

@@ -4,16 +4,16 @@
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvLevel.h"
 #include "profile/OrvCHMesgCommon.h"
+#include "smtp/OrvLineEnd.h"
 
 namespace {
 
-constexpr char kFormatTsc1[] = "Tsc1";
 // No recipient is ever named in the text: they are given to the server only.
 constexpr char kNoBcc[] = " ";
 
 std::string subject(const OrvMailSource& source) {
     const bool capture = source.message.cronCapture() != nullptr;
-    const char* eventTag = source.envelope.Type == kFormatTsc1 ? "-Event" : "";
+    const char* eventTag = source.envelope.Type == kOrvFormatTsc1 ? "-Event" : "";
     const char* tag = capture ? "-CronCapture" : eventTag;
     return "[CallHome" + std::string(tag) + ": " + source.envelope.ProfileName + "] " + source.envelope.Subject;
 }
@@ -37,7 +37,7 @@ void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source) {
         buffer.addLabelData(OrvMailLabel::kContentType, "multipart/mixed; boundary=\"" + capture->Boundary + "\"");
     }
     // Kept: a line end as value gives two, the empty line that ends the headers and one more.
-    buffer.addLabelData(OrvMailLabel::kNone, "\r\n");
+    buffer.addLabelData(OrvMailLabel::kNone, kOrvLineEnd);
 }
 
 void orvAddSerialNumber(OrvMailBuffer& buffer, const OrvMailSource& source) {

@@ -4,6 +4,11 @@
 #include "smtp/OrvMailBuffer.h"
 #include "smtp/OrvMailSource.h"
 
+// The format that asks for every line, in a fixed order.
+inline constexpr char kOrvFormatTsc1[] = "Tsc1";
+// What opens a readable part of a mail in parts.
+inline constexpr char kOrvTextPartHeader[] = "Content-Type: TEXT/plain; charset=US-ASCII; format=flowed\r\n\r\n";
+
 // The header block of either kind, up to and including the empty lines that end it. Dated now.
 void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source);
 

@@ -13,7 +13,6 @@ constexpr char kPreamble[] =
     "This is a multi-part MIME format message.  The first part is\r\n"
     "readable text, while the remaining parts are unreadable without\r\n"
     "MIME-aware tools.\r\n\r\n";
-constexpr char kTextPartHeader[] = "Content-Type: TEXT/plain; charset=US-ASCII; format=flowed\r\n\r\n";
 
 void addCapture(OrvMailBuffer& buffer, const CronCaptureData& capture) {
     buffer.addLabelData(OrvMailLabel::kCapture, "Cron", Empty::kForce);
@@ -31,7 +30,7 @@ void orvAddMimeTextPart(OrvMailBuffer& buffer, const OrvMailSource& source) {
     const CronCaptureData& capture = *source.message.cronCapture();
     buffer.append(kPreamble);
     buffer.append("--" + capture.Boundary + "\r\n");
-    buffer.append(kTextPartHeader);
+    buffer.append(kOrvTextPartHeader);
     orvAddSerialNumber(buffer, source);
     orvAddDuplicateCount(buffer, source);
     orvAddEvent(buffer, source, Empty::kForce);
@@ -39,6 +38,7 @@ void orvAddMimeTextPart(OrvMailBuffer& buffer, const OrvMailSource& source) {
 }
 
 void orvAddMimeAttachments(OrvMailBuffer& buffer, const OrvMimeAttachments& attachments) {
+    orvMakeRoomForAttachments(buffer, attachments.names, attachments.captureId);
     for (const std::string& name : attachments.names) {
         // An attachment that cannot be had leaves an explanation in its place; the mail goes out all the same.
         compileAttachment(buffer, attachments.boundary, name, attachments.captureId);

@@ -2,6 +2,7 @@
 
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
+#include "smtp/OrvLineEnd.h"
 
 #include <sys/time.h>
 
@@ -11,7 +12,6 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvSMTPClient";
-constexpr char kLineEnd[] = "\r\n";
 // A request up to this size that is too long for one message is not tried again.
 constexpr std::size_t kShortRequest = 1024;
 
@@ -92,7 +92,7 @@ int OrvSMTPClient::sendDataCmd() {
 }
 
 int OrvSMTPClient::sendBody(std::string text) {
-    text += kLineEnd;
+    text += kOrvLineEnd;
     limitSteps(timeouts_.text);
     if (sendRequest(text) < 0) {
         errorCode_ = kDataError;
@@ -116,7 +116,7 @@ int OrvSMTPClient::sendQuit() {
 // Sends one command line and reads its reply. 0 or negative.
 int OrvSMTPClient::command(const std::string& line, ErrorCode sendError, std::chrono::milliseconds limit) {
     limitSteps(limit);
-    if (sendRequest(line + kLineEnd) < 0) {
+    if (sendRequest(line + kOrvLineEnd) < 0) {
         errorCode_ = sendError;
         return -1;
     }
@@ -151,7 +151,7 @@ int OrvSMTPClient::recvResponse() {
     ssize_t got = -1;
     do {
         errno = 0;  // a connection closed in order has no error: its text is then the one for success
-        got = recv(socket_, reply_.data(), kReplySize, 0);
+        got = system_.receive(socket_, reply_.data(), kReplySize);
     } while (got < 0 && errno == EINTR);
     if (got <= 0) {
         return connectionLost(connectionError(errno));
@@ -159,7 +159,7 @@ int OrvSMTPClient::recvResponse() {
     reply_[static_cast<std::size_t>(got)] = '\0';
     ORV_TRACE("SMTP StatusSMTPResponse (incl CRLF) {%s}\n", reply_.data());
     std::string text = reply_.data();
-    if (text.ends_with(kLineEnd)) {
+    if (text.ends_with(kOrvLineEnd)) {
         text.resize(text.size() - 2);
     }
     if (!text.empty() && isPositive(text.front())) {

@@ -1,9 +1,9 @@
 // The client side of SMTP over one TCP connection, command by command.
 //
 // Each operation returns 0, or a negative number and leaves what went wrong in errorCode(), errorText() and, for a
-// refusal, lastReply(). Every step has a time limit; one that passes acts like a lost connection. One receive is made
-// per reply, and only its first character is judged: a reply that comes in pieces answers later commands as well.
-// Knows nothing of queues or profiles. Send thread only.
+// refusal, lastReply(). Every step but resolving a name has a time limit; one that passes acts like a lost connection.
+// One receive is made per reply, and only its first character is judged: a reply that comes in pieces answers later
+// commands as well. Knows nothing of queues or profiles. Send thread only.
 #pragma once
 
 #include "smtp/OrvSMTPSystem.h"
@@ -23,7 +23,7 @@ struct OrvSMTPTimeouts {
     std::chrono::milliseconds greeting = std::chrono::seconds(300);
     std::chrono::milliseconds command = std::chrono::seconds(300);  // EHLO, HELO, MAIL, RCPT, RSET, QUIT
     std::chrono::milliseconds data = std::chrono::seconds(120);     // DATA
-    std::chrono::milliseconds text = std::chrono::seconds(180);     // each write of the mail's text
+    std::chrono::milliseconds text = std::chrono::seconds(180);     // each send of the text that makes no progress
     std::chrono::milliseconds dataEnd = std::chrono::seconds(600);
 };
 

@@ -17,7 +17,7 @@
 
 namespace {
 
-// The address with its port; everything else of it is as in the plain form of its family.
+// Copies an address into the storage.
 template <typename Address>
 void storeAddress(sockaddr_storage& storage, const Address& address) {
     static_assert(sizeof address <= sizeof storage);
@@ -142,7 +142,7 @@ void OrvSMTPClient::tryConnect(std::uint32_t port) {
 
 // Connects within the limit and makes the socket wait from then on. 0, or -1 with errno.
 int OrvSMTPClient::openConnection(socklen_t length) {
-    const int begun = connect(socket_, reinterpret_cast<const sockaddr*>(&server_), length);
+    const int begun = system_.connect(socket_, reinterpret_cast<const sockaddr*>(&server_), length);
     if (begun < 0 && errno != EINPROGRESS && errno != EINTR) {
         return -1;
     }

@@ -10,8 +10,16 @@ void OrvSMTPSystem::freeList(addrinfo* list) {
     freeaddrinfo(list);
 }
 
+int OrvSMTPSystem::connect(int socket, const sockaddr* address, socklen_t length) {
+    return ::connect(socket, address, length);
+}
+
 ssize_t OrvSMTPSystem::send(int socket, const void* bytes, std::size_t length) {
     return ::send(socket, bytes, length, MSG_NOSIGNAL);
+}
+
+ssize_t OrvSMTPSystem::receive(int socket, void* bytes, std::size_t length) {
+    return ::recv(socket, bytes, length, 0);
 }
 
 OrvSMTPSystem& OrvSMTPSystem::real() {

@@ -5,6 +5,7 @@
 #include "mesg/OrvCHMesg.h"
 #include "profile/OrvCHMesgCommon.h"
 
+#include <cstdio>
 #include <utility>
 
 namespace {
@@ -46,15 +47,18 @@ OrvSendDialogue::OrvSendDialogue(OrvSMTPClient& client, const OrvCHMesgCommon& i
 }
 
 int OrvSendDialogue::run() {
-    if (client_.connectServer(server_.address, server_.port, server_.kind) < 0 || presentClient() < 0) {
+    const auto connect = [this] {
+        return client_.connectServer(server_.address, server_.port, server_.kind) < 0 ? -1 : presentClient();
+    };
+    if (attempt(connect) < 0) {
         return endInFailure(false);
     }
     for (const auto& envelope : message_.Envelopes) {
-        if (!envelope->Done && sendEnvelope(*envelope) < 0) {
+        if (!envelope->Done && attempt([&] { return sendEnvelope(*envelope); }) < 0) {
             return endInFailure(true);
         }
     }
-    client_.sendQuit();
+    tryTo([this] { client_.sendQuit(); });
     client_.disconnect();
     if (reporter_.isRetryPending()) {
         ORV_TRACE("Successful recovery of SMTP communications\n");
@@ -90,14 +94,30 @@ int OrvSendDialogue::presentClient() {
 
 // Keeps what went wrong before QUIT can change it, and closes the connection.
 int OrvSendDialogue::endInFailure(bool presented) {
-    failure_ = {client_.errorName(), client_.errorText(), client_.lastReply()};
+    tryTo([this] {
+        const bool thrown = exception_.front() != '\0';
+        failure_ = {client_.errorName(), thrown ? exception_.data() : client_.errorText(), client_.lastReply()};
+    });
     if (presented && client_.connected()) {
-        client_.sendQuit();
+        tryTo([this] { client_.sendQuit(); });
     }
     client_.disconnect();
-    if (!reporter_.isRetryPending()) {
-        ORV_TRACE("Critical protocol failure with SMTP server\n");
-        reporter_.logSend(kOrvLogCritical, kCriticalFailureId, "Critical protocol failure with SMTP server");
-    }
+    reportCriticalFailure(reporter_);
     return -1;
+}
+
+void OrvSendDialogue::reportCriticalFailure(OrvSendReporter& reporter) {
+    if (!reporter.isRetryPending()) {
+        ORV_TRACE("Critical protocol failure with SMTP server\n");
+        reporter.logSend(kOrvLogCritical, kCriticalFailureId, "Critical protocol failure with SMTP server");
+    }
+}
+
+void OrvSendDialogue::noteException(const char* what) {
+    traceException(what);
+    std::snprintf(exception_.data(), exception_.size(), "%s", what);
+}
+
+void OrvSendDialogue::traceException(const char* what) {
+    ORV_TRACE("%s\n", what);
 }

@@ -8,9 +8,12 @@
 #include "smtp/OrvMailComposer.h"
 #include "smtp/OrvSMTPClient.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 class OrvCHMesg;
@@ -21,8 +24,8 @@ struct OrvIdentity;
 // Whom the dialogue tells what the operator must see, and what it needs to know of the sends before it.
 class OrvSendReporter {
 public:
-    // An entry for the event log.
-    virtual void logSend(int level, std::uint32_t id, const std::string& text) = 0;
+    // An entry for the event log; the text is copied.
+    virtual void logSend(int level, std::uint32_t id, const char* text) = 0;
     // The send before this one failed.
     virtual bool isRetryPending() const = 0;
 
@@ -43,11 +46,37 @@ public:
                     OrvCHMesg& message);
 
     // Holds the conversation once, from connecting to closing. 0 when it went to its end, whatever became of the
-    // recipients; -1 when it failed, and failure() tells how.
+    // recipients; -1 when it failed, and failure() tells how. A step that finds no memory has failed like one that the
+    // server refused; an entry that finds none is left out.
     [[nodiscard]] int run();
+    // What every failure that does not follow another one tells the operator.
+    static void reportCriticalFailure(OrvSendReporter& reporter);
     const OrvSendFailure& failure() const { return failure_; }
+    OrvSendFailure takeFailure() { return std::move(failure_); }
 
 private:
+    // Runs a step of the dialogue: its result, or -1 after an exception, which is then why the dialogue fails.
+    template <typename Step>
+    int attempt(const Step& step) {
+        try {
+            return step();
+        } catch (const std::exception& error) {
+            noteException(error.what());
+            return -1;
+        }
+    }
+    // Runs what the dialogue can do without.
+    template <typename Step>
+    static void tryTo(const Step& step) {
+        try {
+            step();
+        } catch (const std::exception& error) {
+            traceException(error.what());
+        }
+    }
+    void noteException(const char* what);
+    static void traceException(const char* what);
+
     int presentClient();
     int sendEnvelope(OrvCHEnvelope& envelope);
     std::string senderAddress() const;
@@ -60,6 +89,7 @@ private:
     void reportRecipient(std::uint32_t id, OrvCHEnvelope& envelope, std::size_t position, const char* outcome);
     int endInFailure(bool presented);
 
+    void makeRoomForMarks(OrvCHEnvelope& envelope) const;
     char markAt(OrvCHEnvelope& envelope, std::size_t position) const;
     void setMark(OrvCHEnvelope& envelope, std::size_t position, char mark) const;
     std::string addressAt(OrvCHEnvelope& envelope, std::size_t position) const;
@@ -75,5 +105,6 @@ private:
     std::string clientIdentity_;         // as presented, without brackets
     std::size_t accepted_ = 0;           // recipients of the envelope in hand
     std::vector<std::string> refusals_;  // by position: the reply that refused a recipient in this pass
+    std::array<char, 64> exception_{};   // what ended the dialogue, a text; empty when the server or the network did
     OrvSendFailure failure_;
 };

@@ -37,7 +37,7 @@ int OrvSendDialogue::sendEnvelope(OrvCHEnvelope& envelope) {
     }
     if (accepted_ == 0) {
         refuseEnvelope(envelope);
-    } else if (deliverText(envelope) < 0) {
+    } else if (attempt([&] { return deliverText(envelope); }) < 0) {
         replaceMarks(envelope, Envelope::kRefusedOnce, Envelope::kNoMark);
         replaceMarks(envelope, Envelope::kRefusedTwice, Envelope::kRefusedOnce);
         return -1;
@@ -55,12 +55,13 @@ std::string OrvSendDialogue::senderAddress() const {
 int OrvSendDialogue::offerRecipients(OrvCHEnvelope& envelope) {
     accepted_ = 0;
     refusals_.assign(envelope.Recipients.size(), "");
+    makeRoomForMarks(envelope);
     for (std::size_t i = 0; i < envelope.Recipients.size(); ++i) {
         const char mark = markAt(envelope, i);
         if (mark == Envelope::kDelivered || mark == Envelope::kGivenUp) {
             continue;
         }
-        if (offerRecipient(envelope, i) < 0) {
+        if (attempt([&] { return offerRecipient(envelope, i); }) < 0) {
             setMark(envelope, i, mark);
             replaceMarks(envelope, Envelope::kRefusedTwice, Envelope::kRefusedOnce);
             return -1;
@@ -85,11 +86,14 @@ int OrvSendDialogue::offerRecipient(OrvCHEnvelope& envelope, std::size_t positio
 }
 
 void OrvSendDialogue::refuseEnvelope(const OrvCHEnvelope& envelope) {
-    client_.sendReset();
-    reporter_.logSend(kOrvLogCritical, kNoRecipientId,
-                      orvFormat("SMTP server %s, port %d,  did not accept any recipients from profile %s. Email "
-                                "message will not be sent for the profile.",
-                                server_.address.c_str(), static_cast<int>(server_.port), envelope.ProfileName.c_str()));
+    tryTo([this] { client_.sendReset(); });
+    tryTo([&] {
+        const std::string text = orvFormat(
+            "SMTP server %s, port %d,  did not accept any recipients from profile %s. Email message will "
+            "not be sent for the profile.",
+            server_.address.c_str(), static_cast<int>(server_.port), envelope.ProfileName.c_str());
+        reporter_.logSend(kOrvLogCritical, kNoRecipientId, text.c_str());
+    });
 }
 
 int OrvSendDialogue::deliverText(const OrvCHEnvelope& envelope) {
@@ -101,7 +105,9 @@ int OrvSendDialogue::deliverText(const OrvCHEnvelope& envelope) {
     return client_.sendDataEnd() == 0 ? 0 : -1;
 }
 
+// First of all whom the mail has reached: nothing that fails from here on may have them get it again.
 void OrvSendDialogue::settleRecipients(OrvCHEnvelope& envelope) {
+    replaceMarks(envelope, Envelope::kNoMark, Envelope::kDelivered);
     bool pending = false;
     for (std::size_t i = 0; i < envelope.Recipients.size(); ++i) {
         pending = settleRecipient(envelope, i) || pending;
@@ -116,9 +122,6 @@ void OrvSendDialogue::settleRecipients(OrvCHEnvelope& envelope) {
 // Kept: a recipient given up in an earlier pass is reported again, then without a reply.
 bool OrvSendDialogue::settleRecipient(OrvCHEnvelope& envelope, std::size_t position) {
     switch (markAt(envelope, position)) {
-        case Envelope::kNoMark:
-            setMark(envelope, position, Envelope::kDelivered);
-            return false;
         case Envelope::kRefusedOnce:
             reportRecipient(kRetryId, envelope, position, "Retry will be attempted.");
             return true;
@@ -136,17 +139,27 @@ bool OrvSendDialogue::settleRecipient(OrvCHEnvelope& envelope, std::size_t posit
 
 void OrvSendDialogue::reportRecipient(std::uint32_t id, OrvCHEnvelope& envelope, std::size_t position,
                                       const char* outcome) {
-    const std::string recipient = addressAt(envelope, position);
-    const char* profile = envelope.ProfileName.c_str();
-    const char* server = server_.address.c_str();
-    const int port = static_cast<int>(server_.port);
-    reporter_.logSend(kOrvLogWarning, id,
-                      orvFormat("CallHome message send for profile %s to recipient %s failed on SMTP server %s, port "
-                                "%d. %s",
-                                profile, recipient.c_str(), server, port, outcome));
-    reporter_.logSend(kOrvLogWarning, kRefusalTextId,
-                      orvFormat("Profile %s, %s via SMTP Server %s/%d, SMTP error: %s", profile, recipient.c_str(),
-                                server, port, refusals_[position].c_str()));
+    tryTo([&] {
+        const std::string recipient = addressAt(envelope, position);
+        const char* profile = envelope.ProfileName.c_str();
+        const char* server = server_.address.c_str();
+        const int port = static_cast<int>(server_.port);
+        const std::string what =
+            orvFormat("CallHome message send for profile %s to recipient %s failed on SMTP server %s, port %d. %s",
+                      profile, recipient.c_str(), server, port, outcome);
+        reporter_.logSend(kOrvLogWarning, id, what.c_str());
+        const std::string why = orvFormat("Profile %s, %s via SMTP Server %s/%d, SMTP error: %s", profile,
+                                          recipient.c_str(), server, port, refusals_[position].c_str());
+        reporter_.logSend(kOrvLogWarning, kRefusalTextId, why.c_str());
+    });
+}
+
+// So that no mark that is set later needs memory.
+void OrvSendDialogue::makeRoomForMarks(OrvCHEnvelope& envelope) const {
+    const Mt::Lock lock(message_.lock());
+    for (std::string& recipient : envelope.Recipients) {
+        recipient.reserve(recipient.size() + 1);
+    }
 }
 
 char OrvSendDialogue::markAt(OrvCHEnvelope& envelope, std::size_t position) const {

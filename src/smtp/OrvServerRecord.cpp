@@ -2,18 +2,12 @@
 
 #include "profile/OrvAddressText.h"
 
-namespace {
-
-constexpr std::size_t kPrefixLength = 2;
-
-}  // namespace
-
 void OrvServerRecord::assign(std::string_view value) {
-    if (value.size() < kPrefixLength || value[1] != '-') {
+    const std::optional<OrvKindAndAddress> parts = orvSplitAddress(value);
+    if (!parts) {
         return;
     }
-    const std::string_view text = value.substr(kPrefixLength);
-    switch (value[0]) {
+    switch (parts->kind) {
         case '0':
             Kind = SmtpAddrMode::kIPv4;
             Address = kNoAddress;
@@ -21,13 +15,13 @@ void OrvServerRecord::assign(std::string_view value) {
             break;
         case '1':
         case '2':
-            Kind = value[0] == '1' ? SmtpAddrMode::kIPv4 : SmtpAddrMode::kIPv6;
+            Kind = parts->kind == '1' ? SmtpAddrMode::kIPv4 : SmtpAddrMode::kIPv6;
             Address = orvAddressText(value);
-            SecondForm = text;
+            SecondForm = parts->address;
             break;
         case '3':
             Kind = SmtpAddrMode::kHostName;
-            Address = text;
+            Address = parts->address;
             SecondForm.clear();
             break;
         default:

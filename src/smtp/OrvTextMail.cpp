@@ -2,6 +2,7 @@
 
 #include "mesg/OrvCHMesg.h"
 #include "profile/OrvCHMesgCommon.h"
+#include "smtp/OrvLineEnd.h"
 #include "smtp/OrvMailLines.h"
 
 namespace {
@@ -11,14 +12,13 @@ using Empty = OrvMailBuffer::Empty;
 constexpr char kNoLocation[] = "<sysLocation undefined>";
 constexpr char kNoContact[] = "<sysContact undefined>";
 constexpr char kUndefined[] = "<undefined>";
-constexpr char kLineEnd[] = "\r\n";
 
 bool isSet(const std::string& value, const char* marker) {
     return !value.empty() && value != marker;
 }
 
 void addHeading(OrvMailBuffer& buffer, std::string_view heading) {
-    buffer.addLabelData(OrvMailLabel::kNone, kLineEnd);
+    buffer.addLabelData(OrvMailLabel::kNone, kOrvLineEnd);
     buffer.addLabelData(OrvMailLabel::kRule, heading);
 }
 
@@ -44,7 +44,7 @@ std::string contactText(const OrvIdentity& identity) {
     std::string text;
     const auto addLine = [&text](bool set, const std::string& value) {
         if (set) {
-            text += value + kLineEnd;
+            text += value + kOrvLineEnd;
         }
     };
     addLine(isSet(identity.ContactName, kNoContact), identity.ContactName);
@@ -89,7 +89,7 @@ struct Format {
     void (*addBody)(OrvMailBuffer&, const OrvMailSource&);
 };
 
-constexpr Format kFormats[] = {{"Tsc1", addTsc1}, {"FullText", addFullText}};
+constexpr Format kFormats[] = {{kOrvFormatTsc1, addTsc1}, {"FullText", addFullText}};
 
 }  // namespace
 

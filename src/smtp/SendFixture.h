@@ -10,8 +10,8 @@
 
 class RecordingReporter final : public OrvSendReporter {
 public:
-    void logSend(int level, std::uint32_t id, const std::string& text) override {
-        lines.push_back(orvFormat("%d %08x %s", level, id, text.c_str()));
+    void logSend(int level, std::uint32_t id, const char* text) override {
+        lines.push_back(orvFormat("%d %08x %s", level, id, text));
     }
     bool isRetryPending() const override { return retryPending; }
 
