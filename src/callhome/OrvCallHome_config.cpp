@@ -34,8 +34,9 @@ void OrvCallHome::readConfig() {
     Config_.set();  // before the first request: one that fails at once must not end the cycle
     readFeatureFlag();
     readServicesComponent();
-    client_.readConfig();
-    identity_.readConfig();
+    // A part that cannot be asked for reports its end by itself.
+    static_cast<void>(client_.readConfig());
+    static_cast<void>(identity_.readConfig());
     queue_.readConfig();
     capture_.readConfig();
     readNumOfProfiles();
