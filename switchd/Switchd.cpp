@@ -3,6 +3,7 @@
 #include "Hsb.h"
 #include "host_root.h"
 #include "platform/client/HostPlatform.h"
+#include "switchd/SwitchdFiles.h"
 #include "switchd/services/FactoryAttributes.h"
 #include "switchd/services/SwitchServices.h"
 #include "switchd/store/SqliteStore.h"
@@ -63,7 +64,8 @@ int Switchd::makeDirectories() const {
             return -1;
         }
     }
-    return 0;
+    std::string reason;
+    return installSwitchFiles(host_root(), reason) < 0 ? fail(reason) : 0;
 }
 
 int Switchd::serve(SqliteStore& store) {
