@@ -179,6 +179,27 @@ TEST_F(OrvThreadTest, runsWithASilentLoggerWhenItsFileCannotBeOpened) {
     EXPECT_EQ(runToTheEnd(worker), 4);
 }
 
+// An owner that goes waits for a thread that never came to its body as for any other.
+TEST_F(OrvThreadTest, isWaitedForAndDestroyedWhenItsLoggerCouldNotBeSet) {
+    bool destroyed = false;
+    int result = 0;
+    {
+        struct Owned final : Worker {
+            explicit Owned(bool& gone) : gone_(gone) {}
+            ~Owned() override {
+                stopAndWait();
+                gone_ = true;
+            }
+            bool& gone_;
+        } worker(destroyed);
+        result = runWith(worker, [](Faults& faults) { faults.setspecific = [] { return true; }; });
+        EXPECT_EQ(worker.refcnt(), 1);
+    }
+
+    EXPECT_EQ(result, -1);
+    EXPECT_TRUE(destroyed);
+}
+
 class Mortal final : public OrvThread {
 public:
     Mortal(bool& destroyed, std::function<int(Mortal&)> body)
