@@ -23,6 +23,10 @@ OrvApp::Named::Named(OrvApp* app) {
     setOrvApplication(app);
 }
 
+OrvApp::Named::~Named() {
+    setOrvApplication(nullptr);
+}
+
 OrvApp::OrvApp() : callHome_(ds_, responses_), tick_(*this) {
     ORV_TRACE("Application startup!\n");
     if (slot_.insert(this) < 0) {
@@ -57,7 +61,6 @@ OrvApp::~OrvApp() {
     cmon_.reset();
     slot_.remove();
     ORV_TRACE("Application exiting...\n");
-    setOrvApplication(nullptr);
 }
 
 int OrvApp::component_name(char* buffer, int length) {

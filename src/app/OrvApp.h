@@ -91,9 +91,13 @@ private:
     int processSMEvent(const Ens_Event& event);
     int processDnsEvent(const Ens_Event& event);
 
-    // First of all: entries that the other members write name this component.
-    struct Named {
+    // First of all: entries that the other members write name this component, to its very end and no longer.
+    class Named {
+    public:
         explicit Named(OrvApp* app);
+        ~Named();
+        Named(const Named&) = delete;
+        Named& operator=(const Named&) = delete;
     };
     Named named_{this};
     dsClient ds_;

@@ -28,8 +28,6 @@ constexpr std::uint16_t kProbe = 108;
 constexpr std::uint16_t kProbeState = 0;
 constexpr std::uint16_t kProbeReply = 100;
 constexpr std::uint16_t kManagement = 16405;
-constexpr std::uint16_t kFirstRequest = 1;
-constexpr std::uint16_t kLastRequest = 6;
 
 // Event categories and numbers.
 constexpr std::uint32_t kLogEvents = 1;
@@ -215,8 +213,9 @@ int OrvApp::processProbeMsg(const Hsb_Message& message) {
 
 int OrvApp::processOrvMsg(const Hsb_Message& message) {
     const std::uint16_t code = message.code();
-    ORV_TRACE("code = %s(%d)\n", OrvCallHome::requestName(code), code);
-    if (code < kFirstRequest || code > kLastRequest) {
+    const char* const name = OrvCallHome::requestName(code);
+    ORV_TRACE("code = %s(%d)\n", name == nullptr ? "?" : name, code);
+    if (name == nullptr) {
         orvLog(kOrvLogInternal, "unhandled ORV message (0x%8.8x) received", code);
         return -1;
     }

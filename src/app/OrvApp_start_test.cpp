@@ -2,6 +2,7 @@
 #include "app/DaemonFixture.h"
 
 #include "Hsb_Message.h"
+#include "platform/wire/CnsWire.h"
 #include "platform/wire/MessageCodes.h"
 #include "platform/wire/ServiceAddress.h"
 
@@ -234,6 +235,113 @@ TEST_F(OrvAppStart, leavesTheAddressAndHostnameSubscriptionsInPlaceWhenItEnds) {
 
     EXPECT_THAT(unsubscribed, ElementsAre(std::pair(1, 0), std::pair(66, 3)));
     EXPECT_THAT(traced("OrvApp ~OrvApp: Application exiting..."), SizeIs(1));
+}
+
+TEST_F(OrvAppStart, registersAndLooksUpWithTheArgumentsOfItsPlatform) {
+    std::vector<CnsRegister> registrations;
+    std::vector<CnsLookup> lookups;
+    switch_->bus().observe([&](const Hsb_Message& message) {
+        if (message.format() == MessageFormat::CNS && message.code() == CnsCode::REGISTER) {
+            registrations.push_back(CnsRegister::decode(message.payload()).value());
+        } else if (message.format() == MessageFormat::CNS && message.code() == CnsCode::LOOKUP) {
+            lookups.push_back(CnsLookup::decode(message.payload()).value());
+        }
+    });
+    startDaemon();
+
+    ASSERT_THAT(registrations, SizeIs(1));
+    EXPECT_EQ(registrations[0].kind, 1);
+    EXPECT_EQ(registrations[0].options, 0);
+    EXPECT_EQ(registrations[0].name, "OrvApp");
+    ASSERT_THAT(lookups, SizeIs(2));
+    EXPECT_EQ(lookups[1].kind, 3);
+    EXPECT_EQ(lookups[1].name, "SM");
+    EXPECT_EQ(lookups[1].instance, "primary");
+    EXPECT_EQ(lookups[1].options, 128);
+    EXPECT_NE(lookups[0].tag, lookups[1].tag);
+}
+
+TEST_F(OrvAppStart, entriesCarryTheNameOrvApp) {
+    startDaemon();
+    switch_->send(77, 5);
+
+    const std::vector<LogEntry> entries = switch_->logEntries();
+    ASSERT_FALSE(entries.empty());
+    EXPECT_EQ(entries.back().component, "OrvApp");
+    EXPECT_EQ(entries.back().flags, 4096u);
+    EXPECT_EQ(entries.back().number, 0x8B000001u);
+}
+
+TEST_F(OrvAppStart, readsTheConfigurationAgainEachTimeTheMonitorAsks) {
+    startDaemon();
+    unsigned acknowledged = 0;
+    unsigned statesAsked = 0;
+    switch_->bus().observe([&](const Hsb_Message& message) {
+        acknowledged += message.format() == MessageFormat::CMON && message.code() == CmonCode::CONF_READ_ACK;
+        statesAsked +=
+            message.format() == MessageFormat::DS && message.code() == DsCode::GET && message.payload()[3] == 8;
+    });
+    for (unsigned time = 2; time <= 3; ++time) {
+        switch_->send(MessageFormat::CMON, CmonCode::READ_CONF);
+
+        EXPECT_THAT(traced("OrvCallHome readConfig: Entry"), SizeIs(time));
+        EXPECT_EQ(acknowledged, time - 1);
+        EXPECT_EQ(statesAsked, time - 1);
+    }
+}
+
+TEST_F(OrvAppStart, countsAReadThatTheMonitorAsksForDuringAnother) {
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_REPLY));
+    startDaemon();
+    unsigned acknowledged = 0;
+    switch_->bus().observe([&](const Hsb_Message& message) {
+        acknowledged += message.format() == MessageFormat::CMON && message.code() == CmonCode::CONF_READ_ACK;
+    });
+
+    switch_->send(MessageFormat::CMON, CmonCode::READ_CONF);
+
+    EXPECT_EQ(acknowledged, 1u);
+    EXPECT_THAT(traced("OrvCHMesgQ readConfig: Entry"), SizeIs(1));
+    switch_->bus().clearFaults();
+    switch_->bus().release();
+    switch_->pump();
+    EXPECT_THAT(traced("OrvCHMesgQ readConfig: Entry"), SizeIs(2));
+}
+
+TEST_F(OrvAppStart, startsItsThreadsBeforeTheConfigurationIsReadWhenToldSo) {
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::CMON, CmonCode::READ_CONF));
+    startDaemon();
+    ASSERT_THAT(traced("OrvCallHome readConfig: Entry"), IsEmpty());
+
+    switch_->send(MessageFormat::CMON, CmonCode::START);
+
+    EXPECT_TRUE(switch_->runUntil(
+        [&] { return !switch_->trace("orv.out.SMTPClient").empty() && !switch_->trace("orv.out.Capture").empty(); }));
+    EXPECT_THAT(traced("OrvCallHome readConfig: Entry"), IsEmpty());
+    switch_->bus().clearFaults();
+    switch_->bus().release();
+    switch_->pump();
+    EXPECT_THAT(traced("OrvCallHome readConfig: Entry"), SizeIs(1));
+}
+
+TEST_F(OrvAppStart, startsItsThreadsOnce) {
+    startDaemon();
+    switch_->send(MessageFormat::CMON, CmonCode::START);
+    switch_->send(MessageFormat::CMON, CmonCode::START);
+
+    EXPECT_THAT(traced("OrvCallHome startThreads: Entry"), SizeIs(3));
+    EXPECT_THAT(traced("OrvApp tryStartFileSync: Entry"), SizeIs(4));
+    for (const char* const thread : {"orv.out.SMTPClient", "orv.out.Capture"}) {
+        const auto starts = [&] {
+            std::size_t lines = 0;
+            for (const std::string& line : switch_->trace(thread)) {
+                lines += line.ends_with(" OrvThread run: Thread is running");
+            }
+            return lines;
+        };
+        ASSERT_TRUE(switch_->runUntil([&] { return starts() > 0; }));
+        EXPECT_EQ(starts(), 1u) << thread;
+    }
 }
 
 }  // namespace

@@ -27,7 +27,7 @@
 
 class Hsb_Message;
 
-class OrvCallHome final : private OrvConfigListener, private OrvIdentityListener, private OrvCaptureSink {
+class OrvCallHome final : public OrvConfigListener, private OrvIdentityListener, private OrvCaptureSink {
 public:
     // What must be true before CallHome takes in events; bit numbers of Condition.
     enum ConditionBit : std::size_t {
@@ -70,6 +70,10 @@ public:
     // A bulk answer came that nobody can decode.
     void bulkReplyLost();
 
+    // A part of the configuration has been read or has failed; the last one ends the read cycle. Throws
+    // std::out_of_range for a part that there is not.
+    void configComplete(unsigned bit) override;
+
     // Events of the switch. Empty data counts as none at all.
     int takeLogEvent(std::span<const std::uint8_t> data);
     int setSwitchState(const std::string& state);
@@ -77,9 +81,9 @@ public:
     int setSwitchAddr(std::span<const std::uint8_t> data);
     int queuePowerUpMesg();
 
-    // A management request, codes 1 to 6. 0, or -1 when it was refused without an answer.
+    // A management request. 0, or -1 when it was refused without an answer.
     int processOrvMsg(const Hsb_Message& message);
-    // The request's name in traces; "?" for any other code.
+    // The request's name in traces; null for a code that is no request.
     static const char* requestName(std::uint16_t code);
 
     void oneSecondTick();
@@ -94,7 +98,6 @@ private:
     static const Request* findRequest(std::uint16_t code);
 
     // Read cycle.
-    void configComplete(unsigned bit) override;
     void validateCallHomeSetup();
     void readFeatureFlag();
     void readServicesComponent();

@@ -1,9 +1,9 @@
 // The configuration read cycle: what is asked for, what each failure does, and when the set-up is judged.
-#include "app/DaemonFixture.h"
+#include "base/OrvText.h"
+#include "callhome/ControllerFixture.h"
 
-#include "platform/wire/MessageCodes.h"
-
-#include <map>
+#include <random>
+#include <stdexcept>
 
 namespace {
 
@@ -15,26 +15,8 @@ using testing::SizeIs;
 
 constexpr std::uint32_t kId = 0x8B000001u;
 
-class OrvCallHomeConfig : public DaemonFixture {
+class OrvCallHomeConfig : public ControllerFixture {
 protected:
-    // The start of a state dump taken now: from "ReadyForMessage" to "ConfigRequestsPending".
-    std::vector<std::string> state() {
-        switch_->send(108, 0);
-        const std::vector<std::string> lines = mainTrace();
-        const auto last = std::find_if(lines.rbegin(), lines.rend(), [](const std::string& line) {
-            return line.find("CallHome State Information:") != std::string::npos;
-        });
-        return last == lines.rend() ? std::vector<std::string>()
-                                    : std::vector<std::string>(last.base(), last.base() + 6);
-    }
-    std::string stateValue(const std::string& name) {
-        for (const std::string& line : state()) {
-            if (line.starts_with(name + " = ")) {
-                return line.substr(name.size() + 3);
-            }
-        }
-        return "not found";
-    }
     void failReply(const std::string& key, std::int32_t status, FaultOperation operation = FaultOperation::GET) {
         switch_->faults().add({FaultKind::BAD_STATUS, operation, key, 1, 0, status});
     }
@@ -46,8 +28,6 @@ protected:
                    text.find(key) != std::string::npos;
         });
     }
-    void changeProfiles() { switch_->manage(ManagementCode::PROFILE_CHANGE); }
-    std::size_t count(const std::string& trace) { return traced(trace).size(); }
 };
 
 TEST_F(OrvCallHomeConfig, asksForEveryPartInOrderAndThenForTheSwitchState) {
@@ -342,28 +322,135 @@ TEST_F(OrvCallHomeConfig, aPartReportedAgainAfterTheCycleChangesNothing) {
     EXPECT_EQ(stateValue("Config"), "0");
 }
 
-TEST_F(OrvCallHomeConfig, survivesAnyTextInAnyAttribute) {
-    startReady();
-    std::vector<Attribute> attributes;
-    ASSERT_EQ(switch_->store().list("", attributes), 0);
-    const std::string texts[] = {"",   std::string(5000, 'x'), "%s%n%d",  "\n\r\x01\x7f\xff",
-                                 "-1", "4294967296",           "\xc2\xa7"};
-    for (const std::string& text : texts) {
-        for (const Attribute& attribute : attributes) {
-            switch_->set(attribute.key, text);
-        }
-        changeProfiles();
-        switch_->tick(2);
-    }
-    for (const Attribute& attribute : attributes) {
-        switch_->unset(attribute.key);
-    }
+// The answer that ends the cycle is judged before it is taken.
+// Kept: the part counts as read before its value is stored.
+TEST_F(OrvCallHomeConfig, judgesTheSetUpBeforeItTakesTheLastAnswer) {
+    useServer("", primary_);
+    startDaemon();
+    const auto senderMissing = [this] {
+        return switch_->runUntil([] { return true; }) && !operatorLog().empty() ? operatorLog().back().id : 0u;
+    };
+    switch_->set("Global.Services.CallhomeEnable", "True");
+    switch_->bus().hold(answers(DsCode::ATTRIBUTE_REPLY, 7));
     changeProfiles();
+    ASSERT_EQ(stateValue("Config"), "0x2");
+    releaseAll();
 
-    bool answered = false;
-    switch_->bus().observe([&](const Hsb_Message& message) { answered |= message.code() == 100; });
-    switch_->send(108, 0);
-    EXPECT_TRUE(answered);
+    EXPECT_EQ(stateValue("Config"), "0");
+    EXPECT_EQ(stateValue("Condition"), "0x27");
+    EXPECT_EQ(senderMissing(), 0u);
+    changeProfiles();
+    EXPECT_EQ(senderMissing(), 0x8b00000cu);
+}
+
+// Kept: the next cycle begins before the value of the answer that ended this one is taken.
+TEST_F(OrvCallHomeConfig, beginsTheNextCycleBeforeItTakesTheLastAnswer) {
+    startReady();
+    switch_->set("Default.Mfg.AllowCallhome", "False");
+    switch_->bus().hold(answers(DsCode::ATTRIBUTE_REPLY, 6));
+    changeProfiles();
+    changeProfiles();
+    ASSERT_EQ(stateValue("Config"), "0x1");
+
+    switch_->bus().releaseOne(0);
+    switch_->pump();
+
+    // The second cycle waits for the same answer; the first one's value is there.
+    EXPECT_EQ(stateValue("Config"), "0x1");
+    EXPECT_EQ(stateValue("ConfigRequestsPending"), "0");
+    EXPECT_EQ(stateValue("Condition"), "0x3e");
+    releaseAll();
+    EXPECT_EQ(stateValue("Config"), "0");
+}
+
+TEST_F(OrvCallHomeConfig, aPartAboveFiveThrows) {
+    startReady();
+    for (const unsigned bit : {6u, 7u, 0xFFFFFFFFu}) {
+        try {
+            app_->callHome().configComplete(bit);
+            ADD_FAILURE() << bit;
+        } catch (const std::out_of_range& exception) {
+            EXPECT_THAT(exception.what(), testing::StartsWith("bitset::reset"));
+        }
+    }
+    EXPECT_EQ(traced("OrvCallHome configComplete:").back(), "OrvCallHome configComplete: Entry - in = 0xffffffff");
+    EXPECT_EQ(stateValue("Config"), "0");
+}
+
+TEST_F(OrvCallHomeConfig, refusesAnswersUnderIdsThatItDoesNotKnow) {
+    startReady();
+    for (const std::uint32_t id : {6u, 10u, 12u, 13u, 0xFFFFFFFFu}) {
+        DsBulkReply reply;
+        reply.id = id;
+        switch_->forgetEventLog();
+        EXPECT_EQ(app_->callHome().processConfigBulk(reply), -1);
+        switch_->pump();
+
+        const std::string text = orvFormat("unhandled id 0x%8.8x", id);
+        EXPECT_EQ(traced("OrvCallHome processConfigBulk:").back(), "OrvCallHome processConfigBulk: " + text);
+        // Kept: the line feed.
+        EXPECT_THAT(switch_->eventLog(),
+                    ElementsAre(LogLine{15, kId, "OrvCallHome::processConfigBulk() " + text + "\n"}));
+    }
+    for (const std::uint32_t id : {0u, 5u, 10u, 11u, 13u, 0xFFFFFFFFu}) {
+        DsAttrReply reply;
+        reply.id = id;
+        switch_->forgetEventLog();
+        EXPECT_EQ(app_->callHome().processConfig(reply), -1);
+        switch_->pump();
+
+        const std::string text = orvFormat("unhandled id 0x%8.8x", id);
+        EXPECT_EQ(traced("OrvCallHome processConfig:").back(), "OrvCallHome processConfig: " + text);
+        EXPECT_THAT(switch_->eventLog(), ElementsAre(LogLine{15, kId, "OrvCallHome::processConfig() " + text}));
+    }
+    for (const std::uint32_t id : {0u, 9u, 11u, 13u, 0xFFFFFFFFu}) {
+        DsStatusReply reply;
+        reply.id = id;
+        switch_->forgetEventLog();
+        EXPECT_EQ(app_->callHome().processDsStatus(reply), -1);
+        switch_->pump();
+
+        const std::string text = orvFormat("unhandled id 0x%8.8x", id);
+        EXPECT_EQ(traced("OrvCallHome processDsStatus:").back(), "OrvCallHome processDsStatus: " + text);
+        EXPECT_THAT(switch_->eventLog(), ElementsAre(LogLine{15, kId, "OrvCallHome::processDsStatus() " + text}));
+    }
+}
+
+// The send thread waits for the identity that is being read; it must not wait for an answer that nobody can read.
+TEST_F(OrvCallHomeConfig, releasesTheIdentityWhenABulkAnswerCannotBeDecoded) {
+    startReady();
+    switch_->publishLog(0, 0x00010002, "Blade fault during a broken read");
+    switch_->bus().drop(answers(DsCode::BULK_REPLY, 0));
+    changeProfiles();
+    switch_->tick();
+    ASSERT_TRUE(switch_->runUntil([this] { return primary_.connections() == 1; }));
+
+    switch_->send(MessageFormat::DS, DsCode::BULK_REPLY, {0, 0, 0});
+
+    EXPECT_TRUE(waitForMails(primary_, 1));
+    // Kept: the cycle stays open.
+    EXPECT_EQ(stateValue("Config"), "0x8");
+}
+
+TEST_F(OrvCallHomeConfig, takesTheStoresAnswersInAnyOrder) {
+    startReady();
+    addProfile({.name = "Second"});
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        SCOPED_TRACE(seed);
+        std::minstd_rand random(seed);
+        switch_->bus().hold([](const Hsb_Message& message) {
+            return message.format() == MessageFormat::DS && message.source().node == 0;
+        });
+        changeProfiles();
+        for (int left = 1000; switch_->bus().held() > 0 && left > 0; --left) {
+            switch_->bus().releaseOne(random() % switch_->bus().held());
+            switch_->pump();
+        }
+        switch_->bus().clearFaults();
+
+        EXPECT_THAT(state(), ElementsAre("ReadyForMessage = 1", "SwitchOperState = Online", "NumOfProfiles = 2",
+                                         "Condition = 0x3f", "Config = 0", "ConfigRequestsPending = 0"));
+    }
 }
 
 }  // namespace

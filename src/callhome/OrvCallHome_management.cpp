@@ -69,7 +69,7 @@ const OrvCallHome::Request* OrvCallHome::findRequest(std::uint16_t code) {
 
 const char* OrvCallHome::requestName(std::uint16_t code) {
     const Request* request = findRequest(code);
-    return request == nullptr ? "?" : request->name;
+    return request == nullptr ? nullptr : request->name;
 }
 
 int OrvCallHome::processOrvMsg(const Hsb_Message& message) {

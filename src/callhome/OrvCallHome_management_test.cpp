@@ -5,13 +5,11 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
 using Bytes = std::vector<std::uint8_t>;
-constexpr std::uint32_t kId = 0x8B000001u;
 
 Bytes name36(const std::string& text) {
     Bytes bytes(text.begin(), text.end());
@@ -305,51 +303,6 @@ TEST_F(OrvCallHomeManagement, tellsTheFillOfTheQueue) {
     EXPECT_LT(space, 2u * (164 + 800));
     EXPECT_THAT(traced("received ORV_API_MSG_CH_MESG_Q_INFO message"), SizeIs(1));
     primary_.answer(MailStage::kGreeting, ScriptedReply::hangUp());
-}
-
-TEST_F(OrvCallHomeManagement, answersNoRequestOfAWrongLength) {
-    startReady();
-    const char* const names[] = {"PROFILE_CHANGE",         "TEST_PROFILE_CMD", "CLEAR_QUEUE_CMD",
-                                 "PROFILE_PROCESSED_INFO", "CHANGEOVER_CMD",   "MESG_Q_INFO"};
-    for (std::uint16_t code = 1; code <= 6; ++code) {
-        const std::size_t right = code == 2 ? 44 : 8;
-        for (const std::size_t length : {0u, 1u, 4u, 7u, 8u, 9u, 43u, 44u, 45u, 1000u}) {
-            if (length == right) {
-                continue;
-            }
-            SCOPED_TRACE(std::to_string(code) + "/" + std::to_string(length));
-            record();
-            switch_->send(MessageFormat::MANAGEMENT, code, Bytes(length, 0));
-            EXPECT_THAT(sent_, IsEmpty());
-            EXPECT_THAT(
-                switch_->eventLog(),
-                ElementsAre(LogLine{15, kId, "Error in ORV_API_MSG_CH_" + std::string(names[code - 1]) + " message"}));
-        }
-    }
-}
-
-TEST_F(OrvCallHomeManagement, sendsNothingBeforeTheManagementComponentIsKnown) {
-    switch_->bus().hold(LoopbackBus::messages(2, CnsCode::LOOKUP_RESPONSE));
-    startDaemon();
-    record();
-    for (std::uint16_t code = 1; code <= 6; ++code) {
-        request(code, code == 2 ? name36("Operators") : Bytes());
-    }
-    switch_->pump();
-
-    EXPECT_THAT(sent_, IsEmpty());
-}
-
-TEST_F(OrvCallHomeManagement, answersABurstOfAThousandMixedRequests) {
-    startReady();
-    record();
-    for (int i = 0; i < 1000; ++i) {
-        const std::uint16_t code = static_cast<std::uint16_t>(i % 6 + 1);
-        request(code, code == 2 ? name36("Nobody") : Bytes());
-    }
-    switch_->pump();
-
-    EXPECT_THAT(sent_, SizeIs(1000));
 }
 
 }  // namespace

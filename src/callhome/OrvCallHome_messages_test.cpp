@@ -1,7 +1,5 @@
 // What becomes of events: the intake, the conditions, and the matching with profiles.
-#include "app/DaemonFixture.h"
-
-#include "platform/wire/MessageCodes.h"
+#include "callhome/ControllerFixture.h"
 
 namespace {
 
@@ -10,28 +8,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class OrvCallHomeMessages : public DaemonFixture {
-protected:
-    // Nothing is sent: what is queued stays where it can be looked at.
-    void startWithoutSending() {
-        primary_.refuseConnections();
-        startReady();
-        app_->callHome();  // the power-up message is on the send queue by now
-        before_ = entries();
-    }
-    std::vector<std::string> entries() const {
-        std::vector<std::string> names = root_.list("/ostrel/conf/orv/callHome/queues/send");
-        std::erase(names, "order");
-        return names;
-    }
-    std::size_t queued() const { return entries().size() - before_.size(); }
-    std::string entry(std::size_t index) const {
-        return root_.read("/ostrel/conf/orv/callHome/queues/send/m" + std::to_string(index));
-    }
-    void changeProfiles() { switch_->manage(ManagementCode::PROFILE_CHANGE); }
-
-    std::vector<std::string> before_;
-};
+class OrvCallHomeMessages : public ControllerFixture {};
 
 TEST_F(OrvCallHomeMessages, takesLogTypes0And2And3Only) {
     addProfile({.name = "All", .level = "Info"});
@@ -121,7 +98,7 @@ TEST_F(OrvCallHomeMessages, keepsEventsDuringAReadCycleAndMatchesThemWithTheNewP
     switch_->tick();
 
     ASSERT_EQ(queued(), 1u);
-    EXPECT_NE(entry(before_.size()).find("<Profile>\nNewcomers\n"), std::string::npos);
+    EXPECT_NE(entry(before_).find("<Profile>\nNewcomers\n"), std::string::npos);
 }
 
 TEST_F(OrvCallHomeMessages, queuesThePowerUpMessageForProfilesOfItsLevel) {
@@ -144,19 +121,10 @@ TEST_F(OrvCallHomeMessages, addsOneEnvelopeForEachProfileWhoseLevelIsReached) {
     switch_->publishLog(0, 0x00010003, "an alarm");
     switch_->publishLog(0, 0x00010004, "system FAULT of some kind");
 
-    const auto profilesOf = [this](std::size_t index) {
-        std::string names;
-        const std::string file = entry(index);
-        for (std::size_t at = 0; (at = file.find("<Profile>\n", at)) != std::string::npos;) {
-            at += 10;
-            names += file.substr(at, file.find('\n', at) - at) + " ";
-        }
-        return names;
-    };
     ASSERT_EQ(queued(), 3u);
-    EXPECT_EQ(profilesOf(before_.size()), "All ");
-    EXPECT_EQ(profilesOf(before_.size() + 1), "All Operators ");
-    EXPECT_EQ(profilesOf(before_.size() + 2), "All Faults Operators ");
+    EXPECT_EQ(profilesOf(before_), "All ");
+    EXPECT_EQ(profilesOf(before_ + 1), "All Operators ");
+    EXPECT_EQ(profilesOf(before_ + 2), "All Faults Operators ");
 }
 
 TEST_F(OrvCallHomeMessages, deletesAnEventThatNoProfileWants) {
@@ -175,7 +143,7 @@ TEST_F(OrvCallHomeMessages, mailsAChangeOfTheSwitchStateOnce) {
     switch_->publishState("Offline");
 
     ASSERT_EQ(queued(), 1u);
-    EXPECT_NE(entry(before_.size()).find("<Text>\nThe switch operational state has changed to Offline\n</->\n"),
+    EXPECT_NE(entry(before_).find("<Text>\nThe switch operational state has changed to Offline\n</->\n"),
               std::string::npos);
     switch_->publishState("Diagnostics");
     EXPECT_EQ(queued(), 2u);
@@ -268,6 +236,86 @@ TEST_F(OrvCallHomeMessages, drainsTheEventRingAlthoughItIsAlwaysEmpty) {
     EXPECT_EQ(lines.front(), "OrvCallHome processIncomingLogEventQ: incomingLogEventQ[1]");
     EXPECT_EQ(lines.back(), "OrvCallHome processIncomingLogEventQ: incomingLogEventQ[0]");
     EXPECT_EQ(queued(), 0u);
+}
+
+TEST_F(OrvCallHomeMessages, takesAStateUpToItsFirstNulOrItsEnd) {
+    addProfile({.name = "All", .level = "Info"});
+    startWithoutSending();
+
+    switch_->publishEvent(66, 3, {'O', 'f', 'f', 'l', 'i', 'n', 'e', '\0', 'x', 'y'});
+    EXPECT_EQ(stateValue("SwitchOperState"), "Offline");
+    switch_->publishEvent(66, 3, {'D', 'o', 'w', 'n'});
+    EXPECT_EQ(stateValue("SwitchOperState"), "Down");
+
+    ASSERT_EQ(queued(), 2u);
+    EXPECT_NE(entry(before_).find("<Text>\nThe switch operational state has changed to Offline\n</->\n"),
+              std::string::npos);
+    EXPECT_NE(entry(before_ + 1).find("<Text>\nThe switch operational state has changed to Down\n</->\n"),
+              std::string::npos);
+}
+
+TEST_F(OrvCallHomeMessages, deletesWaitingMessagesWhenTheServiceIsNotEnabled) {
+    startWithoutSending();
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY));
+    switch_->set("Global.Services.CallhomeEnable", "Never");
+    changeProfiles();
+    switch_->publishLog(0, 0x00010002, "Blade fault that waits");
+    releaseAll();
+    switch_->tick();
+
+    EXPECT_EQ(count("OrvCallHome clearIncomingMesgQ: Entry"), 1u);
+    EXPECT_EQ(queued(), 0u);
+}
+
+TEST_F(OrvCallHomeMessages, keepsWaitingMessagesWhenTheServicesReadFails) {
+    startWithoutSending();
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_REPLY));
+    switch_->faults().add({FaultKind::BAD_STATUS, FaultOperation::GET, "Global.Services.CallhomeEnable", 1, 0, 3});
+    switch_->publishLog(0, 0x00010002, "Blade fault before the read");
+    const std::size_t queuedBefore = queued();
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY));
+    changeProfiles();
+    switch_->publishLog(0, 0x00010003, "Blade fault during the read");
+    releaseAll();
+    switch_->tick();
+
+    EXPECT_EQ(count("OrvCallHome clearIncomingMesgQ: Entry"), 0u);
+    EXPECT_EQ(queued(), queuedBefore + 1);
+}
+
+TEST_F(OrvCallHomeMessages, tracesEveryThousandthMessageThatWaitsForTheConfiguration) {
+    startWithoutSending();
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_REPLY));
+    changeProfiles();
+    Sw_Log_Type record;
+    record.text = "Blade fault that waits";
+    const std::vector<std::uint8_t> data = record.encode();
+    const auto waiting = [this] { return traced("messages are waiting for the configuration"); };
+
+    for (int i = 1; i < 1000; ++i) {
+        ASSERT_EQ(app_->callHome().takeLogEvent(data), 0);
+    }
+    EXPECT_THAT(waiting(), IsEmpty());
+    for (int i = 1000; i <= 2000; ++i) {
+        ASSERT_EQ(app_->callHome().takeLogEvent(data), 0);
+        if (i == 1000) {
+            EXPECT_THAT(waiting(), ElementsAre("OrvCallHome submit: 1000 messages are waiting for the configuration"));
+        }
+    }
+    EXPECT_THAT(waiting(), Contains("OrvCallHome submit: 2000 messages are waiting for the configuration"));
+}
+
+// Kept: what carries no profile name is no test, but a message like any other, of a level above all profiles'.
+TEST_F(OrvCallHomeMessages, aTestWithoutANameGoesToEveryProfile) {
+    addProfile({.name = "Faults", .level = "Fault"});
+    addProfile({.name = "All", .level = "Info"});
+    startWithoutSending();
+
+    switch_->testProfile("");
+
+    ASSERT_EQ(queued(), 1u);
+    EXPECT_EQ(profilesOf(before_), "Faults All Operators ");
+    EXPECT_NE(entry(before_).find("<Text>\nCALLHOME TEST PROFILE MESSAGE\n</->\n"), std::string::npos);
 }
 
 }  // namespace
