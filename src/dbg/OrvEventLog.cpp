@@ -2,9 +2,11 @@
 
 #include "app_log.h"
 #include "base/OrvText.h"
+#include "dbg/OrvDbg.h"
 
 #include <atomic>
 #include <cstdarg>
+#include <exception>
 
 namespace {
 
@@ -16,35 +18,53 @@ constexpr std::uint32_t kResourceAlarmId = 0x10050034u;
 // Written by the main thread, read by the workers too.
 std::atomic<Hsb_Component*> application{nullptr};
 
+constexpr char kTraceModule[] = "OrvEventLog";
+
+// Reporting a failure must not become one itself.
+template <typename Report>
+void reportOrTrace(const char* function, Report&& report) noexcept {
+    try {
+        report();
+    } catch (const std::exception& exception) {
+        orvTrace(kTraceModule, function, "lost: exception %s\n", exception.what());
+    }
+}
+
 __attribute__((format(printf, 3, 0))) void write(int level, std::uint32_t id, const char* format,
-                                                 std::va_list arguments) {
-    app_log(level, id, -1, -1, -1, -1, kOrvOwnEntryFlags, orvApplication(), "%s",
-            orvFormatV(format, arguments).c_str());
+                                                 std::va_list arguments) noexcept {
+    reportOrTrace("orvLog", [&] {
+        app_log(level, id, -1, -1, -1, -1, kOrvOwnEntryFlags, orvApplication(), "%s",
+                orvFormatV(format, arguments).c_str());
+    });
+}
+
+void raise(int level, std::uint32_t id, const char* text) noexcept {
+    reportOrTrace("orvAlarm",
+                  [&] { switch_alarm(level, id, -1, -1, -1, -1, kOrvOwnEntryFlags, orvApplication(), text); });
 }
 
 }  // namespace
 
-void orvLog(int level, std::uint32_t id, const char* format, ...) {
+void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept {
     std::va_list arguments;
     va_start(arguments, format);
     write(level, id, format, arguments);
     va_end(arguments);
 }
 
-void orvLog(int level, const char* format, ...) {
+void orvLog(int level, const char* format, ...) noexcept {
     std::va_list arguments;
     va_start(arguments, format);
     write(level, kOrvLogId, format, arguments);
     va_end(arguments);
 }
 
-void orvAlarm(const char* text) {
-    switch_alarm(kAlarmLevel, kAlarmId, -1, -1, -1, -1, kOrvOwnEntryFlags, orvApplication(), text);
+void orvAlarm(const char* text) noexcept {
+    raise(kAlarmLevel, kAlarmId, text);
 }
 
-void orvMemoryAlarm() {
-    switch_alarm(kResourceAlarmLevel, kResourceAlarmId, -1, -1, -1, -1, kOrvOwnEntryFlags, orvApplication(),
-                 "System resource error - contact technical support");
+void orvMemoryAlarm() noexcept {
+    raise(kResourceAlarmLevel, kResourceAlarmId, "System resource error - contact technical support");
     orvAlarm("OrvApp - cannot allocate memory");
 }
 

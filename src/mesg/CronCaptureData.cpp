@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <new>
+#include <utility>
 
 static constexpr char kTraceModule[] = "CronCaptureData";
 
@@ -40,9 +42,8 @@ static std::string newBoundary() {
 CronCaptureData::CronCaptureData() : Boundary(newBoundary()) {
 }
 
-// The sequence comes first: drawing it may throw, and then nothing is staged yet.
-CronCaptureData::CronCaptureData(const CronCaptureData& other)
-    : Sequence(drawSequence()),
+CronCaptureData::CronCaptureData(const CronCaptureData& other, std::string sequence)
+    : Sequence(std::move(sequence)),
       DayOfWeek(other.DayOfWeek),
       TimeOfDay(other.TimeOfDay),
       Interval(other.Interval),
@@ -54,11 +55,19 @@ CronCaptureData::CronCaptureData(const CronCaptureData& other)
       AttachmentBytes(other.AttachmentBytes),
       MissingAttributes(other.MissingAttributes),
       RestoreStatus(other.RestoreStatus) {
+}
+
+// In two steps, so that links made before an exception are unlinked by the destructor.
+CronCaptureData::CronCaptureData(const CronCaptureData& other) : CronCaptureData(other, drawSequence()) {
     copyAttachments(other.Sequence);
 }
 
 CronCaptureData::~CronCaptureData() {
-    eraseAttachments();
+    try {
+        eraseAttachments();
+    } catch (const std::bad_alloc&) {
+        ORV_TRACE("no memory to unlink the staged files of sequence %s\n", Sequence.c_str());
+    }
 }
 
 static std::string stagedUnder(const std::string& sequence, const std::string& name) {
@@ -69,25 +78,35 @@ std::string CronCaptureData::stagedPath(const std::string& name) const {
     return stagedUnder(Sequence, name);
 }
 
+// 0, or the error number.
 static int unlinkStaged(const std::string& staged) {
-    if (unlink(orvHostPath(staged).c_str()) == 0) {
-        return 0;
+    const std::string hostPath = orvHostPath(staged);
+    return unlink(hostPath.c_str()) == 0 ? 0 : errno;
+}
+
+// 0, or -1 traced under the method that found it.
+static int eraseStaged(const char* method, const std::string& staged) {
+    const int error = unlinkStaged(staged);
+    if (error != 0) {
+        orvTrace(kTraceModule, method, "unlink(%s): %s\n", staged.c_str(), orvErrorText(error).c_str());
+        return -1;
     }
-    return -errno;
+    return 0;
 }
 
 int CronCaptureData::insertAttachment(const std::string& path) {
-    const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
+    std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
     const std::string staged = stagedPath(name);
+    Attachments.reserve(Attachments.size() + 1);  // listing it must not fail once it is staged
     const int result = b64(kB64Encode, path, staged, kLineSize);
     if (result == kB64Okay) {
-        Attachments.push_back(name);
+        Attachments.push_back(std::move(name));
         return 0;
     }
     ORV_TRACE("b64(%s, %s): %s\n", path.c_str(), staged.c_str(), b64Message(result).c_str());
     ORV_TRACE("Removing output file %s\n", staged.c_str());
     if (const int error = unlinkStaged(staged); error != 0) {
-        ORV_TRACE("Failed to remove output file %s: %s\n", staged.c_str(), orvErrorText(-error).c_str());
+        ORV_TRACE("Failed to remove output file %s: %s\n", staged.c_str(), orvErrorText(error).c_str());
     }
     return -1;
 }
@@ -100,19 +119,12 @@ int CronCaptureData::eraseAttachment(const std::string& name) {
     const std::string staged = stagedPath(name);
     Attachments.erase(found);  // name may have lived in the list: not to be used any more
     AttachmentCursor = 0;
-    if (const int error = unlinkStaged(staged); error != 0) {
-        ORV_TRACE("unlink(%s): %s\n", staged.c_str(), orvErrorText(-error).c_str());
-        return -1;
-    }
-    return 0;
+    return eraseStaged(__func__, staged);
 }
 
 void CronCaptureData::eraseAttachments() {
     for (const std::string& name : Attachments) {
-        const std::string staged = stagedPath(name);
-        if (const int error = unlinkStaged(staged); error != 0) {
-            ORV_TRACE("unlink(%s): %s\n", staged.c_str(), orvErrorText(-error).c_str());
-        }
+        static_cast<void>(eraseStaged(__func__, stagedPath(name)));
     }
 }
 
@@ -121,7 +133,9 @@ int CronCaptureData::copyAttachments(const std::string& oldSequence) {
     for (const std::string& name : Attachments) {
         const std::string source = stagedUnder(oldSequence, name);
         const std::string target = stagedPath(name);
-        if (link(orvHostPath(source).c_str(), orvHostPath(target).c_str()) != 0) {
+        const std::string hostSource = orvHostPath(source);
+        const std::string hostTarget = orvHostPath(target);
+        if (link(hostSource.c_str(), hostTarget.c_str()) != 0) {
             const int error = errno;
             ORV_TRACE("link(%s, %s): %s\n", source.c_str(), target.c_str(), orvErrorText(error).c_str());
             result = -1;

@@ -19,7 +19,8 @@ public:
     static constexpr std::uint8_t kAllMissing = 127;
 
     CronCaptureData();
-    // Throws OrvFileError, with nothing staged, when there is no new sequence number.
+    // Throws OrvFileError when there is no new sequence number, std::bad_alloc when there is no memory: nothing is
+    // staged then.
     CronCaptureData(const CronCaptureData& other);
     CronCaptureData& operator=(const CronCaptureData&) = delete;
     ~CronCaptureData();
@@ -29,7 +30,7 @@ public:
     static void useSequences(OrvSequenceSource* source);
 
     // Stages a capture output file as Base64 and lists it under its name without directory; the input stays. 0 or
-    // -1, then with nothing left behind.
+    // -1 (traced), then the partial output has been removed if it could be.
     [[nodiscard]] int insertAttachment(const std::string& path);
     // Unlinks one staged file and drops its name, also when the file could not be unlinked (-1). 0 for an unknown
     // name.
@@ -68,6 +69,9 @@ public:
     std::int32_t RestoreStatus = 0;                // -1 once reading back an element has failed
 
 private:
+    // Every field of other but the sequence, and nothing staged under it yet.
+    CronCaptureData(const CronCaptureData& other, std::string sequence);
+
     bool restoreAttachments(std::istream& stream);
     bool restoreText(std::string_view tag, std::istream& stream);
 };

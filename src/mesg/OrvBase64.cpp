@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -22,8 +23,12 @@ void storeDetail(const char* call, const std::string& path, int error) {
 // A file of the switch, or a standard stream when the path is empty.
 class File {
 public:
-    File(const std::string& path, const char* mode, std::FILE* standard)
-        : path_(path), file_(path.empty() ? standard : std::fopen(orvHostPath(path).c_str(), mode)) {
+    File(const std::string& path, const char* mode, std::FILE* standard) : path_(path), file_(standard) {
+        if (path.empty()) {
+            return;
+        }
+        const std::string hostPath = orvHostPath(path);
+        file_ = std::fopen(hostPath.c_str(), mode);
         if (file_ == nullptr) {
             storeDetail("fopen", path_, errno);
         }
@@ -52,9 +57,9 @@ private:
 // A multiple of three: only the last block of a file can end in a short group.
 constexpr std::size_t kBlock = 48 * 1024;
 
-// Runs all of the input through the codec.
+// Runs all of the input through the codec. Throws when there is no memory for a block.
 template <typename Codec>
-int convert(Codec codec, std::FILE* input, std::FILE* output) {
+int convertBlocks(Codec codec, std::FILE* input, std::FILE* output) {
     std::vector<unsigned char> in(kBlock);
     std::vector<unsigned char> out(Codec::outputSize(kBlock));
     std::size_t count = kBlock;
@@ -73,6 +78,15 @@ int convert(Codec codec, std::FILE* input, std::FILE* output) {
     return flushed && std::ferror(input) == 0 ? kB64Okay : kB64IoError;
 }
 
+int convert(int operation, int lineSize, std::FILE* input, std::FILE* output) {
+    try {
+        return operation == kB64Encode ? convertBlocks(OrvBase64Encoder(lineSize), input, output)
+                                       : convertBlocks(OrvBase64Decoder(), input, output);
+    } catch (const std::bad_alloc&) {
+        return kB64IoError;
+    }
+}
+
 }  // namespace
 
 int b64(int operation, const std::string& input, const std::string& output, int lineSize) {
@@ -85,8 +99,7 @@ int b64(int operation, const std::string& input, const std::string& output, int 
     if (out.get() == nullptr) {
         return kB64FileError;
     }
-    int result = operation == kB64Encode ? convert(OrvBase64Encoder(lineSize), in.get(), out.get())
-                                         : convert(OrvBase64Decoder(), in.get(), out.get());
+    int result = convert(operation, lineSize, in.get(), out.get());
     if (out.close() < 0) {
         result = kB64IoError;
     }

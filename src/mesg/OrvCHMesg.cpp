@@ -35,6 +35,13 @@ OrvCHMesg& OrvCHMesg::operator=(const OrvCHMesg& other) {
     logEvent_.reset();
     cronCapture_.reset();
     Envelopes.clear();
+    Type = kNoType;
+    bytesToSave_ = 0;
+    mesgPartCounted_ = false;
+    // The type data first: copying it may throw, and then this is a message without any.
+    logEvent_ = other.logEvent_ ? std::make_unique<LogEventData>(*other.logEvent_) : nullptr;
+    cronCapture_ = other.cronCapture_ ? std::make_unique<CronCaptureData>(*other.cronCapture_) : nullptr;
+    Type = other.Type;
     bytesToSave_ = other.bytesToSave_;
     mesgPartCounted_ = other.mesgPartCounted_;
     FileName = other.FileName;
@@ -43,11 +50,8 @@ OrvCHMesg& OrvCHMesg::operator=(const OrvCHMesg& other) {
     Text = other.Text;
     DuplicateCount = other.DuplicateCount;
     DuplicateTime = other.DuplicateTime;
-    Type = other.Type;
     TestProfile = other.TestProfile;
     Spare = other.Spare;
-    logEvent_ = other.logEvent_ ? std::make_unique<LogEventData>(*other.logEvent_) : nullptr;
-    cronCapture_ = other.cronCapture_ ? std::make_unique<CronCaptureData>(*other.cronCapture_) : nullptr;
     for (const auto& envelope : other.Envelopes) {
         static_cast<void>(copyEnvelope(*envelope));  // alarmed already; the copy does without
     }
@@ -76,8 +80,8 @@ int OrvCHMesg::copyEnvelope(const OrvCHEnvelope& envelope) {
 
 std::int32_t OrvCHMesg::bytesToSave() {
     if (!mesgPartCounted_) {
-        mesgPartCounted_ = true;
         bytesToSave_ = orvSaturate(std::int64_t{bytesToSave_} + mesgPart());
+        mesgPartCounted_ = true;
     }
     return bytesToSave_;
 }

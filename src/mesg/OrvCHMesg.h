@@ -24,9 +24,10 @@ public:
 
     // Without type data: to be restored, or to be built.
     OrvCHMesg();
-    // With empty type data of the kind; any other type gives none.
+    // With empty type data of the kind; any other type gives none. Without memory for it the message has type 0, too.
     explicit OrvCHMesg(std::int32_t type);
-    // Copies share nothing: capture data draws a new sequence number (may throw OrvFileError) and links its files.
+    // Copies share nothing: capture data draws a new sequence number (may throw OrvFileError, and the target of an
+    // assignment is then without type data) and links its files. Main thread, like copyEnvelope().
     // Kept: a copy's estimate counts its envelopes twice.
     OrvCHMesg(const OrvCHMesg& other);
     OrvCHMesg& operator=(const OrvCHMesg& other);
@@ -43,7 +44,7 @@ public:
 
     // Appends an envelope and adds its share to the estimate. Returns 0.
     int addEnvelope(std::unique_ptr<OrvCHEnvelope> envelope);
-    // Appends a copy; 0, or -1 (alarmed and traced) when there is no memory.
+    // Appends a copy; 0, or -1 (alarmed and traced) when there is no memory. Main thread, for the alarms.
     [[nodiscard]] int copyEnvelope(const OrvCHEnvelope& envelope);
 
     // The estimate of the file's size in bytes; the message part is added once, at the first call.

@@ -84,6 +84,7 @@ int OrvCHMesg::createMesgByType() {
     return createData(orvMesgKind(orvMesgNumber(std::string(ID).erase(kSeparator, 1))));
 }
 
+// Kept: only log events come out of identifiers as they are read, signed. The other kinds are never met.
 int OrvCHMesg::createData(OrvMesgKind kind) {
     if (kind == OrvMesgKind::kNone) {
         return 0;

@@ -41,14 +41,25 @@ std::string OrvCHMesg::fileText() const {
     return file;
 }
 
+// Opens a stream that throws. A pipe in the file's place would hold the thread until somebody reads it: refused.
+static void openForWriting(std::ofstream& stream, const std::string& path) {
+    stream.exceptions(std::ios_base::failbit | std::ios_base::badbit);
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
+        errno = ENXIO;
+        stream.setstate(std::ios_base::failbit);
+    }
+    stream.open(path, std::ios_base::out | std::ios_base::trunc);
+}
+
 // One text and one write: a file is saved for every event, and flash is slow.
 int OrvCHMesg::save() const {
     const std::string file = fileText();
+    const std::string path = orvHostPath(FileName);
     std::ofstream stream;
     const char* step = "open";
     try {
-        stream.exceptions(std::ios_base::failbit | std::ios_base::badbit);
-        stream.open(orvHostPath(FileName), std::ios_base::out | std::ios_base::trunc);
+        openForWriting(stream, path);
         step = "I/O";
         stream.write(file.data(), static_cast<std::streamsize>(file.size()));
         stream.close();

@@ -1,7 +1,8 @@
 // Reads a message file into a message, line by line.
 //
-// Tolerant: what stands before the start tag and elements that nobody knows are skipped. Every failure is traced as
-// one line beginning "[FAIL]" (a second one names the envelope it happened in). One reader a file.
+// Tolerant: what stands before the start tag and elements that nobody knows are skipped. Most failures are traced as
+// one line beginning "[FAIL]" (a second one names the envelope it happened in); a bad identifier and a failed
+// allocation have texts of their own. One reader a file.
 #pragma once
 
 #include "mesg/OrvCHMesg.h"

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -27,9 +28,11 @@ Plan* plan = nullptr;
 // The sizes that cannot be had, in bytes.
 std::atomic<std::size_t> least{SIZE_MAX};
 std::atomic<std::size_t> most{0};
+// Allocations until the one that fails; that one is 1, and 0 is past it.
+unsigned allocationsLeft = 0;
 
 // Whether this call is to fail; errno is set then.
-bool fails(const char* call, const std::string& path) {
+bool fails(const char* call, std::string_view path) {
     if (!plan || (!plan->call.empty() && plan->call != call) || path.find(plan->part) == std::string::npos) {
         return false;
     }
@@ -52,7 +55,7 @@ std::string pathOf(int file) {
 }
 
 bool fails(const char* call, int file) {
-    return plan && fails(call, pathOf(file));
+    return plan && fails(call, std::string_view(pathOf(file)));
 }
 bool fails(const char* call, std::FILE* file) {
     return plan && fails(call, ::fileno(file));
@@ -94,6 +97,16 @@ FailingAllocation::~FailingAllocation() {
     most = 0;
 }
 
+FailingNthAllocation::FailingNthAllocation(unsigned nth) {
+    allocationsLeft = nth;
+}
+FailingNthAllocation::~FailingNthAllocation() {
+    allocationsLeft = 0;
+}
+bool FailingNthAllocation::failed() const {
+    return allocationsLeft == 0;
+}
+
 CountedCalls::CountedCalls(std::string part) {
     plan = new Plan{{}, std::move(part), UINT_MAX};
 }
@@ -116,7 +129,7 @@ extern "C" {
 
 int __real_open64(const char* path, int flags, ...);
 int __wrap_open64(const char* path, int flags, mode_t mode) {
-    return fails("open", std::string(path)) ? -1 : __real_open64(path, flags, mode);
+    return fails("open", std::string_view(path)) ? -1 : __real_open64(path, flags, mode);
 }
 
 int __real_close(int file);
@@ -143,22 +156,22 @@ int __wrap_ftruncate64(int file, off_t size) {
 
 int __real_unlink(const char* path);
 int __wrap_unlink(const char* path) {
-    return fails("unlink", std::string(path)) ? -1 : __real_unlink(path);
+    return fails("unlink", std::string_view(path)) ? -1 : __real_unlink(path);
 }
 
 int __real_link(const char* from, const char* to);
 int __wrap_link(const char* from, const char* to) {
-    return fails("link", std::string(from)) ? -1 : __real_link(from, to);
+    return fails("link", std::string_view(from)) ? -1 : __real_link(from, to);
 }
 
 int __real_mkdir(const char* path, mode_t mode);
 int __wrap_mkdir(const char* path, mode_t mode) {
-    return fails("mkdir", std::string(path)) ? -1 : __real_mkdir(path, mode);
+    return fails("mkdir", std::string_view(path)) ? -1 : __real_mkdir(path, mode);
 }
 
 int __real_rmdir(const char* path);
 int __wrap_rmdir(const char* path) {
-    return fails("rmdir", std::string(path)) ? -1 : __real_rmdir(path);
+    return fails("rmdir", std::string_view(path)) ? -1 : __real_rmdir(path);
 }
 
 ssize_t __real_pread64(int file, void* data, std::size_t size, off_t offset);
@@ -200,7 +213,7 @@ int __wrap_fclose(std::FILE* file) {
 
 DIR* __real_opendir(const char* path);
 DIR* __wrap_opendir(const char* path) {
-    return fails("opendir", std::string(path)) ? nullptr : __real_opendir(path);
+    return fails("opendir", std::string_view(path)) ? nullptr : __real_opendir(path);
 }
 
 dirent* __real_readdir64(DIR* directory);
@@ -210,12 +223,15 @@ dirent* __wrap_readdir64(DIR* directory) {
 
 int __real_system(const char* command);
 int __wrap_system(const char* command) {
-    return fails("system", std::string(command)) ? -1 : __real_system(command);
+    return fails("system", std::string_view(command)) ? -1 : __real_system(command);
 }
 
 }  // extern "C"
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (allocationsLeft > 0 && --allocationsLeft == 0) {
+        return nullptr;
+    }
     return size >= least && size <= most ? nullptr : std::malloc(size);
 }
 

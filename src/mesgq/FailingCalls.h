@@ -65,3 +65,14 @@ public:
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 };
+
+// The nth allocation fails, the first being 1, while this lives. One at a time.
+class FailingNthAllocation {
+public:
+    explicit FailingNthAllocation(unsigned nth);
+    ~FailingNthAllocation();
+    FailingNthAllocation(const FailingNthAllocation&) = delete;
+    FailingNthAllocation& operator=(const FailingNthAllocation&) = delete;
+
+    bool failed() const;
+};

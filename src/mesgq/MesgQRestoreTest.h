@@ -22,8 +22,8 @@ protected:
         file(std::string(kSendDir) + "/" + name, messageFile(text) + stateBlock());
     }
     // Configured and open, log and trace still to be taken.
-    void start() {
-        configure();
+    void start(const Attributes& quotas = {}) {
+        configure(quotas);
         takeLog();
         takeTrace();
         queue_->setMonitorReady();

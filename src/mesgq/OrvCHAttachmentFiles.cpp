@@ -34,16 +34,19 @@ void report(const char* function, const std::string& call, int error) {
 }
 
 void linkFile(const char* function, const std::string& from, const std::string& to) {
-    if (::link(orvHostPath(from).c_str(), orvHostPath(to).c_str()) < 0) {
+    const std::string hostFrom = orvHostPath(from);
+    const std::string hostTo = orvHostPath(to);
+    if (::link(hostFrom.c_str(), hostTo.c_str()) < 0) {
         const int error = errno;
         report(function, "link(" + from + ", " + to + ")", error);
     }
 }
 
 DirectoryPtr openDir(const char* function, const std::string& dir) {
-    DirectoryPtr directory(::opendir(orvHostPath(dir).c_str()));
-    const int error = errno;
+    const std::string hostPath = orvHostPath(dir);
+    DirectoryPtr directory(::opendir(hostPath.c_str()));
     if (!directory) {
+        const int error = errno;
         report(function, "opendir(" + dir + ")", error);
     }
     return directory;
@@ -129,7 +132,8 @@ void OrvCHAttachmentFiles::cleanAttachments() {
 
 void OrvCHAttachmentFiles::purgeAttachments() {
     ORV_TRACE("Entry\n");
-    if (::unlink(orvHostPath(kOrvAttachmentState).c_str()) < 0) {
+    const std::string hostPath = orvHostPath(kOrvAttachmentState);
+    if (::unlink(hostPath.c_str()) < 0) {
         const int error = errno;
         report(__func__, std::string("unlink(") + kOrvAttachmentState + ")", error);
     }
@@ -159,13 +163,14 @@ void OrvCHAttachmentFiles::cleanDir(const std::string& dir) {
     }
     while (const char* name = nextName(__func__, directory.get(), dir)) {
         const std::string path = dir + name;
-        if (::unlink(orvHostPath(path).c_str()) == 0) {
+        const std::string hostPath = orvHostPath(path);
+        if (::unlink(hostPath.c_str()) == 0) {
             continue;
         }
         const int error = errno;
         if (error == EISDIR) {
             cleanDir(path + "/");
-            static_cast<void>(::rmdir(orvHostPath(path).c_str()));
+            static_cast<void>(::rmdir(hostPath.c_str()));
         } else {
             // Kept: the directory is named, not the file in it.
             report(__func__, "unlink(" + dir + ")", error);

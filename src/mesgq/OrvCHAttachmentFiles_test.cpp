@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -120,6 +121,30 @@ TEST_F(OrvCHAttachmentFilesTest, cleaningRemovesTheStageAndWritesStateOne) {
     EXPECT_EQ(takeTrace(), (Texts{"cleanAttachments: Entry\n", "cleanDir: Entry: " + kTo + "\n"}));
     EXPECT_FALSE(switch_.root().exists(kStage));
     EXPECT_EQ(state(), wordsToBytes({1}));
+}
+
+TEST_F(OrvCHAttachmentFilesTest, theStateFileStaysOpenForLife) {
+    const std::string path =
+        std::filesystem::canonical(switch_.root().at("/ostrel/conf/orv/callHome")).string() + "/attachments.state";
+    const auto descriptors = [&path] {
+        int count = 0;
+        for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;  // the iterator's own
+            count += std::filesystem::read_symlink(each.path(), gone) == path;
+        }
+        return count;
+    };
+    {
+        OrvCHAttachmentFiles attachments;
+        EXPECT_EQ(descriptors(), 0) << "not before the first start";
+        attachments.stageAttachments();
+        EXPECT_EQ(descriptors(), 1);
+        attachments.cleanAttachments();
+        EXPECT_EQ(descriptors(), 1);
+        attachments.stageAttachments();
+        EXPECT_EQ(descriptors(), 1) << "nor a second one";
+    }
+    EXPECT_EQ(descriptors(), 0);
 }
 
 TEST_F(OrvCHAttachmentFilesTest, aMessageLinksItsOwnFilesBack) {

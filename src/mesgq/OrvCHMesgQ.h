@@ -5,9 +5,10 @@
 // bytes and by files, at the cost of the oldest messages. The sender takes them through OrvSendQueue. Until the
 // quotas are known and the files of the last run are restored, messages wait in memory on the init queue.
 //
-// The lists are the truth; files follow them. A file that cannot be written or read is reported and changes nothing
-// else. Main thread only; the message of an open entry is shared with the send thread under its lock, and an open
-// entry is never destroyed, only marked.
+// The lists are the truth; files follow them. A file that cannot be written or read, or that finds no memory, is
+// reported and changes nothing else: what is done to a list is done whole, and none of the sender's operations throws.
+// Main thread only; the message of an open entry is shared with the send thread under its lock, and an open entry is
+// never destroyed, only marked.
 #pragma once
 
 #include "dsClient.h"
@@ -43,8 +44,9 @@ public:
             std::int32_t expireCountdown, bool reprocess);
     // A stub: -1.
     int remove(OrvCHMesg* message);
-    // Takes a message off a queue and destroys it, as the result of a test message says. 0, or -1 when the queue does
-    // not hold it.
+    // Takes a message off a queue, with its file. Null when the queue does not hold it, or the sender has it open.
+    std::unique_ptr<OrvCHMesgQEntry> removeByMessage(const OrvCHMesg* message, ORV_CH_MESG_Q_TYPE type);
+    // The same, and destroys it; the result of a test message goes to its profile. 0 or -1.
     int removeByMessage(const OrvCHMesg* message, ORV_CH_MESG_Q_TYPE type, int result);
 
     // Asks for the quotas and, when that worked, flushes the duplicate queue. A request that could not be sent
@@ -72,7 +74,8 @@ public:
     // The configuration monitor is ready; with the quotas known, the next chores restore and open the queue.
     void setMonitorReady() { monitorReady_ = true; }
     bool openForBusiness() const { return queueOpenForBusiness_; }
-    // A copy of the files to the standby is running: nothing is deleted or opened meanwhile.
+    // A copy of the files to the standby is running: nothing is opened meanwhile, and what the sender finishes, the
+    // operator clears or a configuration read flushes is deleted afterwards.
     bool busy() const { return syncInProgress_; }
     void setSyncInProgress(bool running) { syncInProgress_ = running; }
 
@@ -85,32 +88,38 @@ public:
 private:
     // --- Lists ---
     // Appends an entry, numbered anew or under the number it is to keep, and writes its file where it has one.
-    // Null, the entry freed, when that number is taken.
-    OrvCHMesgQEntry* addInternal(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesgQEntry> entry,
+    // Null, the entry not taken, when that number is on the queue already.
+    OrvCHMesgQEntry* addInternal(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesgQEntry>& entry,
                                  std::optional<std::uint32_t> keepId = std::nullopt);
     // Takes an entry out, with its file.
     std::unique_ptr<OrvCHMesgQEntry> removeInternal(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue);
     // The same, and destroys it; the result of a test message goes to its profile.
     void removeInternal(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue, int result);
-    OrvCHMesgQEntry* moveEntry(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& from, OrvCHMesgQQueue& to);
-    // Makes an entry of a message and appends it. Null, both destroyed, when that fails.
-    OrvCHMesgQEntry* addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg> message,
+    void moveEntry(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& from, OrvCHMesgQQueue& to);
+    // Makes an entry of a message and appends it. Null, the message not taken, when that fails.
+    OrvCHMesgQEntry* addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg>& message,
                                  const OrvCHPosting& posting, std::string duplicateKey,
                                  std::optional<std::uint32_t> keepId = std::nullopt);
     void sendTestResult(const OrvCHMesg& message, int result);
-    std::string fillText() const;
+    OrvCHMesgQEntry* findClosed(const OrvCHMesg* message, const OrvCHMesgQQueue& queue) const;
+    void traceFill(const char* function, const OrvCHMesgQEntry& entry, const char* change,
+                   const OrvCHMesgQQueue& queue) const;
 
     // --- Admission ---
+    int admit(std::unique_ptr<OrvCHMesg>& message, const OrvCHPosting& posting);
+    int enqueue(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg>& message, const OrvCHPosting& posting,
+                std::string duplicateKey);
     bool countAsDuplicate(const std::string& key);
-    void countParkedDuplicate(OrvCHMesgQEntry& entry);
-    void countPendingDuplicate(OrvCHMesgQEntry& entry);
-    int admit(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg> message, const OrvCHPosting& posting,
-              std::string duplicateKey);
-    int refuse(const char* reason);
+    void countParkedDuplicate(OrvCHMesgQEntry& entry, std::string now);
+    void countPendingDuplicate(OrvCHMesgQEntry& entry, std::string now);
+    int unableToAdd();
+    int refuse();
     int checkSpace(std::uint32_t bytesToSave);
     int checkFiles();
     int makeRoom(std::uint32_t sizeNeeded);
     int removeOldest(std::uint32_t count);
+    template <typename Enough>
+    int discardFromHead(const char* function, OrvDeletionReason reason, Enough enough);
     // The quota is on what waits: entries that the sender has do not count.
     std::uint32_t closedCount() const { return send_.count() - statistics_.openCount; }
 
@@ -120,7 +129,8 @@ private:
 
     // --- Files ---
     int saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue);
-    void appendState(const OrvCHMesgQEntry& entry, const std::string& path);
+    void saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue);
+    void appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue);
     int deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue);
     void updateOrderFile(OrvCHMesgQQueue& queue);
 
@@ -137,15 +147,16 @@ private:
     void processInitQueue();
 
     // --- Housekeeping ---
+    // Of the send queue: an open entry is marked, a closed one discarded and counted by its reason.
     void mark(OrvCHMesgQEntry& entry, OrvDeletionReason reason);
+    void discard(OrvCHMesgQEntry& entry, OrvDeletionReason reason);
     void removeMarked(OrvCHMesgQEntry& entry);
     void finishPersistent(OrvCHMesgQEntry& entry);
     void finishOrdinary(OrvCHMesgQEntry& entry, int result);
     void sendQueueChores(std::uint32_t now);
     bool sendEntryChores(OrvCHMesgQEntry& entry, std::uint32_t now);
     void discardOldEntry(OrvCHMesgQEntry& entry, std::uint32_t now);
-    void discardForSpace(OrvCHMesgQEntry& entry);
-    void discardForFiles(OrvCHMesgQEntry& entry);
+    void discardForQuota(OrvCHMesgQEntry& entry, OrvDeletionReason reason, const char* quota);
     void duplicateQueueChores(std::uint32_t now);
     void endThrottling(OrvCHMesgQEntry& entry);
     void persistQueueChores(std::uint32_t now);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "mesg/OrvCHMesg.h"
+#include "mesgq/OrvEntryIndex.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -61,12 +62,17 @@ struct OrvCHMesgQEntry {
     bool open = false;           // the sender has it
     bool dupEligible = false;    // changed only through the queue while it is on one
     OrvCHPosting posting;
-    std::uint32_t markedForDeletion = kOrvNotMarked;
-    std::uint32_t duplicatesPending = 0;  // repeats that came while it was on the send queue
-    std::uint32_t uniqueId = 0;           // its number within its queue, and in the name of its file
-    std::uint32_t pendingOps = 0;         // kOrvPending... bits
-    std::uint32_t bytesToSave = 0;        // the message's estimate when it came: what is charged is also given back
-    bool fileMissing = false;             // entered a queue with files before files could be written
-    std::string duplicateKey;             // the message's, kept only where dupEligible was set
-    std::unique_ptr<OrvCHMesg> message;   // never null
+    std::uint32_t markedForDeletion = kOrvNotMarked;  // an OrvDeletionReason
+    std::uint32_t duplicatesPending = 0;              // repeats that came while it was on the send queue
+    std::uint32_t uniqueId = 0;                       // its number within its queue, and in the name of its file
+    std::uint32_t pendingOps = 0;                     // kOrvPending... bits
+    std::uint32_t bytesToSave = 0;       // the message's estimate when it came: what is charged is also given back
+    bool fileMissing = false;            // entered a queue with files before files could be written
+    std::string duplicateKey;            // the message's; empty for one that was never eligible
+    std::unique_ptr<OrvCHMesg> message;  // never null
+
+    // The queue's own.
+    OrvEntryLink byId;
+    OrvEntryLink byMessage;
+    OrvEntryLink byKey;
 };

@@ -2,8 +2,20 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <new>
-#include <utility>
+
+namespace {
+
+std::size_t hashOf(const OrvCHMesg* message) {
+    return std::hash<const OrvCHMesg*>()(message);
+}
+
+std::size_t hashOf(std::string_view key) {
+    return std::hash<std::string_view>()(key);
+}
+
+}  // namespace
 
 OrvCHMesgQQueue::~OrvCHMesgQQueue() {
     for (OrvCHMesgQEntry& entry : *this) {
@@ -12,8 +24,8 @@ OrvCHMesgQQueue::~OrvCHMesgQQueue() {
 }
 
 OrvCHMesgQEntry& OrvCHMesgQQueue::append(std::unique_ptr<OrvCHMesgQEntry> entry) {
-    index(*entry);  // may throw; nothing is linked yet
     OrvCHMesgQEntry& appended = *entry.release();
+    index(appended);
     appended.place = nextPlace_++;
     appended.next = nullptr;
     appended.prev = tail_;
@@ -47,17 +59,23 @@ std::uint32_t OrvCHMesgQQueue::nextUniqueId() const {
     return id;
 }
 
+bool OrvCHMesgQQueue::isOnQueue(std::uint32_t uniqueId) const {
+    return byId_.firstOf(uniqueId) != nullptr;  // the number is its own hash
+}
+
 OrvCHMesgQEntry* OrvCHMesgQQueue::findEntry(const OrvCHMesg* message) const {
-    const auto found = byMessage_.find(message);
-    return found == byMessage_.end() ? nullptr : found->second;
+    OrvCHMesgQEntry* entry = byMessage_.firstOf(hashOf(message));
+    while (entry && entry->message.get() != message) {
+        entry = byMessage_.nextOf(*entry);
+    }
+    return entry;
 }
 
 OrvCHMesgQEntry* OrvCHMesgQQueue::findDuplicate(std::string_view key) const {
     OrvCHMesgQEntry* first = nullptr;
-    const auto [begin, end] = byKey_.equal_range(key);
-    for (auto candidate = begin; candidate != end; ++candidate) {
-        if (!first || candidate->second->place < first->place) {
-            first = candidate->second;
+    for (OrvCHMesgQEntry* entry = byKey_.firstOf(hashOf(key)); entry; entry = byKey_.nextOf(*entry)) {
+        if (entry->duplicateKey == key && (!first || entry->place < first->place)) {
+            first = entry;
         }
     }
     return first;
@@ -70,35 +88,25 @@ void OrvCHMesgQQueue::clearDupEligible() {
     }
 }
 
+void OrvCHMesgQQueue::clearDupEligible(OrvCHMesgQEntry& entry) {
+    byKey_.erase(entry);
+    entry.dupEligible = false;
+}
+
 void OrvCHMesgQQueue::index(OrvCHMesgQEntry& entry) {
-    try {
-        byMessage_.emplace(entry.message.get(), &entry);
-        if (hasFiles()) {
-            byId_.emplace(entry.uniqueId, &entry);
-            if (entry.dupEligible) {
-                byKey_.emplace(entry.duplicateKey, &entry);
-            }
+    byMessage_.insert(entry, hashOf(entry.message.get()));
+    if (hasFiles()) {
+        byId_.insert(entry, entry.uniqueId);
+        if (entry.dupEligible) {
+            byKey_.insert(entry, hashOf(entry.duplicateKey));
         }
-    } catch (...) {
-        unindex(entry);
-        throw;
     }
 }
 
 void OrvCHMesgQQueue::unindex(const OrvCHMesgQEntry& entry) {
-    byMessage_.erase(entry.message.get());
-    if (hasFiles()) {
-        byId_.erase(entry.uniqueId);
-        removeKey(entry);
-    }
-}
-
-void OrvCHMesgQQueue::removeKey(const OrvCHMesgQEntry& entry) {
-    const auto [begin, end] = byKey_.equal_range(entry.duplicateKey);
-    const auto mine = std::find_if(begin, end, [&entry](const auto& candidate) { return candidate.second == &entry; });
-    if (mine != end) {
-        byKey_.erase(mine);
-    }
+    byMessage_.erase(entry);
+    byId_.erase(entry);
+    byKey_.erase(entry);
 }
 
 const std::vector<std::uint32_t>* OrvCHMesgQQueue::orderWords() {

@@ -1,7 +1,8 @@
 // One of the four message queues: a list in order of arrival that owns its entries, with the indexes that keep
 // admission equally cheap however many messages wait.
 //
-// Knows nothing of files, quotas or time. Main thread only.
+// Entries come and go without memory, so that none is lost between two queues. Knows nothing of files, quotas or
+// time. Main thread only.
 #pragma once
 
 #include "mesgq/OrvCHMesgQEntry.h"
@@ -9,7 +10,6 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 class OrvCHMesgQQueue {
@@ -36,15 +36,16 @@ public:
     // Takes an entry of this queue out.
     std::unique_ptr<OrvCHMesgQEntry> unlink(OrvCHMesgQEntry& entry);
 
-    bool isOnQueue(std::uint32_t uniqueId) const { return byId_.contains(uniqueId); }
+    bool isOnQueue(std::uint32_t uniqueId) const;
     // 0 for an empty queue, else the first free number after the tail's.
     std::uint32_t nextUniqueId() const;
     // The entry that holds exactly this message; null when none does.
     OrvCHMesgQEntry* findEntry(const OrvCHMesg* message) const;
     // The first entry from the head that is eligible and has this key, open or not; null when there is none.
     OrvCHMesgQEntry* findDuplicate(std::string_view key) const;
-    // No entry now on the queue is eligible any more.
+    // No entry now on the queue, or this one of it, is eligible any more.
     void clearDupEligible();
+    void clearDupEligible(OrvCHMesgQEntry& entry);
 
     // The words of the order file: the count of entries that have files, their uniqueIds from head to tail, and a
     // zero for every test entry. Null when there is no memory for them.
@@ -69,7 +70,6 @@ public:
 private:
     void index(OrvCHMesgQEntry& entry);
     void unindex(const OrvCHMesgQEntry& entry);
-    void removeKey(const OrvCHMesgQEntry& entry);
     void addToOrder(const OrvCHMesgQEntry& entry);
     void removeFromOrder(const OrvCHMesgQEntry& entry);
     int rebuildOrder();
@@ -82,10 +82,9 @@ private:
     bool ordered_ = true;
     std::uint64_t nextPlace_ = 0;
 
-    std::unordered_map<std::uint32_t, OrvCHMesgQEntry*> byId_;
-    std::unordered_map<const OrvCHMesg*, OrvCHMesgQEntry*> byMessage_;
-    // Eligible entries only; the keys are views of the entries' own.
-    std::unordered_multimap<std::string_view, OrvCHMesgQEntry*> byKey_;
+    OrvEntryIndex byId_{&OrvCHMesgQEntry::byId};
+    OrvEntryIndex byMessage_{&OrvCHMesgQEntry::byMessage};
+    OrvEntryIndex byKey_{&OrvCHMesgQEntry::byKey};  // eligible entries only
     // Kept up to date entry by entry, for a walk over thousands of entries would cost more than writing the file.
     std::vector<std::uint32_t> order_;
     bool orderStale_ = true;  // memory ran out for it, or it was never asked for

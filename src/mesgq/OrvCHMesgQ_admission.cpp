@@ -4,6 +4,7 @@
 #include "dbg/OrvEventLog.h"
 #include "mesgq/OrvCHMesgQ.h"
 
+#include <new>
 #include <utility>
 
 namespace {
@@ -28,12 +29,24 @@ int OrvCHMesgQ::add(std::unique_ptr<OrvCHMesg> message, bool testMsg, bool persi
         statistics_.testReceived += testMsg;
     }
     const OrvCHPosting posting{testMsg, persist, persistRepostPeriod, expireCountdown};
-    if (testMsg && persist) {
-        ORV_TRACE("cannot persist a test message\n");
-        return refuse("Unable to persist a test message");
+    try {
+        return admit(message, posting);
+    } catch (const std::bad_alloc&) {
+        // Nothing has been put on a queue yet: what comes after that does not throw.
+        orvLog(kOrvLogInternal, "Unable to allocate memory");
+        ORV_TRACE("unable to allocate memory\n");
+        return unableToAdd();
+    }
+}
+
+int OrvCHMesgQ::admit(std::unique_ptr<OrvCHMesg>& message, const OrvCHPosting& posting) {
+    if (posting.testMsg && posting.persist) {
+        orvLog(kOrvLogInternal, "Unable to persist a test message");
+        orvTrace(kTraceModule, kAdd, "cannot persist a test message\n");
+        return refuse();
     }
     if (!queueOpenForBusiness_) {
-        return admit(init_, std::move(message), posting, std::string());
+        return enqueue(init_, message, posting, std::string());
     }
     std::string key = posting.ordinary() ? message->duplicateKey() : std::string();
     if (posting.ordinary() && countAsDuplicate(key)) {
@@ -42,20 +55,22 @@ int OrvCHMesgQ::add(std::unique_ptr<OrvCHMesg> message, bool testMsg, bool persi
     if (checkSpace(static_cast<std::uint32_t>(message->bytesToSave())) < 0 || checkFiles() < 0) {
         return -1;
     }
-    return admit(send_, std::move(message), posting, std::move(key));
+    return enqueue(send_, message, posting, std::move(key));
 }
 
-int OrvCHMesgQ::admit(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg> message, const OrvCHPosting& posting,
-                      std::string duplicateKey) {
-    if (!addNewEntry(queue, std::move(message), posting, std::move(duplicateKey))) {
-        orvTrace(kTraceModule, kAdd, "unable to add msg\n");
-        return refuse("Unable to add message");
-    }
-    return 0;
+int OrvCHMesgQ::enqueue(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg>& message, const OrvCHPosting& posting,
+                        std::string duplicateKey) {
+    return addNewEntry(queue, message, posting, std::move(duplicateKey)) ? 0 : unableToAdd();
 }
 
-int OrvCHMesgQ::refuse(const char* reason) {
-    orvLog(kOrvLogInternal, "%s", reason);
+int OrvCHMesgQ::unableToAdd() {
+    orvLog(kOrvLogInternal, "Unable to add message");
+    orvTrace(kTraceModule, kAdd, "unable to add msg\n");
+    return refuse();
+}
+
+// The caller has said why.
+int OrvCHMesgQ::refuse() {
     ++statistics_.couldNotBeAdded;
     return -1;
 }
@@ -67,9 +82,9 @@ int OrvCHMesgQ::remove(OrvCHMesg* /*message*/) {
 
 bool OrvCHMesgQ::countAsDuplicate(const std::string& key) {
     if (OrvCHMesgQEntry* const parked = duplicate_.findDuplicate(key)) {
-        countParkedDuplicate(*parked);
+        countParkedDuplicate(*parked, orvNowText());
     } else if (OrvCHMesgQEntry* const waiting = send_.findDuplicate(key)) {
-        countPendingDuplicate(*waiting);
+        countPendingDuplicate(*waiting, orvNowText());
     } else {
         return false;
     }
@@ -77,23 +92,23 @@ bool OrvCHMesgQ::countAsDuplicate(const std::string& key) {
     return true;
 }
 
-void OrvCHMesgQ::countParkedDuplicate(OrvCHMesgQEntry& entry) {
+void OrvCHMesgQ::countParkedDuplicate(OrvCHMesgQEntry& entry, std::string now) {
     {
         const Mt::Lock lock(entry.message->lock());
         ++entry.message->DuplicateCount;
-        entry.message->DuplicateTime = orvNowText();
+        entry.message->DuplicateTime = std::move(now);
     }
     orvTrace(kTraceModule, kAdd, "already on duplicate queue, increment duplicate count (new value: %u)\n",
              static_cast<unsigned>(entry.message->DuplicateCount));
     static_cast<void>(saveEntryToFile(entry, duplicate_));
 }
 
-void OrvCHMesgQ::countPendingDuplicate(OrvCHMesgQEntry& entry) {
+void OrvCHMesgQ::countPendingDuplicate(OrvCHMesgQEntry& entry, std::string now) {
     ++entry.duplicatesPending;
     {
         // The sender may be composing the mail from this very message.
         const Mt::Lock lock(entry.message->lock());
-        entry.message->DuplicateTime = orvNowText();
+        entry.message->DuplicateTime = std::move(now);
     }
     static_cast<void>(saveEntryToFile(entry, send_));
     orvTrace(kTraceModule, kAdd, "already on send queue, increment duplicatesPending count (new value: %u)\n",
@@ -104,14 +119,16 @@ int OrvCHMesgQ::checkSpace(std::uint32_t bytesToSave) {
     // 64 bits: without a quota the sums pass 32.
     const std::uint64_t needed = std::uint64_t{bytesToSave} + OrvCHMesgQQueue::kEntryOverhead;
     if (needed > spaceAllowed_) {
+        orvLog(kOrvLogInternal, "Message is too large");
         orvTrace(kTraceModule, kAdd, "message too big! (msg->bytesToSave() = %u)\n", bytesToSave);
-        return refuse("Message is too large");
+        return refuse();
     }
     const std::uint64_t wanted = needed + spaceInUse_;
     if (spaceAllowed_ < wanted && makeRoom(static_cast<std::uint32_t>(wanted - spaceAllowed_)) < 0) {
+        orvLog(kOrvLogInternal, "Unable to make room for message (filesystem quota limit)");
         orvTrace(kTraceModule, kAdd, "unable to make room\nsize needed = %u, spaceAllowed = %u, spaceInUse = %u",
                  static_cast<unsigned>(needed), spaceAllowed_, spaceInUse_);
-        return refuse("Unable to make room for message (filesystem quota limit)");
+        return refuse();
     }
     return 0;
 }
@@ -119,63 +136,60 @@ int OrvCHMesgQ::checkSpace(std::uint32_t bytesToSave) {
 int OrvCHMesgQ::checkFiles() {
     const std::uint32_t closed = closedCount();
     if (closed >= filesAllowed_ && removeOldest(closed - filesAllowed_ + 1) < 0) {
+        orvLog(kOrvLogInternal, "Unable to make room for message (file limit)");
         orvTrace(kTraceModule, kAdd, "unable to make room\nsendQueue.count = %u, filesAllowed = %u", closed,
                  filesAllowed_);
-        return refuse("Unable to make room for message (file limit)");
+        return refuse();
     }
     return 0;
+}
+
+// Discards closed entries of the send queue, oldest first, and marks the open ones on the way. 0 as soon as
+// enough(entry), asked before an entry goes, says so; -1 at the queue's end.
+template <typename Enough>
+int OrvCHMesgQ::discardFromHead(const char* function, OrvDeletionReason reason, Enough enough) {
+    for (OrvCHMesgQEntry& entry : send_) {
+        if (entry.posting.persist) {
+            continue;
+        }
+        if (entry.open) {
+            orvTrace(kTraceModule, function, "currently open, mark it for deletion\n");
+            mark(entry, reason);
+            continue;
+        }
+        const bool last = enough(entry);
+        discard(entry, reason);
+        if (last) {
+            return 0;
+        }
+    }
+    return -1;
 }
 
 int OrvCHMesgQ::makeRoom(std::uint32_t sizeNeeded) {
     ORV_TRACE("sizeNeeded = %d\n", static_cast<std::int32_t>(sizeNeeded));
     std::uint64_t freed = 0;
+    const auto enough = [&freed, sizeNeeded](const OrvCHMesgQEntry& entry) {
+        freed += std::uint64_t{entry.bytesToSave} + kFreedOverhead;
+        return freed >= sizeNeeded;
+    };
     for (OrvCHMesgQEntry& entry : duplicate_) {
         if (entry.message->DuplicateCount != 0) {
             continue;  // it still has something to say
         }
-        freed += std::uint64_t{entry.bytesToSave} + kFreedOverhead;
+        const bool last = enough(entry);
         removeInternal(entry, duplicate_, 0);
         ++statistics_.deletedForSpace;
-        if (freed >= sizeNeeded) {
+        if (last) {
             return 0;
         }
     }
-    for (OrvCHMesgQEntry& entry : send_) {
-        if (entry.posting.persist) {
-            continue;
-        }
-        if (entry.open) {
-            ORV_TRACE("currently open, mark it for deletion\n");
-            mark(entry, kOrvMarkedForSpace);
-            continue;
-        }
-        freed += std::uint64_t{entry.bytesToSave} + kFreedOverhead;
-        removeInternal(entry, send_, 1);
-        ++statistics_.deletedForSpace;
-        if (freed >= sizeNeeded) {
-            return 0;
-        }
-    }
-    return -1;
+    return discardFromHead(__func__, kOrvMarkedForSpace, enough);
 }
 
 int OrvCHMesgQ::removeOldest(std::uint32_t count) {
     ORV_TRACE("discard first %u non-open msg(s) from send queue to reduce file count\n", count);
     std::uint32_t removed = 0;
-    for (OrvCHMesgQEntry& entry : send_) {
-        if (entry.posting.persist) {
-            continue;
-        }
-        if (entry.open) {
-            ORV_TRACE("currently open, mark it for deletion\n");
-            mark(entry, kOrvMarkedForFileLimit);
-            continue;
-        }
-        removeInternal(entry, send_, 1);
-        ++statistics_.deletedForFileLimit;
-        if (++removed == count) {
-            return 0;
-        }
-    }
-    return -1;
+    return discardFromHead(__func__, kOrvMarkedForFileLimit,
+                           [&removed, count](const OrvCHMesgQEntry&) { return ++removed == count; });
 }

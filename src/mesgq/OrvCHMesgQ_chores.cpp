@@ -29,13 +29,17 @@ void OrvCHMesgQ::mark(OrvCHMesgQEntry& entry, OrvDeletionReason reason) {
     static_cast<void>(saveEntryToFile(entry, send_));
 }
 
-void OrvCHMesgQ::removeMarked(OrvCHMesgQEntry& entry) {
+void OrvCHMesgQ::discard(OrvCHMesgQEntry& entry, OrvDeletionReason reason) {
     static constexpr std::uint32_t OrvCHMesgQStatistics::*kCounters[] = {
         nullptr, &OrvCHMesgQStatistics::deletedForClearReq, &OrvCHMesgQStatistics::deletedForSpace,
         &OrvCHMesgQStatistics::deletedForFileLimit, &OrvCHMesgQStatistics::deletedForTime};
+    ++(statistics_.*kCounters[reason]);
+    removeInternal(entry, send_, reason == kOrvMarkedByClear ? kCleared : kFailed);
+}
+
+void OrvCHMesgQ::removeMarked(OrvCHMesgQEntry& entry) {
     statistics_.persistentDeleted += entry.posting.persist;
-    ++(statistics_.*kCounters[entry.markedForDeletion]);
-    removeInternal(entry, send_, entry.markedForDeletion == kOrvMarkedByClear ? kCleared : kFailed);
+    discard(entry, static_cast<OrvDeletionReason>(entry.markedForDeletion));
 }
 
 int OrvCHMesgQ::flushDuplicateQueue() {
@@ -75,8 +79,7 @@ int OrvCHMesgQ::clearQueue() {
         } else if (entry.posting.persist) {
             moveEntry(entry, send_, persist_);
         } else {
-            removeInternal(entry, send_, kCleared);
-            ++statistics_.deletedForClearReq;
+            discard(entry, kOrvMarkedByClear);
         }
     }
     return 0;
@@ -134,9 +137,9 @@ bool OrvCHMesgQ::sendEntryChores(OrvCHMesgQEntry& entry, std::uint32_t now) {
     } else if (olderThan(entry, discardPeriod_, now)) {
         discardOldEntry(entry, now);
     } else if (spaceInUse_ > spaceAllowed_) {
-        discardForSpace(entry);
+        discardForQuota(entry, kOrvMarkedForSpace, "file system usage");
     } else if (closedCount() > filesAllowed_) {
-        discardForFiles(entry);
+        discardForQuota(entry, kOrvMarkedForFileLimit, "file count");
     } else {
         return false;
     }
@@ -151,32 +154,19 @@ void OrvCHMesgQ::discardOldEntry(OrvCHMesgQEntry& entry, std::uint32_t now) {
         orvTrace(kTraceModule, kChores,
                  "discarded old msg from send queue, now = %u, received = %u, discardPeriod = %u\n", now,
                  entry.received, discardPeriod_);
-        removeInternal(entry, send_, kFailed);
-        ++statistics_.deletedForTime;
+        discard(entry, kOrvMarkedForTime);
     } else if (entry.markedForDeletion == kOrvNotMarked) {
         mark(entry, kOrvMarkedForTime);
     }
 }
 
-void OrvCHMesgQ::discardForSpace(OrvCHMesgQEntry& entry) {
+void OrvCHMesgQ::discardForQuota(OrvCHMesgQEntry& entry, OrvDeletionReason reason, const char* quota) {
     if (!entry.open) {
-        orvTrace(kTraceModule, kChores, "discarded msg from send queue to reduce file system usage\n");
-        removeInternal(entry, send_, kFailed);
-        ++statistics_.deletedForSpace;
+        orvTrace(kTraceModule, kChores, "discarded msg from send queue to reduce %s\n", quota);
+        discard(entry, reason);
     } else if (entry.markedForDeletion == kOrvNotMarked) {
-        orvTrace(kTraceModule, kChores, "mark (open) msg in send queue for deletion to reduce file system usage\n");
-        mark(entry, kOrvMarkedForSpace);
-    }
-}
-
-void OrvCHMesgQ::discardForFiles(OrvCHMesgQEntry& entry) {
-    if (!entry.open) {
-        orvTrace(kTraceModule, kChores, "discarded msg from send queue to reduce file count\n");
-        removeInternal(entry, send_, kFailed);
-        ++statistics_.deletedForFileLimit;
-    } else if (entry.markedForDeletion == kOrvNotMarked) {
-        orvTrace(kTraceModule, kChores, "mark (open) msg in send queue for deletion to reduce file count\n");
-        mark(entry, kOrvMarkedForFileLimit);
+        orvTrace(kTraceModule, kChores, "mark (open) msg in send queue for deletion to reduce %s\n", quota);
+        mark(entry, reason);
     }
 }
 
@@ -199,9 +189,8 @@ void OrvCHMesgQ::endThrottling(OrvCHMesgQEntry& entry) {
                  "throttleDuplicatesPeriod expired, duplicate(s) detected, move msg from duplicate to send queue "
                  "(DuplicateCount = %u, DuplicateTime = %s)\n",
                  static_cast<unsigned>(entry.message->DuplicateCount), entry.message->DuplicateTime.c_str());
-        std::unique_ptr<OrvCHMesgQEntry> returning = removeInternal(entry, duplicate_);
-        returning->dupEligible = false;
-        addInternal(send_, std::move(returning));
+        duplicate_.clearDupEligible(entry);
+        moveEntry(entry, duplicate_, send_);
     } else {
         orvTrace(kTraceModule, kChores,
                  "throttleDuplicatesPeriod expired, no duplicates detected, remove msg from duplicate queue\n");

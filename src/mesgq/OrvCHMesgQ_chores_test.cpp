@@ -201,6 +201,28 @@ TEST_F(OrvCHMesgQChoresTest, markOpenMessagesOnTheWayToTheFileQuota) {
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"one", "three"}));
 }
 
+TEST_F(OrvCHMesgQChoresTest, tellTestProfilesThatTheirMessagesFailedForAQuota) {
+    const std::pair<const char*, const char*> kQuotas[] = {{"FileSystemSpaceAllowed", "1"}, {"FilesAllowed", "0"}};
+    for (const auto& [name, value] : kQuotas) {
+        quota("FilesAllowed", "100");
+        addTest("test", "Profile");
+        quota(name, value);
+        chores();
+        EXPECT_EQ(queue_->sendCount(), 0u) << name;
+        EXPECT_EQ(takeTestResults(), (std::vector<std::pair<std::string, std::uint32_t>>{{"Profile", 1}})) << name;
+    }
+}
+
+TEST_F(OrvCHMesgQChoresTest, discardPersistentMessagesAboveTheFileQuotaToo) {
+    addPersistent("lasting", 60, -1);
+    add("one");
+    quota("FilesAllowed", "1");
+    EXPECT_EQ(choresTrace(), Texts{"discarded msg from send queue to reduce file count\n"});
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+    EXPECT_EQ(queue_->statistics().deletedForFileLimit, 1u);
+    EXPECT_EQ(queue_->statistics().persistentDeleted, 0u) << "only marked ones are counted there";
+}
+
 TEST_F(OrvCHMesgQChoresTest, openMessagesAreNoFilesForTheQuota) {
     add("one");
     add("two");

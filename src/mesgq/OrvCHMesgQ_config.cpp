@@ -2,6 +2,7 @@
 #include "base/OrvNumber.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "mesgq/OrvCHMesgQ.h"
 #include "profile/OrvConfigListener.h"
 
@@ -30,7 +31,8 @@ int OrvCHMesgQ::readConfig() {
         orvLog(kOrvLogInfo, "build request for %s", name.c_str());
     }
     ORV_TRACE("request %u attributes in a bulk request\n", static_cast<unsigned>(kAttributes.size()));
-    if (store_.bulkGetAttrReq(kRequestId, kAttributes) != 0) {
+    // However it fails, this part of the configuration must be settled.
+    if (orvGuarded(__func__, [this] { return store_.bulkGetAttrReq(kRequestId, kAttributes); }) != 0) {
         orvLog(kOrvLogInternal, "Error requesting Message Queue Config from DS");
         ORV_TRACE("Error requesting DS bulk data entries\n");
         config_.configComplete(OrvConfigListener::kQueue);

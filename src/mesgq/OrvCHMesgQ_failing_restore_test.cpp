@@ -2,6 +2,8 @@
 #include "mesgq/FailingCalls.h"
 #include "mesgq/MesgQTest.h"
 
+#include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -67,6 +69,49 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsMissingMemoryForTheNumbersAndTakesTh
     EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to allocate memory (" + std::to_string(size) + " bytes)"}));
     EXPECT_THAT(takeTrace(),
                 Contains("reconstituteQueue: unable to allocate memory of size = " + std::to_string(size) + "\n"));
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, aCutCountIsCutFurtherToTheFileQuota) {
+    messageOnFlash();
+    const std::string order = std::string(kPersistDir) + "/order";
+    const std::string kCut256 =
+        std::endian::native == std::endian::big ? std::string("\0\0\1", 3) : std::string("\0\1\0", 3);
+    switch_.root().write(order, kCut256);
+    {
+        const FailingAllocation failing(4 * (255 + 1), 4 * (255 + 1));
+        start({{"FilesAllowed", "255"}});
+    }
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to allocate memory (1024 bytes)"}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to allocate memory of size = 1024\n"));
+    EXPECT_EQ(queue_->statistics().deletedForFileLimit, 1u);
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosedWhenItsCountFindsNoRoom) {
+    switch_.root().write(std::string(kDuplicateDir) + "/order", "");
+    switch_.root().write(std::string(kPersistDir) + "/order", "");
+    switch_.root().write(kOrder, std::string("\7\7\7", 3));
+    {
+        const FailingCall failing("fclose", "/send/order", EIO);
+        start();
+        EXPECT_EQ(failing.failures(), 1u);
+    }
+    EXPECT_EQ(takeLog(), (Log{{16, "Unable reduce message count to allowed number: 100"},
+                              {16, "Unable to close file " + kOrder}}));
+    Texts traced = takeTrace();
+    const auto reported = std::ranges::find(traced, "reconstituteQueue: unable to close order file " + kOrder + "\n");
+    ASSERT_NE(reported, traced.end());
+    EXPECT_THAT(*(reported - 1), testing::StartsWith("reconstituteQueue: unable to make room\ncount = "));
+    EXPECT_EQ(*(reported + 1), "reconstituteQueueTheHardWay: queue type = send\n");
+}
+
+TEST_F(OrvCHMesgQFailingRestoreTest, listsADirectoryWithAPlainCommand) {
+    const auto host = [this](const std::string& path) { return switch_.root().at(path); };
+    for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
+        restart();
+        const FailingCall failing("system", "cd " + host(directory) + " && ls -1t m* > " + host(kListing), EAGAIN);
+        start();
+        EXPECT_EQ(failing.failures(), 1u) << directory;
+    }
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAShellThatCannotBeRun) {

@@ -3,6 +3,7 @@
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "mesgq/OrvCHMesgQ.h"
 #include "mesgq/OrvCHQueueFiles.h"
 
@@ -10,10 +11,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
+#include <vector>
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHMesgQ";
+// Their steps are traced under these names.
+constexpr char kSave[] = "saveEntryToFile";
+constexpr char kDelete[] = "deleteEntryFile";
+constexpr char kOrder[] = "updateOrderFile";
 constexpr mode_t kFileMode = 0666;
 
 // One write, repeated only when a signal came first. 0, or -1 with errno.
@@ -33,34 +40,71 @@ int writeAndCut(int file, const void* data, std::size_t size) {
     return writeWhole(file, data, size) < 0 ? -1 : ::ftruncate(file, static_cast<off_t>(size));
 }
 
+int unlinkEntryFile(const std::string& path) {
+    const std::string hostPath = orvHostPath(path);
+    if (::unlink(hostPath.c_str()) < 0) {
+        const int error = errno;
+        orvLog(kOrvLogInternal, "Error deleting file %s", path.c_str());
+        orvTrace(kTraceModule, kDelete, "error deleting file %s, errno = %s(%d)\n", path.c_str(),
+                 orvErrorText(error).c_str(), error);
+        return -1;
+    }
+    return 0;
+}
+
+void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
+    const std::string hostPath = orvHostPath(path);
+    // Not emptied first: an empty order file would hide every message of this queue from the next start. Not waiting
+    // for the reader of a pipe in its place either.
+    const int file = ::open(hostPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
+    if (file < 0) {
+        orvLog(kOrvLogInternal, "Unable to open file %s", path.c_str());
+        orvTrace(kTraceModule, kOrder, "unable to open file %s\n", path.c_str());
+        return;
+    }
+    const std::size_t size = words.size() * sizeof(std::uint32_t);
+    if (writeAndCut(file, words.data(), size) < 0) {
+        orvLog(kOrvLogInternal, "Unable to write %u bytes to file %s", static_cast<unsigned>(size), path.c_str());
+        orvTrace(kTraceModule, kOrder, "unable to write %u bytes to file %s\n", static_cast<unsigned>(size),
+                 path.c_str());
+    }
+    if (::close(file) < 0) {
+        orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
+        orvTrace(kTraceModule, kOrder, "unable to close file %s\n", path.c_str());
+    }
+}
+
 }  // namespace
 
 int OrvCHMesgQ::saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
     if (entry.posting.testMsg) {
         return 0;
     }
-    const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
-    ORV_TRACE("file=%s\n", path.c_str());
-    {
-        // The sender changes the recipients' marks meanwhile.
-        const Mt::Lock lock(entry.message->lock());
-        entry.message->FileName = path;
-        static_cast<void>(entry.message->save());  // traces why it failed
-    }
+    orvBestEffort(kSave, [&] { saveMessage(entry, queue); });
     entry.fileMissing = false;
     updateOrderFile(queue);
-    appendState(entry, path);
+    orvBestEffort(kSave, [&] { appendState(entry, queue); });
     return 0;
 }
 
-void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const std::string& path) {
-    static constexpr char kMethod[] = "saveEntryToFile";
+void OrvCHMesgQ::saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
+    const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
+    orvTrace(kTraceModule, kSave, "file=%s\n", path.c_str());
+    // The sender changes the recipients' marks meanwhile.
+    const Mt::Lock lock(entry.message->lock());
+    entry.message->FileName = path;
+    static_cast<void>(entry.message->save());  // traces why it failed
+}
+
+void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
+    const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
+    const std::string hostPath = orvHostPath(path);
     // Without waiting: a pipe that stands in the file's place must not hold the main thread.
-    const int file = ::open(orvHostPath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
+    const int file = ::open(hostPath.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
     if (file < 0) {
         const int error = errno;
         orvLog(kOrvLogInternal, "Unable to open file %s for writing", path.c_str());
-        orvTrace(kTraceModule, kMethod, "unable to open file %s for writing, errno = %s(%d)\n", path.c_str(),
+        orvTrace(kTraceModule, kSave, "unable to open file %s for writing, errno = %s(%d)\n", path.c_str(),
                  orvErrorText(error).c_str(), error);
         return;
     }
@@ -71,7 +115,7 @@ void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const std::string& pa
     }
     if (error != 0) {
         orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
-        orvTrace(kTraceModule, kMethod, "unable to close file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
+        orvTrace(kTraceModule, kSave, "unable to close file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
     }
 }
 
@@ -79,16 +123,12 @@ int OrvCHMesgQ::deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& q
     if (entry.posting.testMsg || (queue.type() == ORV_CH_MESG_Q_DUPLICATE && entry.message->DuplicateCount == 0)) {
         return 0;
     }
-    const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
-    ORV_TRACE("file=%s\n", path.c_str());
-    updateOrderFile(queue);
-    if (::unlink(orvHostPath(path).c_str()) < 0) {
-        const int error = errno;
-        orvLog(kOrvLogInternal, "Error deleting file %s", path.c_str());
-        ORV_TRACE("error deleting file %s, errno = %s(%d)\n", path.c_str(), orvErrorText(error).c_str(), error);
-        return -1;
-    }
-    return 0;
+    return orvGuarded(kDelete, [&] {
+        const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
+        orvTrace(kTraceModule, kDelete, "file=%s\n", path.c_str());
+        updateOrderFile(queue);
+        return unlinkEntryFile(path);
+    });
 }
 
 void OrvCHMesgQ::updateOrderFile(OrvCHMesgQQueue& queue) {
@@ -98,21 +138,5 @@ void OrvCHMesgQ::updateOrderFile(OrvCHMesgQQueue& queue) {
         ORV_TRACE("unable to allocate memory needed for order file\n");
         return;
     }
-    const std::string path = orvOrderPath(orvQueueDirectory(queue.type()));
-    // Not emptied first: an empty order file would hide every message of this queue from the next start.
-    const int file = ::open(orvHostPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
-    if (file < 0) {
-        orvLog(kOrvLogInternal, "Unable to open file %s", path.c_str());
-        ORV_TRACE("unable to open file %s\n", path.c_str());
-        return;
-    }
-    const std::size_t size = words->size() * sizeof(std::uint32_t);
-    if (writeAndCut(file, words->data(), size) < 0) {
-        orvLog(kOrvLogInternal, "Unable to write %u bytes to file %s", static_cast<unsigned>(size), path.c_str());
-        ORV_TRACE("unable to write %u bytes to file %s\n", static_cast<unsigned>(size), path.c_str());
-    }
-    if (::close(file) < 0) {
-        orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
-        ORV_TRACE("unable to close file %s\n", path.c_str());
-    }
+    orvBestEffort(kOrder, [&] { writeOrderFile(orvOrderPath(orvQueueDirectory(queue.type())), *words); });
 }

@@ -28,6 +28,17 @@ TEST_F(OrvCHMesgQFlushTest, postsWhatWasCountedAndForgetsTheRest) {
     checkConsistency();
 }
 
+TEST_F(OrvCHMesgQFlushTest, whatIsPostedKeepsItsAge) {
+    seconds(100);
+    park("counted");
+    add("counted");
+    const std::uint32_t received = entry(ORV_CH_MESG_Q_DUPLICATE, 0).received;
+    seconds(7);
+    EXPECT_EQ(queue_->flushDuplicateQueue(), 0);
+    ASSERT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"counted"});
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).received, received);
+}
+
 TEST_F(OrvCHMesgQFlushTest, afterAConfigurationReadWaitingMessagesAreNeitherParkedNorMatched) {
     add("one");
     configure();

@@ -1,9 +1,9 @@
 // The primitives that every other part of the queue is built on: entries enter and leave a list, and with that their
 // files, charges and traces.
 #include "base/OrvAssert.h"
-#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "mesgq/OrvCHMesgQ.h"
 #include "mesgq/OrvCHQueueFiles.h"
 #include "orvClient.h"
@@ -38,7 +38,7 @@ const OrvCHMesgQQueue& OrvCHMesgQ::queue(ORV_CH_MESG_Q_TYPE type) const {
     return *const_cast<OrvCHMesgQ*>(this)->ToQueuePtr(type);
 }
 
-OrvCHMesgQEntry* OrvCHMesgQ::addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg> message,
+OrvCHMesgQEntry* OrvCHMesgQ::addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg>& message,
                                          const OrvCHPosting& posting, std::string duplicateKey,
                                          std::optional<std::uint32_t> keepId) {
     std::unique_ptr<OrvCHMesgQEntry> entry(new (std::nothrow) OrvCHMesgQEntry);
@@ -51,12 +51,18 @@ OrvCHMesgQEntry* OrvCHMesgQ::addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr
     entry->dupEligible = throttleDuplicates_ && posting.ordinary();
     entry->posting = posting;
     entry->bytesToSave = static_cast<std::uint32_t>(message->bytesToSave());
-    entry->duplicateKey = std::move(duplicateKey);
+    if (entry->dupEligible) {
+        entry->duplicateKey = std::move(duplicateKey);
+    }
     entry->message = std::move(message);
-    return addInternal(queue, std::move(entry), keepId);
+    OrvCHMesgQEntry* const added = addInternal(queue, entry, keepId);
+    if (!added) {
+        message = std::move(entry->message);
+    }
+    return added;
 }
 
-OrvCHMesgQEntry* OrvCHMesgQ::addInternal(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesgQEntry> entry,
+OrvCHMesgQEntry* OrvCHMesgQ::addInternal(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesgQEntry>& entry,
                                          std::optional<std::uint32_t> keepId) {
     if (queue.hasFiles()) {
         if (keepId && queue.isOnQueue(*keepId)) {
@@ -69,7 +75,7 @@ OrvCHMesgQEntry* OrvCHMesgQ::addInternal(OrvCHMesgQQueue& queue, std::unique_ptr
     }
     OrvCHMesgQEntry& added = queue.append(std::move(entry));
     spaceInUse_ += added.bytesToSave + OrvCHMesgQQueue::kEntryOverhead;
-    ORV_TRACE("entry (%u) added to the %s queue\n%s", added.uniqueId, queue.name(), fillText().c_str());
+    traceFill(__func__, added, "added to", queue);
     if (queueOpenForBusiness_ && queue.hasFiles() &&
         (queue.type() != ORV_CH_MESG_Q_DUPLICATE || added.message->DuplicateCount > 0)) {
         static_cast<void>(saveEntryToFile(added, queue));
@@ -86,7 +92,7 @@ std::unique_ptr<OrvCHMesgQEntry> OrvCHMesgQ::removeInternal(OrvCHMesgQEntry& ent
     if (queue.hasFiles()) {
         static_cast<void>(deleteEntryFile(*removed, queue));
     }
-    ORV_TRACE("entry (%u) removed from the %s queue\n%s", removed->uniqueId, queue.name(), fillText().c_str());
+    traceFill(__func__, *removed, "removed from", queue);
     return removed;
 }
 
@@ -99,7 +105,9 @@ void OrvCHMesgQ::removeInternal(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue, 
 
 void OrvCHMesgQ::sendTestResult(const OrvCHMesg& message, int result) {
     static constexpr char kMethod[] = "removeInternal";
-    const int sent = responses_.CH_TestProfileResults(static_cast<std::uint32_t>(result), message.TestProfile);
+    const int sent = orvGuarded(kMethod, [&] {
+        return responses_.CH_TestProfileResults(static_cast<std::uint32_t>(result), message.TestProfile);
+    });
     orvTrace(kTraceModule, kMethod, "Test Results (%s) sent for Profile %s\n", resultText(result),
              message.TestProfile.c_str());
     if (sent < 0) {
@@ -108,9 +116,24 @@ void OrvCHMesgQ::sendTestResult(const OrvCHMesg& message, int result) {
     }
 }
 
+OrvCHMesgQEntry* OrvCHMesgQ::findClosed(const OrvCHMesg* message, const OrvCHMesgQQueue& queue) const {
+    OrvCHMesgQEntry* const entry = queue.findEntry(message);
+    if (entry && entry->open) {
+        orvTrace(kTraceModule, "removeByMessage", "entry (%u) is still open\n", entry->uniqueId);
+        return nullptr;
+    }
+    return entry;
+}
+
+std::unique_ptr<OrvCHMesgQEntry> OrvCHMesgQ::removeByMessage(const OrvCHMesg* message, ORV_CH_MESG_Q_TYPE type) {
+    OrvCHMesgQQueue& holder = *ToQueuePtr(type);
+    OrvCHMesgQEntry* const entry = findClosed(message, holder);
+    return entry ? removeInternal(*entry, holder) : nullptr;
+}
+
 int OrvCHMesgQ::removeByMessage(const OrvCHMesg* message, ORV_CH_MESG_Q_TYPE type, int result) {
     OrvCHMesgQQueue& holder = *ToQueuePtr(type);
-    OrvCHMesgQEntry* const entry = holder.findEntry(message);
+    OrvCHMesgQEntry* const entry = findClosed(message, holder);
     if (!entry) {
         return -1;
     }
@@ -118,19 +141,22 @@ int OrvCHMesgQ::removeByMessage(const OrvCHMesg* message, ORV_CH_MESG_Q_TYPE typ
     return 0;
 }
 
-OrvCHMesgQEntry* OrvCHMesgQ::moveEntry(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& from, OrvCHMesgQQueue& to) {
-    return addInternal(to, removeInternal(entry, from));
+void OrvCHMesgQ::moveEntry(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& from, OrvCHMesgQQueue& to) {
+    std::unique_ptr<OrvCHMesgQEntry> moving = removeInternal(entry, from);
+    addInternal(to, moving);  // under a new number there is always a place
 }
 
-std::string OrvCHMesgQ::fillText() const {
+void OrvCHMesgQ::traceFill(const char* function, const OrvCHMesgQEntry& entry, const char* change,
+                           const OrvCHMesgQQueue& queue) const {
     const std::uint32_t count = init_.count() + send_.count() + duplicate_.count() + persist_.count();
-    return orvFormat(
-        "  Queue             Count  Space Used\n"
-        "    init       %10u  %10u\n"
-        "    send       %10u  %10u\n"
-        "    duplicate  %10u  %10u\n"
-        "    persist    %10u  %10u\n"
-        "  Total        %10u  %10u\n",
-        init_.count(), init_.bytes(), send_.count(), send_.bytes(), duplicate_.count(), duplicate_.bytes(),
-        persist_.count(), persist_.bytes(), count, spaceInUse_);
+    orvTrace(kTraceModule, function,
+             "entry (%u) %s the %s queue\n"
+             "  Queue             Count  Space Used\n"
+             "    init       %10u  %10u\n"
+             "    send       %10u  %10u\n"
+             "    duplicate  %10u  %10u\n"
+             "    persist    %10u  %10u\n"
+             "  Total        %10u  %10u\n",
+             entry.uniqueId, change, queue.name(), init_.count(), init_.bytes(), send_.count(), send_.bytes(),
+             duplicate_.count(), duplicate_.bytes(), persist_.count(), persist_.bytes(), count, spaceInUse_);
 }

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace {
 
 using testing::Contains;
@@ -144,10 +146,38 @@ TEST_F(OrvCHMesgQOddFilesTest, filesOfAnyBytesAreSkippedWithoutHarm) {
 TEST_F(OrvCHMesgQOddFilesTest, aMissingQueueDirectoryIsReportedAndTheRestGoesOn) {
     sendFile("m0", "one");
     ASSERT_EQ(::rmdir(switch_.root().at(kDuplicateDir).c_str()), 0);
-    configure();
-    takeLog();
-    queue_->setMonitorReady();
-    queue_->oneSecondChores();
+    start();
+    EXPECT_EQ(takeLog(), (Log{cannotOpenOrder(kDuplicateDir),
+                              {16, "Unable to open file /tmp/orv-queue-order"},
+                              cannotOpenOrder(kSendDir),
+                              cannotOpenOrder(kPersistDir)}));
+    const Texts traced = takeTrace();
+    const auto reported = std::ranges::find(traced, "reconstituteQueueTheHardWay: queue type = duplicate\n");
+    ASSERT_NE(reported, traced.end());
+    EXPECT_EQ(Texts(reported - 1, reported + 3),
+              (Texts{std::string("reconstituteQueue: unable to open file ") + kDuplicateDir + "/order\n",
+                     "reconstituteQueueTheHardWay: queue type = duplicate\n",
+                     "reconstituteQueueTheHardWay: unable to open  file /tmp/orv-queue-order for reading, errno = No "
+                     "such file or directory(2)\n",
+                     "reconstituteQueue: queue type = send\n"}));
+    EXPECT_TRUE(queue_->queue(ORV_CH_MESG_Q_DUPLICATE).ordered());
+    EXPECT_FALSE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+}
+
+TEST_F(OrvCHMesgQOddFilesTest, aPipeInPlaceOfTheOrderFileDoesNotHoldUpTheQueue) {
+    open();
+    ASSERT_EQ(::mkfifo(switch_.root().at(std::string(kSendDir) + "/order").c_str(), 0600), 0);
+    EXPECT_EQ(add("one"), 0);
+    EXPECT_EQ(takeLog(), (Log{{15, std::string("Unable to open file ") + kSendDir + "/order"}}));
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+}
+
+TEST_F(OrvCHMesgQOddFilesTest, aPipeInPlaceOfTheMessageFileDoesNotHoldUpTheQueue) {
+    open();
+    ASSERT_EQ(::mkfifo(switch_.root().at(std::string(kSendDir) + "/m0").c_str(), 0600), 0);
+    EXPECT_EQ(add("one"), 0);
+    EXPECT_EQ(takeLog(), (Log{{15, std::string("Unable to open file ") + kSendDir + "/m0 for writing"}}));
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
 }
 

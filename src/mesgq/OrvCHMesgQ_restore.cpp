@@ -13,8 +13,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -29,12 +31,16 @@ constexpr mode_t kPrivateMode = 0600;
 // As many order words as a 32-bit process has room for.
 constexpr std::uint32_t kMaxOrderWords = 1u << 28;
 
-// Whatever stands at path, opening it does not wait. Null with errno.
-OrvFilePtr openForReading(const std::string& path) {
-    const int file = ::open(orvHostPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+// Whatever stands at path, opening it does not wait. Null with error set to the reason.
+OrvFilePtr openForReading(const std::string& path, int& error) {
+    const std::string hostPath = orvHostPath(path);
+    const int file = ::open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     OrvFilePtr stream(file < 0 ? nullptr : ::fdopen(file, "r"));
-    if (file >= 0 && !stream) {
-        static_cast<void>(::close(file));
+    if (!stream) {
+        error = errno;
+        if (file >= 0) {
+            static_cast<void>(::close(file));
+        }
     }
     return stream;
 }
@@ -46,8 +52,12 @@ void closeOrderFile(OrvFilePtr file, const std::string& path) {
     }
 }
 
-// path as one word of a shell command.
-std::string quoted(const std::string& path) {
+// path as one word of a shell command: as it is wherever that will do.
+std::string shellWord(const std::string& path) {
+    const auto plain = [](unsigned char c) { return std::isalnum(c) || std::strchr("/._-", c); };
+    if (std::ranges::all_of(path, plain)) {
+        return path;
+    }
     std::string word = "'";
     for (const char c : path) {
         word += c == '\'' ? std::string("'\\''") : std::string(1, c);
@@ -70,7 +80,7 @@ int claimListing() {
 // The names in the queue's directory, newest file first. A negative value when the shell could not be run.
 int listDirectory(const char* dir) {
     const std::string command =
-        "cd " + quoted(orvHostPath(dir)) + " && ls -1t m* > " + quoted(orvHostPath(kOrvQueueListing));
+        "cd " + shellWord(orvHostPath(dir)) + " && ls -1t m* > " + shellWord(orvHostPath(kOrvQueueListing));
     if (claimListing() < 0) {
         return -1;
     }
@@ -85,34 +95,29 @@ int listDirectory(const char* dir) {
 
 void OrvCHMesgQ::init() {
     ORV_TRACE("Entry\n");
-    // Whatever fails, the queue opens: nothing would be kept or mailed otherwise.
-    static_cast<void>(orvGuarded("readPersistentData", [this] {
-        readPersistentData();
-        return 0;
-    }));
+    readPersistentData();
     queueOpenForBusiness_ = true;
-    static_cast<void>(orvGuarded("saveMovedEntries", [this] {
-        saveMovedEntries();
-        return 0;
-    }));
+    saveMovedEntries();
     processInitQueue();
     ORV_TRACE("init queue processed\n");
 }
 
 void OrvCHMesgQ::readPersistentData() {
     ORV_TRACE("Entry\n");
-    attachments_.stageAttachments();
+    // Whatever fails, the rest is restored and the queue opens: nothing would be kept or mailed otherwise.
+    orvBestEffort("stageAttachments", [this] { attachments_.stageAttachments(); });
     for (OrvCHMesgQQueue* const queue : {&duplicate_, &send_, &persist_}) {
-        reconstituteQueue(*queue, orvQueueDirectory(queue->type()));
+        orvBestEffort("reconstituteQueue", [&] { reconstituteQueue(*queue, orvQueueDirectory(queue->type())); });
     }
-    attachments_.cleanAttachments();
+    orvBestEffort("cleanAttachments", [this] { attachments_.cleanAttachments(); });
     static_cast<void>(flushDuplicateQueue());
 }
 
 void OrvCHMesgQ::reconstituteQueue(OrvCHMesgQQueue& queue, const char* dir) {
     ORV_TRACE("queue type = %s\n", queue.name());
     const std::string path = orvOrderPath(dir);
-    OrvFilePtr file = openForReading(path);
+    int error = 0;
+    OrvFilePtr file = openForReading(path, error);
     if (!file) {
         orvLog(kLevel, "Unable to open file %s", path.c_str());
         ORV_TRACE("unable to open file %s\n", path.c_str());
@@ -168,9 +173,9 @@ void OrvCHMesgQ::reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char*
         orvLog(kLevel, "Unable to create file %s", kOrvQueueListing);
         return;
     }
-    OrvFilePtr list = openForReading(kOrvQueueListing);
+    int error = 0;
+    OrvFilePtr list = openForReading(kOrvQueueListing, error);
     if (!list) {
-        const int error = errno;
         orvLog(kLevel, "Unable to open file %s", kOrvQueueListing);
         ORV_TRACE("unable to open  file %s for reading, errno = %s(%d)\n", kOrvQueueListing,
                   orvErrorText(error).c_str(), error);
@@ -185,8 +190,9 @@ void OrvCHMesgQ::reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char*
         orvLog(kLevel, "Error attempting to close file %s", kOrvQueueListing);
         ORV_TRACE("unable to close order file\n");
     }
-    if (::unlink(orvHostPath(kOrvQueueListing).c_str()) < 0) {
-        const int error = errno;
+    const std::string hostPath = orvHostPath(kOrvQueueListing);
+    if (::unlink(hostPath.c_str()) < 0) {
+        error = errno;
         ORV_TRACE("error deleting file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
     }
     queue.setUnordered();
@@ -205,10 +211,8 @@ void OrvCHMesgQ::reconstituteListed(OrvCHMesgQQueue& queue, const char* dir, con
 
 // A file that is too much for the memory is left out like any other that cannot be restored.
 void OrvCHMesgQ::reconstituteNumber(OrvCHMesgQQueue& queue, const char* dir, std::uint32_t uniqueId) {
-    static_cast<void>(orvGuarded("reconstituteMsgFromFile", [&] {
-        reconstituteMsgFromFile(queue, orvEntryPath(dir, uniqueId), uniqueId);
-        return 0;
-    }));
+    orvBestEffort("reconstituteMsgFromFile",
+                  [&] { reconstituteMsgFromFile(queue, orvEntryPath(dir, uniqueId), uniqueId); });
 }
 
 void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::string& path, std::uint32_t uniqueId) {
@@ -221,9 +225,9 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
         return;
     }
     OrvCHAttachmentFiles::linkAttachments(*message);
-    OrvFilePtr file = openForReading(path);
+    int error = 0;
+    OrvFilePtr file = openForReading(path, error);
     if (!file) {
-        const int error = errno;
         orvLog(kLevel, "Error opening %s for reading, ignoring", path.c_str());
         ORV_TRACE("unable to open file %s for reading, skipping, errno = %s(%d)\n", path.c_str(),
                   orvErrorText(error).c_str(), error);
@@ -231,13 +235,13 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
     }
     const OrvCHQueueState state = orvReadState(*file);
     if (std::fclose(file.release()) != 0) {
-        const int error = errno;
+        error = errno;
         orvLog(kOrvLogDetail, "Error closing %s", path.c_str());
         ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), orvErrorText(error).c_str(), error);
     }
     const OrvCHPosting posting{false, state.persist, state.persistRepostPeriod, state.expire};
     std::string key = message->duplicateKey();
-    OrvCHMesgQEntry* const entry = addNewEntry(queue, std::move(message), posting, std::move(key), uniqueId);
+    OrvCHMesgQEntry* const entry = addNewEntry(queue, message, posting, std::move(key), uniqueId);
     if (!entry) {
         orvLog(kLevel, "Unable to add message from file %s to queue", path.c_str());
         ORV_TRACE("unable to add msg %u, ignoring\n", uniqueId);
@@ -260,12 +264,10 @@ void OrvCHMesgQ::saveMovedEntries() {
 void OrvCHMesgQ::processInitQueue() {
     ORV_TRACE("Entry\n");
     for (OrvCHMesgQEntry& waiting : init_) {
+        const std::unique_ptr<OrvCHMesgQEntry> entry = removeInternal(waiting, init_);
+        const OrvCHPosting& posting = entry->posting;
         // A refusal has been reported; the next one may still fit.
-        static_cast<void>(orvGuarded("processInitQueue", [&] {
-            const std::unique_ptr<OrvCHMesgQEntry> entry = removeInternal(waiting, init_);
-            const OrvCHPosting& posting = entry->posting;
-            return add(std::move(entry->message), posting.testMsg, posting.persist, posting.persistRepostPeriod,
-                       posting.expire, true);
-        }));
+        static_cast<void>(add(std::move(entry->message), posting.testMsg, posting.persist, posting.persistRepostPeriod,
+                              posting.expire, true));
     }
 }

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <bit>
 #include <cstring>
 
 namespace {
@@ -111,7 +112,7 @@ TEST_F(OrvCHMesgQRestoreTest, anEmptyOrderFileHidesEveryMessageOfItsQueue) {
     EXPECT_TRUE(switch_.root().exists(std::string(kSendDir) + "/m0")) << "the file stays";
 }
 
-TEST_F(OrvCHMesgQRestoreTest, aKillCannotLeaveAnEmptyOrderFile) {
+TEST_F(OrvCHMesgQRestoreTest, anEmptiedQueueLeavesAnOrderFileWithACountThatHidesNothing) {
     open();
     add("one");
     add("two");
@@ -147,6 +148,42 @@ TEST_F(OrvCHMesgQRestoreTest, aCutCountAboveTheFileQuotaIsReportedAndRebuiltFrom
     std::memcpy(&count, "\7\7\7", 3);
     EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to make room\ncount = " + std::to_string(count) +
                                       ", filesAllowed = 100"));
+}
+
+// 256 entries, whichever way round the word is read.
+const std::string kCut256 =
+    std::endian::native == std::endian::big ? std::string("\0\0\1", 3) : std::string("\0\1\0", 3);
+
+TEST_F(OrvCHMesgQRestoreTest, aCutCountAboveTheFileQuotaTakesItsRoomFromTheSendQueueAsItStands) {
+    sendFile("m0", "older");
+    sendFile("m1", "newer");
+    file(std::string(kPersistDir) + "/m0", messageFile("resting"));
+    file(std::string(kPersistDir) + "/order", kCut256);
+    start({{"FilesAllowed", "255"}});
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"older"}) << "the head of the rebuilt queue went";
+    EXPECT_EQ(queue_->statistics().deletedForFileLimit, 1u);
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_PERSIST), Texts{"resting"});
+    EXPECT_EQ(takeLog(), (Log{cannotOpenOrder(kDuplicateDir),
+                              cannotOpenOrder(kSendDir),
+                              {16, std::string("Unable to read uniqueId field from file ") + kPersistDir + "/order"}}));
+}
+
+TEST_F(OrvCHMesgQRestoreTest, anInterruptedStartIsFinishedFromTheStage) {
+    switch_.root().write(kAttachmentState, wordsToBytes({0}));
+    switch_.root().write(std::string(kStage) + "/staged.7", "x");
+    switch_.root().write(std::string(kAttachments) + "/half.7", "x");
+    sendFile("m0", "one");
+    start();
+    const Texts traced = takeTrace();
+    EXPECT_EQ(
+        Texts(traced.begin(), traced.begin() + 5),
+        (Texts{"init: Entry\n", "readPersistentData: Entry\n", "stageAttachments: Entry\n",
+               std::string("cleanDir: Entry: ") + kAttachments + "/\n", "reconstituteQueue: queue type = duplicate\n"}))
+        << "the stage is left as it is until the messages are restored";
+    EXPECT_THAT(files(kAttachments), IsEmpty());
+    EXPECT_FALSE(switch_.root().exists(kStage));
+    EXPECT_EQ(switch_.root().read(kAttachmentState), wordsToBytes({1}));
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
 }
 
 TEST_F(OrvCHMesgQRestoreTest, restoredEntriesTakeTheDefaults) {

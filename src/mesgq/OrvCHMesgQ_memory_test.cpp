@@ -1,0 +1,221 @@
+// The queue when memory runs out: what is done to a list is done whole, and what could not be done is said.
+#include "mesgq/FailingCalls.h"
+#include "mesgq/MesgQTest.h"
+
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+namespace {
+
+using testing::IsEmpty;
+
+class OrvCHMesgQMemoryTest : public MesgQTest {
+protected:
+    OrvCHMesgQMemoryTest() { open(); }
+
+    // An empty flash again, and a queue on it.
+    void wipe() {
+        queue_.reset();
+        std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
+        for (const char* directory : {kSendDir, kDuplicateDir, kPersistDir}) {
+            switch_.root().write(std::string(directory) + "/order", "");  // opens without a shell
+        }
+        restartAndOpen();
+    }
+    // Runs step once for each of its allocations, prepare before each, with that one failing, and once with none.
+    void failEachAllocation(const std::function<void()>& prepare, const std::function<void()>& step,
+                            const std::function<void(bool failed)>& check) {
+        bool failed = true;
+        for (unsigned nth = 1; failed; ++nth) {
+            SCOPED_TRACE(nth);
+            wipe();
+            prepare();
+            takeTexts();
+            {
+                const FailingNthAllocation failing(nth);
+                step();
+                failed = failing.failed();
+            }
+            check(failed);
+            checkConsistency(false);
+            takeTexts();
+        }
+    }
+    // The texts of the event log's entries and alarms since the last call.
+    Texts takeTexts() {
+        switch_.pump();
+        Texts taken;
+        for (const LogEntry& each : switch_.logEntries()) {
+            taken.push_back(each.text);
+        }
+        switch_.forgetEventLog();
+        return taken;
+    }
+};
+
+TEST_F(OrvCHMesgQMemoryTest, aMessageIsKeptOrRefusedWholeWhicheverAllocationFails) {
+    std::unique_ptr<OrvCHMesg> next;
+    int result = 0;
+    unsigned refused = 0;
+    unsigned kept = 0;
+    failEachAllocation([&] { next = message("one"); },
+                       [&] { result = queue_->add(std::move(next), false, false, 86400, -1, false); },
+                       [&](bool failed) {
+                           EXPECT_EQ(queue_->sendCount(), result == 0 ? 1u : 0u);
+                           EXPECT_EQ(queue_->statistics().couldNotBeAdded, result == 0 ? 0u : 1u);
+                           EXPECT_EQ(queue_->statistics().totalReceived, 1u);
+                           if (result != 0) {
+                               EXPECT_EQ(takeTexts(), (Texts{"Unable to allocate memory", "Unable to add message"}));
+                           }
+                           (result == 0 ? kept : refused) += failed;
+                       });
+    EXPECT_GT(refused, 0u);
+    EXPECT_GT(kept, 0u) << "a message whose file finds no memory waits all the same";
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aRepeatIsCountedOrRefusedWholeWhicheverAllocationFails) {
+    std::unique_ptr<OrvCHMesg> next;
+    for (const bool parked : {false, true}) {
+        int result = 0;
+        failEachAllocation(
+            [&] {
+                parked ? park("one") : static_cast<void>(add("one"));
+                next = message("one");
+            },
+            [&] { result = queue_->add(std::move(next), false, false, 86400, -1, false); },
+            [&](bool) {
+                const auto type = parked ? ORV_CH_MESG_Q_DUPLICATE : ORV_CH_MESG_Q_SEND;
+                const OrvCHMesgQEntry& only = entry(type, 0);
+                const std::uint32_t counted =
+                    parked ? static_cast<std::uint32_t>(only.message->DuplicateCount) : only.duplicatesPending;
+                EXPECT_EQ(texts(type), Texts{"one"});
+                EXPECT_EQ(counted, result == 0 ? 1u : 0u);
+                EXPECT_EQ(queue_->statistics().duplicateReceived, counted);
+                EXPECT_EQ(queue_->statistics().couldNotBeAdded, 1u - counted);
+            });
+    }
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aMailedMessageIsParkedWhicheverAllocationFails) {
+    OrvCHMesg* opened = nullptr;
+    int result = -1;
+    failEachAllocation(
+        [&] {
+            add("one");
+            opened = queue_->peekOpen();
+            add("one");
+        },
+        [&] { result = queue_->peekDelete(opened, 0); },
+        [&](bool) {
+            EXPECT_EQ(result, 0);
+            EXPECT_EQ(queue_->sendCount(), 0u);
+            EXPECT_EQ(queue_->openCount(), 0u);
+            ASSERT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), Texts{"one"});
+            EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).message->DuplicateCount, 1);
+            EXPECT_EQ(queue_->statistics().sendOk, 1u);
+        });
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aMessageGivenBackGoesWithItsMarkWhicheverAllocationFails) {
+    OrvCHMesg* opened = nullptr;
+    int result = -1;
+    failEachAllocation(
+        [&] {
+            addTest("test", "Profile");
+            add("one");
+            opened = queue_->peekOpen();
+            queue_->clearQueue();
+        },
+        [&] { result = queue_->peekClose(opened); },
+        [&](bool) {
+            EXPECT_EQ(result, 0);
+            EXPECT_EQ(queue_->sendCount(), 0u);
+            EXPECT_EQ(queue_->openCount(), 0u);
+            EXPECT_EQ(queue_->statistics().deletedForClearReq, 2u);
+        });
+}
+
+TEST_F(OrvCHMesgQMemoryTest, theChoresMoveEveryMessageWhicheverAllocationFails) {
+    failEachAllocation(
+        [&] {
+            addPersistent("lasting", 10, -1);
+            mailNext();
+            park("counted");
+            add("counted");
+            park("silent");
+            seconds(16);
+        },
+        [&] { queue_->oneSecondChores(); },
+        [&](bool) {
+            EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"counted", "lasting"}));
+            EXPECT_THAT(texts(ORV_CH_MESG_Q_DUPLICATE), IsEmpty());
+            EXPECT_THAT(texts(ORV_CH_MESG_Q_PERSIST), IsEmpty());
+        });
+}
+
+TEST_F(OrvCHMesgQMemoryTest, clearingAndFlushingAreDoneWholeWhicheverAllocationFails) {
+    failEachAllocation(
+        [&] {
+            addPersistent("lasting", 60, -1);
+            add("waiting");
+        },
+        [&] { EXPECT_EQ(queue_->clearQueue(), 0); },
+        [&](bool) {
+            EXPECT_EQ(queue_->sendCount(), 0u);
+            EXPECT_EQ(texts(ORV_CH_MESG_Q_PERSIST), Texts{"lasting"});
+        });
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aDeletionWithoutMemoryLeavesItsFileAndSaysSo) {
+    configure({{"ThrottleDupsEnable", "False"}});
+    add("one");
+    OrvCHMesg* const opened = queue_->peekOpen();
+    takeLog();
+    {
+        const FailingNthAllocation failing(1);  // the path
+        EXPECT_EQ(queue_->peekDelete(opened, 0), 0);
+        EXPECT_TRUE(failing.failed());
+    }
+    EXPECT_EQ(queue_->sendCount(), 0u);
+    EXPECT_EQ(queue_->spaceInUse(), 0u);
+    EXPECT_TRUE(switch_.root().exists(std::string(kSendDir) + "/m0"));
+    EXPECT_EQ(takeTexts(),
+              (Texts{"System resource error - contact technical support", "OrvApp - cannot allocate memory"}));
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aRequestForTheQuotasWithoutMemorySettlesThemAtOnce) {
+    bool failed = true;
+    for (unsigned nth = 1; failed; ++nth) {
+        controller_.settled.clear();
+        int result = 0;
+        {
+            const FailingNthAllocation failing(nth);
+            result = queue_->readConfig();
+            failed = failing.failed();
+        }
+        takeTexts();
+        EXPECT_EQ(controller_.settled, std::vector<unsigned>{4}) << nth << ": " << result;
+    }
+}
+
+TEST_F(OrvCHMesgQMemoryTest, indexesThatCannotGrowFindEverythingAllTheSame) {
+    constexpr int kMany = 300;
+    configure({{"FilesAllowed", "1000"}});
+    std::vector<std::unique_ptr<OrvCHMesg>> messages;
+    for (int i = 0; i < kMany; ++i) {
+        messages.push_back(message("text " + std::to_string(i)));
+    }
+    for (auto& each : messages) {
+        const FailingAllocation failing(16 * sizeof(void*), 16 * sizeof(void*));  // the second table
+        ASSERT_EQ(queue_->add(std::move(each), false, false, 86400, -1, false), 0);
+    }
+    for (int i = 0; i < kMany; ++i) {
+        EXPECT_EQ(add("text " + std::to_string(i)), 0);
+    }
+    EXPECT_EQ(queue_->sendCount(), static_cast<std::uint32_t>(kMany));
+    EXPECT_EQ(queue_->statistics().duplicateReceived, static_cast<std::uint32_t>(kMany));
+    checkConsistency(false);
+}
+
+}  // namespace
