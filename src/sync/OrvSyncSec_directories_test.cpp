@@ -1,0 +1,324 @@
+// What the receiver does to directories.
+#include "sync/SecFixture.h"
+#include "sync/SyncFaults.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class OrvSyncSecDirectories : public SecFixture {
+protected:
+    OrvSyncSecDirectories() { traced(); }
+    static Line mkdirLine(const std::string& path) { return {"cleanmkdir", "mkdir " + path}; }
+};
+
+TEST_F(OrvSyncSecDirectories, makesAllThatLeadsToADirectory) {
+    write("/a/file", "kept");
+
+    EXPECT_EQ(receiver_->cleanmkdir("/a/b/c"), 0);
+
+    EXPECT_TRUE(isEmptyDirectory("/a/b/c"));
+    EXPECT_EQ(contents(onHost("/a/file")), "kept");
+    EXPECT_EQ(traced(), secTrace({mkdirLine("/a"), mkdirLine("/a/b"), mkdirLine("/a/b/c")}));
+}
+
+TEST_F(OrvSyncSecDirectories, makesThemForEverybody) {
+    const mode_t former = umask(0);
+
+    EXPECT_EQ(receiver_->cleanmkdir("/a/b"), 0);
+
+    umask(former);
+    for (const char* path : {"/a", "/a/b"}) {
+        struct stat status {};
+        ASSERT_EQ(stat(onHost(path).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0777u);
+    }
+}
+
+TEST_F(OrvSyncSecDirectories, rebuildsThePathFromItsComponents) {
+    struct Row {
+        const char* path;
+        std::vector<Line> lines;
+    };
+    const Row rows[] = {
+        {"a/b", {mkdirLine("/a"), mkdirLine("/a/b")}},
+        {"//c///d/", {mkdirLine("/c"), mkdirLine("/c/d")}},
+        {"e", {mkdirLine("/e")}},
+        {"/", {}},
+        {"", {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.path);
+        EXPECT_EQ(receiver_->cleanmkdir(row.path), 0);
+        EXPECT_EQ(traced(), secTrace(row.lines));
+    }
+    for (const char* path : {"/a/b", "/c/d", "/e"}) {
+        EXPECT_TRUE(isEmptyDirectory(path));
+    }
+    EXPECT_TRUE(isThere("/tmp"));
+}
+
+TEST_F(OrvSyncSecDirectories, emptiesADirectoryThatIsThereAlready) {
+    write("/a/b/file", "x");
+    write("/a/b/c/file", "x");
+    write("/a/file", "kept");
+
+    EXPECT_EQ(receiver_->cleanmkdir("/a/b"), 0);
+
+    EXPECT_TRUE(isEmptyDirectory("/a/b"));
+    EXPECT_TRUE(isThere("/a/file"));
+    EXPECT_EQ(receiver_->error(), 0);
+    EXPECT_EQ(traced(), secTrace({mkdirLine("/a"), mkdirLine("/a/b")}));
+}
+
+TEST_F(OrvSyncSecDirectories, failsWhenADirectoryCannotBeMade) {
+    write("/a/file", "x");
+
+    EXPECT_EQ(receiver_->cleanmkdir("/a/new/../file/b/c"), -1);
+
+    EXPECT_EQ(receiver_->error(), ENOTDIR);
+    EXPECT_TRUE(isEmptyDirectory("/a/new"));  // what was done stays done
+    EXPECT_EQ(traced(), secTrace({
+                            mkdirLine("/a"),
+                            mkdirLine("/a/new"),
+                            mkdirLine("/a/new/.."),
+                            mkdirLine("/a/new/../file"),
+                            mkdirLine("/a/new/../file/b"),
+                            {"cleanmkdir", "mkdir: Not a directory"},
+                        }));
+}
+
+TEST_F(OrvSyncSecDirectories, failsWhenWhatIsThereCannotBeEmptied) {
+    write("/a/file", "x");
+
+    EXPECT_EQ(receiver_->cleanmkdir("/a/file"), -1);
+
+    EXPECT_EQ(receiver_->error(), ENOTDIR);
+    EXPECT_EQ(contents(onHost("/a/file")), "x");
+    EXPECT_EQ(traced(), secTrace({mkdirLine("/a"), mkdirLine("/a/file"), {"cleandir", "opendir: Not a directory"}}));
+}
+
+TEST_F(OrvSyncSecDirectories, refusesAPathOfMoreThan256Characters) {
+    const std::string path = "/a/" + std::string(254, 'x');
+    ASSERT_EQ(path.size(), 257u);
+
+    EXPECT_EQ(receiver_->cleanmkdir(path), -1);
+
+    EXPECT_EQ(receiver_->error(), 36);
+    EXPECT_FALSE(isThere("/a"));
+    EXPECT_EQ(traced(), secTrace({{"cleanmkdir", "cleanmkdir() directory path: File name too long"}}));
+}
+
+TEST_F(OrvSyncSecDirectories, stopsWhereTheRebuiltPathExceeds255Characters) {
+    const std::string half = "/" + std::string(127, 'x');
+    const std::string path = half + half;
+    ASSERT_EQ(path.size(), 256u);
+
+    EXPECT_EQ(receiver_->cleanmkdir(path), -1);
+
+    EXPECT_EQ(receiver_->error(), 36);
+    EXPECT_TRUE(isEmptyDirectory(half));
+    EXPECT_EQ(traced(), secTrace({mkdirLine(half), {"cleanmkdir", "creating directory path: File name too long"}}));
+}
+
+TEST_F(OrvSyncSecDirectories, takesThe255CharactersThatTravel) {
+    const std::string half = "/" + std::string(127, 'x');
+    const std::string path = half + half.substr(0, 127);
+
+    EXPECT_EQ(receiver_->cleanmkdir(path), 0);
+    EXPECT_TRUE(isEmptyDirectory(path));
+    EXPECT_EQ(receiver_->cleanmkdir(path.substr(1)), 0);  // the slash in front counts, not the one that was there
+}
+
+TEST_F(OrvSyncSecDirectories, addsASlashThatMayBeOneTooMany) {
+    const std::string half = std::string(127, 'x');
+    const std::string path = half + "/" + half;
+    ASSERT_EQ(path.size(), 255u);
+
+    EXPECT_EQ(receiver_->cleanmkdir(path), -1);
+
+    EXPECT_EQ(receiver_->error(), 36);
+}
+
+TEST_F(OrvSyncSecDirectories, movesIntoAnEmptyPlace) {
+    write("/from/a/file", "moved");
+    write("/to/old", "gone");
+
+    EXPECT_EQ(receiver_->cleanmvdir("/from", "/to"), 0);
+
+    EXPECT_FALSE(isThere("/from"));
+    EXPECT_FALSE(isThere("/to/old"));
+    EXPECT_EQ(contents(onHost("/to/a/file")), "moved");
+    EXPECT_EQ(receiver_->error(), 0);
+    EXPECT_EQ(traced(), "");
+}
+
+TEST_F(OrvSyncSecDirectories, recordsAMissingDestinationAndMovesAllTheSame) {
+    write("/from/file", "moved");
+
+    EXPECT_EQ(receiver_->cleanmvdir("/from", "/to"), 0);
+
+    EXPECT_EQ(contents(onHost("/to/file")), "moved");
+    EXPECT_EQ(receiver_->error(), ENOENT);
+    EXPECT_EQ(traced(), secTrace({
+                            {"cleandir", "opendir: No such file or directory"},
+                            {"cleanmvdir", "remove: No such file or directory"},
+                            {"cleanmvdir", "remove: No such file or directory"},
+                        }));
+}
+
+TEST_F(OrvSyncSecDirectories, losesTheDestinationWhenThereIsNothingToMove) {
+    write("/to/file", "gone");
+
+    EXPECT_EQ(receiver_->cleanmvdir("/from", "/to"), -1);
+
+    EXPECT_FALSE(isThere("/to"));
+    EXPECT_EQ(receiver_->error(), ENOENT);
+    EXPECT_EQ(traced(), secTrace({{"cleanmvdir", "rename: No such file or directory"}}));
+}
+
+TEST_F(OrvSyncSecDirectories, triesToMoveWhateverHappensToTheDestination) {
+    write("/from/file", "not moved");
+    write("/to/file", "stays");
+    SyncFaults faults;
+    faults.unlinkat = [](int, const char*, int) { return failWith(EPERM); };
+
+    EXPECT_EQ(receiver_->cleanmvdir("/from", "/to"), -1);
+
+    EXPECT_EQ(receiver_->error(), ENOTEMPTY);
+    EXPECT_EQ(contents(onHost("/to/file")), "stays");
+    EXPECT_EQ(traced(), secTrace({
+                            {"cleandir", "remove: Operation not permitted"},
+                            {"cleanmvdir", "remove: Operation not permitted"},
+                            {"cleanmvdir", "remove: Directory not empty"},
+                            {"cleanmvdir", "rename: Directory not empty"},
+                        }));
+}
+
+TEST_F(OrvSyncSecDirectories, replacesAFileByADirectory) {
+    write("/from/file", "moved");
+    write("/to", "a file");
+
+    EXPECT_EQ(receiver_->cleanmvdir("/from", "/to"), 0);
+
+    EXPECT_EQ(contents(onHost("/to/file")), "moved");
+    EXPECT_EQ(receiver_->error(), ENOTDIR);
+    EXPECT_EQ(traced(), secTrace({
+                            {"cleandir", "opendir: Not a directory"},
+                            {"cleanmvdir", "remove: Not a directory"},
+                        }));
+}
+
+TEST_F(OrvSyncSecDirectories, removesADirectoryWithAllThatIsInIt) {
+    write("/a/b/c/d/file", "x");
+    write("/a/b/file", "x");
+
+    EXPECT_EQ(receiver_->cleanrmdir("/a/b"), 0);
+
+    EXPECT_TRUE(isEmptyDirectory("/a"));
+    EXPECT_EQ(traced(), "");
+}
+
+TEST_F(OrvSyncSecDirectories, doesNotRemoveWhatItCannotEmpty) {
+    write("/a/file", "x");
+    struct Row {
+        const char* path;
+        int error;
+        const char* line;
+    };
+    for (const Row& row : {Row{"/none", ENOENT, "opendir: No such file or directory"},
+                           Row{"/a/file", ENOTDIR, "opendir: Not a directory"}}) {
+        EXPECT_EQ(receiver_->cleanrmdir(row.path), -1);
+        EXPECT_EQ(receiver_->error(), row.error);
+        EXPECT_EQ(traced(), secTrace({{"cleandir", row.line}}));
+    }
+    EXPECT_TRUE(isThere("/a/file"));
+}
+
+TEST_F(OrvSyncSecDirectories, reportsAnEmptyDirectoryThatCannotBeRemoved) {
+    fs::create_directory(onHost("/a"));
+    fs::create_directory_symlink(onHost("/a"), onHost("/busy"));
+
+    EXPECT_EQ(receiver_->cleanrmdir("/busy/."), -1);
+
+    EXPECT_EQ(receiver_->error(), EINVAL);
+    EXPECT_EQ(traced(), secTrace({{"cleanrmdir", "remove: Invalid argument"}}));
+}
+
+TEST_F(OrvSyncSecDirectories, removesLinksAndNotWhatTheyPointTo) {
+    write("/outside/file", "stays");
+    write("/a/file", "x");
+    fs::create_directory_symlink(onHost("/outside"), onHost("/a/link"));
+    fs::create_symlink(onHost("/outside/file"), onHost("/a/other"));
+    fs::create_symlink("nowhere", onHost("/a/dangling"));
+
+    EXPECT_EQ(receiver_->cleandir("/a"), 0);
+
+    EXPECT_TRUE(isEmptyDirectory("/a"));
+    EXPECT_EQ(contents(onHost("/outside/file")), "stays");
+}
+
+TEST_F(OrvSyncSecDirectories, emptiesWhatHasManyEntriesAndOddNames) {
+    fs::create_directory(onHost("/many"));
+    for (int i = 0; i < 3000; ++i) {
+        fill(onHost("/many/" + std::to_string(i)), "");
+    }
+    write("/many/.hidden/..more/...", "x");
+    write("/many/with blank\n/and line", "x");
+    fs::create_directory(onHost("/many/empty"));
+    mkfifo(onHost("/many/fifo").c_str(), 0600);
+
+    EXPECT_EQ(receiver_->cleandir("/many"), 0);
+
+    EXPECT_TRUE(isEmptyDirectory("/many"));
+}
+
+TEST_F(OrvSyncSecDirectories, emptiesATreeDeeperThanAPathIsLong) {
+    const int before = dup(0);
+    close(before);
+    fs::create_directory(onHost("/deep"));
+    int parent = open(onHost("/deep").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const std::string name(200, 'n');
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(mkdirat(parent, name.c_str(), 0700), 0);
+        const int child = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        close(std::exchange(parent, child));
+    }
+    close(parent);
+
+    EXPECT_EQ(receiver_->cleanrmdir("/deep"), 0);
+
+    EXPECT_FALSE(isThere("/deep"));
+    const int after = dup(0);
+    close(after);
+    EXPECT_EQ(after, before);
+}
+
+TEST_F(OrvSyncSecDirectories, stopsAtAnEntryThatCannotBeRemoved) {
+    write("/a/b/file", "x");
+    SyncFaults faults;
+    faults.unlinkat = [](int, const char*, int) { return failWith(EBUSY); };
+
+    EXPECT_EQ(receiver_->cleandir("/a"), -1);
+
+    EXPECT_EQ(receiver_->error(), EBUSY);
+    EXPECT_EQ(traced(), secTrace({{"cleandir", "remove: Device or resource busy"}}));
+    EXPECT_EQ(receiver_->cleanrmdir("/a"), -1);
+    EXPECT_EQ(traced(), secTrace({{"cleandir", "remove: Device or resource busy"}}));
+}
+
+TEST_F(OrvSyncSecDirectories, trustsItsPeerCompletely) {
+    write("/elsewhere/file", "x");
+    write("/conf/file", "x");
+
+    EXPECT_EQ(answer(removeDirectory("/conf/../elsewhere")), reply(0));
+
+    EXPECT_FALSE(isThere("/elsewhere"));
+}
+
+}  // namespace
