@@ -68,6 +68,8 @@ constexpr std::array kKeys{
     IdentityKey{"Config.Mfg.ChassisSerialNum", &OrvIdentity::SerialNum, asItStands, Tell::kNobody},
 };
 
+constexpr char kReadConfig[] = "readConfig";
+
 // Kept: the place that the entry about an unknown attribute names.
 constexpr int kUnknownAttributeLine = 299;
 
@@ -96,17 +98,19 @@ OrvCHMesgCommon::OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, Orv
 }
 
 int OrvCHMesgCommon::readConfig() {
+    return orvCompleteUnlessSent(config_, OrvConfigListener::kIdentity, [this] { return request(); });
+}
+
+int OrvCHMesgCommon::request() {
     const std::vector<std::string> names = announcedKeys();
     setReadOutstanding(true);
     if (store_.bulkGetAttrReq(kRequestId, names) == 0) {
         return 0;
     }
     setReadOutstanding(false);  // first: nobody may wait for an answer that never comes
-    ORV_TRACE("Error readng DS bulk data entries\n");
-    return orvCompleteAfter(config_, OrvConfigListener::kIdentity, [] {
-        orvLog(kOrvLogInternal, "%s::%s DS Get Attribute Request error", "OrvCHMesgCommon", "readConfig");
-        return -1;
-    });
+    orvTrace(kTraceModule, kReadConfig, "Error readng DS bulk data entries\n");
+    orvLog(kOrvLogInternal, "%s::%s DS Get Attribute Request error", kTraceModule, kReadConfig);
+    return -1;
 }
 
 int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
@@ -127,7 +131,7 @@ int OrvCHMesgCommon::applyAnswer(std::span<const DsEntry> entries, std::span<con
         if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
             orvReportBadStatus(kTraceModule, kFunction, i, status);
         } else if (!apply(entry, identity)) {
-            orvLog(kOrvLogDetail, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHMesgCommon",
+            orvLog(kOrvLogDetail, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", kTraceModule,
                    kUnknownAttributeLine, entry.value.c_str());
             ++unknown;
         }

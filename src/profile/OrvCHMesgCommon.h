@@ -55,9 +55,9 @@ public:
 
     // Asks the store for the whole identity; readers wait from now on. 0, or -1 when the request could not be sent:
     // then this part is reported as complete and the identity stays as it is.
-    int readConfig();
+    [[nodiscard]] int readConfig();
     // Takes the answer, lets the readers go on and reports this part as complete. Minus the number of unknown keys.
-    int processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    [[nodiscard]] int processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     // A single attribute changed: only traced. 0.
     int processConfig(const std::string& name, std::uint32_t type, const std::string& value);
     // An answer of this part could not be decoded: readers need not wait for it any longer.
@@ -100,6 +100,7 @@ private:
     };
 
     void setReadOutstanding(bool outstanding);
+    int request();
     int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     bool apply(const DsEntry& entry, OrvIdentity& identity);
     static AddressPrinter defaultAddressPrinter();

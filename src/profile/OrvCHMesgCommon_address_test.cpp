@@ -160,11 +160,11 @@ TEST_F(OrvCHMesgCommonAddressTest, looksAtNoMoreAddressesThanTheCountSays) {
 }
 
 TEST_F(OrvCHMesgCommonAddressTest, losesItsAddressToTheAnswerOfAReReadThatWasUnderWay) {
-    common_.readConfig();
+    ASSERT_EQ(common_.readConfig(), 0);
     common_.setSwitchAddr(eventOf({ipv4(1), ipv6(1)}));
 
     const std::vector<DsEntry> entries{{"Global.Network.Eth.0.NF-IPAddress", 1, "1-10.9.9.9"}};
-    common_.processConfigBulk(entries, std::vector<std::int32_t>{0});
+    EXPECT_EQ(common_.processConfigBulk(entries, std::vector<std::int32_t>{0}), 0);
 
     EXPECT_EQ(common_.current().IPv4Address, "10.9.9.9");
     EXPECT_EQ(common_.current().IPv6Address, "2001:db8::1");

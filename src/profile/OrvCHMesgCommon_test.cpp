@@ -7,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
 #include <string>
 #include <thread>
 #include <utility>
@@ -23,6 +26,8 @@ constexpr char kRequest[] =
     "Config.Switch.SymName Global.Network.Eth.0.NF-IPAddress Global.Network.Eth.0.IPv6IPAddress "
     "Global.Network.DNSLocalHostname Global.Network.DNSClientEnable Global.Switch.WWN Config.Mfg.ChassisSerialNum";
 
+constexpr std::chrono::seconds kDeadline{20};
+
 class OrvCHMesgCommonTest : public testing::Test {
 protected:
     using Attributes = std::vector<std::pair<std::string, std::string>>;
@@ -37,6 +42,43 @@ protected:
             entries.push_back({name, dsClient::TYPE_STRING, value});
         }
         return common_.processConfigBulk(entries, statuses);
+    }
+
+    // Changes the identity until another thread has read it often enough; false when that thread ever saw something
+    // else than it should.
+    bool readersAlwaysSee(const std::function<bool(const OrvIdentity&)>& right,
+                          const std::function<void(int)>& change) {
+        constexpr int kRounds = 200;
+        constexpr int kReads = 10;
+        std::atomic<bool> stop = false;
+        std::atomic<int> reads = 0;
+        std::atomic<bool> wrong = false;
+        std::thread reader([&] {
+            while (!stop) {
+                const OrvCHMesgCommon::Reader identity(common_);
+                wrong = wrong || !right(*identity);
+                ++reads;
+            }
+        });
+        const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+        for (int round = 1; round <= kRounds || reads < kReads; ++round) {
+            change(round);
+            if (std::chrono::steady_clock::now() > deadline) {
+                ADD_FAILURE() << "the reader read only " << reads << " times";
+                break;
+            }
+        }
+        stop = true;
+        reader.join();
+        return !wrong;
+    }
+
+    // An interface-change event with one address whose last byte is given.
+    static std::vector<std::uint8_t> ipv6Event(std::uint8_t last) {
+        std::vector<std::uint8_t> event{0, 0, 0, 1, 0, 10};
+        event.resize(4 + 128, 0x11);
+        event[4 + 8 + 15] = last;
+        return event;
     }
 
     OrvIdentity readByAnotherThread() {
@@ -281,7 +323,7 @@ TEST_F(OrvCHMesgCommonTest, reportsARequestThatCannotBeSentAndItsOwnEnd) {
 }
 
 TEST_F(OrvCHMesgCommonTest, hasEndedItsReadWhenItReportsIt) {
-    common_.readConfig();
+    ASSERT_EQ(common_.readConfig(), 0);
     std::string seen;
     neighbours_.onComplete = [&] {
         seen = readByAnotherThread().From;
@@ -343,7 +385,7 @@ TEST(OrvCHMesgCommonSender, isTheDefaultWhenUndefinedOrEmpty) {
 
 // The main thread goes on working between request and answer; only other threads wait.
 TEST_F(OrvCHMesgCommonTest, keepsReadersWaitingFromRequestToAnswerButNeverItsOwnThread) {
-    common_.readConfig();
+    ASSERT_EQ(common_.readConfig(), 0);
     std::atomic<bool> started = false;
     std::atomic<bool> done = false;
     OrvIdentity seen;
@@ -371,14 +413,15 @@ TEST_F(OrvCHMesgCommonTest, keepsReadersWaitingFromRequestToAnswerButNeverItsOwn
 
 TEST_F(OrvCHMesgCommonTest, letsReadersGoOnWhenTheAnswerIsLost) {
     answer({{"Global.Callhome.FromAddr", "from@x"}});
-    common_.readConfig();
-    std::string seen;
-    std::thread reader([&] { seen = OrvCHMesgCommon::Reader(common_)->From; });
+    ASSERT_EQ(common_.readConfig(), 0);
+    std::future<std::string> seen =
+        std::async(std::launch::async, [&] { return std::string(OrvCHMesgCommon::Reader(common_)->From); });
 
     common_.abandonRead();
 
-    reader.join();
-    EXPECT_EQ(seen, "from@x");
+    EXPECT_EQ(seen.wait_for(kDeadline), std::future_status::ready);
+    answer({});  // in any case the reader ends
+    EXPECT_EQ(seen.get(), "from@x");
 }
 
 TEST_F(OrvCHMesgCommonTest, appliesAnAnswerThatNobodyAskedFor) {
@@ -389,29 +432,31 @@ TEST_F(OrvCHMesgCommonTest, appliesAnAnswerThatNobodyAskedFor) {
 
 // From and ReplyTo always change together.
 TEST_F(OrvCHMesgCommonTest, neverShowsHalfOfAReRead) {
-    constexpr int kRounds = 200;
     answer({{"Global.Callhome.FromAddr", "0"}, {"Global.Callhome.ReplyToAddr", "0"}});
-    std::atomic<bool> stop = false;
-    std::atomic<int> reads = 0;
-    bool torn = false;
-    std::thread reader([&] {
-        while (!stop) {
-            const OrvCHMesgCommon::Reader identity(common_);
-            torn = torn || identity->From != identity->ReplyTo;
-            ++reads;
-        }
-    });
 
-    for (int round = 1; round <= kRounds || reads < 10; ++round) {
-        const std::string value = std::to_string(round);
-        common_.readConfig();
-        answer({{"Global.Callhome.FromAddr", value}, {"Global.Callhome.ReplyToAddr", value}});
-        common_.setHostname(value);
-    }
-    stop = true;
-    reader.join();
+    EXPECT_TRUE(
+        readersAlwaysSee([](const OrvIdentity& identity) { return identity.From == identity.ReplyTo; },
+                         [this](int round) {
+                             const std::string value = std::to_string(round);
+                             EXPECT_EQ(common_.readConfig(), 0);
+                             answer({{"Global.Callhome.FromAddr", value}, {"Global.Callhome.ReplyToAddr", value}});
+                             common_.setHostname(value);
+                         }));
+}
 
-    EXPECT_FALSE(torn);
+// The names are too long to be kept in place, and differ in length.
+TEST_F(OrvCHMesgCommonTest, holdsBackHostNameAndAddressEventsWhileAReaderLives) {
+    const auto unchanged = [](const OrvIdentity& identity) {
+        const std::string hostname = identity.Hostname;
+        const std::string address = identity.IPv6Address;
+        std::this_thread::yield();
+        return identity.Hostname == hostname && identity.IPv6Address == address;
+    };
+
+    EXPECT_TRUE(readersAlwaysSee(unchanged, [this](int round) {
+        common_.setHostname("a-switch-with-a-long-name-" + std::string(static_cast<std::size_t>(round) % 50, 'x'));
+        common_.setSwitchAddr(ipv6Event(static_cast<std::uint8_t>(round)));
+    }));
 }
 
 }  // namespace

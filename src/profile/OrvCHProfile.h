@@ -40,31 +40,32 @@ public:
     OrvCHProfile& operator=(const OrvCHProfile&) = delete;
 
     // Starts the read. 0, or -1 when the request could not be sent.
-    int readInitialConfig();
+    [[nodiscard]] int readInitialConfig();
     // The follow-up reads; nothing is sent when there is nothing to ask for.
-    int readEmailConfig();
-    int readCaptureTypes();
-    int readCaptureAttrs(std::uint32_t capture);
+    [[nodiscard]] int readEmailConfig();
+    [[nodiscard]] int readCaptureTypes();
+    [[nodiscard]] int readCaptureAttrs(std::uint32_t capture);
 
     // The answers. -1 when a follow-up read could not be sent (the profile then stays incomplete), when an answer
-    // holds nothing, or when the marker could not be written.
-    int processInitialConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
-    int processEmailConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
-    int processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
-    int processCaptureAttrsBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    // about captures holds nothing, or when the marker could not be written.
+    [[nodiscard]] int processInitialConfigBulk(std::span<const DsEntry> entries,
+                                               std::span<const std::int32_t> statuses);
+    [[nodiscard]] int processEmailConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    [[nodiscard]] int processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    [[nodiscard]] int processCaptureAttrsBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
 
     // Each takes an attribute's text. 0, or -1 when the value is refused; the field then keeps its value, except
     // that a level name that is too long sets "None".
-    int setName(const std::string& name);
-    int setLevel(const std::string& levelName);
-    int setFormat(const std::string& format);
-    int setMaxSize(const std::string& bytes);  // held between 650 and 2000000
-    int setEmailSubject(const std::string& subject);
-    int setNumOfEmailEntries(const std::string& number);
-    int setCaptureEnable(const std::string& enable);
-    int setCaptureEntries(const std::string& number);
-    int addEmail(const std::string& address);
-    int clearEmailList();
+    [[nodiscard]] int setName(const std::string& name);
+    [[nodiscard]] int setLevel(const std::string& levelName);
+    [[nodiscard]] int setFormat(const std::string& format);
+    [[nodiscard]] int setMaxSize(const std::string& bytes);  // held between 650 and 2000000
+    [[nodiscard]] int setEmailSubject(const std::string& subject);
+    [[nodiscard]] int setNumOfEmailEntries(const std::string& number);
+    [[nodiscard]] int setCaptureEnable(const std::string& enable);
+    [[nodiscard]] int setCaptureEntries(const std::string& number);
+    [[nodiscard]] int addEmail(const std::string& address);
+    [[nodiscard]] int clearEmailList();
 
     // An envelope for a message of this level, counted and timed; null when the profile does not want the message,
     // has nobody to send it to, or there is no memory for it. force overrides the level only.

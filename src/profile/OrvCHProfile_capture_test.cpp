@@ -116,6 +116,21 @@ TEST_F(OrvCHProfileCapture, asksForTheAttributesOfTheScheduledOnesAmongOthers) {
                     "Global.CallhomeDB.Profile.7.Capture.2.TimeOfDay Global.CallhomeDB.Profile.7.Capture.2.Interval"));
 }
 
+TEST_F(OrvCHProfileCapture, passesOverTypesAndAttributesThatHaveNoStatus) {
+    startWith(2);
+
+    EXPECT_EQ(driver_.types({"Cron", "Cron"}, {0}), 0);
+    EXPECT_EQ(switch_.takeSent().back(),
+              "log 17 8b000001 CALLHOME_READ_PROFILE_CAPTURE_TYPES - bad status_array = ffffffff");
+    EXPECT_EQ(driver_.attrs(0, {"Tue", "01:00", "2"}, {0}), 0);
+
+    EXPECT_THAT(
+        switch_.takeSent(),
+        ElementsAre("log 17 8b000001 CALLHOME_READ_PROFILE_CAPTURE_ATTRS - bad status_array = ffffffff",
+                    "log 17 8b000001 CALLHOME_READ_PROFILE_CAPTURE_ATTRS - bad status_array = ffffffff", kMarker));
+    EXPECT_EQ(timing(), "Tue 02:30 1");
+}
+
 TEST_F(OrvCHProfileCapture, reportsATypesAnswerWithoutEntriesAndIsComplete) {
     startWith(1);
 

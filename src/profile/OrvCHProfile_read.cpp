@@ -102,7 +102,7 @@ void OrvCHProfile::takeBadInitialEntry(std::size_t position, const std::string& 
     orvLog(kOrvLogInternal, "Error getting Profile Initial Config from DS - bad status array[%d]",
            static_cast<int>(position));
     if (contains(key, kCaptureEnable)) {
-        setCaptureEnable("False");
+        [[maybe_unused]] const int result = setCaptureEnable("False");
     }
     if (contains(key, kCaptureEntries)) {
         captureEntries_ = 0;
@@ -115,8 +115,8 @@ OrvCHProfile::Reading OrvCHProfile::takeInitialEntry(const DsEntry& entry) {
         if (!contains(entry.name, attribute.word)) {
             continue;
         }
-        // A refused value leaves the field as it is; the others are still taken.
-        (this->*attribute.set)(entry.value);
+        // Whether the value is refused or not, the others are still taken.
+        [[maybe_unused]] const int result = (this->*attribute.set)(entry.value);
         if (attribute.readOn != nullptr && (this->*attribute.readOn)() < 0) {
             orvAlarm(attribute.alarm);
             return Reading::kStops;
@@ -132,7 +132,7 @@ int OrvCHProfile::processEmailConfigBulk(std::span<const DsEntry> entries, std::
     ORV_TRACE("Entry\n");
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (orvIsNotNegativeStatus(orvStatusAt(statuses, i))) {
-            addEmail(entries[i].value);
+            [[maybe_unused]] const int result = addEmail(entries[i].value);  // beyond the tenth none is taken
         } else {
             orvLog(kOrvLogInternal, "Error getting Profile Email Config from DS - bad status array[%d]",
                    static_cast<int>(i));

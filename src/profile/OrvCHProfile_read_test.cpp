@@ -153,6 +153,17 @@ TEST_F(OrvCHProfileRead, keepsTheFieldOfARefusedValueAndGoesOn) {
     EXPECT_EQ(profile_.level(), 4);
 }
 
+TEST_F(OrvCHProfileRead, goesOnAfterALevelNameThatIsTooLong) {
+    start();
+
+    EXPECT_EQ(driver_.initial({{"Level", std::string(40, 'F')}, {"MaxSize", "4000"}, {"ProfileList", "Ops"}}), 0);
+
+    EXPECT_EQ(profile_.level(), 5);
+    EXPECT_EQ(profile_.maxSize(), 4000u);
+    EXPECT_EQ(profile_.name(), "Ops");
+    EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
+}
+
 TEST_F(OrvCHProfileRead, logsAndPassesOverEntriesWithABadStatus) {
     start();
 
@@ -260,6 +271,20 @@ TEST_F(OrvCHProfileRead, addsGoodAddressesInOrderAndLogsBadOnes) {
         ElementsAre("log 15 8b000001 Error getting Profile Email Config from DS - bad status array[1]", kMarker));
 }
 
+TEST_F(OrvCHProfileRead, passesOverAddressesThatHaveNoStatus) {
+    start();
+    driver_.initial({{"NumberOfEmails", "3"}});
+    switch_.takeSent();
+
+    EXPECT_EQ(driver_.emails({"a@x", "b@x", "c@x"}, {0}), 0);
+
+    EXPECT_THAT(profile_.emails(), ElementsAre("a@x"));
+    EXPECT_THAT(
+        switch_.takeSent(),
+        ElementsAre("log 15 8b000001 Error getting Profile Email Config from DS - bad status array[1]",
+                    "log 15 8b000001 Error getting Profile Email Config from DS - bad status array[2]", kMarker));
+}
+
 TEST_F(OrvCHProfileRead, asksForAnEleventhAddressButDoesNotTakeIt) {
     start();
     driver_.initial({{"NumberOfEmails", "11"}});
@@ -307,6 +332,35 @@ TEST_F(OrvCHProfileRead, writesNoSecondMarkerForAnAnswerThatComesTwice) {
     driver_.initial({{"CaptureEntries", "0"}});
 
     EXPECT_THAT(switch_.takeSent(), IsEmpty());
+}
+
+// Two profiles read side by side, one of them with the largest index that there is.
+TEST_F(OrvCHProfileRead, asksUnderItsOwnIndex) {
+    OrvCHProfile last(4294967295u, switch_.store());
+    ProfileDriver lastDriver(switch_, last, 4294967295u);
+    const ProfileDriver::Values values{{"NumberOfEmails", "1"}, {"CaptureEntries", "1"}};
+    start();
+    ASSERT_EQ(last.readInitialConfig(), 0);
+    EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHProfile readInitialConfig: Index=4294967295\n"));
+    driver_.initial(values);
+    lastDriver.initial(values);
+    driver_.types({"Cron"});
+    lastDriver.types({"Cron"});
+
+    std::vector<std::string> requests = switch_.takeSent();
+    std::erase_if(requests, [](const std::string& line) { return !line.starts_with("bulk "); });
+
+    const std::string first = "Global.CallhomeDB.Profile.7.";
+    const std::string second = "Global.CallhomeDB.Profile.4294967295.";
+    const auto attributes = [](const std::string& key) {
+        return "bulk 5: " + key + "DayOfWeek " + key + "TimeOfDay " + key + "Interval";
+    };
+    EXPECT_THAT(requests, ElementsAre("bulk 2: Global.CallhomeDB.ProfileList.4294967295 " + second + "Level " + second +
+                                          "Format " + second + "MaxSize " + second + "EmailSubject " + second +
+                                          "NumberOfEmails " + second + "CaptureEnable " + second + "CaptureEntries",
+                                      "bulk 3: " + first + "EmailList.0", "bulk 4: " + first + "Capture.0.Type",
+                                      "bulk 3: " + second + "EmailList.0", "bulk 4: " + second + "Capture.0.Type",
+                                      attributes(first + "Capture.0."), attributes(second + "Capture.0.")));
 }
 
 TEST_F(OrvCHProfileRead, canBeReadAgain) {

@@ -12,8 +12,10 @@ protected:
     ~OrvConfigListener() = default;
 };
 
-// Runs step() and then reports the part as complete, also when the step ends in an exception, which goes on: the
-// configuration waits for every part, whatever became of it. Returns the step's result.
+// Each runs step(), returns its result, and reports a part as complete, also when the step ends in an exception, which
+// then goes on: the configuration waits for every part, whatever became of it.
+
+// In any case: the step takes an answer.
 template <typename Step>
 int orvCompleteAfter(OrvConfigListener& config, OrvConfigListener::Part part, const Step& step) {
     int result = 0;
@@ -24,5 +26,21 @@ int orvCompleteAfter(OrvConfigListener& config, OrvConfigListener::Part part, co
         throw;
     }
     config.configComplete(part);
+    return result;
+}
+
+// Only when the step fails: it sends a request, whose answer is to be waited for.
+template <typename Step>
+int orvCompleteUnlessSent(OrvConfigListener& config, OrvConfigListener::Part part, const Step& step) {
+    int result = -1;
+    try {
+        result = step();
+    } catch (...) {
+        config.configComplete(part);
+        throw;
+    }
+    if (result != 0) {
+        config.configComplete(part);
+    }
     return result;
 }

@@ -42,6 +42,7 @@ int TestQueue::peekClose(OrvCHMesg* message) {
 int TestQueue::peekDelete(OrvCHMesg* message, int result) {
     const auto entry = find(message);
     EXPECT_TRUE(entry != entries_.end() && entry->open);
+    entry->open = false;
     calls_.push_back("delete " + entry->message->Text + " " + std::to_string(result));
     entries_.erase(entry);
     return 0;
@@ -142,6 +143,15 @@ std::vector<std::string> ClientTest::takeLog() {
             lines.push_back(line.substr(line.find(' ') + 1));
         }
     }
+    return lines;
+}
+
+std::vector<std::string> ClientTest::takeOutcomeTraces() {
+    std::vector<std::string> lines = recording_.takeTraces();
+    std::erase_if(lines, [](const std::string& line) {
+        return !line.starts_with("OrvCHClient report: ") && !line.starts_with("OrvCHClient handleFailMesg: ") &&
+               !line.starts_with("OrvCHClient sendAgain: ");
+    });
     return lines;
 }
 

@@ -70,6 +70,8 @@ protected:
 
     // The event log's lines since the last call, "level id text" each; requests to the store are left out.
     std::vector<std::string> takeLog();
+    // What the main thread traced since the last call about outcomes and what follows them.
+    std::vector<std::string> takeOutcomeTraces();
 
     void configComplete(unsigned bit) override { completed_.push_back(bit); }
     void identityAddressRead(const std::string& /*address*/) override {}

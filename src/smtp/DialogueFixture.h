@@ -3,6 +3,7 @@
 
 #include "smtp/MailFixture.h"
 #include "smtp/SendFixture.h"
+#include "smtp/StagedSystem.h"
 
 #include <memory>
 #include <string>
@@ -13,12 +14,14 @@ protected:
     DialogueTest() { identity_.DNSClientEnable = false; }
 
     int run() {
-        const TestIdentity identity(identity_);
-        OrvSMTPClient client(timeouts_);
+        TestIdentity identity(identity_);
+        inUse_ = &identity;
+        OrvSMTPClient client(timeouts_, system_);
         OrvSendDialogue dialogue(client, identity.common(), reporter_,
                                  {SmtpAddrMode::kIPv4, server_.address(), server_.port()}, *message_);
         const int result = dialogue.run();
         failure_ = dialogue.failure();
+        inUse_ = nullptr;
         EXPECT_FALSE(client.connected());
         return result;
     }
@@ -30,7 +33,9 @@ protected:
     ScriptedReply line(const char* text) { return ScriptedReply::line(text); }
 
     OrvIdentity identity_ = fullIdentity();
+    TestIdentity* inUse_ = nullptr;  // while the dialogue runs
     OrvSMTPTimeouts timeouts_;
+    StagedSystem system_;
     ScriptedMailServer server_;
     RecordingReporter reporter_;
     const LogTexts log_{server_};

@@ -75,6 +75,10 @@ std::unique_ptr<OrvCHMesg> captureOf(const std::vector<std::string>& attachments
     return message;
 }
 
+std::string shortMail() {
+    return std::string(kMailHead) + kMailSwitch + kMailTime + kMailDetails;
+}
+
 OrvCHEnvelope& addEnvelope(OrvCHMesg& message, const std::string& profile, const std::vector<std::string>& recipients,
                            const std::string& format, std::uint32_t maxSize) {
     auto envelope = std::make_unique<OrvCHEnvelope>();

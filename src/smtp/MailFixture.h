@@ -39,6 +39,33 @@ private:
 std::unique_ptr<OrvCHMesg> portEvent();
 // A capture with sequence 17 and these attachments, which nobody has staged.
 std::unique_ptr<OrvCHMesg> captureOf(const std::vector<std::string>& attachments);
+// What a mail about that event consists of, for the profile "noc" of the full identity, presented as 10.1.2.3, on the
+// test's calendar day. The four parts are the whole of the short format.
+inline constexpr char kMailHead[] =
+    "Date: Tue, 14  Nov  2023  22:13:20  +0000\r\n"
+    "From: switch@example.com\r\n"
+    "Bcc:  \r\n"
+    "Reply-To: ops@example.com\r\n"
+    "Subject: [CallHome: noc] Switch event\r\n"
+    "\r\n\r\n";
+inline constexpr char kMailSwitch[] =
+    "SwitchName:     sw-core-1\r\n"
+    "SwitchIP:       10.1.2.3\r\n"
+    "SwitchWWN:      10:00:00:05:1e:00:00:01\r\n"
+    "Text:           Port 5 went down\r\n"
+    "ID:             0123.4567\r\n";
+inline constexpr char kMailTime[] = "Time:           Tue Nov 14 22:13:19.123 UTC 2023\r\n";
+inline constexpr char kMailDetails[] =
+    "Level:          Critical\r\n"
+    "Blade:          Blade: 1\r\n"
+    "ASIC:           2.5\r\n"
+    "Port:           5\r\n"
+    "vFabric:        128\r\n"
+    "Application:    Eport\r\n"
+    "Component:      chassis:1.2.3\r\n";
+// Those four in one.
+std::string shortMail();
+
 // Adds an envelope for these recipients and returns it.
 OrvCHEnvelope& addEnvelope(OrvCHMesg& message, const std::string& profile, const std::vector<std::string>& recipients,
                            const std::string& format = "Tsc1", std::uint32_t maxSize = 1000000);

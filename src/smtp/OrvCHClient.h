@@ -42,14 +42,14 @@ public:
 
     // Asks the store for the servers. 0, or -1 when the request could not be sent: then this part is reported as
     // complete and the servers stay as they are.
-    int readConfig();
+    [[nodiscard]] int readConfig();
     // Takes the answer, ends any retry, chooses the active server and reports this part as complete. Minus the number
     // of unknown keys.
-    int processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    [[nodiscard]] int processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     // The answer to a write. 0, or -1 when the write failed or was not this part's.
-    int processDsStatus(std::uint32_t id, std::int32_t status);
+    [[nodiscard]] int processDsStatus(std::uint32_t id, std::int32_t status);
     // Starts the thread once; a second call does nothing. 0 or -1.
-    int startThread();
+    [[nodiscard]] int startThread();
     // A management address of the switch is known from now on; sending waits for it.
     void switchAddressChanged() { switchAddressKnown_ = true; }
     void oneSecondTick();
@@ -87,6 +87,7 @@ private:
 
     // Main thread.
     bool applyEntry(const DsEntry& entry);
+    int request();
     int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     void publishActive(const OrvMailServers::Published& published);
     void endRetry();

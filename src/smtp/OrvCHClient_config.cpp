@@ -49,6 +49,10 @@ constexpr OrvCHClient::ConfigKey OrvCHClient::kConfigKeys[] = {
 
 int OrvCHClient::readConfig() {
     ORV_TRACE("Entry\n");
+    return orvCompleteUnlessSent(config_, OrvConfigListener::kSendClient, [this] { return request(); });
+}
+
+int OrvCHClient::request() {
     std::vector<std::string> names;
     for (const ConfigKey& key : kConfigKeys) {
         orvLog(kOrvLogDetail, "build request for %s", key.name);
@@ -57,11 +61,9 @@ int OrvCHClient::readConfig() {
     if (store_.bulkGetAttrReq(kConfigRequestId, names) == 0) {
         return 0;
     }
-    ORV_TRACE("Error reading DS bulk data entries\n");
-    return orvCompleteAfter(config_, OrvConfigListener::kSendClient, [] {
-        orvLog(kOrvLogInternal, "Error requesting Message Client config from DS");
-        return -1;
-    });
+    orvTrace(kTraceModule, "readConfig", "Error reading DS bulk data entries\n");
+    orvLog(kOrvLogInternal, "Error requesting Message Client config from DS");
+    return -1;
 }
 
 int OrvCHClient::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {

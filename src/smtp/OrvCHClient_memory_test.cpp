@@ -1,48 +1,80 @@
-// What the client does when there is no memory for a message between its threads.
+// What the client does when there is no memory for a message between its threads, or for what it has to say.
+#include "Dispatcher.h"
+#include "Timeval.h"
+#include "profile/FailingMemory.h"
 #include "smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>
 
+#include <chrono>
+#include <functional>
 #include <new>
 
-// The name that the compiler gives to the allocation that does not throw; the program is linked with --wrap for it.
-#if __SIZEOF_POINTER__ == 8
-#define ORV_WRAPPED_NEW __wrap__ZnwmRKSt9nothrow_t
-#define ORV_REAL_NEW __real__ZnwmRKSt9nothrow_t
-#else
-#define ORV_WRAPPED_NEW __wrap__ZnwjRKSt9nothrow_t
-#define ORV_REAL_NEW __real__ZnwjRKSt9nothrow_t
-#endif
-
-namespace {
-
-// The allocation of the calling thread that fails: 1 is the next one, 0 none.
-thread_local int failing = 0;
-
-}  // namespace
-
-extern "C" {
-void* ORV_REAL_NEW(std::size_t size, const std::nothrow_t& tag);
-void* ORV_WRAPPED_NEW(std::size_t size, const std::nothrow_t& tag) {
-    if (failing > 0 && --failing == 0) {
-        return nullptr;
-    }
-    return ORV_REAL_NEW(size, tag);
-}
-}
-
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsSupersetOf;
 
-using OrvCHClientMemory = ClientTest;
+namespace {
+
+class OrvCHClientMemory : public ClientTest {
+protected:
+    void handleWithFailing(int nothrowAllocation, OrvCHClientSend& send) {
+        const FailingMemory noMemory(FailingMemory::kNothrow, nothrowAllocation - 1, 1);
+        client_.handleThreadMesg(&send);
+        EXPECT_TRUE(noMemory.failed());
+    }
+
+    // Serves the main thread until no dialogue is running. In every turn this allocation fails. True when one did.
+    bool awaitOutcomeWithFailing(int after) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        bool failed = false;
+        while (client_.sendOutstanding()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                ADD_FAILURE() << "sending never ends";
+                break;
+            }
+            const Timeval limit(0, 5000);
+            const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+            try {
+                [[maybe_unused]] const int calls = Dispatcher::instance()->handle_events(&limit);
+            } catch (const std::bad_alloc&) {
+                // The loop's own: the next turn goes on.
+            }
+            failed = failed || noMemory.failed();
+        }
+        return failed;
+    }
+
+    // Sends one mail after the other; each time another allocation fails while the outcome is handled, until none is
+    // left to fail. Then the mail reaches the good server all the same.
+    void failEachAllocationOfTheOutcome(const std::function<void()>& prepare, const std::function<void()>& recover) {
+        startSending();
+        unsigned failures = 0;
+        bool failed = true;
+        for (int after = 0; failed; ++after) {
+            SCOPED_TRACE(after);
+            prepare();
+            queueMail("mail", {"a@x", "b@x"});
+            client_.oneSecondTick();
+            ASSERT_TRUE(client_.sendOutstanding());
+            failed = awaitOutcomeWithFailing(after);
+            failures += failed ? 1 : 0;
+            recover();
+            EXPECT_EQ(queue_.openCount(), 0u);
+            tick(5);  // as long as a retry waits
+            EXPECT_EQ(queue_.sendCount(), 0u) << "the mail was sent again";
+            EXPECT_FALSE(client_.retryPending());
+        }
+        EXPECT_GE(failures, 1u);
+    }
+};
+
+}  // namespace
 
 TEST_F(OrvCHClientMemory, endsItsThreadWhenItCannotTellASuccess) {
     useServerA();
     OrvCHClientSend send(&queueMail("mail"));
-    failing = 1;
 
-    client_.handleThreadMesg(&send);
+    handleWithFailing(1, send);
 
     EXPECT_THAT(recording_.takeTraces(),
                 IsSupersetOf({"OrvCHClient pushOutcome: Failure to allocate OrvCHClientSucceed object\n",
@@ -55,31 +87,92 @@ TEST_F(OrvCHClientMemory, endsItsThreadWhenItCannotTellAFailure) {
     serverA_.refuseConnections();
     useServerA();
     OrvCHClientSend send(&queueMail("mail"));
-    failing = 2;  // the first is the critical failure's entry
 
-    client_.handleThreadMesg(&send);
+    handleWithFailing(2, send);  // the first is the critical failure's entry
 
     EXPECT_THAT(recording_.takeTraces(),
                 IsSupersetOf({"OrvCHClient pushOutcome: Failure to allocate OrvCHClientFail object\n",
                               "OrvCHClient pushOutcome: Send thread exiting\n"}));
 }
 
-TEST_F(OrvCHClientMemory, endsTheProcessWhenItCannotHandAMessageOver) {
+TEST_F(OrvCHClientMemory, raisesBothAlarmsBeforeItEndsTheProcess) {
     useServerA();
     startSending();
     queueMail("mail");
     recording_.takeTraces();
+    recording_.echo();
 
     EXPECT_EXIT(
         {
-            failing = 1;
+            const FailingMemory noMemory(FailingMemory::kNothrow, 0, 1);
             client_.oneSecondTick();
         },
-        testing::ExitedWithCode(1), "");
+        testing::ExitedWithCode(1),
+        "^alarm 0 10050034 System resource error - contact technical support\n"
+        "alarm 16 0 OrvApp - cannot allocate memory\n$");
 
-    EXPECT_THAT(recording_.takeTraces(),
-                IsSupersetOf({"OrvCHClient pushSendMesg: Failure to allocate OrvCHClientSend object\n",
-                              "OrvCHClient pushSendMesg: Main thread exiting\n"}));
+    EXPECT_THAT(recording_.takeTraces(), ElementsAre("OrvCHClient pushSendMesg: Failure to allocate OrvCHClientSend "
+                                                     "object\n",
+                                                     "OrvCHClient pushSendMesg: Main thread exiting\n"));
     tick();
     EXPECT_THAT(queue_.takeCalls(), ElementsAre("open mail", "delete mail 0")) << "in this process all is well";
+}
+
+TEST_F(OrvCHClientMemory, sendsAgainAfterAFailureThatCouldNotBeReported) {
+    useBothServers();
+    failEachAllocationOfTheOutcome(
+        [this] {
+            serverA_.answer(MailStage::kMail, ScriptedReply::line("451 busy"));
+            serverB_.answer(MailStage::kMail, ScriptedReply::line("451 busy"));
+        },
+        [this] {
+            serverA_.answer(MailStage::kMail, ScriptedReply::line("250 ok"));
+            serverB_.answer(MailStage::kMail, ScriptedReply::line("250 ok"));
+            EXPECT_TRUE(client_.retryPending());
+            EXPECT_EQ(client_.countdown(), 5);
+        });
+}
+
+TEST_F(OrvCHClientMemory, sendsAgainAfterASecondTryThatCouldNotBeAnnounced) {
+    useBothServers();
+    failEachAllocationOfTheOutcome(
+        [this] {
+            serverA_.answerRecipientOnce("b@x", ScriptedReply::line("452 full"));
+            useBothServers();  // A is active again
+        },
+        [] {});
+}
+
+TEST_F(OrvCHClientMemory, sendsAgainAfterASuccessThatTheQueueCouldNotTakeNoteOf) {
+    useServerA();
+    failEachAllocationOfTheOutcome([] {}, [] {});
+}
+
+TEST_F(OrvCHClientMemory, reportsTheConfigurationAsReadWhicheverAllocationFails) {
+    const std::vector<DsEntry> entries = serverEntries("3-mail.of.a.long.name.example.com", 25, "", 0);
+    const std::vector<std::int32_t> statuses(entries.size(), 0);
+    const auto checkEach = [this](const std::function<void()>& step) {
+        unsigned failures = 0;
+        bool failed = true;
+        for (int after = 0; failed; ++after) {
+            completed_.clear();
+            {
+                const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+                try {
+                    step();
+                } catch (const std::bad_alloc&) {
+                    ++failures;
+                }
+                failed = noMemory.failed();
+            }
+            EXPECT_THAT(completed_, ElementsAre(2u)) << after;
+        }
+        EXPECT_GE(failures, 1u);
+    };
+
+    checkEach([&] { EXPECT_EQ(client_.processConfigBulk(entries, statuses), 0); });
+    checkEach([&] {
+        recording_.refuseRequest(1);
+        EXPECT_EQ(client_.readConfig(), -1);
+    });
 }

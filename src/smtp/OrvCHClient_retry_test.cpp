@@ -52,6 +52,78 @@ TEST_F(OrvCHClientRetry, reportsAFailureGivesTheMessageBackAndSaysWhenItTriesAga
     EXPECT_EQ(client_.attempts(), 1u);
 }
 
+TEST_F(OrvCHClientRetry, tracesEachOutcomeInItsOwnWords) {
+    const std::string serverA = "server=127.0.0.1, port=" + std::to_string(serverA_.port());
+    const std::string serverB = "server=::1, port=" + std::to_string(serverB_.port());
+    serverA_.answerOnce(MailStage::kMail, ScriptedReply::line("451 busy"));
+    serverB_.answerRecipientOnce("b@x", ScriptedReply::line("452 full"));
+    useBothServers();
+    startSending();
+    queueMail("mail", {"b@x"});
+    recording_.takeTraces();
+
+    tick();
+    EXPECT_THAT(takeOutcomeTraces(),
+                ElementsAre("OrvCHClient report: Encountered failure communicating with SMTP " + serverA +
+                                ", Reason=[SMTP RESPONSE Error], Description=[SMTP server error Response], "
+                                "Response=[451 busy]\n",
+                            "OrvCHClient handleFailMesg: Will retry via SMTP " + serverB + ", after 5 seconds\n"));
+
+    tick(5);
+    EXPECT_THAT(takeOutcomeTraces(), ElementsAre("OrvCHClient sendAgain: Will retry via SMTP " + serverA + "\n"));
+    EXPECT_THAT(queue_.takeCalls(), ElementsAre("open mail", "close mail", "open mail", "delete mail 0"));
+}
+
+TEST_F(OrvCHClientRetry, isNotCancelledByATickWhileItIsOnItsWay) {
+    useServerA();
+    failFirstSend();
+    serverA_.acceptConnections();
+    serverA_.answerOnce(MailStage::kEndOfData, ScriptedReply::silence());
+    for (int i = 0; i < 5; ++i) {
+        client_.oneSecondTick();
+    }
+    ASSERT_TRUE(client_.sendOutstanding());
+    ASSERT_TRUE(
+        serverA_.waitUntil([&] { return serverA_.connections() == 1 && serverA_.received(0).ends_with("\r\n.\r\n"); }));
+
+    for (int i = 0; i < 10; ++i) {
+        client_.oneSecondTick();
+    }
+
+    EXPECT_TRUE(client_.retryPending());
+    EXPECT_EQ(client_.attempts(), 2u);
+    EXPECT_THAT(takeLog(), IsEmpty());
+    EXPECT_THAT(queue_.takeCalls(), ElementsAre("open mail")) << "and it is sent once";
+    serverA_.breakConnections();
+    serveUntil([&] { return !client_.sendOutstanding(); });
+    EXPECT_EQ(client_.countdown(), 300);
+}
+
+TEST_F(OrvCHClientRetry, keepsItsCountThroughASecondTryOfRecipients) {
+    useBothServers();
+    failFirstSend();
+    EXPECT_THAT(delays(1), ElementsAre(5));
+    ASSERT_EQ(client_.attempts(), 2u);
+    serverA_.acceptConnections();
+    serverB_.acceptConnections();
+    serverA_.answer(MailStage::kRcpt, ScriptedReply::line("452 full"));
+    serverB_.answer(MailStage::kEndOfData, ScriptedReply::silence());
+    for (int i = 0; i < 5; ++i) {
+        client_.oneSecondTick();
+    }
+    serveUntil([&] { return serverB_.connections() == 1 && serverB_.received(0).ends_with("\r\n.\r\n"); });
+
+    EXPECT_TRUE(client_.sendOutstanding());
+    EXPECT_TRUE(client_.retryPending());
+    EXPECT_EQ(client_.attempts(), 2u);
+    EXPECT_EQ(client_.countdown(), 0);
+
+    serverB_.breakConnections();
+    serveUntil([&] { return !client_.sendOutstanding(); });
+    EXPECT_EQ(client_.attempts(), 3u);
+    EXPECT_EQ(client_.countdown(), 300);
+}
+
 TEST_F(OrvCHClientRetry, triesTheOtherServerAfterFiveSeconds) {
     serverA_.refuseConnections();
     useBothServers();
@@ -211,9 +283,17 @@ TEST_F(OrvCHClientRetry, isNotArmedWithoutAUsableServerAndGoesOnWithTheNextConfi
     ASSERT_TRUE(serverA_.waitUntil([&] { return serverA_.received(0).ends_with("\r\n.\r\n"); }));
     configure(serverEntries("", 0, "", 0));
     recording_.takeSent();
+    recording_.takeTraces();
     serverA_.breakConnections();
     serveUntil([&] { return !client_.sendOutstanding(); });
 
+    EXPECT_THAT(takeOutcomeTraces(),
+                ElementsAre("OrvCHClient report: Encountered failure communicating with SMTP server=127.0.0.1, port=" +
+                                std::to_string(serverA_.port()) +
+                                ", Reason=[Socket Closed Error], Description=[Connection reset by peer], "
+                                "Response=[]\n",
+                            "OrvCHClient report: SMTP addresses are defaults or disabled, will not retry sending "
+                            "messages until a valid SMTP  address has been configured and enabled\n"));
     EXPECT_THAT(takeLog(),
                 ElementsAre(kCriticalLine, encountered(serverA_, "Socket Closed Error", "Connection reset by peer", ""),
                             "3 8b000011 SMTP addresses are defaults or disabled, will not retry sending messages until "

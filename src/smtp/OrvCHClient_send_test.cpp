@@ -99,6 +99,36 @@ TEST_F(OrvCHClientSendTest, hasOneMessageOnItsWayAtATime) {
     serveUntil([&] { return !client_.sendOutstanding(); });
 }
 
+TEST_F(OrvCHClientSendTest, reportsAThreadThatCannotBeLaunched) {
+    // More than there is address space left for, and not near enough to its end to wrap.
+    ASSERT_EQ(client_.setStackSize(~(std::size_t{1} << 24)), 0);
+
+    EXPECT_EQ(client_.startThread(), -1);
+    EXPECT_THAT(takeLog(), ElementsAre("16 8b000001 orvApp failed to launch sending thread"));
+    EXPECT_FALSE(client_.running());
+
+    ASSERT_EQ(client_.setStackSize(std::size_t{1} << 20), 0);
+    EXPECT_EQ(client_.startThread(), 0);
+    EXPECT_THAT(takeLog(), IsEmpty());
+    serveUntil([&] { return client_.running(); });
+}
+
+TEST_F(OrvCHClientSendTest, showsAPortBeyond65535WholeAndConnectsToItsLowHalf) {
+    serverA_.answer(MailStage::kRcpt, ScriptedReply::line("550 unknown"));
+    const std::string port = std::to_string(serverA_.port() + 0x10000u);
+    configure(serverEntries("1-127.0.0.1", serverA_.port() + 0x10000u, "", 0));
+    EXPECT_THAT(recording_.takeSent(), Contains("set 12 2 1 Oper.Callhome.ActiveSMTPPort=" + port));
+    startSending();
+    queueMail("mail", {"b@x"});
+
+    tick();
+
+    EXPECT_EQ(serverA_.connections(), 1u);
+    EXPECT_THAT(takeLog(), Contains("2 8b000016 SMTP server 127.0.0.1, port " + port +
+                                    ",  did not accept any recipients from profile noc. Email message will not be "
+                                    "sent for the profile."));
+}
+
 TEST_F(OrvCHClientSendTest, startsItsThreadOnce) {
     EXPECT_EQ(client_.startThread(), 0);
     EXPECT_EQ(client_.startThread(), 0);

@@ -111,6 +111,29 @@ TEST(OrvMailBuffer, appendsDirectTextBeyondTheLimitAndThenAddsNoLine) {
     EXPECT_EQ(buffer.text(), "longer than five");
 }
 
+TEST(OrvMailBuffer, growsInPlaceUpToWhatRoomWasMadeFor) {
+    OrvMailBuffer buffer(100000);
+    buffer.reserve(5000);
+    const char* const place = buffer.text().data();
+
+    for (int i = 0; i < 49; ++i) {
+        buffer.addLabelData(OrvMailLabel::kSwitchName, std::string(82, 'x'));
+    }
+    buffer.append(std::string(100, 'y'));
+
+    EXPECT_EQ(buffer.text().size(), 5000u);
+    EXPECT_EQ(buffer.text().data(), place);
+}
+
+TEST(OrvMailBuffer, goesOnWithoutRoomThatCannotBeMade) {
+    OrvMailBuffer buffer(100);
+
+    buffer.reserve(UINT64_MAX);
+    buffer.addLabelData(OrvMailLabel::kFrom, "a@x");
+
+    EXPECT_EQ(buffer.text(), "From: a@x\r\n");
+}
+
 TEST(OrvMailBuffer, takesTheLargestLimitThereIs) {
     OrvMailBuffer buffer(4294967295u);
 

@@ -1,10 +1,53 @@
+// What composing holds on to, and what it lets go. The program is linked with --wrap for compileAttachment().
 #include "smtp/OrvMailComposer.h"
 
 #include "smtp/MailFixture.h"
+#include "smtp/OrvMailAttachment.h"
 
 #include <gtest/gtest.h>
 
-using OrvMailComposerTest = MailTest;
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#define ORV_COMPILE_ATTACHMENT \
+    _Z17compileAttachmentR13OrvMailBufferRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEES8_S8_
+#define ORV_JOIN(a, b) a##b
+#define ORV_REAL(name) ORV_JOIN(__real_, name)
+#define ORV_WRAP(name) ORV_JOIN(__wrap_, name)
+
+namespace {
+
+std::function<void()> beforeAttachment;  // may be empty
+
+}  // namespace
+
+extern "C" {
+int ORV_REAL(ORV_COMPILE_ATTACHMENT)(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
+                                     const std::string& captureId);
+int ORV_WRAP(ORV_COMPILE_ATTACHMENT)(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
+                                     const std::string& captureId) {
+    if (beforeAttachment) {
+        beforeAttachment();
+    }
+    return ORV_REAL(ORV_COMPILE_ATTACHMENT)(buffer, boundary, name, captureId);
+}
+}
+
+namespace {
+
+class OrvMailComposerTest : public MailTest {
+protected:
+    static std::string compose(const OrvCHMesgCommon& identity, const OrvCHMesg& message,
+                               const OrvCHEnvelope& envelope) {
+        std::string text;
+        EXPECT_EQ(OrvMailComposer(identity).compose(message, envelope, "10.1.2.3", text), 0);
+        return text;
+    }
+};
+
+}  // namespace
 
 TEST_F(OrvMailComposerTest, failsForAMessageOfAnUnknownKindAndLeavesTheTextAlone) {
     OrvCHMesg message;
@@ -32,15 +75,72 @@ TEST_F(OrvMailComposerTest, datesEachMailAnew) {
     EXPECT_EQ(text.substr(0, 41), "Date: Wed, 15  Nov  2023  22:13:20  +0000");
 }
 
+// Setting either while it is still held would stop the process.
 TEST_F(OrvMailComposerTest, letsMessageAndIdentityGo) {
     const auto message = portEvent();
     const OrvCHEnvelope& envelope = addEnvelope(*message, "noc", {"a@example.com"});
     TestIdentity identity(fullIdentity());
-    std::string text;
-    ASSERT_EQ(OrvMailComposer(identity.common()).compose(*message, envelope, "10.1.2.3", text), 0);
+
+    compose(identity.common(), *message, envelope);
 
     { const Mt::Lock lock(message->lock()); }
     identity.set(OrvIdentity());
-
     EXPECT_EQ(identity.common().current().From, "");
+}
+
+TEST_F(OrvMailComposerTest, readsAttachmentsWithoutHoldingIdentityOrMessage) {
+    const auto message = captureOf({"first.gz", "second.gz"});
+    const OrvCHEnvelope& envelope = addEnvelope(*message, "noc", {"a@example.com"});
+    TestIdentity identity(fullIdentity());
+    const std::string expected = compose(identity.common(), *message, envelope);
+    unsigned attachments = 0;
+    beforeAttachment = [&] {
+        const Mt::Lock lock(message->lock());
+        identity.set(OrvIdentity());
+        ++attachments;
+    };
+
+    const std::string text = compose(identity.common(), *message, envelope);
+
+    beforeAttachment = nullptr;
+    EXPECT_EQ(attachments, 2u);
+    EXPECT_EQ(text, expected) << "composed from the identity as it was before";
+}
+
+// Both change as a whole while another thread composes.
+TEST_F(OrvMailComposerTest, composesFromOneIdentityOnly) {
+    OrvIdentity other = fullIdentity();
+    for (std::string* text : {&other.From, &other.ReplyTo, &other.ContactName, &other.ContactEmail, &other.PhoneNumber,
+                              &other.StreetAddress, &other.Location, &other.SymName, &other.WWN, &other.SerialNum}) {
+        *text += " of another switch, with a longer text";
+    }
+    const auto message = portEvent();
+    const OrvCHEnvelope& envelope = addEnvelope(*message, "noc", {"a@example.com"}, "FullText");
+    TestIdentity identity(fullIdentity());
+    const std::string first = compose(identity.common(), *message, envelope);
+    identity.set(other);
+    const std::string second = compose(identity.common(), *message, envelope);
+    std::atomic<bool> stop = false;
+    std::atomic<unsigned> composed = 0;
+    std::atomic<unsigned> mixed = 0;
+    std::thread sender([&] {
+        while (!stop) {
+            const std::string text = compose(identity.common(), *message, envelope);
+            mixed += text == first || text == second ? 0 : 1;
+            ++composed;
+        }
+    });
+
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    for (unsigned changes = 0; changes < 200 || composed < 20; ++changes) {
+        identity.set(changes % 2 == 0 ? fullIdentity() : other);
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << "only " << composed << " mails were composed";
+            break;
+        }
+    }
+    stop = true;
+    sender.join();
+
+    EXPECT_EQ(mixed, 0u);
 }

@@ -283,6 +283,21 @@ TEST_F(OrvMimeMail, leavesACopyWithoutTheClosingBoundaryUnderTheNextNumber) {
     EXPECT_EQ(second, first);
 }
 
+TEST_F(OrvMimeMail, leavesItsCopyWithItsMode) {
+    const std::pair<mode_t, mode_t> rows[] = {{0, 0666}, {022, 0644}, {077, 0600}};
+    for (const auto& [mask, mode] : rows) {
+        const std::string path = "/tmp/output." + std::to_string(nextCopy());
+        const auto message = captureOf({});
+        const mode_t former = ::umask(mask);
+        mail(*message);
+        ::umask(former);
+        struct stat status {};
+        ASSERT_EQ(::stat(root_.at(path).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, mode);
+        ::unlink(root_.at(path).c_str());
+    }
+}
+
 TEST_F(OrvMimeMail, replacesAnOlderCopyOfTheSameNumber) {
     const std::string path = "/tmp/output." + std::to_string(nextCopy());
     root_.write(path, std::string(10000, 'x'));

@@ -78,6 +78,44 @@ TEST_F(OrvSMTPClientFailing, connectsOverIPv6) {
     EXPECT_TRUE(client_.connected());
 }
 
+TEST_F(OrvSMTPClientFailing, connectsToAnIPv6AddressOfAName) {
+    ScriptedMailServer server(ScriptedMailServer::Family::kIPv6);
+    system_.addresses = {"::1"};
+
+    EXPECT_EQ(client_.connectServer("mail.example.com", server.port(), SmtpAddrMode::kHostName), 0);
+
+    EXPECT_TRUE(client_.connected());
+    EXPECT_EQ(server.connections(), 1u);
+    EXPECT_THAT(system_.connected, ElementsAre("::1 port " + std::to_string(server.port()) + " flow 0 scope 0"));
+}
+
+TEST_F(OrvSMTPClientFailing, triesEachAddressOfANameAtTheServersPort) {
+    server_.refuseConnections();
+    system_.addresses = {"127.0.0.1", "::1", "not an internet address", "127.0.0.1"};
+
+    EXPECT_EQ(connectByName(client_), -1);
+
+    const std::string port = " port " + std::to_string(server_.port());
+    EXPECT_THAT(system_.connected,
+                ElementsAre("127.0.0.1" + port, "::1" + port + " flow 0 scope 0", "127.0.0.1" + port));
+}
+
+TEST_F(OrvSMTPClientFailing, connectsToTheLowHalfOfAPort) {
+    EXPECT_EQ(client_.connectServer(server_.address(), server_.port() + 0x50000u, SmtpAddrMode::kIPv4), 0);
+
+    EXPECT_THAT(system_.connected, ElementsAre("127.0.0.1 port " + std::to_string(server_.port())));
+    EXPECT_EQ(server_.connections(), 1u);
+}
+
+TEST_F(OrvSMTPClientFailing, readsAgainAfterAnInterruption) {
+    system_.receiveErrors = {EINTR, EINTR};
+
+    EXPECT_EQ(connect(client_), 0);
+
+    EXPECT_TRUE(system_.receiveErrors.empty());
+    expectError(client_, 0, "Okay", "");
+}
+
 TEST_F(OrvSMTPClientFailing, reportsANameThatCannotBeResolved) {
     system_.resolveError = EAI_NONAME;
 

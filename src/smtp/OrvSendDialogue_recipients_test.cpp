@@ -172,6 +172,27 @@ TEST_F(OrvSendDialogueRecipients, goBackToTheirFirstTryWhenDataIsRefused) {
     EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));
 }
 
+// A message of an unknown kind cannot be composed.
+TEST_F(OrvSendDialogueRecipients, goBackToTheirFirstTryWhenTheMailCannotBeComposed) {
+    message_ = std::make_unique<OrvCHMesg>();
+    server_.answerRecipient("b@x", line("452 full"));
+    server_.answerRecipient("c@x", line("451 later"));
+    server_.answerRecipient("d@x", line("550 unknown"));
+    system_.onSend = [this](std::string_view bytes) {
+        if (bytes == "QUIT\r\n") {
+            server_.breakConnections();  // taken as text, it would never be answered
+        }
+    };
+    const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x", "$c@x", "d@x", "!e@x"});
+
+    EXPECT_EQ(run(), -1);
+
+    EXPECT_THAT(noc.Recipients, ElementsAre("a@x", "b@x", "$c@x", "#d@x", "!e@x"));
+    EXPECT_FALSE(noc.Done);
+    EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));
+    EXPECT_EQ(failure_.response, "550 unknown");
+}
+
 TEST_F(OrvSendDialogueRecipients, goBackToTheirFirstTryWhenTheTextIsRefused) {
     server_.answerRecipient("b@x", line("452 full"));
     server_.answer(MailStage::kEndOfData, line("552 too much"));

@@ -1,4 +1,4 @@
-// What a dialogue says on the wire, whom it presents the switch as, and how it fails.
+// What a dialogue says on the wire, and how it fails.
 #include "smtp/OrvSendDialogue.h"
 
 #include "smtp/DialogueFixture.h"
@@ -12,34 +12,13 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr char kMail[] =
-    "Date: Tue, 14  Nov  2023  22:13:20  +0000\r\n"
-    "From: switch@example.com\r\n"
-    "Bcc:  \r\n"
-    "Reply-To: ops@example.com\r\n"
-    "Subject: [CallHome: noc] Switch event\r\n"
-    "\r\n\r\n"
-    "SwitchName:     sw-core-1\r\n"
-    "SwitchIP:       10.1.2.3\r\n"
-    "SwitchWWN:      10:00:00:05:1e:00:00:01\r\n"
-    "Text:           Port 5 went down\r\n"
-    "ID:             0123.4567\r\n"
-    "Time:           Tue Nov 14 22:13:19.123 UTC 2023\r\n"
-    "Level:          Critical\r\n"
-    "Blade:          Blade: 1\r\n"
-    "ASIC:           2.5\r\n"
-    "Port:           5\r\n"
-    "vFabric:        128\r\n"
-    "Application:    Eport\r\n"
-    "Component:      chassis:1.2.3\r\n";
-
 const std::string kWholeDialogue = std::string(
                                        "EHLO [10.1.2.3]\r\n"
                                        "MAIL FROM:<switch@example.com>\r\n"
                                        "RCPT TO:<a@example.com>\r\n"
                                        "RCPT TO:<b@example.com>\r\n"
                                        "DATA\r\n") +
-                                   kMail +
+                                   shortMail() +
                                    "\r\n"
                                    ".\r\n"
                                    "QUIT\r\n";
@@ -96,85 +75,6 @@ TEST_F(OrvSendDialogueTest, onlyGreetsWhenThereIsNothingToDo) {
     EXPECT_EQ(server_.received(0), "EHLO [10.1.2.3]\r\nQUIT\r\n");
 }
 
-TEST_F(OrvSendDialogueTest, presentsTheSwitchByHostNameThenIPv4ThenIPv6) {
-    const std::string host = "EHLO localhost\r\nHELO localhost\r\n";
-    const std::string ipv4 = "EHLO [10.1.2.3]\r\nHELO [10.1.2.3]\r\n";
-    const std::string ipv6 = "EHLO [IPv6:2001:db8::3]\r\nHELO [IPv6:2001:db8::3]\r\n";
-    const std::string noIpv6 = "EHLO [IPv6:]\r\nHELO [IPv6:]\r\n";
-    struct {
-        bool enabled;
-        const char* host;
-        const char* ipv4;
-        const char* ipv6;
-        std::string expected;
-    } const rows[] = {
-        {true, "localhost", "10.1.2.3", "2001:db8::3", host + ipv4 + ipv6},
-        {false, "localhost", "10.1.2.3", "2001:db8::3", ipv4 + ipv4 + ipv6},
-        {true, "", "10.1.2.3", "2001:db8::3", ipv4 + ipv4 + ipv6},
-        {true, "localhost", "", "2001:db8::3", host + ipv6},
-        {false, "", "", "2001:db8::3", ipv6},
-        {false, "", "10.1.2.3", "", ipv4 + ipv4 + noIpv6},
-        {false, "", "", "", noIpv6},
-    };
-    server_.answer(MailStage::kEhlo, line("500 no"));
-    server_.answer(MailStage::kHelo, line("501 no"));
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.expected);
-        identity_.DNSClientEnable = row.enabled;
-        identity_.Hostname = row.host;
-        identity_.IPv4Address = row.ipv4;
-        identity_.IPv6Address = row.ipv6;
-        EXPECT_EQ(run(), -1);
-        const std::string all = server_.received(server_.connections() - 1);
-        const auto canonical = [](std::string text) {  // the host's own canonical name stands for "localhost"
-            for (std::size_t at = 0; (at = text.find("LO ", at)) != std::string::npos; at += 3) {
-                const std::size_t end = text.find("\r\n", at);
-                if (text[at + 3] != '[') {
-                    text.replace(at + 3, end - at - 3, "localhost");
-                }
-            }
-            return text;
-        };
-        EXPECT_EQ(canonical(all), row.expected) << "and no QUIT";
-        EXPECT_EQ(failure_.reason, "SMTP RESPONSE Error");
-        EXPECT_EQ(failure_.response, "501 no");
-    }
-}
-
-TEST_F(OrvSendDialogueTest, showsInTheMailTheIdentityThatWasAccepted) {
-    server_.answerOnce(MailStage::kEhlo, line("500 no"));
-    server_.answerOnce(MailStage::kHelo, line("501 no"));
-    server_.answerOnce(MailStage::kEhlo, line("500 no"));
-    server_.answerOnce(MailStage::kHelo, line("501 no"));
-    envelope("noc", {"a@example.com"});
-
-    EXPECT_EQ(run(), 0);
-
-    EXPECT_THAT(server_.mailsTaken().at(0).text, testing::HasSubstr("SwitchIP:       2001:db8::3\r\n"));
-}
-
-TEST_F(OrvSendDialogueTest, tracesItsIdentities) {
-    server_.answer(MailStage::kEhlo, line("500 no"));
-    server_.answer(MailStage::kHelo, line("501 no"));
-    EXPECT_EQ(run(), -1);
-
-    EXPECT_THAT(takeTraces(),
-                testing::IsSupersetOf({"presentClient: Send SMTP client identity as IPv4 addr: 10.1.2.3",
-                                       "presentClient: Failed to send SMTP client identity: SMTP server error Response",
-                                       "presentClient: Send SMTP client identity as IPv6 addr: 2001:db8::3",
-                                       "presentClient: No other connect retries possible!"}));
-}
-
-TEST_F(OrvSendDialogueTest, triesNoOtherIdentityOnceTheConnectionIsLost) {
-    server_.answer(MailStage::kEhlo, ScriptedReply::hangUp());
-
-    EXPECT_EQ(run(), -1);
-
-    EXPECT_EQ(server_.received(0), "EHLO [10.1.2.3]\r\n");
-    EXPECT_EQ(failure_.reason, "Socket Closed Error");
-    EXPECT_EQ(failure_.description, "Success");
-}
-
 TEST_F(OrvSendDialogueTest, failsWithTheReasonOfEachRefusedStep) {
     const std::string begin = "EHLO [10.1.2.3]\r\n";
     const std::string sender = "MAIL FROM:<switch@example.com>\r\n";
@@ -186,7 +86,7 @@ TEST_F(OrvSendDialogueTest, failsWithTheReasonOfEachRefusedStep) {
         {MailStage::kGreeting, ""},
         {MailStage::kMail, begin + sender + "QUIT\r\n"},
         {MailStage::kData, begin + sender + recipient + "DATA\r\nQUIT\r\n"},
-        {MailStage::kEndOfData, begin + sender + recipient + "DATA\r\n" + kMail + "\r\n.\r\nQUIT\r\n"},
+        {MailStage::kEndOfData, begin + sender + recipient + "DATA\r\n" + shortMail() + "\r\n.\r\nQUIT\r\n"},
     };
     for (const auto& row : rows) {
         message_ = portEvent();
@@ -264,6 +164,18 @@ TEST_F(OrvSendDialogueTest, reportsACriticalFailureOnlyForTheFirstOfARun) {
     EXPECT_EQ(run(), -1);
 
     EXPECT_THAT(reporter_.lines, IsEmpty());
+}
+
+TEST_F(OrvSendDialogueTest, tracesACriticalFailureOnce) {
+    const std::string line = "reportCriticalFailure: Critical protocol failure with SMTP server";
+    server_.refuseConnections();
+
+    EXPECT_EQ(run(), -1);
+    EXPECT_THAT(takeTraces(), testing::Contains(line).Times(1));
+
+    reporter_.retryPending = true;
+    EXPECT_EQ(run(), -1);
+    EXPECT_THAT(takeTraces(), testing::Not(testing::Contains(line)));
 }
 
 TEST_F(OrvSendDialogueTest, reportsARecoveryAfterFailures) {

@@ -38,32 +38,7 @@ constexpr char kTsc1Head[] =
     "Subject: [CallHome-Event: noc] Switch event\r\n"
     "\r\n\r\n";
 
-constexpr char kHead[] =
-    "Date: Tue, 14  Nov  2023  22:13:20  +0000\r\n"
-    "From: switch@example.com\r\n"
-    "Bcc:  \r\n"
-    "Reply-To: ops@example.com\r\n"
-    "Subject: [CallHome: noc] Switch event\r\n"
-    "\r\n\r\n";
-
-constexpr char kSwitch[] =
-    "SwitchName:     sw-core-1\r\n"
-    "SwitchIP:       10.1.2.3\r\n"
-    "SwitchWWN:      10:00:00:05:1e:00:00:01\r\n"
-    "Text:           Port 5 went down\r\n"
-    "ID:             0123.4567\r\n";
-
-constexpr char kFirstTime[] = "Time:           Tue Nov 14 22:13:19.123 UTC 2023\r\n";
 constexpr char kLastTime[] = "Time:           Tue Nov 14 23:00:00 UTC 2023\r\n";
-
-constexpr char kDetails[] =
-    "Level:          Critical\r\n"
-    "Blade:          Blade: 1\r\n"
-    "ASIC:           2.5\r\n"
-    "Port:           5\r\n"
-    "vFabric:        128\r\n"
-    "Application:    Eport\r\n"
-    "Component:      chassis:1.2.3\r\n";
 
 constexpr char kLocation[] = "\r\n\r\n------------    Switch Location\r\nLab 3, rack 7\r\n";
 
@@ -82,15 +57,15 @@ std::string join(std::initializer_list<const char*> parts) {
 }  // namespace
 
 TEST_F(OrvTextMail, tellsATsc1ReaderEverythingInFixedLines) {
-    EXPECT_EQ(mail("Tsc1"),
-              join({kTsc1Head, "SN:             SN0042\r\nDuplicateCount: 0\r\n", kSwitch, kFirstTime, kDetails}));
+    EXPECT_EQ(mail("Tsc1"), join({kTsc1Head, "SN:             SN0042\r\nDuplicateCount: 0\r\n", kMailSwitch, kMailTime,
+                                  kMailDetails}));
 }
 
 TEST_F(OrvTextMail, givesATsc1ReaderTheLastDuplicatesTime) {
     duplicates(1);
 
-    EXPECT_EQ(mail("Tsc1"),
-              join({kTsc1Head, "SN:             SN0042\r\nDuplicateCount: 1\r\n", kSwitch, kLastTime, kDetails}));
+    EXPECT_EQ(mail("Tsc1"), join({kTsc1Head, "SN:             SN0042\r\nDuplicateCount: 1\r\n", kMailSwitch, kLastTime,
+                                  kMailDetails}));
 }
 
 TEST_F(OrvTextMail, keepsEveryTsc1LabelOfAnEmptyValueButTheSerialNumbers) {
@@ -119,24 +94,24 @@ TEST_F(OrvTextMail, keepsEveryTsc1LabelOfAnEmptyValueButTheSerialNumbers) {
 }
 
 TEST_F(OrvTextMail, addsLocationAndContactForAFullTextReader) {
-    EXPECT_EQ(mail("FullText"),
-              join({kHead, "------------    Event Details\r\n", kSwitch, kFirstTime, kDetails, kLocation, kContact}));
+    EXPECT_EQ(mail("FullText"), join({kMailHead, "------------    Event Details\r\n", kMailSwitch, kMailTime,
+                                      kMailDetails, kLocation, kContact}));
 }
 
 TEST_F(OrvTextMail, opensAFullTextMailWithTheDuplicateLine) {
     duplicates(5);
 
     EXPECT_EQ(mail("FullText"),
-              join({kHead, "------------    Message is a duplicate: last of 5 repeated messages...\r\n",
-                    "------------    Event Details\r\n", kSwitch, kLastTime, kDetails, kLocation, kContact}));
+              join({kMailHead, "------------    Message is a duplicate: last of 5 repeated messages...\r\n",
+                    "------------    Event Details\r\n", kMailSwitch, kLastTime, kMailDetails, kLocation, kContact}));
 }
 
 TEST_F(OrvTextMail, saysOnlyThatItIsADuplicateForTheFirstOne) {
     duplicates(1);
 
     EXPECT_EQ(mail("FullText"),
-              join({kHead, "------------    Message is a duplicate\r\n", "------------    Event Details\r\n", kSwitch,
-                    kLastTime, kDetails, kLocation, kContact}));
+              join({kMailHead, "------------    Message is a duplicate\r\n", "------------    Event Details\r\n",
+                    kMailSwitch, kLastTime, kMailDetails, kLocation, kContact}));
 }
 
 TEST_F(OrvTextMail, showsTheLargestDuplicateCountWhole) {
@@ -153,7 +128,8 @@ TEST_F(OrvTextMail, leavesOutLocationAndContactThatAreUndefined) {
     identity_.PhoneNumber = "<undefined>";
     identity_.ContactEmail = "<undefined>";
 
-    EXPECT_EQ(mail("FullText"), join({kHead, "------------    Event Details\r\n", kSwitch, kFirstTime, kDetails}));
+    EXPECT_EQ(mail("FullText"),
+              join({kMailHead, "------------    Event Details\r\n", kMailSwitch, kMailTime, kMailDetails}));
 }
 
 TEST_F(OrvTextMail, leavesOutLocationAndContactThatAreEmpty) {
@@ -163,7 +139,8 @@ TEST_F(OrvTextMail, leavesOutLocationAndContactThatAreEmpty) {
     identity_.PhoneNumber.clear();
     identity_.ContactEmail.clear();
 
-    EXPECT_EQ(mail("FullText"), join({kHead, "------------    Event Details\r\n", kSwitch, kFirstTime, kDetails}));
+    EXPECT_EQ(mail("FullText"),
+              join({kMailHead, "------------    Event Details\r\n", kMailSwitch, kMailTime, kMailDetails}));
 }
 
 TEST_F(OrvTextMail, leavesOutSingleContactLinesThatAreUndefined) {
@@ -187,7 +164,7 @@ TEST_F(OrvTextMail, takesAnotherFieldsMarkerAsAValue) {
 TEST_F(OrvTextMail, tellsAnyOtherReaderTheEventInShort) {
     for (const char* format : {"ShortText", "", "tsc1", "fulltext", "Tsc1 "}) {
         SCOPED_TRACE(format);
-        EXPECT_EQ(mail(format), join({kHead, kSwitch, kFirstTime, kDetails}));
+        EXPECT_EQ(mail(format), join({kMailHead, kMailSwitch, kMailTime, kMailDetails}));
     }
 }
 
@@ -195,8 +172,8 @@ TEST_F(OrvTextMail, opensAShortMailWithTheDuplicateLine) {
     duplicates(2);
 
     EXPECT_EQ(mail("ShortText"),
-              join({kHead, "------------    Message is a duplicate: last of 2 repeated messages...\r\n", kSwitch,
-                    kLastTime, kDetails}));
+              join({kMailHead, "------------    Message is a duplicate: last of 2 repeated messages...\r\n",
+                    kMailSwitch, kLastTime, kMailDetails}));
 }
 
 TEST_F(OrvTextMail, leavesOutEmptyLinesOfAShortMail) {
@@ -205,12 +182,12 @@ TEST_F(OrvTextMail, leavesOutEmptyLinesOfAShortMail) {
     message_->logEvent()->VID.clear();
     message_->logEvent()->Components.clear();
 
-    EXPECT_EQ(mail("ShortText"), join({kHead,
+    EXPECT_EQ(mail("ShortText"), join({kMailHead,
                                        "SwitchName:     sw-core-1\r\n"
                                        "SwitchIP:       10.1.2.3\r\n"
                                        "Text:           Port 5 went down\r\n"
                                        "ID:             0123.4567\r\n",
-                                       kFirstTime,
+                                       kMailTime,
                                        "Level:          Critical\r\n"
                                        "Blade:          Blade: 1\r\n"
                                        "Port:           5\r\n"
@@ -220,7 +197,7 @@ TEST_F(OrvTextMail, leavesOutEmptyLinesOfAShortMail) {
 TEST_F(OrvTextMail, treatsANegativeDuplicateCountAsNone) {
     duplicates(-3);
 
-    EXPECT_EQ(mail("ShortText"), join({kHead, kSwitch, kFirstTime, kDetails}));
+    EXPECT_EQ(mail("ShortText"), join({kMailHead, kMailSwitch, kMailTime, kMailDetails}));
     EXPECT_THAT(mail("Tsc1"), HasSubstr("DuplicateCount: -3\r\n"));
 }
 

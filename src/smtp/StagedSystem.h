@@ -1,4 +1,5 @@
-// Test support: an operating system under the SMTP client that resolves what a test says and fails when it says so.
+// Test support: an operating system under the SMTP client that resolves what a test says, fails when it says so, and
+// shows what the client asks of it.
 #pragma once
 
 #include "smtp/OrvSMTPSystem.h"
@@ -14,7 +15,9 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Answers names from a list, and lets single sends fail.
@@ -52,17 +55,31 @@ public:
         --lists;
     }
 
+    int connect(int socket, const sockaddr* address, socklen_t length) override {
+        connected.push_back(describe(address, length));
+        return OrvSMTPSystem::connect(socket, address, length);
+    }
+
+    ssize_t receive(int socket, void* bytes, std::size_t length) override {
+        const int error = takeError(receiveErrors);
+        if (error != 0) {
+            errno = error;
+            return -1;
+        }
+        return OrvSMTPSystem::receive(socket, bytes, length);
+    }
+
     ssize_t send(int socket, const void* bytes, std::size_t length) override {
         lengths.push_back(length);
+        if (onSend) {
+            onSend({static_cast<const char*>(bytes), length});
+        }
         int on = 0;
         socklen_t size = sizeof on;
         EXPECT_EQ(getsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, &size), 0);
         EXPECT_NE(on, 0) << "the line that ends a text must not wait for the text's acknowledgement";
         EXPECT_EQ(fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
-        const int error = sendErrors.empty() ? 0 : sendErrors.front();
-        if (!sendErrors.empty()) {
-            sendErrors.pop_front();
-        }
+        const int error = takeError(sendErrors);
         if (error != 0) {
             errno = error;
             return -1;
@@ -74,10 +91,13 @@ public:
     std::string canonical;
     int resolveError = 0;
     std::deque<int> sendErrors;  // 0: goes through
+    std::deque<int> receiveErrors;
+    std::function<void(std::string_view)> onSend;  // sees the bytes before they go; may be empty
     std::size_t most = SIZE_MAX;
     std::vector<Asked> asked;
-    std::vector<std::size_t> lengths;  // asked to send
-    int lists = 0;                     // not freed
+    std::vector<std::string> connected;  // addresses asked to connect to, every field of them
+    std::vector<std::size_t> lengths;    // asked to send
+    int lists = 0;                       // not freed
 
 private:
     struct Entry {
@@ -85,10 +105,41 @@ private:
         sockaddr_storage address{};
     };
 
+    static int takeError(std::deque<int>& errors) {
+        const int error = errors.empty() ? 0 : errors.front();
+        if (!errors.empty()) {
+            errors.pop_front();
+        }
+        return error;
+    }
+
+    static std::string describe(const sockaddr* address, socklen_t length) {
+        char text[INET6_ADDRSTRLEN] = "";
+        if (address->sa_family == AF_INET && length == sizeof(sockaddr_in)) {
+            sockaddr_in v4{};
+            std::memcpy(&v4, address, sizeof v4);
+            inet_ntop(AF_INET, &v4.sin_addr, text, sizeof text);
+            return std::string(text) + " port " + std::to_string(ntohs(v4.sin_port));
+        }
+        if (address->sa_family == AF_INET6 && length == sizeof(sockaddr_in6)) {
+            sockaddr_in6 v6{};
+            std::memcpy(&v6, address, sizeof v6);
+            inet_ntop(AF_INET6, &v6.sin6_addr, text, sizeof text);
+            return std::string(text) + " port " + std::to_string(ntohs(v6.sin6_port)) + " flow " +
+                   std::to_string(v6.sin6_flowinfo) + " scope " + std::to_string(v6.sin6_scope_id);
+        }
+        return "another family";
+    }
+
+    // Entries carry a port, a flow and a scope that nobody asked for.
     void addEntry(const std::string& text) {
         Entry entry;
         sockaddr_in v4{};
         sockaddr_in6 v6{};
+        v4.sin_port = htons(9);
+        v6.sin6_port = htons(9);
+        v6.sin6_flowinfo = 7;
+        v6.sin6_scope_id = 8;
         if (inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
             v4.sin_family = AF_INET;
             std::memcpy(&entry.address, &v4, sizeof v4);
