@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::size_t kTimeTextSize = 128;
+constexpr std::size_t kNowTextSize = 64;
 constexpr std::size_t kMailDateSize = 80;
 constexpr char kNoTimeText[] = "??? ??? ?? ??:??:??: ??? ????";
 
@@ -36,7 +37,8 @@ std::string orvNowText() {
     if (orvLocalTime(orvCalendarNow(), local) < 0) {
         return kNoTimeText;
     }
-    return orvTimeFormat(kTimeTextSize, "%a %b %d %X %Z %Y", local);
+    const std::string text = orvTimeFormat(kNowTextSize, "%a %b %d %X %Z %Y", local);
+    return text.empty() ? kNoTimeText : text;
 }
 
 std::string orvEventTimeText(std::time_t seconds, std::uint32_t microseconds) {

@@ -5,7 +5,8 @@
 #include <ctime>
 #include <string>
 
-// "%a %b %d %X %Z %Y" of now; "??? ??? ?? ??:??:??: ??? ????" when there is no local time.
+// "%a %b %d %X %Z %Y" of now, at most 63 characters; "??? ??? ?? ??:??:??: ??? ????" when there is no local time, or
+// none that short.
 std::string orvNowText();
 // "%a %b %d %X.mmm %Z %Y" of a log event's time; empty when there is no local time.
 std::string orvEventTimeText(std::time_t seconds, std::uint32_t microseconds);

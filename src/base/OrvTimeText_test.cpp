@@ -28,6 +28,16 @@ TEST_F(OrvTimeText, nowIsQuestionMarksWithoutLocalTime) {
     EXPECT_EQ(orvNowText(), "??? ??? ?? ??:??:??: ??? ????");
 }
 
+TEST_F(OrvTimeText, nowHasNoZoneThatDoesNotFitInSixtyFourCharacters) {
+    const std::string longest(38, 'Z');
+    {
+        const ZoneScope zone((longest + "0").c_str());
+        EXPECT_EQ(orvNowText(), "Tue Nov 14 22:13:20 " + longest + " 2023");
+    }
+    const ZoneScope zone((longest + "Z0").c_str());
+    EXPECT_EQ(orvNowText(), "??? ??? ?? ??:??:??: ??? ????");
+}
+
 TEST_F(OrvTimeText, calendarNowIsThePlatformsCalendar) {
     EXPECT_EQ(orvCalendarNow(), kNow);
 }

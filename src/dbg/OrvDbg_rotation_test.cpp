@@ -3,6 +3,7 @@
 #include "dbg/SystemFaults.h"
 #include "dbg/TraceFixture.h"
 
+#include <atomic>
 #include <cerrno>
 #include <thread>
 #include <vector>
@@ -227,6 +228,36 @@ TEST_F(OrvDbgRotation, isSilentWhenTheNewFileCannotBeOpened) {
     EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
     EXPECT_EQ(file("t.1"), lineOf(kLimit + 1));
     EXPECT_EQ(contents(onHost("/precious")), "precious");
+}
+
+TEST_F(OrvDbgRotation, keepsALineTracedWhileAnotherThreadRotates) {
+    OrvDbg logger("t");
+    std::atomic<bool> started{false};
+    long reached = 0;
+    std::jthread other;
+    faults::onRename = [&](const char* from, const char* to) {
+        if (!other.joinable()) {
+            other = std::jthread([&] {
+                started = true;
+                reached = trace(logger, "A", "b", "meanwhile\n");
+            });
+        }
+        while (!started) {
+            std::this_thread::yield();
+        }
+        for (int turn = 0; turn < 1000; ++turn) {
+            std::this_thread::yield();  // the other one looks at the logger now, and waits
+        }
+        return faults::realRename(from, to);
+    };
+
+    traceLine(logger, lineOf(kLimit + 1));
+    other.join();
+
+    const std::string line = prefix("A", "b") + "meanwhile\n";
+    EXPECT_EQ(reached, static_cast<long>(line.size()));
+    EXPECT_EQ(file("t"), line);
+    EXPECT_EQ(file("t.1"), lineOf(kLimit + 1));
 }
 
 TEST_F(OrvDbgRotation, keepsEveryLineWholeWhenThreadsShareALogger) {

@@ -81,6 +81,34 @@ TEST_F(OrvEventLogTest, writesEntriesBeforeThereIsAnApplication) {
     EXPECT_EQ(recordedEventLog(), (Entries{{false, 15, 0x8B000001, {-1, -1, -1, -1}, 4096, nullptr, "early"}}));
 }
 
+TEST_F(OrvEventLogTest, losesWhatFindsNoMemoryAndTracesIt) {
+    const ThreadLogger logger("orv.out.Main");
+    eventLogWithoutMemory() = true;
+
+    orvLog(kOrvLogInternal, "failed: %s", "it");
+    orvAlarm("an alarm");
+    orvMemoryAlarm();
+
+    eventLogWithoutMemory() = false;
+    EXPECT_EQ(recordedEventLog(), Entries{});
+    const std::string lost = "lost: exception std::bad_alloc\n";
+    std::string expected = prefix("OrvEventLog", "orvLog") + lost;
+    for (int alarms = 0; alarms < 3; ++alarms) {
+        expected += prefix("OrvEventLog", "orvAlarm") + lost;
+    }
+    EXPECT_EQ(file("orv.out.Main"), expected);
+}
+
+TEST_F(OrvEventLogTest, goesOnAfterAStepWhoseExceptionWasReported) {
+    int steps = 0;
+    orvBestEffort("step", [&steps] { ++steps; });
+    orvBestEffort("step", [] { throw std::bad_alloc(); });
+    orvBestEffort("step", [&steps] { ++steps; });
+
+    EXPECT_EQ(steps, 2);
+    EXPECT_EQ(recordedEventLog(), memoryAlarms());
+}
+
 TEST_F(OrvEventLogTest, guardPassesResultsOn) {
     EXPECT_EQ(orvGuarded("place", [] { return 7; }), 7);
     EXPECT_EQ(recordedEventLog(), Entries{});

@@ -29,3 +29,6 @@ struct RecordedEntry {
 
 // Entries and alarms in the order written. Of the thread that wrote them; cleared by each test that looks.
 std::vector<RecordedEntry>& recordedEventLog();
+
+// Whether every call finds no memory and throws, on this thread.
+bool& eventLogWithoutMemory();

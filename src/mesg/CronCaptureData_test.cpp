@@ -36,11 +36,6 @@ protected:
     }
 };
 
-class NoSequences final : public OrvSequenceSource {
-public:
-    std::uint32_t nextSequence() override { throw OrvFileError("Write Error for file /x"); }
-};
-
 }  // namespace
 
 TEST_F(CronCaptureDataTest, startsEmptyWithEverythingMissing) {
@@ -177,6 +172,27 @@ TEST_F(CronCaptureDataTest, goesOnWithTheSecondAttachmentAfterAnErasure) {
     EXPECT_EQ(capture->eraseAttachment("b.gz"), 0);
 
     EXPECT_EQ(capture->nextAttachmentFile(), "c.gz.7");
+    EXPECT_EQ(capture->nextAttachmentFile(), "");
+}
+
+TEST_F(CronCaptureDataTest, startsTheCursorOverEvenWhenTheFileCannotBeUnlinked) {
+    const auto capture = captureWith({"a.gz", "b.gz", "c.gz"});
+    capture->AttachmentCursor = 2;
+    std::filesystem::remove(host(std::string(kAttachments) + "c.gz.7"));
+
+    EXPECT_EQ(capture->eraseAttachment("c.gz"), -1);
+
+    EXPECT_EQ(capture->AttachmentCursor, 0);
+    EXPECT_EQ(capture->nextAttachmentFile(), "b.gz.7");
+}
+
+TEST_F(CronCaptureDataTest, hasNoNextAttachmentAfterErasingTheLast) {
+    const auto capture = captureWith({"a.gz"});
+    EXPECT_EQ(capture->nextAttachmentFile(), "a.gz.7");
+
+    EXPECT_EQ(capture->eraseAttachment("a.gz"), 0);
+
+    EXPECT_EQ(capture->nextAttachmentFile(), "");
     EXPECT_EQ(capture->nextAttachmentFile(), "");
 }
 

@@ -3,6 +3,7 @@
 #include "Hsb_Component.h"
 #include "app_log.h"
 #include "base/OrvText.h"
+#include "mesg/OrvFileError.h"
 #include "platform/posix/HostRoot.h"
 
 #include <unistd.h>
@@ -39,6 +40,10 @@ void PrintTo(const EventLogCall& call, std::ostream* stream) {
 const std::vector<EventLogCall> kMemoryAlarms = {
     {true, 0, 0x10050034u, 4096, "System resource error - contact technical support"},
     {true, 16, 0, 4096, "OrvApp - cannot allocate memory"}};
+
+std::uint32_t NoSequences::nextSequence() {
+    throw OrvFileError("Write Error for file /x");
+}
 
 MesgTest::MesgTest() {
     std::string directory = fs::temp_directory_path() / "orv_mesg_XXXXXX";

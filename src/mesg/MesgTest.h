@@ -41,6 +41,12 @@ private:
     std::uint32_t last_;
 };
 
+// Has no number to give.
+class NoSequences final : public OrvSequenceSource {
+public:
+    std::uint32_t nextSequence() override;
+};
+
 class MesgTest : public ::testing::Test {
 protected:
     MesgTest();

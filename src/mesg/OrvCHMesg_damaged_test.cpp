@@ -21,8 +21,9 @@ protected:
     // The text a cut must give when it ends inside a container, an element's value or a line of its own.
     static bool isEndOfFile(const std::string& text) {
         return text == "[FAIL] Start tag not found" || text == "[FAIL] bad token" || text == "[FAIL] bad format" ||
-               text == "[FAIL] bad envelope" || text.rfind("[FAIL] unexpected EOF", 0) == 0 ||
-               text.rfind("[FAIL] missing EOR", 0) == 0;
+               text == "[FAIL] bad envelope" || text == "[FAIL] unexpected EOF" ||
+               text == "[FAIL] unexpected EOF while processing envelopes" ||
+               text.rfind("[FAIL] unexpected EOF (", 0) == 0 || text.rfind("[FAIL] missing EOR", 0) == 0;
     }
 
     std::vector<std::string> failures() const {

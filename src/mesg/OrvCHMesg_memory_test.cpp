@@ -1,6 +1,7 @@
-// What messages do when there is no memory. A program of its own: it replaces the allocation that may fail.
+// What messages do when there is no memory. A program of its own: it replaces the allocations.
 #include "mesg/MesgTest.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -8,8 +9,11 @@ using testing::ElementsAre;
 
 namespace {
 
-// How many further allocations succeed; negative: all.
+// How many further allocations that do not throw succeed; negative: all.
 int allocationsLeft = -1;
+// The same for those that throw, and the size from which on all of them fail.
+int throwingLeft = -1;
+std::size_t tooBig = SIZE_MAX;
 
 class NoMemory {
 public:
@@ -21,7 +25,32 @@ public:
 
 using OrvCHMesgMemory = MesgTest;
 
+// A capture with two attachments staged under sequence 7.
+std::unique_ptr<CronCaptureData> stagedCapture() {
+    auto capture = std::make_unique<CronCaptureData>();
+    capture->Sequence = "7";
+    capture->Command = "a command longer than a short string";
+    capture->Attachments = {"first.txt.gz", "second.txt.gz"};
+    return capture;
+}
+
 }  // namespace
+
+void* operator new(std::size_t size) {
+    const bool fails = throwingLeft == 0 || size >= tooBig;
+    throwingLeft -= throwingLeft >= 0;
+    void* const memory = fails ? nullptr : std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     if (allocationsLeft == 0) {
@@ -111,4 +140,51 @@ TEST_F(OrvCHMesgMemory, restoringAnEnvelopeRaisesBothAlarmsUnderAnotherClassName
     EXPECT_EQ(eventLog(), kMemoryAlarms);
     EXPECT_THAT(traces(), ElementsAre(std::string("restoring from file ") + kFile, "Entry", "Message Type = LogEvent",
                                       "Failure to allocate OrvCHMesgQMainCmdResp object"));
+}
+
+TEST_F(OrvCHMesgMemory, stagingWithoutMemoryLeavesNoFile) {
+    writeFile("/tmp/a.gz", "x");
+    CronCaptureData capture;
+    capture.Sequence = "7";
+    tooBig = 16 * 1024;
+    const int result = capture.insertAttachment("/tmp/a.gz");
+    tooBig = SIZE_MAX;
+
+    EXPECT_EQ(result, -1);
+    EXPECT_THAT(capture.Attachments, testing::IsEmpty());
+    EXPECT_THAT(stagedFiles(), testing::IsEmpty());
+    EXPECT_THAT(traces(), ElementsAre("b64(/tmp/a.gz, /ostrel/conf/orv/callHome/attachments/a.gz.7): b64:003:File I/O "
+                                      "Error -- Note: output file not removed.",
+                                      "Removing output file /ostrel/conf/orv/callHome/attachments/a.gz.7"));
+}
+
+TEST_F(OrvCHMesgMemory, aCopyThatFindsNoMemoryLeavesNoLinks) {
+    const auto source = stagedCapture();
+    for (const char* name : {"first.txt.gz.7", "second.txt.gz.7"}) {
+        writeFile(std::string(kAttachments) + name, "x");
+    }
+    int failures = 0;
+    for (bool failed = true; failed; failures += failed) {
+        std::unique_ptr<CronCaptureData> copy;
+        throwingLeft = failures;
+        try {
+            copy = std::make_unique<CronCaptureData>(*source);
+            failed = false;
+        } catch (const std::bad_alloc&) {
+        }
+        throwingLeft = -1;
+        EXPECT_EQ(stagedFiles().size(), failed ? 2u : 4u) << failures;
+    }
+    EXPECT_GT(failures, 5);
+    EXPECT_THAT(stagedFiles(), ElementsAre("first.txt.gz.7", "second.txt.gz.7"));
+}
+
+TEST_F(OrvCHMesgMemory, aCaptureDestroyedWithoutMemoryTracesTheFilesItLeaves) {
+    auto capture = stagedCapture();
+    writeFile(std::string(kAttachments) + "first.txt.gz.7", "x");
+    throwingLeft = 0;
+    capture.reset();
+    throwingLeft = -1;
+    EXPECT_THAT(traceLines(),
+                ElementsAre("CronCaptureData ~CronCaptureData: no memory to unlink the staged files of sequence 7"));
 }

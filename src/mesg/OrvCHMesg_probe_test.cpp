@@ -1,5 +1,7 @@
 #include "mesg/MesgTest.h"
 
+#include <set>
+
 using testing::ElementsAreArray;
 
 using OrvCHMesgProbe = MesgTest;
@@ -83,6 +85,21 @@ TEST_F(OrvCHMesgProbe, dumpsACaptureWithItsAttachments) {
                               "    Text = Scheduled capture",
                           }));
     capture.Attachments.clear();
+}
+
+TEST_F(OrvCHMesgProbe, namesProbeAsTheMethodOfEveryLineOfEveryPart) {
+    OrvCHMesg capture(OrvCHMesg::kCronCapture);
+    capture.cronCapture()->Attachments = {"a.gz"};
+    sampleLogEvent()->probe();
+    capture.probe();
+
+    std::set<std::string> found;
+    for (const std::string& line : traceLines()) {
+        found.insert(line.substr(0, line.find(':')));
+    }
+    EXPECT_EQ(found, (std::set<std::string>{"CronCaptureData probe", "LogEventData probe", "OrvCHEnvelope probe",
+                                            "OrvCHMesg probe"}));
+    capture.cronCapture()->Attachments.clear();
 }
 
 TEST_F(OrvCHMesgProbe, dumpsAMessageWithoutTypeDataUnderTheNameProbe) {

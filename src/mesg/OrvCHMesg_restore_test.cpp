@@ -17,6 +17,13 @@ std::string with(const std::string& part, const std::string& replacement, std::s
     return file.replace(at, part.size(), replacement);
 }
 
+// The sample file's text up to and with a part of it.
+std::string upTo(const std::string& part) {
+    const std::string file = kSampleFile;
+    EXPECT_NE(file.find(part), std::string::npos) << part;
+    return file.substr(0, file.find(part) + part.size());
+}
+
 class OrvCHMesgRestore : public MesgTest {
 protected:
     // Restores a message from a file of this text, with the trace forgotten before.
@@ -41,6 +48,13 @@ protected:
         mesg.FileName = "/tmp/again";
         EXPECT_EQ(mesg.save(), 0);
         return readFile("/tmp/again");
+    }
+
+    // The estimate as it stands; asking for it would add what is missing of it.
+    std::string shownEstimate(const OrvCHMesg& mesg) {
+        forgetTraces();
+        mesg.probe();
+        return traces().at(2);
     }
 
     void expectRestored(const std::string& file, const std::string& same) {
@@ -362,6 +376,32 @@ TEST_F(OrvCHMesgRestore, refusesUnknownElementsWithoutEnd) {
 
 TEST_F(OrvCHMesgRestore, refusesAnEnvelopeListThatHoldsNoEnvelope) {
     expectRefusedAfterId(with(kEnvelope, "scribble\n"), {"[FAIL] unexpected EOF", "[FAIL] bad envelope"});
+}
+
+TEST_F(OrvCHMesgRestore, refusesAFileThatEndsInTheEnvelopeList) {
+    expectRefusedAfterId(upTo("<EnvelopeList>\n"), {"[FAIL] unexpected EOF while processing envelopes"});
+    expectRefusedAfterId(upTo("</OrvCHEnvelope>\n"), {"[FAIL] unexpected EOF while processing envelopes"});
+}
+
+TEST_F(OrvCHMesgRestore, refusesAFileThatEndsInAnEnvelopeOrItsRecipients) {
+    for (const char* last :
+         {"<OrvCHEnvelope>\n", "<Subj>\nSwitch 12\n</->\n", "<RcptList>\n", "bob@example.com\n", "</RcptList>\n"}) {
+        expectRefusedAfterId(upTo(last), {"[FAIL] unexpected EOF", "[FAIL] bad envelope"});
+    }
+}
+
+TEST_F(OrvCHMesgRestore, countsTheMessagePartAtTheEndTagEvenWhenAttributesAreMissing) {
+    OrvCHMesg mesg;
+    ASSERT_EQ(restore(with("<Text>\n100% of port 5 lost\n</->\n", ""), mesg), -1);
+    const auto same = sampleLogEvent();
+    same->Text = "";
+    EXPECT_EQ(shownEstimate(mesg), "    BytesToSave = " + std::to_string(same->bytesToSave()));
+}
+
+TEST_F(OrvCHMesgRestore, keepsTheEnvelopesShareOfTheEstimateAfterAFailure) {
+    OrvCHMesg mesg;
+    ASSERT_EQ(restore(with("</OrvCHMesg>", "scribble\n</OrvCHMesg>"), mesg), -1);
+    EXPECT_EQ(shownEstimate(mesg), "    BytesToSave = " + std::to_string(sampleEnvelope()->bytesToSave()));
 }
 
 TEST_F(OrvCHMesgRestore, keepsWhatWasReadBeforeAFailure) {

@@ -1,6 +1,8 @@
 #include "mesg/MesgTest.h"
 #include "mesg/OrvStreamError.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 using testing::ElementsAre;
@@ -36,8 +38,8 @@ TEST_F(OrvCHMesgSave, leavesOutWhatIsEmptyOfALogEventButForTheLevel) {
               "</OrvCHMesg>\n");
 }
 
-TEST_F(OrvCHMesgSave, writesACaptureWhole) {
-    OrvCHMesg mesg(OrvCHMesg::kCronCapture);
+// A capture with two attachments that are not there, and two envelopes.
+static void fillCapture(OrvCHMesg& mesg) {
     mesg.FileName = kFile;
     mesg.DuplicateCount = -3;
     mesg.Time = "Tue, 14  Nov  2023  22:13:20  +0000";
@@ -54,41 +56,48 @@ TEST_F(OrvCHMesgSave, writesACaptureWhole) {
     mesg.addEnvelope(sampleEnvelope());
     mesg.addEnvelope(std::make_unique<OrvCHEnvelope>());
     mesg.Envelopes[1]->MaxSize = 4000000000u;
+}
+
+static const char kCaptureFile[] =
+    "<OrvCHMesg>\n"
+    "<DupCnt>\n-3\n</->\n"
+    "<DupTime>\n\n</->\n"
+    "<Time>\nTue, 14  Nov  2023  22:13:20  +0000\n</->\n"
+    "<ID>\n8B00.FFFF\n</->\n"
+    "<CronSeq>\n12\n</->\n"
+    "<CronDay>\nMon\n</->\n"
+    "<CronTime>\n05:30\n</->\n"
+    "<CronInterval>\n\n</->\n"
+    "<CronShell>\n/bin/clish\n</->\n"
+    "<CronCommand>\nshow support callhome\n</->\n"
+    "<CronAttchList>\nsmlCapture.txt.gz\nlogfile.gz\n</CronAttchList>\n"
+    "<Text>\nScheduled capture\n</->\n"
+    "<EnvelopeList>\n"
+    "<OrvCHEnvelope>\n"
+    "<MaxSize>\n650\n</->\n"
+    "<Type>\nFullText\n</->\n"
+    "<Profile>\nNight shift\n</->\n"
+    "<Subj>\nSwitch 12\n</->\n"
+    "<RcptList>\n!ann@example.com\nbob@example.com\n</RcptList>\n"
+    "</OrvCHEnvelope>\n"
+    "<OrvCHEnvelope>\n"
+    "<MaxSize>\n4000000000\n</->\n"
+    "<Type>\n\n</->\n"
+    "<Profile>\n\n</->\n"
+    "<Subj>\n\n</->\n"
+    "<RcptList>\n</RcptList>\n"
+    "</OrvCHEnvelope>\n"
+    "</EnvelopeList>\n"
+    "</OrvCHMesg>\n";
+
+TEST_F(OrvCHMesgSave, writesACaptureWhole) {
+    OrvCHMesg mesg(OrvCHMesg::kCronCapture);
+    fillCapture(mesg);
 
     EXPECT_EQ(mesg.save(), 0);
 
-    EXPECT_EQ(readFile(kFile),
-              "<OrvCHMesg>\n"
-              "<DupCnt>\n-3\n</->\n"
-              "<DupTime>\n\n</->\n"
-              "<Time>\nTue, 14  Nov  2023  22:13:20  +0000\n</->\n"
-              "<ID>\n8B00.FFFF\n</->\n"
-              "<CronSeq>\n12\n</->\n"
-              "<CronDay>\nMon\n</->\n"
-              "<CronTime>\n05:30\n</->\n"
-              "<CronInterval>\n\n</->\n"
-              "<CronShell>\n/bin/clish\n</->\n"
-              "<CronCommand>\nshow support callhome\n</->\n"
-              "<CronAttchList>\nsmlCapture.txt.gz\nlogfile.gz\n</CronAttchList>\n"
-              "<Text>\nScheduled capture\n</->\n"
-              "<EnvelopeList>\n"
-              "<OrvCHEnvelope>\n"
-              "<MaxSize>\n650\n</->\n"
-              "<Type>\nFullText\n</->\n"
-              "<Profile>\nNight shift\n</->\n"
-              "<Subj>\nSwitch 12\n</->\n"
-              "<RcptList>\n!ann@example.com\nbob@example.com\n</RcptList>\n"
-              "</OrvCHEnvelope>\n"
-              "<OrvCHEnvelope>\n"
-              "<MaxSize>\n4000000000\n</->\n"
-              "<Type>\n\n</->\n"
-              "<Profile>\n\n</->\n"
-              "<Subj>\n\n</->\n"
-              "<RcptList>\n</RcptList>\n"
-              "</OrvCHEnvelope>\n"
-              "</EnvelopeList>\n"
-              "</OrvCHMesg>\n");
-    capture.Attachments.clear();
+    EXPECT_EQ(readFile(kFile), kCaptureFile);
+    mesg.cronCapture()->Attachments.clear();
 }
 
 TEST_F(OrvCHMesgSave, writesNoTypePartWithoutTypeData) {
@@ -131,6 +140,14 @@ TEST_F(OrvCHMesgSave, tracesAFileThatCannotBeOpened) {
                             "directory), what=(basic_ios::clear: iostream error",
                             "OrvCHMesg save: fstream open exception, flag bits=(failbit ), errno=(Is a directory), "
                             "what=(basic_ios::clear: iostream error"));
+}
+
+TEST_F(OrvCHMesgSave, doesNotWaitForTheReaderOfAPipeInTheFilesPlace) {
+    ASSERT_EQ(mkfifo(host(kFile).c_str(), 0600), 0);
+    EXPECT_EQ(sampleLogEvent()->save(), -1);
+    EXPECT_THAT(traceLines(),
+                ElementsAre("OrvCHMesg save: fstream open exception, flag bits=(failbit ), errno=(No such device or "
+                            "address), what=(basic_ios::clear: iostream error"));
 }
 
 TEST_F(OrvCHMesgSave, tracesAFileThatCannotBeWrittenTo) {

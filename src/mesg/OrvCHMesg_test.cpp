@@ -1,6 +1,7 @@
 #include "mesg/OrvCHMesg.h"
 
 #include "mesg/MesgTest.h"
+#include "mesg/OrvFileError.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -81,6 +82,24 @@ TEST_F(OrvCHMesgTest, assignmentReplacesWhatTheTargetHeld) {
     expectSameFields(target, *source);
     EXPECT_EQ(target.cronCapture(), nullptr);
     EXPECT_THAT(stagedFiles(), IsEmpty());
+}
+
+TEST_F(OrvCHMesgTest, assignmentFromACaptureWithoutASequenceLeavesTheTargetWithoutTypeData) {
+    OrvCHMesg capture(OrvCHMesg::kCronCapture);
+    capture.FileName = kFile;
+    capture.addEnvelope(sampleEnvelope());
+    const auto target = sampleLogEvent();
+    NoSequences noSequences;
+    CronCaptureData::useSequences(&noSequences);
+
+    EXPECT_THROW({ *target = capture; }, OrvFileError);
+
+    EXPECT_EQ(target->Type, OrvCHMesg::kNoType);
+    EXPECT_EQ(target->logEvent(), nullptr);
+    EXPECT_EQ(target->cronCapture(), nullptr);
+    EXPECT_THAT(target->Envelopes, IsEmpty());
+    target->probe();
+    EXPECT_THAT(traces(), testing::Contains("    BytesToSave = 0"));
 }
 
 TEST_F(OrvCHMesgTest, assignmentToItselfChangesNothing) {
