@@ -1,0 +1,220 @@
+// One end of the file synchronisation here, the other one a process of its own, perhaps on another kind of processor.
+#include "sync/OrvSyncPri.h"
+#include "sync/OrvSyncRecord.h"
+#include "sync/SyncFixture.h"
+#include "testing/SyncStandby.h"
+#include "testing/SyncTree.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <csignal>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+constexpr int kPatienceMs = 60000;
+
+// The other end. It does not outlive the test.
+class Party {
+public:
+    explicit Party(const Words& arguments) {
+        int input[2];
+        int output[2];
+        EXPECT_EQ(pipe2(input, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(output, O_CLOEXEC), 0);
+        Words words = command();
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        std::vector<char*> pointers;
+        for (std::string& word : words) {
+            pointers.push_back(word.data());
+        }
+        pointers.push_back(nullptr);
+        pid_ = fork();
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            dup2(input[0], STDIN_FILENO);
+            dup2(output[1], STDOUT_FILENO);
+            execv(pointers[0], pointers.data());
+            _exit(127);
+        }
+        close(input[0]);
+        close(output[1]);
+        input_ = input[1];
+        output_ = output[0];
+    }
+    ~Party() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+        sayNoMore();
+        close(output_);
+    }
+    Party(const Party&) = delete;
+    Party& operator=(const Party&) = delete;
+
+    void say(const std::string& line) const {
+        const std::string text = line + "\n";
+        EXPECT_EQ(write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    void sayNoMore() {
+        if (input_ >= 0) {
+            close(std::exchange(input_, -1));
+        }
+    }
+    // Without its line feed; what there was at the end of the output or of our patience.
+    std::string line() {
+        while (unread_.find('\n') == std::string::npos && readMore()) {
+        }
+        const std::string line = unread_.substr(0, unread_.find('\n'));
+        unread_.erase(0, line.size() + 1);
+        return line;
+    }
+    // The exit status; -1 after a signal.
+    int wait() {
+        int status = 0;
+        EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    static Words command() {
+        const char* const other = std::getenv("ORV_SYNC_PARTY");
+        std::istringstream text(other != nullptr ? other : SYNC_PARTY);
+        Words words{std::istream_iterator<std::string>(text), {}};
+        if (words[0].find('/') == std::string::npos) {  // an emulator
+            words.insert(words.begin(), "/usr/bin/env");
+        }
+        return words;
+    }
+    bool readMore() {
+        pollfd waiting{output_, POLLIN, 0};
+        char bytes[4096];
+        const ssize_t count = poll(&waiting, 1, kPatienceMs) == 1 ? read(output_, bytes, sizeof bytes) : 0;
+        unread_.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        return count > 0;
+    }
+
+    pid_t pid_ = -1;
+    int input_ = -1;
+    int output_ = -1;
+    std::string unread_;
+};
+
+class OrvSyncProcesses : public SyncFixture {
+protected:
+    static constexpr const char* kSteps[] = {"create", "change", "move", "remove"};
+
+    OrvSyncProcesses() {
+        std::signal(SIGPIPE, SIG_IGN);
+        fs::create_directories(onHost("/standby/tmp"));
+    }
+    static OrvSyncSettings settingsOf(Party& standby) {
+        return at(static_cast<std::uint16_t>(std::strtoul(standby.line().c_str(), nullptr, 10)));
+    }
+    static std::int64_t told(OrvSyncPri& sender, int result) {
+        return result < 0 || sender.recvResponse() < 0 ? -sender.error() : sender.reply();
+    }
+};
+
+TEST_F(OrvSyncProcesses, bothTreesAreEqualAfterEachStepWhenTheReceiverIsAnotherProcess) {
+    Party standby({"receive", onHost("/standby").string()});
+    OrvSyncPri sender(settingsOf(standby));
+    ASSERT_EQ(sender.startConnection(), 0);
+    SyncTree tree(sender, "/active", "/conf/callHome");
+
+    for (const char* step : kSteps) {
+        SCOPED_TRACE(step);
+        EXPECT_EQ(tree.run(step), "");
+        EXPECT_TRUE(treeBelow(onHost("/active")) == treeBelow(onHost("/standby/conf/callHome")));
+    }
+
+    sender.endConnection();
+    EXPECT_EQ(standby.line(), std::to_string(tree.records()));
+    EXPECT_EQ(standby.wait(), 0);
+}
+
+TEST_F(OrvSyncProcesses, bothTreesAreEqualAfterEachStepWhenTheSenderIsAnotherProcess) {
+    SyncStandby standby;
+    Party active({"send", std::to_string(standby.settings().port), onHost("/active").string(), "/standby/conf"});
+    fs::create_directory(onHost("/active"));
+
+    for (const char* step : kSteps) {
+        SCOPED_TRACE(step);
+        active.say(step);
+        ASSERT_EQ(active.line(), "done");
+        EXPECT_TRUE(treeBelow(onHost("/active")) == treeBelow(onHost("/standby/conf")));
+    }
+
+    active.sayNoMore();
+    EXPECT_EQ(active.wait(), 0);
+    EXPECT_EQ(standby.records(), 1 + SyncTree::kDirectories + SyncTree::kFiles + 167 + 2 * 5 + 125 + 5);
+}
+
+TEST_F(OrvSyncProcesses, repliesMeanTheSameOnBothSides) {
+    Party standby({"receive", onHost("/standby").string()});
+    OrvSyncPri sender(settingsOf(standby));
+    ASSERT_EQ(sender.startConnection(), 0);
+
+    EXPECT_EQ(told(sender, sender.sendMkDir("/conf")), 0);
+    EXPECT_EQ(told(sender, sender.sendRmFile("/conf/none")), ENOENT);
+    EXPECT_EQ(told(sender, sender.sendOp({.operation = 0x01000000, .path = "/conf"})), 84);
+    EXPECT_EQ(told(sender, sender.sendMvDir("/conf", "/moved")), ENOENT);
+    EXPECT_TRUE(fs::is_directory(onHost("/standby/moved")));
+}
+
+// Nothing that a record may say leads out of the directory.
+TEST_F(OrvSyncProcesses, aConfinedReceiverReachesNothingOutside) {
+    fs::create_directories(onHost("/outside/directory"));
+    fill(onHost("/outside/file"), "stays");
+    fs::create_directory_symlink(onHost("/outside"), onHost("/standby/link"));
+    fs::create_directory_symlink("../outside", onHost("/standby/relative"));
+    const auto outside = treeBelow(onHost("/outside"));
+    Party standby({"receive", onHost("/standby").string()});
+    OrvSyncPri sender(settingsOf(standby));
+    ASSERT_EQ(sender.startConnection(), 0);
+
+    for (const std::string& start :
+         {onHost("/outside").string(), std::string("/../outside"), std::string("/tmp/../../outside"),
+          std::string("/link"), std::string("/relative")}) {
+        SCOPED_TRACE(start);
+        EXPECT_EQ(told(sender, sender.sendRmFile(start + "/file")), ENOENT);
+        EXPECT_EQ(told(sender, sender.sendRmDir(start + "/directory")), ENOENT);
+        EXPECT_EQ(told(sender, sender.sendCpFile("/outside/file", start + "/new")), ENOENT);
+        EXPECT_EQ(told(sender, sender.sendMvDir("/tmp", start + "/moved")), ENOENT);
+        EXPECT_TRUE(treeBelow(onHost("/outside")) == outside);
+    }
+    told(sender, sender.sendMkDir("/../outside"));  // made, but inside
+    EXPECT_TRUE(treeBelow(onHost("/outside")) == outside);
+    EXPECT_TRUE(fs::is_directory(onHost("/standby/outside")));
+}
+
+TEST_F(OrvSyncProcesses, aConfinedReceiverHearsOnePeerOnly) {
+    Party standby({"receive", onHost("/standby").string()});
+    const OrvSyncSettings settings = settingsOf(standby);
+    OrvSyncPri sender(settings);
+    ASSERT_EQ(sender.startConnection(), 0);
+    ASSERT_EQ(told(sender, sender.sendMkDir("/conf")), 0);  // by now it has its peer and listens no more
+
+    OrvSyncPri second(settings);
+    EXPECT_EQ(second.startConnection(), -1);
+    EXPECT_EQ(second.error(), ECONNREFUSED);
+}
+
+TEST_F(OrvSyncProcesses, aReceiverThatCannotBeConfinedDoesNotListen) {
+    Party standby({"receive", onHost("/none").string()});
+
+    EXPECT_EQ(standby.line(), "cannot be confined to " + onHost("/none").string() + ": No such file or directory");
+    EXPECT_EQ(standby.wait(), 1);
+}
+
+}  // namespace
