@@ -292,6 +292,19 @@ TEST_F(Road, reportsAnOpenTestMessageAsClearedWhenTheQueueIsCleared) {
     EXPECT_EQ(result.payload[3], 2);  // cleared
 }
 
+TEST_F(Road, queuesEventsAndTestMessagesForADayWithoutExpiry) {
+    startReady();
+    publishBladeFault();
+    switch_->testProfile("Operators");
+    switch_->tick();
+
+    EXPECT_THAT(traced("OrvCHMesgQ add: testMsg"),
+                ElementsAre("OrvCHMesgQ add: testMsg = false, persist = false, persistRepostPeriod = 86400, "
+                            "expireCountdown = -1",
+                            "OrvCHMesgQ add: testMsg = true, persist = false, persistRepostPeriod = 86400, "
+                            "expireCountdown = -1"));
+}
+
 TEST_F(Road, keepsMailingALongBurstInOrder) {
     startReady();
     for (int i = 0; i < 50; ++i) {
