@@ -1,4 +1,5 @@
-// The send queue as its sender sees it. Main thread only.
+// The send queue as its sender sees it. Nothing here throws: what the sender says is done, with or without memory for
+// its files. Main thread only.
 #pragma once
 
 #include <cstdint>
