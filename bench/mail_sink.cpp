@@ -6,7 +6,7 @@
 // those that it owes and goes on: so that a client's mails can pile up.
 //
 // Listens on a free port of 127.0.0.1 and writes the port's number into PORTFILE. On SIGTERM it prints one line:
-// mails taken, the microseconds between the end of the first and of the last one, the longest dialogue in
+// mails taken, the monotonic clock's microseconds at the end of the first and of the last one, the longest dialogue in
 // microseconds (from the greeting to the end of the connection), and the bytes of all texts.
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -35,6 +35,10 @@ volatile std::sig_atomic_t held = 0;
 
 std::int64_t microseconds(TimePoint from, TimePoint to) {
     return std::chrono::duration_cast<std::chrono::microseconds>(to - from).count();
+}
+
+std::int64_t sinceStart(TimePoint time) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
 }
 
 struct Totals {
@@ -218,8 +222,9 @@ int main(int argc, char** argv) {
     }
     Totals totals;
     serveAll(listener, totals);
-    std::printf("mails %llu span_us %lld longest_us %lld bytes %llu\n", static_cast<unsigned long long>(totals.mails),
-                static_cast<long long>(microseconds(totals.first, totals.last)), static_cast<long long>(totals.longest),
+    std::printf("mails %llu first_us %lld last_us %lld longest_us %lld bytes %llu\n",
+                static_cast<unsigned long long>(totals.mails), static_cast<long long>(sinceStart(totals.first)),
+                static_cast<long long>(sinceStart(totals.last)), static_cast<long long>(totals.longest),
                 static_cast<unsigned long long>(totals.bytes));
     return 0;
 }

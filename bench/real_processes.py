@@ -1,0 +1,257 @@
+#!/usr/bin/python3
+"""Measures the daemon as it really runs, on a real bus and against a real mail server, beside the floor.
+
+Usage: real_processes.py [ROUNDS]      (after: cmake --preset bench && cmake --build --preset bench)
+
+Prints one line a figure: what was measured, the value, the value beside which it stands, and the aim. Figures are the
+medians of the rounds. Wants two cores with nothing else to do.
+"""
+
+import datetime
+import pathlib
+import random
+import re
+import statistics
+import subprocess
+import sys
+import time
+
+from real_stack import BIN, SERVED, Stack, cpu_us, figures, pss_kib, wait_until
+
+MAILS = 200
+
+
+def report(what, value, aim):
+    print(f"{what:<74} {value:>12}   {aim}", flush=True)
+
+
+def median(values):
+    return statistics.median(list(values))
+
+
+def drain(stack, mails):
+    """So many mails pile up and go out: microseconds of wall and CPU a mail, and the bytes of one."""
+    stack.fresh_sink()
+    stack.sink.hold()
+    stack.publish(mails)
+    stack.wait_waiting(mails)
+    before = cpu_us(stack.daemon.pid)
+    stack.sink.release()
+    stack.wait_waiting(0)
+    used = cpu_us(stack.daemon.pid) - before
+    sink = stack.fresh_sink()
+    return sink["span_us"] / (sink["mails"] - 1), used / mails, sink["bytes"] // sink["mails"]
+
+
+def road(stack, mails, pause_us):
+    """Events from the bus to the mail: CPU a mail, and the slowest dialogue, in microseconds."""
+    stack.fresh_sink()
+    before = cpu_us(stack.daemon.pid)
+    stack.publish(mails, pause_us)
+    stack.wait_waiting(0)
+    used = cpu_us(stack.daemon.pid) - before
+    return used / mails, stack.fresh_sink()["longest_us"]
+
+
+def traced_calls(stack, work):
+    """System calls of the daemon while work() runs, by name."""
+    listing = stack.directory / "strace"
+    tracer = subprocess.Popen(["strace", "-f", "-c", "-p", str(stack.daemon.pid), "-o", str(listing)],
+                              stderr=subprocess.PIPE, text=True)
+    tracer.stderr.readline()  # it is attached
+    work()
+    tracer.terminate()
+    tracer.wait()
+    calls = {}
+    for line in listing.read_text().splitlines():
+        match = re.match(r"\s*[\d.]+\s+[\d.]+\s+\d+\s+(\d+)\s+(?:\d+\s+)?(\w+)$", line)
+        if match and match.group(2) != "total":
+            calls[match.group(2)] = int(match.group(1))
+    return calls
+
+
+def calls_a_mail(stack, mails=50):
+    def work():
+        stack.publish(mails, pause_us=20000)
+        stack.wait_waiting(0)
+
+    return {name: count / mails for name, count in traced_calls(stack, work).items()}
+
+
+def trace_lines_a_mail(stack, mails=50):
+    """Trace lines of the way out alone."""
+    stack.fresh_sink()
+    stack.sink.hold()
+    stack.publish(mails)
+    stack.wait_waiting(mails)
+
+    def work():
+        stack.sink.release()
+        stack.wait_waiting(0)
+
+    lines = traced_calls(stack, work).get("writev", 0)
+    stack.fresh_sink()
+    return round(lines / mails)
+
+
+def measure_mails(stack, rounds):
+    calls = calls_a_mail(stack)
+    report("system calls a mail, event in to file gone", f"{sum(calls.values()):.1f}", "at most 85")
+    print("    " + ", ".join(f"{name} {count:.1f}" for name, count in sorted(calls.items(), key=lambda c: -c[1])))
+    road_lines = round(calls.get("writev", 0))
+    drain_lines = trace_lines_a_mail(stack)
+    drain(stack, MAILS)  # warm
+    own, floor, roads, floor_roads, singles, slowest = [], [], [], [], [], []
+    for _ in range(rounds):
+        own.append(drain(stack, MAILS))
+        length = own[-1][2]
+        ran, sink = stack.floor("drain", MAILS, drain_lines, length)
+        floor.append((sink["span_us"] / (MAILS - 1), ran["cpu_us"] / MAILS))
+        roads.append(road(stack, MAILS, 0)[0])
+        cpu, longest = road(stack, MAILS, 5000)
+        singles.append(cpu)
+        slowest.append(longest)
+        floor_roads.append(stack.floor("road", MAILS, road_lines, length)[0]["cpu_us"] / MAILS)
+    wall, cpu = median(v[0] for v in own), median(v[1] for v in own)
+    floor_wall, floor_cpu = median(v[0] for v in floor), median(v[1] for v in floor)
+    report(f"mails a second, {MAILS} waiting, {own[-1][2]} bytes each, {drain_lines} trace lines each",
+           f"{1e6 / wall:.0f}", f"floor {1e6 / floor_wall:.0f}")
+    report("  against the floor", f"{floor_wall / wall:.2f}", "at least 0.80")
+    report("  CPU a mail, microseconds", f"{cpu:.0f}", f"floor {floor_cpu:.0f}")
+    report("  against the floor", f"{cpu / floor_cpu:.2f}", "at most 1.30")
+    report(f"event in to mail out, CPU a mail, microseconds, {road_lines} trace lines", f"{median(roads):.0f}",
+           f"floor {median(floor_roads):.0f}")
+    report("  against the floor", f"{median(roads) / median(floor_roads):.2f}", "at most 1.6")
+    report("CPU seconds a 1000 mails", f"{median(roads) / 1000:.3f}", "")
+    report("  with 5 ms between the events", f"{median(singles) / 1000:.3f}", "")
+    report(f"slowest of {MAILS} mails, milliseconds", f"{median(slowest) / 1000:.2f}", "5")
+
+
+def measure_bus(stack, rounds, events=2000):
+    own, bare = [], []
+    for _ in range(rounds):
+        stack.fresh_sink()
+        stack.sink.hold()
+        publisher = stack.spawn([BIN / "publish", events, stack.published, 0, 200])
+        stack.published += events
+        wait_until(lambda: stack.waiting() > 0, "no event arrives")
+        began, first = time.monotonic(), stack.waiting()
+        stack.wait_waiting(events)
+        own.append((events - first) / (time.monotonic() - began))
+        publisher.wait()
+        stack.sink.release()
+        stack.wait_waiting(0)
+        took = figures(stack.run([BIN / "bus_peer", "rate", stack.environment["HSB_BUS"], 20000], SERVED))["wall_us"]
+        bare.append(20000e6 / took)
+    report("events a second through the bus into the queue", f"{median(own):.0f}", f"bare one-way {median(bare):.0f}")
+    report("  against the bare rate", f"{median(own) / median(bare):.2f}", "at least 0.30")
+
+
+def measure_memory(stack):
+    peer = stack.spawn([BIN / "bus_peer", "idle", stack.environment["HSB_BUS"]], stdout=subprocess.PIPE, text=True)
+    peer.stdout.readline()
+    idle, bare = pss_kib(stack.daemon.pid), pss_kib(peer.pid)
+    report("PSS idle, KiB", idle, f"idle bus client {bare}")
+    report("  against the idle bus client", f"{idle / bare:.2f}", "at most 1.5")
+    stack.fresh_sink()
+    stack.sink.hold()
+    stack.publish(100)
+    stack.wait_waiting(100)
+    stack.sink.release()
+    most = 0
+    while stack.waiting() > 0:
+        most = max(most, pss_kib(stack.daemon.pid))
+    report("PSS delivering with 100 waiting, KiB", most, "at most 4096")
+    stack.sink.hold()
+    stack.publish(10000)
+    stack.wait_waiting(10000)
+    report("PSS with 10,000 waiting, KiB", pss_kib(stack.daemon.pid), "")
+    stack.sink.release()
+    wait_until(lambda: stack.waiting() == 0, "10,000 mails do not go out", 300)
+
+
+def measure_idle(stack, seconds=60):
+    before = cpu_us(stack.daemon.pid)
+    time.sleep(seconds)
+    report(f"CPU of {seconds} idle seconds, milliseconds", f"{(cpu_us(stack.daemon.pid) - before) / 1000:.2f}",
+           "at most 10")
+
+
+def measure_start(stack, rounds):
+    """With time running so fast that nobody waits for the tick."""
+    took = []
+    for _ in range(rounds):
+        stack.fresh_sink()
+        stack.sink.hold()
+        stack.publish(100)
+        stack.wait_waiting(100)
+        stack.stop_daemon()
+        stack.fresh_sink()
+        began = time.monotonic()
+        stack.start_daemon(HSB_TIME_SCALE="1000")
+        stack.wait_waiting(0)
+        took.append(stack.fresh_sink()["first_us"] - began * 1e6)
+        stack.stop_daemon()
+        stack.start_daemon()
+        stack.ready()
+    report("start to first mail, 100 entries to restore, no wait for the tick, ms", f"{median(took) / 1000:.1f}", "16")
+
+
+def capture_soon(stack):
+    """Has the profile ask for a capture in the next minute that can still be scheduled: schedules are computed once a
+    minute."""
+    due = datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(seconds=130)
+    stack.ctl("profile", "remove", "Operators")
+    stack.add_profile("--capture", due.strftime("%a,%H:%M,1"))
+    stack.ready()
+
+
+def measure_large(stack, rounds, log_bytes=1100000):
+    """A capture of 1.5 MB: its dialogue beside the floor's, and what the daemon's memory grows by while it is sent."""
+    (stack.root / "ostrel/conf/logfile").write_bytes(random.Random(1).randbytes(log_bytes))
+    own, floor, growth, length = [], [], [], 0
+    for _ in range(min(rounds, 3)):
+        stack.fresh_sink()
+        stack.sink.hold()
+        capture_soon(stack)
+        wait_until(lambda: stack.waiting() > 0, "the capture does not run", 240)
+        time.sleep(2)  # the sender waits for the greeting
+        before = most = pss_kib(stack.daemon.pid)
+        stack.sink.release()
+        while stack.waiting() > 0:
+            most = max(most, pss_kib(stack.daemon.pid))
+        sink = stack.fresh_sink()
+        length = sink["bytes"]
+        own.append(sink["longest_us"])
+        growth.append((most - before) * 1024 / length)
+        floor.append(stack.floor("drain", 1, 20, length)[1]["longest_us"])
+    report(f"mail of {length} bytes, milliseconds", f"{median(own) / 1000:.1f}", f"floor {median(floor) / 1000:.1f}")
+    report("  rate against the floor", f"{median(floor) / median(own):.2f}", "at least 0.75")
+    report("  growth of PSS, times its size", f"{median(growth):.2f}", "at most 1.2")
+
+
+def measure_size():
+    stripped = pathlib.Path("/dev/shm/orvApp.stripped")
+    subprocess.run(["strip", "-o", stripped, BIN / "orvApp"], check=True)
+    report("orvApp stripped, KiB", f"{stripped.stat().st_size / 1024:.0f}", "at most 430")
+    stripped.unlink()
+
+
+def main():
+    rounds = int(sys.argv[1]) if len(sys.argv) > 1 else 5
+    measure_size()
+    with Stack() as stack:
+        stack.start_daemon()
+        stack.ctl("wait", "orvApp", "started", "--timeout", "30")
+        stack.configure()
+        stack.ready()
+        measure_idle(stack)
+        measure_mails(stack, rounds)
+        measure_bus(stack, rounds)
+        measure_start(stack, rounds)
+        measure_large(stack, rounds)
+        measure_memory(stack)
+
+
+if __name__ == "__main__":
+    main()
