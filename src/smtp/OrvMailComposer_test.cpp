@@ -95,7 +95,7 @@ TEST_F(OrvMailComposerTest, readsAttachmentsWithoutHoldingIdentityOrMessage) {
     const std::string expected = compose(identity.common(), *message, envelope);
     unsigned attachments = 0;
     beforeAttachment = [&] {
-        const Mt::Lock lock(message->lock());
+        { const Mt::Lock lock(message->lock()); }
         identity.set(OrvIdentity());
         ++attachments;
     };
