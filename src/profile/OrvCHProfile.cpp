@@ -136,6 +136,7 @@ void OrvCHProfile::dumpProfileInfo() const {
     ORV_TRACE("\n%s\n", text.c_str());
 }
 
+// Kept: the schedule runs copies of the item, so the times of this one's runs are always those before the first.
 std::string OrvCHProfile::dumpCapture() const {
     if (!capture_) {
         return "";

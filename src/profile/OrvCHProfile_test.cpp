@@ -291,4 +291,14 @@ TEST_F(OrvCHProfileTest, dumpsEverythingItHolds) {
               "\n");
 }
 
+TEST_F(OrvCHProfileTest, showsItsCaptureAsNeverRunWhateverItsCopiesDid) {
+    ProfileDriver driver(switch_, profile_);
+    driver.readWhole({{"NumberOfEmails", "0"}, {"CaptureEntries", "1"}}, {}, {{"Fri", "17:05", "26"}});
+    const std::string before = dump();
+    CronCaptureItem copy = *profile_.capture();
+    copy.LastExecution = copy.NextExecution = 1700000000;
+
+    EXPECT_EQ(dump(), before);
+}
+
 }  // namespace
