@@ -14,8 +14,8 @@
 //   ping-pong    (small) a record and a file's bytes from memory, and four bytes back: the round trip alone
 //   cp -r        the same files without a network
 #include "dbg/OrvDbg.h"
-#include "platform/posix/HostRoot.h"
 #include "host_root.h"
+#include "platform/posix/HostRoot.h"
 #include "sync/OrvSyncPri.h"
 #include "testing/SyncStandby.h"
 
