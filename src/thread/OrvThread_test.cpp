@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 
@@ -61,6 +62,8 @@ TEST_F(OrvThreadTest, tracesWithItsOwnLoggerWhileItRunsAndWithNoneAfterwards) {
 }
 
 TEST_F(OrvThreadTest, cannotBeCancelledAndHasItsPriority) {
+    const int before = getpriority(PRIO_PROCESS, 0);  // the test itself may have been started nicely
+    const int priority = std::min(before + 5, 19);
     int cancelState = -1;
     int nice = 0;
     Worker worker(
@@ -69,13 +72,13 @@ TEST_F(OrvThreadTest, cannotBeCancelledAndHasItsPriority) {
             nice = getpriority(PRIO_PROCESS, 0);
             return 0;
         },
-        5);
+        priority);
 
     runToTheEnd(worker);
 
     EXPECT_EQ(cancelState, PTHREAD_CANCEL_DISABLE);
-    EXPECT_EQ(nice, 5);
-    EXPECT_EQ(getpriority(PRIO_PROCESS, 0), 0);
+    EXPECT_EQ(nice, priority);
+    EXPECT_EQ(getpriority(PRIO_PROCESS, 0), before);
 }
 
 TEST_F(OrvThreadTest, runsDetachedWhenItIsLaunched) {
