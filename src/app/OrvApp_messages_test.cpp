@@ -1,6 +1,8 @@
 // Routing of bus messages by format and code.
 #include "app/DaemonFixture.h"
 
+#include "Hsb_Message.h"
+#include "Sw_Log_Type.h"
 #include "platform/wire/MessageCodes.h"
 
 namespace {
@@ -131,6 +133,38 @@ TEST_F(OrvAppMessages, logsEventCategoriesThatItDoesNotKnow) {
     switch_->send(3, 0, {0, 0, 0, 91, 0, 0, 0, 1});
 
     EXPECT_THAT(switch_->eventLog(), ElementsAre(logged(15, "processEventMsg\\(\\) - Unhandled event.category = 91")));
+}
+
+// An event as the event server delivers it, to the daemon alone.
+std::vector<std::uint8_t> event(std::uint8_t category, std::uint8_t number,
+                                const std::vector<std::uint8_t>& data = {}) {
+    std::vector<std::uint8_t> payload{0, 0, 0, category, 0, 0, 0, number};
+    payload.insert(payload.end(), data.begin(), data.end());
+    return payload;
+}
+
+TEST_F(OrvAppMessages, refusesEveryEventThatItHasNoUseFor) {
+    const std::vector<std::uint8_t> text{'x'};
+    for (const auto& [category, number] :
+         {std::pair(2, 0), std::pair(2, 57), std::pair(66, 0), std::pair(66, 4), std::pair(89, 0), std::pair(89, 56),
+          std::pair(90, 1), std::pair(90, 3), std::pair(0, 0), std::pair(3, 3), std::pair(91, 0), std::pair(255, 0)}) {
+        Hsb_Message message(3, 0, event(static_cast<std::uint8_t>(category), static_cast<std::uint8_t>(number), text));
+        EXPECT_EQ(app_->handle_message(&message), -1) << category << "/" << number;
+    }
+}
+
+TEST_F(OrvAppMessages, takesEveryEventThatItKnows) {
+    Sw_Log_Type record;
+    record.kind = 4;  // of no interest to CallHome, but a log event
+    const std::vector<std::uint8_t> noAddresses{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0};
+    const std::vector<std::uint8_t> text{'h', 'o', 's', 't'};
+    for (const std::vector<std::uint8_t>& payload :
+         {event(1, 0, record.encode()), event(1, 7, record.encode()), event(2, 56, noAddresses), event(66, 3, text),
+          event(90, 0, text)}) {
+        Hsb_Message message(3, 0, payload);
+        EXPECT_EQ(app_->handle_message(&message), 0) << int{payload[3]} << "/" << int{payload[7]};
+    }
+    EXPECT_THAT(switch_->eventLog(), IsEmpty());
 }
 
 // A well-formed answer of the attribute store under this id, by code.

@@ -5,6 +5,7 @@
 #include "Hsb_Message.h"
 #include "Log_Event.h"
 #include "app/MainSteps.h"
+#include "dbg/OrvEventLog.h"
 #include "platform/wire/MessageCodes.h"
 #include "testing/LoopbackSwitch.h"
 
@@ -188,12 +189,17 @@ TEST_F(OrvMain, endsWithStatusZeroWhenTheApplicationCannotBeAllocated) {
     EXPECT_TRUE(lastTrace().ends_with(" main createApplication: std::bad_alloc")) << lastTrace();
 }
 
+// Nor does anything name it any more.
 TEST_F(OrvMain, endsWithStatusZeroWhenTheApplicationCannotBeBuilt) {
     root_.write("/ostrel/conf/orv/callHome/capture.seq", "123");
 
-    EXPECT_EQ(run(), 0);
+    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) {
+                  static MainSteps* const all = &steps;
+                  std::atexit([] { all->tell(orvApplication() == nullptr ? "no application" : "an application"); });
+              }),
+              0);
 
-    EXPECT_EQ(steps_, joined({kTrace, kPlatform, {"syslog 5 OrvApp allocation failed\n"}}));
+    EXPECT_EQ(steps_, joined({kTrace, kPlatform, {"syslog 5 OrvApp allocation failed\n", "no application"}}));
     EXPECT_TRUE(
         lastTrace().ends_with(" main createApplication: Read Error for file /ostrel/conf/orv/callHome/capture.seq"))
         << lastTrace();

@@ -355,6 +355,11 @@ TEST_F(OrvCallHomeConfig, beginsTheNextCycleBeforeItTakesTheLastAnswer) {
     switch_->bus().releaseOne(0);
     switch_->pump();
 
+    const std::vector<std::string> lines = traced("OrvCallHome ");
+    const auto last = [&lines](const std::string& line) {
+        return std::find(lines.rbegin(), lines.rend(), line);  // nearer to the beginning: later
+    };
+    EXPECT_LT(last("OrvCallHome clearIncomingMesgQ: Entry"), last("OrvCallHome readConfig: Entry"));
     // The second cycle waits for the same answer; the first one's value is there.
     EXPECT_EQ(stateValue("Config"), "0x1");
     EXPECT_EQ(stateValue("ConfigRequestsPending"), "0");

@@ -131,7 +131,7 @@ int OrvCallHome::setSwitchHostname(std::span<const std::uint8_t> text) {
 
 int OrvCallHome::setSwitchAddr(std::span<const std::uint8_t> data) {
     constexpr std::size_t kLeadingWords = 8;
-    if (data.size() < kLeadingWords + 4) {
+    if (data.size() < kLeadingWords) {
         ORV_TRACE("Invalid address data received!\n");
         return -1;
     }

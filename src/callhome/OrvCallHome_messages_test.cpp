@@ -211,6 +211,19 @@ TEST_F(OrvCallHomeMessages, ignoresAnAddressEventWhoseLeadingWordsDiffer) {
     EXPECT_THAT(traced("CMON_IF_CHANGED event sent 0 IP addresses count"), SizeIs(1));
 }
 
+TEST_F(OrvCallHomeMessages, takesAnAddressEventThatEndsAfterItsLeadingWordsAsOneWithoutAddresses) {
+    startWithoutSending();
+    const auto result = [this](std::vector<std::uint8_t> data) { return app_->callHome().setSwitchAddr(data); };
+
+    EXPECT_EQ(result({0, 0, 0, 1, 0, 0, 0, 2, 0}), 0);
+    EXPECT_THAT(traced("CMON_IF_CHANGED"), IsEmpty());
+    EXPECT_EQ(result({0, 0, 0, 1, 0, 0, 0, 1}), 0);
+    EXPECT_EQ(result({0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 9}), 0);
+    EXPECT_THAT(traced("CMON_IF_CHANGED event sent 0 IP addresses count"), SizeIs(2));
+    EXPECT_EQ(result({0, 0, 0, 1, 0, 0, 0}), -1);
+    EXPECT_THAT(traced("OrvCallHome setSwitchAddr: Invalid address data received!"), SizeIs(1));
+}
+
 TEST_F(OrvCallHomeMessages, startsSendingOnceAnAddressOfTheSwitchIsKnown) {
     switch_->set("Global.Network.Eth.0.NF-IPAddress", "0-");
     switch_->set("Global.Network.Eth.0.IPv6IPAddress", "");
@@ -281,6 +294,23 @@ TEST_F(OrvCallHomeMessages, keepsWaitingMessagesWhenTheServicesReadFails) {
 
     EXPECT_EQ(count("OrvCallHome clearIncomingMesgQ: Entry"), 0u);
     EXPECT_EQ(queued(), queuedBefore + 1);
+}
+
+TEST_F(OrvCallHomeMessages, deletesAStateMessageWhenThereAreNoProfiles) {
+    enableCallHome();
+    useServer("", primary_);
+    primary_.refuseConnections();
+    startDaemon();
+    switch_->tick();
+    ASSERT_THAT(entries(), IsEmpty());
+    switch_->publishState("Offline");
+
+    addProfile({.name = "All", .level = "Info"});
+    changeProfiles();
+    switch_->tick();
+    EXPECT_THAT(entries(), IsEmpty());
+    switch_->publishState("Online");
+    EXPECT_THAT(entries(), SizeIs(1));
 }
 
 TEST_F(OrvCallHomeMessages, tracesEveryThousandthMessageThatWaitsForTheConfiguration) {

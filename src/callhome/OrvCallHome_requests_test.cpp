@@ -66,6 +66,16 @@ protected:
         switch_->send(MessageFormat::MANAGEMENT, code, payload);
     }
 
+    // The messages on the send queue, as the daemon tells them; a test has no file of its own.
+    std::uint32_t inQueue() {
+        const std::vector<Answer> kept = sent_;
+        record();
+        request(ManagementCode::MESG_Q_INFO, 0);
+        const Bytes block = sent_.size() == 1 ? sent_[0].second : Bytes(28, 0xFF);
+        sent_ = kept;
+        return bigEndian32(std::span(block).subspan(20)) + bigEndian32(std::span(block).subspan(24));
+    }
+
     std::vector<Answer> sent_;
 };
 
@@ -187,6 +197,55 @@ TEST_F(OrvCallHomeRequests, takeANameThatFillsItsField) {
                             "message for profile " +
                             name));
     EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), name36(std::string(35, 'n'))})}));
+}
+
+TEST_F(OrvCallHomeRequests, testTheFirstProfileOfAName) {
+    addProfile({.name = "Twins", .emails = {"first@example.com"}});
+    addProfile({.name = "Twins", .emails = {"second@example.com"}});
+    startReady();
+    request(ManagementCode::TEST_PROFILE, 5, "Twins");
+    switch_->tick();
+    ASSERT_TRUE(waitForMails(primary_, 1));
+
+    EXPECT_THAT(primary_.mailsTaken()[0].recipients, ElementsAre("first@example.com"));
+}
+
+TEST_F(OrvCallHomeRequests, distinguishNamesByEveryLetter) {
+    startReady();
+    record();
+    for (const char* const name : {"operators", "Operator", "Operators ", " Operators"}) {
+        request(ManagementCode::TEST_PROFILE, 5, name);
+    }
+    switch_->tick(2);
+
+    EXPECT_THAT(sent_, SizeIs(4));
+    EXPECT_EQ(inQueue(), 0u);
+}
+
+TEST_F(OrvCallHomeRequests, testNobodyWhereAProfileHasNoRecipients) {
+    addProfile({.name = "Silent", .emails = {}});
+    startReady();
+    record();
+    request(ManagementCode::TEST_PROFILE, 5, "Silent");
+    switch_->tick(2);
+
+    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), name36("Silent")})}));
+    EXPECT_EQ(inQueue(), 0u);
+}
+
+TEST_F(OrvCallHomeRequests, goOnWithTheNextMessageAfterATestOfNoProfile) {
+    startWithoutSending();
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_REPLY));
+    changeProfiles();
+    request(ManagementCode::TEST_PROFILE, 5, "Nobody");
+    request(ManagementCode::TEST_PROFILE, 6, "Operators");
+    switch_->publishLog(0, 0x00010002, "Blade fault behind two tests");
+    releaseAll();
+    EXPECT_EQ(inQueue(), 0u);
+
+    switch_->tick();
+
+    EXPECT_EQ(inQueue(), 2u);
 }
 
 TEST_F(OrvCallHomeRequests, tellThatATestFailedWhenNobodyTookIt) {
