@@ -94,7 +94,7 @@ private:
     void readLog(const Caller& caller, const LogRequest& request);
     void followLog(const Caller& caller, const LogRequest& request);
     void stop(const Caller& caller, const OneTag& request);
-    [[nodiscard]] int readPage(std::uint64_t since, std::size_t limit, LogPage& page);
+    [[nodiscard]] int readPage(const LogRequest& request, LogPage& page);
     void tellFollowers(const LogEntry& entry);
 
     void listComponents(const Caller& caller, const NoBody& request);

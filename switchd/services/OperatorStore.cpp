@@ -92,28 +92,39 @@ void OperatorService::finish(const Caller& caller, int result) {
 
 void OperatorService::readLog(const Caller& caller, const LogRequest& request) {
     LogPage page;
-    const std::size_t limit = request.limit == 0 ? PAGE_ENTRIES : std::min<std::size_t>(request.limit, PAGE_ENTRIES);
-    if (readPage(request.since, limit, page) < 0) {
+    if (readPage(request, page) < 0) {
         return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
     }
     done(caller, page.encode());
 }
 
-// Reads one entry more than asked for, to know whether there are more.
-int OperatorService::readPage(std::uint64_t since, std::size_t limit, LogPage& page) {
-    std::vector<LogEntry> entries;
-    if (parts_.logStore.readSince(since, limit + 1, entries) < 0) {
-        return -1;
-    }
+// Each turn reads one entry more than the page can take, to know whether there are more.
+int OperatorService::readPage(const LogRequest& request, LogPage& page) {
+    const std::size_t limit = request.limit == 0 ? PAGE_ENTRIES : std::min<std::size_t>(request.limit, PAGE_ENTRIES);
+    std::uint64_t since = request.since;
     std::size_t bytes = 0;
-    std::size_t count = 0;
-    while (count < std::min(limit, entries.size()) &&
-           (count == 0 || bytes + entries[count].text.size() <= PAGE_BYTES)) {
-        bytes += entries[count++].text.size();
+    LogPage result;
+    bool ended = false;
+    while (!ended && !result.more) {
+        std::vector<LogEntry> entries;
+        if (parts_.logStore.readSince(since, limit + 1, entries) < 0) {
+            return -1;
+        }
+        ended = entries.size() <= limit;
+        for (LogEntry& entry : entries) {
+            since = entry.id;
+            if (entry.level > request.maxLevel) {
+                continue;
+            }
+            bytes += entry.text.size();
+            if (result.entries.size() == limit || (bytes > PAGE_BYTES && !result.entries.empty())) {
+                result.more = true;
+                break;
+            }
+            result.entries.push_back(std::move(entry));
+        }
     }
-    page.more = count < entries.size();
-    entries.resize(count);
-    page.entries = std::move(entries);
+    page = std::move(result);
     return 0;
 }
 
@@ -123,7 +134,7 @@ void OperatorService::followLog(const Caller& caller, const LogRequest& request)
     std::uint64_t since = request.since;
     do {
         LogPage page;
-        if (readPage(since, PAGE_ENTRIES, page) < 0) {
+        if (readPage(LogRequest{since}, page) < 0) {
             return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
         }
         since = page.entries.empty() ? since : page.entries.back().id;

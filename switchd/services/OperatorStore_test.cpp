@@ -166,6 +166,29 @@ TEST_F(OperatorStoreTest, readsTheLogSinceAnId) {
     EXPECT_FALSE(LogPage::decode(rest.body)->more);
 }
 
+TEST_F(OperatorStoreTest, leavesOutLevelsAboveTheOneAskedFor) {
+    // Between two entries that are asked for there are more others than one page holds.
+    for (std::size_t number = 0; number <= OperatorService::PAGE_ENTRIES + 3; ++number) {
+        LogEntry entry;
+        entry.level = number == 0 || number >= OperatorService::PAGE_ENTRIES + 2 ? 3 : 15;
+        ASSERT_EQ(sw_.store().append(entry), 0);
+    }
+    const auto ids = [this](const LogRequest& request) {
+        const auto page = LogPage::decode(operator_.answerTo(OperatorCode::READ_LOG, request).body);
+        std::vector<std::uint64_t> result = {page->more ? 1u : 0u};
+        for (const LogEntry& entry : page->entries) {
+            result.push_back(entry.id);
+        }
+        return result;
+    };
+    const std::uint64_t second = OperatorService::PAGE_ENTRIES + 3;
+
+    EXPECT_THAT(ids({0, 0, 3}), ElementsAre(0, 1, second, second + 1));
+    EXPECT_THAT(ids({0, 2, 3}), ElementsAre(1, 1, second));
+    EXPECT_THAT(ids({second, 2, 3}), ElementsAre(0, second + 1));
+    EXPECT_THAT(ids({0, 0, 2}), ElementsAre(0));
+}
+
 TEST_F(OperatorStoreTest, readsALongLogInPages) {
     for (std::size_t number = 0; number <= OperatorService::PAGE_ENTRIES; ++number) {
         log("x");

@@ -287,7 +287,7 @@ std::optional<RawEvent> RawEvent::decode(WireSpan body) {
 
 WireBytes LogRequest::encode() const {
     WireWriter writer;
-    return writeNumber64(writer, since).u32(limit).take();
+    return writeNumber64(writer, since).u32(limit).u32(static_cast<std::uint32_t>(maxLevel)).take();
 }
 
 std::optional<LogRequest> LogRequest::decode(WireSpan body) {
@@ -295,6 +295,7 @@ std::optional<LogRequest> LogRequest::decode(WireSpan body) {
     LogRequest message;
     message.since = readNumber64(reader);
     message.limit = reader.u32();
+    message.maxLevel = static_cast<std::int32_t>(reader.u32());
     return whole(reader, std::move(message));
 }
 

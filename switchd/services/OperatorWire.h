@@ -38,7 +38,7 @@ inline constexpr std::uint16_t PUBLISH_ADDRESSES = 12;  // KeyList: addresses   
 inline constexpr std::uint16_t PUBLISH_HOSTNAME = 13;   // OneText              none
 inline constexpr std::uint16_t PUBLISH_EVENT = 14;      // RawEvent             none
 inline constexpr std::uint16_t READ_LOG = 20;           // LogRequest           LogPage
-inline constexpr std::uint16_t FOLLOW_LOG = 21;         // LogRequest (limit ignored)  none; pushes LOG_LINES: LogPage
+inline constexpr std::uint16_t FOLLOW_LOG = 21;         // LogRequest           none; pushes LOG_LINES: LogPage
 inline constexpr std::uint16_t STOP = 22;               // OneTag: the stream's or late answer's tag   none
 inline constexpr std::uint16_t COMPONENTS = 30;         // none                 ComponentList
 inline constexpr std::uint16_t WAIT = 31;               // WaitRequest          none, as soon as the state is reached
@@ -170,10 +170,12 @@ struct RawEvent {
     static std::optional<RawEvent> decode(WireSpan body);
 };
 
-// Log entries with a greater id than since, at most limit (0: as many as one answer holds).
+// Log entries with a greater id than since and no greater level than maxLevel, at most limit (0: as many as one answer
+// holds). A stream takes no notice of limit and maxLevel.
 struct LogRequest {
     std::uint64_t since = 0;
     std::uint32_t limit = 0;
+    std::int32_t maxLevel = INT32_MAX;
 
     WireBytes encode() const;
     static std::optional<LogRequest> decode(WireSpan body);
