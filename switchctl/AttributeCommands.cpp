@@ -11,12 +11,22 @@
 
 namespace {
 
-void printAll(Session& session, const std::vector<Attribute>& attributes) {
+std::string linesOf(const std::vector<Attribute>& attributes) {
     std::string lines;
     for (const Attribute& attribute : attributes) {
         lines += Attributes::line(attribute);
     }
-    session.print(Attributes::json(attributes), lines);
+    return lines;
+}
+
+void refuseMissing(const std::vector<std::string>& keys) {
+    std::string text;
+    for (const std::string& key : keys) {
+        text += (text.empty() ? "" : ", ") + key;
+    }
+    if (!keys.empty()) {
+        throw Refused("not set: " + text);
+    }
 }
 
 // What is there is printed, even when something is missing.
@@ -24,18 +34,16 @@ void get(Session& session, const std::vector<std::string>& keys) {
     const auto answers =
         OperatorClient::decode<AttributeAnswers>(session.client.call(OperatorCode::GET, KeyList{keys}.encode()));
     std::vector<Attribute> found;
-    std::string missing;
+    std::vector<std::string> missing;
     for (const auto& answer : answers.answers) {
         if (answer.found) {
             found.push_back(answer.attribute);
         } else {
-            missing += (missing.empty() ? "" : ", ") + answer.attribute.key;
+            missing.push_back(answer.attribute.key);
         }
     }
-    printAll(session, found);
-    if (!missing.empty()) {
-        throw Refused("not set: " + missing);
-    }
+    session.print(Attributes::json(found).set("missing", missing), linesOf(found));
+    refuseMissing(missing);
 }
 
 void set(Session& session, const std::vector<std::string>& texts) {
@@ -65,14 +73,8 @@ void load(Session& session, const std::string& name) {
 void unset(Session& session, const std::vector<std::string>& keys) {
     const WireBytes request = ChangeRequest{{}, keys}.encode();
     const auto missing = OperatorClient::decode<KeyList>(session.client.call(OperatorCode::CHANGE, request)).keys;
-    session.print(Json().set("unset", std::uint64_t{keys.size() - missing.size()}), "");
-    if (!missing.empty()) {
-        std::string text;
-        for (const std::string& key : missing) {
-            text += (text.empty() ? "" : ", ") + key;
-        }
-        throw Refused("not set: " + text);
-    }
+    session.print(Json().set("unset", std::uint64_t{keys.size() - missing.size()}).set("missing", missing), "");
+    refuseMissing(missing);
 }
 
 using Texts = std::vector<std::string>;
@@ -108,7 +110,10 @@ void addList(CommandTree& tree, const CommandTree::Group& attr) {
     tree.command(attr, "list",
                  {"attr list [PREFIX]", "Print all attributes, or those that begin with PREFIX",
                   "attr list Global.CallhomeDB."},
-                 [prefix](Session& session) { printAll(session, Attributes::list(session, *prefix)); })
+                 [prefix](Session& session) {
+                     const auto attributes = Attributes::list(session, *prefix);
+                     session.print(Attributes::json(attributes), linesOf(attributes));
+                 })
         .take({"PREFIX", "", "How the keys begin"}, *prefix);
 }
 

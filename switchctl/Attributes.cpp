@@ -8,21 +8,48 @@
 #include <iterator>
 
 namespace Attributes {
+namespace {
+
+constexpr std::size_t MAX_FILE = 24u << 20;
+constexpr std::size_t SHOWN = 60;
+
+// What of a text an error message repeats.
+std::string quoted(const std::string& text) {
+    return "\"" + Text::oneLine(text.substr(0, SHOWN)) + (text.size() > SHOWN ? "\"..." : "\"");
+}
+
+// A line without its end. A file that has none is not read for ever.
+bool readLine(std::istream& file, std::string& line) {
+    line.clear();
+    char c = '\0';
+    while (line.size() <= MAX_FILE && file.get(c) && c != '\n') {
+        line += c;
+    }
+    if (line.empty() && !file) {
+        return false;
+    }
+    if (line.ends_with('\r')) {
+        line.pop_back();
+    }
+    return true;
+}
+
+}  // namespace
 
 void checkKey(const std::string& key) {
     if (key.empty() || key.size() > AttributeStore::MAX_KEY) {
-        throw UsageError("\"" + Text::oneLine(key) + "\" cannot be a key; a key has 1 to 255 characters");
+        throw UsageError(quoted(key) + " cannot be a key; a key has 1 to 255 characters");
     }
-    if (Text::hasControls(key) || key.find(' ') != std::string::npos || key.find('=') != std::string::npos) {
-        throw UsageError("\"" + Text::oneLine(key) +
-                         "\" cannot be a key; a key has no blanks, no '=' and no control characters");
+    if (!std::ranges::all_of(key, [](char c) { return c > ' ' && c < 0x7F && c != '='; })) {
+        throw UsageError(quoted(key) +
+                         " cannot be a key; a key has no blanks, no '=' and nothing but ASCII characters");
     }
 }
 
 Attribute parse(const std::string& text) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos) {
-        throw UsageError("\"" + Text::oneLine(text) + "\" has no '='; write KEY=VALUE");
+        throw UsageError(quoted(text) + " has no '='; write KEY=VALUE");
     }
     Attribute attribute{text.substr(0, equals), STRING, text.substr(equals + 1)};
     checkKey(attribute.key);
@@ -35,9 +62,13 @@ Attribute parse(const std::string& text) {
 std::vector<Attribute> parseFile(std::istream& file, const std::string& name) {
     std::vector<Attribute> attributes;
     std::string line;
-    for (std::size_t number = 1; std::getline(file, line); ++number) {
-        if (line.ends_with('\r')) {
-            line.pop_back();
+    std::size_t bytes = 0;
+    for (std::size_t number = 1; readLine(file, line); ++number) {
+        bytes += line.size();
+        if (bytes > MAX_FILE) {
+            throw UsageError(
+                name + ":" + std::to_string(number) +
+                ": up to here there are more than 24 MB, the most that are set at once; write several files");
         }
         const std::size_t start = line.find_first_not_of(" \t");
         if (start == std::string::npos || line[start] == '#') {
@@ -50,7 +81,7 @@ std::vector<Attribute> parseFile(std::istream& file, const std::string& name) {
         }
     }
     if (file.bad()) {
-        throw UsageError("cannot read " + name);
+        throw UsageError("cannot read " + name + "; write the name of a text file");
     }
     return attributes;
 }
@@ -66,6 +97,17 @@ std::vector<Attribute> list(Session& session, const std::string& prefix) {
         }
         request.after = attributes.back().key;
     }
+}
+
+std::map<std::string, std::string> get(Session& session, const std::vector<std::string>& keys) {
+    const WireBytes body = session.client.call(OperatorCode::GET, KeyList{keys}.encode());
+    std::map<std::string, std::string> values;
+    for (auto& answer : OperatorClient::decode<AttributeAnswers>(body).answers) {
+        if (answer.found) {
+            values[answer.attribute.key] = std::move(answer.attribute.value);
+        }
+    }
+    return values;
 }
 
 void change(Session& session, std::vector<Attribute> set, std::vector<std::string> unset) {
@@ -98,7 +140,7 @@ Json json(const std::vector<Attribute>& attributes) {
     for (const Attribute& attribute : attributes) {
         object.set(attribute.key, attribute.value);
     }
-    return object;
+    return Json().set("attributes", object);
 }
 
 }  // namespace Attributes

@@ -1,102 +1,101 @@
 // callhome: the daemon's management requests, its probe, its settings.
-#include "host_root.h"
 #include "platform/wire/ManagementWire.h"
 #include "platform/wire/MessageCodes.h"
 #include "switchctl/Attributes.h"
 #include "switchctl/CallhomeSetup.h"
+#include "switchctl/CallhomeTest.h"
 #include "switchctl/CommandTree.h"
 #include "switchctl/Commands.h"
-#include "switchctl/Errors.h"
+#include "switchctl/DaemonLog.h"
 #include "switchctl/EventArguments.h"
 #include "switchctl/Management.h"
 #include "switchctl/ProbeTrace.h"
-#include "switchctl/Rules.h"
 #include "switchctl/Text.h"
 
-#include <cerrno>
-#include <cstring>
+#include <map>
 #include <optional>
+#include <utility>
 
 namespace {
 
-constexpr const char* MAIN_TRACE = "/tmp/orv.out.Main";
+constexpr std::uint32_t CHANGEOVER_REFUSED = 7;
+constexpr const char* SPACE_KEY = "Global.Callhome.FileSystemSpaceAllowed";
+constexpr const char* FILES_KEY = "Global.Callhome.FilesAllowed";
+// What the daemon calls the time of a profile's last message when there was none.
+constexpr const char* NEVER = "NotApplicable";
 
 // Sends a request without further answer and prints that it is done.
-template <std::uint16_t CODE>
-void plainRequest(Session& session) {
-    const auto response = Management::request(session, CODE);
-    session.print(Json().set("status", response.status), "done\n");
+void plainRequest(Session& session, std::uint16_t code, const char* done) {
+    const auto response = Management::request(session, code);
+    session.print(Json().set("status", response.status), std::string("done: ") + done + "\n");
+}
+
+void profileChange(Session& session) {
+    plainRequest(session, ManagementCode::PROFILE_CHANGE, "settings and profiles are being read anew");
+}
+
+void clearQueue(Session& session) {
+    plainRequest(session, ManagementCode::CLEAR_QUEUE, "queued messages are discarded");
+}
+
+// One status stands for two reasons; the event log tells which.
+void changeover(Session& session) {
+    const DaemonLog log(session);
+    const auto response = Management::call(session, ManagementCode::CHANGEOVER, ManagementRequest{}.encode());
+    if (response.status == CHANGEOVER_REFUSED) {
+        const bool updating = log.has(DaemonLog::CHANGEOVER_REFUSAL);
+        Management::refuse(updating ? Management::UPDATING : "there is no other mail server to change to",
+                           response.status);
+    }
+    Management::check(response);
+    session.print(Json().set("status", response.status), "done: mails go through the other mail server\n");
+}
+
+// What an attribute allows, as in " of 100"; nothing when it is not set.
+std::string allowed(const std::map<std::string, std::string>& quotas, const char* key) {
+    const auto found = quotas.find(key);
+    return found == quotas.end() ? "" : " of " + Text::oneLine(found->second);
 }
 
 void queue(Session& session) {
-    const auto response = Management::request(session, ManagementCode::MESG_Q_INFO);
-    const auto whole = InfoResponse::decode(response.payload);
-    const auto info = whole ? QueueInfo::decode(whole->info) : std::nullopt;
-    if (!info) {
-        throw Refused("orvApp's queue information cannot be read");
+    const QueueInfo info = Management::queue(session);
+    const auto quotas = Attributes::get(session, {SPACE_KEY, FILES_KEY});
+    Json json;
+    json.set("bytesInUse", info.bytesInUse).set("waiting", info.waiting).set("open", info.open);
+    for (const auto& [key, name] : {std::pair(SPACE_KEY, "bytesAllowed"), std::pair(FILES_KEY, "messagesAllowed")}) {
+        const auto value = quotas.contains(key) ? Text::number(quotas.at(key), 0, UINT32_MAX) : std::nullopt;
+        if (value) {
+            json.set(name, *value);
+        } else {
+            json.setNull(name);
+        }
     }
-    session.print(Json().set("bytesInUse", info->bytesInUse).set("waiting", info->waiting).set("open", info->open),
-                  "bytes in use: " + std::to_string(info->bytesInUse) + "\nwaiting: " + std::to_string(info->waiting) +
-                      "\nopen: " + std::to_string(info->open) + "\n");
+    session.print(json,
+                  Text::table({{"in use", std::to_string(info.bytesInUse) + allowed(quotas, SPACE_KEY) + " bytes"},
+                               {"waiting", std::to_string(info.waiting) + allowed(quotas, FILES_KEY) + " messages"},
+                               {"open", std::to_string(info.open) + " messages"}}));
 }
 
 void processed(Session& session) {
-    const auto response = Management::request(session, ManagementCode::PROFILE_PROCESSED_INFO);
-    const auto whole = InfoResponse::decode(response.payload);
-    const auto info = whole ? ProcessedInfo::decode(whole->info) : std::nullopt;
-    if (!info) {
-        throw Refused("orvApp's profile information cannot be read");
-    }
-    std::vector<std::vector<std::string>> rows;
+    const ProcessedInfo info = Management::processed(session);
+    std::vector<std::vector<std::string>> rows = {{"PROFILE", "MESSAGES", "LAST"}};
     Json list = Json::array();
-    for (const auto& profile : info->profiles) {
-        rows.push_back({Text::oneLine(profile.name), std::to_string(profile.processed), Text::oneLine(profile.last)});
+    for (const auto& profile : info.profiles) {
+        const std::string last = profile.last == NEVER ? "never" : Text::oneLine(profile.last);
+        rows.push_back({Text::oneLine(profile.name), std::to_string(profile.processed), last});
         list.add(Json().set("name", profile.name).set("processed", profile.processed).set("last", profile.last));
     }
-    session.print(list, rows.empty() ? "no profiles\n" : Text::table(rows));
-}
-
-// A result that the daemon has is told at once; for a profile that it does not know there is none.
-void test(Session& session, const std::string& name) {
-    Rules::profileName(name);
-    std::optional<std::uint32_t> result;
-    session.client.open(OperatorCode::WATCH_RESULTS, {}, [&](WireSpan body) {
-        const auto results = TestResults::decode(body);
-        for (const auto& one : results ? results->results : std::vector<TestResults::Result>()) {
-            if (one.profile == name) {
-                result = one.status;
-            }
-        }
-    });
-    const auto response =
-        Management::call(session, ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, name}.encode());
-    Management::check(response, ManagementCode::TEST_PROFILE);
-    if (!session.json) {
-        session.print(Json(), name + ": accepted\n");
-    }
-    if (!session.client.serveUntil([&] { return result.has_value(); })) {
-        throw NoAnswer("no result for " + name + " in " + Text::seconds(session.client.timeout().count()) +
-                       " s; its mail is still being tried, or orvApp has no such profile");
-    }
-    if (*result != 0) {
-        throw Refused("the test message for " + name + " was not sent (status " + std::to_string(*result) +
-                      "); see switchctl log --level 3");
-    }
-    session.print(Json().set("profile", name).set("status", response.status).set("result", *result), name + ": sent\n");
+    session.print(Json().set("profiles", list), rows.size() == 1 ? "no profiles\n" : Text::table(rows));
 }
 
 void probe(Session& session) {
-    const std::string file = host_root() + MAIN_TRACE;
-    ProbeTrace trace(file);
-    trace.mark();
-    session.client.call(OperatorCode::PROBE, ProbeRequest{Management::DAEMON, ProbeCode::DUMP_STATE}.encode(),
-                        Management::DAEMON);
-    std::string text;
-    if (trace.readSince(text) < 0) {
-        throw Refused("orvApp has answered, but its trace " + file + " cannot be read: " + std::strerror(errno));
+    const std::string text = ProbeTrace::ask(session);
+    std::string lines;
+    for (const std::string& line : Text::split(text, '\n')) {
+        lines += Text::oneLine(line) + "\n";
     }
-    text = ProbeTrace::fromProbe(text);
-    session.print(Json().set("trace", text), text);
+    lines.pop_back();  // The text ends with a line feed already.
+    session.print(Json().set("trace", text), lines);
 }
 
 struct RawArguments {
@@ -139,8 +138,8 @@ void setup(Session& session, const CallhomeSettings& settings) {
         lines += Attributes::line(attribute);
     }
     Attributes::change(session, attributes);
-    session.print(Attributes::json(attributes), lines);
-    Management::announceChange(session);
+    const bool told = Management::announceChange(session);
+    session.print(Attributes::json(attributes).set("told", told), lines);
 }
 
 struct PlainCommand {
@@ -152,28 +151,15 @@ struct PlainCommand {
 constexpr PlainCommand PLAIN_COMMANDS[] = {
     {"profile-change",
      {"callhome profile-change", "Have settings and profiles read anew", "callhome profile-change"},
-     plainRequest<ManagementCode::PROFILE_CHANGE>},
-    {"clear-queue",
-     {"callhome clear-queue", "Discard all queued messages", "callhome clear-queue"},
-     plainRequest<ManagementCode::CLEAR_QUEUE>},
+     profileChange},
+    {"clear-queue", {"callhome clear-queue", "Discard all queued messages", "callhome clear-queue"}, clearQueue},
     {"processed",
      {"callhome processed", "Print how many messages each profile has processed", "callhome processed"},
      processed},
-    {"changeover",
-     {"callhome changeover", "Change to the other mail server", "callhome changeover"},
-     plainRequest<ManagementCode::CHANGEOVER>},
+    {"changeover", {"callhome changeover", "Change to the other mail server", "callhome changeover"}, changeover},
     {"queue", {"callhome queue", "Print the state of the queue", "callhome queue"}, queue},
     {"probe", {"callhome probe", "Have the daemon trace its state, and print that", "callhome probe"}, probe},
 };
-
-void addTest(CommandTree& tree, const CommandTree::Group& group) {
-    const auto name = std::make_shared<std::string>();
-    tree.command(group, "test",
-                 {"callhome test NAME [--timeout S]", "Send a test message and wait for its result",
-                  "callhome test Operators --timeout 60"},
-                 [name](Session& session) { test(session, *name); })
-        .take({"NAME", "", "Name of the profile", true}, *name);
-}
 
 constexpr Argument CODE = {"--code", "N", "Message code", true};
 constexpr Argument PAYLOAD = {"--hex", "PAYLOAD", "Payload, two hexadecimal digits a byte"};
@@ -222,7 +208,7 @@ void addCallhomeCommands(CommandTree& tree) {
     for (const PlainCommand& plain : PLAIN_COMMANDS) {
         tree.command(group, plain.name, plain.text, plain.action);
     }
-    addTest(tree, group);
+    addCallhomeTest(tree, group);
     addSetup(tree, group);
     addRaw(tree, group);
 }

@@ -1,3 +1,4 @@
+#include "app_log.h"
 #include "platform/wire/Wire.h"
 #include "switchctl/SwitchctlTest.h"
 
@@ -13,36 +14,66 @@ using CallhomeRequests = SwitchctlDaemonTest;
 struct PlainCase {
     const char* command;
     std::uint16_t code;
+    const char* done;
 };
 
-constexpr PlainCase PLAIN[] = {{"profile-change", 1}, {"clear-queue", 3}, {"changeover", 5}};
+constexpr PlainCase PLAIN[] = {
+    {"profile-change", 1, "done: settings and profiles are being read anew\n"},
+    {"clear-queue", 3, "done: queued messages are discarded\n"},
+    {"changeover", 5, "done: mails go through the other mail server\n"},
+};
 
 TEST_F(CallhomeRequests, areSentWithAHandleAndWaitForTheirResponse) {
     for (const PlainCase& one : PLAIN) {
         requests_.clear();
-        EXPECT_EQ(done({"callhome", one.command}), "done\n") << one.command;
+        EXPECT_EQ(done({"callhome", one.command}), one.done);
         EXPECT_EQ(done({"--json", "callhome", one.command}), "{\"status\":0}\n") << one.command;
         EXPECT_THAT(requestCodes(), ElementsAre(one.code, one.code));
         EXPECT_EQ(requests_[0].payload().size(), 8u);
     }
 }
 
-TEST_F(CallhomeRequests, tellTheStatusThatTheDaemonRefusedThemWith) {
-    status_ = 7;
+struct RefusalCase {
+    const char* command;
+    std::uint32_t status;
+    const char* reason;
+};
 
-    const Outcome result = run({"callhome", "changeover"});
+constexpr RefusalCase REFUSALS[] = {
+    {"processed", 2, "refused: configuration is being updated (2)"},
+    {"clear-queue", 4, "refused: the queue cannot be cleared (4)"},
+    {"processed", 5, "refused: orvApp is out of memory (5)"},
+    {"changeover", 7, "refused: there is no other mail server to change to (7)"},
+    {"profile-change", 7, "refused: there is no other mail server to change to, or configuration is being updated (7)"},
+    {"clear-queue", 99, "refused: orvApp does not say why (99)"},
+};
 
-    EXPECT_EQ(result.status, ExitStatus::REFUSED);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err,
-              "switchctl: orvApp refused request 5 with status 7 (there is no other mail server to change to, or it is "
-              "reading its configuration)\n");
+TEST_F(CallhomeRequests, tellTheReasonInWordsWhenTheDaemonRefusesThem) {
+    for (const RefusalCase& one : REFUSALS) {
+        status_ = one.status;
+        const Outcome result = run({"callhome", one.command});
+
+        EXPECT_EQ(result.status, ExitStatus::REFUSED);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, std::string("switchctl: ") + one.reason + "\n");
+        EXPECT_EQ(run({"callhome", one.command, "--json"}).out,
+                  std::string("{\"error\":\"refused\",\"reason\":\"") + one.reason +
+                      "\",\"status\":" + std::to_string(one.status) + "}\n");
+    }
 }
 
-TEST_F(CallhomeRequests, tellAStatusThatHasNoName) {
-    status_ = 99;
+class ChangeoverDuringUpdate : public SwitchctlDaemonTest {
+protected:
+    void answer(Hsb_Message& message) override {
+        app_log(2, 0x8b00000b, -1, -1, -1, -1, 4096, &daemon_, "Unable to change SMTP servers");
+        SwitchctlDaemonTest::answer(message);
+    }
+};
 
-    EXPECT_EQ(run({"callhome", "clear-queue"}).err, "switchctl: orvApp refused request 3 with status 99\n");
+TEST_F(ChangeoverDuringUpdate, isToldApartFromTheLackOfAnotherServer) {
+    status_ = 7;
+
+    EXPECT_EQ(run({"callhome", "changeover"}).err, "switchctl: refused: configuration is being updated (7)\n");
 }
 
 TEST_F(CallhomeRequests, giveUpWhenNoResponseComes) {
@@ -78,8 +109,21 @@ protected:
 TEST_F(CallhomeInformation, showsTheQueue) {
     block_ = WireWriter().u32(0).u32(0).u32(4711).u32(3).u32(1).take();
 
-    EXPECT_EQ(done({"callhome", "queue"}), "bytes in use: 4711\nwaiting: 3\nopen: 1\n");
-    EXPECT_EQ(done({"callhome", "queue", "--json"}), "{\"bytesInUse\":4711,\"waiting\":3,\"open\":1}\n");
+    EXPECT_EQ(done({"callhome", "queue"}),
+              "in use   4711 of 5120000 bytes\n"
+              "waiting  3 of 100 messages\n"
+              "open     1 messages\n");
+    EXPECT_EQ(done({"callhome", "queue", "--json"}),
+              "{\"bytesInUse\":4711,\"waiting\":3,\"open\":1,\"bytesAllowed\":5120000,\"messagesAllowed\":100}\n");
+}
+
+TEST_F(CallhomeInformation, showsTheQueueWithoutQuotasThatAreNotSet) {
+    block_ = WireWriter().u32(0).u32(0).u32(4711).u32(3).u32(1).take();
+    done({"attr", "unset", "Global.Callhome.FilesAllowed", "Global.Callhome.FileSystemSpaceAllowed"});
+
+    EXPECT_EQ(done({"callhome", "queue"}), "in use   4711 bytes\nwaiting  3 messages\nopen     1 messages\n");
+    EXPECT_EQ(done({"callhome", "queue", "--json"}),
+              "{\"bytesInUse\":4711,\"waiting\":3,\"open\":1,\"bytesAllowed\":null,\"messagesAllowed\":null}\n");
 }
 
 TEST_F(CallhomeInformation, showsWhatEachProfileHasProcessed) {
@@ -95,17 +139,19 @@ TEST_F(CallhomeInformation, showsWhatEachProfileHasProcessed) {
                  .take();
 
     EXPECT_EQ(done({"callhome", "processed"}),
-              "Operators  12  Tue Nov 14 22:13:20 UTC 2023\nLab        0   NotApplicable\n");
+              "PROFILE    MESSAGES  LAST\n"
+              "Operators  12        Tue Nov 14 22:13:20 UTC 2023\n"
+              "Lab        0         never\n");
     EXPECT_EQ(done({"callhome", "processed", "--json"}),
-              "[{\"name\":\"Operators\",\"processed\":12,\"last\":\"Tue Nov 14 22:13:20 UTC 2023\"},"
-              "{\"name\":\"Lab\",\"processed\":0,\"last\":\"NotApplicable\"}]\n");
+              "{\"profiles\":[{\"name\":\"Operators\",\"processed\":12,\"last\":\"Tue Nov 14 22:13:20 UTC 2023\"},"
+              "{\"name\":\"Lab\",\"processed\":0,\"last\":\"NotApplicable\"}]}\n");
 }
 
 TEST_F(CallhomeInformation, saysWhenThereAreNoProfiles) {
     block_ = WireWriter().zeros(116).take();
 
     EXPECT_EQ(done({"callhome", "processed"}), "no profiles\n");
-    EXPECT_EQ(done({"callhome", "processed", "--json"}), "[]\n");
+    EXPECT_EQ(done({"callhome", "processed", "--json"}), "{\"profiles\":[]}\n");
 }
 
 TEST_F(CallhomeInformation, saysWhenABlockCannotBeRead) {
@@ -113,84 +159,6 @@ TEST_F(CallhomeInformation, saysWhenABlockCannotBeRead) {
 
     EXPECT_EQ(run({"callhome", "queue"}).err, "switchctl: orvApp's queue information cannot be read\n");
     EXPECT_EQ(run({"callhome", "processed"}).err, "switchctl: orvApp's profile information cannot be read\n");
-}
-
-class CallhomeTest : public SwitchctlDaemonTest {
-protected:
-    void answer(Hsb_Message& message) override {
-        const auto request = TestProfileRequest::decode(message.payload());
-        if (message.format() != MessageFormat::MANAGEMENT || !request) {
-            return;
-        }
-        requested_ = request->name;
-        if (result_) {
-            EXPECT_EQ(message.reply(MessageFormat::MANAGEMENT, ManagementCode::TEST_PROFILE_RESULTS,
-                                    TestProfileResults{*result_, resultName_.value_or(request->name)}.encode()),
-                      0);
-        }
-        respond(message, TestProfileResponse{request->handle, status_, request->name}.encode());
-    }
-
-    std::string requested_;
-    std::optional<std::uint32_t> result_;
-    std::optional<std::string> resultName_;
-};
-
-TEST_F(CallhomeTest, waitsForTheResultAsWell) {
-    result_ = 0;
-
-    EXPECT_EQ(done({"callhome", "test", "Operators"}), "Operators: accepted\nOperators: sent\n");
-    EXPECT_EQ(done({"callhome", "test", "Operators", "--json"}),
-              "{\"profile\":\"Operators\",\"status\":0,\"result\":0}\n");
-    EXPECT_EQ(requested_, "Operators");
-}
-
-TEST_F(CallhomeTest, tellsThatTheMessageWasNotSent) {
-    result_ = 1;
-
-    const Outcome result = run({"callhome", "test", "Operators"});
-
-    EXPECT_EQ(result.status, ExitStatus::REFUSED);
-    EXPECT_EQ(result.err,
-              "switchctl: the test message for Operators was not sent (status 1); see switchctl log --level 3\n");
-}
-
-TEST_F(CallhomeTest, tellsThatTheRequestWasRefused) {
-    status_ = 6;
-
-    EXPECT_EQ(run({"callhome", "test", "Operators"}).err,
-              "switchctl: orvApp refused request 2 with status 6 (the test message could not be made)\n");
-}
-
-TEST_F(CallhomeTest, givesUpWhenNoResultComes) {
-    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "1"});
-
-    EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err,
-              "switchctl: no result for Operators in 1 s; its mail is still being tried, or orvApp has no such "
-              "profile\n");
-}
-
-TEST_F(CallhomeTest, isNotMisledByTheResultOfAnotherProfile) {
-    result_ = 0;
-    resultName_ = "Other";
-
-    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "1"}).status, ExitStatus::NO_ANSWER);
-}
-
-TEST_F(CallhomeTest, isNotMisledByAnEarlierResult) {
-    result_ = 0;
-    done({"callhome", "test", "Operators"});
-    result_ = std::nullopt;
-
-    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "1"}).status, ExitStatus::NO_ANSWER);
-}
-
-TEST_F(CallhomeTest, refusesANameThatNoProfileCanHave) {
-    const Outcome result = run({"callhome", "test", std::string(33, 'n')});
-
-    EXPECT_EQ(result.status, ExitStatus::WRONG_USAGE);
-    EXPECT_EQ(requested_, "");
 }
 
 class CallhomeProbe : public SwitchctlDaemonTest {
@@ -204,14 +172,27 @@ protected:
     std::string trace_;
 };
 
-TEST_F(CallhomeProbe, printsWhatTheDaemonTraced) {
+TEST_F(CallhomeProbe, printsWhatTheDaemonTracedForItAndNothingElse) {
     const std::string probe =
         "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: Entry\n"
-        "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: CallHome State Information:\nReadyForMessage = 1\n";
+        "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: CallHome State Information:\nReadyForMessage = 1\n"
+        "11/14/2023 UTC 22:13:20.123  17 OrvCHMesgCommon probe:   From = a\x1b[1m\n";
     std::ofstream(switch_.root().at("/tmp/orv.out.Main")) << "before\n";
-    trace_ = "11/14/2023 UTC 22:13:20.122  17 OrvApp processProbeMsg: x\n" + probe;
+    trace_ = "11/14/2023 UTC 22:13:20.122  17 OrvApp processProbeMsg: x\n" + probe +
+             "11/14/2023 UTC 22:13:20.124  17 OrvCHMesgQ oneSecondChores: y\n";
 
-    EXPECT_EQ(done({"callhome", "probe"}), probe);
+    EXPECT_EQ(done({"callhome", "probe"}), probe.substr(0, probe.find('\x1b')) + "\\x1b[1m\n");
+    EXPECT_THAT(done({"callhome", "probe", "--json"}), testing::EndsWith("From = a\\u001b[1m\\n\"}\n"));
+}
+
+TEST_F(CallhomeProbe, saysWhenTheTraceIsNotTheDaemons) {
+    std::ofstream(switch_.root().at("/tmp/orv.out.Main")) << "of long ago\n";
+
+    const Outcome result = run({"callhome", "probe"});
+
+    EXPECT_EQ(result.status, ExitStatus::REFUSED);
+    EXPECT_EQ(result.err, "switchctl: orvApp has answered, but traced nothing in " +
+                              switch_.root().at("/tmp/orv.out.Main") + "; is HSB_ROOT the daemon's?\n");
 }
 
 TEST_F(CallhomeProbe, saysWhenTheTraceCannotBeRead) {

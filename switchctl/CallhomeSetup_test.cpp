@@ -70,8 +70,9 @@ TEST_F(CallhomeSetup, setsNothingWhenOneSettingCannotBeUsed) {
 
     EXPECT_EQ(result.status, ExitStatus::WRONG_USAGE);
     EXPECT_EQ(result.err,
-              "switchctl: --from \"#x\" cannot be used: it must not begin with ! # $ or %; the queue marks recipients "
-              "so\nusage: switchctl callhome setup [OPTION...]\nexample: switchctl callhome setup --enable --from "
+              "switchctl: --from \"#x\" cannot be used: it begins with a mark that the queue keeps there, ! # $ or %; "
+              "write it like operator@example.com\nusage: switchctl callhome setup [OPTION...]\nexample: switchctl "
+              "callhome setup --enable --from "
               "sw@example.com --smtp 1-192.0.2.1:25\n");
     EXPECT_EQ(switch_.attribute("Global.Services.CallhomeEnable"), "False");
     EXPECT_THAT(requests_, IsEmpty());

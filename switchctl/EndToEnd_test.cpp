@@ -1,23 +1,12 @@
 // switchd and switchctl as processes, on a real bus of the test's own.
-#include "platform/transport/dbus/PrivateBus.h"
+#include "switchctl/SwitchProcesses.h"
 
-#include <gmock/gmock.h>
-
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <memory>
-#include <string>
+#include <iterator>
 #include <utility>
-#include <vector>
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -25,131 +14,7 @@ using testing::StartsWith;
 
 namespace {
 
-using Words = std::vector<std::string>;
-using Environment = std::map<std::string, std::string>;
-
-constexpr int PATIENCE_MS = 30000;
-
-// A child process whose output stands in a pipe. It does not outlive the test.
-class Child {
-public:
-    Child(const std::string& program, const Words& arguments, const Environment& environment) {
-        int ends[2];
-        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(ends[1], STDOUT_FILENO);
-            dup2(ends[1], STDERR_FILENO);
-            execute(program, arguments, environment);
-        }
-        close(ends[1]);
-        output_ = ends[0];
-    }
-    ~Child() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-        close(output_);
-    }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    void signal(int number) const {
-        ASSERT_GT(pid_, 0);  // kill() takes -1 for everybody.
-        kill(pid_, number);
-    }
-
-    // The next line with its line feed; what there was at the end of the output or of our patience.
-    std::string readLine() {
-        while (unread_.find('\n') == std::string::npos && readMore()) {
-        }
-        const std::size_t end = std::min(unread_.find('\n'), unread_.size() - 1);
-        std::string line = unread_.substr(0, end + 1);
-        unread_.erase(0, end + 1);
-        return line;
-    }
-    // All further output, until it ends.
-    std::string readAll() {
-        while (readMore()) {
-        }
-        return std::exchange(unread_, "");
-    }
-    // The exit status, or minus the signal that ended it.
-    int wait() {
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-
-private:
-    bool readMore() {
-        pollfd waiting{output_, POLLIN, 0};
-        char bytes[65536];
-        const ssize_t count = poll(&waiting, 1, PATIENCE_MS) == 1 ? read(output_, bytes, sizeof bytes) : 0;
-        unread_.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-        return count > 0;
-    }
-
-    [[noreturn]] static void execute(const std::string& program, const Words& arguments,
-                                     const Environment& environment) {
-        unsetenv("HSB_BUS");
-        unsetenv("HSB_ROOT");
-        unsetenv("DBUS_SESSION_BUS_ADDRESS");
-        for (const auto& [name, value] : environment) {
-            setenv(name.c_str(), value.c_str(), 1);
-        }
-        std::vector<char*> words = {const_cast<char*>(program.c_str())};
-        for (const std::string& argument : arguments) {
-            words.push_back(const_cast<char*>(argument.c_str()));
-        }
-        words.push_back(nullptr);
-        execv(program.c_str(), words.data());
-        _exit(127);
-    }
-
-    pid_t pid_ = -1;
-    int output_ = -1;
-    std::string unread_;
-};
-
-struct Outcome {
-    int status;
-    std::string output;  // stdout and stderr
-};
-
-class EndToEnd : public testing::Test {
-protected:
-    const std::string& directory() const { return bus_.directory(); }
-    std::string state() const { return directory() + "/state"; }
-    Environment environment() const { return {{"HSB_BUS", bus_.address()}, {"HSB_ROOT", directory() + "/root"}}; }
-
-    std::unique_ptr<Child> start(const std::string& program, const Words& arguments) const {
-        return std::make_unique<Child>(program, arguments, environment());
-    }
-    Outcome run(const std::string& program, const Words& arguments) const {
-        const auto child = start(program, arguments);
-        std::string output = child->readAll();
-        return {child->wait(), output};
-    }
-    Outcome switchctl(const Words& arguments) const { return run(SWITCHCTL, arguments); }
-    // switchctl that succeeds; what it prints.
-    std::string done(const Words& arguments) const {
-        const Outcome result = switchctl(arguments);
-        EXPECT_EQ(result.status, 0) << result.output;
-        return result.output;
-    }
-    // switchd that answers.
-    std::unique_ptr<Child> startSwitchd() const {
-        auto child = start(SWITCHD, {"--state", state()});
-        EXPECT_EQ(done({"status", "--timeout", "30"}), "no components\n");
-        return child;
-    }
-
-    PrivateBus bus_;
-};
+using EndToEnd = SwitchProcesses;
 
 TEST_F(EndToEnd, firstStartSeedsTheStoreAndMakesTheSwitchsDirectories) {
     const auto switchd = startSwitchd();
@@ -200,7 +65,7 @@ TEST_F(EndToEnd, whatWasSetSurvivesAKill) {
 TEST_F(EndToEnd, logFollowsWhatIsAdded) {
     const auto switchd = startSwitchd();
     done({"event", "log", "--type", "2", "--number", "1", "first"});
-    const auto follower = start(SWITCHCTL, {"log", "--follow", "--level", "3"});
+    const auto follower = start(Program::SWITCHCTL, {"log", "--follow", "--level", "3"});
     EXPECT_THAT(follower->readLine(), EndsWith(" 2 1/0x00000001 0 operator first\n"));
 
     done({"event", "log", "--type", "15", "--number", "2", "left out"});
@@ -213,7 +78,7 @@ TEST_F(EndToEnd, logFollowsWhatIsAdded) {
 }
 
 TEST_F(EndToEnd, switchctlWaitsForASwitchdThatComesLater) {
-    const auto early = start(SWITCHCTL, {"attr", "get", "Config.Switch.SymName", "--timeout", "30"});
+    const auto early = start(Program::SWITCHCTL, {"attr", "get", "Config.Switch.SymName", "--timeout", "30"});
 
     const auto switchd = startSwitchd();
 
@@ -222,7 +87,7 @@ TEST_F(EndToEnd, switchctlWaitsForASwitchdThatComesLater) {
 }
 
 TEST_F(EndToEnd, switchctlGivesUpWithoutASwitchd) {
-    const Outcome result = switchctl({"status", "--timeout", "2"});
+    const ProcessOutcome result = switchctl({"status", "--timeout", "2"});
 
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.output, "hsb: switchd did not come to the bus in 2 s\nswitchctl: switchd cannot be reached\n");
@@ -231,7 +96,7 @@ TEST_F(EndToEnd, switchctlGivesUpWithoutASwitchd) {
 TEST_F(EndToEnd, switchctlGivesUpWithoutABus) {
     bus_.kill();
 
-    const Outcome result = switchctl({"status"});
+    const ProcessOutcome result = switchctl({"status"});
 
     EXPECT_EQ(result.status, 3);
     EXPECT_THAT(result.output, StartsWith("hsb: cannot connect with the bus " + bus_.address() + ": "));
@@ -241,7 +106,7 @@ TEST_F(EndToEnd, switchctlGivesUpOnASwitchdThatHangs) {
     const auto switchd = startSwitchd();
     switchd->signal(SIGSTOP);
 
-    const Outcome result = switchctl({"attr", "list", "--timeout", "2"});
+    const ProcessOutcome result = switchctl({"attr", "list", "--timeout", "2"});
 
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.output, "switchctl: switchd did not answer in 2 s\n");
@@ -268,12 +133,12 @@ TEST_F(EndToEnd, carriesTheLargestValueThatAStoreTakes) {
 
     EXPECT_EQ(done({"attr", "load", directory() + "/large"}), "");
     EXPECT_EQ(done({"attr", "get", "Zz.Large"}).size(), std::string("Zz.Large=\n").size() + (10u << 20));
-    const Outcome larger = switchctl({"attr", "load", directory() + "/larger"});
+    const ProcessOutcome larger = switchctl({"attr", "load", directory() + "/larger"});
     EXPECT_EQ(larger.status, 2);
     EXPECT_THAT(larger.output, HasSubstr("the value of Zz.Larger is too long; a value has at most 10 MB\n"));
 }
 
-class SwitchdStart : public EndToEnd {};
+using SwitchdStart = SwitchProcesses;
 
 TEST_F(SwitchdStart, wrongUsageSaysHowItIsDoneRight) {
     const std::pair<Words, const char*> cases[] = {
@@ -283,14 +148,14 @@ TEST_F(SwitchdStart, wrongUsageSaysHowItIsDoneRight) {
         {{"--state", "x", "more"}, "switchd: unknown argument \"more\"\nUsage: switchd --state DIR\n"},
     };
     for (const auto& [arguments, expected] : cases) {
-        const Outcome result = run(SWITCHD, arguments);
+        const ProcessOutcome result = run(Program::SWITCHD, arguments);
         EXPECT_EQ(result.status, 2);
         EXPECT_THAT(result.output, StartsWith(expected));
     }
 }
 
 TEST_F(SwitchdStart, helpIsNoFailure) {
-    const Outcome result = run(SWITCHD, {"--help"});
+    const ProcessOutcome result = run(Program::SWITCHD, {"--help"});
 
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.output, StartsWith("Usage: switchd --state DIR\n"));
@@ -300,7 +165,7 @@ TEST_F(SwitchdStart, helpIsNoFailure) {
 TEST_F(SwitchdStart, secondSwitchdOnTheBusIsToldSo) {
     const auto first = startSwitchd();
 
-    const Outcome second = run(SWITCHD, {"--state", directory() + "/other"});
+    const ProcessOutcome second = run(Program::SWITCHD, {"--state", directory() + "/other"});
 
     EXPECT_EQ(second.status, 1);
     EXPECT_EQ(second.output,
@@ -311,7 +176,7 @@ TEST_F(SwitchdStart, secondSwitchdOnTheBusIsToldSo) {
 TEST_F(SwitchdStart, stateThatCannotBeADirectoryIsNamed) {
     std::ofstream(directory() + "/file") << "x";
 
-    const Outcome result = run(SWITCHD, {"--state", directory() + "/file/state"});
+    const ProcessOutcome result = run(Program::SWITCHD, {"--state", directory() + "/file/state"});
 
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "switchd: cannot create the directory " + directory() + "/file/state: Not a directory\n");
@@ -322,7 +187,7 @@ TEST_F(SwitchdStart, damagedDatabaseIsNamedAndLeftAsItIs) {
     const std::string garbage(8192, 'g');
     std::ofstream(state() + "/switch.db") << garbage;
 
-    const Outcome result = run(SWITCHD, {"--state=" + state()});
+    const ProcessOutcome result = run(Program::SWITCHD, {"--state=" + state()});
 
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.output, StartsWith("switchd: "));
@@ -343,7 +208,7 @@ TEST_F(SwitchdStart, endsWhenTheBusDies) {
 TEST_F(SwitchdStart, withoutABusSaysSo) {
     bus_.kill();
 
-    const Outcome result = run(SWITCHD, {"--state", state()});
+    const ProcessOutcome result = run(Program::SWITCHD, {"--state", state()});
 
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.output, StartsWith("hsb: cannot connect with the bus " + bus_.address() + ": "));

@@ -3,6 +3,8 @@
 
 #include "switchd/services/OperatorWire.h"
 
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -22,10 +24,19 @@ struct UsageError : std::runtime_error {
 struct Refused : std::runtime_error {
     explicit Refused(const std::string& reason, OperatorStatus why = OperatorStatus::FAILED)
         : std::runtime_error(reason), status(why) {}
+    // The daemon's response said so.
+    Refused(const std::string& reason, std::uint32_t response) : Refused(reason) { responseStatus = response; }
+
     OperatorStatus status;
+    std::optional<std::uint32_t> responseStatus;
 };
 
 // Nobody answered in time.
 struct NoAnswer : std::runtime_error {
     using std::runtime_error::runtime_error;
+};
+
+// Not even switchd: there is no use in asking it anything else.
+struct SwitchdSilent : NoAnswer {
+    using NoAnswer::NoAnswer;
 };

@@ -84,7 +84,7 @@ void add(Session& session, const FaultArguments& arguments) {
 
 void list(Session& session) {
     const auto faults = OperatorClient::decode<FaultList>(session.client.call(OperatorCode::LIST_FAULTS)).faults;
-    std::vector<std::vector<std::string>> rows;
+    std::vector<std::vector<std::string>> rows = {{"NUMBER", "KIND", "OPERATION", "KEY", "COUNT"}};
     Json json = Json::array();
     for (const auto& [number, rule] : faults) {
         const std::string count = rule.count == 0 ? "all" : std::to_string(rule.count);
@@ -98,7 +98,7 @@ void list(Session& session) {
                      .set("milliseconds", rule.milliseconds)
                      .set("status", rule.status));
     }
-    session.print(json, rows.empty() ? "no faults\n" : Text::table(rows));
+    session.print(Json().set("faults", json), rows.size() == 1 ? "no faults\n" : Text::table(rows));
 }
 
 // What CLEAR_FAULTS and RELEASE_HELD do, and how many they did it to.

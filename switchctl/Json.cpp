@@ -60,6 +60,11 @@ Json& Json::set(const std::string& key, const Json& value) {
     return *this;
 }
 
+Json& Json::setNull(const std::string& key) {
+    value_->json[key] = nullptr;
+    return *this;
+}
+
 Json& Json::add(const Json& value) {
     value_->json.push_back(value.value_->json);
     return *this;

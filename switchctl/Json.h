@@ -27,6 +27,7 @@ public:
     Json& set(const std::string& key, bool truth);
     Json& set(const std::string& key, const std::vector<std::string>& texts);
     Json& set(const std::string& key, const Json& value);
+    Json& setNull(const std::string& key);
     // Element of an array.
     Json& add(const Json& value);
 

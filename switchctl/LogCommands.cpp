@@ -48,7 +48,7 @@ std::uint64_t sinceFrom(const std::string& text) {
 
 // Prints what is there already; returns the last id seen.
 std::uint64_t printPresent(Session& session, const LogArguments& arguments) {
-    LogRequest request{sinceFrom(arguments.since), 0};
+    LogRequest request{sinceFrom(arguments.since), 0, static_cast<std::int32_t>(arguments.level)};
     Json list = Json::array();
     for (bool more = true; more;) {
         const auto page =
@@ -56,9 +56,6 @@ std::uint64_t printPresent(Session& session, const LogArguments& arguments) {
         std::string lines;
         for (const LogEntry& entry : page.entries) {
             request.since = entry.id;
-            if (entry.level > arguments.level) {
-                continue;
-            }
             if (!session.json) {
                 lines += line(entry);
             } else if (arguments.follow) {
@@ -71,13 +68,13 @@ std::uint64_t printPresent(Session& session, const LogArguments& arguments) {
         more = page.more && !page.entries.empty();
     }
     if (session.json && !arguments.follow) {
-        session.print(list, "");
+        session.print(Json().set("entries", list), "");
     }
     return request.since;
 }
 
 void follow(Session& session, const LogArguments& arguments) {
-    const LogRequest request{printPresent(session, arguments), 0};
+    const LogRequest request{printPresent(session, arguments)};
     session.client.open(OperatorCode::FOLLOW_LOG, request.encode(), [&](WireSpan body) {
         const auto page = LogPage::decode(body);
         for (const LogEntry& entry : page ? page->entries : std::vector<LogEntry>()) {

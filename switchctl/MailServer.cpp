@@ -46,7 +46,28 @@ std::string cutPort(const std::string& text, std::string& address) {
     return port;
 }
 
+// 32 or 128 bits in hexadecimal digits as an address; "" when they are none.
+std::string fromDigits(int family, const std::string& digits) {
+    const auto bytes = Text::bytes(digits);
+    const std::size_t size = family == AF_INET ? sizeof(in_addr) : sizeof(in6_addr);
+    char text[INET6_ADDRSTRLEN];
+    if (!bytes || bytes->size() != size || inet_ntop(family, bytes->data(), text, sizeof text) == nullptr) {
+        return "";
+    }
+    return text;
+}
+
 }  // namespace
+
+std::string MailServer::shown(const std::string& value) {
+    if (value.size() < 2 || value[1] != '-' || value[0] < '1' || value[0] > '3') {
+        return "";
+    }
+    std::string address = value.substr(2);
+    const std::string usual = value[0] == '3' ? "" : fromDigits(value[0] == '1' ? AF_INET : AF_INET6, address);
+    address = usual.empty() ? address : usual;
+    return address == "0.0.0.0" ? "" : address;
+}
 
 MailServer MailServer::parse(const std::string& text) {
     if (text.size() < 2 || text[1] != '-' || text[0] < '1' || text[0] > '3') {

@@ -71,4 +71,32 @@ TEST(MailServer, isRefusedWithTheRightForms) {
     }
 }
 
+struct ShownCase {
+    const char* value;
+    const char* shown;
+};
+
+constexpr ShownCase SHOWN[] = {
+    {"", ""},
+    {"0-", ""},
+    {"0-00000000", ""},
+    {"1-00000000", ""},
+    {"1-0.0.0.0", ""},
+    {"4-x", ""},
+    {"127.0.0.1", ""},
+    {"1-C0000201", "192.0.2.1"},
+    {"1-192.0.2.1", "192.0.2.1"},
+    {"1-C00002", "C00002"},
+    {"2-20010DB8000000000000000000000001", "2001:db8::1"},
+    {"2-2001:db8::1", "2001:db8::1"},
+    {"3-mail.example.com", "mail.example.com"},
+    {"3-C0000201", "C0000201"},
+};
+
+TEST(MailServerShown, isTheAddressInItsUsualNotation) {
+    for (const ShownCase& one : SHOWN) {
+        EXPECT_EQ(MailServer::shown(one.value), one.shown) << one.value;
+    }
+}
+
 }  // namespace

@@ -1,8 +1,10 @@
 #include "switchctl/Management.h"
 
-#include "platform/wire/ManagementWire.h"
 #include "platform/wire/MessageCodes.h"
 #include "switchctl/Errors.h"
+
+#include <algorithm>
+#include <utility>
 
 namespace Management {
 namespace {
@@ -13,20 +15,20 @@ struct StatusText {
 };
 
 constexpr StatusText STATUS_TEXTS[] = {
-    {2, "it is reading its configuration; try again"},
-    {4, "the queue could not be cleared"},
-    {5, "it is out of memory"},
-    {6, "the test message could not be made"},
-    {7, "there is no other mail server to change to, or it is reading its configuration"},
+    {2, UPDATING},
+    {4, "the queue cannot be cleared"},
+    {5, "orvApp is out of memory"},
+    {6, "the test message cannot be made"},
+    {7, "there is no other mail server to change to, or configuration is being updated"},
 };
 
-std::string meaningOf(std::uint32_t status) {
+const char* meaningOf(std::uint32_t status) {
     for (const StatusText& text : STATUS_TEXTS) {
         if (status == text.status) {
-            return std::string(" (") + text.meaning + ")";
+            return text.meaning;
         }
     }
-    return "";
+    return "orvApp does not say why";
 }
 
 }  // namespace
@@ -44,27 +46,52 @@ Response call(Session& session, std::uint16_t code, const WireBytes& payload) {
     return {answer.code, start->status, {answer.payload.begin(), answer.payload.end()}};
 }
 
-void check(const Response& response, std::uint16_t code) {
+void check(const Response& response) {
     if (response.status != 0) {
-        throw Refused("orvApp refused request " + std::to_string(code) + " with status " +
-                      std::to_string(response.status) + meaningOf(response.status));
+        refuse(meaningOf(response.status), response.status);
     }
+}
+
+void refuse(const std::string& meaning, std::uint32_t status) {
+    throw Refused("refused: " + meaning + " (" + std::to_string(status) + ")", status);
 }
 
 Response request(Session& session, std::uint16_t code) {
     Response response = call(session, code, ManagementRequest{}.encode());
-    check(response, code);
+    check(response);
     return response;
 }
 
-void announceChange(Session& session) {
+QueueInfo queue(Session& session) {
+    const Response response = request(session, ManagementCode::MESG_Q_INFO);
+    const auto whole = InfoResponse::decode(response.payload);
+    const auto info = whole ? QueueInfo::decode(whole->info) : std::nullopt;
+    if (!info) {
+        throw Refused("orvApp's queue information cannot be read");
+    }
+    return *info;
+}
+
+ProcessedInfo processed(Session& session) {
+    const Response response = request(session, ManagementCode::PROFILE_PROCESSED_INFO);
+    const auto whole = InfoResponse::decode(response.payload);
+    auto info = whole ? ProcessedInfo::decode(whole->info) : std::nullopt;
+    if (!info) {
+        throw Refused("orvApp's profile information cannot be read");
+    }
+    return std::move(*info);
+}
+
+bool announceChange(Session& session) {
     try {
         request(session, ManagementCode::PROFILE_CHANGE);
+        return true;
     } catch (const Refused& error) {
         if (error.status != OperatorStatus::NO_COMPONENT) {
-            throw;
+            throw Refused(std::string("stored, but ") + error.what());
         }
         session.note("stored; orvApp does not run and will read it when it starts");
+        return false;
     } catch (const NoAnswer& error) {
         throw NoAnswer(std::string("stored, but ") + error.what());
     }

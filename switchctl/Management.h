@@ -1,6 +1,7 @@
 // Management requests to the daemon, and the one that nearly every setting ends with.
 #pragma once
 
+#include "platform/wire/ManagementWire.h"
 #include "switchctl/Session.h"
 
 #include <cstdint>
@@ -10,6 +11,8 @@ namespace Management {
 
 // The component that CallHome's requests go to.
 inline constexpr const char* DAEMON = "orvApp";
+// Why it refuses what it cannot do meanwhile.
+inline constexpr const char* UPDATING = "configuration is being updated";
 
 // A response of the daemon: its status, and the bytes of the whole.
 struct Response {
@@ -22,11 +25,16 @@ struct Response {
 Response call(Session& session, std::uint16_t code, const WireBytes& payload);
 // As call, for a request that carries no more than its handle; throws Refused when the status is not 0.
 Response request(Session& session, std::uint16_t code);
-// Throws Refused when the status is not 0.
-void check(const Response& response, std::uint16_t code);
+// Throws Refused, with the status in words, when it is not 0.
+void check(const Response& response);
+[[noreturn]] void refuse(const std::string& meaning, std::uint32_t status);
 
-// Tells the daemon to read its profiles and settings anew. Nothing is lost when it does not run: it reads them when
-// it starts; that is noted.
-void announceChange(Session& session);
+// The two that answer with more than a status. Throw Refused when the answer cannot be read.
+QueueInfo queue(Session& session);
+ProcessedInfo processed(Session& session);
+
+// Tells the daemon to read its profiles and settings anew; whether it was there to be told. Nothing is lost when it
+// does not run: it reads them when it starts; that is noted.
+bool announceChange(Session& session);
 
 }  // namespace Management

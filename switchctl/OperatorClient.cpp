@@ -17,16 +17,25 @@ OperatorClient::~OperatorClient() {
 }
 
 WireBytes OperatorClient::call(std::uint16_t code, const WireBytes& body, const std::string& who) {
+    // Asked first, for the sake of the error message: a switchd that answers this has passed the request on.
+    const std::uint32_t witness = who == SWITCHD ? 0 : ++lastTag_;
+    if (witness != 0) {
+        send(OperatorCode::COMPONENTS, witness, {});
+    }
     const std::uint32_t tag = ++lastTag_;
     send(code, tag, body);
-    return await(tag, who);
+    if (!waitForAnswer(tag) && answers_.contains(witness)) {
+        throw NoAnswer(who + " did not answer in " + Text::seconds(timeout_.count()) + " s");
+    }
+    return takeAnswer(tag);
 }
 
 WireBytes OperatorClient::open(std::uint16_t code, const WireBytes& body, PushHandler handler) {
     const std::uint32_t tag = ++lastTag_;
     streams_[tag] = std::move(handler);
     send(code, tag, body);
-    return await(tag, "switchd");
+    (void)waitForAnswer(tag);
+    return takeAnswer(tag);
 }
 
 void OperatorClient::ensureConnected() {
@@ -50,11 +59,16 @@ void OperatorClient::send(std::uint16_t code, std::uint32_t tag, const WireBytes
     }
 }
 
-WireBytes OperatorClient::await(std::uint32_t tag, const std::string& who) {
-    if (!serveUntil([&] { return answers_.contains(tag); })) {
-        throw NoAnswer(who + " did not answer in " + Text::seconds(timeout_.count()) + " s");
+bool OperatorClient::waitForAnswer(std::uint32_t tag) {
+    return serveUntil([&] { return answers_.contains(tag); });
+}
+
+WireBytes OperatorClient::takeAnswer(std::uint32_t tag) {
+    auto known = answers_.extract(tag);
+    if (known.empty()) {
+        throw SwitchdSilent("switchd did not answer in " + Text::seconds(timeout_.count()) + " s");
     }
-    Answer answer = std::move(answers_.extract(tag).mapped());
+    Answer answer = std::move(known.mapped());
     if (answer.status != OperatorStatus::OK) {
         throw Refused(answer.reason, answer.status);
     }

@@ -18,6 +18,7 @@ public:
     using Milliseconds = std::chrono::milliseconds;
     // Gives a transport that has joined the bus, waiting no longer than that for switchd; null when it cannot.
     using Connect = std::function<Transport*(Milliseconds patience)>;
+    static constexpr const char* SWITCHD = "switchd";
     using PushHandler = std::function<void(WireSpan body)>;
 
     explicit OperatorClient(Connect connect) : connect_(std::move(connect)) {}
@@ -30,7 +31,7 @@ public:
 
     // Sends a request and returns the body of its answer. Throws Refused with the switch's reason, or NoAnswer which
     // names who did not answer.
-    WireBytes call(std::uint16_t code, const WireBytes& body = {}, const std::string& who = "switchd");
+    WireBytes call(std::uint16_t code, const WireBytes& body = {}, const std::string& who = SWITCHD);
     // As call, and hands all that is pushed with the request's tag to the handler while the client serves.
     WireBytes open(std::uint16_t code, const WireBytes& body, PushHandler handler);
 
@@ -59,7 +60,10 @@ private:
     void receive(Hsb_Message& message) override;
     void ensureConnected();
     void send(std::uint16_t code, std::uint32_t tag, const WireBytes& body);
-    WireBytes await(std::uint32_t tag, const std::string& who);
+    // Whether the answer has come in time.
+    bool waitForAnswer(std::uint32_t tag);
+    // Throws SwitchdSilent when it has not.
+    WireBytes takeAnswer(std::uint32_t tag);
     void turn(Milliseconds limit);
     [[noreturn]] static void badAnswer();
 

@@ -90,7 +90,19 @@ TEST_F(OperatorClientTest, throwsTheReasonOfARefusal) {
 TEST_F(OperatorClientTest, givesUpAfterItsTimeout) {
     client_.timeout(std::chrono::milliseconds(100));
 
-    EXPECT_EQ(reasonOf([&] { client_.call(OperatorCode::GET, {}, "orvApp"); }), "orvApp did not answer in 0.1 s");
+    EXPECT_EQ(reasonOf([&] { client_.call(OperatorCode::GET); }), "switchd did not answer in 0.1 s");
+}
+
+TEST_F(OperatorClientTest, blamesAnotherOnlyWhenSwitchdAnswers) {
+    client_.timeout(std::chrono::milliseconds(100));
+    EXPECT_EQ(reasonOf([&] { client_.call(OperatorCode::PROBE, {}, "orvApp"); }), "switchd did not answer in 0.1 s");
+
+    switchd_.onRequest = [&](const Hsb_Message& request, std::uint32_t tag) {
+        if (request.code() == OperatorCode::COMPONENTS) {
+            switchd_.answer(request, tag, {0, OperatorStatus::OK, "", {}});
+        }
+    };
+    EXPECT_EQ(reasonOf([&] { client_.call(OperatorCode::PROBE, {}, "orvApp"); }), "orvApp did not answer in 0.1 s");
 }
 
 TEST_F(OperatorClientTest, doesNotTakeAnAnswerThatItCannotRead) {

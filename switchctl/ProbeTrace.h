@@ -4,8 +4,12 @@
 // written since a mark may therefore stand in several files.
 #pragma once
 
+#include "switchctl/Session.h"
+
 #include <sys/types.h>
 
+#include <map>
+#include <optional>
 #include <string>
 
 class ProbeTrace {
@@ -13,14 +17,20 @@ public:
     // The newest generation's file.
     explicit ProbeTrace(std::string file) : file_(std::move(file)) {}
 
+    // Has the daemon trace its state and gives what it traced. Throws Refused when the trace cannot be read or has no
+    // probe in it, and as OperatorClient::call.
+    static std::string ask(Session& session);
+
     // Remembers how far the trace has come.
     void mark();
     // All that was written since, oldest first; with older generations gone, what is left of it. 0, or -1 when the
     // trace cannot be read.
     [[nodiscard]] int readSince(std::string& text) const;
 
-    // The part of a trace that begins with the entry of a probe; all of it when there is none.
-    static std::string fromProbe(const std::string& text);
+    // The first whole probe in a trace: from its entry to the end of its last record. Nothing when there is none.
+    static std::optional<std::string> probeIn(const std::string& text);
+    // The lines of the form "key = value" in it, without the blanks around either; the first of a key.
+    static std::map<std::string, std::string> valuesIn(const std::string& probe);
 
 private:
     static constexpr int GENERATIONS = 5;

@@ -100,14 +100,49 @@ TEST_F(ProbeTraceTest, saysWhenThereIsNoTrace) {
     EXPECT_EQ(text, "unchanged");
 }
 
-TEST(ProbeTraceFromProbe, beginsWithTheLineOfTheProbesEntry) {
-    const std::string probe =
-        "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: Entry\n"
-        "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: CallHome State Information:\n";
+constexpr const char* BEFORE = "11/14/2023 UTC 22:13:20.122  17 OrvApp x: y\n";
+constexpr const char* PROBE =
+    "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: Entry\n"
+    "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: CallHome State Information:\n"
+    "ReadyForMessage = 1\n"
+    "Config = 0\n"
+    "\n"
+    "11/14/2023 UTC 22:13:20.124  17 OrvCHProfile dumpProfileInfo: \n"
+    "Profile Information:\n"
+    "  Config            = 3\n"
+    "  Name              = a = b\n"
+    "11/14/2023 UTC 22:13:20.124  17 OrvCHMesgCommon probe:   From = sw@example.com\n"
+    "  ReplyTo = <undefined>\n";
+constexpr const char* AFTER = "11/14/2023 UTC 22:13:21.000  17 OrvCHMesgQ oneSecondChores: z\n";
 
-    EXPECT_EQ(ProbeTrace::fromProbe("11/14/2023 UTC 22:13:20.122  17 OrvApp x: y\n" + probe), probe);
-    EXPECT_EQ(ProbeTrace::fromProbe(probe), probe);
-    EXPECT_EQ(ProbeTrace::fromProbe("something else\n"), "something else\n");
+TEST(ProbeInTrace, goesFromItsEntryToTheEndOfItsLastRecord) {
+    const std::string probe = PROBE;
+    for (const std::string& text : {probe, BEFORE + probe, probe + AFTER, BEFORE + probe + AFTER,
+                                    BEFORE + probe + AFTER + probe, "  ReplyTo = cut off\n" + probe + AFTER}) {
+        EXPECT_EQ(ProbeTrace::probeIn(text), probe) << text;
+    }
+}
+
+TEST(ProbeInTrace, isNotThereUntilItsLastRecordIs) {
+    const std::string probe = PROBE;
+    EXPECT_EQ(ProbeTrace::probeIn(""), std::nullopt);
+    EXPECT_EQ(ProbeTrace::probeIn(BEFORE), std::nullopt);
+    EXPECT_EQ(ProbeTrace::probeIn(probe.substr(0, probe.find("OrvCHMesgCommon"))), std::nullopt);
+    EXPECT_EQ(ProbeTrace::probeIn(probe.substr(probe.find("11/14/2023 UTC 22:13:20.124"))), std::nullopt);
+}
+
+TEST(ProbeInTrace, isNotMistakenForATextInARecord) {
+    EXPECT_EQ(ProbeTrace::probeIn("x OrvCallHome probe: Entry\n" + std::string(BEFORE)), std::nullopt);
+}
+
+TEST(ProbeInTrace, hasValuesByTheirFirstNames) {
+    const auto values = ProbeTrace::valuesIn(PROBE);
+
+    EXPECT_EQ(values.at("ReadyForMessage"), "1");
+    EXPECT_EQ(values.at("Config"), "0");
+    EXPECT_EQ(values.at("Name"), "a = b");
+    EXPECT_EQ(values.at("ReplyTo"), "<undefined>");
+    EXPECT_FALSE(values.contains("Profile Information:"));
 }
 
 }  // namespace

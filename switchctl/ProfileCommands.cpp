@@ -15,10 +15,11 @@ ProfileTable read(Session& session) {
     return ProfileTable(Attributes::list(session, ProfileTable::PREFIX));
 }
 
-void store(Session& session, const ProfileTable& table) {
+// Whether the daemon has been told.
+bool store(Session& session, const ProfileTable& table) {
     AttributeChange change = table.change();
     Attributes::change(session, std::move(change.set), std::move(change.unset));
-    Management::announceChange(session);
+    return Management::announceChange(session);
 }
 
 Json json(const ProfileTable::Profile& profile) {
@@ -32,30 +33,45 @@ Json json(const ProfileTable::Profile& profile) {
         .set("capture", profile.capture());
 }
 
-std::string lines(const ProfileTable::Profile& profile) {
-    std::string text = "name: " + profile.name + "\nlevel: " + profile.field("Level") +
-                       "\nformat: " + profile.field("Format") + "\nmax-size: " + profile.field("MaxSize") +
-                       "\nsubject: " + profile.field("EmailSubject") + "\n";
-    for (const std::string& address : profile.emails()) {
-        text += "email: " + address + "\n";
+// Mon, 02:30, every 2 weeks
+std::string captureWords(const ProfileTable::Profile& profile) {
+    const auto parts = Text::split(profile.capture(), ',');
+    if (parts.size() != 3) {
+        return "none";
     }
-    const std::string capture = profile.capture();
-    return capture.empty() ? text : text + "capture: " + capture + "\n";
+    return parts[0] + ", " + parts[1] + ", every " + (parts[2] == "1" ? "week" : parts[2] + " weeks");
+}
+
+std::string lines(const ProfileTable::Profile& profile) {
+    std::vector<std::vector<std::string>> rows = {{"name", profile.name},
+                                                  {"level", profile.field("Level")},
+                                                  {"format", profile.field("Format")},
+                                                  {"largest mail", profile.field("MaxSize") + " bytes"},
+                                                  {"subject", profile.field("EmailSubject")}};
+    for (const std::string& address : profile.emails()) {
+        rows.push_back({"email", address});
+    }
+    rows.push_back({"capture", captureWords(profile)});
+    for (auto& row : rows) {
+        row[1] = Text::oneLine(row[1]);
+    }
+    return Text::table(rows);
 }
 
 void list(Session& session) {
     const ProfileTable table = read(session);
-    std::vector<std::vector<std::string>> rows;
+    std::vector<std::vector<std::string>> rows = {{"NAME", "LEVEL", "FORMAT", "ADDRESSES"}};
     Json array = Json::array();
     for (const auto& profile : table.profiles()) {
         std::string addresses;
         for (const std::string& address : profile.emails()) {
             addresses += (addresses.empty() ? "" : ",") + address;
         }
-        rows.push_back({profile.name, profile.field("Level"), profile.field("Format"), addresses});
+        rows.push_back({Text::oneLine(profile.name), Text::oneLine(profile.field("Level")),
+                        Text::oneLine(profile.field("Format")), Text::oneLine(addresses)});
         array.add(json(profile));
     }
-    session.print(array, rows.empty() ? "no profiles\n" : Text::table(rows));
+    session.print(Json().set("profiles", array), rows.size() == 1 ? "no profiles\n" : Text::table(rows));
 }
 
 void show(Session& session, const std::string& name) {
@@ -72,15 +88,15 @@ void add(Session& session, const ProfileSettings& settings) {
     ProfileTable({}).add(settings);
     ProfileTable table = read(session);
     table.add(settings);
-    store(session, table);
-    session.print(json(table.profiles().back()), "");
+    const bool told = store(session, table);
+    session.print(json(table.profiles().back()).set("told", told), "profile " + settings.name + " added\n");
 }
 
 void remove(Session& session, const std::string& name) {
     ProfileTable table = read(session);
     table.remove(name);
-    store(session, table);
-    session.print(Json().set("removed", name), "");
+    const bool told = store(session, table);
+    session.print(Json().set("removed", name).set("told", told), "profile " + name + " removed\n");
 }
 
 void addAdd(CommandTree& tree, const CommandTree::Group& group) {

@@ -17,7 +17,7 @@ TEST_F(ProfileCommands, addStoresAProfileAndHasItRead) {
     EXPECT_EQ(done({"profile", "add", "Operators", "--level", "Alarm", "--format", "FullText", "--email",
                     "a@example.com", "--email", "b@example.com", "--subject", "Switch in the lab", "--max-size", "5000",
                     "--capture", "Mon,02:30,1"}),
-              "");
+              "profile Operators added\n");
 
     EXPECT_EQ(done({"attr", "list", "Global.CallhomeDB."}),
               "Global.CallhomeDB.NumberOfProfiles=1\n"
@@ -43,8 +43,14 @@ TEST_F(ProfileCommands, showPrintsOneProfile) {
           "b@example.com", "--capture", "Mon,02:30,1"});
 
     EXPECT_EQ(done({"profile", "show", "Operators"}),
-              "name: Operators\nlevel: Alarm\nformat: FullText\nmax-size: 2000000\nsubject: \n"
-              "email: a@example.com\nemail: b@example.com\ncapture: Mon,02:30,1\n");
+              "name          Operators\n"
+              "level         Alarm\n"
+              "format        FullText\n"
+              "largest mail  2000000 bytes\n"
+              "subject       \n"
+              "email         a@example.com\n"
+              "email         b@example.com\n"
+              "capture       Mon, 02:30, every week\n");
     EXPECT_EQ(done({"profile", "show", "Operators", "--json"}),
               "{\"name\":\"Operators\",\"level\":\"Alarm\",\"format\":\"FullText\",\"maxSize\":\"2000000\","
               "\"subject\":\"\",\"emails\":[\"a@example.com\",\"b@example.com\"],\"capture\":\"Mon,02:30,1\"}\n");
@@ -52,12 +58,14 @@ TEST_F(ProfileCommands, showPrintsOneProfile) {
 
 TEST_F(ProfileCommands, listPrintsThemInTheirOrder) {
     EXPECT_EQ(done({"profile", "list"}), "no profiles\n");
-    EXPECT_EQ(done({"profile", "list", "--json"}), "[]\n");
+    EXPECT_EQ(done({"profile", "list", "--json"}), "{\"profiles\":[]}\n");
     add("Second");
     add("First");
 
     EXPECT_EQ(done({"profile", "list"}),
-              "Second  Alarm  FullText  Second@example.com\nFirst   Alarm  FullText  First@example.com\n");
+              "NAME    LEVEL  FORMAT    ADDRESSES\n"
+              "Second  Alarm  FullText  Second@example.com\n"
+              "First   Alarm  FullText  First@example.com\n");
 }
 
 TEST_F(ProfileCommands, removeClosesTheGap) {
@@ -66,10 +74,12 @@ TEST_F(ProfileCommands, removeClosesTheGap) {
     add("Three");
     requests_.clear();
 
-    EXPECT_EQ(done({"profile", "remove", "One"}), "");
+    EXPECT_EQ(done({"profile", "remove", "One"}), "profile One removed\n");
 
     EXPECT_EQ(done({"profile", "list"}),
-              "Two    Alarm  FullText  Two@example.com\nThree  Alarm  FullText  Three@example.com\n");
+              "NAME   LEVEL  FORMAT    ADDRESSES\n"
+              "Two    Alarm  FullText  Two@example.com\n"
+              "Three  Alarm  FullText  Three@example.com\n");
     EXPECT_EQ(switch_.attribute("Global.CallhomeDB.NumberOfProfiles"), "2");
     EXPECT_EQ(done({"attr", "list", "Global.CallhomeDB.Profile.2"}), "");
     EXPECT_EQ(switch_.attribute("Global.CallhomeDB.ProfileList.2"), std::nullopt);
@@ -110,6 +120,32 @@ TEST_F(ProfileCommands, storeNothingThatTheDaemonWouldNotUnderstand) {
         EXPECT_EQ(run(line).status, ExitStatus::WRONG_USAGE) << change[0] << " " << change[1];
     }
     EXPECT_EQ(switch_.attribute("Global.CallhomeDB.NumberOfProfiles"), "0");
+}
+
+TEST_F(ProfileCommands, areDoneAndSaySoWhenTheDaemonIsNotThereToBeTold) {
+    daemon_.remove();
+    switch_.pump();
+
+    const Outcome result = run({"profile", "add", "One", "--level", "Info", "--format", "Tsc1", "--email", "a@x",
+                                "--capture", "Sun,3:00,2", "--json"});
+
+    EXPECT_EQ(result.status, ExitStatus::DONE);
+    EXPECT_EQ(result.err, "switchctl: stored; orvApp does not run and will read it when it starts\n");
+    EXPECT_EQ(result.out,
+              "{\"name\":\"One\",\"level\":\"Info\",\"format\":\"Tsc1\",\"maxSize\":\"2000000\",\"subject\":\"\","
+              "\"emails\":[\"a@x\"],\"capture\":\"Sun,3:00,2\",\"told\":false}\n");
+    EXPECT_THAT(done({"profile", "show", "One"}), HasSubstr("capture       Sun, 3:00, every 2 weeks\n"));
+}
+
+TEST_F(ProfileCommands, sayWhatIsStoredWhenTheDaemonDoesNotAnswer) {
+    daemon_.onMessage = nullptr;
+
+    const Outcome result =
+        run({"profile", "add", "One", "--level", "Info", "--format", "Tsc1", "--email", "a@x", "--timeout", "1"});
+
+    EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 1 s\n");
+    EXPECT_EQ(switch_.attribute("Global.CallhomeDB.ProfileList.0"), "One");
 }
 
 TEST_F(ProfileCommands, addNeedsLevelFormatAndEmail) {

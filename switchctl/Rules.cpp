@@ -28,13 +28,13 @@ constexpr std::string_view END_OF_VALUE = "</->";
 void checkText(const std::string& what, const std::string& text, std::size_t longest) {
     if (text.size() > longest) {
         refuse(what, text,
-               "it has " + std::to_string(text.size()) + " bytes, at most " + std::to_string(longest) + " are taken");
+               "it has " + std::to_string(text.size()) + " bytes; write at most " + std::to_string(longest));
     }
     if (Text::hasControls(text)) {
-        refuse(what, text, "control characters are not taken, nor is a line feed");
+        refuse(what, text, "it holds a control character; write it on one line, without tabs");
     }
     if (text == END_OF_VALUE) {
-        refuse(what, text, "this text ends a value in the queue's files");
+        refuse(what, text, "it ends a value in the queue's files; write anything else");
     }
 }
 
@@ -48,7 +48,8 @@ void checkAddress(const std::string& what, const std::string& address) {
                "blanks, brackets, commas and semicolons are not taken; write it like operator@example.com");
     }
     if (STATE_MARKS.find(address.front()) != std::string_view::npos) {
-        refuse(what, address, "it must not begin with ! # $ or %; the queue marks recipients so");
+        refuse(what, address,
+               "it begins with a mark that the queue keeps there, ! # $ or %; write it like operator@example.com");
     }
 }
 
@@ -60,13 +61,13 @@ void profileName(const std::string& name) {
     }
     checkText("the profile name", name, MAX_NAME);
     if (name.front() == ' ' || name.back() == ' ') {
-        refuse("the profile name", name, "it begins or ends with a blank");
+        refuse("the profile name", name, "it begins or ends with a blank; write it like Operators");
     }
 }
 
 void level(const std::string& name) {
     if (std::ranges::find(LEVELS, name) == LEVELS.end()) {
-        refuse("the level", name, "it is one of Info, Warn, Critical, Alarm, Fault, None, written so");
+        refuse("the level", name, "there is none of this name; write Info, Warn, Critical, Alarm, Fault or None");
     }
 }
 
@@ -83,7 +84,8 @@ void subject(const std::string& text) {
 
 void emails(const std::vector<std::string>& addresses) {
     if (addresses.size() > MAX_EMAILS) {
-        throw UsageError(std::to_string(addresses.size()) + " addresses are too many; a profile has at most 10");
+        throw UsageError(std::to_string(addresses.size()) +
+                         " addresses are too many; write at most 10, the others in another profile");
     }
     for (const std::string& address : addresses) {
         checkAddress("the address", address);

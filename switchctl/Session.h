@@ -12,10 +12,18 @@ struct Session {
     std::ostream& out;
     std::ostream& err;
     bool json = false;
+    bool printed = false;  // The command's JSON object is out.
 
-    // The result of a command: lines for a person, or one JSON value for a program.
-    void print(const Json& value, const std::string& lines) const {
+    // The result of a command: lines for a person, or one JSON object for a program.
+    void print(const Json& value, const std::string& lines) {
+        printed = printed || json;
         out << (json ? value.dump() + "\n" : lines) << std::flush;
+    }
+    // How far the command has come; programs are not told.
+    void progress(const std::string& lines) const {
+        if (!json) {
+            out << lines << std::flush;
+        }
     }
     // A remark that is not the result.
     void note(const std::string& text) const { err << "switchctl: " << text << std::endl; }

@@ -1,26 +1,22 @@
-// wait, status: who is there and how far it has come.
+// wait, status: who is there, how far it has come, and whether it can do its work.
+#include "platform/posix/Clock.h"
 #include "switchctl/CommandTree.h"
 #include "switchctl/Commands.h"
 #include "switchctl/Errors.h"
+#include "switchctl/StatusFacts.h"
+#include "switchctl/StatusReport.h"
+#include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
 #include <strings.h>
-#include <array>
 
 namespace {
 
-// In the order of ComponentState.
-constexpr std::array<const char*, 5> STATE_NAMES = {"absent", "registered", "ready", "configured", "started"};
-
-std::string stateName(ComponentState state) {
-    const auto number = static_cast<std::size_t>(state);
-    return number < STATE_NAMES.size() ? STATE_NAMES[number] : std::to_string(number);
-}
-
 ComponentState stateCalled(const std::string& name) {
-    for (std::size_t number = 1; number < STATE_NAMES.size(); ++number) {
-        if (name == STATE_NAMES[number]) {
-            return static_cast<ComponentState>(number);
+    for (const ComponentState state :
+         {ComponentState::REGISTERED, ComponentState::READY, ComponentState::CONFIGURED, ComponentState::STARTED}) {
+        if (name == stateName(state)) {
+            return state;
         }
     }
     throw UsageError("unknown state \"" + name + "\"; it is registered, ready, configured or started");
@@ -30,25 +26,24 @@ std::vector<ComponentList::Component> components(Session& session) {
     return OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
 }
 
+std::int64_t microsecondsNow() {
+    const timeval now = hostClock().calendar();
+    return std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
+}
+
+// All that is known is printed, also when the daemon does not answer.
 void status(Session& session) {
-    std::vector<std::vector<std::string>> rows;
-    Json list = Json::array();
-    for (const auto& component : components(session)) {
-        const std::string state = stateName(component.state);
-        rows.push_back(
-            {component.name, state, std::to_string(component.node) + "." + std::to_string(component.process)});
-        list.add(Json()
-                     .set("name", component.name)
-                     .set("state", state)
-                     .set("node", component.node)
-                     .set("process", component.process));
+    const StatusFacts facts = StatusFacts::gather(session);
+    const std::int64_t now = microsecondsNow();
+    session.print(statusJson(facts, now), statusLines(facts, now));
+    if (!facts.noAnswer.empty()) {
+        throw NoAnswer(facts.noAnswer);
     }
-    session.print(Json().set("components", list), rows.empty() ? "no components\n" : Text::table(rows));
 }
 
 // For the message when time has run out.
 std::string presentState(Session& session, const std::string& name) {
-    session.client.timeout(std::chrono::seconds(2));
+    session.client.timeout(std::chrono::seconds(1));
     for (const auto& component : components(session)) {
         if (strcasecmp(component.name.c_str(), name.c_str()) == 0) {
             return stateName(component.state);
@@ -62,6 +57,8 @@ void wait(Session& session, const std::string& component, const std::string& sta
     const std::string limit = Text::seconds(session.client.timeout().count());
     try {
         session.client.call(OperatorCode::WAIT, request.encode(), component);
+    } catch (const SwitchdSilent&) {
+        throw;
     } catch (const NoAnswer& error) {
         throw NoAnswer(component + " was not " + state + " in " + limit + " s: it is " +
                        presentState(session, component));
@@ -84,5 +81,5 @@ void addSwitchCommands(CommandTree& tree) {
                  [arguments](Session& session) { wait(session, arguments->component, arguments->state); })
         .take({"COMPONENT", "", "Name of the component", true}, arguments->component)
         .take({"STATE", "", "registered, ready, configured or started", true}, arguments->state);
-    tree.command(tree.root(), "status", {"status", "Components and their states", "status"}, status);
+    tree.command(tree.root(), "status", {"status", "Whether CallHome can send and, if not, why", "status"}, status);
 }

@@ -5,13 +5,6 @@ using testing::HasSubstr;
 
 namespace {
 
-using StatusCommand = SwitchctlTest;
-
-TEST_F(StatusCommand, saysWhenNobodyIsThere) {
-    EXPECT_EQ(done({"status"}), "no components\n");
-    EXPECT_EQ(done({"status", "--json"}), "{\"components\":[]}\n");
-}
-
 // Where the component stands after each step of its start.
 class SwitchCommands : public SwitchctlDaemonTest {
 protected:
@@ -20,23 +13,15 @@ protected:
             EXPECT_GE(cmon_client(&daemon_).conf_read_ack(0), 0);
         }
     }
+    // As status shows it.
     std::string stateNow() {
-        const std::string line = done({"status"});
-        const std::size_t start = line.find("  ") + 2;
-        return line.substr(start, line.find("  ", start) - start);
+        const std::string text = run({"status", "--timeout", "1"}).out;
+        const std::string label = "components    OrvApp ";
+        const std::size_t start = text.find(label) + label.size();
+        return text.substr(start, text.find(' ', start) - start);
     }
     bool acknowledges_ = true;
 };
-
-TEST_F(SwitchCommands, statusShowsComponentStateAndAddress) {
-    const std::string address =
-        std::to_string(daemon_.address().node) + "." + std::to_string(daemon_.address().process);
-
-    EXPECT_EQ(done({"status"}), "OrvApp  registered  " + address + "\n");
-    EXPECT_EQ(done({"status", "--json"}), "{\"components\":[{\"name\":\"OrvApp\",\"state\":\"registered\",\"node\":" +
-                                              std::to_string(daemon_.address().node) +
-                                              ",\"process\":" + std::to_string(daemon_.address().process) + "}]}\n");
-}
 
 TEST_F(SwitchCommands, statusFollowsTheComponentsStart) {
     EXPECT_EQ(stateNow(), "registered");

@@ -3,6 +3,9 @@
 #include "switchctl/CommandTree.h"
 #include "switchctl/Commands.h"
 #include "switchctl/Errors.h"
+#include "switchctl/Session.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -14,14 +17,42 @@ constexpr AddCommands GROUPS[] = {
     addProfileCommands, addLogCommands,       addFaultCommands,
 };
 
-int fail(std::ostream& err, const std::string& what, int status) {
-    err << "switchctl: " << what << std::endl;
+// A failure that --json tells too, unless the command has printed its object before.
+int fail(Session& session, const char* kind, const std::exception& error, int status,
+         const Refused* refusal = nullptr) {
+    session.note(error.what());
+    if (session.json && !session.printed) {
+        Json object;
+        object.set("error", kind).set("reason", error.what());
+        if (refusal != nullptr && refusal->responseStatus) {
+            object.set("status", *refusal->responseStatus);
+        }
+        session.print(object, "");
+    }
     return status;
 }
 
-int failUsage(std::ostream& err, const CommandTree& tree, const std::string& what) {
-    err << "switchctl: " << what << "\n" << tree.usage() << std::flush;
+int failUsage(Session& session, const CommandTree& tree, const std::exception& error) {
+    fail(session, "usage", error, ExitStatus::WRONG_USAGE);
+    session.err << tree.usage() << std::flush;
     return ExitStatus::WRONG_USAGE;
+}
+
+int runLine(const std::vector<std::string>& arguments, CommandTree& tree, Session& session) {
+    std::string problem;
+    switch (tree.parse(arguments, problem)) {
+        case CommandTree::Outcome::HELP:
+            session.out << tree.help() << std::flush;
+            return ExitStatus::DONE;
+        case CommandTree::Outcome::WRONG:
+            throw UsageError(problem);
+        case CommandTree::Outcome::RUN:
+            break;
+    }
+    session.json = tree.json();
+    session.client.timeout(tree.timeout());
+    tree.run(session);
+    return ExitStatus::DONE;
 }
 
 }  // namespace
@@ -32,29 +63,18 @@ int runSwitchctl(const std::vector<std::string>& arguments, const OperatorClient
     for (const AddCommands add : GROUPS) {
         add(tree);
     }
+    OperatorClient client(connect);
+    // A line that is not understood is answered in JSON as well when it asks for it.
+    Session session{client, out, err, std::ranges::find(arguments, "--json") != arguments.end()};
     try {
-        std::string problem;
-        switch (tree.parse(arguments, problem)) {
-            case CommandTree::Outcome::HELP:
-                out << tree.help() << std::flush;
-                return ExitStatus::DONE;
-            case CommandTree::Outcome::WRONG:
-                return failUsage(err, tree, problem);
-            case CommandTree::Outcome::RUN:
-                break;
-        }
-        OperatorClient client(connect);
-        client.timeout(tree.timeout());
-        Session session{client, out, err, tree.json()};
-        tree.run(session);
-        return ExitStatus::DONE;
+        return runLine(arguments, tree, session);
     } catch (const UsageError& error) {
-        return failUsage(err, tree, error.what());
+        return failUsage(session, tree, error);
     } catch (const Refused& error) {
-        return fail(err, error.what(), ExitStatus::REFUSED);
+        return fail(session, "refused", error, ExitStatus::REFUSED, &error);
     } catch (const NoAnswer& error) {
-        return fail(err, error.what(), ExitStatus::NO_ANSWER);
+        return fail(session, "no answer", error, ExitStatus::NO_ANSWER);
     } catch (const std::exception& error) {
-        return fail(err, error.what(), ExitStatus::REFUSED);
+        return fail(session, "failed", error, ExitStatus::REFUSED);
     }
 }

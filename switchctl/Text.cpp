@@ -112,6 +112,21 @@ std::string timestamp(std::int64_t seconds, std::int32_t microseconds) {
     return text;
 }
 
+std::string folded(std::string_view text, std::size_t width, const std::string& indent) {
+    const std::size_t room = width - indent.size();
+    std::string result;
+    while (text.size() > room) {
+        std::size_t end = text.rfind(' ', room);
+        end = end == std::string_view::npos || end == 0 ? text.find(' ', room) : end;
+        if (end == std::string_view::npos) {
+            break;
+        }
+        result += indent + std::string(text.substr(0, end)) + "\n";
+        text.remove_prefix(end + 1);
+    }
+    return result + indent + std::string(text) + "\n";
+}
+
 std::string table(const std::vector<std::vector<std::string>>& rows) {
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {

@@ -31,6 +31,9 @@ std::string seconds(std::int64_t milliseconds);
 // Local time, one word: 2026-11-20T23:59:59.123456+0000
 std::string timestamp(std::int64_t seconds, std::int32_t microseconds);
 
+// Lines of at most width bytes where the text has blanks to break it at, each behind the indent.
+std::string folded(std::string_view text, std::size_t width, const std::string& indent);
+
 // Rows with their columns aligned, two blanks between them, a line each.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 

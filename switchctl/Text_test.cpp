@@ -98,4 +98,13 @@ TEST(TextTable, alignsAllColumnsButTheLast) {
     EXPECT_EQ(Text::table({}), "");
 }
 
+TEST(TextFolded, breaksAtBlanksAndNowhereElse) {
+    EXPECT_EQ(Text::folded("", 10, "  "), "  \n");
+    EXPECT_EQ(Text::folded("12345678", 10, "  "), "  12345678\n");
+    EXPECT_EQ(Text::folded("123 45678", 10, "  "), "  123\n  45678\n");
+    EXPECT_EQ(Text::folded("12345678 90", 10, "  "), "  12345678\n  90\n");
+    EXPECT_EQ(Text::folded("1234567890 12", 10, "  "), "  1234567890\n  12\n");
+    EXPECT_EQ(Text::folded("1234567890ab", 10, "  "), "  1234567890ab\n");
+}
+
 }  // namespace

@@ -190,4 +190,13 @@ TEST_F(Usage, timeoutMayStandAnywhereAndIsANumberOfSeconds) {
     }
 }
 
+TEST_F(Usage, jsonTellsFailuresInOneObjectToo) {
+    EXPECT_EQ(run({"status", "--json"}), ExitStatus::NO_ANSWER);
+    EXPECT_EQ(out_.str(), "{\"error\":\"no answer\",\"reason\":\"switchd cannot be reached\"}\n");
+    EXPECT_EQ(run({"--json", "profile", "show"}), ExitStatus::WRONG_USAGE);
+    EXPECT_EQ(out_.str(), "{\"error\":\"usage\",\"reason\":\"NAME is required\"}\n");
+    EXPECT_EQ(run({"attr", "set", "x", "--json"}), ExitStatus::WRONG_USAGE);
+    EXPECT_EQ(out_.str(), "{\"error\":\"usage\",\"reason\":\"\\\"x\\\" has no '='; write KEY=VALUE\"}\n");
+}
+
 }  // namespace

@@ -1,0 +1,104 @@
+#include "switchctl/LogDigest.h"
+
+#include "switchctl/Management.h"
+#include "switchctl/Text.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <string_view>
+
+namespace {
+
+constexpr std::int64_t SECOND = 1000000;
+
+enum class Meaning { FAILURE, RETRY, RECOVERY, RETRY_ENDED, RECIPIENT_GIVEN_UP, MAIL_GIVEN_UP };
+
+struct NumberMeaning {
+    std::uint32_t number;
+    Meaning meaning;
+};
+
+constexpr NumberMeaning MEANINGS[] = {
+    {0x8b00000e, Meaning::RETRY_ENDED},        {0x8b00000f, Meaning::RETRY},
+    {0x8b000011, Meaning::RETRY_ENDED},        {0x8b000013, Meaning::FAILURE},
+    {0x8b000014, Meaning::RECOVERY},           {0x8b000015, Meaning::FAILURE},
+    {0x8b000016, Meaning::MAIL_GIVEN_UP},      {0x8b000017, Meaning::FAILURE},
+    {0x8b000018, Meaning::RECIPIENT_GIVEN_UP}, {0x8b000019, Meaning::RECIPIENT_GIVEN_UP},
+};
+
+// Texts without a number of their own that tell of a message which is not in the queue.
+constexpr std::array<std::string_view, 7> NOT_QUEUED = {
+    "Error restoring message from ",
+    "Error opening ",
+    "Unable to add message",
+    "Message is too large",
+    "Unable to make room for",
+    "Invalid file name ",
+    "Unable to persist a test message",
+};
+
+std::string wordAfter(const std::string& text, const std::string& label) {
+    const std::size_t start = text.find(label);
+    return start == std::string::npos
+               ? ""
+               : text.substr(start + label.size(),
+                             text.find_first_of(", ", start + label.size()) - start - label.size());
+}
+
+// "Will retry sending via SMTP server=192.0.2.1, port=25, after 5 seconds"
+LogDigest::Retry retryIn(const LogEntry& entry, std::uint64_t timeScale) {
+    const std::int64_t delay = Text::number(wordAfter(entry.text, "after "), 0, INT32_MAX).value_or(0);
+    return {wordAfter(entry.text, "server=") + ":" + wordAfter(entry.text, "port="),
+            entry.seconds * SECOND + entry.microseconds + delay * SECOND / static_cast<std::int64_t>(timeScale)};
+}
+
+std::uint64_t timeScaleOfSwitch() {
+    const char* text = std::getenv("HSB_TIME_SCALE");
+    const auto scale = text == nullptr ? std::nullopt : Text::number(text, 1, 1000000);
+    return static_cast<std::uint64_t>(scale.value_or(1));
+}
+
+}  // namespace
+
+LogDigest LogDigest::read(Session& session) {
+    LogDigest digest;
+    const std::uint64_t timeScale = timeScaleOfSwitch();
+    LogRequest request{0, 0, MAX_LEVEL};
+    for (bool more = true; more;) {
+        const WireBytes body = session.client.call(OperatorCode::READ_LOG, request.encode());
+        const auto page = OperatorClient::decode<LogPage>(body);
+        for (const LogEntry& entry : page.entries) {
+            request.since = entry.id;
+            digest.take(entry, timeScale);
+        }
+        more = page.more && !page.entries.empty();
+    }
+    return digest;
+}
+
+void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
+    if (strcasecmp(entry.component.c_str(), Management::DAEMON) != 0) {
+        return;
+    }
+    messagesNotQueued += std::ranges::any_of(NOT_QUEUED, [&](auto text) { return entry.text.starts_with(text); });
+    const auto* const known = std::ranges::find(MEANINGS, entry.number, &NumberMeaning::number);
+    if (known == std::ranges::end(MEANINGS)) {
+        return;
+    }
+    const Meaning meaning = known->meaning;
+    recipientsGivenUp += meaning == Meaning::RECIPIENT_GIVEN_UP;
+    mailsGivenUp += meaning == Meaning::MAIL_GIVEN_UP;
+    if (meaning == Meaning::RETRY) {
+        retry = retryIn(entry, timeScale);
+    } else if (meaning == Meaning::RECOVERY || meaning == Meaning::RETRY_ENDED) {
+        retry.reset();
+        if (lastFailure) {
+            lastFailure->recovered = lastFailure->recovered || meaning == Meaning::RECOVERY;
+        }
+    } else {
+        lastFailure = Failure{Text::timestamp(entry.seconds, entry.microseconds), entry.text};
+    }
+}

@@ -1,0 +1,225 @@
+#include "switchctl/StatusReport.h"
+
+#include "switchctl/StatusVerdict.h"
+#include "switchctl/Text.h"
+
+#include <algorithm>
+
+namespace {
+
+using Rows = std::vector<std::vector<std::string>>;
+
+constexpr std::int64_t SECOND = 1000000;
+constexpr std::size_t SCREEN = 80;  // columns
+constexpr const char* SPACE = "Global.Callhome.FileSystemSpaceAllowed";
+constexpr const char* FILES = "Global.Callhome.FilesAllowed";
+
+// Counters of the daemon's probe, since its start.
+struct Loss {
+    const char* key;   // in the probe
+    const char* name;  // in JSON
+    const char* text;
+};
+
+constexpr Loss LOSSES[] = {
+    {"messages deleted for space", "space", " for space, "},
+    {"messages deleted for file limit", "fileLimit", " for the file limit, "},
+    {"messages deleted for time", "age", " for age, "},
+    {"messages deleted for clear req", "cleared", " cleared, "},
+    {"messages could not be added", "notAdded", " not added"},
+};
+
+// A retry is over when nothing is left to be sent.
+const LogDigest::Retry* pendingRetry(const StatusFacts& facts) {
+    const bool empty = facts.queue && facts.queue->waiting == 0 && facts.queue->open == 0;
+    return facts.log.retry && !empty ? &*facts.log.retry : nullptr;
+}
+
+std::int64_t secondsUntil(const LogDigest::Retry& retry, std::int64_t now) {
+    return std::max<std::int64_t>(0, (retry.due - now + SECOND - 1) / SECOND);
+}
+
+std::string heading(const StatusFacts& facts, const std::vector<StatusProblem>& problems) {
+    if (problems.empty()) {
+        return pendingRetry(facts) == nullptr ? "CallHome can send.\n"
+                                              : "CallHome can send; after a failure it waits to try again.\n";
+    }
+    std::string text = "CallHome cannot send. What to mend, in this order:\n";
+    for (std::size_t number = 0; number < problems.size(); ++number) {
+        text += "  " + std::to_string(number + 1) + ". " + problems[number].text + "\n       " +
+                problems[number].remedy + "\n";
+    }
+    return text;
+}
+
+std::string componentWords(const StatusFacts& facts) {
+    std::string text;
+    for (const auto& component : facts.components) {
+        text += (text.empty() ? "" : ", ") + Text::oneLine(component.name) + " " + stateName(component.state) + " (" +
+                std::to_string(component.node) + "." + std::to_string(component.process) + ")";
+    }
+    return text.empty() ? "none" : text;
+}
+
+std::string serverWords(const StatusServer& server) {
+    return server.address.empty()
+               ? "none"
+               : Text::oneLine(server.address + ":" + server.port) + (server.enabled ? "" : " (off)");
+}
+
+// "3 of 100", "(full)" behind it when there is no more room.
+std::string used(std::uint32_t number, const std::string& quota, const std::string& unit) {
+    const auto allowed = Text::number(quota, 0, UINT32_MAX);
+    const std::string full = allowed && number >= *allowed ? " (full)" : "";
+    return std::to_string(number) + (allowed ? " of " + std::to_string(*allowed) : "") + " " + unit + full;
+}
+
+std::string queueWords(const StatusFacts& facts) {
+    if (!facts.queue) {
+        return "not known";
+    }
+    return used(facts.queue->waiting, facts.attribute(FILES), "waiting") + ", " + std::to_string(facts.queue->open) +
+           " open, " + used(facts.queue->bytesInUse, facts.attribute(SPACE), "bytes");
+}
+
+std::string retryWords(const StatusFacts& facts, std::int64_t now) {
+    const LogDigest::Retry* retry = pendingRetry(facts);
+    if (retry == nullptr) {
+        return "none";
+    }
+    const std::int64_t seconds = secondsUntil(*retry, now);
+    return (seconds == 0 ? "due" : "in " + std::to_string(seconds) + " s") + " through " + Text::oneLine(retry->server);
+}
+
+std::string failureWords(const StatusFacts& facts) {
+    const auto& failure = facts.log.lastFailure;
+    return failure ? failure->time + (failure->recovered ? ", recovered since" : "") : "none";
+}
+
+std::string lossWords(const StatusFacts& facts) {
+    if (!facts.probe) {
+        return facts.noProbe.empty() ? "not known" : "not known: " + facts.noProbe;
+    }
+    std::string text;
+    for (const Loss& loss : LOSSES) {
+        const auto found = facts.probe->values.find(loss.key);
+        text += (found == facts.probe->values.end() ? "?" : found->second) + loss.text;
+    }
+    return text;
+}
+
+std::string givenUpWords(const LogDigest& log) {
+    return std::to_string(log.recipientsGivenUp) + " recipients, " + std::to_string(log.mailsGivenUp) + " mails, " +
+           std::to_string(log.messagesNotQueued) + " messages not queued";
+}
+
+Json json(const StatusServer& server) {
+    return Json().set("address", server.address).set("port", server.port).set("enabled", server.enabled);
+}
+
+Json problemsJson(const std::vector<StatusProblem>& problems) {
+    Json list = Json::array();
+    for (const StatusProblem& problem : problems) {
+        list.add(Json().set("cause", problem.cause).set("text", problem.text).set("remedy", problem.remedy));
+    }
+    return list;
+}
+
+Json componentsJson(const StatusFacts& facts) {
+    Json list = Json::array();
+    for (const auto& component : facts.components) {
+        list.add(Json()
+                     .set("name", component.name)
+                     .set("state", stateName(component.state))
+                     .set("node", component.node)
+                     .set("process", component.process));
+    }
+    return list;
+}
+
+void addNumber(Json& object, const std::string& name, const std::string& text) {
+    if (const auto number = Text::number(text, INT32_MIN, UINT32_MAX)) {
+        object.set(name, *number);
+    } else {
+        object.setNull(name);
+    }
+}
+
+Json queueJson(const StatusFacts& facts) {
+    Json object;
+    object.set("bytesInUse", facts.queue->bytesInUse)
+        .set("waiting", facts.queue->waiting)
+        .set("open", facts.queue->open);
+    addNumber(object, "bytesAllowed", facts.attribute(SPACE));
+    addNumber(object, "messagesAllowed", facts.attribute(FILES));
+    return object;
+}
+
+Json discardedJson(const StatusFacts::Probe& probe) {
+    Json object;
+    for (const Loss& loss : LOSSES) {
+        const auto found = probe.values.find(loss.key);
+        addNumber(object, loss.name, found == probe.values.end() ? "" : found->second);
+    }
+    return object;
+}
+
+void addLog(Json& object, const StatusFacts& facts, std::int64_t now) {
+    const LogDigest::Retry* retry = pendingRetry(facts);
+    const auto& failure = facts.log.lastFailure;
+    object.setNull("retry").setNull("lastFailure");
+    if (retry != nullptr) {
+        object.set("retry", Json().set("server", retry->server).set("seconds", secondsUntil(*retry, now)));
+    }
+    if (failure) {
+        object.set("lastFailure",
+                   Json().set("time", failure->time).set("text", failure->text).set("recovered", failure->recovered));
+    }
+    object.set("givenUp", Json()
+                              .set("recipients", facts.log.recipientsGivenUp)
+                              .set("mails", facts.log.mailsGivenUp)
+                              .set("notQueued", facts.log.messagesNotQueued));
+}
+
+}  // namespace
+
+std::string statusLines(const StatusFacts& facts, std::int64_t now) {
+    const Rows rows = {
+        {"components", componentWords(facts)},
+        {"mail servers",
+         serverWords(StatusServer::configured(facts, "")) + ", " + serverWords(StatusServer::configured(facts, "1"))},
+        {"active", serverWords(StatusServer::active(facts))},
+        {"sender", Text::oneLine(facts.attribute("Global.Callhome.FromAddr"))},
+        {"profiles", Text::oneLine(facts.attribute("Global.CallhomeDB.NumberOfProfiles"))},
+        {"queue", queueWords(facts)},
+        {"retry", retryWords(facts, now)},
+        {"discarded", lossWords(facts)},
+        {"given up", givenUpWords(facts.log)},
+        {"last failure", failureWords(facts)},
+    };
+    const auto& failure = facts.log.lastFailure;
+    return heading(facts, statusProblems(facts)) + Text::table(rows) +
+           (failure ? Text::folded(Text::oneLine(failure->text), SCREEN, "    ") : "");
+}
+
+Json statusJson(const StatusFacts& facts, std::int64_t now) {
+    const auto problems = statusProblems(facts);
+    Json object;
+    object.set("canSend", problems.empty())
+        .set("problems", problemsJson(problems))
+        .set("components", componentsJson(facts))
+        .set("primary", json(StatusServer::configured(facts, "")))
+        .set("secondary", json(StatusServer::configured(facts, "1")))
+        .set("active", json(StatusServer::active(facts)))
+        .set("sender", facts.attribute("Global.Callhome.FromAddr"));
+    addNumber(object, "profiles", facts.attribute("Global.CallhomeDB.NumberOfProfiles"));
+    object.setNull("queue").setNull("discarded");
+    if (facts.queue) {
+        object.set("queue", queueJson(facts));
+    }
+    if (facts.probe) {
+        object.set("discarded", discardedJson(*facts.probe));
+    }
+    addLog(object, facts, now);
+    return object;
+}

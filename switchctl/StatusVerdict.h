@@ -1,0 +1,32 @@
+// Whether CallHome can send, and what has to be mended when it cannot, in the order in which one would mend it.
+#pragma once
+
+#include "switchctl/StatusFacts.h"
+
+#include <string>
+#include <vector>
+
+struct StatusProblem {
+    std::string cause;  // one word, for programs: daemon, feature, service, server, sender, profiles, unread
+    std::string text;
+    std::string remedy;  // a command
+};
+
+// None: it can send.
+std::vector<StatusProblem> statusProblems(const StatusFacts& facts);
+
+// A mail server as the attribute store has it.
+struct StatusServer {
+    std::string address;  // "" for none
+    std::string port;
+    bool enabled = false;
+
+    // Of the attributes whose names end so: "" the primary, "1" the secondary.
+    static StatusServer configured(const StatusFacts& facts, const std::string& suffix);
+    // The one that mails go through; none before the daemon has said.
+    static StatusServer active(const StatusFacts& facts);
+    bool usable() const { return enabled && !address.empty(); }
+};
+
+// A component's state in a word.
+std::string stateName(ComponentState state);

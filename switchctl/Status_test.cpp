@@ -1,0 +1,325 @@
+// status, against a component that answers as the daemon does.
+#include "app_log.h"
+#include "cmon_client.h"
+#include "platform/wire/Wire.h"
+#include "switchctl/LogDigest.h"
+#include "switchctl/SwitchctlTest.h"
+
+#include <fstream>
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+class Status : public SwitchctlDaemonTest {
+protected:
+    void SetUp() override {
+        SwitchctlDaemonTest::SetUp();
+        ASSERT_GE(cmon().ready_for_conf(), 0);
+        switch_.pump();
+        address_ = "(" + std::to_string(daemon_.address().node) + "." + std::to_string(daemon_.address().process) + ")";
+    }
+    cmon_client cmon() { return cmon_client(&daemon_); }
+
+    void answer(Hsb_Message& message) override {
+        if (message.format() == MessageFormat::CMON && message.code() == CmonCode::READ_CONF) {
+            EXPECT_GE(cmon().conf_read_ack(0), 0);
+        }
+        if (silent_) {
+            return;
+        }
+        if (message.format() == MessageFormat::MANAGEMENT) {
+            const auto handle = ManagementRequest::decode(message.payload())->handle;
+            const auto block = WireWriter().u32(0).u32(0).u32(bytes_).u32(waiting_).u32(open_).take();
+            respond(message, InfoResponse{handle, 0, block}.encode());
+        }
+        if (message.format() == MessageFormat::PROBE) {
+            trace();
+            EXPECT_EQ(message.reply(MessageFormat::PROBE, ProbeCode::REPLY), 0);
+        }
+    }
+    void trace() {
+        const std::string prefix = "11/14/2023 UTC 22:13:20.123  17 ";
+        std::ofstream(switch_.root().at("/tmp/orv.out.Main"), std::ios::app)
+            << prefix << "OrvCallHome probe: Entry\n"
+            << prefix << "OrvCallHome probe: CallHome State Information:\nCondition = " << condition_
+            << "\nConfig = " << config_ << "\n"
+            << prefix
+            << "OrvCHMesgQ probe: Call Home Message Queue Internal Stats:\n"
+               "  messages deleted for space      = 1\n"
+               "  messages deleted for file limit = 2\n"
+               "  messages deleted for time       = 3\n"
+               "  messages deleted for clear req  = 4\n"
+               "  messages could not be added     = 5\n"
+            << prefix << "OrvCHMesgCommon probe:   From = sw@example.com\n";
+    }
+    void configure() {
+        run({"attr", "set", "Global.Services.CallhomeEnable=True", "Global.Callhome.NF-SMTPAddr=1-192.0.2.1",
+             "Global.Callhome.SMTPEnable=True", "Global.Callhome.FromAddr=sw@example.com",
+             "Global.CallhomeDB.NumberOfProfiles=2", "Oper.Callhome.NF-ActiveSMTPAddr=1-C0000201"});
+        condition_ = "0x3f";
+    }
+    void log(std::uint32_t number, const char* text, int level = 3) {
+        app_log(level, number, -1, -1, -1, -1, 4096, &daemon_, "%s", text);
+        switch_.pump();
+    }
+
+    std::string address_;
+    bool silent_ = false;
+    const char* condition_ = "0x21";
+    const char* config_ = "0";
+    std::uint32_t bytes_ = 0;
+    std::uint32_t waiting_ = 0;
+    std::uint32_t open_ = 0;
+};
+
+TEST_F(Status, ofAnUnconfiguredSwitchSaysWhatToMendInOrder) {
+    run({"attr", "set", "Default.Mfg.AllowCallhome=False"});
+
+    EXPECT_EQ(done({"status"}),
+              "CallHome cannot send. What to mend, in this order:\n"
+              "  1. the switch's factory settings do not allow CallHome\n"
+              "       switchctl attr set Default.Mfg.AllowCallhome=True\n"
+              "  2. CallHome is switched off\n"
+              "       switchctl callhome setup --enable\n"
+              "  3. no mail server is configured and switched on\n"
+              "       switchctl callhome setup --smtp KIND-ADDRESS:PORT\n"
+              "  4. there is no sender address\n"
+              "       switchctl callhome setup --from ADDRESS\n"
+              "  5. there are no profiles: nobody receives anything\n"
+              "       switchctl profile add NAME --level L --format F --email ADDRESS\n"
+              "components    OrvApp started " +
+                  address_ +
+                  "\n"
+                  "mail servers  none, none\n"
+                  "active        none\n"
+                  "sender        <undefined>\n"
+                  "profiles      0\n"
+                  "queue         0 of 100 waiting, 0 open, 0 of 5120000 bytes\n"
+                  "retry         none\n"
+                  "discarded     1 for space, 2 for the file limit, 3 for age, 4 cleared, 5 not added\n"
+                  "given up      0 recipients, 0 mails, 0 messages not queued\n"
+                  "last failure  none\n");
+}
+
+TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {
+    configure();
+    bytes_ = 641;
+    waiting_ = 1;
+    open_ = 1;
+
+    EXPECT_EQ(done({"status"}),
+              "CallHome can send.\n"
+              "components    OrvApp started " +
+                  address_ +
+                  "\n"
+                  "mail servers  192.0.2.1:25, none\n"
+                  "active        192.0.2.1:25\n"
+                  "sender        sw@example.com\n"
+                  "profiles      2\n"
+                  "queue         1 of 100 waiting, 1 open, 641 of 5120000 bytes\n"
+                  "retry         none\n"
+                  "discarded     1 for space, 2 for the file limit, 3 for age, 4 cleared, 5 not added\n"
+                  "given up      0 recipients, 0 mails, 0 messages not queued\n"
+                  "last failure  none\n");
+}
+
+TEST_F(Status, isOneObjectForPrograms) {
+    configure();
+    EXPECT_EQ(done({"status", "--json"}),
+              "{\"canSend\":true,\"problems\":[],\"components\":[{\"name\":\"OrvApp\",\"state\":\"started\",\"node\":" +
+                  std::to_string(daemon_.address().node) + ",\"process\":" + std::to_string(daemon_.address().process) +
+                  "}],"
+                  "\"primary\":{\"address\":\"192.0.2.1\",\"port\":\"25\",\"enabled\":true},"
+                  "\"secondary\":{\"address\":\"\",\"port\":\"25\",\"enabled\":false},"
+                  "\"active\":{\"address\":\"192.0.2.1\",\"port\":\"25\",\"enabled\":true},"
+                  "\"sender\":\"sw@example.com\",\"profiles\":2,"
+                  "\"queue\":{\"bytesInUse\":0,\"waiting\":0,\"open\":0,\"bytesAllowed\":5120000,"
+                  "\"messagesAllowed\":100},"
+                  "\"discarded\":{\"space\":1,\"fileLimit\":2,\"age\":3,\"cleared\":4,\"notAdded\":5},"
+                  "\"retry\":null,\"lastFailure\":null,"
+                  "\"givenUp\":{\"recipients\":0,\"mails\":0,\"notQueued\":0}}\n");
+}
+
+TEST_F(Status, tellsProgramsTheCauseOfEachProblem) {
+    EXPECT_THAT(done({"status", "--json"}),
+                StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"service\",\"text\":\"CallHome is switched "
+                           "off\",\"remedy\":\"switchctl callhome setup --enable\"},{\"cause\":\"server\","));
+}
+
+TEST_F(Status, countsTheSecondServerAsAServer) {
+    configure();
+    run({"attr", "set", "Global.Callhome.SMTPEnable=False", "Global.Callhome.NF-SMTPAddr1=3-mail.example.com",
+         "Global.Callhome.SMTPEnable1=True"});
+
+    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(done({"status"}), HasSubstr("\nmail servers  192.0.2.1:25 (off), mail.example.com:25\n"));
+}
+
+TEST_F(Status, noticesThatTheDaemonHasNotReadTheAttributesOrIsReadingThem) {
+    configure();
+    condition_ = "0x37";
+
+    EXPECT_THAT(done({"status"}), StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                             "  1. orvApp has not read the attributes as they are now\n"
+                                             "       switchctl callhome profile-change\n"
+                                             "components "));
+    config_ = "0x20";
+    EXPECT_THAT(done({"status"}), StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                             "  1. orvApp is reading its configuration; look again\n"
+                                             "       switchctl status\n"
+                                             "components "));
+}
+
+TEST_F(Status, marksAQueueWithoutRoom) {
+    configure();
+    waiting_ = 100;
+    bytes_ = 5120001;
+
+    EXPECT_THAT(done({"status"}),
+                HasSubstr("\nqueue         100 of 100 waiting (full), 0 open, 5120001 of 5120000 bytes (full)\n"));
+}
+
+constexpr const char* FAILURE =
+    "Encountered failure communicating with SMTP server=192.0.2.1, port=25, Reason=[Connect Error], "
+    "Description=[Connection refused], Response=[]";
+constexpr const char* RETRY = "Will retry sending via SMTP server=192.0.2.1, port=25, after 5 seconds";
+
+TEST_F(Status, countsDownToTheNextTryAfterAFailure) {
+    configure();
+    waiting_ = 1;
+    log(0x8b000013, FAILURE);
+    log(0x8b00000f, RETRY);
+    switch_.clock().advance(1500);
+
+    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send; after a failure it waits to try again.\n"));
+    EXPECT_THAT(done({"status"}), HasSubstr("\nretry         in 4 s through 192.0.2.1:25\n"));
+    EXPECT_THAT(done({"status"}),
+                EndsWith("\nlast failure  2023-11-14T22:13:20.123456+0000\n"
+                         "    Encountered failure communicating with SMTP server=192.0.2.1, port=25,\n"
+                         "    Reason=[Connect Error], Description=[Connection refused], Response=[]\n"));
+    EXPECT_THAT(done({"status", "--json"}), HasSubstr("\"retry\":{\"server\":\"192.0.2.1:25\",\"seconds\":4}"));
+    switch_.clock().advance(5000);
+    EXPECT_THAT(done({"status"}), HasSubstr("\nretry         due through 192.0.2.1:25\n"));
+}
+
+TEST_F(Status, forgetsARetryWithNothingLeftToSend) {
+    configure();
+    log(0x8b00000f, RETRY);
+
+    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(done({"status"}), HasSubstr("\nretry         none\n"));
+}
+
+TEST_F(Status, countsWhatWasGivenUp) {
+    configure();
+    log(0x8b000018, "... Retry failed, ignoring recipient.");
+    log(0x8b000019, "... Retry will not be attempted, ignoring recipient.");
+    log(0x8b000016, "... Email message will not be sent for the profile.", 2);
+    log(0x8b000001, "Error restoring message from /x, ignoring", 16);
+    log(0x8b000001, "Unable to make room for message (file limit)", 15);
+
+    EXPECT_THAT(done({"status"}), HasSubstr("\ngiven up      2 recipients, 1 mails, 2 messages not queued\n"));
+    EXPECT_THAT(done({"status", "--json"}), HasSubstr("\"givenUp\":{\"recipients\":2,\"mails\":1,\"notQueued\":2}"));
+}
+
+TEST_F(Status, saysThatTheTraceCannotBeReadAndStillSaysTheRest) {
+    configure();
+    daemon_.onMessage = [this](Hsb_Message& message) {
+        if (message.format() == MessageFormat::PROBE) {
+            EXPECT_EQ(message.reply(MessageFormat::PROBE, ProbeCode::REPLY), 0);
+        } else {
+            answer(message);
+        }
+    };
+
+    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(done({"status"}), HasSubstr("\ndiscarded     not known: orvApp has answered, but its trace "));
+    EXPECT_THAT(done({"status", "--json"}), HasSubstr("\"discarded\":null"));
+}
+
+TEST_F(Status, ofADaemonThatDoesNotAnswerIsPrintedAndNoSuccess) {
+    configure();
+    silent_ = true;
+
+    const Outcome result = run({"status", "--timeout", "1"});
+
+    EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 1 s\n");
+    EXPECT_THAT(result.out, StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                       "  1. orvApp did not answer in 1 s\n       restart orvApp\n"));
+    EXPECT_THAT(result.out, HasSubstr("\nqueue         not known\n"));
+}
+
+TEST_F(Status, ofASwitchWithoutADaemonSaysSoFirst) {
+    configure();
+    daemon_.remove();
+    switch_.pump();
+
+    EXPECT_THAT(done({"status"}), StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                             "  1. orvApp does not run\n       orvApp\n"
+                                             "components    none\n"));
+    EXPECT_THAT(done({"status", "--json"}),
+                StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"daemon\",\"text\":\"orvApp does not run\","
+                           "\"remedy\":\"orvApp\"}],\"components\":[],"));
+}
+
+// What a series of entries comes to.
+struct DigestCase {
+    const char* name;
+    std::vector<std::uint32_t> numbers;
+    bool retry;
+    bool failed;
+    bool recovered;
+};
+
+const DigestCase DIGESTS[] = {
+    {"nothing", {}, false, false, false},
+    {"failure", {0x8b000013, 0x8b00000f}, true, true, false},
+    {"recovery", {0x8b000013, 0x8b00000f, 0x8b000014}, false, true, true},
+    {"failure after recovery", {0x8b000013, 0x8b000014, 0x8b000013, 0x8b00000f}, true, true, false},
+    {"queue emptied", {0x8b000013, 0x8b00000f, 0x8b00000e}, false, true, false},
+    {"no server", {0x8b000013, 0x8b00000f, 0x8b000011}, false, true, false},
+    {"refused recipient", {0x8b000019, 0x8b000015}, false, true, false},
+    {"critical failure alone", {0x8b000012}, false, false, false},
+};
+
+LogEntry entryOf(std::uint32_t number, const char* component = "OrvApp") {
+    LogEntry entry;
+    entry.number = number;
+    entry.component = component;
+    entry.seconds = 1000;
+    entry.microseconds = 500000;
+    entry.text = RETRY;
+    return entry;
+}
+
+TEST(LogDigest, followsFailuresAndRecoveries) {
+    for (const DigestCase& one : DIGESTS) {
+        LogDigest digest;
+        for (const std::uint32_t number : one.numbers) {
+            digest.take(entryOf(number), 1);
+        }
+        EXPECT_EQ(digest.retry.has_value(), one.retry) << one.name;
+        EXPECT_EQ(digest.lastFailure.has_value(), one.failed) << one.name;
+        EXPECT_EQ(digest.lastFailure && digest.lastFailure->recovered, one.recovered) << one.name;
+    }
+}
+
+TEST(LogDigest, knowsWhenTheRetryIsDueAlsoWhenTimeRunsFaster) {
+    LogDigest digest;
+    digest.take(entryOf(0x8b00000f), 1);
+    EXPECT_EQ(digest.retry->due, 1005500000);
+    digest.take(entryOf(0x8b00000f), 10);
+    EXPECT_EQ(digest.retry->due, 1001000000);
+}
+
+TEST(LogDigest, leavesOutWhatOthersWrote) {
+    LogDigest digest;
+    digest.take(entryOf(0x8b000018, "operator"), 1);
+    EXPECT_EQ(digest.recipientsGivenUp, 0u);
+}
+
+}  // namespace

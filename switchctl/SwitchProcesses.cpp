@@ -1,0 +1,39 @@
+#include "switchctl/SwitchProcesses.h"
+
+const char* const Program::SWITCHD = SWITCHD_FILE;
+const char* const Program::SWITCHCTL = SWITCHCTL_FILE;
+const char* const Program::DAEMON = DAEMON_FILE;
+
+std::unique_ptr<Child> SwitchProcesses::start(const std::string& program, const Words& arguments,
+                                              const std::function<void()>& preparation) const {
+    return std::make_unique<Child>(program, arguments, environment(), preparation);
+}
+
+ProcessOutcome SwitchProcesses::run(const std::string& program, const Words& arguments,
+                                    const std::function<void()>& preparation) const {
+    const auto child = start(program, arguments, preparation);
+    std::string output = child->readAll();
+    return {child->wait(), output};
+}
+
+ProcessOutcome SwitchProcesses::switchctl(const Words& arguments) const {
+    return run(Program::SWITCHCTL, arguments);
+}
+
+std::string SwitchProcesses::done(const Words& arguments) const {
+    const ProcessOutcome result = switchctl(arguments);
+    EXPECT_EQ(result.status, 0) << result.output;
+    return result.output;
+}
+
+std::unique_ptr<Child> SwitchProcesses::startSwitchd(const std::function<void()>& preparation) const {
+    auto child = start(Program::SWITCHD, {"--state", state()}, preparation);
+    EXPECT_THAT(done({"status", "--timeout", "30"}), testing::HasSubstr("\ncomponents    none\n"));
+    return child;
+}
+
+std::unique_ptr<Child> SwitchProcesses::startDaemon() const {
+    auto child = start(Program::DAEMON, {});
+    done({"wait", "orvApp", "started", "--timeout", "30"});
+    return child;
+}

@@ -1,0 +1,45 @@
+// Test support: switchd, the daemon and switchctl as processes on a bus of the test's own, below a root of its own.
+#pragma once
+
+#include "platform/transport/dbus/PrivateBus.h"
+#include "switchctl/Child.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+// The programs that the build has made.
+namespace Program {
+extern const char* const SWITCHD;
+extern const char* const SWITCHCTL;
+extern const char* const DAEMON;
+}  // namespace Program
+
+struct ProcessOutcome {
+    int status;
+    std::string output;  // stdout and stderr
+};
+
+class SwitchProcesses : public testing::Test {
+protected:
+    const std::string& directory() const { return bus_.directory(); }
+    std::string state() const { return directory() + "/state"; }
+    std::string root() const { return directory() + "/root"; }
+    Environment environment() const { return {{"HSB_BUS", bus_.address()}, {"HSB_ROOT", root()}}; }
+
+    std::unique_ptr<Child> start(const std::string& program, const Words& arguments,
+                                 const std::function<void()>& preparation = nullptr) const;
+    ProcessOutcome run(const std::string& program, const Words& arguments,
+                       const std::function<void()>& preparation = nullptr) const;
+    ProcessOutcome switchctl(const Words& arguments) const;
+    // switchctl that succeeds; what it prints.
+    std::string done(const Words& arguments) const;
+    // switchd that answers.
+    std::unique_ptr<Child> startSwitchd(const std::function<void()>& preparation = nullptr) const;
+    // The daemon, started.
+    std::unique_ptr<Child> startDaemon() const;
+
+    PrivateBus bus_;
+};
