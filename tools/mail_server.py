@@ -1,9 +1,9 @@
 """A receiving mail server for trying things out: delivers every mail into a Maildir.
 
-Usage: mail_server.py MAILDIR PORTFILE
+Usage: mail_server.py MAILDIR PORTFILE [ADDRESS]
 
-Listens on a free port of 127.0.0.1 and writes that port's number into PORTFILE once it takes connections. Ends on
-SIGTERM.
+Listens on a free port of ADDRESS (127.0.0.1) and writes that port's number into PORTFILE once it takes connections;
+when PORTFILE is there already, on the port that it names. Ends on SIGTERM.
 """
 
 import asyncio
@@ -15,10 +15,18 @@ from aiosmtpd.handlers import Mailbox
 from aiosmtpd.smtp import SMTP
 
 
-async def serve(maildir: str, port_file: str) -> None:
+def wanted_port(port_file: str) -> int:
+    try:
+        with open(port_file, encoding="ascii") as former:
+            return int(former.read())
+    except FileNotFoundError:
+        return 0
+
+
+async def serve(maildir: str, port_file: str, address: str = "127.0.0.1") -> None:
     handler = Mailbox(maildir)
     loop = asyncio.get_running_loop()
-    server = await loop.create_server(lambda: SMTP(handler, hostname="mail.example.com"), "127.0.0.1", 0)
+    server = await loop.create_server(lambda: SMTP(handler, hostname="mail.example.com"), address, wanted_port(port_file))
     port = server.sockets[0].getsockname()[1]
     with open(port_file + ".new", "w", encoding="ascii") as out:
         out.write(f"{port}\n")
@@ -31,6 +39,6 @@ async def serve(maildir: str, port_file: str) -> None:
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3:
+    if len(sys.argv) not in (3, 4):
         sys.exit(__doc__)
-    asyncio.run(serve(sys.argv[1], sys.argv[2]))
+    asyncio.run(serve(*sys.argv[1:]))

@@ -1,0 +1,183 @@
+// What "cmake --install" puts where, that bash completes with it, and that the manual says what the programs say.
+#include "switchctl/SwitchProcesses.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+std::string contents(const std::string& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+Words linesOf(const std::string& text) {
+    Words lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+class Installation : public SwitchProcesses {
+protected:
+    std::string file(const std::string& name) const { return directory() + "/prefix/" + name; }
+    // The words that complete the last of these, sorted.
+    Words completionsOf(const Words& words) {
+        std::string script = "source " TOP_DIRECTORY "/switchctl/completion/switchctl\nCOMP_WORDS=(";
+        for (const std::string& word : words) {
+            script += "'" + word + "' ";
+        }
+        script +=
+            ")\nCOMP_CWORD=" + std::to_string(words.size() - 1) + "\n_switchctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
+        std::ofstream(directory() + "/complete") << script;
+        const std::string path = std::filesystem::path(Program::SWITCHCTL).parent_path().string();
+        Environment environment = this->environment();
+        environment["PATH"] = path + ":/usr/bin:/bin";
+        Child bash("/bin/bash", {directory() + "/complete"}, environment);
+        Words lines = linesOf(bash.readAll());
+        EXPECT_EQ(bash.wait(), 0);
+        std::ranges::sort(lines);
+        std::erase(lines, "");
+        return lines;
+    }
+};
+
+TEST_F(Installation, putsProgramsManualAndCompletionWhereTheyBelong) {
+    const ProcessOutcome result = run(CMAKE, {"--install", BUILD_DIRECTORY, "--prefix", directory() + "/prefix"});
+    ASSERT_EQ(result.status, 0) << result.output;
+
+    std::set<std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory() + "/prefix")) {
+        if (entry.is_regular_file()) {
+            files.insert(std::filesystem::relative(entry.path(), directory() + "/prefix").string());
+        }
+    }
+    EXPECT_THAT(files,
+                ElementsAre("bin/orvApp", "bin/switchctl", "bin/switchd", "share/bash-completion/completions/switchctl",
+                            "share/man/man8/orvApp.8", "share/man/man8/switchctl.8", "share/man/man8/switchd.8"));
+    EXPECT_EQ(run(file("bin/switchctl"), {"--help"}).status, 0);
+    EXPECT_EQ(run(file("bin/switchd"), {"--help"}).status, 0);
+}
+
+struct CompletionCase {
+    Words line;
+    Words completions;
+};
+
+const CompletionCase WITHOUT_SWITCH[] = {
+    {{"switchctl", "a"}, {"attr"}},
+    {{"switchctl", ""}, {"attr", "callhome", "event", "fault", "log", "profile", "status", "wait"}},
+    {{"switchctl", "attr", ""}, {"get", "list", "load", "set", "unset"}},
+    {{"switchctl", "--json", "callhome", "p"}, {"probe", "processed", "profile-change"}},
+    {{"switchctl", "callhome", "--timeout", "3", "te"}, {"test"}},
+    {{"switchctl", "profile", "add", "x", "--le"}, {"--level"}},
+    {{"switchctl", "profile", "add", "x", "--level", ""}, {"Alarm", "Critical", "Fault", "Info", "None", "Warn"}},
+    {{"switchctl", "profile", "add", "x", "--format", "F"}, {"FullText"}},
+    {{"switchctl", "log", "--"}, {"--follow", "--help", "--json", "--level", "--since", "--timeout"}},
+    {{"switchctl", "log", "--level", ""}, {}},
+    {{"switchctl", "wait", "orvApp", "s"}, {"started"}},
+    {{"switchctl", "fault", "add", "re"}, {"refuse"}},
+    {{"switchctl", "fault", "add", "refuse", "--operation", "b"}, {"bulk-get"}},
+    {{"switchctl", "nonsense", "x"}, {}},
+};
+
+TEST_F(Installation, bashCompletesCommandsOptionsAndTheirValues) {
+    for (const CompletionCase& one : WITHOUT_SWITCH) {
+        EXPECT_EQ(completionsOf(one.line), one.completions) << testing::PrintToString(one.line);
+    }
+}
+
+TEST_F(Installation, bashCompletesWhatTheSwitchKnows) {
+    const auto switchd = startSwitchd();
+    for (const char* name : {"Operators", "Night shift"}) {
+        switchctl({"profile", "add", name, "--level", "Info", "--format", "Tsc1", "--email", "a@x"});
+    }
+
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", ""}), ElementsAre("Night\\ shift", "Operators"));
+    EXPECT_THAT(completionsOf({"switchctl", "profile", "remove", "O"}), ElementsAre("Operators"));
+    EXPECT_THAT(completionsOf({"switchctl", "attr", "get", "Global.Callhome.SMTPP"}),
+                ElementsAre("Global.Callhome.SMTPPort", "Global.Callhome.SMTPPort1"));
+    EXPECT_THAT(completionsOf({"switchctl", "attr", "set", "Global.Callhome.From"}),
+                ElementsAre("Global.Callhome.FromAddr="));
+}
+
+constexpr const char* PAGES[] = {"orvApp", "switchd", "switchctl"};
+
+TEST(Manual, isFlawlessRoff) {
+    if (!std::filesystem::exists("/usr/bin/groff")) {
+        GTEST_SKIP() << "there is no groff here to read it";
+    }
+    for (const std::string page : PAGES) {
+        Child groff("/usr/bin/groff", {"-ww", "-man", "-Tutf8", "-z", TOP_DIRECTORY "/docs/man/" + page + ".8"}, {});
+        EXPECT_EQ(groff.readAll(), "") << page;
+        EXPECT_EQ(groff.wait(), 0) << page;
+    }
+}
+
+// A manual page as plain words: without fonts, escapes and line breaks.
+std::string plain(std::string text) {
+    for (const char* font : {"\\fI", "\\fR", "\\fB"}) {
+        for (std::size_t place = 0; (place = text.find(font)) != std::string::npos;) {
+            text.erase(place, 3);
+        }
+    }
+    std::erase(text, '\\');
+    return text;
+}
+
+// The lines below a heading of --help, as far as they name something.
+Words named(const std::string& help, const std::string& heading) {
+    Words names;
+    bool inside = false;
+    for (const std::string& line : linesOf(help)) {
+        if (!line.starts_with(" ")) {
+            inside = line == heading;
+        } else if (inside && line.starts_with("  ") && line[2] != ' ') {
+            names.push_back(line.substr(2, line.find(' ', 2) - 2));
+        }
+    }
+    return names;
+}
+
+TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
+    const auto help = [](Words words) {
+        words.push_back("--help");
+        Child child(Program::SWITCHCTL, words, {});
+        return child.readAll();
+    };
+    const std::string manual = plain(contents(TOP_DIRECTORY "/docs/man/switchctl.8"));
+    std::size_t commands = 0;
+    const auto check = [&](const Words& words, const std::string& name) {
+        ++commands;
+        EXPECT_THAT(manual, HasSubstr("\n.B " + name)) << name;
+        for (const std::string& option : named(help(words), "Options:")) {
+            const std::string longName = option.substr(option.find("--"));
+            EXPECT_THAT(manual, HasSubstr(longName)) << name;
+        }
+    };
+    for (const std::string& word : named(help({}), "Subcommands:")) {
+        const Words inner = named(help({word}), "Subcommands:");
+        if (inner.empty()) {
+            check({word}, word);
+        }
+        for (const std::string& second : inner) {
+            check({word, second}, word + " " + second);
+        }
+    }
+    EXPECT_EQ(commands, 32u);
+}
+
+}  // namespace
