@@ -8,9 +8,7 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::SizeIs;
 
 using Bytes = std::vector<std::uint8_t>;
 
