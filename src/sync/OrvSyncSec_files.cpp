@@ -2,6 +2,7 @@
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
+#include "host_root.h"
 #include "sync/OrvSyncSec.h"
 
 #include <dirent.h>
@@ -25,9 +26,14 @@ constexpr std::size_t kLongestRebuiltPath = 255;
 constexpr int kNameTooLong = 36;
 constexpr std::size_t kPiece = 4096;
 
-// No path is no file, as on a switch; it is not the root of this host.
+// No path is no file, as on a switch; it is not the root of this host. Below such a root a relative path counts from
+// there: it must not be glued to the root's name.
 std::string hostPath(const std::string& path) {
-    return path.empty() ? path : orvHostPath(path);
+    if (path.empty()) {
+        return path;
+    }
+    const bool rooted = host_root()[0] != '\0';
+    return orvHostPath(rooted && path.front() != '/' ? "/" + path : path);
 }
 
 struct CloseDirectory {

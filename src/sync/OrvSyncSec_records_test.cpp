@@ -4,6 +4,7 @@
 
 #include <netinet/tcp.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <thread>
 
@@ -291,6 +292,47 @@ TEST_F(OrvSyncSecRecords, takesAnEmptyPathForNoFileAtAll) {
         EXPECT_EQ(answer(record), reply(ENOENT));
     }
     EXPECT_TRUE(isThere("/tmp"));
+}
+
+TEST_F(OrvSyncSecRecords, staysBelowTheHostsRootWithAPathThatDoesNotBeginThere) {
+    EXPECT_EQ(answer(copy("relative", "text")), reply(0));
+    EXPECT_EQ(contents(onHost("/relative")), "text");
+    EXPECT_EQ(answer(removeFile("relative")), reply(0));
+    EXPECT_FALSE(isThere("/relative"));
+}
+
+// Two letters and slashes: paths that exist, that do not, that are in each other's way.
+TEST_F(OrvSyncSecRecords, answersWhateverItIsTold) {
+    std::uint32_t seed = 1;
+    const auto next = [&seed](std::uint32_t below) {
+        seed = seed * 1664525 + 1013904223;
+        return (seed >> 8) % below;
+    };
+    const auto path = [&next] {
+        std::string text(next(8) == 0 ? next(250) : next(8), '/');
+        for (char& character : text) {
+            character = "ab//\xFF"[next(5)];
+        }
+        return "/base/" + text;
+    };
+    const std::string good = reply(0);
+    int fine = 0;
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(receiver_->startConnection(), 0);  // forgets the last error
+        const auto operation = static_cast<char>(next(6));
+        const std::int32_t size = operation == 1 ? static_cast<std::int32_t>(next(9000)) - 100 : 0;
+        const std::string bytes(static_cast<std::size_t>(std::max(size, 0)), static_cast<char>(next(5)));
+        const std::string answered =
+            answer(operation == 1 ? copy(path(), size, bytes) : record(operation, path(), path()));
+        ASSERT_EQ(answered.size(), 4u);
+        fine += answered == good;
+    }
+
+    EXPECT_GT(fine, 100);
+    EXPECT_LT(fine, 900);
+    ASSERT_EQ(receiver_->startConnection(), 0);
+    EXPECT_EQ(answer(makeDirectory("/base")), good);
+    EXPECT_TRUE(isEmptyDirectory("/base"));
 }
 
 }  // namespace
