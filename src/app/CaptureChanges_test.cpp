@@ -30,6 +30,7 @@ protected:
     }
     // An hour later, nothing more has been started, and no file is left behind.
     void expectNothingMore(std::size_t captures) {
+        ASSERT_TRUE(waitForResults(captures));
         switch_->tick(3600);
         EXPECT_EQ(started(), captures);
         EXPECT_TRUE(tickUntilNothingIsKept());

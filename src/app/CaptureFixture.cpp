@@ -66,6 +66,9 @@ bool CaptureFixture::waitForResults(std::size_t count) {
 }
 
 bool CaptureFixture::tickUntilMails(std::size_t count) {
+    if (!waitForResults(started())) {
+        return false;
+    }
     for (int second = 0; second < 3600 && primary_.mailsTaken().size() < count; ++second) {
         switch_->tick();
         // A dialogue that has begun is waited for; the clock stands still meanwhile.

@@ -40,7 +40,8 @@ protected:
     // A minute with its check at the end.
     void tickToCheck() { switch_->tick(60); }
     [[nodiscard]] bool waitForResults(std::size_t count);
-    // Ticks until so many mails have come, retries included.
+    // Ticks until so many mails have come, retries included. What has been started comes to its end first: the hour
+    // that this may take on the switch's clock passes faster than a capture.
     [[nodiscard]] bool tickUntilMails(std::size_t count);
     // Ticks until no attachment is left: all is sent, and what was sent is not kept any more to recognise repeats by.
     [[nodiscard]] bool tickUntilNothingIsKept();

@@ -1,12 +1,16 @@
 // The road of a capture in one process: from the attribute store over shell and compressor to a mail server.
 #include "app/CaptureFixture.h"
 
+#include "mesg/OrvFileError.h"
+
 #include <sys/resource.h>
 
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -212,6 +216,41 @@ TEST_F(Captures, countOnOverRestarts) {
     }
 }
 
+TEST_F(Captures, keepTheDaemonFromStartingWhenTheirNumberCannotBeRead) {
+    const std::string path = root_.at(kSequence);
+    const std::pair<const char*, std::function<void()>> broken[] = {
+        {"empty", [this] { root_.write(kSequence, ""); }},
+        {"too short", [this] { root_.write(kSequence, "abc"); }},
+        {"a directory", [&path] { std::filesystem::create_directories(path); }},
+        {"not to be examined", [&path] { std::filesystem::create_symlink("capture.seq", path); }},
+        {"not to be read", [&path] { std::filesystem::create_symlink("/proc/self/mem", path); }},
+    };
+    for (const auto& [name, makeBroken] : broken) {
+        std::filesystem::create_directories(root_.at("/ostrel/conf/orv/callHome"));
+        std::filesystem::remove_all(path);
+        makeBroken();
+        try {
+            startDaemon();
+            ADD_FAILURE() << name;
+        } catch (const OrvFileError& error) {
+            EXPECT_STREQ(error.what(), "Read Error for file /ostrel/conf/orv/callHome/capture.seq") << name;
+        }
+        restartSwitch();
+    }
+}
+
+// Kept: only the first four bytes are read.
+TEST_F(Captures, countOnFromTheFirstFourBytesOfALongerFile) {
+    root_.write(kSequence, std::string(4, '\0') + "x");
+    addCaptureProfile("Ops");
+    startWithCaptures();
+    tickToCheck();
+    ASSERT_TRUE(waitForResults(1));
+
+    EXPECT_THAT(root_.list(kAttachments), ElementsAre("smlCapture.txt.gz.1"));
+    EXPECT_EQ(root_.read(kSequence).size(), 4u);
+}
+
 TEST_F(Captures, areRegisteredForProfilesThatEnableThem) {
     addCaptureProfile("Ops");
     addCaptureProfile("Off");
@@ -287,8 +326,10 @@ TEST_F(Captures, areMailedAlthoughTheFlashIsFullWhenTheyAreSaved) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
     std::signal(SIGXFSZ, formerAction);
     ASSERT_TRUE(saved);
+    EXPECT_LE(root_.read(std::string(kSendQueue) + "/m0").size(), 100u);
 
-    ASSERT_TRUE(tickUntilMails(1));
+    switch_->tick(2);
+    ASSERT_TRUE(waitForMails(primary_, 1));
     EXPECT_THAT(onlyMail(), HasSubstr("Attachments:    1\r\n"));
     EXPECT_TRUE(tickUntilNothingIsKept());
 }

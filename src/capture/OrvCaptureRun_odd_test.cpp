@@ -314,6 +314,20 @@ TEST_F(OrvCaptureRunOdd, attachesEverythingOnceThereIsRoomAgain) {
     EXPECT_TRUE(unpacked("logfile.gz") == log);
 }
 
+TEST_F(OrvCaptureRunOdd, stagesAndRemovesAttachmentsWhoseNamesHaveBlanks) {
+    support("exit 0");
+    execute();
+    root_.write("/tmp/two words.txt.gz", "compressed");
+    ASSERT_EQ(mesg_->cronCapture()->insertAttachment("/tmp/two words.txt.gz"), 0);
+
+    EXPECT_THAT(mesg_->cronCapture()->Attachments, ElementsAre("two words.txt.gz"));
+    expectStaged({"two words.txt.gz"});
+    EXPECT_EQ(root_.read(std::string(kAttachments) + "/two words.txt.gz.1"), "Y29tcHJlc3NlZA==\r\n");
+    EXPECT_EQ(mesg_->cronCapture()->nextAttachmentFile(), "two words.txt.gz.1");
+    mesg_.reset();
+    EXPECT_THAT(root_.list(kAttachments), IsEmpty());
+}
+
 TEST_F(OrvCaptureRunOdd, worksBelowARootWhoseNameHasBlanks) {
     const std::string odd = root_.at("/a root with blanks");
     setHostRoot(odd);
