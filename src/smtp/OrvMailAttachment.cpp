@@ -13,11 +13,13 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <string_view>
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvMailAttachment";
 constexpr std::size_t kChunk = 1024;
+constexpr std::size_t kChunksARead = 16;
 
 void addReplacement(OrvMailBuffer& buffer, const std::string& name, const char* reason) {
     buffer.append(kOrvTextPartHeader);
@@ -43,16 +45,25 @@ void addPartHeader(OrvMailBuffer& buffer, const std::string& name) {
     buffer.append("Content-Disposition: attachment; filename=" + name + "\r\n\r\n");
 }
 
+// A file's bytes count as texts of a chunk each: what stands behind a zero byte in a chunk is left out.
+void addChunks(OrvMailBuffer& buffer, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::string_view chunk = bytes.substr(0, kChunk);
+        buffer.append(chunk.substr(0, chunk.find('\0')));
+        bytes.remove_prefix(chunk.size());
+    }
+}
+
 // 0 at the file's end, -1 when a read fails.
 int addContents(OrvMailBuffer& buffer, int fd) {
+    std::array<char, kChunksARead * kChunk> bytes;
     for (;;) {
-        std::array<char, kChunk + 1> chunk{};
-        const ssize_t got = read(fd, chunk.data(), kChunk);
+        const ssize_t got = read(fd, bytes.data(), bytes.size());
         if (got == 0) {
             return 0;
         }
         if (got > 0) {
-            buffer.append(chunk.data());  // a chunk is a text: it ends at a zero byte
+            addChunks(buffer, {bytes.data(), static_cast<std::size_t>(got)});
         } else if (errno != EINTR) {
             return -1;
         }
@@ -61,7 +72,8 @@ int addContents(OrvMailBuffer& buffer, int fd) {
 
 int addFile(OrvMailBuffer& buffer, const std::string& path, const std::string& name) {
     // Without blocking: something else than a file in its place must not hold up the mail.
-    const int fd = open(orvHostPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const std::string hostPath = orvHostPath(path);
+    const int fd = open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     addPartHeader(buffer, name);
     const int result = fd < 0 ? -1 : addContents(buffer, fd);
     if (fd >= 0) {
@@ -100,9 +112,10 @@ void orvMakeRoomForAttachments(OrvMailBuffer& buffer, const std::vector<std::str
 int compileAttachment(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
                       const std::string& captureId) {
     const std::string path = pathOf(name, captureId);
+    const std::string hostPath = orvHostPath(path);
     buffer.append("--" + boundary + "\r\n");
     struct stat status {};
-    if (stat(orvHostPath(path).c_str(), &status) != 0) {
+    if (stat(hostPath.c_str(), &status) != 0) {
         const int error = errno;
         ORV_TRACE("%s: %s\n", path.c_str(), orvErrorText(error).c_str());
         addReadError(buffer, name);

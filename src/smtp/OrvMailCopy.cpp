@@ -23,7 +23,8 @@ std::atomic<std::uint32_t> copies{0};
 // The file, emptied; -1 with errno set. Anything else than a file in its place is refused without waiting for it.
 int openCopy(const std::string& path) {
     const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const int fd = open(orvHostPath(path).c_str(), flags, kMode);
+    const std::string hostPath = orvHostPath(path);
+    const int fd = open(hostPath.c_str(), flags, kMode);
     struct stat status {};
     if (fd >= 0 && (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode))) {
         close(fd);
