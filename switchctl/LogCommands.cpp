@@ -24,7 +24,7 @@ std::string hexNumber(std::uint32_t number) {
 std::string line(const LogEntry& entry) {
     return Text::timestamp(entry.seconds, entry.microseconds) + " " + std::to_string(entry.level) + " " +
            std::to_string(entry.id) + "/" + hexNumber(entry.number) + " " + std::to_string(entry.flags) + " " +
-           (entry.component.empty() ? "-" : entry.component) + " " + Text::oneLine(entry.text) + "\n";
+           (entry.component.empty() ? "-" : Text::oneLine(entry.component)) + " " + Text::oneLine(entry.text) + "\n";
 }
 
 Json json(const LogEntry& entry) {

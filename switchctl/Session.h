@@ -3,6 +3,7 @@
 
 #include "switchctl/Json.h"
 #include "switchctl/OperatorClient.h"
+#include "switchctl/Text.h"
 
 #include <ostream>
 #include <string>
@@ -25,6 +26,6 @@ struct Session {
             out << lines << std::flush;
         }
     }
-    // A remark that is not the result.
-    void note(const std::string& text) const { err << "switchctl: " << text << std::endl; }
+    // A remark that is not the result. On one line, whatever of somebody's text it repeats.
+    void note(const std::string& text) const { err << "switchctl: " << Text::oneLine(text) << std::endl; }
 };

@@ -199,4 +199,14 @@ TEST_F(Usage, jsonTellsFailuresInOneObjectToo) {
     EXPECT_EQ(out_.str(), "{\"error\":\"usage\",\"reason\":\"\\\"x\\\" has no '='; write KEY=VALUE\"}\n");
 }
 
+TEST_F(Usage, whatAnErrorRepeatsOfTheLineDoesNothingToTheTerminal) {
+    for (const Line& line :
+         {Line{"callhome", "setup", "--smtp", "3-a\nb\x1b[1m:25"}, Line{"status", "--timeout", "\x1b"},
+          Line{"log", "--level", "\x1b\n"}, Line{"wait", "orvApp", "\x1b"}, Line{"\x1b\n"}}) {
+        EXPECT_EQ(run(line), ExitStatus::WRONG_USAGE);
+        EXPECT_THAT(err_.str(), testing::Not(HasSubstr("\x1b")));
+        EXPECT_THAT(linesOf(err_.str()), SizeIs(3)) << err_.str();
+    }
+}
+
 }  // namespace
