@@ -87,9 +87,7 @@ TEST_F(BadInput, aSwitchdThatEndsHalfWayIsNoticedAtOnce) {
     for (const Words& command : {Words{"callhome", "test", "Operators"}, Words{"log", "--follow"}}) {
         const auto switchd = startSwitchd();
         const auto daemon = startDaemon();
-        // Nobody listens on port 1: the test message stays in the queue.
-        done({"callhome", "setup", "--enable", "--from", "a@x", "--smtp", "1-127.0.0.1:1"});
-        switchctl({"profile", "add", "Operators", "--level", "Info", "--format", "Tsc1", "--email", "a@x"});
+        configureWithDeadServer();  // The test message stays in the queue.
         const auto waiting = start(Program::SWITCHCTL, within(command, "1000"));
         EXPECT_THAT(waiting->readLine(), EndsWith("\n"));  // It has had its first answer.
 

@@ -138,6 +138,27 @@ TEST_F(EndToEnd, carriesTheLargestValueThatAStoreTakes) {
     EXPECT_THAT(larger.output, HasSubstr("the value of Zz.Larger is too long; a value has at most 10 MB\n"));
 }
 
+TEST_F(EndToEnd, testTellsThatItsMessageWasClearedWithTheQueue) {
+    const auto switchd = startSwitchd();
+    const auto daemon = startDaemon();
+    configureWithDeadServer();
+    const auto test = start(Program::SWITCHCTL, {"callhome", "test", "Operators", "--timeout", "60"});
+    EXPECT_EQ(test->readLine(), "Operators: accepted, waiting for the result\n");
+    // Until the daemon has restored its queue, clear-queue leaves new messages alone. This one has been tried.
+    const auto log = start(Program::SWITCHCTL, {"log", "--follow", "--level", "3"});
+    std::string line = log->readLine();
+    while (!line.empty() && line.find("Will retry sending") == std::string::npos) {
+        line = log->readLine();
+    }
+
+    done({"callhome", "clear-queue"});
+
+    EXPECT_EQ(test->readAll(),
+              "Operators: Cleared\nswitchctl: the test message for Operators was discarded with the queue\n");
+    EXPECT_EQ(test->wait(), 1);
+    EXPECT_THAT(done({"status"}), HasSubstr(" 1 cleared, "));
+}
+
 using SwitchdStart = SwitchProcesses;
 
 TEST_F(SwitchdStart, wrongUsageSaysHowItIsDoneRight) {

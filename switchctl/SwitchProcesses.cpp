@@ -1,5 +1,7 @@
 #include "switchctl/SwitchProcesses.h"
 
+#include <chrono>
+
 const char* const Program::SWITCHD = SWITCHD_FILE;
 const char* const Program::SWITCHCTL = SWITCHCTL_FILE;
 const char* const Program::DAEMON = DAEMON_FILE;
@@ -36,4 +38,17 @@ std::unique_ptr<Child> SwitchProcesses::startDaemon() const {
     auto child = start(Program::DAEMON, {});
     done({"wait", "orvApp", "started", "--timeout", "30"});
     return child;
+}
+
+void SwitchProcesses::configureWithDeadServer() const {
+    done({"callhome", "setup", "--enable", "--from", "a@x", "--smtp", "1-127.0.0.1:1"});
+    if (switchctl({"profile", "show", "Operators"}).status != 0) {
+        done({"profile", "add", "Operators", "--level", "Info", "--format", "Tsc1", "--email", "a@x"});
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    std::string status;
+    while (!status.starts_with("{\"canSend\":true") && std::chrono::steady_clock::now() < deadline) {
+        status = done({"status", "--json"});
+    }
+    EXPECT_THAT(status, testing::StartsWith("{\"canSend\":true"));
 }

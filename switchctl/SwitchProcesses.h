@@ -38,6 +38,8 @@ protected:
     std::string done(const Words& arguments) const;
     // switchd that answers.
     std::unique_ptr<Child> startSwitchd(const std::function<void()>& preparation = nullptr) const;
+    // CallHome with one profile, Operators, and a mail server at which nobody listens; the daemon has read it.
+    void configureWithDeadServer() const;
     // The daemon, started.
     std::unique_ptr<Child> startDaemon() const;
 
