@@ -141,7 +141,9 @@ void FloorQueue::remove(unsigned number) {
     unlink(pathOf(number).c_str());
 }
 
-void floorSendMail(std::uint16_t port, std::string_view text) {
+namespace {
+
+int openDialogue(std::uint16_t port) {
     sockaddr_in server{};
     server.sin_family = AF_INET;
     server.sin_port = htons(port);
@@ -157,8 +159,42 @@ void floorSendMail(std::uint16_t port, std::string_view text) {
     ask(fd, "MAIL FROM:<switch@example.com>\r\n");
     ask(fd, "RCPT TO:<operator@example.com>\r\n");
     ask(fd, "DATA\r\n");
-    say(fd, text);
+    return fd;
+}
+
+void closeDialogue(int fd) {
     ask(fd, ".\r\n");
     ask(fd, "QUIT\r\n");
     close(fd);
+}
+
+std::string readFile(const std::string& path) {
+    const int fd = openFile(path, O_RDONLY);
+    std::string text(static_cast<std::size_t>(lseek(fd, 0, SEEK_END)), '\0');
+    if (pread(fd, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) {
+        die("read");
+    }
+    close(fd);
+    return text;
+}
+
+}  // namespace
+
+void floorSendMail(std::uint16_t port, std::string_view text) {
+    const int fd = openDialogue(port);
+    say(fd, text);
+    closeDialogue(fd);
+}
+
+void floorStageLargeMail(const std::string& directory, std::string_view text) {
+    writeFile(directory + "/large", O_CREAT | O_TRUNC, text);
+}
+
+void floorSendLargeMail(std::uint16_t port, const std::string& directory, FloorTrace& trace) {
+    const int fd = openDialogue(port);
+    const std::string text = readFile(directory + "/large");
+    writeFile(directory + "/copy", O_CREAT | O_TRUNC, text);
+    trace.text(text);
+    say(fd, text);
+    closeDialogue(fd);
 }

@@ -51,3 +51,8 @@ private:
 
 // One mail to one recipient of a server on 127.0.0.1, in a connection of its own.
 void floorSendMail(std::uint16_t port, std::string_view text);
+
+// Leaves the text in a file for the next function to send.
+void floorStageLargeMail(const std::string& directory, std::string_view text);
+// The same with that text: read after the server has asked for it, copied to a file, and traced.
+void floorSendLargeMail(std::uint16_t port, const std::string& directory, FloorTrace& trace);

@@ -17,7 +17,7 @@
 #include "host_root.h"
 #include "platform/posix/HostRoot.h"
 #include "sync/OrvSyncPri.h"
-#include "testing/SyncStandby.h"
+#include "sync/SyncStandby.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

@@ -2,8 +2,8 @@
 #include "sync/OrvSyncPri.h"
 #include "sync/OrvSyncRecord.h"
 #include "sync/SyncFixture.h"
-#include "testing/SyncStandby.h"
-#include "testing/SyncTree.h"
+#include "sync/SyncStandby.h"
+#include "sync/SyncTree.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -3,8 +3,8 @@
 #include "sync/OrvSyncPri.h"
 #include "sync/OrvSyncRecord.h"
 #include "sync/SyncFixture.h"
-#include "testing/SyncStandby.h"
-#include "testing/SyncTree.h"
+#include "sync/SyncStandby.h"
+#include "sync/SyncTree.h"
 
 #include <cerrno>
 #include <csignal>

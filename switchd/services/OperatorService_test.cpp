@@ -4,7 +4,7 @@
 #include "platform/wire/CnsWire.h"
 #include "platform/wire/ManagementWire.h"
 #include "platform/wire/MessageCodes.h"
-#include "switchd/services/OperatorSession.h"
+#include "testing/OperatorSession.h"
 
 #include <gmock/gmock.h>
 

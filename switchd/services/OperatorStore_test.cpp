@@ -1,7 +1,7 @@
 #include "Sw_Log_Type.h"
 #include "platform/wire/EnsWire.h"
 #include "platform/wire/MessageCodes.h"
-#include "switchd/services/OperatorSession.h"
+#include "testing/OperatorSession.h"
 
 #include <gmock/gmock.h>
 

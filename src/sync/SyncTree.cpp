@@ -1,4 +1,4 @@
-#include "testing/SyncTree.h"
+#include "sync/SyncTree.h"
 
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"

@@ -1,4 +1,4 @@
-#include "testing/SyncStandby.h"
+#include "sync/SyncStandby.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
