@@ -3,12 +3,14 @@
 // Usage: mail_sink PORTFILE [PORT]
 //
 // With a port it stands there instead of on a free one. On SIGUSR1 it holds its greetings back, on SIGUSR2 it says
-// those that it owes and goes on: so that a client's mails can pile up.
+// those that it owes and goes on: so that a client's mails can pile up. PORTFILE.mails holds the number of mails taken
+// until now.
 //
 // Listens on a free port of 127.0.0.1 and writes the port's number into PORTFILE. On SIGTERM it prints one line:
 // mails taken, the monotonic clock's microseconds at the end of the first and of the last one, the longest dialogue in
 // microseconds (from the greeting to the end of the connection), and the bytes of all texts.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -47,6 +49,12 @@ struct Totals {
     TimePoint first;
     TimePoint last;
     std::int64_t longest = 0;
+    int counter = -1;  // the file that shows how many mails were taken
+
+    void show() const {
+        const std::string text = std::to_string(mails) + "\n";
+        (void)!pwrite(counter, text.data(), text.size(), 0);
+    }
 };
 
 // One connection: what has been read and not understood yet, and whether a text is being taken.
@@ -121,6 +129,7 @@ private:
         if (totals.mails++ == 0) {
             totals.first = totals.last;
         }
+        totals.show();
         return takeLines(totals);
     }
 
@@ -221,6 +230,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     Totals totals;
+    totals.counter = open((std::string(argv[1]) + ".mails").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    totals.show();
     serveAll(listener, totals);
     std::printf("mails %llu first_us %lld last_us %lld longest_us %lld bytes %llu\n",
                 static_cast<unsigned long long>(totals.mails), static_cast<long long>(sinceStart(totals.first)),

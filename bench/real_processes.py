@@ -49,7 +49,7 @@ def road(stack, mails, pause_us):
     stack.fresh_sink()
     before = cpu_us(stack.daemon.pid)
     stack.publish(mails, pause_us)
-    stack.wait_waiting(0)
+    stack.wait_taken(mails)
     used = cpu_us(stack.daemon.pid) - before
     return used / mails, stack.fresh_sink()["longest_us"]
 
@@ -72,9 +72,12 @@ def traced_calls(stack, work):
 
 
 def calls_a_mail(stack, mails=50):
+    drain(stack, 5)
+    stack.fresh_sink()
+
     def work():
         stack.publish(mails, pause_us=20000)
-        stack.wait_waiting(0)
+        stack.wait_taken(mails)
 
     return {name: count / mails for name, count in traced_calls(stack, work).items()}
 

@@ -65,6 +65,11 @@ class Sink:
         wait_until(self.port_file.exists, "the sink does not listen")
         self.port = int(self.port_file.read_text())
 
+    def taken(self):
+        """Mails taken until now."""
+        text = self.port_file.with_suffix(".port.mails").read_text()
+        return int(text) if text.endswith("\n") else 0
+
     def hold(self):
         self.process.send_signal(signal.SIGUSR1)
         time.sleep(0.05)
@@ -174,6 +179,11 @@ class Stack:
 
     def wait_waiting(self, count):
         wait_until(lambda: self.waiting() == count, f"{self.waiting()} entries wait instead of {count}")
+
+    def wait_taken(self, count):
+        """Waits until the sink has so many mails and the daemon has put them away."""
+        wait_until(lambda: self.sink.taken() >= count, f"fewer than {count} mails arrive")
+        self.wait_waiting(0)
 
     def fresh_sink(self):
         """Ends the sink, gives its figures, and puts a new one in its place."""
