@@ -126,7 +126,8 @@ int OrvSyncPri::sendOp(const OrvSyncRecord& record) {
 
 int OrvSyncPri::sendFile(const std::string& path, std::int32_t size) {
     // A FIFO without a writer is no reason to wait: it has nothing to send.
-    const OrvSyncFile file(open(orvHostPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const std::string hostPath = orvHostPath(path);  // freed after errno has been looked at
+    const OrvSyncFile file(open(hostPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.descriptor() < 0) {
         return failed(__func__, "open", errno);
     }
@@ -143,7 +144,8 @@ int OrvSyncPri::sendFile(const std::string& path, std::int32_t size) {
 
 int OrvSyncPri::sendCpFile(const std::string& path, const std::string& name) {
     struct stat status {};
-    if (stat(orvHostPath(path).c_str(), &status) < 0) {
+    const std::string hostPath = orvHostPath(path);  // freed after errno has been looked at
+    if (stat(hostPath.c_str(), &status) < 0) {
         return failed(__func__, "stat", errno);
     }
     // What a stat with 32-bit sizes says; a size cut to 32 bits would pass a part of the file off as the whole.

@@ -40,6 +40,16 @@ int OrvSyncSec::runThread() {
     return 0;
 }
 
+void OrvSyncSec::handleThreadMesg(OrvToThreadMesg* mesg) {
+    OrvThread::handleThreadMesg(mesg);
+}
+
+void OrvSyncSec::handleMainMesg(OrvToMainMesg* mesg) {
+    if (!handleSwLogApp(mesg)) {
+        OrvThread::handleMainMesg(mesg);
+    }
+}
+
 int OrvSyncSec::startConnection() {
     endConnection();
     error_ = 0;

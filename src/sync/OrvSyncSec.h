@@ -36,6 +36,11 @@ public:
     int startSession();
     void endSession();
 
+    // The main thread has nothing to tell the receiver: any message is an unknown one.
+    void handleThreadMesg(OrvToThreadMesg* mesg) override;
+    // Writes the receiver's entries to the event log.
+    void handleMainMesg(OrvToMainMesg* mesg) override;
+
     // Opens the listener and closes it again.
     int handleSyncOps();
 

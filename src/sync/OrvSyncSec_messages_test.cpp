@@ -1,0 +1,114 @@
+// The receiver's messages to and from the main thread.
+#include "Hsb_Component.h"
+#include "dbg/RecordedEventLog.h"
+#include "sync/OrvSyncSec.h"
+#include "sync/SyncFixture.h"
+#include "thread/OrvThreadSwLogApp.h"
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+namespace {
+
+using Entries = std::vector<RecordedEntry>;
+
+class Component final : public Hsb_Component {
+    int component_name(char*, int) override { return 0; }
+    int handle_message(Hsb_Message*) override { return 0; }
+};
+
+// A receiver that has something to say.
+class TalkingReceiver final : public OrvSyncSec {
+public:
+    using OrvSyncSec::OrvSyncSec;
+    using OrvThread::pushSwLogAppMesg;
+    using OrvThread::pushToMain;
+    using OrvThread::pushToThread;
+    int serveOwnQueue() {
+        const Timeval limit(20, 0);
+        return dispatcher().handle_events(&limit);
+    }
+};
+
+class OrvSyncSecMessages : public SyncFixture {
+protected:
+    OrvSyncSecMessages() {
+        std::filesystem::create_directories(onHost("/ostrel/conf/orv/callHome/sync"));
+        recordedEventLog().clear();
+    }
+
+    std::string unknown(const std::string& function, int code) const {
+        return lines("OrvThread", {{function, "Thread(" + std::to_string(getpid()) +
+                                                  ") received unknown message code " + std::to_string(code)}});
+    }
+    // Serves the main thread's queues until the condition holds; false when it never does.
+    template <typename Condition>
+    static bool serveUntil(Condition condition) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        const Timeval limit(0, 10000);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline || Dispatcher::instance()->handle_events(&limit) < 0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    Component component_;
+};
+
+TEST_F(OrvSyncSecMessages, writeTheEntriesOfTheThreadToTheEventLog) {
+    OrvSyncSec receiver(at(0));
+    OrvThreadSwLogApp request({3, 0x8b000013, 5, 6, 77, &component_, "100% %s %n"});
+
+    receiver.handleMainMesg(&request);
+
+    EXPECT_EQ(recordedEventLog(), (Entries{{false, 3, 0x8b000013, {5, -1, 6, -1}, 77, &component_, "100% %s %n"}}));
+    EXPECT_EQ(traced(), "");
+}
+
+TEST_F(OrvSyncSecMessages, ofUnknownCodeToTheMainThreadAreOnlyTraced) {
+    OrvSyncSec receiver(at(0));
+    OrvToMainMesg unknownMesg(9);
+
+    receiver.handleMainMesg(&unknownMesg);
+
+    EXPECT_EQ(recordedEventLog(), Entries{});
+    EXPECT_EQ(traced(), unknown("handleMainMesg", 9));
+}
+
+TEST_F(OrvSyncSecMessages, ofAnyCodeToTheThreadAreOnlyTraced) {
+    OrvSyncSec receiver(at(0));
+    for (const std::uint32_t code : {0u, 1u, 3u, 77u}) {
+        OrvToThreadMesg mesg(code);
+
+        receiver.handleThreadMesg(&mesg);
+
+        EXPECT_EQ(traced(), unknown("handleThreadMesg", static_cast<int>(code)));
+    }
+    EXPECT_EQ(recordedEventLog(), Entries{});
+}
+
+TEST_F(OrvSyncSecMessages, travelThroughTheQueuesOfTheReceiver) {
+    TalkingReceiver receiver(at(0));
+    int served = 0;
+    ASSERT_EQ(receiver.pushToThread(std::make_unique<OrvToThreadMesg>(78)), 0);
+
+    std::thread([&] {
+        const ThreadLogger own("orv.out.Worker");
+        served = receiver.serveOwnQueue();
+        receiver.pushSwLogAppMesg(2, 0x8b000012, -1, -1, 4096, &component_, "from the thread");
+        EXPECT_EQ(recordedEventLog(), Entries{});  // nothing on the thread itself
+    }).join();
+    EXPECT_TRUE(serveUntil([] { return recordedEventLog().size() == 1; }));
+
+    EXPECT_EQ(served, 1);
+    EXPECT_EQ(file("orv.out.Worker"), unknown("handleThreadMesg", 78));
+    EXPECT_EQ(recordedEventLog(),
+              (Entries{{false, 2, 0x8b000012, {-1, -1, -1, -1}, 4096, &component_, "from the thread"}}));
+    EXPECT_EQ(traced(), "");
+}
+
+}  // namespace
