@@ -132,6 +132,19 @@ TEST_F(CronCaptureDataTest, tracesEveryStagedFileThatCannotBeUnlinkedAndUnlinksT
                                           "attachments/c.gz.7): No such file or directory"));
 }
 
+TEST_F(CronCaptureDataTest, keepsItsListWhenAllFilesAreErased) {
+    const auto capture = captureWith({"a.gz", "b.gz"});
+    EXPECT_EQ(capture->nextAttachmentFile(), "a.gz.7");
+
+    capture->eraseAttachments();
+
+    EXPECT_THAT(stagedFiles(), IsEmpty());
+    EXPECT_THAT(capture->Attachments, ElementsAre("a.gz", "b.gz"));
+    EXPECT_EQ(capture->nextAttachmentFile(), "b.gz.7");
+    EXPECT_THAT(traces(), IsEmpty());
+    capture->Attachments.clear();
+}
+
 TEST_F(CronCaptureDataTest, erasesTheFirstAttachmentOfAName) {
     const auto capture = captureWith({"a.gz", "b.gz", "a.gz"});
 

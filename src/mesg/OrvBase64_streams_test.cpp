@@ -12,6 +12,7 @@ namespace {
 
 std::map<std::FILE*, std::string> opened;  // while a test watches
 std::vector<std::string> modes;
+std::vector<std::string> closed;  // the paths in their order
 bool watching = false;
 std::string failingClose;  // the end of the path
 
@@ -20,6 +21,7 @@ protected:
     OrvBase64Streams() {
         writeFile("/tmp/in", "Man");
         modes.clear();
+        closed.clear();
         watching = true;
     }
     ~OrvBase64Streams() override {
@@ -48,6 +50,7 @@ int __wrap_fclose(std::FILE* file) {
     const auto known = opened.find(file);
     const bool fails = known != opened.end() && !failingClose.empty() && known->second.ends_with(failingClose);
     if (known != opened.end()) {
+        closed.push_back(known->second);
         opened.erase(known);
     }
     const int result = __real_fclose(file);
@@ -64,6 +67,14 @@ TEST_F(OrvBase64Streams, opensTheOutputForReadingToo) {
     EXPECT_EQ(b64(kB64Encode, "/tmp/in", "/tmp/out", 72), 0);
     EXPECT_THAT(modes, ElementsAre("rb", "w+b"));
     EXPECT_TRUE(opened.empty()) << "both are closed";
+}
+
+TEST_F(OrvBase64Streams, closesTheOutputBeforeTheInput) {
+    for (const int operation : {kB64Encode, 0}) {
+        closed.clear();
+        EXPECT_EQ(b64(operation, "/tmp/in", "/tmp/out", 72), 0);
+        EXPECT_THAT(closed, ElementsAre(host("/tmp/out"), host("/tmp/in")));
+    }
 }
 
 TEST_F(OrvBase64Streams, reportsAnInputThatCannotBeClosed) {

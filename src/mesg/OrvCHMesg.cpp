@@ -35,6 +35,7 @@ OrvCHMesg& OrvCHMesg::operator=(const OrvCHMesg& other) {
     logEvent_.reset();
     cronCapture_.reset();
     Envelopes.clear();
+    EnvelopeCursor = 0;
     Type = kNoType;
     bytesToSave_ = 0;
     mesgPartCounted_ = false;
@@ -55,7 +56,6 @@ OrvCHMesg& OrvCHMesg::operator=(const OrvCHMesg& other) {
     for (const auto& envelope : other.Envelopes) {
         static_cast<void>(copyEnvelope(*envelope));  // alarmed already; the copy does without
     }
-    EnvelopeCursor = 0;
     return *this;
 }
 

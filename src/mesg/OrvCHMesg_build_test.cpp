@@ -2,6 +2,8 @@
 #include "mesg/MesgTest.h"
 #include "mesg/OrvMesgId.h"
 
+#include <optional>
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -148,12 +150,6 @@ TEST_F(OrvCHMesgBuild, judgesTheLevelByTheTextWithoutItsLineFeed) {
     EXPECT_EQ(mesg.logEvent()->Level, 4);
 }
 
-using OrvCHMesgBuildDeathTest = OrvCHMesgBuild;
-
-TEST_F(OrvCHMesgBuildDeathTest, stopsTheProcessWhenARecordMeetsNoLogEventData) {
-    EXPECT_DEATH({ OrvCHMesg().extractData(portRecord()); }, "Mesg\\.LogEvent");
-}
-
 struct IdCase {
     const char* id;
     int result;
@@ -197,6 +193,74 @@ TEST_F(OrvCHMesgBuild, takesEveryIdentifierOfTheOwnGroupForALogEvent) {
         mesg.ID = id;
         EXPECT_EQ(mesg.createMesgByType(), 0);
         EXPECT_EQ(mesg.Type, OrvCHMesg::kLogEvent) << id;
+    }
+}
+
+// What every identifier is read as while this holds a number: no identifier reads as one above 0x7FFFFFFF.
+static std::optional<std::uint32_t> numberRead;
+
+extern "C" {
+// orvMesgNumber(), by the name that the compiler gives it.
+std::int32_t __real__Z13orvMesgNumberRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(const std::string& digits);
+std::int32_t __wrap__Z13orvMesgNumberRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(const std::string& digits) {
+    return numberRead ? static_cast<std::int32_t>(*numberRead)
+                      : __real__Z13orvMesgNumberRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(digits);
+}
+}
+
+// What becomes of a message with or without type data whose identifier is read as the number.
+static int createForNumber(OrvCHMesg& mesg, std::uint32_t number) {
+    mesg.ID = "8B00.FFFF";
+    numberRead = number;
+    const int result = mesg.createMesgByType();
+    numberRead.reset();
+    return result;
+}
+
+TEST_F(OrvCHMesgBuild, createsCaptureDataForTheCapturesNumber) {
+    for (const std::int32_t before : {OrvCHMesg::kNoType, OrvCHMesg::kLogEvent, OrvCHMesg::kCronCapture}) {
+        OrvCHMesg mesg(before);
+        if (before == OrvCHMesg::kCronCapture) {
+            mesg.cronCapture()->MissingAttributes = 0;
+        }
+        forgetTraces();
+
+        EXPECT_EQ(createForNumber(mesg, 0x8B00FFFFu), 0);
+
+        EXPECT_EQ(mesg.Type, OrvCHMesg::kCronCapture);
+        EXPECT_EQ(mesg.logEvent(), nullptr);
+        ASSERT_NE(mesg.cronCapture(), nullptr);
+        EXPECT_EQ(mesg.cronCapture()->MissingAttributes, 127);
+        EXPECT_THAT(traceLines(), ElementsAre("OrvCHMesg createMesgByType: Entry",
+                                              "OrvCHMesg createMesgByType: Message Type = CronCapture"));
+    }
+}
+
+TEST_F(OrvCHMesgBuild, createsNothingForOtherNumbersOfTheOwnGroup) {
+    for (const std::uint32_t number : {0x8B00F001u, 0x8B00FFFEu}) {
+        OrvCHMesg mesg;
+        forgetTraces();
+
+        EXPECT_EQ(createForNumber(mesg, number), 0);
+
+        EXPECT_EQ(mesg.Type, OrvCHMesg::kNoType);
+        EXPECT_EQ(mesg.logEvent(), nullptr);
+        EXPECT_EQ(mesg.cronCapture(), nullptr);
+        EXPECT_THAT(traces(), ElementsAre("Entry"));
+    }
+}
+
+TEST_F(OrvCHMesgBuild, createsLogEventDataForTheFirstNumbersOfTheOwnGroupAndForOtherGroups) {
+    for (const std::uint32_t number : {0x8B000002u, 0x8B00F000u, 0x8B010000u, 0x8AFFFFFFu, 0xFFFFFFFFu}) {
+        OrvCHMesg mesg;
+        forgetTraces();
+
+        EXPECT_EQ(createForNumber(mesg, number), 0);
+
+        EXPECT_EQ(mesg.Type, OrvCHMesg::kLogEvent);
+        EXPECT_NE(mesg.logEvent(), nullptr);
+        EXPECT_EQ(mesg.cronCapture(), nullptr);
+        EXPECT_THAT(traces(), ElementsAre("Entry", "Message Type = LogEvent"));
     }
 }
 

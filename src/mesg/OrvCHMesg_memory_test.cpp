@@ -78,6 +78,26 @@ TEST_F(OrvCHMesgMemory, buildersFailAndLeaveTheMessageWithoutTypeData) {
     EXPECT_TRUE(eventLog().empty());
 }
 
+TEST_F(OrvCHMesgMemory, buildersLeaveACaptureWithoutTypeDataAndTypeZero) {
+    int (*const builders[])(OrvCHMesg&) = {
+        [](OrvCHMesg& mesg) { return mesg.buildSwitchPowerUpData(); },
+        [](OrvCHMesg& mesg) { return mesg.buildTestData("Night"); },
+        [](OrvCHMesg& mesg) { return mesg.buildSwitchStateData("Online"); },
+    };
+    for (const auto build : builders) {
+        OrvCHMesg mesg(OrvCHMesg::kCronCapture);
+        ASSERT_NE(mesg.cronCapture(), nullptr);
+        {
+            const NoMemory noMemory;
+            EXPECT_EQ(build(mesg), -1);
+        }
+        EXPECT_EQ(mesg.Type, OrvCHMesg::kNoType);
+        EXPECT_EQ(mesg.logEvent(), nullptr);
+        EXPECT_EQ(mesg.cronCapture(), nullptr);
+        EXPECT_EQ(mesg.TestProfile, "");
+    }
+}
+
 TEST_F(OrvCHMesgMemory, constructionWithATypeLeavesTheMessageWithoutTypeData) {
     const NoMemory noMemory;
     const OrvCHMesg event(OrvCHMesg::kLogEvent);

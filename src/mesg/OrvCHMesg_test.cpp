@@ -89,6 +89,7 @@ TEST_F(OrvCHMesgTest, assignmentFromACaptureWithoutASequenceLeavesTheTargetWitho
     capture.FileName = kFile;
     capture.addEnvelope(sampleEnvelope());
     const auto target = sampleLogEvent();
+    target->EnvelopeCursor = 1;
     NoSequences noSequences;
     CronCaptureData::useSequences(&noSequences);
 
@@ -98,6 +99,7 @@ TEST_F(OrvCHMesgTest, assignmentFromACaptureWithoutASequenceLeavesTheTargetWitho
     EXPECT_EQ(target->logEvent(), nullptr);
     EXPECT_EQ(target->cronCapture(), nullptr);
     EXPECT_THAT(target->Envelopes, IsEmpty());
+    EXPECT_EQ(target->EnvelopeCursor, 0u);
     target->probe();
     EXPECT_THAT(traces(), testing::Contains("    BytesToSave = 0"));
 }
