@@ -127,6 +127,32 @@ TEST_F(OrvDbgRotation, renamesFromTheOldestToTheYoungest) {
     EXPECT_EQ(renames, (std::vector<std::string>{"t.4 t.5", "t.3 t.4", "t.2 t.3", "t.1 t.2", "t t.1"}));
 }
 
+// The number of the next descriptor to be opened.
+int nextDescriptor() {
+    const int next = dup(0);
+    close(next);
+    return next;
+}
+
+TEST_F(OrvDbgRotation, closesTheOldFile) {
+    const int logFile = nextDescriptor();
+    OrvDbg logger("t");
+    const int next = nextDescriptor();
+    ASSERT_NE(next, logFile);
+
+    for (int rotation = 1; rotation <= 3; ++rotation) {
+        traceLine(logger, lineOf(kLimit + 1));
+        EXPECT_EQ(nextDescriptor(), next) << rotation;
+    }
+    faults::onRename = [](const char*, const char*) {
+        errno = EIO;
+        return -1;
+    };
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(nextDescriptor(), logFile);  // after the farewell
+}
+
 class OrvDbgRotationFailure : public OrvDbgRotation, public testing::WithParamInterface<int> {};
 
 // After the failing rename the older generations have moved on and the younger ones have not.
@@ -259,6 +285,37 @@ TEST_F(OrvDbgRotation, keepsALineTracedWhileAnotherThreadRotates) {
     EXPECT_EQ(file("t"), line);
     EXPECT_EQ(file("t.1"), lineOf(kLimit + 1));
 }
+
+// Whether the line comes whole or in parts.
+class OrvDbgRotationMeanwhile : public OrvDbgRotation, public testing::WithParamInterface<bool> {};
+
+TEST_P(OrvDbgRotationMeanwhile, refusesALineThatWaitedForARotationThatFailed) {
+    OrvDbg logger("t");
+    std::atomic<bool> waits{false};
+    long reached = 0;
+    std::jthread other;
+    faults::onRename = [&](const char*, const char*) {
+        other = std::jthread([&] {
+            faults::onMutexLock = [&waits] { waits = true; };  // the look at the logger lies behind it
+            reached = GetParam() ? logger.traceParts("A", "b", "{", "meanwhile", "}\n")
+                                 : trace(logger, "A", "b", "meanwhile\n");
+        });
+        while (!waits) {
+            std::this_thread::yield();
+        }
+        errno = EIO;
+        return -1;
+    };
+
+    traceLine(logger, lineOf(kLimit + 1));
+    other.join();
+
+    EXPECT_EQ(reached, -1);
+    EXPECT_EQ(file("t"), lineOf(kLimit + 1) + farewell());
+}
+
+INSTANTIATE_TEST_SUITE_P(Line, OrvDbgRotationMeanwhile, testing::Bool(),
+                         [](const auto& test) { return test.param ? "inParts" : "whole"; });
 
 TEST_F(OrvDbgRotation, keepsEveryLineWholeWhenThreadsShareALogger) {
     constexpr int kThreads = 4;

@@ -1,5 +1,5 @@
 // Test support: lets a test step in where the trace calls the system. A hook that is set runs instead of the call, on
-// the test's own thread only; the program is linked with --wrap for each of them.
+// the thread that has set it only; the program is linked with --wrap for each of them.
 #pragma once
 
 #include <pthread.h>
@@ -14,6 +14,8 @@ namespace faults {
 extern thread_local std::function<int(const char*, const char*)> onRename;
 extern thread_local std::function<ssize_t(int, const iovec*, int)> onWritev;
 extern thread_local std::function<int(pthread_key_t, const void*)> onSetspecific;
+// Before the real call, which follows.
+extern thread_local std::function<void()> onMutexLock;
 // Whether the next nothrow allocation fails.
 extern thread_local bool failNothrowNew;
 
