@@ -172,6 +172,16 @@ TEST(MtSelectQueue, closesItsPipe) {
     EXPECT_EQ(Counted::alive, 0);
 }
 
+TEST(MtSelectQueue, closesTheWriteEndFirst) {
+    std::vector<int> closedEnds;
+    Faults faults;
+    faults.closing = [&closedEnds](int end) { closedEnds.push_back(fcntl(end, F_GETFL) & O_ACCMODE); };
+
+    { const PipeQueue queue; }
+
+    EXPECT_EQ(closedEnds, (std::vector<int>{O_WRONLY, O_RDONLY}));
+}
+
 TEST(MtSelectQueue, throwsATextWhenThereIsNoPipe) {
     Faults faults;
     faults.pipe = [] { return true; };
@@ -229,6 +239,32 @@ TEST(MtEventQueue, drainsMoreWakeUpsThanOneReadTakes) {
     EXPECT_EQ(turn(dispatcher), 1);
 
     EXPECT_EQ(queue.delivered.size(), 1000u);
+    EXPECT_EQ(turn(dispatcher), 0);
+}
+
+TEST(MtEventQueue, goesOnDrainingAfterAnInterruptedRead) {
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    for (std::uint32_t i = 0; i < 300; ++i) {  // more than one read takes
+        queue.pushCode(i);
+    }
+    std::vector<ssize_t> results;
+    {
+        Faults faults;
+        faults.read = [&](int file, void* bytes, std::size_t count) -> ssize_t {
+            if (file != queue.readFd()) {
+                return realRead(file, bytes, count);
+            }
+            const bool interrupted = results.size() % 2 == 0;  // the first of any two
+            results.push_back(interrupted ? -1 : realRead(file, bytes, count));
+            errno = interrupted ? EINTR : errno;
+            return results.back();
+        };
+        EXPECT_EQ(turn(dispatcher), 1);
+    }
+
+    EXPECT_EQ(results, (std::vector<ssize_t>{-1, 256, -1, 44, -1, -1}));
+    EXPECT_EQ(queue.delivered.size(), 300u);
     EXPECT_EQ(turn(dispatcher), 0);
 }
 
@@ -333,6 +369,29 @@ TEST(MtEventQueue, leavesItsDispatcherWhenItIsClosed) {
     EXPECT_EQ(turn(dispatcher), 0);
     EXPECT_EQ(queue.handler()->handle_close(queue.readFd(), Event_Handler::READ), -1);
     EXPECT_EQ(queue.count(), 1u);
+}
+
+TEST(MtEventQueue, registersWithMaskOneAndRemovesItselfWithSeventeen) {
+    using Masks = std::vector<unsigned>;
+    Dispatcher dispatcher;
+    Masks registered;
+    Masks removed;
+    Faults faults;
+    faults.registering = [&registered](unsigned mask) { registered.push_back(mask); };
+    faults.removing = [&removed](unsigned mask) { removed.push_back(mask); };
+    {
+        DeliveryQueue queue(dispatcher);
+        EXPECT_EQ(registered, Masks{1});
+        EXPECT_EQ(removed, Masks{});
+
+        EXPECT_EQ(queue.handler()->handle_close(queue.readFd(), Event_Handler::READ), 0);
+        EXPECT_EQ(removed, Masks{17});
+    }
+    removed.clear();
+    { const DeliveryQueue queue(dispatcher); }
+
+    EXPECT_EQ(registered, (Masks{1, 1}));
+    EXPECT_EQ(removed, Masks{17});
 }
 
 TEST(MtEventQueue, showsTheDispatcherItsReadEnd) {

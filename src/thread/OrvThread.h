@@ -54,6 +54,10 @@ protected:
     // For an owner that goes before the process does, after a successful launch, once. Not on the worker thread.
     void stopAndWait();
 
+    // For their water marks: a queue whose owner sets none is never full. Null when memory was short.
+    OrvThreadMesgQ* toThread() const { return toThread_.get(); }
+    OrvMainMesgQ* toMain() const { return toMain_.get(); }
+
     // Main thread. 0; or -1 without a queue or a message, after the memory alarms: the message is destroyed.
     [[nodiscard]] int pushToThread(std::unique_ptr<OrvToThreadMesg> mesg);
     // Worker thread. 0, or -1 without a queue or a message: the message is destroyed.

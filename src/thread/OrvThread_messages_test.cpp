@@ -24,6 +24,19 @@ protected:
                     "Thread(" + std::to_string(getpid()) + ") received unknown message code " + std::to_string(code));
     }
 
+    // Waits until so many messages to the main thread are queued; false when they never are. push() counts a message
+    // and fills the queue under one lock.
+    static bool awaitCount(Worker& worker, std::uint32_t count) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (worker.toMain()->count() != count) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        return true;
+    }
+
     // A body that serves the worker's queue until code 0 arrives.
     static int serveQueue(Worker& self, bool& stop) {
         while (!stop) {
@@ -200,6 +213,39 @@ TEST_F(OrvThreadMessages, thatCouldNotBeAllocatedAreRefused) {
     EXPECT_EQ(recordedEventLog(), memoryAlarms());
 }
 
+TEST_F(OrvThreadMessages, toTheWorkerNeverWait) {
+    Worker worker;
+    worker.toThread()->setWater(1, 0);
+
+    EXPECT_EQ(worker.pushToThread(ToThread::make(1)), 0);
+    ASSERT_FALSE(worker.toThread()->full());
+    EXPECT_EQ(worker.pushToThread(ToThread::make(2)), 0);
+
+    EXPECT_FALSE(worker.toThread()->full());
+    EXPECT_EQ(worker.toThread()->count(), 2u);
+}
+
+// The bodies end on a queue that is never full, too: then only the expectations fail.
+TEST_F(OrvThreadMessages, toTheMainThreadWaitWhileItsQueueIsFull) {
+    bool wasFull = false;
+    Worker worker([](Worker& self) {
+        EXPECT_EQ(self.pushToMain(ToMain::make(1)), 0);
+        EXPECT_FALSE(self.toMain()->full());
+        return self.pushToMain(ToMain::make(2));
+    });
+    worker.onMainMesg = [&](OrvToMainMesg*) { wasFull = wasFull || worker.toMain()->full(); };
+    worker.toMain()->setWater(2, 0);
+    std::jthread thread([&worker] { worker.run(); });
+
+    EXPECT_TRUE(awaitCount(worker, 2));
+    EXPECT_TRUE(worker.toMain()->full());
+    EXPECT_EQ(worker.refcnt(), 2);
+    EXPECT_TRUE(serveUntil([&worker] { return worker.refcnt() == 1; }));
+
+    EXPECT_TRUE(wasFull);
+    EXPECT_EQ(ToMain::alive, 0);
+}
+
 class Component final : public Hsb_Component {
     int component_name(char*, int) override { return 0; }
     int handle_message(Hsb_Message*) override { return 0; }
@@ -267,6 +313,24 @@ TEST_F(OrvThreadSwLog, keeps511CharactersOfAText) {
     for (const RecordedEntry& entry : recordedEventLog()) {
         EXPECT_EQ(entry.text, std::string(511, 'r'));
     }
+}
+
+TEST_F(OrvThreadSwLog, pushesWithBlockingAllowed) {
+    Worker worker([](Worker& self) {
+        self.pushSwLogAppMesg(3, 0x8b000013, -1, -1, 4096, nullptr, "first");
+        self.pushSwLogAppMesg(3, 0x8b000013, -1, -1, 4096, nullptr, "second");
+        return 0;
+    });
+    worker.onMainMesg = [&worker](OrvToMainMesg* mesg) { handle(worker, mesg); };
+    worker.toMain()->setWater(2, 0);
+    std::jthread thread([&worker] { worker.run(); });
+
+    EXPECT_TRUE(awaitCount(worker, 2));
+    EXPECT_TRUE(worker.toMain()->full());
+    EXPECT_EQ(worker.refcnt(), 2);
+    EXPECT_TRUE(serveUntil([&worker] { return worker.refcnt() == 1; }));
+
+    EXPECT_EQ(recordedEventLog().size(), 2u);
 }
 
 TEST_F(OrvThreadSwLog, leavesOtherMessagesToTheirHandlers) {

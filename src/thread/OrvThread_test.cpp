@@ -255,6 +255,60 @@ TEST_F(OrvThreadTest, endsTheTraceOfTheThreadThatDropsAReference) {
     EXPECT_EQ(file("orv.out.Dropper"), "");
 }
 
+TEST_F(OrvThreadTest, canStillTraceInItsDestructor) {
+    struct Talking final : OrvThread {
+        Talking() : OrvThread(0, "orv.out.Worker") {}
+        ~Talking() override { orvTrace("Talking", "~Talking", "going\n"); }
+        int runThread() override { return 0; }
+    };
+    std::thread([] {
+        ASSERT_EQ(OrvDbg::setOfThread(new OrvDbg("orv.out.Dropper")), 0);
+        (new Talking)->decRef();
+    }).join();
+
+    EXPECT_EQ(file("orv.out.Dropper"), prefix("Talking", "~Talking") + "going\n");
+}
+
+// Whether the body ends by pthread_exit or returns.
+class OrvThreadOwned : public OrvThreadTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(OrvThreadOwned, isWaitedForUntilItsBodyHasEnded) {
+    std::atomic<bool> ownerWaits{false};
+    std::atomic<bool> ownerIsBack{false};
+    std::atomic<bool> bodyEnded{false};
+    const bool exits = GetParam();
+    Worker worker([&, exits](Worker& self) {
+        const int result = self.runDispatcher();
+        while (!ownerWaits && !ownerIsBack) {
+            std::this_thread::yield();
+        }
+        bodyEnded = true;
+        if (exits) {
+            pthread_exit(nullptr);
+        }
+        return result;
+    });
+    pthread_t thread{};
+    ASSERT_EQ(
+        pthread_create(
+            &thread, nullptr, [](void* self) -> void* { return static_cast<Worker*>(self)->run(), nullptr; }, &worker),
+        0);
+    {
+        Faults faults;
+        faults.condWait = [&ownerWaits] { ownerWaits = true; };
+
+        worker.stopAndWait();
+
+        EXPECT_TRUE(bodyEnded);
+        EXPECT_EQ(worker.refcnt(), 1);
+    }
+    ownerIsBack = true;
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Body, OrvThreadOwned, testing::Bool(),
+                         [](const auto& test) { return test.param ? "thatExits" : "thatReturns"; });
+
 TEST_F(OrvThreadTest, endsByPthreadExitWithoutItsLastLine) {
     Worker worker([](Worker&) -> int {
         struct Unwound {

@@ -19,6 +19,7 @@
 #define ORV_FCNTL __fcntl_time64
 #endif
 #define ORV_REGISTER_HANDLER _ZN10Dispatcher16register_handlerEP13Event_Handlerj
+#define ORV_REMOVE_HANDLER _ZN10Dispatcher14remove_handlerEP13Event_Handlerj
 #define ORV_JOIN(a, b) a##b
 #define ORV_REAL(name) ORV_JOIN(__real_, name)
 #define ORV_WRAP(name) ORV_JOIN(__wrap_, name)
@@ -42,9 +43,10 @@ bool fails(std::function<bool()> Faults::*hook) {
     return active != nullptr && (active->*hook) && call(active->*hook);
 }
 
-void tell(std::function<void()> Faults::*hook) {
+template <typename... Arguments>
+void tell(std::function<void(Arguments...)> Faults::*hook, Arguments... arguments) {
     if (active != nullptr && (active->*hook)) {
-        call(active->*hook);
+        call(active->*hook, arguments...);
     }
 }
 
@@ -54,13 +56,17 @@ extern "C" {
 int __real_pipe2(int* ends, int flags);
 int ORV_REAL(ORV_FCNTL)(int file, int command, ...);
 int ORV_REAL(ORV_REGISTER_HANDLER)(Dispatcher* dispatcher, Event_Handler* handler, unsigned mask);
+int ORV_REAL(ORV_REMOVE_HANDLER)(Dispatcher* dispatcher, Event_Handler* handler, unsigned mask);
 int __real_setpriority(int which, id_t who, int priority);
 int __real_pthread_setspecific(pthread_key_t key, const void* value);
 void* ORV_REAL(ORV_NOTHROW_NEW)(std::size_t size, const std::nothrow_t& tag);
 void* ORV_REAL(ORV_THROWING_NEW)(std::size_t size);
 ssize_t __real_write(int file, const void* bytes, std::size_t count);
+ssize_t __real_read(int file, void* bytes, std::size_t count);
+int __real_close(int file);
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_cond_signal(pthread_cond_t* cond);
+int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex);
 
 int __wrap_pipe2(int* ends, int flags) {
     return fails(&Faults::pipe) ? -1 : __real_pipe2(ends, flags);
@@ -71,7 +77,13 @@ int ORV_WRAP(ORV_FCNTL)(int file, int command, int argument) {
 }
 
 int ORV_WRAP(ORV_REGISTER_HANDLER)(Dispatcher* dispatcher, Event_Handler* handler, unsigned mask) {
+    tell(&Faults::registering, mask);
     return fails(&Faults::registerHandler) ? -1 : ORV_REAL(ORV_REGISTER_HANDLER)(dispatcher, handler, mask);
+}
+
+int ORV_WRAP(ORV_REMOVE_HANDLER)(Dispatcher* dispatcher, Event_Handler* handler, unsigned mask) {
+    tell(&Faults::removing, mask);
+    return ORV_REAL(ORV_REMOVE_HANDLER)(dispatcher, handler, mask);
 }
 
 int __wrap_setpriority(int which, id_t who, int priority) {
@@ -100,6 +112,18 @@ ssize_t __wrap_write(int file, const void* bytes, std::size_t count) {
     return __real_write(file, bytes, count);
 }
 
+ssize_t __wrap_read(int file, void* bytes, std::size_t count) {
+    if (active != nullptr && active->read) {
+        return call(active->read, file, bytes, count);
+    }
+    return __real_read(file, bytes, count);
+}
+
+int __wrap_close(int file) {
+    tell(&Faults::closing, file);
+    return __real_close(file);
+}
+
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     tell(&Faults::mutexLock);
     return __real_pthread_mutex_lock(mutex);
@@ -108,6 +132,11 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
 int __wrap_pthread_cond_signal(pthread_cond_t* cond) {
     tell(&Faults::condSignal);
     return __real_pthread_cond_signal(cond);
+}
+
+int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex) {
+    tell(&Faults::condWait);
+    return __real_pthread_cond_wait(cond, mutex);
 }
 }
 
@@ -120,4 +149,8 @@ Faults::~Faults() {
 
 ssize_t realWrite(int file, const void* bytes, std::size_t count) {
     return __real_write(file, bytes, count);
+}
+
+ssize_t realRead(int file, void* bytes, std::size_t count) {
+    return __real_read(file, bytes, count);
 }

@@ -21,14 +21,21 @@ struct Faults {
     std::function<bool()> setspecific;
     std::function<bool()> nothrowNew;
     std::function<bool()> throwingNew;
-    // The number of bytes "written", or -1.
+    // The number of bytes "written" or "read", or -1.
     std::function<ssize_t(int, const void*, std::size_t)> write;
+    std::function<ssize_t(int, void*, std::size_t)> read;
     // Before the real call.
     std::function<void()> mutexLock;
     std::function<void()> condSignal;
+    std::function<void()> condWait;
+    std::function<void(int)> closing;
+    // Before the real call, with its mask.
+    std::function<void(unsigned)> registering;
+    std::function<void(unsigned)> removing;
 
 private:
     Faults* const outer_;
 };
 
 ssize_t realWrite(int file, const void* bytes, std::size_t count);
+ssize_t realRead(int file, void* bytes, std::size_t count);

@@ -27,6 +27,10 @@ public:
     using OrvThread::pushSwLogAppMesg;
     using OrvThread::pushToMain;
     using OrvThread::pushToThread;
+    using OrvThread::runDispatcher;
+    using OrvThread::stopAndWait;
+    using OrvThread::toMain;
+    using OrvThread::toThread;
 
     void handleThreadMesg(OrvToThreadMesg* mesg) override {
         onThreadMesg ? onThreadMesg(mesg) : OrvThread::handleThreadMesg(mesg);
