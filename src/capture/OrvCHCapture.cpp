@@ -3,6 +3,7 @@
 
 #include "Mt/Threader.h"
 #include "base/OrvAssert.h"
+#include "base/OrvAtEnd.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
 #include "capture/OrvCaptureMesgs.h"
@@ -26,19 +27,6 @@ constexpr int kPriority = 0;
 constexpr std::uint32_t kTicksPerCheck = 60;
 // A clock that moved further than this between two checks was set.
 constexpr std::time_t kClockJump = 3600;
-
-// Runs an action at the end of its scope, also when an exception leaves it.
-template <typename Action>
-class AtEnd {
-public:
-    explicit AtEnd(Action action) : action_(action) {}
-    ~AtEnd() { action_(); }
-    AtEnd(const AtEnd&) = delete;
-    AtEnd& operator=(const AtEnd&) = delete;
-
-private:
-    Action action_;
-};
 
 }  // namespace
 
@@ -146,14 +134,14 @@ void OrvCHCapture::handleMainMesg(OrvToMainMesg* mesg) {
 
 void OrvCHCapture::handleFailMesg(const OrvCHCaptureFail& mesg) {
     ORV_TRACE("Entry\n");
-    const AtEnd finish([&] { finishFirst(mesg.capture()); });
+    const OrvAtEnd finish([&] { finishFirst(mesg.capture()); });
     ORV_TRACE("CronCapture failed!\n");
     orvLog(kOrvLogTask, "CronCapture failed: %s!", orvErrorText(mesg.error()).c_str());
 }
 
 void OrvCHCapture::handleSucceedMesg(OrvCHCaptureSucceed& mesg) {
     ORV_TRACE("Entry\n");
-    const AtEnd finish([&] { finishFirst(mesg.capture()); });
+    const OrvAtEnd finish([&] { finishFirst(mesg.capture()); });
     ORV_TRACE("CronCapture succeeded!\n");
     const std::string& owner = mesg.capture().item.profileName();
     OrvCHProfile* const profile = sink_.profileByName(owner);

@@ -1,5 +1,6 @@
 #include "capture/OrvCaptureRun.h"
 
+#include "base/OrvAtEnd.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
@@ -9,6 +10,7 @@
 #include "mesg/OrvSequenceSource.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -67,9 +69,17 @@ int lookFor(const std::string& path) {
     return S_ISREG(status.st_mode) ? 0 : EINVAL;
 }
 
+// What is not a file makes way for one: whoever wrote to a pipe would wait for its reader for ever.
+void makeWay(const std::string& hostPath) {
+    struct stat status {};
+    if (lstat(hostPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        // A directory stays: writing to it fails at once.
+        static_cast<void>(unlink(hostPath.c_str()));
+    }
+}
+
 // The shell makes the file before the compressor writes to it; whatever the compressor makes is longer.
-bool isEmpty(const std::string& path) {
-    const std::string hostPath = orvHostPath(path);
+bool isEmpty(const std::string& hostPath) {
     struct stat status {};
     return stat(hostPath.c_str(), &status) == 0 && status.st_size == 0;
 }
@@ -130,27 +140,33 @@ bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std
         orvTrace(kTraceModule, kTraceMethod, "Skipping %s: %s\n", path.c_str(), orvErrorText(error).c_str());
         return true;
     }
-    const std::string target = std::string(kOrvAttachmentsDirectory) + "/" + name + kCompressedSuffix;
-    const std::string command = compressCommand(shellWord(orvHostPath(path)), shellWord(orvHostPath(target)));
+    const std::string compressed = name + kCompressedSuffix;
+    const std::string target = std::string(kOrvAttachmentsDirectory) + "/" + compressed;
+    const std::string hostTarget = orvHostPath(target);
+    const std::string command = compressCommand(shellWord(orvHostPath(path)), shellWord(hostTarget));
+    makeWay(hostTarget);
+    makeWay(orvHostPath(mesg.cronCapture()->stagedPath(compressed)));
     if (shell_(command.c_str()) < 0) {
         const int error = errno;
         orvTrace(kTraceModule, kTraceMethod, "system(%s): %s\n", compressCommand(path, target).c_str(),
                  orvErrorText(error).c_str());
         return false;
     }
-    attachCompressed(mesg, target);
+    attachCompressed(mesg, target, hostTarget);
     return true;
 }
 
 // The attachment keeps what it needs of the file. One that cannot be attached is left out of the message.
-void OrvCaptureRun::attachCompressed(OrvCHMesg& mesg, const std::string& target) {
-    // Kept: the compressor's exit status is not looked at. One that wrote nothing shows all the same.
-    if (isEmpty(target) || mesg.cronCapture()->insertAttachment(target) < 0) {
-        orvTrace(kTraceModule, kTraceMethod, "%s is left out\n", target.c_str());
+void OrvCaptureRun::attachCompressed(OrvCHMesg& mesg, const std::string& target, const std::string& hostTarget) {
+    int error = 0;
+    {
+        const OrvAtEnd remove([&] { error = std::remove(hostTarget.c_str()) == 0 ? 0 : errno; });
+        // Kept: the compressor's exit status is not looked at. One that wrote nothing shows all the same.
+        if (isEmpty(hostTarget) || mesg.cronCapture()->insertAttachment(target) < 0) {
+            orvTrace(kTraceModule, kTraceMethod, "%s is left out\n", target.c_str());
+        }
     }
-    const std::string hostTarget = orvHostPath(target);
-    if (std::remove(hostTarget.c_str()) != 0) {
-        const int error = errno;
+    if (error != 0) {
         orvTrace(kTraceModule, kTraceMethod, "remove(%s): %s\n", target.c_str(), orvErrorText(error).c_str());
     }
 }

@@ -29,7 +29,7 @@ private:
     void attachLogFiles(OrvCHMesg& mesg);
     // False when no shell could be started.
     bool attachFile(OrvCHMesg& mesg, const char* directory, const std::string& name);
-    void attachCompressed(OrvCHMesg& mesg, const std::string& target);
+    void attachCompressed(OrvCHMesg& mesg, const std::string& target, const std::string& hostTarget);
 
     OrvSequenceSource& sequences_;
     const OrvShell shell_;

@@ -5,21 +5,20 @@
 #include "mesg/OrvSequenceSource.h"
 #include "platform/posix/HostRoot.h"
 #include "profile/RecordingSwitch.h"
+#include "testing/SmallFlash.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,26 +44,6 @@ private:
     std::uint32_t last_ = 0;
 };
 
-// No file that this program or its children write grows beyond this size, as long as it lives.
-class SmallFlash {
-public:
-    explicit SmallFlash(rlim_t bytes) : formerAction_(std::signal(SIGXFSZ, SIG_IGN)) {
-        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &former_), 0);
-        const rlimit limit{bytes, former_.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    }
-    ~SmallFlash() {
-        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &former_), 0);
-        std::signal(SIGXFSZ, formerAction_);
-    }
-    SmallFlash(const SmallFlash&) = delete;
-    SmallFlash& operator=(const SmallFlash&) = delete;
-
-private:
-    void (*formerAction_)(int);
-    rlimit former_{};
-};
-
 int runWith(const char* command, const std::string& compressor) {
     std::string changed = command;
     const std::string usual = "/bin/gzip ";
@@ -82,16 +61,6 @@ int withoutCompressor(const char* command) {
 int asNobody(const char* command) {
     const bool isRoot = geteuid() == 0;
     return runWith(command, isRoot ? "setpriv --reuid 65534 --regid 65534 --clear-groups /bin/gzip" : "/bin/gzip");
-}
-
-// Bytes that no compressor makes shorter.
-std::string noise(std::size_t count) {
-    std::mt19937 random(4711);
-    std::string bytes(count, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(random());
-    }
-    return bytes;
 }
 
 class OrvCaptureRunOdd : public testing::Test {
@@ -245,6 +214,56 @@ TEST_F(OrvCaptureRunOdd, passesOverADirectoryAndAPipeInPlaceOfLogFiles) {
     expectStaged({"messages.1.gz"});
 }
 
+// Each pipe has a reader that takes nothing, so that writing to it would not wait but lose the file.
+TEST_F(OrvCaptureRunOdd, isNotHeldByAPipeInPlaceOfTheCompressedFile) {
+    writeLog("logfile", "log");
+    const std::string target = root_.at(std::string(kAttachments) + "/logfile.gz");
+    for (const char* suffix : {"", ".1"}) {  // compressed, and staged
+        const std::string path = target + suffix;
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        const int reader = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        ASSERT_GE(reader, 0);
+
+        const Names attached = execute();
+
+        char byte = 0;
+        EXPECT_EQ(read(reader, &byte, 1), -1) << suffix;
+        close(reader);
+        EXPECT_THAT(attached, ElementsAre("logfile.gz")) << suffix;
+        expectStaged({"logfile.gz"});
+        EXPECT_TRUE(std::filesystem::is_regular_file(root_.at(mesg_->cronCapture()->stagedPath("logfile.gz"))));
+        mesg_.reset();
+        sequences_ = CountedSequence();
+    }
+}
+
+TEST_F(OrvCaptureRunOdd, writesThroughNoLinkInPlaceOfTheCompressedFile) {
+    writeLog("logfile", "log");
+    root_.write("/ostrel/conf/precious", "precious");
+    for (const char* suffix : {"", ".1"}) {
+        std::filesystem::create_symlink(root_.at("/ostrel/conf/precious"),
+                                        root_.at(std::string(kAttachments) + "/logfile.gz" + suffix));
+    }
+
+    EXPECT_THAT(execute(), ElementsAre("logfile.gz"));
+
+    EXPECT_EQ(root_.read("/ostrel/conf/precious"), "precious");
+    EXPECT_EQ(unpacked("logfile.gz"), "log");
+    expectStaged({"logfile.gz"});
+}
+
+TEST_F(OrvCaptureRunOdd, leavesOutALogFileWhoseCompressedFileIsADirectory) {
+    writeLog("logfile", "log");
+    writeLog("messages", "open");
+    root_.write(std::string(kAttachments) + "/logfile.gz/inside", "x");
+
+    EXPECT_THAT(execute(), ElementsAre("messages.gz"));
+
+    const std::string target = std::string(kAttachments) + "/logfile.gz";
+    EXPECT_THAT(traces_, Contains("OrvCHCapture execCapture: " + target + " is left out\n"));
+    EXPECT_THAT(traces_, Contains("OrvCHCapture execCapture: remove(" + target + "): Directory not empty\n"));
+}
+
 TEST_F(OrvCaptureRunOdd, attachesTheBeginningOfALogFileThatGrowsMeanwhile) {
     const std::string line(1023, 'x');
     const std::string chunk = line + "\n";
@@ -268,7 +287,7 @@ TEST_F(OrvCaptureRunOdd, attachesTheBeginningOfALogFileThatGrowsMeanwhile) {
 }
 
 TEST_F(OrvCaptureRunOdd, listsNoHalfMadeFileWhenTheFlashIsFullWhileCompressing) {
-    writeLog("logfile", noise(40000));
+    writeLog("logfile", noiseOf(40000));
     writeLog("messages", "small");
     Names attached;
     {
@@ -287,7 +306,7 @@ TEST_F(OrvCaptureRunOdd, listsNoHalfMadeFileWhenTheFlashIsFullWhileCompressing) 
 
 // The compressed file fits, its Base64 text does not.
 TEST_F(OrvCaptureRunOdd, listsNoHalfMadeFileWhenTheFlashIsFullWhileStaging) {
-    writeLog("logfile", noise(14000));
+    writeLog("logfile", noiseOf(14000));
     writeLog("messages", "small");
     Names attached;
     {
@@ -303,7 +322,7 @@ TEST_F(OrvCaptureRunOdd, listsNoHalfMadeFileWhenTheFlashIsFullWhileStaging) {
 }
 
 TEST_F(OrvCaptureRunOdd, attachesEverythingOnceThereIsRoomAgain) {
-    const std::string log = noise(40000);
+    const std::string log = noiseOf(40000);
     writeLog("logfile", log);
     {
         const SmallFlash flash(16384);

@@ -14,6 +14,7 @@ constexpr std::time_t kMinute = 60;
 constexpr std::time_t kHour = 3600;
 constexpr std::time_t kDay = 86400;
 constexpr int kDaysOfWeek = 7;
+constexpr std::time_t kWeek = kDaysOfWeek * kDay;
 
 int daysUntil(int dayDifference, bool timeHasPassed) {
     if (dayDifference < 0 || (dayDifference == 0 && timeHasPassed)) {
@@ -42,7 +43,7 @@ void OrvCaptureSchedule::computeFirstExecution(CronCaptureItem& item) {
 
 void OrvCaptureSchedule::computeNextExecution(CronCaptureItem& item) {
     moveOn(item);
-    traceNextExecution(item);
+    traceTimes("computeNextExecution", item);
 }
 
 void OrvCaptureSchedule::moveOn(CronCaptureItem& item) {
@@ -50,8 +51,8 @@ void OrvCaptureSchedule::moveOn(CronCaptureItem& item) {
     item.NextExecution += static_cast<std::time_t>(item.interval());
 }
 
-void OrvCaptureSchedule::traceNextExecution(const CronCaptureItem& item) {
-    orvTrace(kTraceModule, "computeNextExecution", "\nLastExecution(%s)\nNextExecution(%s)\n",
+void OrvCaptureSchedule::traceTimes(const char* method, const CronCaptureItem& item) {
+    orvTrace(kTraceModule, method, "\nLastExecution(%s)\nNextExecution(%s)\n",
              orvMailDateText(item.LastExecution).c_str(), orvMailDateText(item.NextExecution).c_str());
 }
 
@@ -59,20 +60,27 @@ void OrvCaptureSchedule::replace(const std::vector<CronCaptureItem>& items) {
     const std::time_t now = orvCalendarNow();
     Items fresh;
     for (CronCaptureItem item : items) {
-        // A configuration change in the minute before the check must not lose the capture that is due in it,
-        const CronCaptureItem* old = findDue(item, now);
-        if (old == nullptr) {
-            computeFirstExecution(item);
-            // nor repeat one that the check has started in this very second.
-            old = findRun(item);
-        }
-        if (old != nullptr) {
-            item.LastExecution = old->LastExecution;
-            item.NextExecution = old->NextExecution;
-        }
+        setTimes(item, now);
         fresh.emplace(item.NextExecution, item);
     }
     items_.swap(fresh);
+}
+
+void OrvCaptureSchedule::setTimes(CronCaptureItem& item, std::time_t now) const {
+    // A configuration change in the minute before the check must not lose the capture that is due in it,
+    if (const CronCaptureItem* due = findDue(item, now)) {
+        item.LastExecution = due->LastExecution;
+        item.NextExecution = due->NextExecution;
+        traceTimes("replace", item);
+        return;
+    }
+    computeFirstExecution(item);
+    // nor repeat one that the check has started in this very second. Like any other it goes on with its next weekday.
+    if (const CronCaptureItem* run = findRun(item)) {
+        item.LastExecution = run->LastExecution;
+        item.NextExecution += kWeek;
+        traceTimes("replace", item);
+    }
 }
 
 const CronCaptureItem* OrvCaptureSchedule::findDue(const CronCaptureItem& item, std::time_t now) const {
@@ -117,7 +125,7 @@ void OrvCaptureSchedule::advance() {
     Items::node_type node = items_.extract(items_.begin());
     moveOn(node.mapped());
     node.key() = node.mapped().NextExecution;
-    traceNextExecution(items_.insert(std::move(node))->second);
+    traceTimes("computeNextExecution", items_.insert(std::move(node))->second);
 }
 
 std::string OrvCaptureSchedule::dump() const {

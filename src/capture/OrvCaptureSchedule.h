@@ -19,8 +19,9 @@ public:
     // One interval on from the scheduled time, whenever the capture really ran.
     static void computeNextExecution(CronCaptureItem& item);
 
-    // Takes these items in place of all others, each from now on. One that was there before with the same owner,
-    // day, time and interval keeps its times when it is due already, or when it has just run and would run again.
+    // Takes these items in place of all others, each from now on, whatever its rhythm was. One that was there before
+    // with the same owner, day, time and interval keeps its times when it is due already; one that has run in this
+    // second waits for its next weekday.
     void replace(const std::vector<CronCaptureItem>& items);
     // Every item starts afresh from now on: the clock was set.
     void recomputeQueue();
@@ -39,7 +40,9 @@ private:
     using Items = std::multimap<std::time_t, CronCaptureItem>;
 
     static void moveOn(CronCaptureItem& item);
-    static void traceNextExecution(const CronCaptureItem& item);
+    static void traceTimes(const char* method, const CronCaptureItem& item);
+    // The times of an item that comes into the schedule.
+    void setTimes(CronCaptureItem& item, std::time_t now) const;
     const CronCaptureItem* findDue(const CronCaptureItem& item, std::time_t now) const;
     const CronCaptureItem* findRun(const CronCaptureItem& item) const;
 

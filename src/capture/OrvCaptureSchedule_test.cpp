@@ -100,6 +100,12 @@ protected:
     OrvCaptureScheduleTest() { useHostClock(&clock_); }
     ~OrvCaptureScheduleTest() override { useHostClock(nullptr); }
 
+    std::vector<std::string> takeOwnTraces() {
+        std::vector<std::string> own = switch_.takeTraces();
+        std::erase_if(own, [](const std::string& trace) { return !trace.starts_with("OrvCHCapture "); });
+        return own;
+    }
+
     // What is due now, by owner, in the order in which it would be started.
     std::vector<std::string> takeDue() {
         std::vector<std::string> owners;
@@ -179,12 +185,7 @@ TEST_F(OrvCaptureScheduleTest, recomputesEveryItemInTheOrderOfTheSchedule) {
 
     schedule_.recomputeQueue();
 
-    std::vector<std::string> own;
-    for (const std::string& trace : switch_.takeTraces()) {
-        if (trace.starts_with("OrvCHCapture ")) {
-            own.push_back(trace);
-        }
-    }
+    const std::vector<std::string> own = takeOwnTraces();
     const auto computed = [](const char* next) {
         return std::string(
                    "OrvCHCapture computeFirstExecution: \n"
@@ -246,6 +247,25 @@ TEST_F(OrvCaptureScheduleTest, keepsAnUnchangedItemThatIsDueAlready) {
     EXPECT_THAT(takeDue(), ElementsAre("Ops"));
 }
 
+TEST_F(OrvCaptureScheduleTest, keepsLastExecutionOfAnItemThatIsDueInThisSecond) {
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "2")});
+    clock_.setCalendar(kMonday);
+    takeDue();
+    clock_.setCalendar(kMonday + 2 * kWeek);
+    switch_.takeTraces();
+
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "2")});
+
+    EXPECT_THAT(takeOwnTraces(), ElementsAre("OrvCHCapture replace: \n"
+                                             "LastExecution(Mon, 13  Nov  2023  02:30:00  +0000)\n"
+                                             "NextExecution(Mon, 27  Nov  2023  02:30:00  +0000)\n"));
+    const CronCaptureItem* due = schedule_.due(kMonday + 2 * kWeek);
+    ASSERT_NE(due, nullptr);
+    EXPECT_EQ(due->LastExecution, kMonday);
+    EXPECT_EQ(due->NextExecution, kMonday + 2 * kWeek);
+    EXPECT_THAT(takeDue(), ElementsAre("Ops"));
+}
+
 TEST_F(OrvCaptureScheduleTest, computesAChangedItemAnewEvenWhenItWasDue) {
     const CronCaptureItem changed[] = {itemOf("Dev", "Mon", "02:30"), itemOf("Ops", "Tue", "02:30"),
                                        itemOf("Ops", "Mon", "02:29"), itemOf("Ops", "Mon", "02:30", "2")};
@@ -281,12 +301,73 @@ TEST_F(OrvCaptureScheduleTest, doesNotRepeatAnItemThatHasRunInThisSecond) {
     schedule_.replace({itemOf("Ops", "Mon", "02:30", "4"), itemOf("Dev", "Mon", "02:30")});
 
     EXPECT_THAT(takeDue(), ElementsAre());
+    clock_.setCalendar(kMonday + kWeek - 1);
+    EXPECT_THAT(takeDue(), ElementsAre());
     clock_.setCalendar(kMonday + kWeek);
-    EXPECT_THAT(takeDue(), ElementsAre("Dev"));
-    clock_.setCalendar(kMonday + 4 * kWeek - 1);
-    EXPECT_THAT(takeDue(), ElementsAre("Dev", "Dev"));
-    clock_.setCalendar(kMonday + 4 * kWeek);
-    EXPECT_THAT(takeDue(), testing::UnorderedElementsAre("Ops", "Dev"));
+    EXPECT_THAT(takeDue(), ElementsAre("Ops", "Dev"));
+}
+
+// Kept: the rhythm of several weeks starts afresh with the next weekday.
+TEST_F(OrvCaptureScheduleTest, computesTheNextWeekdayForAnItemOfSeveralWeeksThatRanInThisSecond) {
+    for (const char* weeks : {"1", "2", "4", "26"}) {
+        for (const std::int64_t later : {0, 1}) {
+            clock_.setCalendar(kMonday - 3600);
+            schedule_.replace({});
+            schedule_.replace({itemOf("Ops", "Mon", "02:30", weeks)});
+            clock_.setCalendar(kMonday);
+            takeDue();
+            clock_.setCalendar(kMonday + later);
+
+            // As often as it is read.
+            for (int read = 0; read < 2; ++read) {
+                schedule_.replace({itemOf("Ops", "Mon", "02:30", weeks)});
+                EXPECT_EQ(schedule_.due(kMonday + kWeek - 1), nullptr) << weeks << " weeks, " << later;
+                const CronCaptureItem* due = schedule_.due(kMonday + kWeek);
+                ASSERT_NE(due, nullptr) << weeks << " weeks, " << later;
+                EXPECT_EQ(due->NextExecution, kMonday + kWeek);
+                EXPECT_EQ(due->LastExecution, later == 0 ? kMonday : 0);
+            }
+        }
+    }
+}
+
+TEST_F(OrvCaptureScheduleTest, tracesTheTimesThatAnItemGetsThatRanInThisSecond) {
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "4")});
+    clock_.setCalendar(kMonday);
+    takeDue();
+    switch_.takeTraces();
+
+    schedule_.replace({itemOf("Ops", "Mon", "02:30", "4")});
+
+    EXPECT_THAT(takeOwnTraces(), ElementsAre("OrvCHCapture computeFirstExecution: Entry\n",
+                                             "OrvCHCapture computeFirstExecution: \n"
+                                             "CurrentTime(Mon, 13  Nov  2023  02:30:00  +0000)\n"
+                                             "LastExecution(Thu, 01  Jan  1970  00:00:00  +0000)\n"
+                                             "NextExecution(Mon, 13  Nov  2023  02:30:00  +0000)\n",
+                                             "OrvCHCapture replace: \n"
+                                             "LastExecution(Mon, 13  Nov  2023  02:30:00  +0000)\n"
+                                             "NextExecution(Mon, 20  Nov  2023  02:30:00  +0000)\n"));
+}
+
+// Kept: the second 02:30 of that night is an occurrence like any other.
+TEST_F(OrvCaptureScheduleTest, startsAgainWhenReadBetweenTheTwoTimesOfTheChangeToWinter) {
+    const LocalZone zone(kBerlin);
+    constexpr std::time_t kFirst = 1729989000;  // Sunday 2024-10-27 02:30 CEST; an hour later it is 02:30 CET
+    for (const bool reads : {false, true}) {
+        clock_.setCalendar(kFirst - 3600);
+        schedule_.replace({});
+        schedule_.replace({itemOf("Ops", "Sun", "02:30")});
+        clock_.setCalendar(kFirst);
+        EXPECT_THAT(takeDue(), ElementsAre("Ops"));
+        clock_.setCalendar(kFirst + 2400);  // 02:10 CET
+        if (reads) {
+            schedule_.replace({itemOf("Ops", "Sun", "02:30")});
+        }
+
+        EXPECT_THAT(takeDue(), ElementsAre());
+        clock_.setCalendar(kFirst + 3600);
+        EXPECT_EQ(takeDue().size(), reads ? 1u : 0u);
+    }
 }
 
 // A changed item is another one: what ran under the old name does not count for it.

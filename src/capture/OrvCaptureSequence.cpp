@@ -5,7 +5,9 @@
 #include "mesg/OrvFileError.h"
 #include "word_order.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -20,6 +22,31 @@ using SequenceBytes = std::array<std::uint8_t, 4>;
 
 [[noreturn]] void throwReadError() {
     throw OrvFileError(std::string("Read Error for file ") + kOrvCaptureSequence);
+}
+
+// With errno as it stands, telling why.
+[[noreturn]] void throwWriteError() {
+    const int error = errno;
+    OrvFileError failure(std::string("Write Error for file ") + kOrvCaptureSequence);
+    errno = error;
+    throw failure;
+}
+
+// Writes in place of what was there, and waits for nobody: there may be a pipe. 0, or -1 and errno.
+int overwrite(const std::string& hostPath, const SequenceBytes& bytes) {
+    constexpr mode_t kMode = 0666;
+    const int file = open(hostPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, kMode);
+    if (file < 0) {
+        return -1;
+    }
+    errno = ENOSPC;  // when only a part of them has room
+    const bool written = write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    const int error = errno;
+    if (close(file) != 0) {
+        return -1;
+    }
+    errno = error;
+    return written ? 0 : -1;
 }
 
 }  // namespace
@@ -51,6 +78,10 @@ void OrvCaptureSequence::readSequence() {
         writeSequence();
         return;
     }
+    // Opening a pipe would wait for somebody to write to it.
+    if (!S_ISREG(status.st_mode)) {
+        throwReadError();
+    }
     SequenceBytes bytes{};
     std::ifstream file(path, std::ios::binary);
     file.read(reinterpret_cast<char*>(bytes.data()), bytes.size());
@@ -63,14 +94,7 @@ void OrvCaptureSequence::readSequence() {
 void OrvCaptureSequence::writeSequence() const {
     SequenceBytes bytes{};
     storeNative32(bytes, sequence_);
-    errno = 0;
-    std::ofstream file(orvHostPath(kOrvCaptureSequence), std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    file.close();
-    if (!file) {
-        const int error = errno;
-        OrvFileError failure(std::string("Write Error for file ") + kOrvCaptureSequence);
-        errno = error;
-        throw failure;
+    if (overwrite(orvHostPath(kOrvCaptureSequence), bytes) < 0) {
+        throwWriteError();
     }
 }

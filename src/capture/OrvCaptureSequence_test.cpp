@@ -2,11 +2,14 @@
 
 #include "mesg/OrvFileError.h"
 #include "profile/RecordingSwitch.h"
+#include "testing/SmallFlash.h"
 #include "word_order.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -105,6 +108,40 @@ TEST_F(OrvCaptureSequenceTest, cannotBeReadFromADirectory) {
     EXPECT_EQ(constructionError(), kReadError);
 }
 
+// A pipe with nobody at its other end, and one that somebody holds open.
+TEST_F(OrvCaptureSequenceTest, cannotBeReadFromAPipe) {
+    ASSERT_EQ(mkfifo(root_.at(kPath).c_str(), 0600), 0);
+    EXPECT_EQ(constructionError(), kReadError);
+    const int pipe = open(root_.at(kPath).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(pipe, 0);
+    ASSERT_EQ(write(pipe, "abcd", 4), 4);
+
+    EXPECT_EQ(constructionError(), kReadError);
+
+    std::array<char, 5> bytes{};
+    EXPECT_EQ(read(pipe, bytes.data(), bytes.size()), 4);  // neither read nor written to
+    close(pipe);
+}
+
+TEST_F(OrvCaptureSequenceTest, cannotBeReadFromADevice) {
+    ASSERT_EQ(symlink("/dev/zero", root_.at(kPath).c_str()), 0);
+    EXPECT_EQ(constructionError(), kReadError);
+}
+
+TEST_F(OrvCaptureSequenceTest, isNotHeldByAPipeWhenANumberIsToBeKept) {
+    OrvCaptureSequence sequence;
+    std::filesystem::remove(root_.at(kPath));
+    ASSERT_EQ(mkfifo(root_.at(kPath).c_str(), 0600), 0);
+
+    try {
+        sequence.nextSequence();
+        FAIL() << "nothing thrown";
+    } catch (const OrvFileError& error) {
+        EXPECT_EQ(errno, ENXIO);
+        EXPECT_STREQ(error.what(), kWriteError);
+    }
+}
+
 TEST_F(OrvCaptureSequenceTest, cannotBeReadWhenTheFileCannotBeExamined) {
     ASSERT_EQ(symlink("capture.seq", root_.at(kPath).c_str()), 0);
     EXPECT_EQ(constructionError(), kReadError);
@@ -133,6 +170,19 @@ TEST_F(OrvCaptureSequenceTest, noticesAFullDisk) {
     OrvCaptureSequence sequence;
     std::filesystem::remove(root_.at(kPath));
     ASSERT_EQ(symlink("/dev/full", root_.at(kPath).c_str()), 0);
+
+    try {
+        sequence.nextSequence();
+        FAIL() << "nothing thrown";
+    } catch (const OrvFileError& error) {
+        EXPECT_EQ(errno, ENOSPC);
+        EXPECT_STREQ(error.what(), kWriteError);
+    }
+}
+
+TEST_F(OrvCaptureSequenceTest, noticesThatOnlyAPartOfANumberHasRoom) {
+    OrvCaptureSequence sequence;
+    const SmallFlash flash(3);
 
     try {
         sequence.nextSequence();

@@ -1,0 +1,69 @@
+// What a capture leaves behind when there is no memory.
+#include "capture/OrvCaptureRun.h"
+#include "capture/OrvStartedCapture.h"
+#include "capture/ScriptedShell.h"
+#include "mesg/OrvCHMesg.h"
+#include "mesg/OrvSequenceSource.h"
+#include "profile/FailingMemory.h"
+#include "profile/RecordingSwitch.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+namespace {
+
+class CountedSequence final : public OrvSequenceSource {
+public:
+    std::uint32_t nextSequence() override { return ++last_; }
+
+private:
+    std::uint32_t last_ = 0;
+};
+
+int allocationsLeft = 0;
+std::unique_ptr<FailingMemory> noMemory;
+
+// From the end of the compressor on, one allocation fails.
+int runShell(const char* command) {
+    const int result = ScriptedShell::run(command);
+    if (std::string_view(command).starts_with("/bin/gzip ")) {
+        noMemory = std::make_unique<FailingMemory>(FailingMemory::kThrowing, allocationsLeft, 1);
+    }
+    return result;
+}
+
+TEST(OrvCaptureRunMemory, leavesNoCompressedFileWhicheverAllocationFailsWhileAttaching) {
+    constexpr char kAttachments[] = "/ostrel/conf/orv/callHome/attachments";
+    RecordingSwitch recording;
+    ScriptedShell shell(recording.root().path());
+    shell.support("output");
+    CountedSequence sequences;
+    OrvCaptureRun run(sequences, runShell);
+    const OrvStartedCapture capture;
+    unsigned thrown = 0;
+    bool failed = true;
+    for (allocationsLeft = 0; failed; ++allocationsLeft) {
+        std::unique_ptr<OrvCHMesg> mesg;
+        try {
+            EXPECT_EQ(run.execute(capture, mesg), 0);
+        } catch (const std::bad_alloc&) {
+            ++thrown;
+        }
+        failed = noMemory->failed();
+        noMemory.reset();
+
+        std::vector<std::string> expected;
+        if (mesg && !mesg->cronCapture()->Attachments.empty()) {
+            expected.push_back("smlCapture.txt.gz." + mesg->cronCapture()->Sequence);
+        }
+        EXPECT_EQ(recording.root().list(kAttachments), expected) << allocationsLeft;
+    }
+    EXPECT_GE(thrown, 2u);
+}
+
+}  // namespace
