@@ -373,4 +373,25 @@ TEST_F(OrvCHProfileRead, canBeReadAgain) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
+TEST_F(OrvCHProfileRead, canBeReadAgainWithTwoCaptures) {
+    const ProfileDriver::Values values{{"CaptureEnable", "True"}, {"NumberOfEmails", "0"}, {"CaptureEntries", "2"}};
+    driver_.readWhole(values, {}, {{"Fri", "17:05", "26"}, {"Sat", "18:00", "3"}});
+
+    start();
+    EXPECT_EQ(driver_.initial(values), 0);
+    EXPECT_EQ(driver_.types({"Cron", "Cron"}), 0);
+    EXPECT_EQ(driver_.attrs(0, {"Tue", "01:00", "2"}), 0);
+    // The answers of the first read do not count.
+    EXPECT_EQ(profile_.config(), 4u);
+    EXPECT_THAT(switch_.takeSent(), testing::Not(testing::Contains(kMarker)));
+    EXPECT_EQ(driver_.attrs(1, {"Wed", "03:00", "4"}), 0);
+
+    EXPECT_EQ(profile_.config(), 0u);
+    EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
+    ASSERT_NE(profile_.capture(), nullptr);
+    EXPECT_STREQ(profile_.capture()->dayName(), "Wed");
+    EXPECT_EQ(profile_.capture()->timeOfDayText(), "03:00");
+    EXPECT_EQ(profile_.capture()->intervalText(), "4");
+}
+
 }  // namespace
