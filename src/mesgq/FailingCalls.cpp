@@ -30,6 +30,9 @@ std::atomic<std::size_t> least{SIZE_MAX};
 std::atomic<std::size_t> most{0};
 // Allocations until the one that fails; that one is 1, and 0 is past it.
 unsigned allocationsLeft = 0;
+// Since counting began.
+unsigned allocations = 0;
+std::size_t allocatedBytes = 0;
 
 // Whether this call is to fail; errno is set then.
 bool fails(const char* call, std::string_view path) {
@@ -107,6 +110,18 @@ bool FailingNthAllocation::failed() const {
     return allocationsLeft == 0;
 }
 
+CountedAllocations::CountedAllocations() {
+    allocations = 0;
+    allocatedBytes = 0;
+}
+CountedAllocations::~CountedAllocations() = default;
+unsigned CountedAllocations::count() const {
+    return allocations;
+}
+std::size_t CountedAllocations::bytes() const {
+    return allocatedBytes;
+}
+
 CountedCalls::CountedCalls(std::string part) {
     plan = new Plan{{}, std::move(part), UINT_MAX};
 }
@@ -157,6 +172,11 @@ int __wrap_ftruncate64(int file, off_t size) {
 int __real_unlink(const char* path);
 int __wrap_unlink(const char* path) {
     return fails("unlink", std::string_view(path)) ? -1 : __real_unlink(path);
+}
+
+int __real_rename(const char* from, const char* to);
+int __wrap_rename(const char* from, const char* to) {
+    return fails("rename", std::string_view(from)) ? -1 : __real_rename(from, to);
 }
 
 int __real_link(const char* from, const char* to);
@@ -229,6 +249,8 @@ int __wrap_system(const char* command) {
 }  // extern "C"
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    ++allocations;
+    allocatedBytes += size;
     if (allocationsLeft > 0 && --allocationsLeft == 0) {
         return nullptr;
     }

@@ -4,8 +4,8 @@
 // FailingNth lives, and only on files whose path matches. A call that fails has had no effect, but close and fclose,
 // which always close.
 //
-// Calls: open close write ftruncate unlink link mkdir rmdir pread pwrite fdopen fread fgets fclose opendir readdir
-// system (whose path is the command).
+// Calls: open close write ftruncate unlink rename link mkdir rmdir pread pwrite fdopen fread fgets fclose opendir
+// readdir system (whose path is the command).
 #pragma once
 
 #include <cerrno>
@@ -75,4 +75,16 @@ public:
     FailingNthAllocation& operator=(const FailingNthAllocation&) = delete;
 
     bool failed() const;
+};
+
+// Counts the allocations while this lives. One at a time.
+class CountedAllocations {
+public:
+    CountedAllocations();
+    ~CountedAllocations();
+    CountedAllocations(const CountedAllocations&) = delete;
+    CountedAllocations& operator=(const CountedAllocations&) = delete;
+
+    unsigned count() const;
+    std::size_t bytes() const;
 };

@@ -11,11 +11,11 @@ std::size_t hashOf(const OrvCHMesg* message) {
     return std::hash<const OrvCHMesg*>()(message);
 }
 
-std::size_t hashOf(std::string_view key) {
+}  // namespace
+
+std::size_t OrvCHMesgQQueue::hashOfKey(std::string_view key) {
     return std::hash<std::string_view>()(key);
 }
-
-}  // namespace
 
 OrvCHMesgQQueue::~OrvCHMesgQQueue() {
     for (OrvCHMesgQEntry& entry : *this) {
@@ -73,7 +73,7 @@ OrvCHMesgQEntry* OrvCHMesgQQueue::findEntry(const OrvCHMesg* message) const {
 
 OrvCHMesgQEntry* OrvCHMesgQQueue::findDuplicate(std::string_view key) const {
     OrvCHMesgQEntry* first = nullptr;
-    for (OrvCHMesgQEntry* entry = byKey_.firstOf(hashOf(key)); entry; entry = byKey_.nextOf(*entry)) {
+    for (OrvCHMesgQEntry* entry = byKey_.firstOf(keyHash_(key)); entry; entry = byKey_.nextOf(*entry)) {
         if (entry->duplicateKey == key && (!first || entry->place < first->place)) {
             first = entry;
         }
@@ -98,7 +98,7 @@ void OrvCHMesgQQueue::index(OrvCHMesgQEntry& entry) {
     if (hasFiles()) {
         byId_.insert(entry, entry.uniqueId);
         if (entry.dupEligible) {
-            byKey_.insert(entry, hashOf(entry.duplicateKey));
+            byKey_.insert(entry, keyHash_(entry.duplicateKey));
         }
     }
 }

@@ -7,6 +7,7 @@
 
 #include "mesgq/OrvCHMesgQEntry.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -17,7 +18,10 @@ public:
     // What an entry is charged beyond its message's bytes.
     static constexpr std::uint32_t kEntryOverhead = 164;
 
-    explicit OrvCHMesgQQueue(ORV_CH_MESG_Q_TYPE type) : type_(type) {}
+    // A key's hash only makes it cheap to find; keys that share one are told apart.
+    using KeyHash = std::size_t (*)(std::string_view key);
+
+    explicit OrvCHMesgQQueue(ORV_CH_MESG_Q_TYPE type, KeyHash keyHash = hashOfKey) : type_(type), keyHash_(keyHash) {}
     ~OrvCHMesgQQueue();
     OrvCHMesgQQueue(const OrvCHMesgQQueue&) = delete;
     OrvCHMesgQQueue& operator=(const OrvCHMesgQQueue&) = delete;
@@ -68,6 +72,7 @@ public:
     Walk end() const { return Walk(nullptr); }
 
 private:
+    static std::size_t hashOfKey(std::string_view key);
     void index(OrvCHMesgQEntry& entry);
     void unindex(const OrvCHMesgQEntry& entry);
     void addToOrder(const OrvCHMesgQEntry& entry);
@@ -75,6 +80,7 @@ private:
     int rebuildOrder();
 
     const ORV_CH_MESG_Q_TYPE type_;
+    const KeyHash keyHash_;
     OrvCHMesgQEntry* head_ = nullptr;  // oldest
     OrvCHMesgQEntry* tail_ = nullptr;  // newest
     std::uint32_t count_ = 0;

@@ -244,4 +244,32 @@ TEST_F(OrvCHMesgQQueueTest, staysUnorderedOnceItWasRebuilt) {
     EXPECT_FALSE(queue_.ordered());
 }
 
+TEST_F(OrvCHMesgQQueueTest, clearsEligibilityOfOneEntryWhileItStays) {
+    OrvCHMesgQEntry& first = queue_.append(entry(0, "key"));
+    OrvCHMesgQEntry& second = queue_.append(entry(1, "key"));
+    queue_.clearDupEligible(first);
+
+    EXPECT_FALSE(first.dupEligible);
+    EXPECT_TRUE(second.dupEligible);
+    EXPECT_EQ(queue_.findDuplicate("key"), &second);
+    EXPECT_THAT(ids(), ElementsAre(0, 1));
+    EXPECT_EQ(queue_.findEntry(first.message.get()), &first);
+    queue_.clearDupEligible(second);
+    EXPECT_THAT(queue_.findDuplicate("key"), IsNull());
+}
+
+TEST_F(OrvCHMesgQQueueTest, keysOfOneHashAreToldApart) {
+    OrvCHMesgQQueue queue(ORV_CH_MESG_Q_SEND, [](std::string_view) { return std::size_t{7}; });
+    OrvCHMesgQEntry& one = queue.append(entry(0, "one"));
+    OrvCHMesgQEntry& two = queue.append(entry(1, "two"));
+    OrvCHMesgQEntry& oneAgain = queue.append(entry(2, "one"));
+
+    EXPECT_EQ(queue.findDuplicate("one"), &one);
+    EXPECT_EQ(queue.findDuplicate("two"), &two);
+    EXPECT_THAT(queue.findDuplicate("three"), IsNull());
+    queue.unlink(one);
+    EXPECT_EQ(queue.findDuplicate("one"), &oneAgain);
+    EXPECT_EQ(queue.findDuplicate("two"), &two);
+}
+
 }  // namespace

@@ -14,7 +14,7 @@ OrvCHMesgQEntry*& OrvEntryIndex::chainOf(std::size_t hash) const {
 }
 
 void OrvEntryIndex::insert(OrvCHMesgQEntry& entry, std::size_t hash) {
-    if (count_ == size()) {
+    if (count_ >= size()) {  // more when a table was missed before
         grow();
     }
     OrvCHMesgQEntry*& chain = chainOf(hash);

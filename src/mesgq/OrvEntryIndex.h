@@ -1,8 +1,8 @@
 // A hash index over queue entries that needs no memory for an entry: entries are chained through a link of their own.
 //
 // Thus moving a message from one queue to another cannot fail half way. Only the table of chains is allocated, and
-// one that cannot grow makes the chains longer and nothing else. Owns no entry; none may be destroyed while it is in
-// an index. Main thread only.
+// one that cannot grow makes the chains longer and nothing else, until the next entry. Owns no entry; none may be
+// destroyed while it is in an index that is still used. Main thread only.
 #pragma once
 
 #include <array>
