@@ -82,13 +82,14 @@ TEST_F(OrvCHMesgQFailingTest, reportsAnOrderFileThatCannotBeClosed) {
 }
 
 TEST_F(OrvCHMesgQFailingTest, aSignalBeforeAWriteIsNoFailure) {
+    add("first");
     {
         const FailingNth failing(2, "/send/order", EINTR);
         EXPECT_EQ(add("one"), 0);
         EXPECT_TRUE(failing.failed());
     }
     EXPECT_THAT(takeLog(), IsEmpty());
-    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({1, 0}));
+    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({2, 0, 1}));
 }
 
 TEST_F(OrvCHMesgQFailingTest, reportsMissingMemoryForTheOrderFile) {
@@ -228,6 +229,7 @@ TEST_F(OrvCHMesgQFailingTest, whatWasAcceptedSurvivesAKillBetweenAnyTwoCalls) {
 
 TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait) {
     configure({{"FileSystemSpaceAllowed", "4294967295"}, {"FilesAllowed", "4294967295"}});
+    add("first");
     std::vector<unsigned> calls;
     for (int i = 0; i < 1500; ++i) {
         const CountedCalls counted("/ostrel/");
@@ -239,6 +241,56 @@ TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait)
     const CountedCalls counted("/ostrel/");
     EXPECT_EQ(add("text 700"), 0);
     EXPECT_EQ(counted.calls(), 7u) << "a repeat rewrites one entry";
+}
+
+TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage) {
+    const auto killed = [this](unsigned nth) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const KillAtNth kill(nth, "/ostrel/");
+            add("two");
+            ::_exit(0);
+        }
+        int ended = 0;
+        EXPECT_EQ(::waitpid(child, &ended, 0), child);
+        return WIFEXITED(ended) && WEXITSTATUS(ended) == KillAtNth::kKilled;
+    };
+    unsigned nth = 0;
+    unsigned without = 0;
+    for (bool again = true; again;) {
+        wipe();
+        std::filesystem::remove(switch_.root().at(kOrder));
+        switch_.root().write(kEntry, messageFile("one") + stateBlock());
+        restartAndOpen();
+        again = killed(++nth);
+        without += !switch_.root().exists(kOrder);
+        EXPECT_THAT(switch_.root().read(kOrder), testing::AnyOf("", wordsToBytes({2, 0, 1}))) << nth;
+        restartAndOpen();
+        EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), Contains("one")) << nth;
+    }
+    EXPECT_THAT(files(kSendDir), testing::ElementsAre("m0", "m1", "order"));
+    EXPECT_GT(nth, 8u);
+    EXPECT_GT(without, 4u);
+}
+
+TEST_F(OrvCHMesgQFailingTest, aFirstOrderFileThatCannotBeMadeDoesNotCome) {
+    const std::pair<const char*, std::string> kRows[] = {{"open", "Unable to open file " + kOrder},
+                                                         {"write", "Unable to write 8 bytes to file " + kOrder},
+                                                         {"ftruncate", "Unable to write 8 bytes to file " + kOrder},
+                                                         {"rename", "Unable to open file " + kOrder}};
+    for (const auto& [call, text] : kRows) {
+        wipe();
+        std::filesystem::remove(switch_.root().at(kOrder));
+        {
+            const FailingCall failing(call, "/send/order.new", EIO);
+            EXPECT_EQ(add("one"), 0);
+            EXPECT_EQ(failing.failures(), 1u) << call;
+        }
+        EXPECT_EQ(takeLog(), (Log{{15, text}})) << call;
+        EXPECT_EQ(files(kSendDir), Texts{"m0"}) << call;
+        restartAndOpen();
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"}) << "the directory is listed";
+    }
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ constexpr char kSave[] = "saveEntryToFile";
 constexpr char kDelete[] = "deleteEntryFile";
 constexpr char kOrder[] = "updateOrderFile";
 constexpr mode_t kFileMode = 0666;
+// Of an order file that is not yet whole; no start takes it for an entry's.
+constexpr char kNewSuffix[] = ".new";
 
 // One write, repeated only when a signal came first. 0, or -1 with errno.
 int writeWhole(int file, const void* data, std::size_t size) {
@@ -52,18 +55,11 @@ int unlinkEntryFile(const std::string& path) {
     return 0;
 }
 
-void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
-    const std::string hostPath = orvHostPath(path);
-    // Not emptied first: an empty order file would hide every message of this queue from the next start. Not waiting
-    // for the reader of a pipe in its place either.
-    const int file = ::open(hostPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
-    if (file < 0) {
-        orvLog(kOrvLogInternal, "Unable to open file %s", path.c_str());
-        orvTrace(kTraceModule, kOrder, "unable to open file %s\n", path.c_str());
-        return;
-    }
+// Fills an order file and closes it. 0, or -1 for one that was not written whole.
+int fillOrderFile(int file, const std::string& path, const std::vector<std::uint32_t>& words) {
     const std::size_t size = words.size() * sizeof(std::uint32_t);
-    if (writeAndCut(file, words.data(), size) < 0) {
+    const int written = writeAndCut(file, words.data(), size);
+    if (written < 0) {
         orvLog(kOrvLogInternal, "Unable to write %u bytes to file %s", static_cast<unsigned>(size), path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to write %u bytes to file %s\n", static_cast<unsigned>(size),
                  path.c_str());
@@ -71,6 +67,43 @@ void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& w
     if (::close(file) < 0) {
         orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to close file %s\n", path.c_str());
+    }
+    return written;
+}
+
+void reportUnopened(const std::string& path) {
+    orvLog(kOrvLogInternal, "Unable to open file %s", path.c_str());
+    orvTrace(kTraceModule, kOrder, "unable to open file %s\n", path.c_str());
+}
+
+// The queue's first order file comes by its name with its words in it. One that cannot be written does not come: a
+// start lists the directory then.
+void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
+    const std::string hostPath = orvHostPath(path);
+    const std::string newPath = hostPath + kNewSuffix;
+    const int file = ::open(newPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
+    if (file < 0) {
+        reportUnopened(path);
+        return;
+    }
+    if (fillOrderFile(file, path, words) < 0) {
+        static_cast<void>(::unlink(newPath.c_str()));
+    } else if (std::rename(newPath.c_str(), hostPath.c_str()) < 0) {
+        reportUnopened(path);
+        static_cast<void>(::unlink(newPath.c_str()));
+    }
+}
+
+// At no moment is there an empty order file: it would hide every message of this queue from the next start.
+void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
+    // Not emptied first, and not waiting for the reader of a pipe in its place either.
+    const int file = ::open(orvHostPath(path).c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file >= 0) {
+        static_cast<void>(fillOrderFile(file, path, words));
+    } else if (errno == ENOENT) {
+        writeFirstOrderFile(path, words);
+    } else {
+        reportUnopened(path);
     }
 }
 
@@ -81,7 +114,6 @@ int OrvCHMesgQ::saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) 
         return 0;
     }
     orvBestEffort(kSave, [&] { saveMessage(entry, queue); });
-    entry.fileMissing = false;
     updateOrderFile(queue);
     orvBestEffort(kSave, [&] { appendState(entry, queue); });
     return 0;
