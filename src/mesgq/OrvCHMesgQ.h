@@ -138,7 +138,8 @@ private:
     void init();
     void readPersistentData();
     void reconstituteQueue(OrvCHMesgQQueue& queue, const char* dir);
-    void reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, std::FILE& orderFile, std::uint32_t count);
+    void reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, const std::string& path, std::FILE& orderFile,
+                             std::uint32_t count);
     void reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char* dir);
     void reconstituteListed(OrvCHMesgQQueue& queue, const char* dir, const char* line);
     void reconstituteNumber(OrvCHMesgQQueue& queue, const char* dir, std::uint32_t uniqueId);
@@ -161,6 +162,8 @@ private:
     void endThrottling(OrvCHMesgQEntry& entry);
     void persistQueueChores(std::uint32_t now);
     void pendingActionChores();
+    void probeInformation() const;
+    void probeStatistics() const;
 
     dsClient& store_;
     orvClient& responses_;

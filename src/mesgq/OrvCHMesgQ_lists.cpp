@@ -84,9 +84,6 @@ OrvCHMesgQEntry* OrvCHMesgQ::addInternal(OrvCHMesgQQueue& queue, std::unique_ptr
 }
 
 std::unique_ptr<OrvCHMesgQEntry> OrvCHMesgQ::removeInternal(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
-    if (entry.open) {
-        ORV_TRACE("entry (%u) is still open\n", entry.uniqueId);
-    }
     std::unique_ptr<OrvCHMesgQEntry> removed = queue.unlink(entry);
     spaceInUse_ -= removed->bytesToSave + OrvCHMesgQQueue::kEntryOverhead;
     if (queue.hasFiles()) {

@@ -2,12 +2,17 @@
 #include "mesgq/FailingCalls.h"
 #include "mesgq/MesgQTest.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
+using testing::AnyOf;
+using testing::Contains;
 using testing::IsEmpty;
 
 class OrvCHMesgQMemoryTest : public MesgQTest {
@@ -165,6 +170,21 @@ TEST_F(OrvCHMesgQMemoryTest, clearingAndFlushingAreDoneWholeWhicheverAllocationF
             EXPECT_EQ(queue_->sendCount(), 0u);
             EXPECT_EQ(texts(ORV_CH_MESG_Q_PERSIST), Texts{"lasting"});
         });
+    failEachAllocation(
+        [&] {
+            park("counted");
+            add("counted");
+            park("silent");
+            add("waiting");
+        },
+        [&] { EXPECT_EQ(queue_->flushDuplicateQueue(), 0); },
+        [&](bool) {
+            ASSERT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"waiting", "counted"}));
+            EXPECT_FALSE(entry(ORV_CH_MESG_Q_SEND, 0).dupEligible);
+            EXPECT_FALSE(entry(ORV_CH_MESG_Q_SEND, 1).dupEligible);
+            EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 1).message->DuplicateCount, 1);
+            EXPECT_THAT(texts(ORV_CH_MESG_Q_DUPLICATE), IsEmpty());
+        });
 }
 
 TEST_F(OrvCHMesgQMemoryTest, aDeletionWithoutMemoryLeavesItsFileAndSaysSo) {
@@ -216,6 +236,91 @@ TEST_F(OrvCHMesgQMemoryTest, indexesThatCannotGrowFindEverythingAllTheSame) {
     EXPECT_EQ(queue_->sendCount(), static_cast<std::uint32_t>(kMany));
     EXPECT_EQ(queue_->statistics().duplicateReceived, static_cast<std::uint32_t>(kMany));
     checkConsistency(false);
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aStartThatFindsNoMemoryOpensAndNamesWhatItLeftOut) {
+    const std::pair<std::string, std::string> kFiles[] = {{std::string(kSendDir) + "/m0", "one"},
+                                                          {std::string(kSendDir) + "/m1", "two"}};
+    unsigned leftOut = 0;
+    bool failed = true;
+    for (unsigned nth = 1; failed; ++nth) {
+        SCOPED_TRACE(nth);
+        wipe();
+        restart();
+        for (const auto& [path, text] : kFiles) {
+            switch_.root().write(path, messageFile(text) + stateBlock());
+        }
+        std::filesystem::remove(switch_.root().at(std::string(kSendDir) + "/order"));
+        configure();
+        queue_->setMonitorReady();
+        takeTexts();
+        {
+            const FailingNthAllocation failing(nth);
+            queue_->oneSecondChores();
+            failed = failing.failed();
+        }
+        ASSERT_TRUE(queue_->openForBusiness());
+        const Texts said = takeTexts();
+        const Texts restored = texts(ORV_CH_MESG_Q_SEND);
+        for (const auto& [path, text] : kFiles) {
+            if (std::ranges::count(restored, text) == 0) {
+                ++leftOut;
+                EXPECT_TRUE(failed);
+                EXPECT_THAT(said, Contains(AnyOf("Error restoring message from " + path + ", ignoring",
+                                                 "Unable to add message from file " + path + " to queue")));
+                EXPECT_TRUE(switch_.root().exists(path)) << "the next start may find memory for it";
+            }
+        }
+        EXPECT_EQ(queue_->statistics().reconstituted, restored.size());
+        checkConsistency(false);
+    }
+    EXPECT_GT(leftOut, 10u);
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aFileThatFindsNoMemoryIsNamedLikeOneThatCannotBeRestored) {
+    const std::string path = std::string(kSendDir) + "/m7";
+    wipe();
+    restart();
+    switch_.root().write(path, messageFile("one") + stateBlock());
+    std::filesystem::remove(switch_.root().at(std::string(kSendDir) + "/order"));
+    configure();
+    queue_->setMonitorReady();
+    takeTexts();
+    takeTrace();
+    {
+        const FailingAllocation failing(sizeof(OrvCHMesg), sizeof(OrvCHMesg));
+        queue_->oneSecondChores();
+    }
+    EXPECT_EQ(takeTexts(),
+              (Texts{"Unable to open file " + std::string(kSendDir) + "/order",
+                     "System resource error - contact technical support", "OrvApp - cannot allocate memory",
+                     "Error restoring message from " + path + ", ignoring"}));
+    EXPECT_THAT(takeTrace(),
+                Contains("reconstituteMsgFromFile: Problem restoring msg 7 from file " + path + ", ignoring\n"));
+    EXPECT_EQ(queue_->sendCount(), 0u);
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aQueueThatFindsNoMemoryTwiceIsLeftOutAndNamed) {
+    for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
+        wipe();
+        restart();
+        configure();
+        queue_->setMonitorReady();
+        takeTexts();
+        takeTrace();
+        const std::string order = std::string(directory) + "/order";
+        {
+            const FailingAllocation failing(order.size() + 1, order.size() + 1);
+            queue_->oneSecondChores();
+        }
+        EXPECT_TRUE(queue_->openForBusiness());
+        const std::string kAlarm = "System resource error - contact technical support";
+        const std::string kNoMemory = "OrvApp - cannot allocate memory";
+        EXPECT_EQ(takeTexts(), (Texts{kAlarm, kNoMemory, kAlarm, kNoMemory,
+                                      std::string("Error restoring messages from ") + directory + ", ignoring"}));
+        EXPECT_THAT(takeTrace(), Contains(std::string("reconstituteQueue: Problem restoring the queue from ") +
+                                          directory + ", ignoring\n"));
+    }
 }
 
 }  // namespace

@@ -25,6 +25,9 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvCHMesgQ";
 constexpr int kLevel = kOrvLogTask;
+// Their steps are traced under these names.
+constexpr char kHardWay[] = "reconstituteQueueTheHardWay";
+constexpr char kRestoreFile[] = "reconstituteMsgFromFile";
 constexpr int kListLine = 12;
 constexpr std::size_t kNameDigits = 10;
 constexpr mode_t kPrivateMode = 0600;
@@ -91,6 +94,49 @@ int listDirectory(const char* dir) {
     return std::system(command.c_str());
 }
 
+// Null, reported, when there is no listing to be had.
+OrvFilePtr openListing(const char* dir) {
+    if (listDirectory(dir) < 0) {
+        orvLog(kLevel, "Unable to create file %s", kOrvQueueListing);
+        return nullptr;
+    }
+    int error = 0;
+    OrvFilePtr list = openForReading(kOrvQueueListing, error);
+    if (!list) {
+        orvLog(kLevel, "Unable to open file %s", kOrvQueueListing);
+        orvTrace(kTraceModule, kHardWay, "unable to open  file %s for reading, errno = %s(%d)\n", kOrvQueueListing,
+                 orvErrorText(error).c_str(), error);
+    }
+    return list;
+}
+
+void deleteListing() {
+    const std::string hostPath = orvHostPath(kOrvQueueListing);
+    if (::unlink(hostPath.c_str()) < 0) {
+        const int error = errno;
+        orvTrace(kTraceModule, kHardWay, "error deleting file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
+    }
+}
+
+// For a step without which a whole queue stays behind, and before which nothing of the queue is on the lists: memory
+// may be back at once, and the next start may be months away.
+template <typename Step>
+void restoreOnceMore(const char* where, const char* dir, Step&& step) {
+    const auto guarded = [&] {
+        step();
+        return 0;
+    };
+    if (orvGuarded(where, guarded) < 0 && orvGuarded(where, guarded) < 0) {
+        orvLog(kLevel, "Error restoring messages from %s, ignoring", dir);
+        orvTrace(kTraceModule, where, "Problem restoring the queue from %s, ignoring\n", dir);
+    }
+}
+
+void reportUnrestored(const char* path, std::uint32_t uniqueId) {
+    orvLog(kLevel, "Error restoring message from %s, ignoring", path);
+    orvTrace(kTraceModule, kRestoreFile, "Problem restoring msg %u from file %s, ignoring\n", uniqueId, path);
+}
+
 }  // namespace
 
 void OrvCHMesgQ::init() {
@@ -107,7 +153,8 @@ void OrvCHMesgQ::readPersistentData() {
     // Whatever fails, the rest is restored and the queue opens: nothing would be kept or mailed otherwise.
     orvBestEffort("stageAttachments", [this] { attachments_.stageAttachments(); });
     for (OrvCHMesgQQueue* const queue : {&duplicate_, &send_, &persist_}) {
-        orvBestEffort("reconstituteQueue", [&] { reconstituteQueue(*queue, orvQueueDirectory(queue->type())); });
+        const char* const dir = orvQueueDirectory(queue->type());
+        restoreOnceMore("reconstituteQueue", dir, [&] { reconstituteQueue(*queue, dir); });
     }
     orvBestEffort("cleanAttachments", [this] { attachments_.cleanAttachments(); });
     static_cast<void>(flushDuplicateQueue());
@@ -138,13 +185,13 @@ void OrvCHMesgQ::reconstituteQueue(OrvCHMesgQQueue& queue, const char* dir) {
         reconstituteQueueTheHardWay(queue, dir);
         return;
     } else {
-        reconstituteInOrder(queue, dir, *file, std::min(count, filesAllowed_));
+        reconstituteInOrder(queue, dir, path, *file, std::min(count, filesAllowed_));
     }
     closeOrderFile(std::move(file), path);
 }
 
-void OrvCHMesgQ::reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, std::FILE& orderFile,
-                                     std::uint32_t count) {
+void OrvCHMesgQ::reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, const std::string& path,
+                                     std::FILE& orderFile, std::uint32_t count) {
     static constexpr char kMethod[] = "reconstituteQueue";
     const std::uint32_t size = (count + 1) * static_cast<std::uint32_t>(sizeof(std::uint32_t));
     const std::unique_ptr<std::uint32_t[]> ids(count < kMaxOrderWords ? new (std::nothrow) std::uint32_t[count + 1]
@@ -156,7 +203,6 @@ void OrvCHMesgQ::reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, st
         return;
     }
     if (std::fread(ids.get(), sizeof(std::uint32_t), count, &orderFile) != count) {
-        const std::string path = orvOrderPath(dir);
         orvLog(kLevel, "Unable to read uniqueId field from file %s", path.c_str());
         orvTrace(kTraceModule, kMethod, "unable to read uniqueId data from file %s\n", path.c_str());
         reconstituteQueueTheHardWay(queue, dir);
@@ -169,16 +215,9 @@ void OrvCHMesgQ::reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, st
 
 void OrvCHMesgQ::reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char* dir) {
     ORV_TRACE("queue type = %s\n", queue.name());
-    if (listDirectory(dir) < 0) {
-        orvLog(kLevel, "Unable to create file %s", kOrvQueueListing);
-        return;
-    }
-    int error = 0;
-    OrvFilePtr list = openForReading(kOrvQueueListing, error);
+    OrvFilePtr list;
+    restoreOnceMore(__func__, dir, [&] { list = openListing(dir); });
     if (!list) {
-        orvLog(kLevel, "Unable to open file %s", kOrvQueueListing);
-        ORV_TRACE("unable to open  file %s for reading, errno = %s(%d)\n", kOrvQueueListing,
-                  orvErrorText(error).c_str(), error);
         return;
     }
     // A name of more than ten digits comes in pieces.
@@ -190,11 +229,7 @@ void OrvCHMesgQ::reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char*
         orvLog(kLevel, "Error attempting to close file %s", kOrvQueueListing);
         ORV_TRACE("unable to close order file\n");
     }
-    const std::string hostPath = orvHostPath(kOrvQueueListing);
-    if (::unlink(hostPath.c_str()) < 0) {
-        error = errno;
-        ORV_TRACE("error deleting file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
-    }
+    orvBestEffort(kHardWay, deleteListing);
     queue.setUnordered();
 }
 
@@ -203,16 +238,23 @@ void OrvCHMesgQ::reconstituteListed(OrvCHMesgQQueue& queue, const char* dir, con
     const OrvUnsignedNumber number = orvToUnsigned(name.substr(std::min<std::size_t>(1, name.size()), kNameDigits));
     if (number.outOfRange) {
         orvLog(kLevel, "Invalid file name %s, skipping", line);
-        orvTrace(kTraceModule, "reconstituteQueueTheHardWay", "skipping file %s, invalid file name\n", line);
+        orvTrace(kTraceModule, kHardWay, "skipping file %s, invalid file name\n", line);
         return;
     }
     reconstituteNumber(queue, dir, number.value);
 }
 
-// A file that is too much for the memory is left out like any other that cannot be restored.
+// A file that is too much for the memory is left out and named like any other that cannot be restored.
 void OrvCHMesgQ::reconstituteNumber(OrvCHMesgQQueue& queue, const char* dir, std::uint32_t uniqueId) {
-    orvBestEffort("reconstituteMsgFromFile",
-                  [&] { reconstituteMsgFromFile(queue, orvEntryPath(dir, uniqueId), uniqueId); });
+    const auto restore = [&] {
+        reconstituteMsgFromFile(queue, orvEntryPath(dir, uniqueId), uniqueId);
+        return 0;
+    };
+    if (orvGuarded(kRestoreFile, restore) < 0) {
+        char path[kOrvPathBuffer];
+        orvEntryPath(path, dir, uniqueId);
+        reportUnrestored(path, uniqueId);
+    }
 }
 
 void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::string& path, std::uint32_t uniqueId) {
@@ -220,8 +262,7 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
     auto message = std::make_unique<OrvCHMesg>();
     message->FileName = path;
     if (message->restore() != 0) {
-        orvLog(kLevel, "Error restoring message from %s, ignoring", path.c_str());
-        ORV_TRACE("Problem restoring msg %u from file %s, ignoring\n", uniqueId, path.c_str());
+        reportUnrestored(path.c_str(), uniqueId);
         return;
     }
     OrvCHAttachmentFiles::linkAttachments(*message);

@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr std::size_t kPathBuffer = 64;
 constexpr int kLineBuffer = 80;
 constexpr mode_t kDirectoryMode = 0777;
 
@@ -86,15 +85,19 @@ void orvMakeQueueDirectories() {
     }
 }
 
-std::string orvEntryPath(const char* directory, std::uint32_t uniqueId) {
-    char path[kPathBuffer];
+void orvEntryPath(char (&path)[kOrvPathBuffer], const char* directory, std::uint32_t uniqueId) {
     // Kept: a number beyond 2147483647 stands with a minus sign in the name.
     static_cast<void>(std::snprintf(path, sizeof path, "%s%sm%d", directory, "/", static_cast<std::int32_t>(uniqueId)));
+}
+
+std::string orvEntryPath(const char* directory, std::uint32_t uniqueId) {
+    char path[kOrvPathBuffer];
+    orvEntryPath(path, directory, uniqueId);
     return path;
 }
 
 std::string orvOrderPath(const char* directory) {
-    char path[kPathBuffer];
+    char path[kOrvPathBuffer];
     static_cast<void>(std::snprintf(path, sizeof path, "%s%sorder", directory, "/"));
     return path;
 }

@@ -5,6 +5,7 @@
 
 #include "mesgq/OrvCHMesgQEntry.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -29,6 +30,9 @@ void orvMakeQueueDirectories();
 
 // "<directory>/m<uniqueId>", at most 63 characters.
 std::string orvEntryPath(const char* directory, std::uint32_t uniqueId);
+// The same where there may be no memory for a string.
+inline constexpr std::size_t kOrvPathBuffer = 64;
+void orvEntryPath(char (&path)[kOrvPathBuffer], const char* directory, std::uint32_t uniqueId);
 // "<directory>/order", at most 63 characters.
 std::string orvOrderPath(const char* directory);
 
