@@ -375,11 +375,20 @@ TEST_F(OrvCHMesgQAdmissionTest, roomMadeForSpaceIsNotGivenBackWhenTheFileCheckFa
 
 TEST_F(OrvCHMesgQAdmissionTest, withoutQuotasTheSumsDoNotWrap) {
     open({{"FileSystemSpaceAllowed", "4294967295"}, {"FilesAllowed", "4294967295"}});
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(add("text " + std::to_string(i)), 0);
+    constexpr std::int32_t kHuge = INT32_MAX;
+    constexpr std::uint32_t kCharge = kHuge + 164u;  // two of them pass 32 bits
+    for (const char* sequence : {"1", "2"}) {
+        auto capture = std::make_unique<OrvCHMesg>(OrvCHMesg::kCronCapture);
+        capture->cronCapture()->Sequence = sequence;
+        capture->cronCapture()->AttachmentBytes = kHuge;
+        takeTrace();
+        EXPECT_EQ(queue_->add(std::move(capture), false, false, 86400, -1, false), 0);
     }
-    EXPECT_EQ(queue_->sendCount(), 5u);
-    EXPECT_EQ(queue_->statistics().deletedForSpace, 0u);
+    EXPECT_EQ(takeTrace()[1], "makeRoom: sizeNeeded = 327\n");
+    ASSERT_EQ(queue_->sendCount(), 1u);
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).message->cronCapture()->Sequence, "2");
+    EXPECT_EQ(queue_->spaceInUse(), kCharge);
+    EXPECT_EQ(queue_->statistics().deletedForSpace, 1u);
 }
 
 TEST_F(OrvCHMesgQAdmissionTest, reportsATestResultThatCannotBeSent) {

@@ -340,4 +340,83 @@ TEST_F(OrvCHMesgQChoresTest, aFlushThatMeetsTheSyncAgainIsForgotten) {
     EXPECT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), Texts{"one"});
 }
 
+TEST_F(OrvCHMesgQChoresTest, aPostponedDeletionComesBeforeTheDiscardPeriod) {
+    add("one");
+    OrvCHMesg* const next = queue_->peekOpen();
+    queue_->setSyncInProgress(true);
+    queue_->peekDelete(next, 0);
+    queue_->setSyncInProgress(false);
+    seconds(100000);
+    chores();
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), Texts{"one"});
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).markedForDeletion, 0u);
+    EXPECT_EQ(queue_->statistics().sendOk, 1u);
+    EXPECT_EQ(queue_->statistics().deletedForTime, 0u);
+}
+
+TEST_F(OrvCHMesgQChoresTest, anOldMarkedMessageGoesByItsMarkNotByItsAge) {
+    addTest("test", "Profile");
+    entry(ORV_CH_MESG_Q_SEND, 0).markedForDeletion = kOrvMarkedByClear;
+    seconds(100000);
+    EXPECT_EQ(choresTrace(), Texts{"discard msg marked for deletion from send queue\n"});
+    EXPECT_EQ(queue_->statistics().deletedForClearReq, 1u);
+    EXPECT_EQ(queue_->statistics().deletedForTime, 0u);
+    EXPECT_EQ(takeTestResults(), (std::vector<std::pair<std::string, std::uint32_t>>{{"Profile", 2}}));
+}
+
+TEST_F(OrvCHMesgQChoresTest, anOldMessageIsDiscardedForTimeThoughSpaceIsShortToo) {
+    add("open");
+    queue_->peekOpen();
+    add("closed");
+    quota("FileSystemSpaceAllowed", "1");
+    seconds(100000);
+    const std::uint32_t received = entry(ORV_CH_MESG_Q_SEND, 1).received;
+    const std::uint32_t now = uptime() + 1;
+    EXPECT_EQ(choresTrace(), Texts{"discarded old msg from send queue, now = " + std::to_string(now) +
+                                   ", received = " + std::to_string(received) + ", discardPeriod = 86400\n"});
+    EXPECT_EQ(queue_->statistics().deletedForTime, 1u);
+    EXPECT_EQ(queue_->statistics().deletedForSpace, 0u);
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).markedForDeletion, kOrvMarkedForTime);
+}
+
+TEST_F(OrvCHMesgQChoresTest, spaceComesBeforeTheFileCount) {
+    add("open");
+    add("closed");
+    queue_->peekOpen();
+    const std::vector<DsEntry> entries = {{"FileSystemSpaceAllowed", 1, std::to_string(charge("open"))},
+                                          {"FilesAllowed", 1, "0"}};
+    queue_->processConfigBulk(entries, std::vector<std::int32_t>{0, 0});
+    EXPECT_EQ(choresTrace(), (Texts{"mark (open) msg in send queue for deletion to reduce file system usage\n",
+                                    "discarded msg from send queue to reduce file system usage\n"}));
+    EXPECT_EQ(queue_->statistics().deletedForSpace, 1u);
+    EXPECT_EQ(queue_->statistics().deletedForFileLimit, 0u);
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).markedForDeletion, kOrvMarkedForSpace);
+}
+
+TEST_F(OrvCHMesgQChoresTest, aReturnedMessageIsNotLookedAtInTheSameTick) {
+    quota("DiscardPeriod", "5");
+    park("one");
+    add("one");
+    addPersistent("lasting", 10, -1);
+    mailNext();
+    seconds(15);
+    chores();
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"one", "lasting"})) << "older than the discard period, but back";
+    EXPECT_EQ(queue_->statistics().deletedForTime, 0u);
+    chores();
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"lasting"});
+    EXPECT_EQ(queue_->statistics().deletedForTime, 1u);
+}
+
+TEST_F(OrvCHMesgQChoresTest, closedMarkedMessagesGoDuringASyncToo) {
+    add("one");
+    queue_->setSyncInProgress(true);
+    queue_->clearQueue();
+    EXPECT_EQ(queue_->sendCount(), 1u);
+    EXPECT_EQ(choresTrace(), Texts{"discard msg marked for deletion from send queue\n"});
+    EXPECT_EQ(queue_->sendCount(), 0u);
+    EXPECT_EQ(queue_->statistics().deletedForClearReq, 1u);
+    checkConsistency();
+}
+
 }  // namespace

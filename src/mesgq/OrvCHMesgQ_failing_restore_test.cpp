@@ -2,6 +2,9 @@
 #include "mesgq/FailingCalls.h"
 #include "mesgq/MesgQTest.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <bit>
 #include <cerrno>
@@ -284,6 +287,53 @@ TEST_F(OrvCHMesgQFailingRestoreTest, everySingleFailureStillOpensTheQueue) {
         }
     }
     EXPECT_GT(nth, 60u);
+}
+
+// What a kill leaves: the state word, and the names in both directories.
+TEST_F(OrvCHMesgQFailingRestoreTest, theStateIsWrittenLastOfEachStep) {
+    const auto seen = [this] {
+        const auto names = [this](const char* directory) {
+            std::string list;
+            for (const std::string& name : files(directory)) {
+                list += " " + name;
+            }
+            return switch_.root().exists(directory) ? list : std::string(" none");
+        };
+        const std::string word = switch_.root().read(kAttachmentState);
+        const std::string state = word.empty() ? "not written" : word == wordsToBytes({0}) ? "0" : "1";
+        return state + ", attachments:" + names(kAttachments) + ", stage:" + names(kStage);
+    };
+    Texts steps;
+    int status = KillAtNth::kKilled;
+    for (unsigned nth = 1; status == KillAtNth::kKilled; ++nth) {
+        std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
+        for (const char* directory : {kSendDir, kDuplicateDir, kPersistDir}) {
+            switch_.root().write(std::string(directory) + "/order", "");
+        }
+        switch_.root().write(std::string(kAttachments) + "/a.7", "");
+        restart();
+        configure();
+        queue_->setMonitorReady();
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const KillAtNth kill(nth, "/ostrel/");
+            queue_->oneSecondChores();
+            ::_exit(0);
+        }
+        int ended = 0;
+        ASSERT_EQ(::waitpid(child, &ended, 0), child);
+        ASSERT_TRUE(WIFEXITED(ended));
+        status = WEXITSTATUS(ended);
+        if (steps.empty() || steps.back() != seen()) {
+            steps.push_back(seen());
+        }
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(steps,
+              (Texts{"not written, attachments: a.7, stage:", "not written, attachments: a.7, stage: a.7",
+                     "not written, attachments:, stage: a.7", "0, attachments:, stage: a.7",
+                     "0, attachments:, stage:", "0, attachments:, stage: none", "1, attachments:, stage: none"}));
 }
 
 }  // namespace
