@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <random>
 
 CaptureFixture::CaptureFixture() {
     support("report 'everything is well'");
@@ -127,13 +126,4 @@ std::string CaptureFixture::judged(const std::string& mail, const std::map<std::
         return "";
     }
     return "not accepted: " + root_.read(court + "/verdict");
-}
-
-std::string noiseOf(std::size_t count) {
-    std::mt19937 random(4711);
-    std::string bytes(count, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(random());
-    }
-    return bytes;
 }

@@ -57,6 +57,3 @@ protected:
     std::string judged(const std::string& mail, const std::map<std::string, std::string>& files,
                        const std::string& options = "");
 };
-
-// Bytes that no compressor makes shorter.
-std::string noiseOf(std::size_t count);

@@ -2,11 +2,11 @@
 #include "app/CaptureFixture.h"
 
 #include "mesg/OrvFileError.h"
+#include "testing/SmallFlash.h"
 
-#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <thread>
@@ -223,6 +223,7 @@ TEST_F(Captures, keepTheDaemonFromStartingWhenTheirNumberCannotBeRead) {
         {"too short", [this] { root_.write(kSequence, "abc"); }},
         {"a directory", [&path] { std::filesystem::create_directories(path); }},
         {"not to be examined", [&path] { std::filesystem::create_symlink("capture.seq", path); }},
+        {"a pipe", [&path] { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); }},
         {"not to be read", [&path] { std::filesystem::create_symlink("/proc/self/mem", path); }},
     };
     for (const auto& [name, makeBroken] : broken) {
@@ -303,11 +304,9 @@ TEST_F(Captures, areMailedAlthoughTheFlashIsFullWhenTheyAreSaved) {
     supportThatWaits();
     tickToCheck();
     ASSERT_TRUE(waitUntilItRuns());
-    void (*const formerAction)(int) = std::signal(SIGXFSZ, SIG_IGN);
     letGoOn();
     // The capture's files are made by the thread meanwhile; the main thread does not save before it is let run.
     const std::string target = std::string(kAttachments) + "/smlCapture.txt.gz.1";
-    ASSERT_TRUE(primary_.waitUntil([] { return true; }));
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     const auto done = [&] {
         const std::vector<std::string> lines = root_.trace("orv.out.Capture");
@@ -318,14 +317,10 @@ TEST_F(Captures, areMailedAlthoughTheFlashIsFullWhenTheyAreSaved) {
         std::this_thread::yield();
     }
     ASSERT_TRUE(done());
-    rlimit former{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
-    const rlimit full{100, former.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
-    const bool saved = switch_->runUntil([this] { return root_.list(kSendQueue).size() == 2; });
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
-    std::signal(SIGXFSZ, formerAction);
-    ASSERT_TRUE(saved);
+    {
+        const SmallFlash flash(100);
+        ASSERT_TRUE(switch_->runUntil([this] { return root_.list(kSendQueue).size() == 2; }));
+    }
     EXPECT_LE(root_.read(std::string(kSendQueue) + "/m0").size(), 100u);
 
     switch_->tick(2);
@@ -345,15 +340,14 @@ TEST_F(Captures, dueInOneCheckFinishInOrderOneAtATimeWhileTheMainThreadTicks) {
     ASSERT_TRUE(waitUntilItRuns());
     EXPECT_EQ(started(), 10u);
 
-    // Nothing else than the first one runs, and seconds pass as ever.
-    const std::size_t before = traced("OrvCHMesgQ").size();
+    // No other capture runs meanwhile, but what happens on the switch is mailed as ever.
+    switch_->publishLog(0, 0x00010002, "Blade fault detected in slot 3");
     switch_->tick(120);
+    ASSERT_TRUE(waitForMails(primary_, 10));
     EXPECT_EQ(root_.read("/tmp/runs"), "start\n");
-    EXPECT_GE(traced("OrvCHMesgQ").size(), before);
-    EXPECT_THAT(primary_.mailsTaken(), IsEmpty());
     letGoOn();
     ASSERT_TRUE(waitForResults(10));
-    ASSERT_TRUE(tickUntilMails(10));
+    ASSERT_TRUE(tickUntilMails(20));
 
     std::string runs;
     std::vector<std::string> expected;
@@ -366,7 +360,10 @@ TEST_F(Captures, dueInOneCheckFinishInOrderOneAtATimeWhileTheMainThreadTicks) {
     for (const ScriptedMail& mail : primary_.mailsTaken()) {
         recipients.insert(recipients.end(), mail.recipients.begin(), mail.recipients.end());
     }
-    EXPECT_EQ(recipients, expected);
+    // The event to each, then the captures.
+    std::vector<std::string> twice = expected;
+    twice.insert(twice.end(), expected.begin(), expected.end());
+    EXPECT_EQ(recipients, twice);
     EXPECT_TRUE(tickUntilNothingIsKept());
 }
 

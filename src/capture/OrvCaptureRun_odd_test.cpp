@@ -57,6 +57,11 @@ int withoutCompressor(const char* command) {
     return runWith(command, "/bin/no-such-gzip");
 }
 
+// A compressor that dies after 20 bytes.
+int byACompressorThatIsKilled(const char* command) {
+    return runWith(command, "sh -c 'gzip -c \"$2\" | head -c 20; kill -9 $$' gzip");
+}
+
 // A compressor that has no right to read everything.
 int asNobody(const char* command) {
     const bool isRoot = geteuid() == 0;
@@ -184,6 +189,18 @@ TEST_F(OrvCaptureRunOdd, attachesNothingWithoutACompressor) {
     EXPECT_EQ(traces_[0], "OrvCHCapture execCapture: " + target + "smlCapture.txt.gz is left out\n");
     EXPECT_EQ(traces_[1], "OrvCHCapture execCapture: " + target + "logfile.gz is left out\n");
     EXPECT_EQ(traces_.size(), 2u + 15u);
+}
+
+// Kept: its exit status is not looked at.
+TEST_F(OrvCaptureRunOdd, attachesWhatACompressorHasWrittenThatIsKilled) {
+    writeLog("logfile", noiseOf(1000));
+
+    EXPECT_THAT(execute(byACompressorThatIsKilled), ElementsAre("logfile.gz"));
+
+    expectStaged({"logfile.gz"});
+    const std::string staged = root_.read(mesg_->cronCapture()->stagedPath("logfile.gz"));
+    EXPECT_THAT(staged, StartsWith("H4sI"));
+    EXPECT_EQ(staged.size(), std::string("AAAABBBBCCCCDDDDEEEEFFFFGGGG\r\n").size());  // 20 bytes in Base64
 }
 
 TEST_F(OrvCaptureRunOdd, leavesOutALogFileThatCannotBeRead) {
