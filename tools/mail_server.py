@@ -26,7 +26,8 @@ def wanted_port(port_file: str) -> int:
 async def serve(maildir: str, port_file: str, address: str = "127.0.0.1") -> None:
     handler = Mailbox(maildir)
     loop = asyncio.get_running_loop()
-    server = await loop.create_server(lambda: SMTP(handler, hostname="mail.example.com"), address, wanted_port(port_file))
+    server = await loop.create_server(lambda: SMTP(handler, hostname="mail.example.com"), address,
+                                      wanted_port(port_file))
     port = server.sockets[0].getsockname()[1]
     with open(port_file + ".new", "w", encoding="ascii") as out:
         out.write(f"{port}\n")
