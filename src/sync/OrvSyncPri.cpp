@@ -12,8 +12,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <limits>
 #include <vector>
 
@@ -72,11 +74,18 @@ int OrvSyncPri::startConnection() {
     return 0;
 }
 
-// 0, or -1 with errno.
+// 0, or -1 with errno. After a signal the connect goes on by itself. A second one tells what became of it, and leaves
+// the socket fit for another attempt when it was refused: asking the socket for its error would not.
 int OrvSyncPri::connectPeer() {
-    int result = connect(socket_.descriptor(), reinterpret_cast<const sockaddr*>(&peer_), sizeof peer_);
+    const auto attempt = [this] {
+        return connect(socket_.descriptor(), reinterpret_cast<const sockaddr*>(&peer_), sizeof peer_);
+    };
+    int result = attempt();
     if (result < 0 && errno == EINTR) {
-        result = awaitConnection();
+        result = awaitConnection() < 0 ? -1 : attempt();
+        if (result < 0 && errno == EISCONN) {
+            result = 0;
+        }
     }
     if (result < 0 && errno == EINPROGRESS) {  // the limit passed
         errno = ETIMEDOUT;
@@ -84,24 +93,20 @@ int OrvSyncPri::connectPeer() {
     return result;
 }
 
-// After a signal the connect goes on by itself. 0, or -1 with errno.
+// Until the connect is over, well or badly. 0, or -1 with errno.
 int OrvSyncPri::awaitConnection() const {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + settings_.limit;
     pollfd writable{socket_.descriptor(), POLLOUT, 0};
     int ready = -1;
     do {
-        ready = poll(&writable, 1, static_cast<int>(settings_.limit.count()));
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        ready = poll(&writable, 1, static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0)));
     } while (ready < 0 && errno == EINTR);
-    if (ready <= 0) {
-        errno = ready == 0 ? ETIMEDOUT : errno;
-        return -1;
+    if (ready == 0) {
+        errno = ETIMEDOUT;
     }
-    int error = 0;
-    socklen_t size = sizeof error;
-    if (getsockopt(socket_.descriptor(), SOL_SOCKET, SO_ERROR, &error, &size) < 0) {
-        return -1;
-    }
-    errno = error;
-    return error == 0 ? 0 : -1;
+    return ready > 0 ? 0 : -1;
 }
 
 void OrvSyncPri::endConnection() {

@@ -1,8 +1,9 @@
 // The active control processor's end of the file synchronisation: tells the standby of one change in the file tree at a
 // time, and reads what it answers.
 //
-// Each operation returns 0, or a negative number, traces the system's text and leaves the error number in error(); the
-// connection stays as it is until the caller ends it. After a copy that failed its connection is of no more use: the
+// Each operation returns 0, or a negative number, traces the system's text and leaves the error number in error() -
+// but for recvResponse() without a connection, which says nothing and leaves error() as it was. The connection stays as
+// it is until the caller ends it. After a copy that failed its connection is of no more use: the
 // standby may wait for bytes that never come. Nothing here reads the standby's answers by itself: one recvResponse()
 // per operation does. The process ignores SIGPIPE, which the kernel's file-to-socket copy raises. One thread.
 #pragma once
@@ -56,11 +57,11 @@ private:
     int awaitConnection() const;
     int failed(const char* function, const char* call, int error);
 
-    const OrvSyncSettings settings_;
     OrvSyncSocket socket_;
     sockaddr_in peer_{};
     bool connected_ = false;
     std::uint32_t reply_ = 0;
-    std::size_t replyBytes_ = 0;
     int error_ = 0;
+    std::size_t replyBytes_ = 0;
+    const OrvSyncSettings settings_;
 };

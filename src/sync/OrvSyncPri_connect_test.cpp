@@ -4,6 +4,8 @@
 #include "sync/SyncFaults.h"
 #include "sync/SyncFixture.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -30,6 +32,22 @@ protected:
         faults_.connect = [this, error](int, const sockaddr*, socklen_t) {
             order_ += "connect\n";
             return failWith(error);
+        };
+    }
+    // The first one goes on by itself, as after a signal.
+    void interruptFirstConnect() {
+        faults_.connect = [this](int socket, const sockaddr* address, socklen_t size) {
+            const bool first = order_.empty();
+            order_ += "connect\n";
+            if (!first) {
+                return ::connect(socket, address, size);
+            }
+            const int flags = fcntl(socket, F_GETFL);
+            EXPECT_EQ(fcntl(socket, F_SETFL, flags | O_NONBLOCK), 0);
+            EXPECT_EQ(::connect(socket, address, size), -1);
+            EXPECT_EQ(errno, EINPROGRESS);
+            EXPECT_EQ(fcntl(socket, F_SETFL, flags), 0);
+            return failWith(EINTR);
         };
     }
     std::string refused() const {
@@ -193,33 +211,89 @@ TEST_F(OrvSyncPriConnect, reportsASocketThatCannotBeMade) {
 
 TEST_F(OrvSyncPriConnect, waitsForAConnectThatASignalInterrupted) {
     standby_.listen();
-    faults_.connect = [](int socket, const sockaddr* address, socklen_t size) {
-        EXPECT_EQ(::connect(socket, address, size), 0);
-        return failWith(EINTR);
+    interruptFirstConnect();
+
+    EXPECT_EQ(sender_.startConnection(), 0);
+
+    EXPECT_TRUE(sender_.connected());
+    EXPECT_EQ(sender_.error(), 0);
+    EXPECT_EQ(order_, "connect\nconnect\n");
+    EXPECT_EQ(traced(), "");
+    EXPECT_EQ(sender_.sendRmFile("/x"), 0);
+    EXPECT_EQ(standby_.accept().read(516), field("", 4) + field("/x", 512));
+}
+
+TEST_F(OrvSyncPriConnect, isConnectedWhenTheSignalCameTooLateToInterruptIt) {
+    standby_.listen();
+    int connects = 0;
+    faults_.connect = [&connects](int socket, const sockaddr* address, socklen_t size) {
+        const int result = ::connect(socket, address, size);
+        EXPECT_EQ(result, connects == 0 ? 0 : -1);
+        return ++connects == 1 ? failWith(EINTR) : result;
+    };
+
+    EXPECT_EQ(sender_.startConnection(), 0);
+
+    EXPECT_EQ(connects, 2);
+    EXPECT_TRUE(sender_.connected());
+    EXPECT_EQ(sender_.error(), 0);
+    EXPECT_EQ(traced(), "");
+}
+
+TEST_F(OrvSyncPriConnect, triesAgainAfterARefusalThatASignalInterrupted) {
+    interruptFirstConnect();
+    faults_.sleep = [this](unsigned seconds) {
+        order_ += "sleep " + std::to_string(seconds) + "\n";
+        standby_.listen();
+        return 0u;
     };
 
     EXPECT_EQ(sender_.startConnection(), 0);
 
     EXPECT_TRUE(sender_.connected());
-    EXPECT_EQ(traced(), "");
-}
-
-TEST_F(OrvSyncPriConnect, reportsWhatBecameOfAnInterruptedConnect) {
-    standby_.listen();
-    faults_.connect = [this](int socket, const sockaddr* address, socklen_t size) {
-        EXPECT_EQ(::connect(socket, address, size), 0);
-        PlainSocket(::accept(standby_.descriptor(), nullptr, nullptr)).reset();
-        return failWith(EINTR);
-    };
-
-    EXPECT_EQ(sender_.startConnection(), -1);
-
-    EXPECT_EQ(sender_.error(), ECONNRESET);
+    EXPECT_EQ(sender_.error(), ECONNREFUSED);
+    EXPECT_EQ(order_, "connect\nconnect\nsleep 1\nconnect\n");
     EXPECT_EQ(traced(), priTrace({
                             {"startConnection", refused()},
-                            {"startConnection", "connect: Connection reset by peer"},
+                            {"startConnection", "connect: Connection refused"},
+                            {"startConnection", "Retry connect attempt 1"},
+                        }));
+}
+
+// A standby with no room for another peer: the kernel goes on asking.
+TEST_F(OrvSyncPriConnect, givesUpAnInterruptedConnectAtItsLimit) {
+    ASSERT_EQ(listen(standby_.descriptor(), 0), 0);
+    const PlainSocket other;
+    other.connect(port_);
+    OrvSyncSettings settings = at(port_);
+    settings.limit = std::chrono::milliseconds(50);
+    OrvSyncPri sender(settings);
+    interruptFirstConnect();
+
+    EXPECT_EQ(sender.startConnection(), -1);
+
+    EXPECT_FALSE(sender.connected());
+    EXPECT_EQ(sender.error(), ETIMEDOUT);
+    EXPECT_EQ(order_, "connect\n");
+    EXPECT_EQ(traced(), priTrace({
+                            {"startConnection", refused()},
+                            {"startConnection", "connect: Connection timed out"},
                             {"startConnection", "Will not retry connect attempt 0"},
                         }));
+}
+
+TEST_F(OrvSyncPriConnect, noticesAStandbyThatHasVanished) {
+    standby_.listen();
+    int keepsAlive = 0;
+    faults_.connect = [&keepsAlive](int socket, const sockaddr* address, socklen_t addressSize) {
+        socklen_t size = sizeof keepsAlive;
+        EXPECT_EQ(getsockopt(socket, SOL_SOCKET, SO_KEEPALIVE, &keepsAlive, &size), 0);
+        return ::connect(socket, address, addressSize);
+    };
+
+    EXPECT_EQ(sender_.startConnection(), 0);
+
+    EXPECT_NE(keepsAlive, 0);
 }
 
 TEST_F(OrvSyncPriConnect, callsAConnectBeyondItsLimitTimedOut) {

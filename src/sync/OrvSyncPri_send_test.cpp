@@ -277,6 +277,49 @@ TEST_F(OrvSyncPriSend, delaysNothingAndSharesAPacketBetweenARecordAndItsFile) {
     EXPECT_EQ(flags, (std::vector<int>{MSG_NOSIGNAL, MSG_NOSIGNAL | MSG_MORE}));
 }
 
+// With MSG_MORE the kernel would keep such a record back for a while.
+TEST_F(OrvSyncPriSend, delaysNoRecordWithoutAFileBehindIt) {
+    writeFile("/tmp/empty", "");
+    std::vector<int> flags;
+    SyncFaults faults;
+    faults.send = [&flags](int to, const void* bytes, std::size_t count, int given) {
+        flags.push_back(given);
+        return ::send(to, bytes, count, given);
+    };
+
+    EXPECT_EQ(sender_.sendCpFile("/tmp/empty", "/conf/empty"), 0);
+    EXPECT_EQ(sender_.sendRmFile("/conf/a"), 0);
+    EXPECT_EQ(sender_.sendMkDir("/conf/b"), 0);
+    EXPECT_EQ(sender_.sendMvDir("/conf/c", "/conf/d"), 0);
+    EXPECT_EQ(sender_.sendRmDir("/conf/e"), 0);
+
+    EXPECT_EQ(flags, std::vector<int>(5, MSG_NOSIGNAL));
+}
+
+TEST_F(OrvSyncPriSend, copiesWhatWasAnnouncedWhenTheFileChangesBehindItsRecord) {
+    struct Row {
+        const char* changed;
+        int result;
+        const char* sent;
+    };
+    std::string expected;
+    for (const Row& row : {Row{"text and more", 0, "text"}, Row{"TEXT", 0, "TEXT"}, Row{"te", -1, "te"}}) {
+        SCOPED_TRACE(row.changed);
+        writeFile("/tmp/local", "text");
+        SyncFaults faults;
+        faults.send = [&](int to, const void* bytes, std::size_t count, int flags) {
+            writeFile("/tmp/local", row.changed);
+            return ::send(to, bytes, count, flags);
+        };
+
+        EXPECT_EQ(sender_.sendCpFile("/tmp/local", "/conf/name"), row.result);
+
+        EXPECT_EQ(sender_.error(), row.result < 0 ? EPIPE : 0);
+        expected += "\0\0\0\1"s + field("/conf/name", 256) + "\0\0\0\4"s + field("", 252) + row.sent;
+    }
+    EXPECT_EQ(sent(), expected);
+}
+
 // One that reads nothing: the socket's buffers fill up.
 TEST_F(OrvSyncPriSend, givesUpOnAStandbyThatTakesNothingAnyMore) {
     const PlainSocket standby;

@@ -108,6 +108,21 @@ TEST(OrvSyncSocket, goesOnAfterASignal) {
     EXPECT_EQ(got, (std::vector<std::uint8_t>{'a', 'b', 'c', 'd'}));
 }
 
+// By the kernel's keep-alive, also while we only listen.
+TEST(OrvSyncSocket, noticesAPeerThatHasVanished) {
+    OrvSyncSocket socket;
+    socket.take(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    int on = 0;
+    socklen_t size = sizeof on;
+    ASSERT_EQ(getsockopt(socket.descriptor(), SOL_SOCKET, SO_KEEPALIVE, &on, &size), 0);
+    ASSERT_EQ(on, 0);
+
+    socket.prepare(std::chrono::seconds(1));
+
+    ASSERT_EQ(getsockopt(socket.descriptor(), SOL_SOCKET, SO_KEEPALIVE, &on, &size), 0);
+    EXPECT_NE(on, 0);
+}
+
 TEST(OrvSyncSocket, callsAPassedLimitAPeerThatTimedOut) {
     const Pair pair;
     OrvSyncSocket socket;
