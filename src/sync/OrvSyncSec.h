@@ -59,7 +59,7 @@ public:
     // See OrvSyncSecDirectories.recordsAMissingDestinationAndMovesAllTheSame.
     int cleanmvdir(const std::string& source, const std::string& destination);
     int cleanrmdir(const std::string& path);
-    // Removes everything in a directory; links are removed, not followed. Stops at the first failure.
+    // Removes everything in a directory, however deep; links are removed, not followed. Stops at the first failure.
     int cleandir(const std::string& path);
 
     bool running() const { return running_; }
@@ -79,12 +79,12 @@ private:
     void removeFile(const std::string& path, const char* function);
     int failed(const char* function, const char* call, int error);
 
-    const OrvSyncSettings settings_;
     OrvSyncSocket listener_;
     OrvSyncSocket session_;
     sockaddr_in local_{};
     bool listening_ = false;
     int error_ = 0;
+    const OrvSyncSettings settings_;
     std::int32_t unread_ = 0;  // bytes of the last file that are still to come
     std::atomic<bool> running_{false};
 };

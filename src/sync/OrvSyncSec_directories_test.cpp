@@ -3,6 +3,7 @@
 #include "sync/SyncFaults.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -14,6 +15,17 @@ namespace fs = std::filesystem;
 class OrvSyncSecDirectories : public SecFixture {
 protected:
     OrvSyncSecDirectories() { traced(); }
+    // Directories "d" in each other, below a new one.
+    void makeDeep(const std::string& path, int levels) const {
+        fs::create_directory(onHost(path));
+        int parent = open(onHost(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        for (int i = 0; i < levels; ++i) {
+            ASSERT_EQ(mkdirat(parent, "d", 0700), 0);
+            const int child = openat(parent, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            close(std::exchange(parent, child));
+        }
+        close(parent);
+    }
     static Line mkdirLine(const std::string& path) { return {"cleanmkdir", "mkdir " + path}; }
 };
 
@@ -297,6 +309,46 @@ TEST_F(OrvSyncSecDirectories, emptiesATreeDeeperThanAPathIsLong) {
     const int after = dup(0);
     close(after);
     EXPECT_EQ(after, before);
+}
+
+// Far more levels than descriptors: a level must not keep one open.
+TEST_F(OrvSyncSecDirectories, emptiesATreeDeeperThanDescriptorsAreMany) {
+    makeDeep("/deep", 3000);
+    rlimit former{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
+    const rlimit few{std::min<rlim_t>(former.rlim_cur, 100), former.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+
+    EXPECT_EQ(receiver_->cleanrmdir("/deep"), 0);
+
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &former), 0);
+    EXPECT_FALSE(isThere("/deep"));
+    EXPECT_EQ(traced(), "");
+}
+
+// What is above a directory is then somebody else's.
+TEST_F(OrvSyncSecDirectories, removesNothingAboveADirectoryThatIsMovedAwayMeanwhile) {
+    makeDeep("/deep", 40);
+    write("/outside/file", "stays");
+    std::string tenth = "/deep";
+    for (int i = 0; i < 10; ++i) {
+        tenth += "/d";
+    }
+    bool moved = false;
+    SyncFaults faults;
+    faults.unlinkat = [&](int parent, const char* name, int flags) {
+        if (!std::exchange(moved, true)) {
+            fs::rename(onHost(tenth), onHost("/outside/d"));
+        }
+        return ::unlinkat(parent, name, flags);
+    };
+
+    EXPECT_EQ(receiver_->cleandir("/deep"), -1);
+
+    EXPECT_EQ(receiver_->error(), ESTALE);
+    EXPECT_TRUE(isThere("/outside/d"));
+    EXPECT_EQ(contents(onHost("/outside/file")), "stays");
+    EXPECT_EQ(traced(), secTrace({{"cleandir", "opendir: Stale file handle"}}));
 }
 
 TEST_F(OrvSyncSecDirectories, stopsAtAnEntryThatCannotBeRemoved) {

@@ -3,9 +3,9 @@
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "host_root.h"
+#include "sync/OrvSyncCleaner.h"
 #include "sync/OrvSyncSec.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -36,77 +35,6 @@ std::string hostPath(const std::string& path) {
     return orvHostPath(rooted && path.front() != '/' ? "/" + path : path);
 }
 
-struct CloseDirectory {
-    void operator()(DIR* directory) const {
-        const int error = errno;
-        closedir(directory);
-        errno = error;
-    }
-};
-using Directory = std::unique_ptr<DIR, CloseDirectory>;
-
-// Null with errno when it cannot be opened.
-Directory openDirectory(int parent, const char* name, int flags) {
-    const int descriptor = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
-    if (descriptor < 0) {
-        return nullptr;
-    }
-    Directory directory(fdopendir(descriptor));
-    if (directory == nullptr) {
-        const int error = errno;
-        close(descriptor);
-        errno = error;
-    }
-    return directory;
-}
-
-// What is in it but for itself and its parent. Read to the end first: it changes while it is emptied.
-// 0, or -1 with errno.
-int listNames(DIR* directory, std::vector<std::string>& names) {
-    while (true) {
-        errno = 0;
-        const dirent* const entry = readdir(directory);
-        if (entry == nullptr) {
-            return errno == 0 ? 0 : -1;
-        }
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") {
-            names.emplace_back(name);
-        }
-    }
-}
-
-// 0; or -1 with errno and the call that failed. Works from descriptor to descriptor, so that neither a link nor the
-// length of a path leads it elsewhere.
-int removeAll(const Directory& directory, const char*& call) {
-    call = "opendir";
-    if (directory == nullptr) {
-        return -1;
-    }
-    std::vector<std::string> names;
-    if (listNames(directory.get(), names) < 0) {
-        call = "readdir";
-        return -1;
-    }
-    const int parent = dirfd(directory.get());
-    for (const std::string& name : names) {
-        struct stat status {};
-        if (fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
-            call = "stat";
-            return -1;
-        }
-        const bool isDirectory = S_ISDIR(status.st_mode);
-        if (isDirectory && removeAll(openDirectory(parent, name.c_str(), O_NOFOLLOW), call) < 0) {
-            return -1;
-        }
-        if (unlinkat(parent, name.c_str(), isDirectory ? AT_REMOVEDIR : 0) < 0) {
-            call = "remove";
-            return -1;
-        }
-    }
-    return 0;
-}
-
 // The parts between the slashes, without empty ones.
 std::vector<std::string_view> componentsOf(std::string_view path) {
     std::vector<std::string_view> components;
@@ -123,7 +51,8 @@ std::vector<std::string_view> componentsOf(std::string_view path) {
 }  // namespace
 
 void OrvSyncSec::removeFile(const std::string& path, const char* function) {
-    if (std::remove(hostPath(path).c_str()) < 0) {
+    const std::string where = hostPath(path);  // freed after errno has been looked at, here and below
+    if (std::remove(where.c_str()) < 0) {
         failed(function, "remove", errno);
     }
 }
@@ -132,7 +61,8 @@ int OrvSyncSec::recvFile(const std::string& path, std::int32_t size) {
     ORV_TRACE("Receiving file=%s, size=%d\n", path.c_str(), size);
     unread_ = size;
     // Not blocking: a FIFO in the file's place would make us wait for somebody to read it.
-    const OrvSyncFile file(open(hostPath(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0644));
+    const std::string where = hostPath(path);
+    const OrvSyncFile file(open(where.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0644));
     if (file.descriptor() < 0) {
         return failed(__func__, "open", errno);
     }
@@ -166,7 +96,8 @@ int OrvSyncSec::cleanmkdir(const std::string& path) {
         rebuilt.append("/").append(component);
         ORV_TRACE("mkdir %s\n", rebuilt.c_str());
         existed = false;
-        if (mkdir(hostPath(rebuilt).c_str(), 0777) < 0) {
+        const std::string where = hostPath(rebuilt);
+        if (mkdir(where.c_str(), 0777) < 0) {
             if (errno != EEXIST) {
                 return failed(__func__, "mkdir", errno);
             }
@@ -180,10 +111,12 @@ int OrvSyncSec::cleanmvdir(const std::string& source, const std::string& destina
     if (cleandir(destination) < 0) {
         ORV_TRACE("remove: %s\n", orvErrorText(error_).c_str());
     }
-    if (std::remove(hostPath(destination).c_str()) < 0) {
+    const std::string from = hostPath(source);
+    const std::string to = hostPath(destination);
+    if (std::remove(to.c_str()) < 0) {
         failed(__func__, "remove", errno);
     }
-    if (std::rename(hostPath(source).c_str(), hostPath(destination).c_str()) < 0) {
+    if (std::rename(from.c_str(), to.c_str()) < 0) {
         return failed(__func__, "rename", errno);
     }
     return 0;
@@ -193,13 +126,12 @@ int OrvSyncSec::cleanrmdir(const std::string& path) {
     if (cleandir(path) < 0) {
         return -1;
     }
-    return std::remove(hostPath(path).c_str()) < 0 ? failed(__func__, "remove", errno) : 0;
+    const std::string where = hostPath(path);
+    return std::remove(where.c_str()) < 0 ? failed(__func__, "remove", errno) : 0;
 }
 
 int OrvSyncSec::cleandir(const std::string& path) {
-    const char* call = nullptr;
-    if (removeAll(openDirectory(AT_FDCWD, hostPath(path).c_str(), 0), call) < 0) {
-        return failed(__func__, call, errno);
-    }
-    return 0;
+    const std::string where = hostPath(path);
+    OrvSyncCleaner cleaner;
+    return cleaner.empty(where) < 0 ? failed(__func__, cleaner.failedCall(), errno) : 0;
 }

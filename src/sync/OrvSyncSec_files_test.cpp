@@ -150,6 +150,34 @@ TEST_F(OrvSyncSecFiles, doesNotWaitForEverForTheRest) {
     EXPECT_EQ(sec.recvOp(), -1);  // the rest may still come, and is no record
 }
 
+TEST_F(OrvSyncSecFiles, answersAPeerThatFallsSilentAndWaitsForTheRestOnceMore) {
+    OrvSyncSettings settings = at(0);
+    settings.limit = std::chrono::milliseconds(10);
+    OrvSyncSec sec(settings);
+    ASSERT_EQ(sec.startConnection(), 0);
+    ASSERT_EQ(sec.listenConnection(), 0);
+    const PlainSocket peer;
+    peer.connect(sec.port());
+    ASSERT_EQ(sec.startSession(), 0);
+    peer.write(copy("/file", 10, "text"));
+    int receives = 0;
+    SyncFaults faults;
+    faults.recv = [&receives](int from, void* bytes, std::size_t count, int flags) {
+        ++receives;
+        return ::recv(from, bytes, count, flags);
+    };
+
+    EXPECT_EQ(sec.recvOp(), 1);
+    EXPECT_EQ(peer.read(4), reply(ETIMEDOUT));
+    EXPECT_EQ(contents(onHost("/file")), "text");
+    receives = 0;
+    EXPECT_EQ(sec.recvOp(), -1);
+
+    EXPECT_EQ(receives, 1);
+    EXPECT_EQ(sec.error(), ETIMEDOUT);
+    EXPECT_FALSE(sec.listening());
+}
+
 TEST_F(OrvSyncSecFiles, writesInAsManyPiecesAsTheDiskTakes) {
     int calls = 0;
     SyncFaults faults;
@@ -201,6 +229,28 @@ TEST_F(OrvSyncSecFiles, answersThatTheDiskIsFullAndStaysInStepWithItsPeer) {
     EXPECT_TRUE(isThere("/tmp"));
     EXPECT_EQ(answer(copy("/new/file", "text")), reply(ENOSPC));
     EXPECT_EQ(contents(onHost("/new/file")), "text");
+}
+
+TEST_F(OrvSyncSecFiles, reportsADiskThatFillsUpInTheMiddle) {
+    {
+        int calls = 0;
+        SyncFaults faults;
+        faults.write = [&calls](int to, const void* bytes, std::size_t count) -> ssize_t {
+            return ++calls == 1 ? ::write(to, bytes, std::min<std::size_t>(count, 3)) : failWith(ENOSPC);
+        };
+
+        EXPECT_EQ(answer(copy("/file", "12345678")), reply(ENOSPC));
+
+        EXPECT_EQ(calls, 2);
+    }
+    EXPECT_EQ(contents(onHost("/file")), "123");
+    EXPECT_EQ(traced(), secTrace({
+                            {"recvOp", "name = /file, size = 8"},
+                            {"recvFile", "Receiving file=/file, size=8"},
+                            {"recvFile", "write: No space left on device"},
+                        }));
+    EXPECT_EQ(answer(copy("/file", "text")), reply(ENOSPC));
+    EXPECT_EQ(contents(onHost("/file")), "text");
 }
 
 TEST_F(OrvSyncSecFiles, answersThatAFileCannotBeOpenedAndStaysInStepWithItsPeer) {

@@ -257,6 +257,35 @@ TEST_F(OrvSyncSecRecords, reportsAReplyThatCannotBeSent) {
     EXPECT_EQ(receiver_->sendResponse(), -1);
 }
 
+TEST_F(OrvSyncSecRecords, waitsOnAfterASignal) {
+    int interrupted = 0;
+    SyncFaults faults;
+    faults.recv = [&](int from, void* bytes, std::size_t count, int flags) -> ssize_t {
+        return ++interrupted <= 3 ? failWith(EINTR) : ::recv(from, bytes, count, flags);
+    };
+
+    EXPECT_EQ(answer(makeDirectory("/conf")), reply(0));
+
+    EXPECT_EQ(interrupted, 4);
+    EXPECT_TRUE(receiver_->listening());
+    EXPECT_TRUE(isEmptyDirectory("/conf"));
+    EXPECT_EQ(traced(), secTrace({{"recvOp", "name = /conf"}, {"cleanmkdir", "mkdir /conf"}}));
+}
+
+TEST_F(OrvSyncSecRecords, noticesAPeerThatHasVanishedBetweenTwoRecords) {
+    int keepsAlive = 0;
+    SyncFaults faults;
+    faults.recv = [&keepsAlive](int from, void* bytes, std::size_t count, int flags) {
+        socklen_t size = sizeof keepsAlive;
+        EXPECT_EQ(getsockopt(from, SOL_SOCKET, SO_KEEPALIVE, &keepsAlive, &size), 0);
+        return ::recv(from, bytes, count, flags);
+    };
+
+    EXPECT_EQ(answer(makeDirectory("/conf")), reply(0));
+
+    EXPECT_NE(keepsAlive, 0);
+}
+
 TEST_F(OrvSyncSecRecords, waitsForTheNextRecordAsLongAsItTakesButNotForTheRestOfOne) {
     OrvSyncSettings settings = at(0);
     settings.limit = std::chrono::milliseconds(20);

@@ -48,6 +48,16 @@ TEST_F(OrvSyncSecStart, namesTheMisspelledDirectoryWhenThereIsNoneToClean) {
         }));
 }
 
+TEST_F(OrvSyncSecStart, remembersThatTheDirectoryCouldNotBeCleanedUntilItListens) {
+    std::filesystem::remove(onHost(kSyncDirectory));
+    OrvSyncSec receiver(at(0));
+    EXPECT_EQ(receiver.error(), ENOENT);
+
+    EXPECT_EQ(receiver.startConnection(), 0);
+
+    EXPECT_EQ(receiver.error(), 0);
+}
+
 TEST_F(OrvSyncSecStart, runsAThreadThatEndsAtOnce) {
     OrvSyncSec receiver(at(0));
     int result = -1;
@@ -193,6 +203,22 @@ TEST_F(OrvSyncSecStart, doesNotListenWhenItCouldNotStartAndClosesWhatItOpened) {
     close(after);
     EXPECT_EQ(after, before);
     EXPECT_EQ(traced(), secTrace({{"startConnection", "bind: Permission denied"}}));
+}
+
+TEST_F(OrvSyncSecStart, failsAndClosesWhenItCannotListen) {
+    OrvSyncSec sec(at(0));
+    const int before = dup(0);
+    close(before);
+    SyncFaults faults;
+    faults.listen = [](int, int) { return failWith(EADDRINUSE); };
+
+    EXPECT_EQ(sec.handleSyncOps(), -1);
+
+    EXPECT_EQ(sec.error(), EADDRINUSE);
+    const int after = dup(0);
+    close(after);
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(traced(), secTrace({{"listenConnection", "listen: Address already in use"}}));
 }
 
 TEST_F(OrvSyncSecStart, acceptsAfterASignal) {

@@ -1,0 +1,45 @@
+// Empties a directory of this machine, for the receiver of the file synchronisation.
+//
+// Goes from descriptor to descriptor, so that neither a link nor the length of a path leads it elsewhere; links are
+// removed, not followed. A tree may be as deep as memory allows: a few directories are open at a time, and none of it
+// is done by recursion. Any thread, for one directory.
+#pragma once
+
+#include <dirent.h>
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class OrvSyncCleaner {
+public:
+    // Stops at the first failure. 0, or -1 with errno.
+    [[nodiscard]] int empty(const std::string& hostPath);
+    // What empty() was doing when it failed: "opendir", "readdir", "stat" or "remove".
+    const char* failedCall() const { return call_; }
+
+private:
+    struct CloseDirectory {
+        void operator()(DIR* directory) const;
+    };
+    using Directory = std::unique_ptr<DIR, CloseDirectory>;
+    struct Level {
+        Directory directory;             // null while it is far above what is being removed
+        std::vector<std::string> names;  // what is still in it; the last one is next
+        dev_t device = 0;
+        ino_t inode = 0;
+    };
+
+    static Directory open(int parent, const char* name, int flags);
+    static int listNames(DIR* directory, std::vector<std::string>& names);
+
+    int enter(Directory directory);
+    int step();
+    int leave();
+    int removeNext(int flags);
+    int reopenParent();
+
+    std::vector<Level> levels_;  // from the directory that is to be emptied down to where we are
+    const char* call_ = "opendir";
+};
