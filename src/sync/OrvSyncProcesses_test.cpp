@@ -112,7 +112,7 @@ private:
 
 class OrvSyncProcesses : public SyncFixture {
 protected:
-    static constexpr const char* kSteps[] = {"create", "change", "move", "remove"};
+    static constexpr const char* kSteps[] = {"create", "change", "move", "remove", "remove all"};
 
     OrvSyncProcesses() {
         std::signal(SIGPIPE, SIG_IGN);
@@ -137,6 +137,8 @@ TEST_F(OrvSyncProcesses, bothTreesAreEqualAfterEachStepWhenTheReceiverIsAnotherP
         EXPECT_EQ(tree.run(step), "");
         EXPECT_TRUE(treeBelow(onHost("/active")) == treeBelow(onHost("/standby/conf/callHome")));
     }
+    EXPECT_FALSE(fs::exists(onHost("/active")));
+    EXPECT_TRUE(fs::is_empty(onHost("/standby/conf")));
 
     sender.endConnection();
     EXPECT_EQ(standby.line(), std::to_string(tree.records()));
@@ -154,10 +156,12 @@ TEST_F(OrvSyncProcesses, bothTreesAreEqualAfterEachStepWhenTheSenderIsAnotherPro
         ASSERT_EQ(active.line(), "done");
         EXPECT_TRUE(treeBelow(onHost("/active")) == treeBelow(onHost("/standby/conf")));
     }
+    EXPECT_FALSE(fs::exists(onHost("/active")));
+    EXPECT_FALSE(fs::exists(onHost("/standby/conf")));
 
     active.sayNoMore();
     EXPECT_EQ(active.wait(), 0);
-    EXPECT_EQ(standby.records(), 1 + SyncTree::kDirectories + SyncTree::kFiles + 167 + 2 * 5 + 125 + 5);
+    EXPECT_EQ(standby.records(), 1 + SyncTree::kDirectories + SyncTree::kFiles + 167 + 2 * 5 + 125 + 5 + 1);
 }
 
 TEST_F(OrvSyncProcesses, repliesMeanTheSameOnBothSides) {

@@ -58,6 +58,25 @@ TEST_F(OrvSyncTree, staysEqualOnBothSidesThroughEveryStep) {
     EXPECT_EQ(standby.records(), tree.records());
 }
 
+TEST_F(OrvSyncTree, leavesNothingWhenTheWholeTreeIsRemoved) {
+    SyncStandby standby;
+    OrvSyncPri sender(standby.settings());
+    ASSERT_EQ(sender.startConnection(), 0);
+    SyncTree tree(sender, kActive, kStandby);
+    ASSERT_EQ(tree.run("create"), "");
+    ASSERT_EQ(treeBelow(onHost(kStandby)).size(), 540u);
+    ASSERT_TRUE(treeBelow(onHost(kActive)) == treeBelow(onHost(kStandby)));
+
+    EXPECT_EQ(tree.run("remove all"), "");
+
+    EXPECT_FALSE(fs::exists(onHost(kActive)));
+    EXPECT_FALSE(fs::exists(onHost(kStandby)));
+    EXPECT_TRUE(fs::is_empty(onHost(kActive).parent_path()));
+    EXPECT_TRUE(fs::is_empty(onHost(kStandby).parent_path()));
+    sender.endConnection();
+    EXPECT_EQ(standby.records(), tree.records());
+}
+
 TEST_F(OrvSyncTree, outlastsTenThousandRecordsInOneSession) {
     ASSERT_EQ(OrvDbg::setOfThread(nullptr), 0);  // this is about the records, not about their traces
     fs::create_directory(onHost("/active"));
@@ -204,17 +223,45 @@ TEST_F(OrvSyncHangUp, endsACopyWithAnErrorWhereverItHappens) {
     }
 }
 
-TEST_F(OrvSyncHangUp, leavesAnOperationWithoutAReply) {
-    for (const bool hard : {false, true}) {
-        std::thread standby = hangUpAfter(516, hard);
+// The kernel takes record and file whole before anything is known of the standby.
+TEST_F(OrvSyncHangUp, showsInTheReplyThatASmallFileWasLost) {
+    fill(onHost("/active/small"), "text");
+    struct Row {
+        std::size_t bytes;  // that the standby reads
+        bool hard;
+        int result;
+    };
+    // What a standby leaves unread when it closes counts as a breakdown.
+    for (const Row& row : {Row{517, true, -1}, Row{517, false, -1}, Row{520, true, -1}, Row{520, false, 0}}) {
+        SCOPED_TRACE(std::to_string(row.bytes) + (row.hard ? " hard" : ""));
+        std::thread standby = hangUpAfter(row.bytes, row.hard);
         ASSERT_EQ(sender_.startConnection(), 0);
-        ASSERT_EQ(sender_.sendMkDir("/standby"), 0);
+        EXPECT_EQ(sender_.sendCpFile("/active/small", "/standby/small"), 0);
+        EXPECT_EQ(sender_.error(), 0);
         standby.join();
 
-        EXPECT_EQ(sender_.recvResponse(), hard ? -1 : 0);
+        EXPECT_EQ(sender_.recvResponse(), row.result);
 
         EXPECT_EQ(sender_.replyBytes(), 0u);
-        EXPECT_EQ(sender_.error(), hard ? ECONNRESET : 0);
+        EXPECT_EQ(sender_.error(), row.result < 0 ? ECONNRESET : 0);
+    }
+}
+
+TEST_F(OrvSyncHangUp, leavesARecordWithoutAReplyWhereverInItTheStandbyGoes) {
+    for (const std::size_t bytes : {1u, 515u, 516u}) {
+        for (const bool hard : {false, true}) {
+            SCOPED_TRACE(std::to_string(bytes) + (hard ? " hard" : ""));
+            std::thread standby = hangUpAfter(bytes, hard);
+            ASSERT_EQ(sender_.startConnection(), 0);
+            EXPECT_EQ(sender_.sendMkDir("/standby"), 0);
+            standby.join();
+
+            const bool lost = hard || bytes < 516;
+            EXPECT_EQ(sender_.recvResponse(), lost ? -1 : 0);
+
+            EXPECT_EQ(sender_.replyBytes(), 0u);
+            EXPECT_EQ(sender_.error(), lost ? ECONNRESET : 0);
+        }
     }
 }
 

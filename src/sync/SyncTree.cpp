@@ -54,10 +54,8 @@ SyncTree::SyncTree(OrvSyncPri& sender, std::string local, std::string remote)
 
 std::string SyncTree::run(const std::string& step) {
     const std::map<std::string, std::function<void()>> steps{
-        {"create", [this] { create(); }},
-        {"change", [this] { change(); }},
-        {"move", [this] { move(); }},
-        {"remove", [this] { remove(); }},
+        {"create", [this] { create(); }}, {"change", [this] { change(); }},        {"move", [this] { move(); }},
+        {"remove", [this] { remove(); }}, {"remove all", [this] { removeAll(); }},
     };
     const auto found = steps.find(step);
     if (found == steps.end()) {
@@ -107,6 +105,11 @@ void SyncTree::remove() {
     }
 }
 
+void SyncTree::removeAll() {
+    fs::remove_all(orvHostPath(local_));
+    tell(sender_.sendRmDir(remote_), "remove the top");
+}
+
 void SyncTree::copy(int file, int version) {
     const std::string path = directoryName(file % kDirectories) + below(file) + fileName(file);
     const std::string bytes = bytesOf(file, version);
@@ -127,6 +130,9 @@ void SyncTree::tell(int result, const std::string& what) {
 
 std::map<std::string, std::string> treeBelow(const fs::path& directory) {
     std::map<std::string, std::string> tree;
+    if (!fs::exists(directory)) {
+        return tree;
+    }
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory)) {
         std::string& bytes = tree[entry.path().lexically_relative(directory).string()];
         if (entry.is_directory()) {

@@ -18,8 +18,8 @@ public:
     // Where the tree stands on this side and on the standby, as paths of the switch. The sender is connected.
     SyncTree(OrvSyncPri& sender, std::string local, std::string remote);
 
-    // The steps, in this order: "create", "change", "move", "remove". Empty when all of a step was done and answered
-    // without an error, else what was not.
+    // The steps, in this order: "create", "change", "move", "remove", "remove all". Empty when all of a step was done
+    // and answered without an error, else what was not.
     std::string run(const std::string& step);
     int records() const { return records_; }
 
@@ -28,6 +28,7 @@ private:
     void change();
     void move();
     void remove();
+    void removeAll();
 
     void copy(int file, int version);
     // One operation and its reply.
@@ -40,5 +41,6 @@ private:
     int records_ = 0;
 };
 
-// What is below a directory of this machine: its files with their bytes, its directories with "directory".
+// What is below a directory of this machine: its files with their bytes, its directories with "directory". Nothing when
+// there is no such directory.
 std::map<std::string, std::string> treeBelow(const std::filesystem::path& directory);
