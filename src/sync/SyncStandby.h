@@ -12,7 +12,8 @@
 #include <thread>
 
 // From here on this process sees the directory as its root and nothing outside it, links and ".." included. Without
-// the right to do so it takes a user namespace of its own, for which it must have one thread only. 0, or -1 with errno.
+// the right to do so it takes a user namespace of its own, for which it must have one thread only. Other rights of the
+// process stay as they are: root's are for the caller to give up. 0, or -1 with errno.
 [[nodiscard]] int confineTo(const std::string& directory);
 
 // Takes one peer and repeats its records until it closes or is lost. How many were answered, or -1 without a peer.
