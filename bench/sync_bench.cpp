@@ -4,13 +4,15 @@
 //        sync_bench small FILES ROUNDS DIR       many files of 1 KB, files per second
 //        sync_bench records FILES DIR            the sender and the receiver once, for strace -f -c
 //
-// DIR is made, and emptied at the end. Each round runs all competitors in turn, the receiving end of each in a process
-// of its own; the medians are printed at the end:
+// DIR is made, and removed at the end: one that is there already is refused. Each round runs all competitors in turn,
+// the receiving end of each in a process of its own; the medians are printed at the end:
 //   orv          OrvSyncPri to OrvSyncSec, as the daemon's threads run them but without a trace
 //   orv traced   the same with both trace logs
 //   to sink      OrvSyncPri to a peer that reads and forgets
-//   bare         sendfile to a peer that writes what it reads, in pieces of 4 KB and 64 KB
+//   bare N KB    (large) sendfile to a peer that writes what it reads, in pieces of 4 KB and 64 KB
 //   bare sink    sendfile to a peer that reads and forgets
+//   bare         (small) stat, open, send, sendfile, close, receive to a peer that receives, opens, receives, writes,
+//                closes and sends: the same work and the same round trip, and nothing else
 //   ping-pong    (small) a record and a file's bytes from memory, and four bytes back: the round trip alone
 //   cp -r        the same files without a network
 #include "dbg/OrvDbg.h"
@@ -25,6 +27,7 @@
 #include <netinet/tcp.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -238,7 +241,15 @@ double bareLarge(const std::string& directory, std::size_t size, std::size_t pie
 }
 
 double copyTree(const std::string& from, const std::string& to) {
-    return seconds([&] { expect(std::system(("cp -r " + from + " " + to).c_str()) == 0, "cp"); });
+    return seconds([&] {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            execlp("cp", "cp", "-r", "--", from.c_str(), to.c_str(), nullptr);
+            _exit(127);
+        }
+        int status = -1;
+        expect(waitpid(pid, &status, 0) == pid && status == 0, "cp");
+    });
 }
 
 double orvSmall(unsigned files, bool traced) {
@@ -254,6 +265,45 @@ double orvSmall(unsigned files, bool traced) {
         }
         expect(sender.reply() == 0, "reply");
     });
+}
+
+void takeSmallFile(int peer, const std::string& path) {
+    std::array<char, kRecord> record;
+    expect(recv(peer, record.data(), record.size(), MSG_WAITALL) == kRecord, "recv");
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    take(peer, kSmallFile, kSmallFile, file);
+    close(file);
+    answer(peer);
+}
+
+void sendSmallFile(int peer, const std::string& path) {
+    struct stat status {};
+    expect(stat(path.c_str(), &status) == 0, "stat");
+    const std::array<char, kRecord> record{};
+    expect(send(peer, record.data(), record.size(), MSG_MORE) == kRecord, "send");
+    const int file = open(path.c_str(), O_RDONLY);
+    sendWhole(peer, file, static_cast<std::size_t>(status.st_size));
+    close(file);
+    awaitAnswer(peer);
+}
+
+double bareSmall(const std::string& directory, unsigned files) {
+    fs::create_directory(directory + "/copies");
+    const Peer peer([&](int socket) {
+        const int on = 1;
+        setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        for (unsigned file = 0; file < files; ++file) {
+            takeSmallFile(socket, directory + "/copies/" + std::to_string(file));
+        }
+    });
+    const int socket = peer.connect();
+    const double took = seconds([&] {
+        for (unsigned file = 0; file < files; ++file) {
+            sendSmallFile(socket, directory + "/small/" + std::to_string(file));
+        }
+    });
+    close(socket);
+    return took;
 }
 
 double pingPong(unsigned files) {
@@ -315,6 +365,9 @@ void benchSmall(const std::string& directory, unsigned files, int rounds) {
     Results results;
     for (int round = 0; round < rounds; ++round) {
         results["orv"].push_back(orvSmall(files, false));
+        fs::remove_all(directory + "/copies");
+        results["bare"].push_back(bareSmall(directory, files));
+        fs::remove_all(directory + "/copies");
         results["ping-pong"].push_back(pingPong(files));
         results["orv traced"].push_back(orvSmall(files, true));
         fs::remove_all(directory + "/copies");
@@ -337,7 +390,10 @@ int main(int count, char** words) {
     const std::string directory = words[count - 1];
     const auto amount = static_cast<unsigned>(std::atoi(words[2]));
     std::signal(SIGPIPE, SIG_IGN);
-    fs::create_directories(directory + "/tmp");
+    if (mkdir(directory.c_str(), 0755) < 0) {  // what is there already is not ours to remove
+        giveUp(directory.c_str());
+    }
+    fs::create_directory(directory + "/tmp");
     setHostRoot(directory);
     if (once) {
         makeSmallFiles(directory, amount);
