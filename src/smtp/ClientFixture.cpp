@@ -44,6 +44,7 @@ int TestQueue::peekDelete(OrvCHMesg* message, int result) {
     EXPECT_TRUE(entry != entries_.end() && entry->open);
     entry->open = false;
     calls_.push_back("delete " + entry->message->Text + " " + std::to_string(result));
+    finished_.push_back(std::move(entry->message));
     entries_.erase(entry);
     return 0;
 }

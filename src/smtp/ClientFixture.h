@@ -23,6 +23,8 @@ public:
     std::vector<std::string> takeCalls() { return std::exchange(calls_, {}); }
     // As while a standby copy runs: nothing can be opened.
     void lock(bool locked) { locked_ = locked; }
+    // The messages that were deleted, as they were then.
+    const std::vector<std::unique_ptr<OrvCHMesg>>& finished() const { return finished_; }
 
     std::uint32_t sendCount() const override { return static_cast<std::uint32_t>(entries_.size()); }
     std::uint32_t openCount() const override;
@@ -38,6 +40,7 @@ private:
     std::list<Entry>::iterator find(const OrvCHMesg* message);
 
     std::list<Entry> entries_;
+    std::vector<std::unique_ptr<OrvCHMesg>> finished_;
     std::vector<std::string> calls_;  // "open TEXT", "close TEXT", "delete TEXT RESULT"
     bool locked_ = false;
 };

@@ -95,6 +95,7 @@ private:
     bool readyToSend() const;
     void pushSendMesg(OrvCHMesg* message);
     void handleFailMesg(const OrvCHClientFail& mesg);
+    void reportFailure(const OrvSendFailure& failure) const;
     void handleSucceedMesg(const OrvCHClientSucceed& mesg);
     void armRetry();
     void finishMessage(OrvCHMesg& message);

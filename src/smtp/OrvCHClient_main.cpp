@@ -3,6 +3,7 @@
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "mesg/OrvCHMesg.h"
 #include "smtp/OrvCHClient.h"
 
@@ -123,22 +124,16 @@ void OrvCHClient::handleMainMesg(OrvToMainMesg* mesg) {
     }
 }
 
-// What must not be left out comes first: the reports may find no memory, and then sending has to go on all the same.
+// What must not be left out comes first: the rest may find no memory, and then sending has to go on all the same, on
+// the other server.
 void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
     sendOutstanding_ = false;
     const bool retries = usable();
     if (retries) {
         armRetry();
     }
-    queue_.peekClose(mesg.message());
-    {
-        const Mt::Lock lock(lock_);
-        const OrvSendFailure& failure = mesg.failure();
-        report(kFailureId, orvFormat("Encountered failure communicating with SMTP server=%s, port=%d, Reason=[%s], "
-                                     "Description=[%s], Response=[%s]",
-                                     currentServer_.address.c_str(), static_cast<int>(currentServer_.port),
-                                     failure.reason.c_str(), failure.description.c_str(), failure.response.c_str()));
-    }
+    orvBestEffort(__func__, [&] { queue_.peekClose(mesg.message()); });
+    orvBestEffort(__func__, [&] { reportFailure(mesg.failure()); });
     if (!retries) {
         report(kNotUsableId,
                "SMTP addresses are defaults or disabled, will not retry sending messages until a valid SMTP  address "
@@ -151,6 +146,14 @@ void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
     ORV_TRACE("Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(), port, countdown_);
     orvLog(kOrvLogWarning, kRetryLaterId, "Will retry sending via SMTP server=%s, port=%d, after %d seconds",
            server.Address.c_str(), port, countdown_);
+}
+
+void OrvCHClient::reportFailure(const OrvSendFailure& failure) const {
+    const Mt::Lock lock(lock_);
+    report(kFailureId, orvFormat("Encountered failure communicating with SMTP server=%s, port=%d, Reason=[%s], "
+                                 "Description=[%s], Response=[%s]",
+                                 currentServer_.address.c_str(), static_cast<int>(currentServer_.port),
+                                 failure.reason.c_str(), failure.description.c_str(), failure.response.c_str()));
 }
 
 void OrvCHClient::handleSucceedMesg(const OrvCHClientSucceed& mesg) {

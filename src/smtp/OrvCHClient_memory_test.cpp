@@ -133,6 +133,47 @@ TEST_F(OrvCHClientMemory, sendsAgainAfterAFailureThatCouldNotBeReported) {
         });
 }
 
+TEST_F(OrvCHClientMemory, changesOverAfterAFailureThatCouldNotBeReported) {
+    serverA_.answer(MailStage::kMail, ScriptedReply::line("451 busy, and will be for quite a while"));
+    failEachAllocationOfTheOutcome([this] { useBothServers(); },
+                                   [this] { EXPECT_EQ(client_.servers().active().Port, serverB_.port()); });
+    EXPECT_EQ(serverA_.mailsTaken().size(), 0u);
+    EXPECT_EQ(serverA_.connections(), serverB_.connections());
+}
+
+// So little memory that it does not even learn whom to send to, after a dialogue that failed for reasons of its own.
+TEST_F(OrvCHClientMemory, reportsACriticalFailureWhenADialogueCannotBegin) {
+    const std::pair<int, std::string> rows[] = {{0, "server=, port=0"},
+                                                {1, "server=mail.of.a.long.name.example.com, port=25"}};
+    serverA_.answer(MailStage::kMail, ScriptedReply::line("554 no mail today"));
+    for (const auto& [after, server] : rows) {
+        useServerA();
+        queueMail("mail");
+        OrvCHClientSend send(queue_.peekOpen());
+        client_.handleThreadMesg(&send);
+        serveUntil([&] { return client_.retryPending(); });
+        configure(serverEntries("3-mail.of.a.long.name.example.com", 25, "", 0));
+        ASSERT_FALSE(client_.retryPending());
+        takeLog();
+
+        OrvCHClientSend again(queue_.peekOpen());
+        {
+            const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+            client_.handleThreadMesg(&again);
+            EXPECT_TRUE(noMemory.failed());
+        }
+        serveUntil([&] { return client_.retryPending(); });
+
+        EXPECT_THAT(takeLog(),
+                    ElementsAre(kCriticalLine,
+                                "3 8b000013 Encountered failure communicating with SMTP " + server +
+                                    ", Reason=[], Description=[std::bad_alloc], Response=[]",
+                                "3 8b00000f Will retry sending via SMTP server=mail.of.a.long.name.example.com, "
+                                "port=25, after 5 seconds"));
+        queue_.clear();
+    }
+}
+
 TEST_F(OrvCHClientMemory, sendsAgainAfterASecondTryThatCouldNotBeAnnounced) {
     failEachAllocationOfTheOutcome(
         [this] {

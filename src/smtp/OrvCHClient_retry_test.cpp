@@ -52,6 +52,24 @@ TEST_F(OrvCHClientRetry, reportsAFailureGivesTheMessageBackAndSaysWhenItTriesAga
     EXPECT_EQ(client_.attempts(), 1u);
 }
 
+TEST_F(OrvCHClientRetry, publishesTheOtherServerBetweenTheFailureAndTheAnnouncedRetry) {
+    serverA_.answer(MailStage::kMail, ScriptedReply::line("451 busy"));
+    useBothServers();
+    startSending();
+    queueMail("mail");
+
+    tick();
+
+    EXPECT_THAT(
+        recording_.takeSent(),
+        ElementsAre(std::string("log ") + kCriticalLine,
+                    "log " + encountered(serverA_, "SMTP RESPONSE Error", "SMTP server error Response", "451 busy"),
+                    "set 12 1 1 Oper.Callhome.NF-ActiveSMTPAddr=2-::1",
+                    "set 12 1 1 Oper.Callhome.ActiveSMTPAddr=00000000",
+                    "set 12 2 1 Oper.Callhome.ActiveSMTPPort=" + std::to_string(serverB_.port()),
+                    "log " + willRetry(serverB_, 5)));
+}
+
 TEST_F(OrvCHClientRetry, tracesEachOutcomeInItsOwnWords) {
     const std::string serverA = "server=127.0.0.1, port=" + std::to_string(serverA_.port());
     const std::string serverB = "server=::1, port=" + std::to_string(serverB_.port());

@@ -162,6 +162,24 @@ TEST_F(OrvCHClientSendTest, tellsTheQueueWhetherEveryRecipientWasReached) {
     EXPECT_THAT(takeLog(), ElementsAre(log.noRetry("noc", "b@x"), log.refusal("noc", "b@x", "550 unknown")));
 }
 
+// It may be mailed once more, as a duplicate, and then it is everybody's again.
+TEST_F(OrvCHClientSendTest, givesTheQueueAFinishedMessageWithoutMarksAndDoneFlags) {
+    serverA_.answerRecipient("b@x", ScriptedReply::line("550 unknown"));
+    useServerA();
+    startSending();
+    addEnvelope(queueMail("mail", {"a@x", "b@x"}), "vendor", {"v@x"}, "ShortText");
+
+    tick();
+
+    ASSERT_THAT(queue_.takeCalls(), ElementsAre("open mail", "delete mail 1"));
+    const auto& envelopes = queue_.finished().at(0)->Envelopes;
+    ASSERT_EQ(envelopes.size(), 2u);
+    EXPECT_THAT(envelopes[0]->Recipients, ElementsAre("a@x", "b@x"));
+    EXPECT_THAT(envelopes[1]->Recipients, ElementsAre("v@x"));
+    EXPECT_FALSE(envelopes[0]->Done);
+    EXPECT_FALSE(envelopes[1]->Done);
+}
+
 TEST_F(OrvCHClientSendTest, givesARefusedRecipientItsSecondTryAtOnceOnTheOtherServer) {
     serverA_.answerRecipient("b@x", ScriptedReply::line("452 full"));
     useBothServers();

@@ -11,10 +11,11 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvCHClient";
 
-// Left empty when there is no memory for the texts.
-void describe(OrvSendFailure& failure, const OrvSMTPClient& client, const char* what) {
+// Reason and response stay empty: what the client holds belongs to an earlier dialogue. All of it does when there is
+// no memory for the text.
+void describe(OrvSendFailure& failure, const char* what) {
     try {
-        failure = {client.errorName(), what, client.lastReply()};
+        failure.description = what;
     } catch (const std::bad_alloc&) {
         ORV_TRACE("no memory for the reason\n");
     }
@@ -68,7 +69,7 @@ int OrvCHClient::sendMessage(OrvCHMesg& message, OrvSendFailure& failure) {
         // A dialogue that cannot even begin, for want of memory, must not end the thread: it is tried again.
         ORV_TRACE("%s\n", error.what());
         client_.disconnect();
-        describe(failure, client_, error.what());
+        describe(failure, error.what());
         OrvSendDialogue::reportCriticalFailure(*this);
     }
     return -1;
@@ -77,6 +78,7 @@ int OrvCHClient::sendMessage(OrvCHMesg& message, OrvSendFailure& failure) {
 OrvSendDialogue::Server OrvCHClient::takeCurrentServer() {
     const Mt::Lock lock(lock_);
     const OrvServerRecord& server = servers_.active();
+    currentServer_ = {};  // a failure to take it over must not be told of the server before
     currentServer_ = {server.Kind, server.Address, server.Port};
     return currentServer_;
 }

@@ -144,3 +144,46 @@ TEST_F(OrvMailComposerTest, composesFromOneIdentityOnly) {
 
     EXPECT_EQ(mixed, 0u);
 }
+
+TEST_F(OrvMailComposerTest, composesFromOneDuplicateTimeOnly) {
+    const auto message = portEvent();
+    const OrvCHEnvelope& envelope = addEnvelope(*message, "noc", {"a@example.com"}, "FullText");
+    const TestIdentity identity(fullIdentity());
+    const auto setDuplicate = [&](std::int32_t count, const char* time) {
+        const Mt::Lock lock(message->lock());
+        message->DuplicateCount = count;
+        message->DuplicateTime = time;
+    };
+    const auto change = [&](bool later) {
+        later ? setDuplicate(1002, "Wed Nov 15 01:02:03.456 UTC 2023, an hour and more after the first")
+              : setDuplicate(1001, "then");
+    };
+    change(false);
+    const std::string first = compose(identity.common(), *message, envelope);
+    change(true);
+    const std::string second = compose(identity.common(), *message, envelope);
+    EXPECT_NE(first, second);
+    std::atomic<bool> stop = false;
+    std::atomic<unsigned> composed = 0;
+    std::atomic<unsigned> mixed = 0;
+    std::thread sender([&] {
+        while (!stop) {
+            const std::string text = compose(identity.common(), *message, envelope);
+            mixed += text == first || text == second ? 0 : 1;
+            ++composed;
+        }
+    });
+
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    for (unsigned changes = 0; changes < 200 || composed < 20; ++changes) {
+        change(changes % 2 == 0);
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << "only " << composed << " mails were composed";
+            break;
+        }
+    }
+    stop = true;
+    sender.join();
+
+    EXPECT_EQ(mixed, 0u);
+}

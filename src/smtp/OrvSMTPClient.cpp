@@ -158,13 +158,14 @@ int OrvSMTPClient::recvResponse() {
     }
     reply_[static_cast<std::size_t>(got)] = '\0';
     ORV_TRACE("SMTP StatusSMTPResponse (incl CRLF) {%s}\n", reply_.data());
-    std::string text = reply_.data();
-    if (text.ends_with(kOrvLineEnd)) {
-        text.resize(text.size() - 2);
-    }
-    if (!text.empty() && isPositive(text.front())) {
+    // Needs no memory: without it, a mail that the server has just taken would be sent again.
+    if (isPositive(reply_.front())) {
         reply_.fill('\0');
         return 0;
+    }
+    std::string_view text = reply_.data();
+    if (text.ends_with(kOrvLineEnd)) {
+        text.remove_suffix(2);
     }
     lastReply_ = text;
     fail(kResponseError, "SMTP server error Response");

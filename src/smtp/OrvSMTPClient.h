@@ -14,6 +14,7 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -78,8 +79,15 @@ public:
 private:
     static constexpr std::size_t kReplySize = 1024;
 
+    // A resolved name's addresses, given back to the system that found them.
+    struct ListFreer {
+        OrvSMTPSystem* system;
+        void operator()(addrinfo* list) const { system->freeList(list); }
+    };
+    using AddressList = std::unique_ptr<addrinfo, ListFreer>;
+
     void startAfresh();
-    int resolve(const std::string& name, int flags, addrinfo*& list);
+    int resolve(const std::string& name, int flags, AddressList& list);
     int connectByName(const std::string& name, std::uint32_t port);
     int setLiteral(const std::string& address, SmtpAddrMode kind);
     void tryConnect(std::uint32_t port);

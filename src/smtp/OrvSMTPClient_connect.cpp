@@ -78,26 +78,29 @@ int OrvSMTPClient::connectServer(const std::string& address, std::uint32_t port,
     return recvResponse();
 }
 
-int OrvSMTPClient::resolve(const std::string& name, int flags, addrinfo*& list) {
+int OrvSMTPClient::resolve(const std::string& name, int flags, AddressList& list) {
     addrinfo hints{};
     hints.ai_flags = flags;
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
-    const int error = system_.resolve(name.c_str(), hints, &list);
-    return error == 0 ? 0 : fail(kResolveError, gai_strerror(error));
+    addrinfo* first = nullptr;
+    if (const int error = system_.resolve(name.c_str(), hints, &first); error != 0) {
+        return fail(kResolveError, gai_strerror(error));
+    }
+    list.reset(first);
+    return 0;
 }
 
 // 0 also when no address could be connected to.
 int OrvSMTPClient::connectByName(const std::string& name, std::uint32_t port) {
-    addrinfo* list = nullptr;
+    AddressList list(nullptr, {&system_});
     if (resolve(name, AI_CANONNAME | AI_ADDRCONFIG, list) < 0) {
         return -1;
     }
-    for (const addrinfo* entry = list; entry != nullptr && !connected_; entry = entry->ai_next) {
+    for (const addrinfo* entry = list.get(); entry != nullptr && !connected_; entry = entry->ai_next) {
         server_ = addressOf(*entry);
         tryConnect(port);
     }
-    system_.freeList(list);
     return 0;
 }
 
@@ -198,13 +201,12 @@ int OrvSMTPClient::identityText(const std::string& identity, SmtpAddrMode kind, 
 }
 
 int OrvSMTPClient::canonicalName(const std::string& name, std::string& text) {
-    addrinfo* list = nullptr;
+    AddressList list(nullptr, {&system_});
     if (resolve(name, AI_CANONNAME, list) < 0) {
         return -1;
     }
     const bool known = list != nullptr && list->ai_canonname != nullptr;
     text = known ? list->ai_canonname : name;
-    system_.freeList(list);
     return 0;
 }
 

@@ -24,7 +24,7 @@ struct OrvIdentity;
 // Whom the dialogue tells what the operator must see, and what it needs to know of the sends before it.
 class OrvSendReporter {
 public:
-    // An entry for the event log; the text is copied.
+    // An entry for the event log; the text is copied. Does not throw for want of memory.
     virtual void logSend(int level, std::uint32_t id, const char* text) = 0;
     // The send before this one failed.
     virtual bool isRetryPending() const = 0;
@@ -47,7 +47,7 @@ public:
 
     // Holds the conversation once, from connecting to closing. 0 when it went to its end, whatever became of the
     // recipients; -1 when it failed, and failure() tells how. A step that finds no memory has failed like one that the
-    // server refused; an entry that finds none is left out.
+    // server refused. Once the server has taken a mail, neither the marks nor the entries need any.
     [[nodiscard]] int run();
     // What every failure that does not follow another one tells the operator.
     static void reportCriticalFailure(OrvSendReporter& reporter);
@@ -55,6 +55,9 @@ public:
     OrvSendFailure takeFailure() { return std::move(failure_); }
 
 private:
+    // As much of a text as an entry of the event log takes.
+    using EntryText = std::array<char, 512>;
+
     // Runs a step of the dialogue: its result, or -1 after an exception, which is then why the dialogue fails.
     template <typename Step>
     int attempt(const Step& step) {
@@ -86,7 +89,10 @@ private:
     int deliverText(const OrvCHEnvelope& envelope);
     void settleRecipients(OrvCHEnvelope& envelope);
     bool settleRecipient(OrvCHEnvelope& envelope, std::size_t position);
-    void reportRecipient(std::uint32_t id, OrvCHEnvelope& envelope, std::size_t position, const char* outcome);
+    void reportRecipient(std::uint32_t id, const OrvCHEnvelope& envelope, std::size_t position, const char* outcome);
+    // Tells the reporter, without asking for memory.
+    __attribute__((format(printf, 4, 5))) void log(int level, std::uint32_t id, const char* format, ...);
+    EntryText addressForEntry(const OrvCHEnvelope& envelope, std::size_t position) const;
     int endInFailure(bool presented);
 
     void makeRoomForMarks(OrvCHEnvelope& envelope) const;

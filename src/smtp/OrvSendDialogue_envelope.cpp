@@ -2,11 +2,13 @@
 #include "smtp/OrvSendDialogue.h"
 
 #include "base/OrvMutex.h"
-#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "mesg/OrvCHMesg.h"
 #include "profile/OrvCHMesgCommon.h"
+
+#include <cstdarg>
+#include <cstdio>
 
 namespace {
 
@@ -87,13 +89,10 @@ int OrvSendDialogue::offerRecipient(OrvCHEnvelope& envelope, std::size_t positio
 
 void OrvSendDialogue::refuseEnvelope(const OrvCHEnvelope& envelope) {
     tryTo([this] { client_.sendReset(); });
-    tryTo([&] {
-        const std::string text = orvFormat(
-            "SMTP server %s, port %d,  did not accept any recipients from profile %s. Email message will "
-            "not be sent for the profile.",
-            server_.address.c_str(), static_cast<int>(server_.port), envelope.ProfileName.c_str());
-        reporter_.logSend(kOrvLogCritical, kNoRecipientId, text.c_str());
-    });
+    log(kOrvLogCritical, kNoRecipientId,
+        "SMTP server %s, port %d,  did not accept any recipients from profile %s. Email message will not be sent for "
+        "the profile.",
+        server_.address.c_str(), static_cast<int>(server_.port), envelope.ProfileName.c_str());
 }
 
 int OrvSendDialogue::deliverText(const OrvCHEnvelope& envelope) {
@@ -137,21 +136,36 @@ bool OrvSendDialogue::settleRecipient(OrvCHEnvelope& envelope, std::size_t posit
     }
 }
 
-void OrvSendDialogue::reportRecipient(std::uint32_t id, OrvCHEnvelope& envelope, std::size_t position,
+void OrvSendDialogue::reportRecipient(std::uint32_t id, const OrvCHEnvelope& envelope, std::size_t position,
                                       const char* outcome) {
-    tryTo([&] {
-        const std::string recipient = addressAt(envelope, position);
-        const char* profile = envelope.ProfileName.c_str();
-        const char* server = server_.address.c_str();
-        const int port = static_cast<int>(server_.port);
-        const std::string what =
-            orvFormat("CallHome message send for profile %s to recipient %s failed on SMTP server %s, port %d. %s",
-                      profile, recipient.c_str(), server, port, outcome);
-        reporter_.logSend(kOrvLogWarning, id, what.c_str());
-        const std::string why = orvFormat("Profile %s, %s via SMTP Server %s/%d, SMTP error: %s", profile,
-                                          recipient.c_str(), server, port, refusals_[position].c_str());
-        reporter_.logSend(kOrvLogWarning, kRefusalTextId, why.c_str());
-    });
+    const EntryText recipient = addressForEntry(envelope, position);
+    const char* profile = envelope.ProfileName.c_str();
+    const char* server = server_.address.c_str();
+    const int port = static_cast<int>(server_.port);
+    log(kOrvLogWarning, id,
+        "CallHome message send for profile %s to recipient %s failed on SMTP server %s, port %d. %s", profile,
+        recipient.data(), server, port, outcome);
+    log(kOrvLogWarning, kRefusalTextId, "Profile %s, %s via SMTP Server %s/%d, SMTP error: %s", profile,
+        recipient.data(), server, port, refusals_[position].c_str());
+}
+
+void OrvSendDialogue::log(int level, std::uint32_t id, const char* format, ...) {
+    EntryText text{};
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    reporter_.logSend(level, id, text.data());
+}
+
+// Without its mark.
+OrvSendDialogue::EntryText OrvSendDialogue::addressForEntry(const OrvCHEnvelope& envelope, std::size_t position) const {
+    EntryText text{};
+    const Mt::Lock lock(message_.lock());
+    const std::string& recipient = envelope.Recipients[position];
+    const std::size_t markLength = Envelope::markOf(recipient) == Envelope::kNoMark ? 0 : 1;
+    std::snprintf(text.data(), text.size(), "%s", recipient.c_str() + markLength);
+    return text;
 }
 
 // So that no mark that is set later needs memory.

@@ -7,9 +7,13 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <cstring>
+#include <functional>
+#include <limits>
 #include <string_view>
 
 using testing::AnyOf;
+using testing::Contains;
 using testing::ElementsAre;
 
 namespace {
@@ -21,10 +25,14 @@ constexpr char kC[] = "somebody.who.is.tried.again@example.com";
 // Counts the entries without asking for memory.
 class CountingReporter final : public OrvSendReporter {
 public:
-    void logSend(int /*level*/, std::uint32_t id, const char* /*text*/) override { ++counts[id & 0xFFu]; }
+    void logSend(int /*level*/, std::uint32_t id, const char* text) override {
+        ++counts[id & 0xFFu];
+        characters += std::strlen(text);
+    }
     bool isRetryPending() const override { return false; }
 
     unsigned counts[256] = {};
+    std::size_t characters = 0;  // in all texts
 };
 
 // A QUIT that the server would take as text, and never answer, does not get out.
@@ -45,6 +53,7 @@ protected:
         identity_.DNSClientEnable = false;
         server_.answerRecipient(kB, ScriptedReply::line("452 this box is full, and will be for long"));
         server_.answerRecipient(kC, ScriptedReply::line("451 not now, and perhaps not tomorrow either"));
+        server_.answer(MailStage::kEndOfData, ScriptedReply::line("250 2.0.0 Ok: queued as 4BXk2R1xYz"));
     }
 
     // Sends a mail; so many allocations succeed before one fails. The dialogue's result; failed tells whether one did.
@@ -64,19 +73,37 @@ protected:
         if (result < 0) {
             EXPECT_EQ(dialogue.failure().description, "std::bad_alloc");
         }
+        failure_ = dialogue.takeFailure();
         return result;
+    }
+
+    // Sends a new mail for one recipient again and again; each time another allocation fails, until none is left to.
+    // The check is given the message and the dialogue's result.
+    void runWithEachFailure(const std::function<void(OrvCHMesg&, int)>& check) {
+        unsigned failures = 0;
+        bool failed = true;
+        for (int after = 0; failed; ++after) {
+            SCOPED_TRACE(after);
+            const auto message = portEvent();
+            addEnvelope(*message, "noc", {kA}, "ShortText");
+            const int result = run(*message, after, failed);
+            failures += result < 0 ? 1 : 0;
+            check(*message, result);
+        }
+        EXPECT_GE(failures, 10u);
     }
 
     OrvIdentity identity_ = fullIdentity();
     ScriptedMailServer server_;
     CountingReporter reporter_;
+    OrvSendFailure failure_;
 };
 
 }  // namespace
 
 TEST_F(OrvSendDialogueMemory, failsLikeARefusedOneOrReachesItsEndWhicheverAllocationFails) {
     unsigned failures = 0;
-    unsigned silent = 0;
+    std::size_t characters = 0;
     bool failed = true;
     for (int after = 0; failed; ++after) {
         SCOPED_TRACE(after);
@@ -93,17 +120,55 @@ TEST_F(OrvSendDialogueMemory, failsLikeARefusedOneOrReachesItsEndWhicheverAlloca
             EXPECT_THAT(noc.Recipients, AnyOf(ElementsAre(kA, kB, std::string("$") + kC),
                                               ElementsAre(kA, std::string("$") + kB, std::string("$") + kC)));
             EXPECT_EQ(reporter_.counts[0x12], 1u);
+            EXPECT_EQ(reporter_.counts[0x15] + reporter_.counts[0x17] + reporter_.counts[0x18], 0u);
+            EXPECT_EQ(server_.mailsTaken().size(), taken);
         } else {
-            silent += failed ? 1 : 0;
             EXPECT_EQ(server_.mailsTaken().size(), taken + 1);
             EXPECT_THAT(noc.Recipients,
                         ElementsAre(std::string("!") + kA, std::string("$") + kB, std::string("#") + kC));
             EXPECT_EQ(reporter_.counts[0x12], 0u);
+            EXPECT_EQ(reporter_.counts[0x17], 1u);
+            EXPECT_EQ(reporter_.counts[0x18], 1u);
+            EXPECT_EQ(reporter_.counts[0x15], 2u);
+            characters = characters == 0 ? reporter_.characters : characters;
+            EXPECT_EQ(reporter_.characters, characters) << "every entry is whole";
         }
         EXPECT_FALSE(noc.Done);
     }
     EXPECT_GE(failures, 20u);
-    EXPECT_GE(silent, 2u) << "an entry that could not be written does not undo what the server has taken";
+}
+
+TEST_F(OrvSendDialogueMemory, neverSendsAgainWhatTheServerHasTaken) {
+    std::size_t taken = 0;
+    runWithEachFailure([&](OrvCHMesg& message, int result) {
+        EXPECT_EQ(server_.mailsTaken().size(), taken + (result == 0 ? 1 : 0));
+        bool failed = false;
+        EXPECT_EQ(run(message, std::numeric_limits<int>::max(), failed), 0);
+        EXPECT_FALSE(failed);
+        ++taken;
+        EXPECT_EQ(server_.mailsTaken().size(), taken);
+        EXPECT_TRUE(message.Envelopes[0]->Done);
+    });
+}
+
+TEST_F(OrvSendDialogueMemory, failsWithoutAReasonOrAReplyOfTheServer) {
+    runWithEachFailure([this](OrvCHMesg& /*message*/, int result) {
+        EXPECT_EQ(failure_.reason, result < 0 ? "Okay" : "");
+        EXPECT_EQ(failure_.response, "");
+    });
+}
+
+TEST_F(OrvSendDialogueMemory, tracesWhatEndedIt) {
+    for (const int after : {0, 5, 10, std::numeric_limits<int>::max()}) {
+        SCOPED_TRACE(after);
+        const auto message = portEvent();
+        addEnvelope(*message, "noc", {kA}, "ShortText");
+        takeTraces();
+        bool failed = false;
+        EXPECT_EQ(run(*message, after, failed), after <= 10 ? -1 : 0);
+        EXPECT_EQ(failed, after <= 10);
+        EXPECT_THAT(takeTraces(), Contains("traceException: std::bad_alloc").Times(after <= 10 ? 1 : 0));
+    }
 }
 
 TEST_F(OrvSendDialogueMemory, composesTheWholeMailOrNoneWhicheverAllocationFails) {

@@ -4,6 +4,12 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <set>
+#include <thread>
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -255,4 +261,103 @@ TEST_F(OrvSendDialogueRecipients, withPercentSignsInNamesAndRepliesAreShownAsThe
 
     EXPECT_THAT(reporter_.lines,
                 ElementsAre(log_.noRetry("n%soc", "a%s%n@x"), log_.refusal("n%soc", "a%s%n@x", "550 100%d")));
+}
+
+TEST_F(OrvSendDialogueRecipients, keepTheirStateWhenTheirLineCannotBeSent) {
+    server_.answerRecipient("c@x", line("451 later"));
+    system_.sendErrors = {0, 0, 0, 0, EPIPE};
+    const OrvCHEnvelope& noc = envelope("noc", {"a@x", "$c@x", "$e@x", "f@x"});
+
+    EXPECT_EQ(run(), -1);
+
+    EXPECT_EQ(server_.received(0),
+              "EHLO [10.1.2.3]\r\nMAIL FROM:<switch@example.com>\r\nRCPT TO:<a@x>\r\nRCPT TO:<c@x>\r\n");
+    EXPECT_THAT(noc.Recipients, ElementsAre("a@x", "$c@x", "$e@x", "f@x"));
+    EXPECT_FALSE(noc.Done);
+    EXPECT_EQ(failure_.reason, "SMTP RCPT TO Error");
+    EXPECT_EQ(failure_.description, "Broken pipe");
+    EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));
+}
+
+// Kept: a line that is too long to be sent has no reply of its own.
+TEST_F(OrvSendDialogueRecipients, areJudgedByTheLastReplyWhenTheirLineIsTooLong) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"250 ok", "#b@x"}, {"452 full", "$b@x"}, {"550 unknown", "#b@x"}};
+    for (const auto& [reply, expected] : rows) {
+        message_ = portEvent();
+        reporter_.lines.clear();
+        server_.answerRecipient("a@x", line(reply));
+        system_.sendErrors = {0, 0, 0, EMSGSIZE};
+        const std::string last = reply[0] == '2' ? "" : reply;
+        const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x", "c@x"});
+
+        EXPECT_EQ(run(), 0);
+
+        EXPECT_EQ(noc.Recipients[1], expected);
+        EXPECT_EQ(noc.Recipients[2], "!c@x") << "the dialogue goes on";
+        EXPECT_THAT(reporter_.lines,
+                    testing::IsSupersetOf({expected[0] == '$' ? log_.retry("noc", "b@x") : log_.noRetry("noc", "b@x"),
+                                           log_.refusal("noc", "b@x", last)}));
+    }
+}
+
+TEST_F(OrvSendDialogueRecipients, areReportedAfterTheReset) {
+    server_.answer(MailStage::kRcpt, line("452 full"));
+    std::vector<std::string> before{"no reset"};
+    system_.onSend = [&](std::string_view bytes) {
+        if (bytes == "RSET\r\n") {
+            before = reporter_.lines;
+        }
+    };
+    envelope("noc", {"a@x"});
+
+    EXPECT_EQ(run(), 0);
+
+    EXPECT_THAT(before, IsEmpty());
+    EXPECT_THAT(reporter_.lines,
+                ElementsAre(log_.noRecipient("noc"), log_.retry("noc", "a@x"), log_.refusal("noc", "a@x", "452 full")));
+}
+
+// Another thread looks at them all the time, and at least twice before each line that is sent. What tells it how often
+// must not order the two threads: only the lock may.
+TEST_F(OrvSendDialogueRecipients, areMarkedUnderTheMessagesLock) {
+    using Marks = std::vector<std::string>;
+    server_.answerRecipient("b@x", line("452 full"));
+    const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x", "$c@x", "d@x"});
+    const OrvCHEnvelope& vendor = envelope("vendor", {"v@x"});
+    std::atomic<bool> stop = false;
+    std::atomic<unsigned> looks = 0;
+    std::set<Marks> seen;
+    bool doneUnmarked = false;
+    std::thread looker([&] {
+        do {
+            {
+                const Mt::Lock lock(message_->lock());
+                seen.insert(noc.Recipients);
+                doneUnmarked = doneUnmarked || (vendor.Done && vendor.Recipients != Marks{"!v@x"});
+            }
+            looks.fetch_add(1, std::memory_order_relaxed);
+            std::this_thread::yield();
+        } while (!stop.load(std::memory_order_relaxed));
+    });
+    system_.onSend = [&](std::string_view /*bytes*/) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        const unsigned enough = looks.load(std::memory_order_relaxed) + 2;
+        while (looks.load(std::memory_order_relaxed) < enough && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::yield();
+        }
+    };
+
+    const int result = run();
+    stop.store(true, std::memory_order_relaxed);
+    looker.join();
+
+    EXPECT_EQ(result, 0);
+    const Marks settled{"!a@x", "$b@x", "!c@x", "!d@x"};
+    EXPECT_THAT(seen, testing::Contains(settled));
+    EXPECT_THAT(seen, testing::IsSubsetOf({Marks{"a@x", "b@x", "$c@x", "d@x"}, Marks{"a@x", "$b@x", "$c@x", "d@x"},
+                                           Marks{"a@x", "$b@x", "c@x", "d@x"}, settled}))
+        << "whom one mail has reached is marked at once";
+    EXPECT_FALSE(doneUnmarked);
+    EXPECT_TRUE(vendor.Done);
 }

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <stdexcept>
 #include <thread>
 
 using testing::ElementsAre;
@@ -197,6 +198,33 @@ TEST_F(OrvSendDialogueTest, keepsItsReasonWhateverQuitMeets) {
 
     EXPECT_EQ(failure_.reason, "SMTP RESPONSE Error");
     EXPECT_EQ(failure_.response, "451 busy");
+}
+
+TEST_F(OrvSendDialogueTest, saysQuitAfterAnExceptionWhileItIsConnected) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"EHLO [10.1.2.3]\r\n", ""},  // not before it has presented itself
+        {"MAIL FROM:<switch@example.com>\r\n", "EHLO [10.1.2.3]\r\nQUIT\r\n"},
+        {"RCPT TO:<a@example.com>\r\n", "EHLO [10.1.2.3]\r\nMAIL FROM:<switch@example.com>\r\nQUIT\r\n"},
+    };
+    for (const auto& [fatal, received] : rows) {
+        message_ = portEvent();
+        reporter_.lines.clear();
+        system_.onSend = [&](std::string_view bytes) {
+            if (bytes == fatal) {
+                throw std::runtime_error("out of order");
+            }
+        };
+        const OrvCHEnvelope& noc = envelope("noc", {"a@example.com"});
+
+        EXPECT_EQ(run(), -1);
+
+        EXPECT_EQ(server_.received(server_.connections() - 1), received);
+        EXPECT_EQ(failure_.reason, "Okay");
+        EXPECT_EQ(failure_.description, "out of order");
+        EXPECT_EQ(failure_.response, "");
+        EXPECT_THAT(noc.Recipients, ElementsAre("a@example.com"));
+        EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));
+    }
 }
 
 TEST_F(OrvSendDialogueTest, succeedsWhateverQuitMeets) {

@@ -47,6 +47,7 @@ public:
         entries_.front().info.ai_canonname = canonical.empty() ? nullptr : canonical.data();
         *list = &entries_.front().info;
         ++lists;
+        ++resolved;
         return 0;
     }
 
@@ -98,6 +99,7 @@ public:
     std::vector<std::string> connected;  // addresses asked to connect to, every field of them
     std::vector<std::size_t> lengths;    // asked to send
     int lists = 0;                       // not freed
+    unsigned resolved = 0;               // lists given out
 
 private:
     struct Entry {
