@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -38,7 +39,7 @@ protected:
     Words completionsOf(const Words& words) {
         std::string script = "source " TOP_DIRECTORY "/switchctl/completion/switchctl\nCOMP_WORDS=(";
         for (const std::string& word : words) {
-            script += "'" + word + "' ";
+            script += "'" + std::regex_replace(word, std::regex("'"), "'\\''") + "' ";
         }
         script +=
             ")\nCOMP_CWORD=" + std::to_string(words.size() - 1) + "\n_switchctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
@@ -112,6 +113,34 @@ TEST_F(Installation, bashCompletesWhatTheSwitchKnows) {
                 ElementsAre("Global.Callhome.SMTPPort", "Global.Callhome.SMTPPort1"));
     EXPECT_THAT(completionsOf({"switchctl", "attr", "set", "Global.Callhome.From"}),
                 ElementsAre("Global.Callhome.FromAddr="));
+}
+
+TEST_F(Installation, aProfileNameIsNeverExpandedByCompletion) {
+    const auto switchd = startSwitchd();
+    for (const char* name : {"$(>$HSB_ROOT/ran)", "`>$HSB_ROOT/ran`", "$HSB_ROOT", "two  blanks", "it's", "*"}) {
+        const ProcessOutcome added =
+            run(Program::SWITCHCTL, {"profile", "add", name, "--level", "Info", "--format", "Tsc1", "--email", "a@x"});
+        ASSERT_EQ(added.status, 0) << added.output;
+    }
+
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", ""}),
+                ElementsAre("\\$HSB_ROOT", "\\$\\(\\>\\$HSB_ROOT/ran\\)", "\\*", "\\`\\>\\$HSB_ROOT/ran\\`", "it\\'s",
+                            "two\\ \\ blanks"));
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "$("}), ElementsAre("\\$\\(\\>\\$HSB_ROOT/ran\\)"));
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "two\\ \\ b"}), ElementsAre("two\\ \\ blanks"));
+    EXPECT_FALSE(std::filesystem::exists(root() + "/ran"));
+}
+
+TEST_F(Installation, completionGoesOnBehindAnOpenQuote) {
+    const auto switchd = startSwitchd();
+    for (const char* name : {"$HSB_ROOT", "two  blanks", "it's"}) {
+        switchctl({"profile", "add", name, "--level", "Info", "--format", "Tsc1", "--email", "a@x"});
+    }
+
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "\"two  b"}), ElementsAre("two  blanks"));
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "\"\\$"}), ElementsAre("\\$HSB_ROOT"));
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "'$"}), ElementsAre("$HSB_ROOT"));
+    EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "'it"}), ElementsAre("it'\\''s"));
 }
 
 constexpr const char* PAGES[] = {"orvApp", "switchd", "switchctl"};
