@@ -109,6 +109,9 @@ private:
     void takeCondition(ConditionBit bit, const std::string& value);
     int processProfileBulk(const DsBulkReply& reply);
     int completeProfileConfig(std::int32_t status);
+    int makeNewProfiles();
+    int readCurrentProfile();
+    void keepProfiles();
     void endWithoutProfiles();
     void activateNewProfiles();
     OrvCHProfile* currentProfile() const;

@@ -5,6 +5,7 @@
 #include "base/OrvNumber.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "profile/OrvDsStatus.h"
 
 #include <algorithm>
@@ -34,10 +35,10 @@ void OrvCallHome::readConfig() {
     Config_.set();  // before the first request: one that fails at once must not end the cycle
     readFeatureFlag();
     readServicesComponent();
-    // A part that cannot be asked for reports its end by itself.
-    static_cast<void>(client_.readConfig());
-    static_cast<void>(identity_.readConfig());
-    queue_.readConfig();
+    // A part that cannot be asked for reports its end by itself, and keeps none of the others from being asked for.
+    orvBestEffort(__func__, [this] { static_cast<void>(client_.readConfig()); });
+    orvBestEffort(__func__, [this] { static_cast<void>(identity_.readConfig()); });
+    orvBestEffort(__func__, [this] { queue_.readConfig(); });
     capture_.readConfig();
     readNumOfProfiles();
 }
@@ -51,7 +52,8 @@ void OrvCallHome::configComplete(unsigned bit) {
         return;
     }
     if (ConfigRequestsPending_ < 1) {
-        validateCallHomeSetup();
+        // The answer that ended the cycle is still to be taken.
+        orvBestEffort(__func__, [this] { validateCallHomeSetup(); });
         return;
     }
     // One more cycle serves every request that came in meanwhile.
@@ -97,9 +99,8 @@ void OrvCallHome::readServicesComponent() {
 void OrvCallHome::readNumOfProfiles() {
     if (store_.getAttrReq(DS_GET_CALLHOME_NUM_OF_PROFILES, kNumOfProfilesKey, 1) < 0) {
         orvLog(kOrvLogInternal, "readNumOfProfiles() - DS error");
-        ReadyForMessage_ = true;
         Condition_.reset(kProfilesFound);
-        configComplete(kProfiles);
+        keepProfiles();
     }
 }
 
@@ -226,24 +227,48 @@ int OrvCallHome::processNumOfProfiles(const DsAttrReply& reply) {
     if (NumOfProfiles_ > kMostProfiles) {
         ORV_TRACE("%d profiles are too many, reading the first %d\n", NumOfProfiles_, kMostProfiles);
     }
-    currentProfile_ = 0;
-    newProfiles_.clear();
-    std::vector<std::unique_ptr<OrvCHProfile>> profiles;  // all of them, or none when memory is short
-    for (std::int32_t index = 0; index < std::min(NumOfProfiles_, kMostProfiles); ++index) {
-        profiles.push_back(std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_));
+    if (orvGuarded(__func__, [this] { return makeNewProfiles(); }) < 0) {
+        keepProfiles();
+        return -1;
     }
-    newProfiles_ = std::move(profiles);
     if (newProfiles_.empty()) {
         endWithoutProfiles();
         return 0;
     }
     Condition_.set(kProfilesFound);
-    return newProfiles_.front()->readInitialConfig();
+    return readCurrentProfile();
+}
+
+// All of them, or none when memory is short.
+int OrvCallHome::makeNewProfiles() {
+    currentProfile_ = 0;
+    newProfiles_.clear();
+    std::vector<std::unique_ptr<OrvCHProfile>> profiles;
+    for (std::int32_t index = 0; index < std::min(NumOfProfiles_, kMostProfiles); ++index) {
+        profiles.push_back(std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_));
+    }
+    newProfiles_ = std::move(profiles);
+    return 0;
+}
+
+int OrvCallHome::readCurrentProfile() {
+    if (orvGuarded(__func__, [this] { return currentProfile()->readInitialConfig(); }) < 0) {
+        keepProfiles();
+        return -1;
+    }
+    return 0;
+}
+
+// The new profiles cannot be read: the active ones stay.
+void OrvCallHome::keepProfiles() {
+    newProfiles_.clear();
+    ReadyForMessage_ = true;
+    configComplete(kProfiles);
 }
 
 void OrvCallHome::endWithoutProfiles() {
     profiles_.clear();
-    capture_.completeRegistration();
+    orvBestEffort(__func__, [this] { capture_.completeRegistration(); });
     ReadyForMessage_ = true;
     Condition_.reset(kProfilesFound);
     configComplete(kProfiles);
@@ -283,19 +308,19 @@ int OrvCallHome::completeProfileConfig(std::int32_t status) {
         return -1;
     }
     if (profile->captureEnabled() && profile->capture() != nullptr) {
-        capture_.registerItem(*profile->capture());
+        orvBestEffort(__func__, [&] { capture_.registerItem(*profile->capture()); });
     }
     ++currentProfile_;
     if (currentProfile() == nullptr) {
         activateNewProfiles();
         return 0;
     }
-    return currentProfile()->readInitialConfig();
+    return readCurrentProfile();
 }
 
 void OrvCallHome::activateNewProfiles() {
     profiles_ = std::exchange(newProfiles_, {});
-    capture_.completeRegistration();
+    orvBestEffort(__func__, [this] { capture_.completeRegistration(); });
     ReadyForMessage_ = true;
     configComplete(kProfiles);
 }

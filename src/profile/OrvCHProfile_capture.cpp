@@ -2,6 +2,7 @@
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "profile/OrvCHProfile.h"
 #include "profile/OrvDsStatus.h"
 
@@ -87,17 +88,20 @@ int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std:
 
 // Kept: however many captures a profile lists, it has one item; the attributes answered last count.
 OrvCHProfile::Reading OrvCHProfile::takeCaptureType(const DsEntry& entry, std::uint32_t capture) {
-    if (ScheduleItem::kindByName(entry.value) != ScheduleItem::kCron) {
+    const auto provideItem = [this] {
+        if (!capture_) {
+            capture_ = std::make_unique<CronCaptureItem>(name_);
+        }
+        return 0;
+    };
+    if (ScheduleItem::kindByName(entry.value) != ScheduleItem::kCron || orvGuarded(__func__, provideItem) < 0) {
         constexpr int kResult = -1;
         orvLog(kOrvLogDetail,
                "CALLHOME_READ_PROFILE_CAPTURE_TYPES - error %x changing type to %s, profile %u capture %u.",
                static_cast<unsigned>(kResult), entry.value.c_str(), index_, capture);
         return Reading::kGoesOn;
     }
-    if (!capture_) {
-        capture_ = std::make_unique<CronCaptureItem>(name_);
-    }
-    if (readCaptureAttrs(capture) < 0) {
+    if (orvGuarded(__func__, [&] { return readCaptureAttrs(capture); }) < 0) {
         orvAlarm("OrvApp - problem reading capture entries from DS");
         return Reading::kStops;
     }
@@ -133,7 +137,7 @@ int OrvCHProfile::processCaptureAttrsBulk(std::span<const DsEntry> entries, std:
             orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - bad status_array = %x",
                    static_cast<unsigned>(status));
         } else {
-            takeCaptureAttr(entries[i], i);
+            orvBestEffort(__func__, [&] { takeCaptureAttr(entries[i], i); });
         }
     }
     if (captureAttrsOutstanding_ > 0) {

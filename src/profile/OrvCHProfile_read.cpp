@@ -2,6 +2,7 @@
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "dbg/OrvGuard.h"
 #include "profile/OrvCHProfile.h"
 #include "profile/OrvDsStatus.h"
 
@@ -116,8 +117,8 @@ OrvCHProfile::Reading OrvCHProfile::takeInitialEntry(const DsEntry& entry) {
             continue;
         }
         // Whether the value is refused or not, the others are still taken.
-        [[maybe_unused]] const int result = (this->*attribute.set)(entry.value);
-        if (attribute.readOn != nullptr && (this->*attribute.readOn)() < 0) {
+        orvGuarded(__func__, [&] { return (this->*attribute.set)(entry.value); });
+        if (attribute.readOn != nullptr && orvGuarded(__func__, [&] { return (this->*attribute.readOn)(); }) < 0) {
             orvAlarm(attribute.alarm);
             return Reading::kStops;
         }
@@ -132,7 +133,7 @@ int OrvCHProfile::processEmailConfigBulk(std::span<const DsEntry> entries, std::
     ORV_TRACE("Entry\n");
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (orvIsNotNegativeStatus(orvStatusAt(statuses, i))) {
-            [[maybe_unused]] const int result = addEmail(entries[i].value);  // beyond the tenth none is taken
+            orvGuarded(__func__, [&] { return addEmail(entries[i].value); });  // beyond the tenth none is taken
         } else {
             orvLog(kOrvLogInternal, "Error getting Profile Email Config from DS - bad status array[%d]",
                    static_cast<int>(i));
