@@ -72,7 +72,7 @@ void load(Session& session, const std::string& name) {
 
 void unset(Session& session, const std::vector<std::string>& keys) {
     const WireBytes request = ChangeRequest{{}, keys}.encode();
-    const auto missing = OperatorClient::decode<KeyList>(session.client.call(OperatorCode::CHANGE, request)).keys;
+    const auto missing = OperatorClient::decode<KeyList>(session.client.change(OperatorCode::CHANGE, request)).keys;
     session.print(Json().set("unset", std::uint64_t{keys.size() - missing.size()}).set("missing", missing), "");
     refuseMissing(missing);
 }

@@ -112,7 +112,7 @@ std::map<std::string, std::string> get(Session& session, const std::vector<std::
 
 void change(Session& session, std::vector<Attribute> set, std::vector<std::string> unset) {
     if (!set.empty() || !unset.empty()) {
-        session.client.call(OperatorCode::CHANGE, ChangeRequest{std::move(set), std::move(unset)}.encode());
+        session.client.change(OperatorCode::CHANGE, ChangeRequest{std::move(set), std::move(unset)}.encode());
     }
 }
 

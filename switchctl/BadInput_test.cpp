@@ -71,6 +71,7 @@ Words within(Words words, const char* seconds) {
 
 TEST_F(BadInput, everyCommandGivesUpOnASwitchdThatHangs) {
     const auto switchd = startSwitchd();
+    const std::string before = done({"attr", "list"});
     switchd->signal(SIGSTOP);
     for (const Words& command : COMMANDS) {
         const auto begin = steady_clock::now();
@@ -81,6 +82,10 @@ TEST_F(BadInput, everyCommandGivesUpOnASwitchdThatHangs) {
         EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(20));
     }
     switchd->signal(SIGCONT);
+
+    // Nor does it do afterwards what it was told to.
+    EXPECT_EQ(done({"attr", "list"}), before);
+    EXPECT_EQ(done({"fault", "list"}), "no faults\n");
 }
 
 TEST_F(BadInput, aSwitchdThatEndsHalfWayIsNoticedAtOnce) {
@@ -123,16 +128,17 @@ TEST_F(BadInput, aDaemonThatIsSuspendedDoesNotAnswerAndGoesOnLater) {
     const auto switchd = startSwitchd();
     const auto daemon = startDaemon();
     const SuspendedCase cases[] = {
-        {{"callhome", "profile-change"}, "switchctl: orvApp did not answer in 0.2 s\n"},
-        {{"callhome", "test", "Operators"}, "switchctl: orvApp did not answer in 0.2 s\n"},
-        {{"callhome", "clear-queue"}, "switchctl: orvApp did not answer in 0.2 s\n"},
+        {{"callhome", "profile-change"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
+        {{"callhome", "test", "Operators"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
+        {{"callhome", "clear-queue"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
         {{"callhome", "processed"}, "switchctl: orvApp did not answer in 0.2 s\n"},
-        {{"callhome", "changeover"}, "switchctl: orvApp did not answer in 0.2 s\n"},
+        {{"callhome", "changeover"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
         {{"callhome", "queue"}, "switchctl: orvApp did not answer in 0.2 s\n"},
         {{"callhome", "probe"}, "switchctl: orvApp did not answer in 0.2 s\n"},
-        {{"callhome", "setup", "--enable"}, "switchctl: stored, but orvApp did not answer in 0.2 s\n"},
+        {{"callhome", "setup", "--enable"},
+         "switchctl: stored, but orvApp did not answer in 0.2 s; it may still be done\n"},
         {{"profile", "add", "Operators", "--level", "Info", "--format", "Tsc1", "--email", "a@x"},
-         "switchctl: stored, but orvApp did not answer in 0.2 s\n"},
+         "switchctl: stored, but orvApp did not answer in 0.2 s; it may still be done\n"},
     };
     daemon->signal(SIGSTOP);
     for (const SuspendedCase& one : cases) {

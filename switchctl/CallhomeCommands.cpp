@@ -114,7 +114,7 @@ void request(Session& session, const RawArguments& arguments) {
     const WireBytes payload = bytesFrom(arguments.hex);
     if (!isAnswered(arguments.code, payload.size())) {
         const ManagementCall call{Management::DAEMON, arguments.code, false, payload};
-        session.client.call(OperatorCode::MANAGEMENT, call.encode());
+        session.client.change(OperatorCode::MANAGEMENT, call.encode());
         session.print(Json().set("sent", true), "sent\n");
         return;
     }
@@ -127,7 +127,7 @@ void request(Session& session, const RawArguments& arguments) {
 void message(Session& session, const RawArguments& arguments) {
     const WireBytes payload = bytesFrom(arguments.hex);
     const RawMessage raw{Management::DAEMON, arguments.format, arguments.code, payload};
-    session.client.call(OperatorCode::MESSAGE, raw.encode());
+    session.client.change(OperatorCode::MESSAGE, raw.encode());
     session.print(Json().set("sent", true), "sent\n");
 }
 

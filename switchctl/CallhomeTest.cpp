@@ -39,18 +39,23 @@ std::shared_ptr<const Result> watchResults(Session& session, const std::string& 
     return result;
 }
 
-// A profile that the daemon does not know has no result ever.
-void refuseUnknown(Session& session, const std::string& name) {
+// The daemon's response to a request for its profiles while it reads its configuration.
+constexpr std::uint32_t READING = 2;
+
+// A profile that the daemon does not know has no result ever. False when it cannot tell now, as it is reading its
+// configuration.
+bool refuseUnknown(Session& session, const std::string& name) {
     ProcessedInfo info;
     try {
         info = Management::processed(session);
     } catch (const Refused& error) {
-        return;  // It cannot tell now: its configuration is being updated.
+        return error.responseStatus != READING;
     }
     const bool known = std::ranges::any_of(info.profiles, [&](const auto& profile) { return profile.name == name; });
     if (!known) {
         throw Refused("orvApp has no profile " + name + ", so there is no result; see switchctl profile list");
     }
+    return true;
 }
 
 // What the event log says, in brackets behind a reason.
@@ -59,10 +64,14 @@ std::string because(const DaemonLog& log) {
     return text.empty() ? "" : " (" + Text::oneLine(text) + ")";
 }
 
+std::string reasonOf(std::uint32_t result, const DaemonLog& log) {
+    return result == PASSED ? "" : result == CLEARED ? "discarded with the queue" : log.lastText();
+}
+
 void tell(Session& session, const std::string& name, std::uint32_t result, const DaemonLog& log) {
     const std::string refusal =
         log.textAbout("profile " + name + " because", DaemonLog::FIRST_TEST_REFUSAL, DaemonLog::LAST_TEST_REFUSAL);
-    const std::string reason = refusal.empty() && result != PASSED ? log.lastText() : refusal;
+    const std::string reason = refusal.empty() ? reasonOf(result, log) : refusal;
     session.print(Json().set("profile", name).set("status", 0).set("result", nameOf(result)).set("reason", reason),
                   refusal.empty() ? name + ": " + nameOf(result) + "\n" : "");
     if (!refusal.empty()) {
@@ -84,13 +93,16 @@ void test(Session& session, const std::string& name) {
     const auto response =
         Management::call(session, ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, name}.encode());
     Management::check(response);
+    bool reading = false;
     if (!*result) {
         session.progress(name + ": accepted, waiting for the result\n");
-        refuseUnknown(session, name);
+        reading = !refuseUnknown(session, name);
     }
     if (!session.client.serveUntil([&] { return result->has_value(); })) {
-        throw NoAnswer("no result for " + name + " in " + Text::seconds(session.client.timeout().count()) +
-                       " s; its mail is still being tried" + because(log));
+        throw NoAnswer("no result for " + name + " in " + Text::seconds(session.client.timeout().count()) + " s; " +
+                       (reading ? "orvApp is reading its configuration and sends the test afterwards"
+                                : "its mail is still being tried") +
+                       because(log));
     }
     tell(session, name, **result, log);
 }

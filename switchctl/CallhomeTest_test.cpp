@@ -65,7 +65,7 @@ constexpr ResultCase RESULTS[] = {
     {1, "... ignoring recipient.", "Failed", "... ignoring recipient.",
      "the test message for Operators was not delivered (... ignoring recipient.)"},
     {1, nullptr, "Failed", "", "the test message for Operators was not delivered"},
-    {2, nullptr, "Cleared", "", "the test message for Operators was discarded with the queue"},
+    {2, nullptr, "Cleared", "discarded with the queue", "the test message for Operators was discarded with the queue"},
     {9, nullptr, "unknown result 9", "", "the test message for Operators was not delivered"},
 };
 
@@ -145,8 +145,14 @@ TEST_F(CallhomeTest, doesNotWaitForAProfileThatTheDaemonDoesNotKnow) {
 
 TEST_F(CallhomeTest, waitsWhenTheDaemonCannotTellItsProfilesNow) {
     infoStatus_ = 2;
+    log_ = "profile-processed-info during configuration update";
+    number_ = 0x8b00000a;  // Our own doing.
+    const Outcome result = run({"callhome", "test", "Nobody", "--timeout", "1"});
 
-    EXPECT_EQ(run({"callhome", "test", "Nobody", "--timeout", "1"}).status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(result.err,
+              "switchctl: no result for Nobody in 1 s; orvApp is reading its configuration and sends the "
+              "test afterwards\n");
 }
 
 TEST_F(CallhomeTest, isNotMisledByTheResultOfAnotherProfile) {

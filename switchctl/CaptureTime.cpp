@@ -37,7 +37,7 @@ CaptureTime CaptureTime::parse(const std::string& text) {
         refuse(text, "the day is one of Sun, Mon, Tue, Wed, Thu, Fri, Sat, written so");
     }
     if (!isTime(parts[1])) {
-        refuse(text, "the time lies between 0:00 and 23:59");
+        refuse(text, "no blanks; the time is H:MM or HH:MM, from 0:00 to 23:59");
     }
     if (!isTwoDigits(parts[2], 26) || !Text::number(parts[2], 1, 26)) {
         refuse(text, "the interval is 1 to 26 weeks");

@@ -20,7 +20,7 @@ struct RefusedCapture {
 };
 
 constexpr const char* DAY_RULE = "the day is one of Sun, Mon, Tue, Wed, Thu, Fri, Sat, written so";
-constexpr const char* TIME_RULE = "the time lies between 0:00 and 23:59";
+constexpr const char* TIME_RULE = "no blanks; the time is H:MM or HH:MM, from 0:00 to 23:59";
 constexpr const char* WEEKS_RULE = "the interval is 1 to 26 weeks";
 
 const RefusedCapture REFUSED[] = {

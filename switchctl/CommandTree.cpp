@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <map>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -47,7 +48,7 @@ std::string checkTimeout(const std::string& text) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     const bool fits = end != text.c_str() && *end == '\0' && value > 0 && value <= LONGEST_TIMEOUT;
-    return fits ? "" : "\"" + text + "\" is not a number of seconds above 0";
+    return fits ? "" : "\"" + text + "\" is not a number of seconds from above 0 to 1000000";
 }
 
 CLI::Option* finish(CLI::Option* option, const Argument& argument) {
@@ -104,11 +105,14 @@ public:
     Impl();
 
     const CLI::App& selected() const;
+    // What to say when a word stands where a command is expected.
+    std::optional<std::string> unknownCommand();
 
     CLI::App root;
     Texts texts;
     Action action;
     bool json = false;
+    bool explained = false;  // The problem says already where to look.
     double timeout = 10;
 };
 
@@ -129,6 +133,17 @@ const CLI::App& CommandTree::Impl::selected() const {
         app = chosen.back();
     }
     return *app;
+}
+
+std::optional<std::string> CommandTree::Impl::unknownCommand() {
+    const CLI::App& app = selected();
+    const std::vector<std::string> rest = root.remaining(true);
+    if (app.get_subcommands({}).empty() || rest.empty() || rest.front().starts_with('-')) {
+        return std::nullopt;
+    }
+    explained = true;
+    return "there is no command \"" + rest.front() + "\"; see switchctl " +
+           (&app == &root ? "" : app.get_name() + " ") + "--help";
 }
 
 CommandTree::CommandTree() : impl_(std::make_unique<Impl>()) {
@@ -160,7 +175,7 @@ CommandTree::Outcome CommandTree::parse(const std::vector<std::string>& argument
     } catch (const CLI::CallForHelp&) {
         return Outcome::HELP;
     } catch (const CLI::ParseError& error) {
-        problem = error.what();
+        problem = impl_->unknownCommand().value_or(error.what());
         return Outcome::WRONG;
     }
 }
@@ -182,6 +197,9 @@ std::string CommandTree::help() const {
 }
 
 std::string CommandTree::usage() const {
+    if (impl_->explained) {
+        return "";
+    }
     const CommandText* text = textOf(impl_->texts, &impl_->selected());
     if (text == nullptr) {
         return "see switchctl " + impl_->selected().get_name() + " --help\n";

@@ -34,7 +34,9 @@ bool DaemonLog::has(std::uint32_t number) const {
 }
 
 std::string DaemonLog::lastText() const {
-    return entries_->empty() ? "" : entries_->back().text;
+    const auto last = std::find_if(entries_->rbegin(), entries_->rend(),
+                                   [](const LogEntry& entry) { return entry.number != PROCESSED_REFUSAL; });
+    return last == entries_->rend() ? "" : last->text;
 }
 
 std::string DaemonLog::textAbout(const std::string& subject, std::uint32_t first, std::uint32_t last) const {

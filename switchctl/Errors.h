@@ -7,6 +7,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace ExitStatus {
 inline constexpr int DONE = 0;
@@ -29,6 +30,12 @@ struct Refused : std::runtime_error {
 
     OperatorStatus status;
     std::optional<std::uint32_t> responseStatus;
+};
+
+// The output does not take what is to be printed; why, as errno has it, 0 for not known.
+struct CannotWrite : std::runtime_error {
+    explicit CannotWrite(int why)
+        : std::runtime_error(why == 0 ? "cannot write" : "cannot write: " + std::generic_category().message(why)) {}
 };
 
 // Nobody answered in time.

@@ -7,7 +7,7 @@
 namespace {
 
 void publish(Session& session, std::uint16_t code, const WireBytes& body) {
-    session.client.call(code, body);
+    session.client.change(code, body);
     session.print(Json().set("published", true), "");
 }
 

@@ -78,7 +78,7 @@ void add(Session& session, const FaultArguments& arguments) {
         throw UsageError("a lookup can only be silent; write fault add silent --operation lookup");
     }
     const auto number =
-        OperatorClient::decode<OneTag>(session.client.call(OperatorCode::ADD_FAULT, FaultWire::encode(rule))).number;
+        OperatorClient::decode<OneTag>(session.client.change(OperatorCode::ADD_FAULT, FaultWire::encode(rule))).number;
     session.print(Json().set("fault", number), std::to_string(number) + "\n");
 }
 
@@ -103,7 +103,7 @@ void list(Session& session) {
 
 // What CLEAR_FAULTS and RELEASE_HELD do, and how many they did it to.
 void doToAll(Session& session, std::uint16_t code, const char* what) {
-    const auto count = OperatorClient::decode<OneTag>(session.client.call(code)).number;
+    const auto count = OperatorClient::decode<OneTag>(session.client.change(code)).number;
     session.print(Json().set(what, count), std::string(what) + " " + std::to_string(count) + "\n");
 }
 
@@ -117,7 +117,7 @@ void addAdd(CommandTree& tree, const CommandTree::Group& fault) {
         .take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry,\ncorrupt or silent", true}, arguments->kind)
         .take({"--operation", "OP", "any, connect, get, bulk-get, set, lookup (any)"}, arguments->operation)
         .take({"--key", "PATTERN", "Attribute or component; * for anything (*)"}, rule.pattern)
-        .number({"--count", "N", "Answers to spoil (1); 0 for all"}, rule.count, 0, UINT32_MAX)
+        .number({"--count", "N", "Answers to spoil, never switchctl's own (1); 0: all"}, rule.count, 0, UINT32_MAX)
         .number({"--ms", "N", "delay: milliseconds (0)"}, rule.milliseconds, 0, UINT32_MAX)
         .number({"--status", "N", "bad-status: the status (-1)"}, rule.status, INT32_MIN, INT32_MAX);
 }
@@ -126,7 +126,7 @@ void addRemove(CommandTree& tree, const CommandTree::Group& fault) {
     const auto number = std::make_shared<std::uint32_t>();
     tree.command(fault, "remove", {"fault remove NUMBER", "Remove a fault", "fault remove 1"},
                  [number](Session& session) {
-                     session.client.call(OperatorCode::REMOVE_FAULT, OneTag{*number}.encode());
+                     session.client.change(OperatorCode::REMOVE_FAULT, OneTag{*number}.encode());
                      session.print(Json().set("removed", *number), "");
                  })
         .number({"NUMBER", "", "Its number, as fault add and list print it", true}, *number, 0, UINT32_MAX);

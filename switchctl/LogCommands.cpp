@@ -39,8 +39,10 @@ Json json(const LogEntry& entry) {
 }
 
 std::uint64_t sinceFrom(const std::string& text) {
-    const auto id = Text::number(text.substr(0, text.find('/')), 0, INT64_MAX);
-    if (!id) {
+    const std::size_t slash = text.find('/');
+    const auto id = Text::number(text.substr(0, slash), 0, INT64_MAX);
+    const bool rest = slash == std::string::npos || Text::number(text.substr(slash + 1), 0, UINT32_MAX);
+    if (!id || !rest) {
         throw UsageError("\"" + text + "\" is not an id; write it as log prints it: 17 or 17/0x8b000001");
     }
     return static_cast<std::uint64_t>(*id);
@@ -64,7 +66,7 @@ std::uint64_t printPresent(Session& session, const LogArguments& arguments) {
                 list.add(json(entry));
             }
         }
-        session.out << lines << std::flush;
+        session.write(lines);
         more = page.more && !page.entries.empty();
     }
     if (session.json && !arguments.follow) {

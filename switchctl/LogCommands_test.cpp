@@ -42,6 +42,7 @@ TEST_F(LogCommands, beginsAfterAnIdInEitherForm) {
     EXPECT_EQ(done({"log", "--since", "2"}), "");
     EXPECT_THAT(run({"log", "--since", "x"}).err,
                 HasSubstr("\"x\" is not an id; write it as log prints it: 17 or 17/0x8b000001\n"));
+    EXPECT_THAT(run({"log", "--since", "5/zz"}).err, HasSubstr("\"5/zz\" is not an id;"));
 }
 
 TEST_F(LogCommands, leavesOutLevelsAboveTheOneAskedFor) {

@@ -55,10 +55,15 @@ LogDigest::Retry retryIn(const LogEntry& entry, std::uint64_t timeScale) {
             entry.seconds * SECOND + entry.microseconds + delay * SECOND / static_cast<std::int64_t>(timeScale)};
 }
 
+// As the daemon reads it.
 std::uint64_t timeScaleOfSwitch() {
     const char* text = std::getenv("HSB_TIME_SCALE");
-    const auto scale = text == nullptr ? std::nullopt : Text::number(text, 1, 1000000);
-    return static_cast<std::uint64_t>(scale.value_or(1));
+    constexpr unsigned long long LARGEST = 1000000;
+    if (text == nullptr || *text == '\0' ||
+        std::string_view(text).find_first_not_of("0123456789") != std::string::npos) {
+        return 1;
+    }
+    return std::clamp<unsigned long long>(std::strtoull(text, nullptr, 10), 1, LARGEST);
 }
 
 }  // namespace

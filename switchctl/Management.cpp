@@ -31,11 +31,16 @@ const char* meaningOf(std::uint32_t status) {
     return "orvApp does not say why";
 }
 
+bool onlyAsks(std::uint16_t code) {
+    return code == ManagementCode::MESG_Q_INFO || code == ManagementCode::PROFILE_PROCESSED_INFO;
+}
+
 }  // namespace
 
 Response call(Session& session, std::uint16_t code, const WireBytes& payload) {
     const ManagementCall request{DAEMON, code, true, payload};
-    const WireBytes body = session.client.call(OperatorCode::MANAGEMENT, request.encode(), DAEMON);
+    const WireBytes body = onlyAsks(code) ? session.client.call(OperatorCode::MANAGEMENT, request.encode(), DAEMON)
+                                          : session.client.change(OperatorCode::MANAGEMENT, request.encode(), DAEMON);
     const auto answer = OperatorClient::decode<ManagementAnswer>(body);
     // Every response begins with handle and status.
     const auto start =
@@ -82,18 +87,18 @@ ProcessedInfo processed(Session& session) {
     return std::move(*info);
 }
 
-bool announceChange(Session& session) {
+bool announceChange(Session& session, const std::string& done) {
     try {
         request(session, ManagementCode::PROFILE_CHANGE);
         return true;
     } catch (const Refused& error) {
         if (error.status != OperatorStatus::NO_COMPONENT) {
-            throw Refused(std::string("stored, but ") + error.what());
+            throw Refused(done + ", but " + error.what());
         }
-        session.note("stored; orvApp does not run and will read it when it starts");
+        session.note(done + "; orvApp does not run and will read it when it starts");
         return false;
     } catch (const NoAnswer& error) {
-        throw NoAnswer(std::string("stored, but ") + error.what());
+        throw NoAnswer(done + ", but " + error.what());
     }
 }
 

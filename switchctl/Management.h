@@ -35,6 +35,6 @@ ProcessedInfo processed(Session& session);
 
 // Tells the daemon to read its profiles and settings anew; whether it was there to be told. Nothing is lost when it
 // does not run: it reads them when it starts; that is noted.
-bool announceChange(Session& session);
+bool announceChange(Session& session, const std::string& done = "stored");
 
 }  // namespace Management

@@ -25,9 +25,20 @@ WireBytes OperatorClient::call(std::uint16_t code, const WireBytes& body, const 
     const std::uint32_t tag = ++lastTag_;
     send(code, tag, body);
     if (!waitForAnswer(tag) && answers_.contains(witness)) {
-        throw NoAnswer(who + " did not answer in " + Text::seconds(timeout_.count()) + " s");
+        throw NoAnswer(silenceOf(who));
     }
     return takeAnswer(tag);
+}
+
+WireBytes OperatorClient::change(std::uint16_t code, const WireBytes& body, const std::string& who) {
+    constexpr const char* REMARK = "; it may still be done";
+    call(OperatorCode::COMPONENTS);
+    const std::uint32_t tag = ++lastTag_;
+    send(code, tag, body);
+    if (!waitForAnswer(tag) && who != SWITCHD) {
+        throw NoAnswer(silenceOf(who) + REMARK);
+    }
+    return takeAnswer(tag, REMARK);
 }
 
 WireBytes OperatorClient::open(std::uint16_t code, const WireBytes& body, PushHandler handler) {
@@ -44,7 +55,7 @@ void OperatorClient::ensureConnected() {
     }
     Transport* transport = connect_(timeout_);
     if (transport == nullptr || transport->attach(*this, address_) < 0) {
-        throw NoAnswer("switchd cannot be reached");
+        throw SwitchdSilent("switchd cannot be reached");
     }
     transport_ = transport;
 }
@@ -63,10 +74,14 @@ bool OperatorClient::waitForAnswer(std::uint32_t tag) {
     return serveUntil([&] { return answers_.contains(tag); });
 }
 
-WireBytes OperatorClient::takeAnswer(std::uint32_t tag) {
+std::string OperatorClient::silenceOf(const std::string& who) const {
+    return who + " did not answer in " + Text::seconds(timeout_.count()) + " s";
+}
+
+WireBytes OperatorClient::takeAnswer(std::uint32_t tag, const std::string& remark) {
     auto known = answers_.extract(tag);
     if (known.empty()) {
-        throw SwitchdSilent("switchd did not answer in " + Text::seconds(timeout_.count()) + " s");
+        throw SwitchdSilent(silenceOf(SWITCHD) + remark);
     }
     Answer answer = std::move(known.mapped());
     if (answer.status != OperatorStatus::OK) {

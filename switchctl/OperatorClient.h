@@ -32,6 +32,9 @@ public:
     // Sends a request and returns the body of its answer. Throws Refused with the switch's reason, or NoAnswer which
     // names who did not answer.
     WireBytes call(std::uint16_t code, const WireBytes& body = {}, const std::string& who = SWITCHD);
+    // As call, for what changes something. It is not sent to a switchd that is silent, which would do it later, when
+    // nobody expects it any more; when the answer does not come, the message says that it may still be done.
+    WireBytes change(std::uint16_t code, const WireBytes& body = {}, const std::string& who = SWITCHD);
     // As call, and hands all that is pushed with the request's tag to the handler while the client serves.
     WireBytes open(std::uint16_t code, const WireBytes& body, PushHandler handler);
 
@@ -62,8 +65,9 @@ private:
     void send(std::uint16_t code, std::uint32_t tag, const WireBytes& body);
     // Whether the answer has come in time.
     bool waitForAnswer(std::uint32_t tag);
-    // Throws SwitchdSilent when it has not.
-    WireBytes takeAnswer(std::uint32_t tag);
+    // Throws SwitchdSilent when it has not; its message ends with that remark.
+    WireBytes takeAnswer(std::uint32_t tag, const std::string& remark = "");
+    std::string silenceOf(const std::string& who) const;
     void turn(Milliseconds limit);
     [[noreturn]] static void badAnswer();
 

@@ -105,6 +105,29 @@ TEST_F(OperatorClientTest, blamesAnotherOnlyWhenSwitchdAnswers) {
     EXPECT_EQ(reasonOf([&] { client_.call(OperatorCode::PROBE, {}, "orvApp"); }), "orvApp did not answer in 0.1 s");
 }
 
+TEST_F(OperatorClientTest, sendsNoChangeToASwitchdThatIsSilent) {
+    client_.timeout(std::chrono::milliseconds(100));
+    std::vector<std::uint16_t> requests;
+    switchd_.onRequest = [&](const Hsb_Message& request, std::uint32_t) { requests.push_back(request.code()); };
+
+    EXPECT_EQ(reasonOf([&] { client_.change(OperatorCode::CHANGE); }), "switchd did not answer in 0.1 s");
+    EXPECT_THAT(requests, ElementsAre(OperatorCode::COMPONENTS));
+}
+
+TEST_F(OperatorClientTest, saysThatAChangeWithoutAnAnswerMayStillBeDone) {
+    client_.timeout(std::chrono::milliseconds(100));
+    switchd_.onRequest = [&](const Hsb_Message& request, std::uint32_t tag) {
+        if (request.code() == OperatorCode::COMPONENTS) {
+            switchd_.answer(request, tag, {0, OperatorStatus::OK, "", {}});
+        }
+    };
+
+    EXPECT_EQ(reasonOf([&] { client_.change(OperatorCode::CHANGE); }),
+              "switchd did not answer in 0.1 s; it may still be done");
+    EXPECT_EQ(reasonOf([&] { client_.change(OperatorCode::MANAGEMENT, {}, "orvApp"); }),
+              "orvApp did not answer in 0.1 s; it may still be done");
+}
+
 TEST_F(OperatorClientTest, doesNotTakeAnAnswerThatItCannotRead) {
     const WireBytes body = {1, 2, 3};
     switchd_.onRequest = [&](const Hsb_Message& request, std::uint32_t tag) {

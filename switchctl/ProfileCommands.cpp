@@ -16,10 +16,10 @@ ProfileTable read(Session& session) {
 }
 
 // Whether the daemon has been told.
-bool store(Session& session, const ProfileTable& table) {
+bool store(Session& session, const ProfileTable& table, const std::string& done) {
     AttributeChange change = table.change();
     Attributes::change(session, std::move(change.set), std::move(change.unset));
-    return Management::announceChange(session);
+    return Management::announceChange(session, done);
 }
 
 Json json(const ProfileTable::Profile& profile) {
@@ -88,14 +88,14 @@ void add(Session& session, const ProfileSettings& settings) {
     ProfileTable({}).add(settings);
     ProfileTable table = read(session);
     table.add(settings);
-    const bool told = store(session, table);
+    const bool told = store(session, table, "stored");
     session.print(json(table.profiles().back()).set("told", told), "profile " + settings.name + " added\n");
 }
 
 void remove(Session& session, const std::string& name) {
     ProfileTable table = read(session);
     table.remove(name);
-    const bool told = store(session, table);
+    const bool told = store(session, table, "removed");
     session.print(Json().set("removed", name).set("told", told), "profile " + name + " removed\n");
 }
 

@@ -144,8 +144,19 @@ TEST_F(ProfileCommands, sayWhatIsStoredWhenTheDaemonDoesNotAnswer) {
         run({"profile", "add", "One", "--level", "Info", "--format", "Tsc1", "--email", "a@x", "--timeout", "1"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 1 s\n");
+    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 1 s; it may still be done\n");
     EXPECT_EQ(switch_.attribute("Global.CallhomeDB.ProfileList.0"), "One");
+
+    EXPECT_EQ(run({"profile", "remove", "One", "--timeout", "1"}).err,
+              "switchctl: removed, but orvApp did not answer in 1 s; it may still be done\n");
+}
+
+TEST_F(ProfileCommands, showTheAddressesThatAreThereAndTenAtMost) {
+    done({"attr", "set", "Global.CallhomeDB.NumberOfProfiles=1", "Global.CallhomeDB.ProfileList.0=One",
+          "Global.CallhomeDB.Profile.0.NumberOfEmails=99", "Global.CallhomeDB.Profile.0.EmailList.1=b@x",
+          "Global.CallhomeDB.Profile.0.EmailList.9=j@x", "Global.CallhomeDB.Profile.0.EmailList.10=k@x"});
+
+    EXPECT_THAT(done({"profile", "list"}), HasSubstr("  b@x,j@x\n"));
 }
 
 TEST_F(ProfileCommands, addNeedsLevelFormatAndEmail) {

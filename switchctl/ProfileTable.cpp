@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint32_t STRING = 1;
 constexpr std::uint32_t INTEGER = 2;
+constexpr std::uint32_t MOST_EMAILS = 10;  // of a profile; the daemon reads no more
 const std::string COUNT = "Global.CallhomeDB.NumberOfProfiles";
 const std::string NAMES = "Global.CallhomeDB.ProfileList.";
 const std::string PROFILE = "Global.CallhomeDB.Profile.";
@@ -65,9 +66,12 @@ std::string ProfileTable::Profile::field(const std::string& suffix) const {
 
 std::vector<std::string> ProfileTable::Profile::emails() const {
     std::vector<std::string> addresses;
-    const std::uint32_t count = std::min<std::uint32_t>(numberIn(field("NumberOfEmails")), fields.size());
+    const std::uint32_t count = std::min(numberIn(field("NumberOfEmails")), MOST_EMAILS);
     for (std::uint32_t number = 0; number < count; ++number) {
-        addresses.push_back(field("EmailList." + std::to_string(number)));
+        const std::string address = field("EmailList." + std::to_string(number));
+        if (!address.empty()) {
+            addresses.push_back(address);
+        }
     }
     return addresses;
 }

@@ -1,10 +1,12 @@
 // What a command works with: the switch, and where its output goes.
 #pragma once
 
+#include "switchctl/Errors.h"
 #include "switchctl/Json.h"
 #include "switchctl/OperatorClient.h"
 #include "switchctl/Text.h"
 
+#include <cerrno>
 #include <ostream>
 #include <string>
 
@@ -15,15 +17,23 @@ struct Session {
     bool json = false;
     bool printed = false;  // The command's JSON object is out.
 
+    // All output goes through this. Throws CannotWrite.
+    void write(const std::string& text) const {
+        errno = 0;
+        out << text << std::flush;
+        if (!out) {
+            throw CannotWrite(errno);
+        }
+    }
     // The result of a command: lines for a person, or one JSON object for a program.
     void print(const Json& value, const std::string& lines) {
         printed = printed || json;
-        out << (json ? value.dump() + "\n" : lines) << std::flush;
+        write(json ? value.dump() + "\n" : lines);
     }
     // How far the command has come; programs are not told.
     void progress(const std::string& lines) const {
         if (!json) {
-            out << lines << std::flush;
+            write(lines);
         }
     }
     // A remark that is not the result. On one line, whatever of somebody's text it repeats.

@@ -4,6 +4,7 @@
 #include "switchctl/Errors.h"
 #include "switchctl/Management.h"
 #include "switchctl/ProbeTrace.h"
+#include "switchctl/ProfileTable.h"
 
 #include <strings.h>
 
@@ -52,6 +53,10 @@ StatusFacts StatusFacts::gather(Session& session) {
     StatusFacts facts;
     facts.components = OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
     facts.attributes = Attributes::get(session, KEYS);
+    const ProfileTable table(Attributes::list(session, ProfileTable::PREFIX));
+    for (const auto& profile : table.profiles()) {
+        facts.profiles.push_back(profile.name);
+    }
     facts.log = LogDigest::read(session);
     if (facts.daemon() == nullptr) {
         return facts;

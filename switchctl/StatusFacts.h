@@ -21,6 +21,7 @@ struct StatusFacts {
 
     std::vector<ComponentList::Component> components;
     std::map<std::string, std::string> attributes;
+    std::vector<std::string> profiles;  // names of those below the number of profiles; "" for one without
     LogDigest log;
     std::optional<QueueInfo> queue;
     std::optional<Probe> probe;

@@ -67,6 +67,20 @@ std::string serverWords(const StatusServer& server) {
                : Text::oneLine(server.address + ":" + server.port) + (server.enabled ? "" : " (off)");
 }
 
+// Words and negative numbers mean none.
+std::int64_t numberOfProfiles(const StatusFacts& facts) {
+    return Text::number(facts.attribute("Global.CallhomeDB.NumberOfProfiles"), 0, INT32_MAX).value_or(0);
+}
+
+std::string senderWords(const StatusFacts& facts) {
+    constexpr std::size_t ROOM = 60;
+    const std::string sender = Text::oneLine(Text::trim(facts.attribute("Global.Callhome.FromAddr")));
+    if (sender.empty() || sender == "<undefined>") {
+        return "none";
+    }
+    return sender.size() > ROOM ? sender.substr(0, ROOM) + "..." : sender;
+}
+
 // "3 of 100", "(full)" behind it when there is no more room.
 std::string used(std::uint32_t number, const std::string& quota, const std::string& unit) {
     const auto allowed = Text::number(quota, 0, UINT32_MAX);
@@ -189,8 +203,8 @@ std::string statusLines(const StatusFacts& facts, std::int64_t now) {
         {"mail servers",
          serverWords(StatusServer::configured(facts, "")) + ", " + serverWords(StatusServer::configured(facts, "1"))},
         {"active", serverWords(StatusServer::active(facts))},
-        {"sender", Text::oneLine(facts.attribute("Global.Callhome.FromAddr"))},
-        {"profiles", Text::oneLine(facts.attribute("Global.CallhomeDB.NumberOfProfiles"))},
+        {"sender", senderWords(facts)},
+        {"profiles", std::to_string(numberOfProfiles(facts))},
         {"queue", queueWords(facts)},
         {"retry", retryWords(facts, now)},
         {"discarded", lossWords(facts)},
@@ -212,7 +226,7 @@ Json statusJson(const StatusFacts& facts, std::int64_t now) {
         .set("secondary", json(StatusServer::configured(facts, "1")))
         .set("active", json(StatusServer::active(facts)))
         .set("sender", facts.attribute("Global.Callhome.FromAddr"));
-    addNumber(object, "profiles", facts.attribute("Global.CallhomeDB.NumberOfProfiles"));
+    object.set("profiles", numberOfProfiles(facts));
     object.setNull("queue").setNull("discarded");
     if (facts.queue) {
         object.set("queue", queueJson(facts));

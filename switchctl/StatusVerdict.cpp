@@ -3,6 +3,7 @@
 #include "switchctl/MailServer.h"
 #include "switchctl/Text.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -28,12 +29,12 @@ bool hasServer(const StatusFacts& facts) {
 }
 
 bool hasSender(const StatusFacts& facts) {
-    const std::string sender = facts.attribute("Global.Callhome.FromAddr");
+    const std::string sender = Text::trim(facts.attribute("Global.Callhome.FromAddr"));
     return !sender.empty() && sender != DEFAULT_SENDER;
 }
 
 bool hasProfiles(const StatusFacts& facts) {
-    return Text::number(facts.attribute("Global.CallhomeDB.NumberOfProfiles"), 1, INT32_MAX).has_value();
+    return std::ranges::any_of(facts.profiles, [](const std::string& name) { return !name.empty(); });
 }
 
 // What the daemon looks at, each with its bit in the daemon's own view.
@@ -77,6 +78,10 @@ StatusServer StatusServer::configured(const StatusFacts& facts, const std::strin
     return {MailServer::shown(facts.attribute("Global.Callhome.NF-SMTPAddr" + suffix)),
             facts.attribute("Global.Callhome.SMTPPort" + suffix),
             isTrue(facts, ("Global.Callhome.SMTPEnable" + suffix).c_str())};
+}
+
+bool StatusServer::usable() const {
+    return enabled && !address.empty() && Text::number(port, 1, UINT16_MAX).has_value();
 }
 
 StatusServer StatusServer::active(const StatusFacts& facts) {

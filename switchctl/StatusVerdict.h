@@ -25,7 +25,7 @@ struct StatusServer {
     static StatusServer configured(const StatusFacts& facts, const std::string& suffix);
     // The one that mails go through; none before the daemon has said.
     static StatusServer active(const StatusFacts& facts);
-    bool usable() const { return enabled && !address.empty(); }
+    bool usable() const;
 };
 
 // A component's state in a word.

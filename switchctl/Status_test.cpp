@@ -58,7 +58,8 @@ protected:
     void configure() {
         run({"attr", "set", "Global.Services.CallhomeEnable=True", "Global.Callhome.NF-SMTPAddr=1-192.0.2.1",
              "Global.Callhome.SMTPEnable=True", "Global.Callhome.FromAddr=sw@example.com",
-             "Global.CallhomeDB.NumberOfProfiles=2", "Oper.Callhome.NF-ActiveSMTPAddr=1-C0000201"});
+             "Global.CallhomeDB.NumberOfProfiles=2", "Global.CallhomeDB.ProfileList.0=Operators",
+             "Global.CallhomeDB.ProfileList.1=Night", "Oper.Callhome.NF-ActiveSMTPAddr=1-C0000201"});
         condition_ = "0x3f";
     }
     void log(std::uint32_t number, const char* text, int level = 3) {
@@ -95,13 +96,52 @@ TEST_F(Status, ofAnUnconfiguredSwitchSaysWhatToMendInOrder) {
                   "\n"
                   "mail servers  none, none\n"
                   "active        none\n"
-                  "sender        <undefined>\n"
+                  "sender        none\n"
                   "profiles      0\n"
                   "queue         0 of 100 waiting, 0 open, 0 of 5120000 bytes\n"
                   "retry         none\n"
                   "discarded     1 for space, 2 for the file limit, 3 for age, 4 cleared, 5 not added\n"
                   "given up      0 recipients, 0 mails, 0 messages not queued\n"
                   "last failure  none\n");
+}
+
+struct UselessCase {
+    const char* attribute;
+    const char* cause;
+};
+
+constexpr UselessCase USELESS[] = {
+    {"Global.Callhome.SMTPPort=abc", "server"},
+    {"Global.Callhome.SMTPPort=0", "server"},
+    {"Global.Callhome.SMTPPort=", "server"},
+    {"Global.Callhome.SMTPPort=65536", "server"},
+    {"Global.CallhomeDB.NumberOfProfiles=0", "profiles"},
+    {"Global.CallhomeDB.NumberOfProfiles=garbage", "profiles"},
+};
+
+TEST_F(Status, ofASwitchWhoseValuesAreOfNoUseSaysThatItCannotSend) {
+    for (const UselessCase& one : USELESS) {
+        configure();
+        done({"attr", "set", "Global.Callhome.SMTPPort=65535"});
+        EXPECT_THAT(done({"status", "--json"}), StartsWith("{\"canSend\":true,"));
+
+        done({"attr", "set", one.attribute});
+
+        EXPECT_THAT(done({"status", "--json"}),
+                    StartsWith(std::string("{\"canSend\":false,\"problems\":[{\"cause\":\"") + one.cause + "\","))
+            << one.attribute;
+    }
+    EXPECT_THAT(done({"status"}), HasSubstr("\nprofiles      0\n"));
+}
+
+TEST_F(Status, ofASwitchThatCountsProfilesWhichAreNotThereSaysThatItCannotSend) {
+    configure();
+    done({"attr", "set", "Global.CallhomeDB.NumberOfProfiles=5",
+          "Global.CallhomeDB.ProfileList.0=", "Global.CallhomeDB.ProfileList.1="});
+    EXPECT_THAT(done({"status"}), HasSubstr("there are no profiles"));
+
+    done({"attr", "unset", "Global.CallhomeDB.ProfileList.0", "Global.CallhomeDB.ProfileList.1"});
+    EXPECT_THAT(done({"status"}), HasSubstr("there are no profiles"));
 }
 
 TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {

@@ -53,6 +53,9 @@ std::string presentState(Session& session, const std::string& name) {
 }
 
 void wait(Session& session, const std::string& component, const std::string& state) {
+    if (component.empty()) {
+        throw UsageError("a component has a name; write it as status prints it");
+    }
     const WaitRequest request{component, stateCalled(state)};
     const std::string limit = Text::seconds(session.client.timeout().count());
     try {

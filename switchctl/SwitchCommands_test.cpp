@@ -34,6 +34,10 @@ TEST_F(SwitchCommands, statusFollowsTheComponentsStart) {
     EXPECT_EQ(stateNow(), "started");
 }
 
+TEST_F(SwitchCommands, waitNeedsTheNameOfAComponent) {
+    EXPECT_EQ(run({"wait", "", "started"}).status, ExitStatus::WRONG_USAGE);
+}
+
 TEST_F(SwitchCommands, waitEndsWhenTheStateIsReached) {
     EXPECT_EQ(done({"wait", "orvApp", "registered"}), "");
     ASSERT_GE(cmon_client(&daemon_).ready_for_conf(), 0);

@@ -42,7 +42,7 @@ int runLine(const std::vector<std::string>& arguments, CommandTree& tree, Sessio
     std::string problem;
     switch (tree.parse(arguments, problem)) {
         case CommandTree::Outcome::HELP:
-            session.out << tree.help() << std::flush;
+            session.write(tree.help());
             return ExitStatus::DONE;
         case CommandTree::Outcome::WRONG:
             throw UsageError(problem);
@@ -53,6 +53,22 @@ int runLine(const std::vector<std::string>& arguments, CommandTree& tree, Sessio
     session.client.timeout(tree.timeout());
     tree.run(session);
     return ExitStatus::DONE;
+}
+
+int runAndTell(const std::vector<std::string>& arguments, CommandTree& tree, Session& session) {
+    try {
+        return runLine(arguments, tree, session);
+    } catch (const CannotWrite&) {
+        throw;
+    } catch (const UsageError& error) {
+        return failUsage(session, tree, error);
+    } catch (const Refused& error) {
+        return fail(session, "refused", error, ExitStatus::REFUSED, &error);
+    } catch (const NoAnswer& error) {
+        return fail(session, "no answer", error, ExitStatus::NO_ANSWER);
+    } catch (const std::exception& error) {
+        return fail(session, "failed", error, ExitStatus::REFUSED);
+    }
 }
 
 }  // namespace
@@ -67,14 +83,9 @@ int runSwitchctl(const std::vector<std::string>& arguments, const OperatorClient
     // A line that is not understood is answered in JSON as well when it asks for it.
     Session session{client, out, err, std::ranges::find(arguments, "--json") != arguments.end()};
     try {
-        return runLine(arguments, tree, session);
-    } catch (const UsageError& error) {
-        return failUsage(session, tree, error);
-    } catch (const Refused& error) {
-        return fail(session, "refused", error, ExitStatus::REFUSED, &error);
-    } catch (const NoAnswer& error) {
-        return fail(session, "no answer", error, ExitStatus::NO_ANSWER);
-    } catch (const std::exception& error) {
-        return fail(session, "failed", error, ExitStatus::REFUSED);
+        return runAndTell(arguments, tree, session);
+    } catch (const CannotWrite& error) {
+        session.note(error.what());
+        return ExitStatus::REFUSED;
     }
 }

@@ -70,15 +70,35 @@ std::string trim(std::string_view text) {
     return std::string(text.substr(first, text.find_last_not_of(BLANKS) - first + 1));
 }
 
+namespace {
+
+// U+0080 to U+009F, which terminals obey as well.
+bool isLongControl(std::string_view text) {
+    return text.size() >= 2 && text[0] == '\xC2' && static_cast<unsigned char>(text[1]) >= 0x80 &&
+           static_cast<unsigned char>(text[1]) < 0xA0;
+}
+
+}  // namespace
+
 bool hasControls(std::string_view text) {
-    return std::ranges::any_of(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; });
+    for (std::size_t place = 0; place < text.size(); ++place) {
+        const auto byte = static_cast<unsigned char>(text[place]);
+        if (byte < 0x20 || byte == 0x7F || isLongControl(text.substr(place))) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::string oneLine(std::string_view text) {
     std::string result;
-    for (const char c : text) {
+    for (std::size_t place = 0; place < text.size(); ++place) {
+        const char c = text[place];
         const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n') {
+        if (isLongControl(text.substr(place))) {
+            const auto second = static_cast<unsigned char>(text[++place]);
+            result += "\\x" + hex(std::span(&byte, 1)) + "\\x" + hex(std::span(&second, 1));
+        } else if (c == '\n') {
             result += "\\n";
         } else if (c == '\t') {
             result += "\\t";

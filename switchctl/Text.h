@@ -21,7 +21,7 @@ std::string hex(std::span<const std::uint8_t> bytes);
 std::vector<std::string> split(std::string_view text, char separator);
 std::string trim(std::string_view text);
 
-// Any byte below 0x20, and 0x7F.
+// Any byte below 0x20, 0x7F, and U+0080 to U+009F in UTF-8.
 bool hasControls(std::string_view text);
 // The text on one line of a terminal: control characters as \n, \t or \x1b.
 std::string oneLine(std::string_view text);

@@ -71,12 +71,15 @@ TEST(TextOneLine, showsControlCharacters) {
     EXPECT_EQ(Text::oneLine("plain \xC3\xA9 \\n"), "plain \xC3\xA9 \\n");
     EXPECT_EQ(Text::oneLine("a\nb\tc\rd\x1b\x7f"), "a\\nb\\tc\\x0dd\\x1b\\x7f");
     EXPECT_EQ(Text::oneLine(std::string("\0", 1)), "\\x00");
+    EXPECT_EQ(Text::oneLine("\xC2\x9B[\xC2\xA0"), "\\xc2\\x9b[\xC2\xA0");
 }
 
 TEST(TextControls, areBytesBelowBlankAndDelete) {
     EXPECT_FALSE(Text::hasControls("plain \xC3\xA9"));
     EXPECT_TRUE(Text::hasControls("a\nb"));
     EXPECT_TRUE(Text::hasControls("a\x7f"));
+    EXPECT_TRUE(Text::hasControls("a\xC2\x80"));
+    EXPECT_FALSE(Text::hasControls("a\xC2\xA0"));
     EXPECT_TRUE(Text::hasControls(std::string("\0", 1)));
 }
 

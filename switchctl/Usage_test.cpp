@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <sstream>
 
 using testing::Each;
@@ -169,6 +170,8 @@ TEST_F(Usage, aGroupNeedsACommand) {
         EXPECT_EQ(run(line), ExitStatus::WRONG_USAGE) << joined(line);
         EXPECT_THAT(err_.str(), StartsWith("switchctl: A subcommand is required\n"));
         EXPECT_EQ(run(with(line, "nonsense")), ExitStatus::WRONG_USAGE) << joined(line);
+        EXPECT_EQ(err_.str(), "switchctl: there is no command \"nonsense\"; see switchctl " +
+                                  (line.empty() ? "" : joined(line) + " ") + "--help\n");
     }
 }
 
@@ -186,8 +189,22 @@ TEST_F(Usage, timeoutMayStandAnywhereAndIsANumberOfSeconds) {
     }
     for (const char* text : {"0", "-1", "soon", "1s", "nan", "inf", "1e9", ""}) {
         EXPECT_EQ(run({"status", "--timeout", text}), ExitStatus::WRONG_USAGE) << text;
-        EXPECT_THAT(err_.str(), HasSubstr(std::string("\"") + text + "\" is not a number of seconds above 0"));
+        EXPECT_THAT(err_.str(),
+                    HasSubstr(std::string("\"") + text + "\" is not a number of seconds from above 0 to 1000000"));
     }
+}
+
+TEST_F(Usage, outputThatCannotBeWrittenIsAFailure) {
+    std::ofstream full("/dev/full");
+    const OperatorClient::Connect connect = [](std::chrono::milliseconds) -> Transport* { return nullptr; };
+
+    EXPECT_EQ(runSwitchctl({"--help"}, connect, full, err_), ExitStatus::REFUSED);
+    EXPECT_EQ(err_.str(), "switchctl: cannot write: No space left on device\n");
+
+    full.clear();
+    err_.str("");
+    EXPECT_EQ(runSwitchctl({"status", "--json"}, connect, full, err_), ExitStatus::REFUSED);
+    EXPECT_EQ(err_.str(), "switchctl: switchd cannot be reached\nswitchctl: cannot write: No space left on device\n");
 }
 
 TEST_F(Usage, jsonTellsFailuresInOneObjectToo) {
@@ -202,11 +219,13 @@ TEST_F(Usage, jsonTellsFailuresInOneObjectToo) {
 TEST_F(Usage, whatAnErrorRepeatsOfTheLineDoesNothingToTheTerminal) {
     for (const Line& line :
          {Line{"callhome", "setup", "--smtp", "3-a\nb\x1b[1m:25"}, Line{"status", "--timeout", "\x1b"},
-          Line{"log", "--level", "\x1b\n"}, Line{"wait", "orvApp", "\x1b"}, Line{"\x1b\n"}}) {
+          Line{"log", "--level", "\x1b\n"}, Line{"wait", "orvApp", "\x1b"}}) {
         EXPECT_EQ(run(line), ExitStatus::WRONG_USAGE);
         EXPECT_THAT(err_.str(), testing::Not(HasSubstr("\x1b")));
         EXPECT_THAT(linesOf(err_.str()), SizeIs(3)) << err_.str();
     }
+    EXPECT_EQ(run({"\x1b\n"}), ExitStatus::WRONG_USAGE);
+    EXPECT_EQ(err_.str(), "switchctl: there is no command \"\\x1b\\n\"; see switchctl --help\n");
 }
 
 }  // namespace
