@@ -144,6 +144,15 @@ TEST_F(Status, ofASwitchThatCountsProfilesWhichAreNotThereSaysThatItCannotSend) 
     EXPECT_THAT(done({"status"}), HasSubstr("there are no profiles"));
 }
 
+TEST_F(Status, cutsALongSenderAndSaysNoneForABlankOne) {
+    done({"attr", "set", "Global.Callhome.FromAddr=" + std::string(100, 'a')});
+    EXPECT_THAT(done({"status"}), HasSubstr("\nsender        " + std::string(60, 'a') + "...\n"));
+
+    done({"attr", "set", "Global.Callhome.FromAddr= "});
+    EXPECT_THAT(done({"status"}), HasSubstr("\nsender        none\n"));
+    EXPECT_THAT(done({"status"}), HasSubstr("there is no sender address"));
+}
+
 TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {
     configure();
     bytes_ = 641;

@@ -181,6 +181,12 @@ TEST_F(Usage, aSwitchThatCannotBeReachedGivesNoAnswer) {
     EXPECT_EQ(patience_, std::chrono::seconds(10));
 }
 
+TEST_F(Usage, waitAsksOnceForASwitchThatCannotBeReached) {
+    EXPECT_EQ(run({"wait", "orvApp", "started"}), ExitStatus::NO_ANSWER);
+    EXPECT_EQ(err_.str(), "switchctl: switchd cannot be reached\n");
+    EXPECT_EQ(connects_, 1);
+}
+
 TEST_F(Usage, timeoutMayStandAnywhereAndIsANumberOfSeconds) {
     for (const Line& line : {Line{"--timeout", "0.5", "status"}, Line{"status", "--timeout", "0.5"},
                              Line{"attr", "list", "--timeout=0.5"}}) {
