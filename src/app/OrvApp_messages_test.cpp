@@ -192,6 +192,44 @@ TEST_F(OrvAppMessages, refusesAnswersWithIdsThatTheirRouteDoesNotKnow) {
                             logged(15, "processDsStatus: unhandled DS id \\(0x0000000b\\) received")));
 }
 
+TEST_F(OrvAppMessages, refusesAnswersThatCannotBeRead) {
+    for (const std::uint16_t code : {DsCode::STATUS_REPLY, DsCode::ATTRIBUTE_REPLY, DsCode::BULK_REPLY}) {
+        for (const std::size_t length : {0u, 3u, 7u}) {
+            Hsb_Message message(MessageFormat::DS, code, std::vector<std::uint8_t>(length, 0));
+            EXPECT_EQ(app_->handle_message(&message), -1) << code << "/" << length;
+        }
+    }
+    switch_->pump();
+    EXPECT_THAT(switch_->eventLog(), SizeIs(9));
+}
+
+TEST_F(OrvAppMessages, refusesFailedAnswers) {
+    for (const std::uint8_t id : {6, 7, 8, 9}) {
+        std::vector<std::uint8_t> payload = dsReply(DsCode::ATTRIBUTE_REPLY, id);
+        payload[4 + 255 + 7] = 1;  // the last byte of its status
+        Hsb_Message message(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY, payload);
+        EXPECT_EQ(app_->handle_message(&message), -1) << int{id};
+    }
+    std::vector<std::uint8_t> payload = dsReply(DsCode::STATUS_REPLY, 10);
+    payload.back() = 1;
+    Hsb_Message message(MessageFormat::DS, DsCode::STATUS_REPLY, payload);
+    EXPECT_EQ(app_->handle_message(&message), -1);
+    switch_->pump();
+    EXPECT_THAT(switch_->eventLog(),
+                ElementsAre(logged(15, "Error getting DS_GET_CALLHOME_FEATURE_FLAG from DS 1"),
+                            logged(15, "Error getting DS_GET_CALLHOME_SERVICES_COMPONENT from DS 1"),
+                            logged(15, "Error getting DS_GET_CALLHOME_SWITCH_OPER_STATE from DS 1"),
+                            logged(15, "Error getting DS_GET_CALLHOME_NUM_OF_PROFILES from DS 1"),
+                            logged(15, "Error setting DS_SET_CALLHOME_WRITE_MARKER in DS 1")));
+}
+
+TEST_F(OrvAppMessages, refusesAHostnameWithoutData) {
+    Hsb_Message message(3, 0, event(90, 0));
+    EXPECT_EQ(app_->handle_message(&message), -1);
+
+    EXPECT_THAT(newTrace(), ElementsAre("OrvCallHome setSwitchHostname: Invalid hostname data received!"));
+}
+
 TEST_F(OrvAppMessages, passesId13OnToTheControllerWhichRefusesIt) {
     switch_->send(103, DsCode::ATTRIBUTE_REPLY, dsReply(DsCode::ATTRIBUTE_REPLY, 13));
 

@@ -1,6 +1,7 @@
 // Joining the bus, readiness, the handshake with the configuration monitor, and the end.
 #include "app/DaemonFixture.h"
 
+#include "Dispatcher.h"
 #include "Hsb_Message.h"
 #include "platform/wire/CnsWire.h"
 #include "platform/wire/MessageCodes.h"
@@ -143,6 +144,29 @@ TEST_F(OrvAppStart, subscribesToFourEventsInOrderAndThenQueuesThePowerUpMessage)
 
     EXPECT_THAT(subscribed, ElementsAre(std::pair(1u, 0u), std::pair(66u, 3u), std::pair(2u, 56u), std::pair(90u, 0u)));
     EXPECT_THAT(traced("OrvCHMesg buildSwitchPowerUpData: Entry"), SizeIs(1));
+}
+
+TEST_F(OrvAppStart, startsTheTickThenSubscribesThenQueuesThePowerUpMessage) {
+    unsigned subscriptions = 0;
+    std::size_t ticksBefore = 0;
+    switch_->bus().observe([&](const Hsb_Message& message) {
+        if (message.format() != MessageFormat::ENS || message.code() != EnsCode::SUBSCRIBE) {
+            return;
+        }
+        EXPECT_THAT(traced("OrvCHMesg buildSwitchPowerUpData: Entry"), IsEmpty());
+        if (++subscriptions == 1) {
+            // Due with the first tick; of the timers that are due together, the one that was started first runs first.
+            Dispatcher::instance()->schedule_timer(Timeval(1, 0), false,
+                                                   [&] { ticksBefore = traced("OrvCHMesgQ init: Entry").size(); });
+        }
+    });
+    startDaemon();
+    EXPECT_EQ(subscriptions, 4u);
+    EXPECT_THAT(traced("OrvCHMesg buildSwitchPowerUpData: Entry"), SizeIs(1));
+    switch_->bus().observe(nullptr);
+    switch_->tick();
+
+    EXPECT_EQ(ticksBefore, 1u);
 }
 
 TEST_F(OrvAppStart, aSubscriptionThatCannotBeSentRaisesAnAlarmAndTheRestGoesOn) {
