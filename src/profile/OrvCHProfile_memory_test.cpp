@@ -6,6 +6,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <span>
+#include <string>
+#include <vector>
+
 namespace {
 
 using testing::ElementsAre;
@@ -51,6 +56,70 @@ TEST(OrvCHProfileMemory, countsNothingThatItCouldNotFinish) {
         EXPECT_EQ(profile.processedCount(), failed ? 0u : 1u);
     }
     EXPECT_GE(failures, 3u);
+}
+
+// Whether one of these lines holds this text.
+bool tells(const std::vector<std::string>& lines, const std::string& text) {
+    return std::any_of(lines.begin(), lines.end(),
+                       [&text](const std::string& line) { return line.find(text) != std::string::npos; });
+}
+
+struct Answer {
+    int (OrvCHProfile::*process)(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    std::vector<DsEntry> entries;
+};
+
+DsEntry value(const std::string& key, const std::string& text) {
+    return {key, dsClient::TYPE_STRING, text};
+}
+
+// The read goes on to its marker, unless the failure kept a request from being sent.
+TEST(OrvCHProfileMemory, endsItsReadWhicheverAllocationFailsInAValue) {
+    const std::string key = "Global.CallhomeDB.Profile.0.";
+    const std::vector<Answer> answers{
+        {&OrvCHProfile::processInitialConfigBulk,
+         {value("Global.CallhomeDB.ProfileList.0", "a name not kept in place"), value(key + "Level", "Fault"),
+          value(key + "Format", "a format not kept in place"), value(key + "MaxSize", "5000"),
+          value(key + "EmailSubject", "a subject not kept in place"), value(key + "NumberOfEmails", "1"),
+          value(key + "CaptureEnable", "True"), value(key + "CaptureEntries", "1")}},
+        {&OrvCHProfile::processEmailConfigBulk, {value(key + "EmailList.0", "somebody@somewhere.example")}},
+        {&OrvCHProfile::processCaptureTypesBulk, {value(key + "Capture.0.Type", "Cron")}},
+        {&OrvCHProfile::processCaptureAttrsBulk,
+         {value(key + "Capture.0.DayOfWeek", "Fri"), value(key + "Capture.0.TimeOfDay", "17:05"),
+          value(key + "Capture.0.Interval", "2")}}};
+    const std::vector<std::int32_t> statuses(8, 0);
+    RecordingSwitch recording;
+    unsigned ended = 0;  // in spite of a failure
+    for (std::size_t which = 0; which < answers.size(); ++which) {
+        bool failed = true;
+        for (int after = 0; failed; ++after) {
+            SCOPED_TRACE(std::to_string(which) + "/" + std::to_string(after));
+            OrvCHProfile profile(0, recording.store());
+            ASSERT_EQ(profile.readInitialConfig(), 0);
+            recording.takeSent();
+            failed = false;
+            bool unsent = false;
+            for (std::size_t i = 0; i < answers.size() && !unsent; ++i) {
+                const std::span<const DsEntry> entries = answers[i].entries;
+                const FailingMemory memory(FailingMemory::kThrowing, i == which ? after : 1000000, 1);
+                try {
+                    unsent = (profile.*answers[i].process)(entries, statuses) < 0;
+                } catch (const std::bad_alloc&) {
+                    ADD_FAILURE() << "the answer is given up";
+                }
+                failed |= memory.failed();
+            }
+            const std::vector<std::string> sent = recording.takeSent();
+            if (unsent) {
+                EXPECT_TRUE(tells(sent, "Error reading DS bulk data entries") ||
+                            tells(sent, "writeMarkerData() - DS error") || tells(sent, "problem reading"));
+                continue;
+            }
+            ended += failed;
+            EXPECT_TRUE(tells(sent, "set 10 ")) << "no marker";
+        }
+    }
+    EXPECT_GE(ended, 3u);
 }
 
 }  // namespace
