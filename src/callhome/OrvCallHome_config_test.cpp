@@ -1,6 +1,6 @@
 // The configuration read cycle: what is asked for, what each failure does, and when the set-up is judged.
 #include "base/OrvText.h"
-#include "callhome/ControllerFixture.h"
+#include "callhome/ConfigFixture.h"
 
 #include <random>
 #include <stdexcept>
@@ -12,23 +12,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
-
-constexpr std::uint32_t kId = 0x8B000001u;
-
-class OrvCallHomeConfig : public ControllerFixture {
-protected:
-    void failReply(const std::string& key, std::int32_t status, FaultOperation operation = FaultOperation::GET) {
-        switch_->faults().add({FaultKind::BAD_STATUS, operation, key, 1, 0, status});
-    }
-    // Refuses the daemon's requests to the store that ask for this key.
-    void refuseRequest(const std::string& key) {
-        switch_->bus().refuse([key](const Hsb_Message& message) {
-            const std::string text(message.payload().begin(), message.payload().end());
-            return message.format() == MessageFormat::DS && message.code() == DsCode::GET &&
-                   text.find(key) != std::string::npos;
-        });
-    }
-};
 
 TEST_F(OrvCallHomeConfig, asksForEveryPartInOrderAndThenForTheSwitchState) {
     std::vector<std::pair<int, int>> asked;  // code and request id
@@ -102,49 +85,6 @@ TEST_F(OrvCallHomeConfig, servesAnyNumberOfChangesDuringAReadWithOneMoreFullRead
     EXPECT_EQ(stateValue("ConfigRequestsPending"), "0");
 }
 
-struct UnsentRead {
-    const char* name;
-    const char* key;
-    const char* text;
-    const char* trace;  // null: none
-    const char* condition;
-};
-
-class OrvCallHomeUnsentRead : public OrvCallHomeConfig, public testing::WithParamInterface<UnsentRead> {};
-
-TEST_P(OrvCallHomeUnsentRead, isLoggedAndEndsItsPart) {
-    enableCallHome();
-    useServer("", primary_);
-    addProfile({});
-    refuseRequest(GetParam().key);
-    startDaemon();
-
-    EXPECT_THAT(switch_->eventLog(), Contains(LogLine{15, kId, GetParam().text}).Times(1));
-    if (GetParam().trace != nullptr) {
-        EXPECT_THAT(traced(GetParam().trace), ElementsAre(GetParam().trace));
-    }
-    EXPECT_EQ(stateValue("Condition"), GetParam().condition);
-    EXPECT_EQ(stateValue("Config"), "0");
-    EXPECT_EQ(stateValue("ReadyForMessage"), "1");
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Reads, OrvCallHomeUnsentRead,
-    testing::Values(UnsentRead{"feature", "Default.Mfg.AllowCallhome", "readFeatureFlag() - DS error",
-                               "OrvCallHome readFeatureFlag: readFeatureFlag() - DS error", "0x3e"},
-                    UnsentRead{"services", "Global.Services.CallhomeEnable", "readServicesComponent() - DS error",
-                               "OrvCallHome readServicesComponent: readServicesComponent() - DS error", "0x3d"},
-                    UnsentRead{"count", "Global.CallhomeDB.NumberOfProfiles", "readNumOfProfiles() - DS error", nullptr,
-                               "0x2f"}),
-    [](const auto& test) { return test.param.name; });
-
-TEST_F(OrvCallHomeConfig, logsAStateReadThatCannotBeSent) {
-    refuseRequest("Config.Switch.AdminState");
-    startDaemon();
-
-    EXPECT_THAT(switch_->eventLog(), Contains(LogLine{15, kId, "readSwitchOperState() - DS error"}));
-}
-
 TEST_F(OrvCallHomeConfig, aFailedFeatureFlagClearsItsConditionAndWaitingMessages) {
     enableCallHome();
     failReply("Default.Mfg.AllowCallhome", 0x1234);
@@ -210,6 +150,17 @@ TEST_F(OrvCallHomeConfig, aMarkerThatCannotBeWrittenStopsTheCycle) {
 
     EXPECT_THAT(switch_->eventLog(), Contains(LogLine{15, kId, "Error setting DS_SET_CALLHOME_WRITE_MARKER in DS 9"}));
     EXPECT_THAT(traced("OrvCallHome completeProfileConfig: DS error 0x9"), SizeIs(1));
+    EXPECT_EQ(stateValue("Config"), "0x20");
+    EXPECT_EQ(stateValue("ReadyForMessage"), "0");
+}
+
+// Kept: of the statuses of a write only 0 is good.
+TEST_F(OrvCallHomeConfig, aMarkerStatusOf52StopsTheCycleToo) {
+    addProfile({});
+    failReply("Oper.Callhome.MarkerData", 0x34, FaultOperation::SET);
+    startDaemon();
+
+    EXPECT_THAT(switch_->eventLog(), Contains(LogLine{15, kId, "Error setting DS_SET_CALLHOME_WRITE_MARKER in DS 34"}));
     EXPECT_EQ(stateValue("Config"), "0x20");
     EXPECT_EQ(stateValue("ReadyForMessage"), "0");
 }

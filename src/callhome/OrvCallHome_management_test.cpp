@@ -69,6 +69,17 @@ protected:
         record();
     }
 
+    // Of the configuration only the identity is outstanding.
+    void holdIdentity() {
+        switch_->bus().hold([](const Hsb_Message& message) {
+            return message.format() == MessageFormat::DS && message.code() == DsCode::BULK_REPLY &&
+                   message.payload()[3] == 0;
+        });
+        request(ManagementCode::PROFILE_CHANGE);
+        record();
+        ASSERT_EQ(traced("OrvCallHome configComplete: Config:").back(), "OrvCallHome configComplete: Config: 0x8");
+    }
+
     std::vector<std::pair<std::uint16_t, Bytes>> sent_;
 };
 
@@ -279,6 +290,36 @@ TEST_F(OrvCallHomeManagement, refusesAChangeoverWhileServersAreBeingRead) {
                                                    "Unable to change SMTP servers because the CallHome service is "
                                                    "updating configuration"}));
     EXPECT_THAT(answers(105), ElementsAre(joined({handle(5), word(7)})));
+}
+
+TEST_F(OrvCallHomeManagement, answersInformationAndChangeoverWhileOnlyTheIdentityIsBeingRead) {
+    useServer("1", secondary_);
+    startReady();
+    holdIdentity();
+    request(4);
+    request(5);
+
+    EXPECT_THAT(operatorLog(), IsEmpty());
+    Bytes never{'N', 'o', 't', 'A', 'p', 'p', 'l', 'i', 'c', 'a', 'b', 'l', 'e'};
+    never.resize(64, 0);
+    EXPECT_THAT(answers(104),
+                ElementsAre(joined({handle(4), word(0), Bytes(8, 0), word(1), name36("Operators"), word(0), never})));
+    EXPECT_THAT(answers(105), ElementsAre(joined({handle(5), word(0)})));
+    EXPECT_EQ(switch_->attribute("Oper.Callhome.ActiveSMTPPort"), std::to_string(secondary_.port()));
+}
+
+TEST_F(OrvCallHomeManagement, takesATestWhileOnlyTheIdentityIsBeingRead) {
+    startReady();
+    holdIdentity();
+    request(2, name36("Operators"));
+
+    EXPECT_THAT(operatorLog(), IsEmpty());
+    EXPECT_THAT(answerCodes(), ElementsAre(102));
+    switch_->bus().clearFaults();
+    switch_->bus().release();
+    switch_->tick();
+    ASSERT_TRUE(switch_->runUntil([this] { return !answers(107).empty(); }));
+    EXPECT_THAT(answers(107), ElementsAre(joined({word(0), name36("Operators")})));
 }
 
 TEST_F(OrvCallHomeManagement, tellsTheFillOfTheQueue) {

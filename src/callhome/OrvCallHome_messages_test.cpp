@@ -239,6 +239,45 @@ TEST_F(OrvCallHomeMessages, startsSendingOnceAnAddressOfTheSwitchIsKnown) {
     EXPECT_NE(primary_.received(0).find("EHLO [192.0.2.7]\r\n"), std::string::npos);
 }
 
+TEST_F(OrvCallHomeMessages, startsSendingOnceAnIPv6AddressAloneIsKnown) {
+    switch_->set("Global.Network.Eth.0.NF-IPAddress", "0-");
+    switch_->set("Global.Network.Eth.0.IPv6IPAddress", "");
+    startReady();
+    switch_->publishLog(0, 0x00010002, "Blade fault without an address");
+    switch_->tick(10);
+    EXPECT_EQ(primary_.connections(), 0u);
+
+    switch_->publishAddresses({"2001:db8::7"});
+    switch_->tick();
+
+    EXPECT_TRUE(waitForMails(primary_, 1));
+    EXPECT_NE(primary_.received(0).find("EHLO [IPv6:2001:db8::7]\r\n"), std::string::npos);
+}
+
+TEST_F(OrvCallHomeMessages, doesNotStartSendingOnAnAddressEventThatLeavesBothTextsEmpty) {
+    switch_->set("Global.Network.Eth.0.NF-IPAddress", "0-");
+    switch_->set("Global.Network.Eth.0.IPv6IPAddress", "");
+    primary_.answer(MailStage::kGreeting, ScriptedReply::silence());  // what is taken for sending stays open
+    startReady();
+    switch_->publishLog(0, 0x00010002, "Blade fault without an address");
+    const auto openEntries = [this] {
+        switch_->takeManagementReplies();
+        switch_->manage(ManagementCode::MESG_Q_INFO);
+        const std::vector<ManagementReply> replies = switch_->takeManagementReplies();
+        return replies.size() == 1 && replies[0].payload.size() == 28 ? int{replies[0].payload[27]} : -1;
+    };
+
+    switch_->publishAddresses({});
+    switch_->tick(10);
+    EXPECT_THAT(traced("CMON_IF_CHANGED event sent 0 IP addresses count"), SizeIs(1));
+    EXPECT_EQ(openEntries(), 0);
+
+    switch_->publishAddresses({"192.0.2.7"});
+    switch_->tick();
+    EXPECT_TRUE(switch_->runUntil([&] { return openEntries() == 1; }));
+    primary_.answer(MailStage::kGreeting, ScriptedReply::hangUp());
+}
+
 TEST_F(OrvCallHomeMessages, drainsTheEventRingAlthoughItIsAlwaysEmpty) {
     startWithoutSending();
 
