@@ -96,8 +96,9 @@ void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_
 
 // At no moment is there an empty order file: it would hide every message of this queue from the next start.
 void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
+    const std::string hostPath = orvHostPath(path);  // freed only after errno was looked at
     // Not emptied first, and not waiting for the reader of a pipe in its place either.
-    const int file = ::open(orvHostPath(path).c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = ::open(hostPath.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
     if (file >= 0) {
         static_cast<void>(fillOrderFile(file, path, words));
     } else if (errno == ENOENT) {
