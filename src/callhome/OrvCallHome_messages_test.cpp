@@ -8,7 +8,27 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class OrvCallHomeMessages : public ControllerFixture {};
+class OrvCallHomeMessages : public ControllerFixture {
+protected:
+    // A daemon on a switch without any address, with one event waiting.
+    void startWithoutAddresses() {
+        switch_->set("Global.Network.Eth.0.NF-IPAddress", "0-");
+        switch_->set("Global.Network.Eth.0.IPv6IPAddress", "");
+        startReady();
+        switch_->publishLog(0, 0x00010002, "Blade fault without an address");
+    }
+    void sendsNothingUntilThisAddressComes(const std::string& address, const std::string& greeting) {
+        startWithoutAddresses();
+        switch_->tick(10);
+        EXPECT_EQ(primary_.connections(), 0u);
+
+        switch_->publishAddresses({address});
+        switch_->tick();
+
+        EXPECT_TRUE(waitForMails(primary_, 1));
+        EXPECT_NE(primary_.received(0).find(greeting), std::string::npos);
+    }
+};
 
 TEST_F(OrvCallHomeMessages, takesLogTypes0And2And3Only) {
     addProfile({.name = "All", .level = "Info"});
@@ -225,41 +245,16 @@ TEST_F(OrvCallHomeMessages, takesAnAddressEventThatEndsAfterItsLeadingWordsAsOne
 }
 
 TEST_F(OrvCallHomeMessages, startsSendingOnceAnAddressOfTheSwitchIsKnown) {
-    switch_->set("Global.Network.Eth.0.NF-IPAddress", "0-");
-    switch_->set("Global.Network.Eth.0.IPv6IPAddress", "");
-    startReady();
-    switch_->publishLog(0, 0x00010002, "Blade fault without an address");
-    switch_->tick(10);
-    EXPECT_EQ(primary_.connections(), 0u);
-
-    switch_->publishAddresses({"192.0.2.7"});
-    switch_->tick();
-
-    EXPECT_TRUE(waitForMails(primary_, 1));
-    EXPECT_NE(primary_.received(0).find("EHLO [192.0.2.7]\r\n"), std::string::npos);
+    sendsNothingUntilThisAddressComes("192.0.2.7", "EHLO [192.0.2.7]\r\n");
 }
 
 TEST_F(OrvCallHomeMessages, startsSendingOnceAnIPv6AddressAloneIsKnown) {
-    switch_->set("Global.Network.Eth.0.NF-IPAddress", "0-");
-    switch_->set("Global.Network.Eth.0.IPv6IPAddress", "");
-    startReady();
-    switch_->publishLog(0, 0x00010002, "Blade fault without an address");
-    switch_->tick(10);
-    EXPECT_EQ(primary_.connections(), 0u);
-
-    switch_->publishAddresses({"2001:db8::7"});
-    switch_->tick();
-
-    EXPECT_TRUE(waitForMails(primary_, 1));
-    EXPECT_NE(primary_.received(0).find("EHLO [IPv6:2001:db8::7]\r\n"), std::string::npos);
+    sendsNothingUntilThisAddressComes("2001:db8::7", "EHLO [IPv6:2001:db8::7]\r\n");
 }
 
 TEST_F(OrvCallHomeMessages, doesNotStartSendingOnAnAddressEventThatLeavesBothTextsEmpty) {
-    switch_->set("Global.Network.Eth.0.NF-IPAddress", "0-");
-    switch_->set("Global.Network.Eth.0.IPv6IPAddress", "");
     primary_.answer(MailStage::kGreeting, ScriptedReply::silence());  // what is taken for sending stays open
-    startReady();
-    switch_->publishLog(0, 0x00010002, "Blade fault without an address");
+    startWithoutAddresses();
     const auto openEntries = [this] {
         switch_->takeManagementReplies();
         switch_->manage(ManagementCode::MESG_Q_INFO);
