@@ -1,0 +1,198 @@
+#include "base/OrvFiles.h"
+
+#include "base/OrvOpenUnlinked.h"
+#include "base/OrvPaths.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <string>
+
+namespace {
+
+constexpr char kNewSuffix[] = ".new";
+
+// What becomes of a call that a signal cuts short.
+template <typename Call>
+auto again(Call&& call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+// Where the last component of a path begins: behind its slash.
+std::size_t lastComponent(std::string_view path) {
+    const std::size_t slash = path.find_last_of('/', path.find_last_not_of('/'));
+    return slash == std::string_view::npos ? 0 : slash + 1;
+}
+
+// How much of a path of the switch may hold links.
+std::size_t trustedPart(std::string_view path) {
+    constexpr std::string_view kOwn = kOrvDirectory;
+    return path.starts_with(kOwn) ? kOwn.find_last_of('/') : std::max<std::size_t>(lastComponent(path), 1) - 1;
+}
+
+Descriptor openUnlinked(std::string_view path, std::size_t trusted, int flags, mode_t mode) {
+    Descriptor file;
+    int error = 0;
+    {
+        const std::string hostPath = orvHostPath(path);
+        const std::size_t hostTrusted = hostPath.size() - path.size() + std::min(trusted, path.size());
+        file.reset(again([&] { return orvOpenUnlinked(hostPath.c_str(), hostTrusted, flags | O_CLOEXEC, mode); }));
+        error = errno;
+    }
+    errno = error;
+    return file;
+}
+
+bool forWriting(int flags) {
+    return (flags & O_ACCMODE) != O_RDONLY;
+}
+
+// 0, or -1 with errno: somebody else's file may stand behind one with two names.
+int judgeForWriting(int file) {
+    struct stat status {};
+    if (::fstat(file, &status) < 0) {
+        return -1;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return -1;
+    }
+    if (status.st_nlink > 1) {
+        errno = EMLINK;
+        return -1;
+    }
+    return 0;
+}
+
+// Where a file stands: its directory, and its name there.
+class Place {
+public:
+    explicit Place(std::string_view path) {
+        const std::size_t start = lastComponent(path);
+        std::string_view name = path.substr(start);
+        name = name.substr(0, name.find('/'));
+        if (name.empty() || name.size() >= sizeof name_) {
+            errno = name.empty() ? ENOENT : ENAMETOOLONG;
+            return;
+        }
+        std::memcpy(name_, name.data(), name.size());
+        directory_ = openUnlinked(path.substr(0, start), trustedPart(path), O_PATH | O_DIRECTORY, 0);
+    }
+
+    // False, with errno as the constructor left it, when the directory cannot be reached.
+    explicit operator bool() const { return static_cast<bool>(directory_); }
+    int directory() const { return directory_.get(); }
+    const char* name() const { return name_; }
+
+private:
+    char name_[NAME_MAX + 1] = {};
+    Descriptor directory_;
+};
+
+}  // namespace
+
+Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode) {
+    constexpr int kNotWaiting = O_NONBLOCK | O_NOCTTY;
+    Descriptor file = openUnlinked(path, trustedPart(path), (flags & ~O_TRUNC) | kNotWaiting, mode);
+    if (!file || !forWriting(flags)) {
+        return file;
+    }
+    if (judgeForWriting(file.get()) < 0 ||
+        ((flags & O_TRUNC) != 0 && again([&] { return ::ftruncate(file.get(), 0); }) < 0)) {
+        file.reset();
+    }
+    return file;
+}
+
+Descriptor orvOpenDirectory(std::string_view path) {
+    return openUnlinked(path, trustedPart(path), O_RDONLY | O_DIRECTORY, 0);
+}
+
+int orvStatFile(std::string_view path, struct stat& status) {
+    const Place place(path);
+    return place ? ::fstatat(place.directory(), place.name(), &status, AT_SYMLINK_NOFOLLOW) : -1;
+}
+
+int orvMakeDirectory(std::string_view path, mode_t mode) {
+    const Place place(path);
+    return place ? ::mkdirat(place.directory(), place.name(), mode) : -1;
+}
+
+int orvRemoveDirectory(std::string_view path) {
+    const Place place(path);
+    return place ? ::unlinkat(place.directory(), place.name(), AT_REMOVEDIR) : -1;
+}
+
+int orvUnlinkFile(std::string_view path) {
+    const Place place(path);
+    return place ? ::unlinkat(place.directory(), place.name(), 0) : -1;
+}
+
+int orvRenameFile(std::string_view from, std::string_view to) {
+    const Place source(from);
+    if (!source) {
+        return -1;
+    }
+    const Place target(to);
+    return target ? ::renameat(source.directory(), source.name(), target.directory(), target.name()) : -1;
+}
+
+int orvLinkFile(std::string_view from, std::string_view to) {
+    const Place source(from);
+    if (!source) {
+        return -1;
+    }
+    const Place target(to);
+    if (!target) {
+        return -1;
+    }
+    struct stat status {};
+    if (::fstatat(source.directory(), source.name(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+        return -1;
+    }
+    if (S_ISLNK(status.st_mode)) {
+        errno = ELOOP;
+        return -1;
+    }
+    return ::linkat(source.directory(), source.name(), target.directory(), target.name(), 0);
+}
+
+int orvWriteWhole(int file, const void* data, std::size_t size) {
+    const ssize_t written = again([&] { return ::write(file, data, size); });
+    if (written >= 0 && static_cast<std::size_t>(written) < size) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return written < 0 ? -1 : 0;
+}
+
+int orvRewriteFile(int file, const void* data, std::size_t size) {
+    if (orvWriteWhole(file, data, size) < 0) {
+        return -1;
+    }
+    return again([&] { return ::ftruncate(file, static_cast<off_t>(size)); });
+}
+
+int orvCreateWholeFile(std::string_view path, const void* data, std::size_t size, mode_t mode) {
+    const std::string newPath = std::string(path) + kNewSuffix;
+    Descriptor file = orvOpenFile(newPath, O_WRONLY | O_CREAT, mode);
+    if (!file) {
+        return -1;
+    }
+    int result = orvRewriteFile(file.get(), data, size);
+    if (file.close() < 0 || result < 0 || orvRenameFile(newPath, path) < 0) {
+        const int error = errno;
+        [[maybe_unused]] const int removed = orvUnlinkFile(newPath);
+        errno = error;
+        result = -1;
+    }
+    return result;
+}

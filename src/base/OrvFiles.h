@@ -1,0 +1,39 @@
+// Files and directories of fixed names, never reached through a link that somebody has put in their place.
+//
+// Paths are the switch's own (OrvPaths.h). Everything below the daemon's own directory, "/ostrel/conf/orv", is made by
+// it: no component there may be a link. Elsewhere the last component may not be one; what stands above it is the
+// system's, and may. A link in place of a file or directory is refused with ELOOP or ENOTDIR, as something that
+// cannot be opened. No call waits for the other end of a pipe, and none is cut short by a signal.
+//
+// Results: 0, or -1 with errno; a Descriptor without a number, with errno. Any thread. Throws std::bad_alloc.
+#pragma once
+
+#include "Descriptor.h"
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string_view>
+
+// Opens a file. For writing, it has to be a regular file (else EINVAL) without another name (else EMLINK), and is
+// emptied for O_TRUNC only when it is.
+Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode = 0);
+// Opens a directory, to be read or as the place of its files.
+Descriptor orvOpenDirectory(std::string_view path);
+// What stands at path, a link not followed.
+[[nodiscard]] int orvStatFile(std::string_view path, struct stat& status);
+[[nodiscard]] int orvMakeDirectory(std::string_view path, mode_t mode);
+[[nodiscard]] int orvRemoveDirectory(std::string_view path);
+[[nodiscard]] int orvUnlinkFile(std::string_view path);
+[[nodiscard]] int orvRenameFile(std::string_view from, std::string_view to);
+// A second name for a file; a link is not one.
+[[nodiscard]] int orvLinkFile(std::string_view from, std::string_view to);
+
+// Writes all of it where the file stands, or -1 with errno: ENOSPC when only a part has found room.
+[[nodiscard]] int orvWriteWhole(int file, const void* data, std::size_t size);
+// Makes data the whole content of a file, which is at no moment empty: written over what is there, then cut.
+[[nodiscard]] int orvRewriteFile(int file, const void* data, std::size_t size);
+// Makes a file with data in it: it comes by its name whole, or not at all. Written beside, under the name with ".new"
+// behind it, and renamed.
+[[nodiscard]] int orvCreateWholeFile(std::string_view path, const void* data, std::size_t size, mode_t mode);
