@@ -2,7 +2,6 @@
 #include "app_log.h"
 #include "cmon_client.h"
 #include "platform/wire/Wire.h"
-#include "switchctl/LogDigest.h"
 #include "switchctl/SwitchctlTest.h"
 
 #include <fstream>
@@ -313,62 +312,6 @@ TEST_F(Status, ofASwitchWithoutADaemonSaysSoFirst) {
     EXPECT_THAT(done({"status", "--json"}),
                 StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"daemon\",\"text\":\"orvApp does not run\","
                            "\"remedy\":\"orvApp\"}],\"components\":[],"));
-}
-
-// What a series of entries comes to.
-struct DigestCase {
-    const char* name;
-    std::vector<std::uint32_t> numbers;
-    bool retry;
-    bool failed;
-    bool recovered;
-};
-
-const DigestCase DIGESTS[] = {
-    {"nothing", {}, false, false, false},
-    {"failure", {0x8b000013, 0x8b00000f}, true, true, false},
-    {"recovery", {0x8b000013, 0x8b00000f, 0x8b000014}, false, true, true},
-    {"failure after recovery", {0x8b000013, 0x8b000014, 0x8b000013, 0x8b00000f}, true, true, false},
-    {"queue emptied", {0x8b000013, 0x8b00000f, 0x8b00000e}, false, true, false},
-    {"no server", {0x8b000013, 0x8b00000f, 0x8b000011}, false, true, false},
-    {"refused recipient", {0x8b000019, 0x8b000015}, false, true, false},
-    {"critical failure alone", {0x8b000012}, false, false, false},
-};
-
-LogEntry entryOf(std::uint32_t number, const char* component = "OrvApp") {
-    LogEntry entry;
-    entry.number = number;
-    entry.component = component;
-    entry.seconds = 1000;
-    entry.microseconds = 500000;
-    entry.text = RETRY;
-    return entry;
-}
-
-TEST(LogDigest, followsFailuresAndRecoveries) {
-    for (const DigestCase& one : DIGESTS) {
-        LogDigest digest;
-        for (const std::uint32_t number : one.numbers) {
-            digest.take(entryOf(number), 1);
-        }
-        EXPECT_EQ(digest.retry.has_value(), one.retry) << one.name;
-        EXPECT_EQ(digest.lastFailure.has_value(), one.failed) << one.name;
-        EXPECT_EQ(digest.lastFailure && digest.lastFailure->recovered, one.recovered) << one.name;
-    }
-}
-
-TEST(LogDigest, knowsWhenTheRetryIsDueAlsoWhenTimeRunsFaster) {
-    LogDigest digest;
-    digest.take(entryOf(0x8b00000f), 1);
-    EXPECT_EQ(digest.retry->due, 1005500000);
-    digest.take(entryOf(0x8b00000f), 10);
-    EXPECT_EQ(digest.retry->due, 1001000000);
-}
-
-TEST(LogDigest, leavesOutWhatOthersWrote) {
-    LogDigest digest;
-    digest.take(entryOf(0x8b000018, "operator"), 1);
-    EXPECT_EQ(digest.recipientsGivenUp, 0u);
 }
 
 }  // namespace
