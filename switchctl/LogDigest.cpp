@@ -9,10 +9,13 @@
 #include <array>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 namespace {
 
 constexpr std::int64_t SECOND = 1000000;
+// Of every entry that has no number of its own.
+constexpr std::uint32_t UNNUMBERED = 0x8b000001;
 
 enum class Meaning { FAILURE, RETRY, RECOVERY, RETRY_ENDED, RECIPIENT_GIVEN_UP, MAIL_GIVEN_UP };
 
@@ -29,16 +32,41 @@ constexpr NumberMeaning MEANINGS[] = {
     {0x8b000018, Meaning::RECIPIENT_GIVEN_UP}, {0x8b000019, Meaning::RECIPIENT_GIVEN_UP},
 };
 
-// Texts without a number of their own that tell of a message which is not in the queue.
-constexpr std::array<std::string_view, 7> NOT_QUEUED = {
-    "Error restoring message from ",
-    "Error opening ",
+// Texts without a number of their own that tell of a message which the queue has refused.
+constexpr std::array<std::string_view, 5> REFUSALS = {
     "Unable to add message",
     "Message is too large",
-    "Unable to make room for",
-    "Invalid file name ",
+    "Unable to make room for message (filesystem quota limit)",
+    "Unable to make room for message (file limit)",
     "Unable to persist a test message",
 };
+
+// What stands around a file's name.
+struct FileText {
+    std::string_view before;
+    std::string_view after;
+};
+
+// A file that holds nothing: one that is not there, or that was made and never filled. No message was in it.
+constexpr FileText EMPTY_FILE = {"File ", " is empty, ignoring"};
+// Of a message that is not restored. Its file stays, so every start tells it again.
+constexpr FileText UNRESTORED[] = {
+    {"Error restoring message from ", ", ignoring"},
+    {"Error opening ", " for reading, ignoring"},
+    {"Unable to add message from file ", " to queue"},
+    {"Invalid file name ", ", skipping"},
+};
+
+// Nothing when the text is another one.
+std::optional<std::string> fileIn(std::string_view text, const FileText& around) {
+    if (text.size() < around.before.size() + around.after.size() || !text.starts_with(around.before) ||
+        !text.ends_with(around.after)) {
+        return std::nullopt;
+    }
+    text.remove_prefix(around.before.size());
+    text.remove_suffix(around.after.size());
+    return std::string(text);
+}
 
 std::string wordAfter(const std::string& text, const std::string& label) {
     const std::size_t start = text.find(label);
@@ -88,7 +116,9 @@ void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
     if (strcasecmp(entry.component.c_str(), Management::DAEMON) != 0) {
         return;
     }
-    messagesNotQueued += std::ranges::any_of(NOT_QUEUED, [&](auto text) { return entry.text.starts_with(text); });
+    if (entry.number == UNNUMBERED) {
+        takeUnnumbered(entry.text);
+    }
     const auto* const known = std::ranges::find(MEANINGS, entry.number, &NumberMeaning::number);
     if (known == std::ranges::end(MEANINGS)) {
         return;
@@ -105,5 +135,21 @@ void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
         }
     } else {
         lastFailure = Failure{Text::timestamp(entry.seconds, entry.microseconds), entry.text};
+    }
+}
+
+void LogDigest::takeUnnumbered(const std::string& text) {
+    if (auto empty = fileIn(text, EMPTY_FILE)) {
+        emptyFile_ = std::move(*empty);
+        return;
+    }
+    // The entry about an empty file is followed by the one that it is not restored.
+    const std::string empty = std::exchange(emptyFile_, "");
+    messagesNotQueued += std::ranges::find(REFUSALS, text) != REFUSALS.end();
+    for (const FileText& around : UNRESTORED) {
+        auto file = fileIn(text, around);
+        if (file && *file != empty) {
+            messagesNotQueued += lostFiles_.insert(std::move(*file)).second;
+        }
     }
 }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 struct LogDigest {
@@ -23,7 +24,7 @@ struct LogDigest {
     std::optional<Retry> retry;
     std::uint64_t recipientsGivenUp = 0;
     std::uint64_t mailsGivenUp = 0;       // for a whole profile, none of whose recipients was taken
-    std::uint64_t messagesNotQueued = 0;  // refused by the queue, or not restored from their files
+    std::uint64_t messagesNotQueued = 0;  // refused by the queue, or not restored from their files, each file once
 
     // Entries up to this level matter here.
     static constexpr std::int32_t MAX_LEVEL = 16;
@@ -32,4 +33,10 @@ struct LogDigest {
     static LogDigest read(Session& session);
     // The next entry. The daemon counts its delays on a clock that runs so many times as fast as the calendar.
     void take(const LogEntry& entry, std::uint64_t timeScale);
+
+private:
+    void takeUnnumbered(const std::string& text);
+
+    std::set<std::string> lostFiles_;
+    std::string emptyFile_;  // the one told of last
 };

@@ -59,6 +59,57 @@ TEST(LogDigest, knowsWhenTheRetryIsDueAlsoWhenTimeRunsFaster) {
     EXPECT_EQ(digest.retry->due, 1001000000);
 }
 
+// What the texts of a series of entries come to.
+struct LossCase {
+    const char* name;
+    std::vector<const char*> texts;
+    std::uint64_t lost;
+};
+
+const LossCase LOSS_CASES[] = {
+    {"one file at three starts",
+     {"Error restoring message from /q/send/m1, ignoring", "Error restoring message from /q/send/m1, ignoring",
+      "Error opening /q/send/m1 for reading, ignoring"},
+     1},
+    {"two files",
+     {"Error restoring message from /q/send/m1, ignoring", "Error restoring message from /q/duplicate/m1, ignoring"},
+     2},
+    {"a file that cannot be added", {"Unable to add message from file /q/send/m2 to queue"}, 1},
+    {"a name that is none", {"Invalid file name m9999999999, skipping", "Invalid file name m9999999999, skipping"}, 1},
+    {"a file that was never filled",
+     {"File /q/send/m1 is empty, ignoring", "Error restoring message from /q/send/m1, ignoring"},
+     0},
+    {"a damaged file behind an empty one",
+     {"File /q/send/m1 is empty, ignoring", "Error restoring message from /q/send/m1, ignoring",
+      "Error restoring message from /q/send/m2, ignoring"},
+     1},
+    {"a damaged file that was empty at the start before",
+     {"File /q/send/m1 is empty, ignoring", "Error restoring message from /q/send/m1, ignoring",
+      "Error restoring message from /q/send/m1, ignoring"},
+     1},
+    {"refusals",
+     {"Message is too large", "Message is too large", "Unable to make room for message (file limit)",
+      "Unable to make room for message (filesystem quota limit)", "Unable to add message",
+      "Unable to persist a test message"},
+     6},
+    {"texts that only begin alike",
+     {"Message is too large to print", "Error opening the door", "Error restoring messages from /q/send, ignoring",
+      "Error restoring message from ", "File  is empty, ignoring"},
+     0},
+};
+
+TEST(LogDigest, countsWhatWasNotQueuedAndEachFileOnce) {
+    for (const LossCase& one : LOSS_CASES) {
+        LogDigest digest;
+        for (const char* text : one.texts) {
+            LogEntry entry = entryOf(0x8b000001);
+            entry.text = text;
+            digest.take(entry, 1);
+        }
+        EXPECT_EQ(digest.messagesNotQueued, one.lost) << one.name;
+    }
+}
+
 TEST(LogDigest, leavesOutWhatOthersWrote) {
     LogDigest digest;
     digest.take(entryOf(0x8b000018, "operator"), 1);
