@@ -1,0 +1,32 @@
+// Another try for what failed for a reason that may be gone at once: a signal, or a moment without memory, descriptors
+// or an answer of the flash.
+//
+// For steps that would cost a message, and are seldom enough that nobody waits for the second try. Any thread.
+#pragma once
+
+#include <cerrno>
+
+inline bool orvMayPass(int error) {
+    return error == EINTR || error == EAGAIN || error == ENOMEM || error == EMFILE || error == ENFILE || error == EIO;
+}
+
+inline bool orvFailed(int result) {
+    return result < 0;
+}
+inline bool orvFailed(long result) {
+    return result < 0;
+}
+template <typename Owner>
+bool orvFailed(const Owner& owner) {
+    return !owner;
+}
+
+// What call() returns, a number or an owner, with errno where that is a failure; called twice at most.
+template <typename Call>
+auto orvOnceMore(Call&& call) {
+    auto result = call();
+    if (orvFailed(result) && orvMayPass(errno)) {
+        result = call();
+    }
+    return result;
+}
