@@ -5,6 +5,7 @@
 // old one when the profiles are complete, so a read that fails leaves the schedule as it was.
 #pragma once
 
+#include "base/OrvShell.h"
 #include "capture/OrvCaptureRun.h"
 #include "capture/OrvCaptureSchedule.h"
 #include "capture/OrvCaptureSequence.h"
@@ -15,7 +16,6 @@
 #include "thread/OrvThread.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <list>
 #include <memory>
@@ -30,7 +30,7 @@ class OrvCHCapture final : public OrvThread, public OrvSequenceSource {
 public:
     // Reads the sequence number; throws OrvFileError when it cannot. The sink must outlive this object, and this
     // object its thread. Copies of capture messages draw their numbers here as long as it lives.
-    explicit OrvCHCapture(OrvCaptureSink& sink, OrvShell shell = std::system);
+    explicit OrvCHCapture(OrvCaptureSink& sink, OrvShell shell = orvRunShell);
     ~OrvCHCapture() override;
 
     // Main thread.

@@ -1,4 +1,5 @@
 // Captures on the thread, and what becomes of their results.
+#include "base/ShellFaults.h"
 #include "capture/CaptureTest.h"
 
 #include <gmock/gmock.h>
@@ -134,6 +135,39 @@ TEST_F(OrvCHCaptureThread, logsACaptureWhoseShellDidNotStart) {
     EXPECT_THAT(sink_.queued, IsEmpty());
     EXPECT_THAT(traces_, ElementsAre("OrvCHCapture handleMainMesg: Entry\n", "OrvCHCapture handleFailMesg: Entry\n",
                                      "OrvCHCapture handleFailMesg: CronCapture failed!\n"));
+}
+
+// The machine's own shell: last week's report would go out as this week's.
+TEST_F(OrvCHCaptureThread, mailsNoEarlierReportWhenNoProcessCanBeHad) {
+    switch_.root().write("/tmp/smlCapture.txt", "last week's");
+    addProfile("Ops", "ops@x");
+    capture_ = std::make_unique<OrvCHCapture>(sink_);
+    ASSERT_EQ(capture().start(), 0);
+    faults::refuseShells(2, EAGAIN);
+    startCaptures({"Ops"});
+
+    ASSERT_TRUE(runUntilFinished());
+
+    faults::refuseShells(0, 0);
+    EXPECT_THAT(switch_.takeSent(),
+                ElementsAre("log 16 8b000001 CronCapture failed: Resource temporarily unavailable!"));
+    EXPECT_THAT(sink_.queued, IsEmpty());
+}
+
+// Only for a moment: nobody notices.
+TEST_F(OrvCHCaptureThread, runsACaptureWhoseShellsStartAtTheSecondTry) {
+    switch_.root().write("/tmp/smlCapture.txt", "report");
+    addProfile("Ops", "ops@x");
+    capture_ = std::make_unique<OrvCHCapture>(sink_);
+    ASSERT_EQ(capture().start(), 0);
+    faults::refuseShells(1, EAGAIN);
+    startCaptures({"Ops"});
+
+    ASSERT_TRUE(runUntilFinished());
+
+    EXPECT_THAT(switch_.takeSent(), IsEmpty());
+    ASSERT_EQ(sink_.queued.size(), 1u);
+    EXPECT_THAT(sink_.queued[0]->cronCapture()->Attachments, ElementsAre("smlCapture.txt.gz"));
 }
 
 TEST_F(OrvCHCaptureThread, goesOnAfterAFailedCapture) {

@@ -150,6 +150,9 @@ bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std
         const int error = errno;
         orvTrace(kTraceModule, kTraceMethod, "system(%s): %s\n", compressCommand(path, target).c_str(),
                  orvErrorText(error).c_str());
+        if (error == ECANCELED) {
+            throw -1;  // the daemon stops: a capture cut short must not be mailed after the next start
+        }
         return false;
     }
     attachCompressed(mesg, target, hostTarget);

@@ -5,6 +5,8 @@
 // compressed, and an empty result of compressing is not attached. Capture thread only.
 #pragma once
 
+#include "base/OrvShell.h"
+
 #include <memory>
 #include <string>
 
@@ -12,16 +14,13 @@ class OrvCHMesg;
 class OrvSequenceSource;
 struct OrvStartedCapture;
 
-// Runs a command line, as system() does: negative, and errno, when no shell could be started.
-using OrvShell = int (*)(const char* command);
-
 class OrvCaptureRun {
 public:
     // The source of sequence numbers must outlive this object.
     OrvCaptureRun(OrvSequenceSource& sequences, OrvShell shell);
 
     // 0 and the message; or -1 and errno, with no message. Throws -1 when no shell can be started for the capture's
-    // own output, OrvFileError when there is no sequence number.
+    // own output or the daemon stops meanwhile, OrvFileError when there is no sequence number.
     int execute(const OrvStartedCapture& capture, std::unique_ptr<OrvCHMesg>& mesg);
 
 private:

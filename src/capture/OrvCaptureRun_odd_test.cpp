@@ -50,7 +50,7 @@ int runWith(const char* command, const std::string& compressor) {
     if (changed.starts_with(usual)) {
         changed.replace(0, usual.size(), compressor + " ");
     }
-    return std::system(changed.c_str());
+    return orvRunShell(changed.c_str());
 }
 
 int withoutCompressor(const char* command) {
@@ -80,7 +80,7 @@ protected:
     void writeLog(const std::string& name, const std::string& content) { root_.write("/ostrel/conf/" + name, content); }
 
     // A capture; what was attached.
-    Names execute(OrvShell shell = std::system) {
+    Names execute(OrvShell shell = orvRunShell) {
         OrvCaptureRun run(sequences_, shell);
         switch_.takeTraces();
         EXPECT_EQ(run.execute(capture_, mesg_), 0);

@@ -251,6 +251,20 @@ TEST_F(OrvCaptureRunTest, onlyTracesALogFileThatFindsNoShell) {
                               "): Cannot allocate memory\n");
 }
 
+// Else a report cut short would be mailed after the next start.
+TEST_F(OrvCaptureRunTest, isGivenUpWithItsFilesWhenTheDaemonStopsMeanwhile) {
+    shell_.support("output");
+    writeLog("logfile");
+    writeLog("messages");
+    shell_.refuse(3, ECANCELED);
+
+    EXPECT_THROW(run_.execute(capture_, mesg_), int);
+
+    EXPECT_EQ(mesg_, nullptr);
+    EXPECT_EQ(shell_.commands().size(), 3u);
+    EXPECT_THAT(root_.list(kAttachments), IsEmpty());
+}
+
 TEST_F(OrvCaptureRunTest, leavesOutWhatCannotBeAttachedAndTriesToRemoveItAllTheSame) {
     writeLog("logfile");
     writeLog("messages");
@@ -314,7 +328,7 @@ TEST_F(OrvCaptureRunTest, sendsWhatTheRealProgramsCanReadBack) {
     const std::string script = "/ostrel/bin/clish";
     root_.write(script, "#!/bin/sh\necho \"$1|$2|$#\" > " + root_.at("/tmp/smlCapture.txt") + "\nexit 7\n");
     std::filesystem::permissions(root_.at(script), std::filesystem::perms::owner_all);
-    OrvCaptureRun run(sequences_, std::system);
+    OrvCaptureRun run(sequences_, orvRunShell);
 
     ASSERT_EQ(run.execute(capture_, mesg_), 0);
 
