@@ -28,7 +28,8 @@ public:
     int remove_handler(Event_Handler* handler, unsigned mask);
 
     // One turn of the loop: waits until something happens or the limit has passed (null: no limit), and calls the
-    // owners of what happened. Returns the number of calls made, or -1 when waiting failed.
+    // owners of what happened. Returns the number of calls made, or -1 when waiting fails for good: what a want of
+    // memory or a signal does to it is waited out for a few seconds.
     [[nodiscard]] int handle_events(const Timeval* limit);
 
     // Calls action once or periodically; returns a number for cancel_timer, never 0. Used by Hsb_Timer.

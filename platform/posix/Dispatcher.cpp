@@ -1,11 +1,12 @@
 #include "Dispatcher.h"
 
+#include "Descriptor.h"
 #include "Event_Handler.h"
+#include "platform/posix/Patience.h"
 #include "platform/posix/Timers.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -20,26 +21,23 @@ namespace {
 class WakeUp {
 public:
     WakeUp() : fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-        if (fd_ < 0) {
+        if (!fd_) {
             throw std::system_error(errno, std::generic_category(), "eventfd");
         }
     }
-    ~WakeUp() { close(fd_); }
-    WakeUp(const WakeUp&) = delete;
-    WakeUp& operator=(const WakeUp&) = delete;
 
-    int fd() const { return fd_; }
+    int fd() const { return fd_.get(); }
 
     // A counter that is full wakes just as well.
-    void raise() const { [[maybe_unused]] const int result = eventfd_write(fd_, 1); }
+    void raise() const { [[maybe_unused]] const int result = eventfd_write(fd(), 1); }
 
     void clear() const {
         eventfd_t count = 0;
-        [[maybe_unused]] const int result = eventfd_read(fd_, &count);
+        [[maybe_unused]] const int result = eventfd_read(fd(), &count);
     }
 
 private:
-    int fd_;
+    Descriptor fd_;
 };
 
 // A handler's registration. Removed ones stay, without handler, until no turn is running: turns go by index.
@@ -122,6 +120,7 @@ private:
     };
 
     std::vector<Registration>::iterator find(const Event_Handler* handler);
+    int turn(std::vector<pollfd>& polled, const Timeval* limit);
     void fill(std::vector<pollfd>& polled) const;
     int callReady(const std::vector<pollfd>& polled);
     int callOwner(std::size_t index, int events);
@@ -129,7 +128,9 @@ private:
     void drop(std::size_t index, bool tell);
 
     std::vector<Registration> registrations_;
-    std::vector<pollfd> spare_;  // memory of the last turn's list
+    std::vector<pollfd>
+        polled_;  // of the outermost turn; has room for all registrations, so that a turn needs no memory
+    Patience patience_;
     int turns_ = 0;
 };
 
@@ -147,6 +148,7 @@ int Dispatcher::Impl::registerHandler(Event_Handler* handler, unsigned mask) {
         known->fd = fd;
         known->mask = mask;
     } else {
+        polled_.reserve(registrations_.size() + 2);
         registrations_.push_back({handler, fd, mask});
     }
     return 0;
@@ -174,20 +176,30 @@ void Dispatcher::Impl::drop(std::size_t index, bool tell) {
 
 int Dispatcher::Impl::turn(const Timeval* limit) {
     const Turn running(*this);
-    std::vector<pollfd> polled = std::exchange(spare_, {});
+    if (turns_ == 1) {
+        return turn(polled_, limit);
+    }
+    std::vector<pollfd> polled;
+    return turn(polled, limit);
+}
+
+// Timers run whether or not waiting worked.
+int Dispatcher::Impl::turn(std::vector<pollfd>& polled, const Timeval* limit) {
     fill(polled);
     const int wait = shorter(realMilliseconds(limit), timers.realMillisecondsToNext());
     const int ready = poll(polled.data(), static_cast<nfds_t>(polled.size()), wait);
-    if (ready < 0 && errno != EINTR) {
+    if (ready >= 0) {
+        patience_.renew();
+    } else if (patience_.waitOut(errno, wait < 0 ? INT_MAX : wait) < 0) {
         return -1;
     }
     const int calls = ready > 0 ? callReady(polled) : 0;
-    spare_ = std::move(polled);
     return calls + timers.runDue();
 }
 
 void Dispatcher::Impl::fill(std::vector<pollfd>& polled) const {
     polled.clear();
+    polled.reserve(registrations_.size() + 1);
     for (const Registration& r : registrations_) {
         // poll passes over negative descriptors: nobody waits for this one.
         const bool watched = r.handler != nullptr && r.mask != 0;
@@ -196,12 +208,14 @@ void Dispatcher::Impl::fill(std::vector<pollfd>& polled) const {
     polled.push_back({wakeUp.fd(), POLLIN, 0});
 }
 
+// Goes by index: a callback that registers another handler may move the list.
 int Dispatcher::Impl::callReady(const std::vector<pollfd>& polled) {
     if (polled.back().revents != 0) {
         wakeUp.clear();
     }
     int calls = 0;
-    for (std::size_t i = 0; i + 1 < polled.size(); ++i) {
+    const std::size_t last = polled.size() - 1;
+    for (std::size_t i = 0; i < last; ++i) {
         if (polled[i].revents != 0 && polled[i].fd == registrations_[i].fd) {
             calls += callOwner(i, polled[i].revents);
         }
