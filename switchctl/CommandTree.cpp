@@ -125,6 +125,7 @@ CommandTree::Impl::Impl() {
     root.require_subcommand(1);
     root.add_flag("--json", json, "Print JSON");
     root.add_option("--timeout", timeout, "Seconds to wait for an answer (10)")->type_name("S")->check(checkTimeout);
+    root.set_version_flag("--version", "", "Print which version this is and exit");
 }
 
 const CLI::App& CommandTree::Impl::selected() const {
@@ -174,6 +175,8 @@ CommandTree::Outcome CommandTree::parse(const std::vector<std::string>& argument
         return Outcome::RUN;
     } catch (const CLI::CallForHelp&) {
         return Outcome::HELP;
+    } catch (const CLI::CallForVersion&) {
+        return Outcome::VERSION;
     } catch (const CLI::ParseError& error) {
         problem = impl_->unknownCommand().value_or(error.what());
         return Outcome::WRONG;

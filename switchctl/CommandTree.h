@@ -15,7 +15,7 @@
 class CommandTree {
 public:
     using Action = std::function<void(Session&)>;
-    enum class Outcome { RUN, HELP, WRONG };
+    enum class Outcome { RUN, HELP, VERSION, WRONG };
 
     // A word that commands follow, such as "attr".
     class Group {

@@ -1,5 +1,6 @@
 #include "switchctl/Switchctl.h"
 
+#include "orv_version.h"
 #include "switchctl/CommandTree.h"
 #include "switchctl/Commands.h"
 #include "switchctl/Errors.h"
@@ -43,6 +44,9 @@ int runLine(const std::vector<std::string>& arguments, CommandTree& tree, Sessio
     switch (tree.parse(arguments, problem)) {
         case CommandTree::Outcome::HELP:
             session.write(tree.help());
+            return ExitStatus::DONE;
+        case CommandTree::Outcome::VERSION:
+            session.write("switchctl " ORV_VERSION "\n");
             return ExitStatus::DONE;
         case CommandTree::Outcome::WRONG:
             throw UsageError(problem);

@@ -13,6 +13,7 @@ const char* const SwitchdOptions::HELP =
     "\n"
     "  --state DIR    where attributes and event log are kept; created, with the factory's attributes, when missing\n"
     "  --help         this text\n"
+    "  --version      which version this is\n"
     "\n"
     "Environment:\n"
     "  HSB_BUS        D-Bus address (default: the system bus for root, else the session bus)\n"
@@ -27,6 +28,8 @@ int SwitchdOptions::parse(const std::vector<std::string>& arguments, SwitchdOpti
         const std::string& argument = arguments[index];
         if (argument == "--help" || argument == "-h") {
             parsed.help = true;
+        } else if (argument == "--version") {
+            parsed.version = true;
         } else if (argument == STATE && index + 1 < arguments.size()) {
             parsed.state = arguments[++index];
         } else if (argument.starts_with(STATE_WITH_VALUE)) {
@@ -36,7 +39,7 @@ int SwitchdOptions::parse(const std::vector<std::string>& arguments, SwitchdOpti
             return -1;
         }
     }
-    if (!parsed.help && parsed.state.empty()) {
+    if (!parsed.help && !parsed.version && parsed.state.empty()) {
         problem = "--state DIR is required";
         return -1;
     }

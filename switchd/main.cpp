@@ -1,4 +1,5 @@
 // switchd, the switch around the daemon.
+#include "orv_version.h"
 #include "platform/transport/dbus/DbusTransport.h"
 #include "switchd/Switchd.h"
 #include "switchd/SwitchdOptions.h"
@@ -15,6 +16,14 @@ int serve(const SwitchdOptions& options) {
     return Switchd(options.state, transport).run();
 }
 
+int print(const char* text) {
+    const bool written = std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0;
+    if (!written) {
+        std::fputs("switchd: stdout cannot be written\n", stderr);
+    }
+    return written ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -24,9 +33,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "switchd: %s\n%s", problem.c_str(), SwitchdOptions::HELP);
         return 2;
     }
-    if (options.help) {
-        std::fputs(SwitchdOptions::HELP, stdout);
-        return 0;
+    if (options.help || options.version) {
+        return print(options.help ? SwitchdOptions::HELP : "switchd " ORV_VERSION "\n");
     }
     try {
         return serve(options);
