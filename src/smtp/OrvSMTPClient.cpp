@@ -36,9 +36,14 @@ bool isPositive(char first) {
     return first == '2' || first == '3';
 }
 
-// A passed limit shows as "try again": for everybody else it is a connection that timed out.
+// How a limit that has passed shows.
+bool isPassedLimit(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+// For everybody else a passed limit is a connection that timed out.
 int connectionError(int error) {
-    return error == EAGAIN || error == EWOULDBLOCK ? ETIMEDOUT : error;
+    return isPassedLimit(error) ? ETIMEDOUT : error;
 }
 
 timeval toTimeval(std::chrono::milliseconds span) {
@@ -92,6 +97,9 @@ int OrvSMTPClient::sendDataCmd() {
 }
 
 int OrvSMTPClient::sendBody(std::string text) {
+    if (limitPassed_) {
+        return refuseToGoOn();
+    }
     text += kOrvLineEnd;
     limitSteps(timeouts_.text);
     if (sendRequest(text) < 0) {
@@ -110,11 +118,14 @@ int OrvSMTPClient::sendReset() {
 }
 
 int OrvSMTPClient::sendQuit() {
-    return command("QUIT", kSocketClosedError, timeouts_.command);
+    return command("QUIT", kSocketClosedError, timeouts_.quit);
 }
 
 // Sends one command line and reads its reply. 0 or negative.
 int OrvSMTPClient::command(const std::string& line, ErrorCode sendError, std::chrono::milliseconds limit) {
+    if (limitPassed_) {
+        return refuseToGoOn();
+    }
     limitSteps(limit);
     if (sendRequest(line + kOrvLineEnd) < 0) {
         errorCode_ = sendError;
@@ -137,6 +148,7 @@ int OrvSMTPClient::sendRequest(std::string_view request) {
             length = kShortRequest;  // Kept: the whole remainder is tried once more, not a shorter piece.
         } else if (error != EINTR) {
             connected_ = connected_ && error == EMSGSIZE;
+            limitPassed_ = isPassedLimit(error);
             errorText_ = orvErrorText(connectionError(error));
             return -1;
         }
@@ -154,7 +166,9 @@ int OrvSMTPClient::recvResponse() {
         got = system_.receive(socket_, reply_.data(), kReplySize);
     } while (got < 0 && errno == EINTR);
     if (got <= 0) {
-        return connectionLost(connectionError(errno));
+        const int error = errno;
+        limitPassed_ = isPassedLimit(error);
+        return connectionLost(connectionError(error));
     }
     reply_[static_cast<std::size_t>(got)] = '\0';
     ORV_TRACE("SMTP StatusSMTPResponse (incl CRLF) {%s}\n", reply_.data());
@@ -170,6 +184,11 @@ int OrvSMTPClient::recvResponse() {
     lastReply_ = text;
     fail(kResponseError, "SMTP server error Response");
     return -2;
+}
+
+// Whoever did not answer in time, or did not read, would only hold up the thread once more.
+int OrvSMTPClient::refuseToGoOn() {
+    return fail(kSocketClosedError, orvErrorText(ETIMEDOUT));
 }
 
 int OrvSMTPClient::connectionLost(int error) {

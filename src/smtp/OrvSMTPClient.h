@@ -1,7 +1,8 @@
 // The client side of SMTP over one TCP connection, command by command.
 //
 // Each operation returns 0, or a negative number and leaves what went wrong in errorCode(), errorText() and, for a
-// refusal, lastReply(). Every step but resolving a name has a time limit; one that passes acts like a lost connection.
+// refusal, lastReply(). Every step but resolving a name has a time limit; one that passes acts like a lost connection,
+// and whoever has let it pass is sent nothing more.
 // One receive is made per reply, and only its first character is judged: a reply that comes in pieces answers later
 // commands as well. Knows nothing of queues or profiles. Send thread only.
 #pragma once
@@ -18,14 +19,16 @@
 #include <string>
 #include <string_view>
 
-// How long each step may take, as RFC 5321 advises in section 4.5.3.2.
+// How long each step may take, mostly as RFC 5321 advises in section 4.5.3.2.
 struct OrvSMTPTimeouts {
     std::chrono::milliseconds connect = std::chrono::seconds(300);  // each address
     std::chrono::milliseconds greeting = std::chrono::seconds(300);
-    std::chrono::milliseconds command = std::chrono::seconds(300);  // EHLO, HELO, MAIL, RCPT, RSET, QUIT
+    std::chrono::milliseconds command = std::chrono::seconds(300);  // EHLO, HELO, MAIL, RCPT, RSET
     std::chrono::milliseconds data = std::chrono::seconds(120);     // DATA
     std::chrono::milliseconds text = std::chrono::seconds(180);     // each send of the text that makes no progress
     std::chrono::milliseconds dataEnd = std::chrono::seconds(600);
+    // Not the standard's: nothing depends on the reply, and behind a text that was broken off none ever comes.
+    std::chrono::milliseconds quit = std::chrono::seconds(5);
 };
 
 class OrvSMTPClient {
@@ -97,6 +100,7 @@ private:
     int canonicalName(const std::string& name, std::string& text);
     int command(const std::string& line, ErrorCode sendError, std::chrono::milliseconds limit);
     void limitSteps(std::chrono::milliseconds limit);
+    int refuseToGoOn();
     int connectionLost(int error);
     int fail(ErrorCode code, const std::string& text);
 
@@ -108,6 +112,7 @@ private:
     std::chrono::milliseconds limit_{0};  // that is set on the socket
     std::array<char, kReplySize + 1> reply_{};
     bool connected_ = false;
+    bool limitPassed_ = false;  // on this connection
     std::int32_t errorCode_ = kOkay;
     std::string lastReply_;
     std::string errorText_;

@@ -216,4 +216,5 @@ void OrvSMTPClient::disconnect() {
         socket_ = 0;
     }
     connected_ = false;
+    limitPassed_ = false;
 }

@@ -43,6 +43,7 @@ TEST_F(OrvSMTPClientTime, waitsForEachStepAsLongAsThatStepMay) {
     EXPECT_EQ(timeouts.data, seconds(120));
     EXPECT_EQ(timeouts.text, seconds(180));
     EXPECT_EQ(timeouts.dataEnd, seconds(600));
+    EXPECT_EQ(timeouts.quit, seconds(5));
 }
 
 TEST_F(OrvSMTPClientTime, givesUpOnEachStepThatIsNeverAnswered) {
@@ -59,7 +60,7 @@ TEST_F(OrvSMTPClientTime, givesUpOnEachStepThatIsNeverAnswered) {
         {&OrvSMTPTimeouts::data, MailStage::kData, [](OrvSMTPClient& client) { return client.sendDataCmd(); }},
         {&OrvSMTPTimeouts::dataEnd, MailStage::kOther, [](OrvSMTPClient& client) { return client.sendDataEnd(); }},
         {&OrvSMTPTimeouts::command, MailStage::kRset, [](OrvSMTPClient& client) { return client.sendReset(); }},
-        {&OrvSMTPTimeouts::command, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(); }},
+        {&OrvSMTPTimeouts::quit, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(); }},
     };
     for (const auto& row : rows) {
         OrvSMTPTimeouts timeouts;

@@ -184,11 +184,7 @@ TEST_F(OrvSendDialogueRecipients, goBackToTheirFirstTryWhenTheMailCannotBeCompos
     server_.answerRecipient("b@x", line("452 full"));
     server_.answerRecipient("c@x", line("451 later"));
     server_.answerRecipient("d@x", line("550 unknown"));
-    system_.onSend = [this](std::string_view bytes) {
-        if (bytes == "QUIT\r\n") {
-            server_.breakConnections();  // taken as text, it would never be answered
-        }
-    };
+    timeouts_.quit = std::chrono::milliseconds(50);  // QUIT is taken as text and never answered
     const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x", "$c@x", "d@x", "!e@x"});
 
     EXPECT_EQ(run(), -1);

@@ -241,7 +241,7 @@ TEST_F(OrvSendDialogueTest, failsForAMessageOfAnUnknownKindAfterDataIsAccepted) 
     message_ = std::make_unique<OrvCHMesg>();
     const std::string expected =
         "EHLO [10.1.2.3]\r\nMAIL FROM:<switch@example.com>\r\nRCPT TO:<a@example.com>\r\nDATA\r\nQUIT\r\n";
-    server_.hangUpAfterReceiving(expected.size());  // QUIT is taken as text and would never be answered
+    timeouts_.quit = std::chrono::milliseconds(50);  // QUIT is taken as text and never answered
     const OrvCHEnvelope& noc = envelope("noc", {"a@example.com"});
 
     EXPECT_EQ(run(), -1);

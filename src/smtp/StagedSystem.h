@@ -10,12 +10,15 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,6 +65,9 @@ public:
     }
 
     ssize_t receive(int socket, void* bytes, std::size_t length) override {
+        if (muteSince.has_value() && muteSince->empty()) {
+            return letLimitPass(socket, SO_RCVTIMEO);
+        }
         const int error = takeError(receiveErrors);
         if (error != 0) {
             errno = error;
@@ -71,9 +77,18 @@ public:
     }
 
     ssize_t send(int socket, const void* bytes, std::size_t length) override {
+        const std::string_view text(static_cast<const char*>(bytes), length);
         lengths.push_back(length);
+        lines.emplace_back(text.substr(0, text.find('\r')));
         if (onSend) {
-            onSend({static_cast<const char*>(bytes), length});
+            onSend(text);
+        }
+        if (stuckSince.has_value() && text.starts_with(*stuckSince)) {
+            stuckSince = "";
+            return letLimitPass(socket, SO_SNDTIMEO);
+        }
+        if (muteSince.has_value() && text.starts_with(*muteSince)) {
+            muteSince = "";
         }
         int on = 0;
         socklen_t size = sizeof on;
@@ -95,6 +110,12 @@ public:
     std::deque<int> receiveErrors;
     std::function<void(std::string_view)> onSend;  // sees the bytes before they go; may be empty
     std::size_t most = SIZE_MAX;
+    // The server says nothing, or takes nothing, from the line on that begins so; empty: from now on. Limits then pass
+    // without being waited for, and are added up.
+    std::optional<std::string> muteSince;
+    std::optional<std::string> stuckSince;
+    std::chrono::milliseconds held{0};
+    std::vector<std::string> lines;  // the first line of each piece that was to be sent
     std::vector<Asked> asked;
     std::vector<std::string> connected;  // addresses asked to connect to, every field of them
     std::vector<std::size_t> lengths;    // asked to send
@@ -106,6 +127,15 @@ private:
         addrinfo info{};
         sockaddr_storage address{};
     };
+
+    ssize_t letLimitPass(int socket, int option) {
+        timeval limit{};
+        socklen_t size = sizeof limit;
+        EXPECT_EQ(getsockopt(socket, SOL_SOCKET, option, &limit, &size), 0);
+        held += std::chrono::seconds(limit.tv_sec) + std::chrono::milliseconds(limit.tv_usec / 1000);
+        errno = EAGAIN;
+        return -1;
+    }
 
     static int takeError(std::deque<int>& errors) {
         const int error = errors.empty() ? 0 : errors.front();
