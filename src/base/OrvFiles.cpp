@@ -97,6 +97,23 @@ private:
     Descriptor directory_;
 };
 
+// 0, or an error number. What a kill has left under the new name, or a stranger has put there, makes way.
+int createWholeFile(std::string_view newPath, std::string_view path, const void* data, std::size_t size, mode_t mode) {
+    [[maybe_unused]] const int removed = orvUnlinkFile(newPath);
+    Descriptor file = orvOpenFile(newPath, O_WRONLY | O_CREAT | O_EXCL, mode);
+    if (!file) {
+        return errno;
+    }
+    int result = orvWriteWhole(file.get(), data, size);
+    result = result < 0 ? result : file.close();
+    if (result < 0 || orvRenameFile(newPath, path) < 0) {
+        const int error = errno;
+        [[maybe_unused]] const int removedAgain = orvUnlinkFile(newPath);
+        return error;
+    }
+    return 0;
+}
+
 }  // namespace
 
 Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode) {
@@ -182,17 +199,11 @@ int orvRewriteFile(int file, const void* data, std::size_t size) {
 }
 
 int orvCreateWholeFile(std::string_view path, const void* data, std::size_t size, mode_t mode) {
-    const std::string newPath = std::string(path) + kNewSuffix;
-    Descriptor file = orvOpenFile(newPath, O_WRONLY | O_CREAT, mode);
-    if (!file) {
-        return -1;
+    int error = 0;
+    {
+        const std::string newPath = std::string(path) + kNewSuffix;
+        error = createWholeFile(newPath, path, data, size, mode);
     }
-    int result = orvRewriteFile(file.get(), data, size);
-    if (file.close() < 0 || result < 0 || orvRenameFile(newPath, path) < 0) {
-        const int error = errno;
-        [[maybe_unused]] const int removed = orvUnlinkFile(newPath);
-        errno = error;
-        result = -1;
-    }
-    return result;
+    errno = error != 0 ? error : errno;
+    return error != 0 ? -1 : 0;
 }

@@ -7,6 +7,8 @@
 
 #include <fcntl.h>
 
+#include <functional>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -205,6 +207,29 @@ TEST_F(OrvFiles, createsAWholeFileOrNone) {
     EXPECT_EQ(orvCreateWholeFile("/ostrel/conf/orv/callHome/queues/send/m1", "text", 4, 0640), -1);
     EXPECT_EQ(errno, EISDIR);
     EXPECT_FALSE(fs::exists(onHost("/ostrel/conf/orv/callHome/queues/send/m1.new")));
+}
+
+// What a kill has left, and what a stranger has put there.
+TEST_F(OrvFiles, createsAWholeFileWhateverStandsUnderItsNewName) {
+    const std::string newName = onHost(std::string(kFile) + ".new");
+    const std::function<void()> plants[] = {
+        [&] { fill(newName, "a longer leftover"); },
+        [&] { fs::create_symlink(onHost("/outside/secret"), newName); },
+        [&] { fs::create_symlink(onHost("/outside/new"), newName); },
+        [&] { fs::create_hard_link(onHost("/outside/secret"), newName); },
+        [&] { EXPECT_EQ(mkfifo(newName.c_str(), 0600), 0); },
+    };
+    for (const auto& plant : plants) {
+        plant();
+
+        EXPECT_EQ(orvCreateWholeFile(kFile, "text", 4, 0640), 0);
+
+        EXPECT_EQ(contents(onHost(kFile)), "text");
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(onHost(kFile))));
+        EXPECT_FALSE(fs::exists(fs::symlink_status(newName)));
+        expectUntouched();
+        fs::remove(onHost(kFile));
+    }
 }
 
 TEST_F(OrvFiles, leavesNoDescriptorOpen) {
