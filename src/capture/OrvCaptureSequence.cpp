@@ -1,5 +1,7 @@
 #include "capture/OrvCaptureSequence.h"
 
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "dbg/OrvDbg.h"
 #include "mesg/OrvFileError.h"
@@ -11,7 +13,6 @@
 
 #include <array>
 #include <cerrno>
-#include <fstream>
 #include <string>
 
 namespace {
@@ -32,21 +33,28 @@ using SequenceBytes = std::array<std::uint8_t, 4>;
     throw failure;
 }
 
-// Writes in place of what was there, and waits for nobody: there may be a pipe. 0, or -1 and errno.
-int overwrite(const std::string& hostPath, const SequenceBytes& bytes) {
+// Of a regular file only: reading a pipe would wait for somebody to write to it. 0, or -1.
+int readFirstBytes(int file, SequenceBytes& bytes) {
+    struct stat status {};
+    if (fstat(file, &status) < 0) {
+        return -1;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return -1;
+    }
+    errno = 0;
+    return pread(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()) ? 0 : -1;
+}
+
+// At no moment is there a file with less than a number in it: the daemon would never start again. 0, or -1 and errno.
+int keep(const SequenceBytes& bytes) {
     constexpr mode_t kMode = 0666;
-    const int file = open(hostPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, kMode);
-    if (file < 0) {
-        return -1;
+    Descriptor file = orvOpenFile(kOrvCaptureSequence, O_WRONLY);
+    if (!file) {
+        return errno == ENOENT ? orvCreateWholeFile(kOrvCaptureSequence, bytes.data(), bytes.size(), kMode) : -1;
     }
-    errno = ENOSPC;  // when only a part of them has room
-    const bool written = write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-    const int error = errno;
-    if (close(file) != 0) {
-        return -1;
-    }
-    errno = error;
-    return written ? 0 : -1;
+    return orvRewriteFile(file.get(), bytes.data(), bytes.size()) < 0 ? -1 : file.close();
 }
 
 }  // namespace
@@ -68,9 +76,8 @@ std::uint32_t OrvCaptureSequence::last() const {
 }
 
 void OrvCaptureSequence::readSequence() {
-    const std::string path = orvHostPath(kOrvCaptureSequence);
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
+    const Descriptor file = orvOnceMore([] { return orvOpenFile(kOrvCaptureSequence, O_RDONLY); });
+    if (!file) {
         if (errno != ENOENT) {
             throwReadError();
         }
@@ -78,14 +85,8 @@ void OrvCaptureSequence::readSequence() {
         writeSequence();
         return;
     }
-    // Opening a pipe would wait for somebody to write to it.
-    if (!S_ISREG(status.st_mode)) {
-        throwReadError();
-    }
     SequenceBytes bytes{};
-    std::ifstream file(path, std::ios::binary);
-    file.read(reinterpret_cast<char*>(bytes.data()), bytes.size());
-    if (!file) {
+    if (orvOnceMore([&] { return readFirstBytes(file.get(), bytes); }) < 0) {
         throwReadError();
     }
     sequence_ = native32(bytes);
@@ -94,7 +95,7 @@ void OrvCaptureSequence::readSequence() {
 void OrvCaptureSequence::writeSequence() const {
     SequenceBytes bytes{};
     storeNative32(bytes, sequence_);
-    if (overwrite(orvHostPath(kOrvCaptureSequence), bytes) < 0) {
+    if (orvOnceMore([&] { return keep(bytes); }) < 0) {
         throwWriteError();
     }
 }

@@ -166,18 +166,56 @@ TEST_F(OrvCaptureSequenceTest, throwsWithTheReasonInErrnoWhenANumberCannotBeKept
     }
 }
 
-TEST_F(OrvCaptureSequenceTest, noticesAFullDisk) {
+TEST_F(OrvCaptureSequenceTest, isNeitherReadNorWrittenThroughALink) {
+    root_.write("/tmp/precious", "precious");
     OrvCaptureSequence sequence;
-    std::filesystem::remove(root_.at(kPath));
-    ASSERT_EQ(symlink("/dev/full", root_.at(kPath).c_str()), 0);
+    for (const char* target : {"/tmp/precious", "/tmp/new"}) {
+        std::filesystem::remove(root_.at(kPath));
+        ASSERT_EQ(symlink(root_.at(target).c_str(), root_.at(kPath).c_str()), 0);
 
-    try {
-        sequence.nextSequence();
-        FAIL() << "nothing thrown";
-    } catch (const OrvFileError& error) {
-        EXPECT_EQ(errno, ENOSPC);
-        EXPECT_STREQ(error.what(), kWriteError);
+        EXPECT_EQ(constructionError(), kReadError);
+        EXPECT_EQ(errno, ELOOP);
+        EXPECT_THROW(sequence.nextSequence(), OrvFileError);
+
+        EXPECT_EQ(root_.read("/tmp/precious"), "precious");
+        EXPECT_FALSE(root_.exists("/tmp/new"));
     }
+}
+
+TEST_F(OrvCaptureSequenceTest, isNotWrittenToAFileWithASecondName) {
+    root_.write("/tmp/precious", "precious");
+    std::filesystem::create_hard_link(root_.at("/tmp/precious"), root_.at(kPath));
+    OrvCaptureSequence sequence;
+
+    EXPECT_THROW(sequence.nextSequence(), OrvFileError);
+
+    EXPECT_EQ(errno, EMLINK);
+    EXPECT_EQ(root_.read("/tmp/precious"), "precious");
+}
+
+TEST_F(OrvCaptureSequenceTest, staysInTheSameFile) {
+    OrvCaptureSequence sequence;
+    struct stat before {};
+    struct stat after {};
+    ASSERT_EQ(stat(root_.at(kPath).c_str(), &before), 0);
+
+    sequence.nextSequence();
+
+    ASSERT_EQ(stat(root_.at(kPath).c_str(), &after), 0);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
+// The next start has the room that it needs.
+TEST_F(OrvCaptureSequenceTest, leavesNothingBehindWhenTheFirstNumberHasNoRoom) {
+    {
+        const SmallFlash flash(3);
+        EXPECT_EQ(constructionError(), kWriteError);
+        EXPECT_EQ(errno, ENOSPC);
+    }
+    EXPECT_THAT(root_.list("/ostrel/conf/orv/callHome"), testing::Not(testing::Contains("capture.seq")));
+    EXPECT_THAT(root_.list("/ostrel/conf/orv/callHome"), testing::Not(testing::Contains("capture.seq.new")));
+
+    EXPECT_EQ(constructionError(), "none");
 }
 
 TEST_F(OrvCaptureSequenceTest, noticesThatOnlyAPartOfANumberHasRoom) {
@@ -191,6 +229,7 @@ TEST_F(OrvCaptureSequenceTest, noticesThatOnlyAPartOfANumberHasRoom) {
         EXPECT_EQ(errno, ENOSPC);
         EXPECT_STREQ(error.what(), kWriteError);
     }
+    EXPECT_EQ(constructionError(), "none");
 }
 
 TEST_F(OrvCaptureSequenceTest, givesNoNumberTwiceEvenWhenOneCouldNotBeKept) {

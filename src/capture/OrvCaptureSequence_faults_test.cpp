@@ -1,0 +1,119 @@
+// The sequence number's file when any one of its calls fails, or is the process's last.
+#include "capture/CaptureFaults.h"
+#include "capture/OrvCaptureSequence.h"
+#include "mesg/OrvFileError.h"
+#include "profile/RecordingSwitch.h"
+#include "word_order.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+namespace {
+
+constexpr char kPath[] = "/ostrel/conf/orv/callHome/capture.seq";
+
+class OrvCaptureSequenceFaults : public testing::Test {
+protected:
+    void write(std::uint32_t number) {
+        std::array<std::uint8_t, 4> bytes{};
+        storeNative32(bytes, number);
+        root_.write(kPath, {bytes.begin(), bytes.end()});
+    }
+
+    // Does it in a process that is killed at its nth file call. False when it came to its end before.
+    static bool killedAt(unsigned nth, const std::function<void()>& action) {
+        const pid_t process = fork();
+        if (process == 0) {
+            faults::killAtNthFileCall(nth);
+            action();
+            _exit(0);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(process, &status, 0), process);
+        EXPECT_TRUE(WIFEXITED(status));
+        return WEXITSTATUS(status) == faults::kKilled;
+    }
+
+    RecordingSwitch switch_;
+    TempRoot& root_ = switch_.root();
+};
+
+TEST_F(OrvCaptureSequenceFaults, goesOnWithTheOldOrTheNewNumberAfterAKillAtAnyCall) {
+    unsigned kills = 0;
+    for (bool killed = true; killed; ++kills) {
+        write(41);
+
+        killed = killedAt(kills + 1, [] { OrvCaptureSequence().nextSequence(); });
+
+        const OrvCaptureSequence sequence;
+        EXPECT_THAT(sequence.last(), testing::AnyOf(41u, 42u)) << kills;
+        EXPECT_EQ(std::filesystem::file_size(root_.at(kPath)), 4u) << kills;
+    }
+    EXPECT_GT(kills, 6u);
+}
+
+TEST_F(OrvCaptureSequenceFaults, startsAfterAFirstStartThatWasKilledAtAnyCall) {
+    unsigned kills = 0;
+    for (bool killed = true; killed; ++kills) {
+        killed = killedAt(kills + 1, [] { OrvCaptureSequence(); });
+
+        EXPECT_EQ(OrvCaptureSequence().last(), 0u) << kills;
+        EXPECT_FALSE(root_.exists(std::string(kPath) + ".new")) << kills;
+        std::filesystem::remove(root_.at(kPath));
+    }
+    EXPECT_GT(kills, 8u);
+}
+
+TEST_F(OrvCaptureSequenceFaults, startsAgainWhicheverCallFailsWhileANumberIsKept) {
+    for (const int error : {ENOSPC, EIO, EMFILE, EINTR}) {
+        bool failed = true;
+        for (unsigned nth = 1; failed; ++nth) {
+            write(41);
+            OrvCaptureSequence sequence;
+            std::uint32_t number = 42;
+            {
+                const faults::FailNthFileCall fault(nth, error);
+                try {
+                    number = sequence.nextSequence();
+                } catch (const OrvFileError&) {
+                    EXPECT_EQ(errno, error) << nth;
+                    EXPECT_EQ(error, ENOSPC) << "what may pass is tried once more";
+                }
+                failed = faults::FailNthFileCall::happened();
+            }
+            EXPECT_EQ(number, 42u);
+            EXPECT_THAT(OrvCaptureSequence().last(), testing::AnyOf(41u, 42u)) << nth;
+            EXPECT_EQ(sequence.nextSequence(), 43u) << nth;
+        }
+    }
+}
+
+TEST_F(OrvCaptureSequenceFaults, startsAgainWhicheverCallFailsAtTheFirstStart) {
+    for (const int error : {ENOSPC, EIO, EMFILE, EINTR}) {
+        bool failed = true;
+        for (unsigned nth = 1; failed; ++nth) {
+            {
+                const faults::FailNthFileCall fault(nth, error);
+                try {
+                    const OrvCaptureSequence sequence;
+                } catch (const OrvFileError& failure) {
+                    EXPECT_EQ(error, ENOSPC) << nth << failure.what();
+                }
+                failed = faults::FailNthFileCall::happened();
+            }
+            EXPECT_EQ(OrvCaptureSequence().last(), 0u) << nth;
+            std::filesystem::remove(root_.at(kPath));
+        }
+    }
+}
+
+}  // namespace
