@@ -3,6 +3,7 @@
 // The pipe carries no data, only wake-ups. Any thread pushes; what concerns the read end is the consumer's.
 #pragma once
 
+#include "Descriptor.h"
 #include "thread/MtQueue.h"
 
 #include <fcntl.h>
@@ -21,14 +22,12 @@ public:
         if (pipe2(ends, O_CLOEXEC) < 0) {
             throw "pipe create";
         }
-        readFd_ = ends[0];
-        writeFd_ = ends[1];
-        if (fcntl(readFd_, F_SETFL, O_NONBLOCK) < 0 || fcntl(writeFd_, F_SETFL, O_NONBLOCK) < 0) {
-            closeEnds();
+        readFd_.reset(ends[0]);
+        writeFd_.reset(ends[1]);
+        if (fcntl(ends[0], F_SETFL, O_NONBLOCK) < 0 || fcntl(ends[1], F_SETFL, O_NONBLOCK) < 0) {
             throw "pipe nonblock";
         }
     }
-    ~SelectQueue() override { closeEnds(); }
 
     void push(std::unique_ptr<T> message, std::uint32_t* sequenceOut, bool block) override {
         {
@@ -45,35 +44,27 @@ public:
     }
 
 protected:
-    int readFd() const { return readFd_; }
+    int readFd() const { return readFd_.get(); }
 
     // Takes what the pipe holds. With the mutex held.
     void drainPipe() {
         char bytes[256];
         ssize_t taken = 0;
         do {
-            taken = ::read(readFd_, bytes, sizeof bytes);
+            taken = ::read(readFd(), bytes, sizeof bytes);
         } while (taken > 0 || (taken < 0 && errno == EINTR));
     }
 
 private:
     // A pipe that is full wakes the consumer anyway.
     void wakeConsumer() {
-        while (::write(writeFd_, "X", 1) < 0 && errno == EINTR) {
+        while (::write(writeFd_.get(), "X", 1) < 0 && errno == EINTR) {
         }
     }
 
-    void closeEnds() {
-        for (int* end : {&writeFd_, &readFd_}) {
-            if (*end != -1) {
-                ::close(*end);
-                *end = -1;
-            }
-        }
-    }
-
-    int readFd_ = -1;
-    int writeFd_ = -1;
+    // The last one goes first: nobody finds a pipe to write to that has no reader.
+    Descriptor readFd_;
+    Descriptor writeFd_;
 };
 
 }  // namespace Mt
