@@ -1,5 +1,6 @@
 #include "thread/MtEventQueue.h"
 
+#include "thread/DeliveryQueue.h"
 #include "thread/ThreadFaults.h"
 
 #include <gtest/gtest.h>
@@ -17,14 +18,6 @@
 
 namespace {
 
-class Counted final : public Mt::Message {
-public:
-    explicit Counted(std::uint32_t code) : Message(code) { ++alive; }
-    ~Counted() override { --alive; }
-
-    static inline std::atomic<int> alive{0};
-};
-
 class PipeQueue final : public Mt::SelectQueue<Counted> {
 public:
     using SelectQueue::readFd;
@@ -39,31 +32,6 @@ public:
         return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
     }
 };
-
-class DeliveryQueue final : public Mt::EventQueue<Counted> {
-public:
-    using EventQueue::EventQueue;
-    using EventQueue::readFd;
-    Event_Handler* handler() { return this; }
-    void pushCode(std::uint32_t code, bool block = false) { push(std::make_unique<Counted>(code), nullptr, block); }
-    void process(Counted* message) override {
-        delivered.push_back(message->code());
-        if (onProcess) {
-            onProcess(message->code());
-        }
-    }
-
-    std::vector<std::uint32_t> delivered;
-    std::function<void(std::uint32_t)> onProcess;
-};
-
-using Codes = std::vector<std::uint32_t>;
-
-// One turn that does not wait; the number of calls made.
-int turn(Dispatcher& dispatcher) {
-    const Timeval now(0, 0);
-    return dispatcher.handle_events(&now);
-}
 
 // The number of the next descriptor to be opened.
 int nextDescriptor() {
@@ -399,64 +367,6 @@ TEST(MtEventQueue, showsTheDispatcherItsReadEnd) {
     DeliveryQueue queue(dispatcher);
 
     EXPECT_EQ(queue.handler()->get_handle(), queue.readFd());
-}
-
-constexpr int kProducers = 4;
-constexpr std::uint32_t kMessages = 2000;
-
-// Codes are producer * kMessages + number.
-std::vector<std::jthread> startProducers(DeliveryQueue& queue, bool block) {
-    std::vector<std::jthread> producers;
-    for (std::uint32_t producer = 0; producer < kProducers; ++producer) {
-        producers.emplace_back([&queue, producer, block] {
-            for (std::uint32_t number = 0; number < kMessages; ++number) {
-                queue.pushCode(producer * kMessages + number, block);
-            }
-        });
-    }
-    return producers;
-}
-
-// Turns until everything has arrived, or nothing more does.
-void serve(Dispatcher& dispatcher, const DeliveryQueue& queue) {
-    const Timeval limit(20, 0);
-    while (queue.delivered.size() < kProducers * kMessages) {
-        ASSERT_GT(dispatcher.handle_events(&limit), 0);
-    }
-}
-
-void expectEachProducersOrder(const Codes& delivered) {
-    std::array<std::uint32_t, kProducers> next{};
-    for (const std::uint32_t code : delivered) {
-        ASSERT_EQ(code % kMessages, next[code / kMessages]++);
-    }
-}
-
-TEST(MtEventQueue, losesNothingOfManyProducers) {
-    Dispatcher dispatcher;
-    DeliveryQueue queue(dispatcher);
-
-    const std::vector<std::jthread> producers = startProducers(queue, false);
-    serve(dispatcher, queue);
-
-    EXPECT_EQ(queue.delivered.size(), kProducers * kMessages);
-    expectEachProducersOrder(queue.delivered);
-}
-
-TEST(MtEventQueue, holdsManyProducersBackBetweenItsWaterMarks) {
-    Dispatcher dispatcher;
-    DeliveryQueue queue(dispatcher);
-    queue.setWater(8, 2);
-    std::uint32_t most = 0;
-    queue.onProcess = [&](std::uint32_t) { most = std::max(most, queue.count()); };
-
-    const std::vector<std::jthread> producers = startProducers(queue, true);
-    serve(dispatcher, queue);
-
-    EXPECT_EQ(queue.delivered.size(), kProducers * kMessages);
-    expectEachProducersOrder(queue.delivered);
-    EXPECT_LE(most, 8u + kProducers - 1);  // the push that fills it, and one of each other producer
-    EXPECT_FALSE(queue.full());
 }
 
 }  // namespace
