@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -104,6 +105,36 @@ TEST(MtEventQueue, holdsManyProducersBackBetweenNarrowWaterMarks) {
     expectWholeAndInOrder(queue.delivered, kEach);
     EXPECT_LE(most, 8u + kProducers - 1);
     EXPECT_FALSE(queue.full());
+}
+
+// Each producer waits for its own message, so that the queue runs empty all the time: a wake-up that is taken away
+// with those of messages before it is missed.
+TEST(MtEventQueue, losesNoWakeUpOfPushesThatRaceWithItsLastLook) {
+    constexpr std::uint32_t kEach = 5000;
+    Dispatcher dispatcher;
+    DeliveryQueue queue(dispatcher);
+    std::array<std::atomic<std::uint32_t>, kProducers> taken{};
+    queue.onProcess = [&taken](std::uint32_t code) {
+        ++taken[code / kEach];
+        taken[code / kEach].notify_one();
+    };
+
+    std::vector<std::jthread> producers;
+    for (std::uint32_t producer = 0; producer < kProducers; ++producer) {
+        producers.emplace_back([&queue, &taken, producer] {
+            for (std::uint32_t number = 0; number < kEach; ++number) {
+                queue.pushCode(producer * kEach + number);
+                taken[producer].wait(number);
+            }
+        });
+    }
+    serve(dispatcher, queue, kProducers * kEach);
+    for (auto& count : taken) {  // whoever still waits, in vain, goes too
+        count = ~0u;
+        count.notify_all();
+    }
+
+    expectWholeAndInOrder(queue.delivered, kEach);
 }
 
 }  // namespace
