@@ -1,6 +1,7 @@
 #include "mesg/CronCaptureData.h"
 
 #include "base/OrvAssert.h"
+#include "base/OrvFiles.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
@@ -8,9 +9,6 @@
 #include "mesg/OrvBase64.h"
 #include "mesg/OrvMesgSize.h"
 #include "mesg/OrvSequenceSource.h"
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -80,8 +78,7 @@ std::string CronCaptureData::stagedPath(const std::string& name) const {
 
 // 0, or the error number.
 static int unlinkStaged(const std::string& staged) {
-    const std::string hostPath = orvHostPath(staged);
-    return unlink(hostPath.c_str()) == 0 ? 0 : errno;
+    return orvUnlinkFile(staged) == 0 ? 0 : errno;
 }
 
 // 0, or -1 traced under the method that found it.
@@ -133,9 +130,7 @@ int CronCaptureData::copyAttachments(const std::string& oldSequence) {
     for (const std::string& name : Attachments) {
         const std::string source = stagedUnder(oldSequence, name);
         const std::string target = stagedPath(name);
-        const std::string hostSource = orvHostPath(source);
-        const std::string hostTarget = orvHostPath(target);
-        if (link(hostSource.c_str(), hostTarget.c_str()) != 0) {
+        if (orvLinkFile(source, target) != 0) {
             const int error = errno;
             ORV_TRACE("link(%s, %s): %s\n", source.c_str(), target.c_str(), orvErrorText(error).c_str());
             result = -1;

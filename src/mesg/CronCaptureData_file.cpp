@@ -1,4 +1,4 @@
-#include "base/OrvPaths.h"
+#include "base/OrvFiles.h"
 #include "dbg/OrvDbg.h"
 #include "mesg/CronCaptureData.h"
 #include "mesg/OrvMesgElement.h"
@@ -46,7 +46,7 @@ std::int32_t CronCaptureData::bytesToSave() {
     for (const std::string& name : Attachments) {
         bytes += orvLengths({name}) + 1;
         struct stat status {};
-        if (stat(orvHostPath(stagedPath(name)).c_str(), &status) == 0) {
+        if (orvStatFile(stagedPath(name), status) == 0 && !S_ISLNK(status.st_mode)) {
             AttachmentBytes = orvSaturate(std::int64_t{AttachmentBytes} + status.st_size);
         }
     }

@@ -299,6 +299,43 @@ TEST_F(CronCaptureDataTest, aCopyWithoutASequenceFailsWithNothingStaged) {
     EXPECT_THAT(traces(), IsEmpty());
 }
 
+// Its directory is a link to one that has files of these names.
+TEST_F(CronCaptureDataTest, neitherStagesNorLinksNorRemovesBehindALink) {
+    const std::string directory = host(kAttachments).substr(0, host(kAttachments).size() - 1);
+    std::filesystem::remove_all(directory);
+    std::filesystem::create_directory(host("/elsewhere"));
+    writeFile("/elsewhere/report.7", "precious");
+    std::filesystem::create_directory_symlink(host("/elsewhere"), directory);
+    writeFile("/tmp/report", "output");
+    {
+        const auto capture = captureWith({});
+        EXPECT_EQ(capture->insertAttachment("/tmp/report"), -1);
+        capture->Attachments = {"report"};
+        EXPECT_EQ(capture->bytesToSave(), captureWith({})->bytesToSave() + 7) << "nothing but its name";
+        CronCaptureData other;
+        other.Sequence = "8";
+        other.Attachments = {"report"};
+        EXPECT_EQ(other.copyAttachments("7"), -1);
+    }
+    EXPECT_EQ(readFile("/elsewhere/report.7"), "precious");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(host("/elsewhere")), {}), 1);
+}
+
+TEST_F(CronCaptureDataTest, linksToNoLinkInPlaceOfAStagedFile) {
+    const auto capture = captureWith({"report"});
+    writeFile("/tmp/precious", "precious");
+    std::filesystem::remove(host(kAttachments + std::string("report.7")));
+    std::filesystem::create_symlink(host("/tmp/precious"), host(kAttachments + std::string("report.7")));
+    CronCaptureData other;
+    other.Sequence = "8";
+    other.Attachments = {"report"};
+
+    EXPECT_EQ(other.copyAttachments("7"), -1);
+
+    EXPECT_THAT(stagedFiles(), ElementsAre("report.7"));
+    EXPECT_EQ(std::filesystem::hard_link_count(host("/tmp/precious")), 1u);
+}
+
 TEST_F(CronCaptureDataTest, writesSequencesInDecimal) {
     CountingSequences high(4294967294u);
     CronCaptureData::useSequences(&high);

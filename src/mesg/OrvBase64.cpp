@@ -1,12 +1,18 @@
 #include "mesg/OrvBase64.h"
 
-#include "base/OrvPaths.h"
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "mesg/OrvBase64Codec.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <utility>
 #include <vector>
@@ -20,66 +26,152 @@ void storeDetail(const char* call, const std::string& path, int error) {
     std::snprintf(detail.data(), detail.size(), "%s(%s): %s", call, path.c_str(), orvErrorText(error).c_str());
 }
 
-// A file of the switch, or a standard stream when the path is empty.
+// 0, or -1 with errno: all of it, however often a signal comes.
+int writeAll(int file, const unsigned char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = ::write(file, data, size);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return -1;
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return 0;
+}
+
+// A file of the switch, or a standard stream when the path is empty. A link in the file's place is not followed.
 class File {
 public:
-    File(const std::string& path, const char* mode, std::FILE* standard) : path_(path), file_(standard) {
-        if (path.empty()) {
-            return;
-        }
-        const std::string hostPath = orvHostPath(path);
-        file_ = std::fopen(hostPath.c_str(), mode);
-        if (file_ == nullptr) {
-            storeDetail("fopen", path_, errno);
+    File(const std::string& path, int flags, int standard) : path_(path), standard_(standard) {
+        if (!path.empty()) {
+            own_ = orvOnceMore([&] { return orvOpenFile(path, flags, 0666); });
+            if (!own_) {
+                storeDetail("fopen", path_, errno);
+            }
         }
     }
-    ~File() { static_cast<void>(close()); }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
 
-    std::FILE* get() const { return file_; }
+    bool isOpen() const { return number() >= 0; }
+    bool isStandard() const { return path_.empty(); }
+    int number() const { return isStandard() ? standard_ : own_.get(); }
 
-    // A standard stream stays open. 0, or -1 with the detail stored.
+    // A standard stream stays open. 0, or -1 with the detail stored. After a signal the file is closed all the same.
     int close() {
-        std::FILE* file = std::exchange(file_, nullptr);
-        if (file == nullptr || path_.empty() || std::fclose(file) == 0) {
+        if (own_.close() == 0 || errno == EINTR) {
             return 0;
         }
         storeDetail("fclose", path_, errno);
         return -1;
     }
 
-private:
+protected:
     const std::string& path_;
-    std::FILE* file_;
+
+private:
+    const int standard_;
+    Descriptor own_;
+};
+
+class Input : public File {
+public:
+    explicit Input(const std::string& path) : File(path, O_RDONLY, STDIN_FILENO) {}
+
+    // As much as there is room for, less only at the end. -1 with errno when it cannot be read.
+    ssize_t read(unsigned char* data, std::size_t size) const {
+        std::size_t count = 0;
+        while (count < size) {
+            const ssize_t result = ::read(number(), data + count, size - count);
+            if (result < 0 && errno == EINTR) {
+                continue;
+            }
+            if (result <= 0) {
+                return result < 0 ? -1 : static_cast<ssize_t>(count);
+            }
+            count += static_cast<std::size_t>(result);
+        }
+        return static_cast<ssize_t>(count);
+    }
+};
+
+// Writes whole pages, and what is left at the end. Kept: that last piece finds a full flash only in closing, with the
+// text of that.
+class Output : public File {
+public:
+    explicit Output(const std::string& path) : File(path, O_RDWR | O_CREAT | O_TRUNC, STDOUT_FILENO) {
+        if (isStandard()) {
+            std::fflush(stdout);
+        }
+    }
+
+    int write(const unsigned char* data, std::size_t size) {
+        if (pending_ > 0) {
+            const std::size_t part = std::min(size, page_.size() - pending_);
+            std::memcpy(page_.data() + pending_, data, part);
+            pending_ += part;
+            data += part;
+            size -= part;
+            if (pending_ == page_.size() && flush() < 0) {
+                return -1;
+            }
+        }
+        const std::size_t whole = size - size % page_.size();
+        if (pending_ == 0 && writeAll(number(), data, whole) < 0) {
+            return -1;
+        }
+        if (pending_ == 0) {
+            std::memcpy(page_.data(), data + whole, size - whole);
+            pending_ = size - whole;
+        }
+        return 0;
+    }
+
+    int flush() { return writeAll(number(), page_.data(), std::exchange(pending_, 0)); }
+
+    int close() {
+        const int result = flush();
+        if (result < 0) {
+            storeDetail("fclose", path_, errno);
+        }
+        return File::close() < 0 ? -1 : result;
+    }
+
+private:
+    std::array<unsigned char, 4096> page_;
+    std::size_t pending_ = 0;
 };
 
 // A multiple of three: only the last block of a file can end in a short group. Lines of 72 characters make whole pages
-// of whole pages, so that no byte is copied through the streams' buffers and no page is written in two pieces.
+// of whole pages, so that only the end of a file is copied once more and no page is written in two pieces.
 constexpr std::size_t kBlock = 27 * 4096;
 
 // Runs all of the input through the codec. Throws when there is no memory for a block.
 template <typename Codec>
-int convertBlocks(Codec codec, std::FILE* input, std::FILE* output) {
+int convertBlocks(Codec codec, const Input& input, Output& output) {
     std::vector<unsigned char> in(kBlock);
     std::vector<unsigned char> out(Codec::outputSize(kBlock));
     std::size_t count = kBlock;
     while (count == kBlock) {
-        count = std::fread(in.data(), 1, kBlock, input);
+        const ssize_t result = input.read(in.data(), kBlock);
+        if (result < 0) {
+            return kB64IoError;
+        }
+        count = static_cast<std::size_t>(result);
         std::size_t length = codec.convert(in.data(), count, out.data());
         if (count < kBlock) {
             length += codec.finish(out.data() + length);
         }
-        if (std::fwrite(out.data(), 1, length, output) != length) {
+        if (output.write(out.data(), length) < 0) {
             return kB64IoError;
         }
     }
     // Standard output stays open, so closing cannot tell whether its last bytes went out.
-    const bool flushed = output != stdout || std::fflush(output) == 0;
-    return flushed && std::ferror(input) == 0 ? kB64Okay : kB64IoError;
+    return !output.isStandard() || output.flush() == 0 ? kB64Okay : kB64IoError;
 }
 
-int convert(int operation, int lineSize, std::FILE* input, std::FILE* output) {
+int convert(int operation, int lineSize, const Input& input, Output& output) {
     try {
         return operation == kB64Encode ? convertBlocks(OrvBase64Encoder(lineSize), input, output)
                                        : convertBlocks(OrvBase64Decoder(), input, output);
@@ -92,15 +184,15 @@ int convert(int operation, int lineSize, std::FILE* input, std::FILE* output) {
 
 int b64(int operation, const std::string& input, const std::string& output, int lineSize) {
     detail[0] = '\0';
-    File in(input, "rb", stdin);
-    if (in.get() == nullptr) {
+    Input in(input);
+    if (!in.isOpen()) {
         return kB64FileError;
     }
-    File out(output, "w+b", stdout);
-    if (out.get() == nullptr) {
+    Output out(output);
+    if (!out.isOpen()) {
         return kB64FileError;
     }
-    int result = convert(operation, lineSize, in.get(), out.get());
+    int result = convert(operation, lineSize, in, out);
     if (out.close() < 0) {
         result = kB64IoError;
     }

@@ -1,6 +1,7 @@
 // Base64, file to file. Any thread.
 //
-// Paths are the switch's own; an empty one means standard input or output.
+// Paths are the switch's own; an empty one means standard input or output. A link is not followed, and nothing is
+// written to a file that has a second name: these cannot be opened. No signal makes it fail.
 #pragma once
 
 #include <string>

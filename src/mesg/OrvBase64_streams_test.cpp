@@ -1,71 +1,106 @@
-// How Base64 opens and closes its files. The program is linked so that fopen and fclose go through here.
+// How Base64 opens, reads, writes and closes its files. The program is linked so that these calls go through here.
 #include "mesg/MesgTest.h"
 #include "mesg/OrvBase64.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdio>
+#include <filesystem>
+#include <iterator>
 #include <map>
 
 using testing::ElementsAre;
 
 namespace {
 
-std::map<std::FILE*, std::string> opened;  // while a test watches
-std::vector<std::string> modes;
+std::map<int, std::string> opened;  // while a test watches
+std::vector<int> flagsOfOpening;
 std::vector<std::string> closed;  // the paths in their order
 bool watching = false;
 std::string failingClose;  // the end of the path
+// Every second opening fails with this; 0: none does.
+int openingError = 0;
+bool openingFailed = false;
+// A signal comes in every second call, and cuts every other one short.
+bool interrupting = false;
+bool interruptedBefore = false;
+
+bool isInterrupted(int file) {
+    interruptedBefore = interrupting && opened.count(file) > 0 && !interruptedBefore;
+    errno = interruptedBefore ? EINTR : errno;
+    return interruptedBefore;
+}
 
 class OrvBase64Streams : public MesgTest {
 protected:
     OrvBase64Streams() {
         writeFile("/tmp/in", "Man");
-        modes.clear();
+        flagsOfOpening.clear();
         closed.clear();
         watching = true;
     }
     ~OrvBase64Streams() override {
         watching = false;
+        openingError = 0;
+        interrupting = false;
         failingClose.clear();
         opened.clear();
     }
 };
 
+std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
+
 }  // namespace
 
 extern "C" {
 
-std::FILE* __real_fopen64(const char* path, const char* mode);
-std::FILE* __wrap_fopen64(const char* path, const char* mode) {
-    std::FILE* const file = __real_fopen64(path, mode);
-    if (watching && file != nullptr) {
+int __real_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode);
+int __wrap_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode) {
+    openingFailed = watching && openingError != 0 && !openingFailed;
+    if (openingFailed) {
+        errno = openingError;
+        return -1;
+    }
+    const int file = __real_orvOpenUnlinked(path, trusted, flags, mode);
+    if (watching && file >= 0) {
         opened[file] = path;
-        modes.emplace_back(mode);
+        flagsOfOpening.push_back(flags & O_ACCMODE);
     }
     return file;
 }
 
-int __real_fclose(std::FILE* file);
-int __wrap_fclose(std::FILE* file) {
+ssize_t __real_read(int file, void* data, std::size_t size);
+ssize_t __wrap_read(int file, void* data, std::size_t size) {
+    return isInterrupted(file) ? -1 : __real_read(file, data, interrupting && size > 1 ? size / 2 : size);
+}
+
+ssize_t __real_write(int file, const void* data, std::size_t size);
+ssize_t __wrap_write(int file, const void* data, std::size_t size) {
+    return isInterrupted(file) ? -1 : __real_write(file, data, interrupting && size > 1 ? size / 2 : size);
+}
+
+int __real_close(int file);
+int __wrap_close(int file) {
     const auto known = opened.find(file);
     const bool fails = known != opened.end() && !failingClose.empty() && known->second.ends_with(failingClose);
+    const bool interrupted = known != opened.end() && interrupting;
     if (known != opened.end()) {
         closed.push_back(known->second);
         opened.erase(known);
     }
-    const int result = __real_fclose(file);
-    if (fails) {
-        errno = EIO;
-        return EOF;
-    }
-    return result;
+    const int result = __real_close(file);
+    errno = fails ? EIO : interrupted ? EINTR : errno;
+    return fails || interrupted ? -1 : result;
 }
 
 }  // extern "C"
 
 TEST_F(OrvBase64Streams, opensTheOutputForReadingToo) {
     EXPECT_EQ(b64(kB64Encode, "/tmp/in", "/tmp/out", 72), 0);
-    EXPECT_THAT(modes, ElementsAre("rb", "w+b"));
+    EXPECT_THAT(flagsOfOpening, ElementsAre(O_RDONLY, O_RDWR));
     EXPECT_TRUE(opened.empty()) << "both are closed";
 }
 
@@ -90,4 +125,29 @@ TEST_F(OrvBase64Streams, reportsAnOutputThatCannotBeClosed) {
     EXPECT_EQ(b64(kB64Encode, "/tmp/in", "/tmp/out", 72), 3);
     EXPECT_EQ(b64Message(3), "fclose(/tmp/out): Input/output error");
     EXPECT_TRUE(opened.empty()) << "the input is closed all the same";
+}
+
+TEST_F(OrvBase64Streams, isNotDisturbedByASignalInAnyCall) {
+    const std::string bytes(200000, 'x');
+    writeFile("/tmp/in", bytes);
+    const auto before = openDescriptors();
+    interrupting = true;
+    openingError = EINTR;
+
+    EXPECT_EQ(b64(kB64Encode, "/tmp/in", "/tmp/out", 72), 0);
+    EXPECT_EQ(b64(0, "/tmp/out", "/tmp/back", 72), 0);
+
+    watching = false;
+    EXPECT_TRUE(readFile("/tmp/back") == bytes);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+// A moment without descriptors or memory costs no attachment.
+TEST_F(OrvBase64Streams, opensAtTheSecondTryWhatFailsForAMoment) {
+    for (const int error : {EMFILE, ENOMEM, EIO}) {
+        openingError = error;
+        EXPECT_EQ(b64(kB64Encode, "/tmp/in", "/tmp/out", 72), 0) << error;
+    }
+    openingError = EACCES;
+    EXPECT_EQ(b64(kB64Encode, "/tmp/in", "/tmp/out", 72), 2);
 }

@@ -1,8 +1,10 @@
 #include "mesg/OrvBase64.h"
 
 #include "mesg/MesgTest.h"
+#include "testing/SmallFlash.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -202,20 +204,39 @@ TEST_F(OrvBase64, reportsAnInputThatCannotBeRead) {
     }
 }
 
+// Kept: what is left of the last page is written in closing.
 TEST_F(OrvBase64, reportsAnOutputThatCannotBeClosed) {
     writeFile("/tmp/in", "TWFu");
-    std::filesystem::create_symlink("/dev/full", host("/tmp/full"));
+    const SmallFlash flash(1);
     for (const int operation : {kB64Encode, 0}) {
         EXPECT_EQ(b64(operation, "/tmp/in", "/tmp/full", 72), 3);
-        EXPECT_EQ(b64Message(3), "fclose(/tmp/full): No space left on device");
+        EXPECT_EQ(b64Message(3), "fclose(/tmp/full): File too large");
     }
 }
 
 TEST_F(OrvBase64, stopsWhenTheOutputIsFull) {
     writeFile("/tmp/in", std::string(1000000, 'A'));
-    std::filesystem::create_symlink("/dev/full", host("/tmp/full"));
-    EXPECT_EQ(b64(kB64Encode, "/tmp/in", "/tmp/full", 72), 3);
-    EXPECT_EQ(b64(0, "/tmp/in", "/tmp/full", 72), 3);
+    const SmallFlash flash(10000);
+    for (const int operation : {kB64Encode, 0}) {
+        EXPECT_EQ(b64(operation, "/tmp/in", "/tmp/full", 72), 3);
+        EXPECT_EQ(b64Message(3), "b64:003:File I/O Error -- Note: output file not removed.");
+    }
+}
+
+TEST_F(OrvBase64, followsNoLinkAndWritesToNoFileWithASecondName) {
+    writeFile("/tmp/in", "Man");
+    writeFile("/tmp/precious", "precious");
+    std::filesystem::create_symlink(host("/tmp/precious"), host("/tmp/link"));
+    std::filesystem::create_symlink(host("/tmp/new"), host("/tmp/dangling"));
+    std::filesystem::create_hard_link(host("/tmp/precious"), host("/tmp/second"));
+    ASSERT_EQ(mkfifo(host("/tmp/pipe").c_str(), 0600), 0);
+    EXPECT_EQ(b64(kB64Encode, "/tmp/link", "/tmp/out", 72), 2);
+    EXPECT_EQ(b64Message(2), "fopen(/tmp/link): Too many levels of symbolic links");
+    for (const char* output : {"/tmp/link", "/tmp/dangling", "/tmp/second", "/tmp/pipe"}) {
+        EXPECT_EQ(b64(kB64Encode, "/tmp/in", output, 72), 2) << output;
+    }
+    EXPECT_EQ(readFile("/tmp/precious"), "precious");
+    EXPECT_FALSE(exists("/tmp/new"));
 }
 
 TEST_F(OrvBase64, takesStandardInputAndOutputForEmptyPaths) {
