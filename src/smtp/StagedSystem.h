@@ -79,7 +79,7 @@ public:
     ssize_t send(int socket, const void* bytes, std::size_t length) override {
         const std::string_view text(static_cast<const char*>(bytes), length);
         lengths.push_back(length);
-        lines.emplace_back(text.substr(0, text.find('\r')));
+        lines.emplace_back(text.substr(0, std::min<std::size_t>(text.find('\r'), 40)));
         if (onSend) {
             onSend(text);
         }
@@ -115,7 +115,7 @@ public:
     std::optional<std::string> muteSince;
     std::optional<std::string> stuckSince;
     std::chrono::milliseconds held{0};
-    std::vector<std::string> lines;  // the first line of each piece that was to be sent
+    std::vector<std::string> lines;  // how each piece that was to be sent begins, at most its first line
     std::vector<Asked> asked;
     std::vector<std::string> connected;  // addresses asked to connect to, every field of them
     std::vector<std::size_t> lengths;    // asked to send
