@@ -58,7 +58,7 @@ bool forWriting(int flags) {
 // 0, or -1 with errno: somebody else's file may stand behind one with two names.
 int judgeForWriting(int file) {
     struct stat status {};
-    if (::fstat(file, &status) < 0) {
+    if (again([&] { return ::fstat(file, &status); }) < 0) {
         return -1;
     }
     if (!S_ISREG(status.st_mode)) {
@@ -96,6 +96,10 @@ private:
     char name_[NAME_MAX + 1] = {};
     Descriptor directory_;
 };
+
+int statAt(const Place& place, struct stat& status) {
+    return again([&] { return ::fstatat(place.directory(), place.name(), &status, AT_SYMLINK_NOFOLLOW); });
+}
 
 // 0, or an error number. What a kill has left under the new name, or a stranger has put there, makes way.
 int createWholeFile(std::string_view newPath, std::string_view path, const void* data, std::size_t size, mode_t mode) {
@@ -135,22 +139,22 @@ Descriptor orvOpenDirectory(std::string_view path) {
 
 int orvStatFile(std::string_view path, struct stat& status) {
     const Place place(path);
-    return place ? ::fstatat(place.directory(), place.name(), &status, AT_SYMLINK_NOFOLLOW) : -1;
+    return place ? statAt(place, status) : -1;
 }
 
 int orvMakeDirectory(std::string_view path, mode_t mode) {
     const Place place(path);
-    return place ? ::mkdirat(place.directory(), place.name(), mode) : -1;
+    return place ? again([&] { return ::mkdirat(place.directory(), place.name(), mode); }) : -1;
 }
 
 int orvRemoveDirectory(std::string_view path) {
     const Place place(path);
-    return place ? ::unlinkat(place.directory(), place.name(), AT_REMOVEDIR) : -1;
+    return place ? again([&] { return ::unlinkat(place.directory(), place.name(), AT_REMOVEDIR); }) : -1;
 }
 
 int orvUnlinkFile(std::string_view path) {
     const Place place(path);
-    return place ? ::unlinkat(place.directory(), place.name(), 0) : -1;
+    return place ? again([&] { return ::unlinkat(place.directory(), place.name(), 0); }) : -1;
 }
 
 int orvRenameFile(std::string_view from, std::string_view to) {
@@ -159,7 +163,9 @@ int orvRenameFile(std::string_view from, std::string_view to) {
         return -1;
     }
     const Place target(to);
-    return target ? ::renameat(source.directory(), source.name(), target.directory(), target.name()) : -1;
+    return target
+               ? again([&] { return ::renameat(source.directory(), source.name(), target.directory(), target.name()); })
+               : -1;
 }
 
 int orvLinkFile(std::string_view from, std::string_view to) {
@@ -172,14 +178,14 @@ int orvLinkFile(std::string_view from, std::string_view to) {
         return -1;
     }
     struct stat status {};
-    if (::fstatat(source.directory(), source.name(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+    if (statAt(source, status) < 0) {
         return -1;
     }
     if (S_ISLNK(status.st_mode)) {
         errno = ELOOP;
         return -1;
     }
-    return ::linkat(source.directory(), source.name(), target.directory(), target.name(), 0);
+    return again([&] { return ::linkat(source.directory(), source.name(), target.directory(), target.name(), 0); });
 }
 
 int orvWriteWhole(int file, const void* data, std::size_t size) {
