@@ -1,5 +1,7 @@
 #include "smtp/OrvMailAttachment.h"
 
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
@@ -55,10 +57,10 @@ void addChunks(OrvMailBuffer& buffer, std::string_view bytes) {
 }
 
 // 0 at the file's end, -1 when a read fails.
-int addContents(OrvMailBuffer& buffer, int fd) {
+int addContents(OrvMailBuffer& buffer, int file) {
     std::array<char, kChunksARead * kChunk> bytes;
     for (;;) {
-        const ssize_t got = read(fd, bytes.data(), bytes.size());
+        const ssize_t got = orvOnceMore([&] { return read(file, bytes.data(), bytes.size()); });
         if (got == 0) {
             return 0;
         }
@@ -71,19 +73,18 @@ int addContents(OrvMailBuffer& buffer, int fd) {
 }
 
 int addFile(OrvMailBuffer& buffer, const std::string& path, const std::string& name) {
-    // Without blocking: something else than a file in its place must not hold up the mail.
-    const std::string hostPath = orvHostPath(path);
-    const int fd = open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const Descriptor file = orvOnceMore([&] { return orvOpenFile(path, O_RDONLY); });
     addPartHeader(buffer, name);
-    const int result = fd < 0 ? -1 : addContents(buffer, fd);
-    if (fd >= 0) {
-        close(fd);
-    }
-    if (result < 0) {
+    if (!file || addContents(buffer, file.get()) < 0) {
         addReadError(buffer, name);
         ORV_TRACE("File %s: bad read!\n", path.c_str());
+        return -1;
     }
-    return result;
+    return 0;
+}
+
+int statAttachment(const std::string& path, struct stat& status) {
+    return orvOnceMore([&] { return orvStatFile(path, status); });
 }
 
 std::string pathOf(const std::string& name, const std::string& captureId) {
@@ -100,7 +101,7 @@ void orvMakeRoomForAttachments(OrvMailBuffer& buffer, const std::vector<std::str
     std::uint64_t overhead = kPartOverhead;
     for (const std::string& name : names) {
         struct stat status {};
-        if (stat(orvHostPath(pathOf(name, captureId)).c_str(), &status) == 0) {
+        if (statAttachment(pathOf(name, captureId), status) == 0) {
             files += static_cast<std::uint64_t>(status.st_size);
         }
         overhead += kPartOverhead + 3 * name.size();
@@ -112,10 +113,9 @@ void orvMakeRoomForAttachments(OrvMailBuffer& buffer, const std::vector<std::str
 int compileAttachment(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
                       const std::string& captureId) {
     const std::string path = pathOf(name, captureId);
-    const std::string hostPath = orvHostPath(path);
     buffer.append("--" + boundary + "\r\n");
     struct stat status {};
-    if (stat(hostPath.c_str(), &status) != 0) {
+    if (statAttachment(path, status) < 0) {
         const int error = errno;
         ORV_TRACE("%s: %s\n", path.c_str(), orvErrorText(error).c_str());
         addReadError(buffer, name);

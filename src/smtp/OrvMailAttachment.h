@@ -11,6 +11,7 @@ void orvMakeRoomForAttachments(OrvMailBuffer& buffer, const std::vector<std::str
                                const std::string& captureId);
 
 // Adds the boundary line and the attachment's part. A file that cannot be read, or that would take the mail to its
-// limit, is replaced by a readable part that says so. 0 when the file was added, else -1.
+// limit, is replaced by a readable part that says so; a link in its place is a file that cannot be read. 0 when the
+// file was added, else -1.
 int compileAttachment(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
                       const std::string& captureId);

@@ -4,5 +4,6 @@
 #include <string>
 
 // Writes "/tmp/output." and a number that counts the copies of this process from 1. A copy that cannot be written
-// is traced and left out; a link in the file's place is not followed. Any thread.
+// is traced and left out: neither a link in the file's place nor a second name of another file leads anywhere. Any
+// thread.
 void orvWriteMailCopy(const std::string& text);
