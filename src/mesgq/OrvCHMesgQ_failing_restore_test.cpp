@@ -1,5 +1,5 @@
 // The queue on a flash that fails: the restore.
-#include "mesgq/FailingCalls.h"
+#include "mesg/FailingCalls.h"
 #include "mesgq/MesgQTest.h"
 
 #include <sys/wait.h>

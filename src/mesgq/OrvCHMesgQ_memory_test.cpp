@@ -1,6 +1,6 @@
 // The queue when memory runs out: what is done to a list is done whole, and what could not be done is said.
 #include "dbg/OrvEventLog.h"
-#include "mesgq/FailingCalls.h"
+#include "mesg/FailingCalls.h"
 #include "mesgq/MesgQTest.h"
 
 #include <algorithm>

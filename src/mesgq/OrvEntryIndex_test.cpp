@@ -1,6 +1,6 @@
 #include "mesgq/OrvEntryIndex.h"
 
-#include "mesgq/FailingCalls.h"
+#include "mesg/FailingCalls.h"
 #include "mesgq/OrvCHMesgQEntry.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "mesgq/FailingCalls.h"
+#include "mesg/FailingCalls.h"
 
 #include <dirent.h>
 #include <fcntl.h>
