@@ -2,6 +2,8 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -21,6 +23,7 @@ struct Plan {
     unsigned nth = 0;  // 0: every one
     int error = EIO;
     bool kill = false;  // instead of failing
+    unsigned spared = 0;
     unsigned seen = 0;
     unsigned failures = 0;
 };
@@ -40,7 +43,7 @@ bool fails(const char* call, std::string_view path) {
         return false;
     }
     ++plan->seen;
-    if (plan->nth != 0 && plan->seen != plan->nth) {
+    if (plan->seen <= plan->spared || (plan->nth != 0 && plan->seen != plan->nth)) {
         return false;
     }
     if (plan->kill) {
@@ -60,14 +63,18 @@ std::string pathOf(int file) {
 bool fails(const char* call, int file) {
     return plan && fails(call, std::string_view(pathOf(file)));
 }
+bool fails(const char* call, int directory, const char* name) {
+    return plan && fails(call, std::string_view(pathOf(directory) + "/" + name));
+}
 bool fails(const char* call, std::FILE* file) {
     return plan && fails(call, ::fileno(file));
 }
 
 }  // namespace
 
-FailingCall::FailingCall(std::string call, std::string part, int error) {
+FailingCall::FailingCall(std::string call, std::string part, int error, unsigned spared) {
     plan = new Plan{std::move(call), std::move(part), 0, error};
+    plan->spared = spared;
 }
 
 FailingCall::~FailingCall() {
@@ -139,34 +146,22 @@ KillAtNth::~KillAtNth() {
     delete std::exchange(plan, nullptr);
 }
 
+#if __SIZEOF_POINTER__ == 8
+#define ORV_FSTATAT fstatat64
+#else
+#define ORV_FSTATAT __fstatat64_time64
+#endif
+#define ORV_JOIN2(prefix, name) prefix##name
+#define ORV_JOIN(prefix, name) ORV_JOIN2(prefix, name)
+#define ORV_REAL(name) ORV_JOIN(__real_, name)
+#define ORV_WRAP(name) ORV_JOIN(__wrap_, name)
+
 // The linker sends every call of name to __wrap_name, and __real_name to the library.
 extern "C" {
 
 int __real_open64(const char* path, int flags, ...);
 int __wrap_open64(const char* path, int flags, mode_t mode) {
     return fails("open", std::string_view(path)) ? -1 : __real_open64(path, flags, mode);
-}
-
-int __real_close(int file);
-int __wrap_close(int file) {
-    const bool fail = fails("close", file);
-    const int error = errno;
-    const int result = __real_close(file);
-    if (fail) {
-        errno = error;
-        return -1;
-    }
-    return result;
-}
-
-ssize_t __real_write(int file, const void* data, std::size_t size);
-ssize_t __wrap_write(int file, const void* data, std::size_t size) {
-    return fails("write", file) ? -1 : __real_write(file, data, size);
-}
-
-int __real_ftruncate64(int file, off_t size);
-int __wrap_ftruncate64(int file, off_t size) {
-    return fails("ftruncate", file) ? -1 : __real_ftruncate64(file, size);
 }
 
 int __real_unlink(const char* path);
@@ -192,6 +187,74 @@ int __wrap_mkdir(const char* path, mode_t mode) {
 int __real_rmdir(const char* path);
 int __wrap_rmdir(const char* path) {
     return fails("rmdir", std::string_view(path)) ? -1 : __real_rmdir(path);
+}
+
+DIR* __real_opendir(const char* path);
+DIR* __wrap_opendir(const char* path) {
+    return fails("opendir", std::string_view(path)) ? nullptr : __real_opendir(path);
+}
+
+int __real_system(const char* command);
+int __wrap_system(const char* command) {
+    return fails("system", std::string_view(command)) ? -1 : __real_system(command);
+}
+
+int __real_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode);
+int __wrap_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode) {
+    return fails("open", std::string_view(path)) ? -1 : __real_orvOpenUnlinked(path, trusted, flags, mode);
+}
+
+int __real_close(int file);
+int __wrap_close(int file) {
+    const bool fail = fails("close", file);
+    const int error = errno;
+    const int result = __real_close(file);
+    if (fail) {
+        errno = error;
+        return -1;
+    }
+    return result;
+}
+
+ssize_t __real_read(int file, void* data, std::size_t size);
+ssize_t __wrap_read(int file, void* data, std::size_t size) {
+    return fails("read", file) ? -1 : __real_read(file, data, size);
+}
+
+ssize_t __real_write(int file, const void* data, std::size_t size);
+ssize_t __wrap_write(int file, const void* data, std::size_t size) {
+    return fails("write", file) ? -1 : __real_write(file, data, size);
+}
+
+int __real_ftruncate64(int file, off_t size);
+int __wrap_ftruncate64(int file, off_t size) {
+    return fails("ftruncate", file) ? -1 : __real_ftruncate64(file, size);
+}
+
+int ORV_REAL(ORV_FSTATAT)(int directory, const char* name, struct stat* status, int flags);
+int ORV_WRAP(ORV_FSTATAT)(int directory, const char* name, struct stat* status, int flags) {
+    return fails("stat", directory, name) ? -1 : ORV_REAL(ORV_FSTATAT)(directory, name, status, flags);
+}
+
+int __real_unlinkat(int directory, const char* name, int flags);
+int __wrap_unlinkat(int directory, const char* name, int flags) {
+    const char* const call = (flags & AT_REMOVEDIR) != 0 ? "rmdir" : "unlink";
+    return fails(call, directory, name) ? -1 : __real_unlinkat(directory, name, flags);
+}
+
+int __real_renameat(int directory, const char* from, int target, const char* to);
+int __wrap_renameat(int directory, const char* from, int target, const char* to) {
+    return fails("rename", directory, from) ? -1 : __real_renameat(directory, from, target, to);
+}
+
+int __real_linkat(int directory, const char* from, int target, const char* to, int flags);
+int __wrap_linkat(int directory, const char* from, int target, const char* to, int flags) {
+    return fails("link", directory, from) ? -1 : __real_linkat(directory, from, target, to, flags);
+}
+
+int __real_mkdirat(int directory, const char* name, mode_t mode);
+int __wrap_mkdirat(int directory, const char* name, mode_t mode) {
+    return fails("mkdir", directory, name) ? -1 : __real_mkdirat(directory, name, mode);
 }
 
 ssize_t __real_pread64(int file, void* data, std::size_t size, off_t offset);
@@ -231,19 +294,18 @@ int __wrap_fclose(std::FILE* file) {
     return result;
 }
 
-DIR* __real_opendir(const char* path);
-DIR* __wrap_opendir(const char* path) {
-    return fails("opendir", std::string_view(path)) ? nullptr : __real_opendir(path);
-}
-
 dirent* __real_readdir64(DIR* directory);
 dirent* __wrap_readdir64(DIR* directory) {
     return plan && fails("readdir", ::dirfd(directory)) ? nullptr : __real_readdir64(directory);
 }
 
-int __real_system(const char* command);
-int __wrap_system(const char* command) {
-    return fails("system", std::string_view(command)) ? -1 : __real_system(command);
+int __real_posix_spawn(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment);
+int __wrap_posix_spawn(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment) {
+    return fails("shell", std::string_view(arguments[2]))
+               ? errno
+               : __real_posix_spawn(process, path, actions, attributes, arguments, environment);
 }
 
 }  // extern "C"

@@ -4,8 +4,8 @@
 // FailingNth lives, and only on files whose path matches. A call that fails has had no effect, but close and fclose,
 // which always close.
 //
-// Calls: open close write ftruncate unlink rename link mkdir rmdir pread pwrite fdopen fread fgets fclose opendir
-// readdir system (whose path is the command).
+// Calls: open (of OrvFiles.h) close read write ftruncate stat unlink rename link mkdir rmdir pread pwrite fdopen fread
+// fgets fclose readdir shell (whose path is the command).
 #pragma once
 
 #include <cerrno>
@@ -13,10 +13,11 @@
 #include <cstdint>
 #include <string>
 
-// Every call of this name on a file whose path contains part fails with the error, while this lives. One at a time.
+// Every call of this name on a file whose path contains part fails with the error, but for so many at first, while this
+// lives. One at a time.
 class FailingCall {
 public:
-    FailingCall(std::string call, std::string part, int error);
+    FailingCall(std::string call, std::string part, int error, unsigned spared = 0);
     ~FailingCall();
     FailingCall(const FailingCall&) = delete;
     FailingCall& operator=(const FailingCall&) = delete;

@@ -56,8 +56,8 @@ public:
     // Recipients that were not delivered; clears every mark and every done flag.
     std::uint32_t resetRecipients();
 
-    // Writes the file FileName in place. 0, or -1 (traced), leaving the file as far as it was written. May throw
-    // std::bad_alloc, too. Takes no lock: whoever shares the message holds it.
+    // Writes the file FileName in place, over what it holds: at no moment it holds neither the old message nor the new
+    // one. 0, or -1 (traced). May throw std::bad_alloc, too. Takes no lock: whoever shares the message holds it.
     [[nodiscard]] int save() const;
     // Fills an empty message from the file FileName; main thread. 0, or -1 (traced) when the file is not a whole
     // message: what has been read until then stays, so the message is to be discarded.

@@ -1,17 +1,20 @@
-#include "base/OrvPaths.h"
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "mesg/OrvCHMesg.h"
+#include "mesg/OrvMesgFile.h"
 #include "mesg/OrvMesgFileReader.h"
 #include "mesg/OrvMesgTags.h"
 #include "mesg/OrvMesgText.h"
 #include "mesg/OrvStreamError.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <fstream>
+#include <istream>
 
 static constexpr char kTraceModule[] = "OrvCHMesg";
 
@@ -41,50 +44,50 @@ std::string OrvCHMesg::fileText() const {
     return file;
 }
 
-// Opens a stream that throws. A pipe in the file's place would hold the thread until somebody reads it: refused.
-static void openForWriting(std::ofstream& stream, const std::string& path) {
-    stream.exceptions(std::ios_base::failbit | std::ios_base::badbit);
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
-        errno = ENXIO;
-        stream.setstate(std::ios_base::failbit);
-    }
-    stream.open(path, std::ios_base::out | std::ios_base::trunc);
+// Kept: the words of a file stream that throws. It holds a short text back until it is closed, and then it only fails;
+// one that cannot be written at once is bad.
+static int failSave(const char* step, std::ios_base::iostate state, int error) {
+    const std::ios_base::failure failure("basic_ios::clear");
+    orvTrace(kTraceModule, "save", "%s", orvStreamErrorText(step, state, error, failure.what()).c_str());
+    return -1;
 }
 
 // One text and one write: a file is saved for every event, and flash is slow.
 int OrvCHMesg::save() const {
-    const std::string file = fileText();
-    const std::string path = orvHostPath(FileName);
-    std::ofstream stream;
-    const char* step = "open";
-    try {
-        openForWriting(stream, path);
-        step = "I/O";
-        stream.write(file.data(), static_cast<std::streamsize>(file.size()));
-        stream.close();
-    } catch (const std::ios_base::failure& failure) {
-        const int error = errno;
-        ORV_TRACE("%s", orvStreamErrorText(step, stream.rdstate(), error, failure.what()).c_str());
-        return -1;
+    constexpr mode_t kFileMode = 0666;
+    constexpr std::size_t kHeldBack = 1023;
+    const std::string text = fileText();
+    Descriptor file = orvOnceMore([&] { return orvOpenFile(FileName, O_WRONLY | O_CREAT, kFileMode); });
+    if (!file) {
+        return failSave("open", std::ios_base::failbit, errno);
     }
-    return 0;
+    if (orvWriteMesgFile(file.get(), text) < 0) {
+        return failSave("I/O", text.size() > kHeldBack ? std::ios_base::badbit : std::ios_base::failbit, errno);
+    }
+    return file.close() < 0 ? failSave("I/O", std::ios_base::failbit, errno) : 0;
+}
+
+// No file, or one without a byte. Without a descriptor to ask with, opening it has to tell.
+static bool isEmptyFile(const std::string& path) {
+    struct stat status {};
+    const int result = orvOnceMore([&] { return orvStatFile(path, status); });
+    return result < 0 ? errno != EMFILE && errno != ENFILE : status.st_size == 0;
 }
 
 int OrvCHMesg::restore() {
-    const std::string path = orvHostPath(FileName);
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0 || status.st_size == 0) {
+    if (isEmptyFile(FileName)) {
         orvLog(kOrvLogInternal, "File %s is empty, ignoring", FileName.c_str());
         ORV_TRACE("File %s is empty, ignoring\n", FileName.c_str());
         return -1;
     }
     ORV_TRACE("restoring from file %s\n", FileName.c_str());
-    std::ifstream stream(path);
-    if (!stream.is_open()) {
+    const Descriptor file = orvOnceMore([&] { return orvOpenFile(FileName, O_RDONLY); });
+    if (!file) {
         ORV_TRACE("[FAIL] could not open %s\n", FileName.c_str());
         return -1;
     }
+    OrvMesgFileBuf bytes(file.get());
+    std::istream stream(&bytes);
     OrvMesgFileReader reader(stream, *this);
     if (reader.findStart() < 0) {
         return -1;

@@ -164,7 +164,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAListingThatCannotBeClosedAndGoesOn)
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeOpenedForItsStateBlock) {
     messageOnFlash();
     {
-        const FailingCall failing("open", "/m0", EACCES);
+        const FailingCall failing("open", "/m0", EACCES, 1);  // the first is the message's
         start();
     }
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());

@@ -35,6 +35,7 @@ protected:
 };
 
 TEST_F(OrvCHMesgQFailingTest, reportsAStateBlockThatCannotBeWrittenOrClosed) {
+    constexpr unsigned kOfTheMessage = 1;
     struct Row {
         const char* call;
         int error;
@@ -44,7 +45,7 @@ TEST_F(OrvCHMesgQFailingTest, reportsAStateBlockThatCannotBeWrittenOrClosed) {
          {Row{"write", ENOSPC, "No space left on device(28)"}, Row{"close", EIO, "Input/output error(5)"}}) {
         wipe();
         {
-            const FailingCall failing(row.call, "/m0", row.error);
+            const FailingCall failing(row.call, "/m0", row.error, kOfTheMessage);
             EXPECT_EQ(add("one"), 0);
             EXPECT_EQ(failing.failures(), 1u);
         }
@@ -236,11 +237,12 @@ TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait)
         ASSERT_EQ(add("text " + std::to_string(i)), 0);
         calls.push_back(counted.calls());
     }
-    EXPECT_EQ(calls.front(), 7u) << "order file: open, write, cut, close; state block: open, write, close";
+    EXPECT_EQ(calls.front(), 10u)
+        << "message: open, write, close; order file: open, write, cut, close; state block: open, write, close";
     EXPECT_EQ(calls, std::vector<unsigned>(calls.size(), calls.front()));
     const CountedCalls counted("/ostrel/");
     EXPECT_EQ(add("text 700"), 0);
-    EXPECT_EQ(counted.calls(), 7u) << "a repeat rewrites one entry";
+    EXPECT_EQ(counted.calls(), 11u) << "a repeat rewrites one entry, and cuts its message";
 }
 
 TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage) {
