@@ -3,7 +3,7 @@
 #include "Dispatcher.h"
 #include "Timeval.h"
 #include "platform/client/HostBus.h"
-#include "platform/client/guarded.h"
+#include "platform/posix/guarded.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,7 +1,7 @@
 #include "Hsb_Message.h"
 
 #include "platform/client/HostBus.h"
-#include "platform/client/guarded.h"
+#include "platform/posix/guarded.h"
 
 int Hsb_Message::reply(std::uint16_t format, std::uint16_t code, std::vector<std::uint8_t> payload) const {
     Hsb_Message answer(format, code, std::move(payload));

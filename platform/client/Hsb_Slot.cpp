@@ -2,7 +2,7 @@
 
 #include "Hsb_Component.h"
 #include "platform/client/HostBus.h"
-#include "platform/client/guarded.h"
+#include "platform/posix/guarded.h"
 
 #include <utility>
 

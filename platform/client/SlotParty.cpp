@@ -3,7 +3,7 @@
 #include "DSCallbacks.h"
 #include "Hsb_Component.h"
 #include "Hsb_Message.h"
-#include "platform/client/guarded.h"
+#include "platform/posix/guarded.h"
 #include "platform/wire/DsWire.h"
 #include "platform/wire/MessageCodes.h"
 

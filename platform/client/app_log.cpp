@@ -2,7 +2,7 @@
 
 #include "Log_Event.h"
 #include "platform/client/HostBus.h"
-#include "platform/client/guarded.h"
+#include "platform/posix/guarded.h"
 #include "platform/wire/EventLogWire.h"
 #include "platform/wire/MessageCodes.h"
 #include "platform/wire/ServiceAddress.h"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/client/HostBus.h"
-#include "platform/client/guarded.h"
+#include "platform/posix/guarded.h"
 
 // Encode gives the payload. 0, or -1 when it could not be sent, for want of memory too. Main thread only.
 template <typename Encode>

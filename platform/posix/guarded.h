@@ -1,4 +1,4 @@
-// Calls into a component: an exception that comes back is logged and goes no further.
+// Calls into somebody who may throw: an exception that comes back is logged and goes no further.
 #pragma once
 
 #include <cxxabi.h>
