@@ -9,11 +9,11 @@ bool Patience::isTransient(int error) {
 }
 
 int Patience::next(int atMost) {
-    if (passed_ >= LIMIT_MS) {
+    if (passed_ >= limit_) {
         return -1;
     }
     const int pause = std::clamp(atMost, SHORTEST_MS, step_);
-    step_ = std::min(step_ * 2, LONGEST_MS);
+    step_ = std::min(step_ * 2, longest_);
     passed_ += pause;
     return pause;
 }

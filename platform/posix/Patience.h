@@ -12,6 +12,9 @@ public:
     static constexpr int LONGEST_MS = 500;
     static constexpr int LIMIT_MS = 5000;  // all pauses since the last success
 
+    Patience() = default;
+    Patience(int longest, int limit) : longest_(longest), limit_(limit) {}
+
     // May the same call work a little later? (An errno.)
     static bool isTransient(int error);
 
@@ -23,6 +26,8 @@ public:
     void renew() { step_ = SHORTEST_MS, passed_ = 0; }
 
 private:
+    int longest_ = LONGEST_MS;
+    int limit_ = LIMIT_MS;
     int step_ = SHORTEST_MS;
     int passed_ = 0;
 };

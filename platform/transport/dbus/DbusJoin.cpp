@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 using DbusAddress::SWITCHD_NAME;
 
@@ -68,20 +69,28 @@ int DbusTransport::join() {
     if (bus_) {
         return fail("this process is already on the bus");
     }
-    const Deadline deadline = std::chrono::steady_clock::now() + options_.patience;
     lost_ = false;
     problem_.clear();
+    patience_.renew();
+    int result = -1;
+    try {
+        result = joinSteps(std::chrono::steady_clock::now() + options_.patience);
+    } catch (const std::bad_alloc&) {
+        std::fputs("hsb: cannot join the bus: memory is short\n", stderr);
+    }
+    if (result < 0) {
+        bus_.reset();
+    }
+    return result;
+}
+
+int DbusTransport::joinSteps(Deadline deadline) {
     const bool waits = options_.role == Role::CLIENT;
     if (connect() < 0 || awaitReady(deadline) < 0 || followNames() < 0 || lookUpSwitchd() < 0 ||
         (waits && awaitSwitchd(deadline) < 0)) {
-        bus_.reset();
         return -1;
     }
-    if (loop_.start(*bus_) < 0) {
-        bus_.reset();
-        return fail("cannot watch the connection with the bus");
-    }
-    return 0;
+    return loop_.start(*bus_) < 0 ? fail("cannot watch the connection with the bus") : 0;
 }
 
 int DbusTransport::fail(const std::string& what, int error) {
@@ -103,7 +112,7 @@ int DbusTransport::awaitReady(Deadline deadline) {
     const std::string bus = describe(busAddress(options_.address));
     while (sd_bus_is_ready(bus_.get()) == 0) {
         const int result = sd_bus_process(bus_.get(), nullptr);
-        if (result < 0) {
+        if (result < 0 && patience_.waitOut(-result) < 0) {
             return fail("cannot connect with " + bus, -result);
         }
         if (result == 0 && waitForBus(deadline) < 0) {
@@ -150,10 +159,9 @@ int DbusTransport::awaitSwitchd(Deadline deadline) {
         sd_bus_message* raw = nullptr;
         const int result = sd_bus_process(bus_.get(), &raw);
         const DbusMessagePtr message(raw);
-        if (message) {
-            busMessage(*message);
+        while (message && busMessage(*message) < 0 && patience_.waitOut(ENOMEM) == 0) {
         }
-        if (result < 0) {
+        if (result < 0 && patience_.waitOut(-result) < 0) {
             return fail("the connection with the bus broke", -result);
         }
         if (result == 0 && waitForBus(deadline) < 0) {
@@ -172,7 +180,9 @@ int DbusTransport::waitForBus(Deadline deadline) {
     }
     const auto limit = std::chrono::duration_cast<std::chrono::microseconds>(span).count();
     const int result = sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(limit));
-    if (result < 0) {
+    if (result >= 0) {
+        patience_.renew();
+    } else if (patience_.waitOut(-result) < 0) {
         errno = -result;
         return -1;
     }

@@ -1,5 +1,8 @@
 #include "platform/transport/dbus/DbusMessage.h"
 
+#include <cerrno>
+#include <new>
+
 namespace DbusMessage {
 namespace {
 
@@ -39,13 +42,23 @@ int unpack(sd_bus_message& call, Hsb_Message& message) {
     std::uint16_t code = 0;
     const void* payload = nullptr;
     std::size_t size = 0;
-    if (sd_bus_message_read(&call, HEADER, &to.node, &to.process, &to.slot, &from.node, &from.process, &from.slot,
-                            &format, &code) < 0 ||
-        sd_bus_message_read_array(&call, 'y', &payload, &size) < 0) {
-        return -1;
+    int result = sd_bus_message_rewind(&call, 1);
+    if (result >= 0) {
+        result = sd_bus_message_read(&call, HEADER, &to.node, &to.process, &to.slot, &from.node, &from.process,
+                                     &from.slot, &format, &code);
     }
-    const auto* bytes = static_cast<const std::uint8_t*>(payload);
-    message = Hsb_Message(format, code, std::vector<std::uint8_t>(bytes, bytes + size));
+    if (result >= 0) {
+        result = sd_bus_message_read_array(&call, 'y', &payload, &size);
+    }
+    if (result < 0) {
+        return result == -ENOMEM ? -ENOMEM : -EBADMSG;
+    }
+    try {
+        const auto* bytes = static_cast<const std::uint8_t*>(payload);
+        message = Hsb_Message(format, code, std::vector<std::uint8_t>(bytes, bytes + size));
+    } catch (const std::bad_alloc&) {
+        return -ENOMEM;
+    }
     message.source(from);
     message.destination(to);
     return 0;

@@ -30,7 +30,8 @@ DbusMessagePtr pack(sd_bus& bus, const char* destination, const Hsb_Message& mes
 // Is it such a call?
 bool isOurs(sd_bus_message& call);
 
-// Reads a call. 0, or -1 (message unchanged).
+// Reads a call, from its beginning however often. 0, or (message unchanged) a negative errno: -ENOMEM, or -EBADMSG when
+// it is none.
 [[nodiscard]] int unpack(sd_bus_message& call, Hsb_Message& message);
 
 }  // namespace DbusMessage

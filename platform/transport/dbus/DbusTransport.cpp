@@ -1,14 +1,15 @@
 #include "platform/transport/dbus/DbusTransport.h"
 
 #include "Hsb_Message.h"
+#include "platform/posix/guarded.h"
 #include "platform/transport/dbus/DbusAddress.h"
 #include "platform/transport/dbus/DbusMessage.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <utility>
-#include <vector>
 
 using DbusAddress::NO_SLOT;
 using DbusAddress::SWITCHD_NAME;
@@ -50,10 +51,14 @@ int DbusTransport::attachService(TransportReceiver& receiver, const Hsb_Address&
     if (!bus_ || options_.role != Role::SERVICES || !DbusAddress::isService(address)) {
         return -1;
     }
-    if (parties_.contains(keyOf(address)) || (!ownsName_ && takeName() < 0)) {
+    const auto [party, isNew] = parties_.emplace(keyOf(address), &receiver);
+    if (!isNew) {
         return -1;
     }
-    parties_.emplace(keyOf(address), &receiver);
+    if (!ownsName_ && takeName() < 0) {
+        parties_.erase(party);
+        return -1;
+    }
     return 0;
 }
 
@@ -81,14 +86,28 @@ int DbusTransport::send(const Hsb_Message& message) {
     if (!call) {
         return complain(message, "it is too large, its address is wrong, or memory is short");
     }
+    if (!count(message)) {
+        return complain(message, std::strerror(ENOMEM));
+    }
     const int result = sd_bus_send(bus_.get(), call.get(), nullptr);
     if (result < 0) {
+        queuedBytes_ -= queuedSizes_.back();
+        queuedSizes_.pop_back();
         return complain(message, std::strerror(-result));
     }
-    queuedSizes_.push_back(message.payload().size());
-    queuedBytes_ += message.payload().size();
     loop_.sent();
     return 0;
+}
+
+// Before it is sent: what has been sent is not to be told a failure.
+bool DbusTransport::count(const Hsb_Message& message) {
+    try {
+        queuedSizes_.push_back(message.payload().size());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    queuedBytes_ += message.payload().size();
+    return true;
 }
 
 // sd-bus tells how many messages it holds but not how large they are; it sends in order, so ours are the last ones.
@@ -136,30 +155,37 @@ void DbusTransport::flush(Deadline deadline) {
         sd_bus_message* raw = nullptr;
         const int result = sd_bus_process(bus_.get(), &raw);
         sd_bus_message_unref(raw);
-        if (result < 0 || (result == 0 && waitForBus(deadline) < 0)) {
+        if (result > 0) {
+            patience_.renew();
+        } else if (result < 0 ? patience_.waitOut(-result) < 0 : waitForBus(deadline) < 0) {
             return;
         }
     }
 }
 
-void DbusTransport::busMessage(sd_bus_message& message) {
+int DbusTransport::busMessage(sd_bus_message& message) {
     if (DbusMessage::isOurs(message)) {
-        deliver(message);
-    } else if (sd_bus_message_is_signal(&message, "org.freedesktop.DBus", "NameOwnerChanged") > 0) {
-        nameOwnerChanged(message);
-    } else if (sd_bus_message_is_method_call(&message, nullptr, nullptr) > 0 &&
-               sd_bus_message_get_expect_reply(&message) > 0) {
+        return deliver(message);
+    }
+    if (sd_bus_message_is_signal(&message, "org.freedesktop.DBus", "NameOwnerChanged") > 0) {
+        return nameOwnerChanged(message);
+    }
+    if (sd_bus_message_is_method_call(&message, nullptr, nullptr) > 0 &&
+        sd_bus_message_get_expect_reply(&message) > 0) {
         sd_bus_reply_method_errorf(&message, SD_BUS_ERROR_UNKNOWN_METHOD, "%s takes only %s.%s(%s)", DbusMessage::PATH,
                                    DbusMessage::INTERFACE, DbusMessage::MEMBER, DbusMessage::SIGNATURE);
     }
+    return 0;
 }
 
-void DbusTransport::deliver(sd_bus_message& call) {
+int DbusTransport::deliver(sd_bus_message& call) {
     Hsb_Message message;
     Hsb_Address sender;
-    if (DbusAddress::parseUniqueName(sd_bus_message_get_sender(&call), sender) < 0 ||
-        DbusMessage::unpack(call, message) < 0) {
-        return;
+    if (DbusAddress::parseUniqueName(sd_bus_message_get_sender(&call), sender) < 0) {
+        return 0;
+    }
+    if (const int result = DbusMessage::unpack(call, message); result < 0) {
+        return result == -ENOMEM ? -1 : 0;
     }
     if (!DbusAddress::isService(message.source()) || !sameProcess(sender, switchd_)) {
         sender.slot = message.source().slot;
@@ -173,16 +199,20 @@ void DbusTransport::deliver(sd_bus_message& call) {
     if (sd_bus_message_get_expect_reply(&call) > 0) {
         sd_bus_reply_method_return(&call, "");
     }
+    return 0;
 }
 
-void DbusTransport::nameOwnerChanged(sd_bus_message& signal) {
+int DbusTransport::nameOwnerChanged(sd_bus_message& signal) {
     const char* name = nullptr;
     const char* before = nullptr;
     const char* owner = nullptr;
     const char* sender = sd_bus_message_get_sender(&signal);
-    if (sender == nullptr || std::strcmp(sender, "org.freedesktop.DBus") != 0 ||
-        sd_bus_message_read(&signal, "sss", &name, &before, &owner) < 0) {
-        return;
+    if (sender == nullptr || std::strcmp(sender, "org.freedesktop.DBus") != 0) {
+        return 0;
+    }
+    sd_bus_message_rewind(&signal, 1);
+    if (const int result = sd_bus_message_read(&signal, "sss", &name, &before, &owner); result < 0) {
+        return result == -ENOMEM ? -1 : 0;
     }
     Hsb_Address process;
     if (std::strcmp(name, SWITCHD_NAME) == 0) {
@@ -190,6 +220,7 @@ void DbusTransport::nameOwnerChanged(sd_bus_message& signal) {
     } else if (owner[0] == '\0' && DbusAddress::parseUniqueName(name, process) == 0) {
         tellServices(process);
     }
+    return 0;
 }
 
 void DbusTransport::switchdChanged(const char* owner) {
@@ -201,31 +232,32 @@ void DbusTransport::switchdChanged(const char* owner) {
     }
 }
 
+// Each may take others off the bus when it is told, or fail: the rest is told all the same.
 void DbusTransport::tellServices(const Hsb_Address& gone) {
-    std::vector<Key> services;
-    for (const auto& [key, receiver] : parties_) {
-        if (std::get<0>(key) == 0) {
-            services.push_back(key);
-        }
-    }
-    for (const Key& key : services) {
-        const auto party = parties_.find(key);  // Another one's peerLeft() may have detached it.
-        if (party != parties_.end()) {
-            party->second->peerLeft(gone);
-        }
+    for (auto party = parties_.begin(); party != parties_.end() && std::get<0>(party->first) == 0;) {
+        const Key key = party->first;
+        guarded("a service", [&] { party->second->peerLeft(gone); });
+        party = parties_.upper_bound(key);
     }
 }
 
-void DbusTransport::busLost(int error) {
-    lose(std::string("the connection with the bus broke: ") + std::strerror(error));
+void DbusTransport::busLost(int error) noexcept {
+    lose("the connection with the bus broke", error);
 }
 
-void DbusTransport::lose(const std::string& what) {
+// That it is lost comes first: all else may fail for want of memory.
+void DbusTransport::lose(const char* what, int error) noexcept {
     if (lost_) {
         return;
     }
-    loop_.stop();
     lost_ = true;
-    problem_ = what;
-    std::fprintf(stderr, "hsb: %s\n", what.c_str());
+    loop_.stop();
+    const char* const colon = error == 0 ? "" : ": ";
+    const char* const why = error == 0 ? "" : std::strerror(error);
+    std::fprintf(stderr, "hsb: %s%s%s\n", what, colon, why);
+    try {
+        problem_ = std::string(what) + colon + why;
+    } catch (const std::bad_alloc&) {
+        problem_.clear();
+    }
 }

@@ -56,7 +56,7 @@ public:
     void detach(const Hsb_Address& address) override;
     [[nodiscard]] int send(const Hsb_Message& message) override;
 
-    // Why join() failed or the connection was lost; empty while all is well.
+    // Why join() failed or the connection was lost; empty while all is well, and when there was no memory for it.
     const std::string& problem() const { return problem_; }
 
 private:
@@ -66,10 +66,11 @@ private:
 
     static Key keyOf(const Hsb_Address& address) { return {address.node, address.process, address.slot}; }
 
-    void busMessage(sd_bus_message& message) override;
-    void busLost(int error) override;
+    int busMessage(sd_bus_message& message) override;
+    void busLost(int error) noexcept override;
 
     // Steps of join(), each 0 or -1 with problem_ set.
+    int joinSteps(Deadline deadline);
     int connect();
     int awaitReady(Deadline deadline);
     int followNames();
@@ -83,13 +84,15 @@ private:
     int takeName();
     void giveNameBack();
     bool holdsServices() const;
-    void deliver(sd_bus_message& call);
-    void nameOwnerChanged(sd_bus_message& signal);
+    // These give 0, or -1 when memory is short.
+    int deliver(sd_bus_message& call);
+    int nameOwnerChanged(sd_bus_message& signal);
     void switchdChanged(const char* owner);
     void tellServices(const Hsb_Address& gone);
-    void lose(const std::string& what);
+    void lose(const char* what, int error = 0) noexcept;
 
     bool queueIsFull();
+    bool count(const Hsb_Message& message);
     int complain(const Hsb_Message& message, const char* why);
     void flush(Deadline deadline);
 
@@ -105,5 +108,6 @@ private:
     std::uint64_t queuedBytes_ = 0;        // Their sum.
     bool refusing_ = false;                // A message was refused, and that was said.
     bool lost_ = false;
+    Patience patience_;  // While join() or leave() waits.
     std::string problem_;
 };
