@@ -1,19 +1,20 @@
 #include "capture/OrvCaptureRun.h"
 
 #include "base/OrvAtEnd.h"
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
+#include "capture/OrvCompressedFile.h"
 #include "capture/OrvStartedCapture.h"
 #include "dbg/OrvDbg.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <new>
 
 namespace {
@@ -55,33 +56,35 @@ std::string compressCommand(const std::string& path, const std::string& target) 
     return kCompress + path + " > " + target;
 }
 
+// Below "/tmp/" anybody may have planted a link to what is to be kept secret; where the switch keeps its logs is the
+// switch's affair.
+int statInput(const std::string& directory, const std::string& path, struct stat& status) {
+    if (directory == kOrvCaptureDirectory) {
+        return orvStatFile(path, status);
+    }
+    int error = 0;
+    {
+        const std::string hostPath = orvHostPath(path);
+        error = stat(hostPath.c_str(), &status) < 0 ? errno : 0;
+    }
+    errno = error;
+    return error != 0 ? -1 : 0;
+}
+
 // 0, or the error number of looking for a file to compress. Something else in its place is not one: the compressor
 // could wait on a pipe for ever, and would hold up all captures.
-int lookFor(const std::string& path) {
-    const std::string hostPath = orvHostPath(path);
+int lookFor(const std::string& directory, const std::string& path) {
     struct stat status {};
-    if (stat(hostPath.c_str(), &status) != 0) {
+    if (orvOnceMore([&] { return statInput(directory, path, status); }) < 0) {
         return errno;
+    }
+    if (S_ISLNK(status.st_mode)) {
+        return ELOOP;
     }
     if (S_ISDIR(status.st_mode)) {
         return EISDIR;
     }
     return S_ISREG(status.st_mode) ? 0 : EINVAL;
-}
-
-// What is not a file makes way for one: whoever wrote to a pipe would wait for its reader for ever.
-void makeWay(const std::string& hostPath) {
-    struct stat status {};
-    if (lstat(hostPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        // A directory stays: writing to it fails at once.
-        static_cast<void>(unlink(hostPath.c_str()));
-    }
-}
-
-// The shell makes the file before the compressor writes to it; whatever the compressor makes is longer.
-bool isEmpty(const std::string& hostPath) {
-    struct stat status {};
-    return stat(hostPath.c_str(), &status) == 0 && status.st_size == 0;
 }
 
 }  // namespace
@@ -136,40 +139,48 @@ void OrvCaptureRun::attachLogFiles(OrvCHMesg& mesg) {
 
 bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std::string& name) {
     const std::string path = directory + name;
-    if (const int error = lookFor(path); error != 0) {
+    if (const int error = lookFor(directory, path); error != 0) {
         orvTrace(kTraceModule, kTraceMethod, "Skipping %s: %s\n", path.c_str(), orvErrorText(error).c_str());
         return true;
     }
-    const std::string compressed = name + kCompressedSuffix;
-    const std::string target = std::string(kOrvAttachmentsDirectory) + "/" + compressed;
-    const std::string hostTarget = orvHostPath(target);
-    const std::string command = compressCommand(shellWord(orvHostPath(path)), shellWord(hostTarget));
-    makeWay(hostTarget);
-    makeWay(orvHostPath(mesg.cronCapture()->stagedPath(compressed)));
-    if (shell_(command.c_str()) < 0) {
-        const int error = errno;
-        orvTrace(kTraceModule, kTraceMethod, "system(%s): %s\n", compressCommand(path, target).c_str(),
-                 orvErrorText(error).c_str());
-        if (error == ECANCELED) {
-            throw -1;  // the daemon stops: a capture cut short must not be mailed after the next start
-        }
+    const OrvCompressedFile file(name + kCompressedSuffix);
+    if (!compress(path, file)) {
         return false;
     }
-    attachCompressed(mesg, target, hostTarget);
+    attachCompressed(mesg, file);
     return true;
 }
 
+// Where no file may be made nothing is run: attaching it fails, and tells why.
+bool OrvCaptureRun::compress(const std::string& path, const OrvCompressedFile& file) {
+    const std::string command = compressCommand(shellWord(orvHostPath(path)), shellWord(orvHostPath(file.path())));
+    if (!file.makeWay() || shell_(command.c_str()) >= 0) {
+        return true;
+    }
+    const int error = errno;
+    orvTrace(kTraceModule, kTraceMethod, "system(%s): %s\n", compressCommand(path, file.path()).c_str(),
+             orvErrorText(error).c_str());
+    if (error == ECANCELED) {
+        static_cast<void>(file.remove());
+        throw -1;  // the daemon stops: a capture cut short must not be mailed after the next start
+    }
+    return false;
+}
+
 // The attachment keeps what it needs of the file. One that cannot be attached is left out of the message.
-void OrvCaptureRun::attachCompressed(OrvCHMesg& mesg, const std::string& target, const std::string& hostTarget) {
+void OrvCaptureRun::attachCompressed(OrvCHMesg& mesg, const OrvCompressedFile& file) {
     int error = 0;
     {
-        const OrvAtEnd remove([&] { error = std::remove(hostTarget.c_str()) == 0 ? 0 : errno; });
+        const OrvAtEnd remove([&] { error = file.remove(); });
+        CronCaptureData& data = *mesg.cronCapture();
+        // What stands where the attachment is to be staged makes way.
+        [[maybe_unused]] const int removed = orvUnlinkFile(data.stagedPath(file.name()));
         // Kept: the compressor's exit status is not looked at. One that wrote nothing shows all the same.
-        if (isEmpty(hostTarget) || mesg.cronCapture()->insertAttachment(target) < 0) {
-            orvTrace(kTraceModule, kTraceMethod, "%s is left out\n", target.c_str());
+        if (file.isEmpty() || data.insertAttachment(file.path()) < 0) {
+            orvTrace(kTraceModule, kTraceMethod, "%s is left out\n", file.path().c_str());
         }
     }
     if (error != 0) {
-        orvTrace(kTraceModule, kTraceMethod, "remove(%s): %s\n", target.c_str(), orvErrorText(error).c_str());
+        orvTrace(kTraceModule, kTraceMethod, "remove(%s): %s\n", file.path().c_str(), orvErrorText(error).c_str());
     }
 }

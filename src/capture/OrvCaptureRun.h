@@ -11,6 +11,7 @@
 #include <string>
 
 class OrvCHMesg;
+class OrvCompressedFile;
 class OrvSequenceSource;
 struct OrvStartedCapture;
 
@@ -28,7 +29,9 @@ private:
     void attachLogFiles(OrvCHMesg& mesg);
     // False when no shell could be started.
     bool attachFile(OrvCHMesg& mesg, const char* directory, const std::string& name);
-    void attachCompressed(OrvCHMesg& mesg, const std::string& target, const std::string& hostTarget);
+    // Likewise.
+    bool compress(const std::string& path, const OrvCompressedFile& file);
+    void attachCompressed(OrvCHMesg& mesg, const OrvCompressedFile& file);
 
     OrvSequenceSource& sequences_;
     const OrvShell shell_;

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -254,19 +255,83 @@ TEST_F(OrvCaptureRunOdd, isNotHeldByAPipeInPlaceOfTheCompressedFile) {
     }
 }
 
+// A name that leads to somebody's file, or makes one, whichever way: in place of the compressed and the staged file.
 TEST_F(OrvCaptureRunOdd, writesThroughNoLinkInPlaceOfTheCompressedFile) {
+    const auto plants = {
+        std::function([&](const std::string& place) {
+            std::filesystem::create_symlink(root_.at("/ostrel/conf/precious"), place);
+        }),
+        std::function(
+            [&](const std::string& place) { std::filesystem::create_symlink(root_.at("/ostrel/conf/new"), place); }),
+        std::function([&](const std::string& place) {
+            std::filesystem::create_hard_link(root_.at("/ostrel/conf/precious"), place);
+        }),
+    };
     writeLog("logfile", "log");
     root_.write("/ostrel/conf/precious", "precious");
-    for (const char* suffix : {"", ".1"}) {
-        std::filesystem::create_symlink(root_.at("/ostrel/conf/precious"),
-                                        root_.at(std::string(kAttachments) + "/logfile.gz" + suffix));
+    for (const auto& plant : plants) {
+        for (const char* suffix : {"", ".1"}) {
+            plant(root_.at(std::string(kAttachments) + "/logfile.gz" + suffix));
+        }
+
+        EXPECT_THAT(execute(), ElementsAre("logfile.gz"));
+
+        EXPECT_EQ(root_.read("/ostrel/conf/precious"), "precious");
+        EXPECT_FALSE(root_.exists("/ostrel/conf/new"));
+        EXPECT_EQ(unpacked("logfile.gz"), "log");
+        expectStaged({"logfile.gz"});
+        mesg_.reset();
+        sequences_ = CountedSequence();
     }
+}
 
+// Of the directory itself, and of those above it.
+TEST_F(OrvCaptureRunOdd, touchesNothingBehindALinkInPlaceOfItsDirectories) {
+    writeLog("logfile", "log");
+    for (const char* directory : {kAttachments, "/ostrel/conf/orv/callHome", "/ostrel/conf/orv"}) {
+        const std::string behind = "/elsewhere" + std::string(kAttachments).substr(std::string(directory).size());
+        std::filesystem::rename(root_.at(directory), root_.at("/elsewhere"));
+        root_.write(behind + "/logfile.gz", "precious");
+        root_.write(behind + "/logfile.gz.1", "precious too");
+        std::filesystem::create_directory_symlink(root_.at("/elsewhere"), root_.at(directory));
+
+        EXPECT_THAT(execute(), IsEmpty());
+
+        EXPECT_EQ(root_.read(behind + "/logfile.gz"), "precious");
+        EXPECT_EQ(root_.read(behind + "/logfile.gz.1"), "precious too");
+        EXPECT_THAT(root_.list(behind), ElementsAre("logfile.gz", "logfile.gz.1"));
+        EXPECT_THAT(traces_, Contains("OrvCHCapture execCapture: remove(" + std::string(kAttachments) +
+                                      "/logfile.gz): Not a directory\n"));
+        mesg_.reset();
+        sequences_ = CountedSequence();
+        std::filesystem::remove(root_.at(behind + "/logfile.gz"));
+        std::filesystem::remove(root_.at(behind + "/logfile.gz.1"));
+        std::filesystem::remove(root_.at(directory));
+        std::filesystem::rename(root_.at("/elsewhere"), root_.at(directory));
+    }
     EXPECT_THAT(execute(), ElementsAre("logfile.gz"));
+}
 
-    EXPECT_EQ(root_.read("/ostrel/conf/precious"), "precious");
-    EXPECT_EQ(unpacked("logfile.gz"), "log");
-    expectStaged({"logfile.gz"});
+// Anybody may plant it.
+TEST_F(OrvCaptureRunOdd, doesNotMailWhatALinkInPlaceOfTheOutputLeadsTo) {
+    root_.write("/ostrel/conf/secret", "secret");
+    std::filesystem::create_symlink(root_.at("/ostrel/conf/secret"), root_.at(kOutput));
+    writeLog("messages", "log");
+
+    EXPECT_THAT(execute(), ElementsAre("messages.gz"));
+
+    EXPECT_THAT(traces_, Contains("OrvCHCapture execCapture: Skipping /tmp/smlCapture.txt: Too many levels of symbolic "
+                                  "links\n"));
+}
+
+// Where the switch keeps its logs is its own affair.
+TEST_F(OrvCaptureRunOdd, attachesALogFileThatTheSwitchKeepsElsewhere) {
+    root_.write("/var/log/messages", "log");
+    std::filesystem::create_symlink(root_.at("/var/log/messages"), root_.at("/ostrel/conf/messages"));
+
+    EXPECT_THAT(execute(), ElementsAre("messages.gz"));
+
+    EXPECT_EQ(unpacked("messages.gz"), "log");
 }
 
 TEST_F(OrvCaptureRunOdd, leavesOutALogFileWhoseCompressedFileIsADirectory) {
