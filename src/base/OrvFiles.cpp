@@ -55,23 +55,6 @@ bool forWriting(int flags) {
     return (flags & O_ACCMODE) != O_RDONLY;
 }
 
-// 0, or -1 with errno: somebody else's file may stand behind one with two names.
-int judgeForWriting(int file) {
-    struct stat status {};
-    if (again([&] { return ::fstat(file, &status); }) < 0) {
-        return -1;
-    }
-    if (!S_ISREG(status.st_mode)) {
-        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-        return -1;
-    }
-    if (status.st_nlink > 1) {
-        errno = EMLINK;
-        return -1;
-    }
-    return 0;
-}
-
 // Where a file stands: its directory, and its name there.
 class Place {
 public:
@@ -120,13 +103,30 @@ int createWholeFile(std::string_view newPath, std::string_view path, const void*
 
 }  // namespace
 
+// Somebody else's file may stand behind one with two names.
+int orvJudgeForWriting(int file) {
+    struct stat status {};
+    if (again([&] { return ::fstat(file, &status); }) < 0) {
+        return -1;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return -1;
+    }
+    if (status.st_nlink > 1) {
+        errno = EMLINK;
+        return -1;
+    }
+    return 0;
+}
+
 Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode) {
     constexpr int kNotWaiting = O_NONBLOCK | O_NOCTTY;
     Descriptor file = openUnlinked(path, trustedPart(path), (flags & ~O_TRUNC) | kNotWaiting, mode);
     if (!file || !forWriting(flags)) {
         return file;
     }
-    if (judgeForWriting(file.get()) < 0 ||
+    if (orvJudgeForWriting(file.get()) < 0 ||
         ((flags & O_TRUNC) != 0 && again([&] { return ::ftruncate(file.get(), 0); }) < 0)) {
         file.reset();
     }

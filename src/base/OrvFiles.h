@@ -19,6 +19,8 @@
 // Opens a file. For writing, it has to be a regular file (else EINVAL) without another name (else EMLINK), and is
 // emptied for O_TRUNC only when it is.
 Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode = 0);
+// Whether an open file may be written to, as above. Takes no memory.
+[[nodiscard]] int orvJudgeForWriting(int file);
 // Opens a directory, to be read or as the place of its files.
 Descriptor orvOpenDirectory(std::string_view path);
 // What stands at path, a link not followed.

@@ -1,5 +1,7 @@
 #include "dbg/OrvDbg.h"
 
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "base/OrvTimeText.h"
 #include "uptime.h"
@@ -88,17 +90,13 @@ OrvDbg::OrvDbg(const char* name) {
     open(kTruncate);
 }
 
-OrvDbg::~OrvDbg() {
-    close();
-}
-
 long OrvDbg::trace(const char* module, const char* function, const char* format, std::va_list arguments) {
-    if (file_ == kClosed) {
+    if (silent_) {
         return -1;
     }
     const KeepErrno keepErrno;
     const Mt::Lock lock(mutex_);
-    if (file_ == kClosed) {  // another thread's rotation has failed meanwhile
+    if (silent_) {  // another thread's rotation has failed meanwhile
         return -1;
     }
     Line line;
@@ -109,12 +107,12 @@ long OrvDbg::trace(const char* module, const char* function, const char* format,
 
 long OrvDbg::traceParts(const char* module, const char* function, std::string_view start, std::string_view big,
                         std::string_view end) {
-    if (file_ == kClosed) {
+    if (silent_) {
         return -1;
     }
     const KeepErrno keepErrno;
     const Mt::Lock lock(mutex_);
-    if (file_ == kClosed) {
+    if (silent_) {
         return -1;
     }
     Line line;
@@ -124,17 +122,22 @@ long OrvDbg::traceParts(const char* module, const char* function, std::string_vi
     return finishLine();
 }
 
+// Takes no memory: a file is rotated also when there is none.
 void OrvDbg::open(int flags) {
     // Not blocking: a pipe planted in the file's place must not hold up the thread.
-    file_ =
-        ::open(paths_[0].c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | flags, 0666);
+    constexpr int kCarefully = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    const int opening = O_WRONLY | O_CREAT | kCarefully | (flags & ~O_TRUNC);
+    file_.reset(orvOnceMore([&] { return ::open(paths_[0].c_str(), opening, 0666); }));
+    // Emptied only when it is a file of ours.
+    if (file_ && (orvJudgeForWriting(file_.get()) < 0 || ((flags & O_TRUNC) != 0 && ::ftruncate(file_.get(), 0) < 0))) {
+        file_.reset();
+    }
+    silent_ = !file_;
 }
 
-void OrvDbg::close() {
-    if (file_ != kClosed) {
-        ::close(file_);
-        file_ = kClosed;
-    }
+void OrvDbg::fallSilent() {
+    silent_ = true;
+    file_.reset();
 }
 
 void OrvDbg::composeDate(std::int64_t second) {
@@ -208,7 +211,7 @@ void OrvDbg::write(std::initializer_list<std::string_view> parts) {
         vectors[count++] = {const_cast<char*>(part.data()), part.size()};
         bytesWritten_ += static_cast<std::uint32_t>(part.size());
     }
-    writeAll(file_, vectors, count);
+    writeAll(file_.get(), vectors, count);
 }
 
 long OrvDbg::finishLine() {
@@ -223,7 +226,7 @@ int OrvDbg::Rotate() {
     if (rotateFailed_) {
         return -1;
     }
-    ::close(file_);  // the number stays: to a look without the lock, closed means silent for good
+    file_.reset();
     if (shiftGenerations() < 0) {
         rotateFailed_ = true;
         sayFarewell(__func__);
@@ -246,12 +249,12 @@ int OrvDbg::shiftGenerations() const {
 
 void OrvDbg::sayFarewell(const char* function) {
     open(kAppend);
-    if (file_ != kClosed) {
+    if (file_) {
         Line line;
         startLine(line, kTraceModule, function);
         write({{line.text, line.length},
                "Rotation of logs for orvApp failed!\nShutting down logging for orvApp!\nGoodbye!"});
-        close();
+        fallSilent();
     }
 }
 

@@ -5,6 +5,7 @@
 // does not throw and leaves errno as it was.
 #pragma once
 
+#include "Descriptor.h"
 #include "base/OrvMutex.h"
 
 #include <array>
@@ -22,9 +23,9 @@ public:
     static constexpr std::uint32_t kRotateAbove = 20224;
     static constexpr int kGenerations = 5;
 
-    // Opens and empties the file "/tmp/" + name; a link in its place is not followed.
+    // Opens and empties the file "/tmp/" + name. A link in its place is not followed, and one that has a second name is
+    // not touched: the logger is silent.
     explicit OrvDbg(const char* name);
-    ~OrvDbg();
     OrvDbg(const OrvDbg&) = delete;
     OrvDbg& operator=(const OrvDbg&) = delete;
 
@@ -44,8 +45,6 @@ public:
     [[nodiscard]] static int setOfThread(OrvDbg* logger);
 
 private:
-    static constexpr int kClosed = -1;
-
     // A line in the making: the prefix, and the message if there is room for it.
     struct Line {
         char text[1024];
@@ -55,7 +54,7 @@ private:
     };
 
     void open(int flags);
-    void close();
+    void fallSilent();
     // With the mutex held.
     void startLine(Line& line, const char* module, const char* function);
     void composeDate(std::int64_t second);
@@ -70,11 +69,12 @@ private:
 
     // The file and its older generations, on this machine. Made once, so that tracing itself never allocates them.
     std::array<std::string, kGenerations + 1> paths_;
-    // Changed under the mutex only; looked at without it to see whether the logger is silent.
-    std::atomic<int> file_{kClosed};
+    // For good. Changed under the mutex only, but looked at without it.
+    std::atomic<bool> silent_{true};
 
     Mt::Mutex mutex_;
     // Under the mutex.
+    Descriptor file_;
     std::uint32_t bytesWritten_ = 0;
     bool rotateFailed_ = false;
     // The date part of the second traced last, empty without local time, and the process number between blanks:

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -205,6 +206,65 @@ TEST_F(OrvDbgRotation, failsOnADirectoryInPlaceOfTheOldest) {
     EXPECT_EQ(file("t"), lineOf(kLimit + 1) + farewell());
     EXPECT_EQ(file("t.4"), "four");
     EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
+}
+
+// In place of each generation: a link to a file, to nothing, to a directory, and a second name of a file.
+TEST_F(OrvDbgRotation, harmsNothingThatPlantedGenerationsLeadTo) {
+    std::filesystem::create_directory(onHost("/outside"));
+    fill(onHost("/outside/precious"), "precious");
+    const std::function<void(const std::string&)> plants[] = {
+        [this](const std::string& at) { std::filesystem::create_symlink(onHost("/outside/precious"), at); },
+        [this](const std::string& at) { std::filesystem::create_symlink(onHost("/outside/new"), at); },
+        [this](const std::string& at) { std::filesystem::create_directory_symlink(onHost("/outside"), at); },
+        [this](const std::string& at) { std::filesystem::create_hard_link(onHost("/outside/precious"), at); },
+    };
+    for (const auto& plant : plants) {
+        OrvDbg logger("t");
+        for (const char* generation : {".1", ".2", ".3", ".4", ".5"}) {
+            plant(onHost(std::string("/tmp/t") + generation));
+        }
+
+        for (int line = 0; line < 6; ++line) {
+            EXPECT_GT(traceLine(logger, lineOf(kLimit + 1)), 0);
+        }
+
+        EXPECT_EQ(file("t.5"), lineOf(kLimit + 1));
+        EXPECT_EQ(contents(onHost("/outside/precious")), "precious");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(onHost("/outside")), {}), 1);
+        for (const char* generation : {".1", ".2", ".3", ".4", ".5"}) {
+            std::filesystem::remove(onHost(std::string("/tmp/t") + generation));
+        }
+    }
+}
+
+// A directory moves up by its name only, and stays as it is.
+TEST_F(OrvDbgRotation, harmsNothingInADirectoryInPlaceOfAGeneration) {
+    std::filesystem::create_directory(onHost("/tmp/t.2"));
+    fill(onHost("/tmp/t.2/precious"), "precious");
+    OrvDbg logger("t");
+    for (int line = 0; line < 6; ++line) {
+        static_cast<void>(traceLine(logger, lineOf(kLimit + 1)));
+    }
+
+    EXPECT_EQ(contents(onHost("/tmp/t.5/precious")), "precious");
+    EXPECT_TRUE(file("t").ends_with(farewell()));
+}
+
+TEST_F(OrvDbgRotation, writesToNoFileThatHasAnotherName) {
+    OrvDbg logger("t");
+    fill(onHost("/precious"), "precious");
+    faults::onRename = [this](const char* from, const char* to) {
+        const int result = faults::realRename(from, to);
+        if (!exists("t")) {
+            std::filesystem::create_hard_link(onHost("/precious"), onHost("/tmp/t"));
+        }
+        return result;
+    };
+
+    traceLine(logger, lineOf(kLimit + 1));
+
+    EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
+    EXPECT_EQ(contents(onHost("/precious")), "precious");
 }
 
 TEST_F(OrvDbgRotation, saysFarewellAtTheTimeOfTheFailure) {

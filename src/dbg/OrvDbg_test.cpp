@@ -277,6 +277,15 @@ TEST_F(OrvDbgTest, doesNotFollowAPlantedLink) {
     EXPECT_EQ(contents(onHost("/precious")), "precious");
 }
 
+TEST_F(OrvDbgTest, writesToNoFileThatHasAnotherName) {
+    fill(onHost("/precious"), "precious");
+    std::filesystem::create_hard_link(onHost("/precious"), onHost("/tmp/orv.out.Main"));
+    OrvDbg logger("orv.out.Main");
+
+    EXPECT_EQ(trace(logger, "A", "b", "x\n"), -1);
+    EXPECT_EQ(contents(onHost("/precious")), "precious");
+}
+
 TEST_F(OrvDbgTest, isNotHeldUpByAPlantedPipe) {
     ASSERT_EQ(mkfifo(onHost("/tmp/orv.out.Main").c_str(), 0600), 0);
     OrvDbg logger("orv.out.Main");
