@@ -1,6 +1,7 @@
 // Life of the component: construction, joining the bus, readiness, the tick, and the end.
 #include "app/OrvApp.h"
 
+#include "Dispatcher.h"
 #include "Timeval.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -8,6 +9,7 @@
 
 #include <syslog.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -15,6 +17,8 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvApp";
+// A mail server that takes longer gets the mail again after the next start.
+constexpr std::chrono::seconds kStopPatience(5);
 constexpr char kComponentName[] = {'O', 'r', 'v', 'A', 'p', 'p'};
 
 }  // namespace
@@ -129,5 +133,24 @@ void OrvApp::startTick() {
     tick_.set(Timeval(1, 0), true);
     if (tick_.start() < 0) {
         ORV_TRACE("the one-second timer could not be started\n");
+    }
+}
+
+void OrvApp::finishMail() {
+    using std::chrono::microseconds;
+    callHome_.stopSending();
+    const auto deadline = std::chrono::steady_clock::now() + kStopPatience;
+    while (callHome_.sending()) {
+        const auto left = std::chrono::duration_cast<microseconds>(deadline - std::chrono::steady_clock::now()).count();
+        if (left <= 0) {
+            return;
+        }
+        const Timeval limit(left / 1000000, static_cast<std::int32_t>(left % 1000000));
+        int served = 0;
+        // Not through the bus: it may be gone, and what the send thread says comes all the same.
+        orvBestEffort(__func__, [&] { served = Dispatcher::instance()->handle_events(&limit); });
+        if (served < 0) {
+            return;
+        }
     }
 }

@@ -51,6 +51,10 @@ public:
     // (Re)arms the one-second timer.
     void startTick();
 
+    // The daemon stops: serves on until the mail that is under way has come to its end and left the queue, for a few
+    // seconds at most, and starts no other. Returns at once when none is under way.
+    void finishMail();
+
     OrvCallHome& callHome() { return callHome_; }
 
 private:

@@ -5,6 +5,7 @@
 #include "Hsb.h"
 #include "Log_Event.h"
 #include "app/OrvApp.h"
+#include "base/OrvShell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 
@@ -46,10 +47,11 @@ Log_Event& eventLog() {
     return *Log_Event::instance_m;
 }
 
-void createApplication() {
+OrvApp& createApplication() {
     try {
-        setOrvApplication(new OrvApp);
-        return;
+        auto* const application = new OrvApp;  // kept to the end of the process
+        setOrvApplication(application);
+        return *application;
     } catch (const std::exception& exception) {
         ORV_TRACE("%s\n", exception.what());
     } catch (const char* text) {
@@ -88,10 +90,13 @@ int orvMain() {
     std::signal(SIGPIPE, SIG_IGN);
     joinPlatform();
     eventLog().open();
-    createApplication();
+    OrvApp& application = createApplication();
     if (Hsb::instance()->handle_events(nullptr) < 0) {
+        orvEndShells();
         std::exit(0);
     }
+    application.finishMail();
+    orvEndShells();
     eventLog().close();
     Ens::instance()->shutdown();
     Cns::instance()->shutdown();

@@ -63,6 +63,11 @@ public:
     // Starts both worker threads; -1 when either could not be started.
     int startThreads();
 
+    // The daemon stops: no further mail is started.
+    void stopSending() { client_.stopSending(); }
+    // A mail is under way.
+    bool sending() { return client_.sending(); }
+
     // Answers of the attribute store, routed by request id. -1 when an answer was not usable.
     int processConfigBulk(const DsBulkReply& reply);
     int processConfig(const DsAttrReply& reply);

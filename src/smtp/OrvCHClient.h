@@ -55,6 +55,11 @@ public:
     void oneSecondTick();
     // Hands the queue's next message to the thread if everything that sending needs is there.
     void tryStart();
+    // The daemon stops: from now on no message is taken from the queue. The one that is under way goes to its end, with
+    // the second try that some of its recipients may be due for.
+    void stopSending() { stopping_ = true; }
+    // A message is under way, or its outcome has not been looked at yet.
+    bool sending();
     // Makes the other server active if it is valid. 0, or -1 when nothing changed.
     int changeover();
     // At least one server is enabled and configured.
@@ -120,6 +125,7 @@ private:
     bool gatewayEnabled_ = false;  // only shown
     bool switchAddressKnown_ = false;
     bool sendOutstanding_ = false;
+    bool stopping_ = false;
     std::int32_t countdown_ = kNoCountdown;
     OrvRetryDelay delay_;
 

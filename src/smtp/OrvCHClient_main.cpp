@@ -82,12 +82,17 @@ void OrvCHClient::endRetry() {
 }
 
 void OrvCHClient::tryStart() {
-    if (sendOutstanding_ || !readyToSend()) {
+    if (stopping_ || sendOutstanding_ || !readyToSend()) {
         return;
     }
     if (OrvCHMesg* message = queue_.peekOpen(); message != nullptr) {
         pushSendMesg(message);
     }
+}
+
+// A thread that has ended without a word about its message never says one.
+bool OrvCHClient::sending() {
+    return sendOutstanding_ && (!ended() || (toMain() != nullptr && toMain()->count() != 0));
 }
 
 bool OrvCHClient::readyToSend() const {

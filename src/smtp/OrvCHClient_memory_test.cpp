@@ -83,6 +83,24 @@ TEST_F(OrvCHClientMemory, endsItsThreadWhenItCannotTellASuccess) {
     serveUntil([&] { return client_.running() && client_.refcnt() == 1; });
 }
 
+// Its message stays outstanding: the thread never says what became of it.
+TEST_F(OrvCHClientMemory, isNotSendingWhenItsThreadHasEndedWithoutAWord) {
+    useServerA();
+    startSending();
+    queueMail("mail");
+    OrvCHClientSend another(&queueMail("another"));
+    handleWithFailing(1, another);  // ends the thread's loop after the turn that is running
+
+    client_.oneSecondTick();
+    serveUntil([&] { return client_.ended() && !client_.sendOutstanding(); });
+
+    queueMail("last");
+    client_.oneSecondTick();
+
+    EXPECT_TRUE(client_.sendOutstanding());
+    EXPECT_FALSE(client_.sending());
+}
+
 TEST_F(OrvCHClientMemory, endsItsThreadWhenItCannotTellAFailure) {
     serverA_.refuseConnections();
     useServerA();

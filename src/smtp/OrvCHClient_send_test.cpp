@@ -55,6 +55,32 @@ TEST_F(OrvCHClientSendTest, waitsForEverythingThatSendingNeeds) {
     EXPECT_THAT(queue_.takeCalls(), ElementsAre("open mail", "delete mail 0"));
 }
 
+TEST_F(OrvCHClientSendTest, takesNothingFromTheQueueOnceItStops) {
+    useServerA();
+    startSending();
+    queueMail("mail");
+
+    client_.stopSending();
+    tick(3);
+
+    EXPECT_FALSE(client_.sending());
+    EXPECT_THAT(queue_.takeCalls(), IsEmpty());
+}
+
+TEST_F(OrvCHClientSendTest, finishesWhatIsUnderWayWhenItStopsAndStartsNothingElse) {
+    useServerA();
+    startSending();
+    queueMail("first");
+    queueMail("second");
+    client_.oneSecondTick();
+
+    client_.stopSending();
+    EXPECT_TRUE(client_.sending());
+    serveUntil([&] { return !client_.sending(); });
+
+    EXPECT_THAT(queue_.takeCalls(), ElementsAre("open first", "delete first 0"));
+}
+
 TEST_F(OrvCHClientSendTest, asksTheQueueForNothingWhileItIsEmpty) {
     useServerA();
     startSending();

@@ -151,6 +151,11 @@ std::int32_t OrvThread::refcnt() {
     return refcnt_;
 }
 
+bool OrvThread::ended() {
+    const Mt::Lock lock(refMutex_);
+    return ended_;
+}
+
 int OrvThread::pushToThread(std::unique_ptr<OrvToThreadMesg> mesg) {
     if (toThread_ == nullptr || mesg == nullptr) {
         orvMemoryAlarm();

@@ -37,6 +37,8 @@ public:
 
     // Any thread.
     std::int32_t refcnt();
+    // The thread has left this object for good.
+    bool ended();
     int retval() const { return retval_; }
 
 protected:
