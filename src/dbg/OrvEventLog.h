@@ -5,19 +5,13 @@
 // throws: an entry or alarm that finds no memory is lost, with a trace.
 #pragma once
 
+#include "dbg/OrvLogEntries.h"
+
 #include <cstdint>
+#include <type_traits>
 
 class Hsb_Component;
 
-// Levels of the daemon's entries.
-inline constexpr int kOrvLogCritical = 2;
-inline constexpr int kOrvLogWarning = 3;
-inline constexpr int kOrvLogInternal = 15;
-inline constexpr int kOrvLogTask = 16;
-inline constexpr int kOrvLogDetail = 17;
-inline constexpr int kOrvLogInfo = 31;
-// The message number of every entry that has none of its own.
-inline constexpr std::uint32_t kOrvLogId = 0x8B000001u;
 inline constexpr std::uint32_t kOrvOwnEntryFlags = 4096;
 
 __attribute__((format(printf, 3, 4))) void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept;

@@ -1,0 +1,36 @@
+// The catalogue of the event log with all its columns, and which row an entry is of. For tools and tests: the daemon
+// itself needs only the constants of OrvLogEntries.h. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct OrvCatalogueRow {
+    const char* name;
+    const char* section;
+    bool alarm;
+    int level;
+    std::uint32_t id;
+    const char* text;  // a printf format
+    const char* since;
+    const char* cause;
+    const char* remedy;  // empty: nothing to be done
+};
+
+std::span<const OrvCatalogueRow> orvCatalogue();
+
+// An entry that was found in the catalogue, and what stands in the places of its text, in order.
+struct OrvCatalogueMatch {
+    const OrvCatalogueRow& row;
+    std::vector<std::string> arguments;
+};
+// None when no row has this level, this number and this text. A text of kOrvCutEntry bytes or more may have been cut.
+std::optional<OrvCatalogueMatch> orvFindInCatalogue(int level, std::uint32_t id, std::string_view text);
+inline constexpr std::size_t kOrvCutEntry = 511;
+
+// docs/event-log.md as it ought to be.
+std::string orvEventLogPage();
