@@ -67,20 +67,17 @@ void OrvCallHome::validateCallHomeSetup() {
     const bool duplicateServers = client_.checkServers();
     Condition_.set(kServersUsable, client_.usable());
     if (Condition_[kServersUsable] && Condition_[kServiceEnabled] && !Condition_[kSenderConfigured]) {
-        orvLog(kOrvLogCritical, 0x8b00000cu,
-               "FromEmailAddress has not been configured in the CallHome setup.  Messages cannot be sent to the "
-               "SMTP server until this condition is corrected.");
+        orvLog(orv_log::kNoSender);
     }
     if (duplicateServers) {
-        orvLog(kOrvLogWarning, 0x8b00000du,
-               "SMTP servers in the CallHome setup are using duplicate IP address and port number pairs.");
+        orvLog(orv_log::kSameServers);
     }
 }
 
 void OrvCallHome::readFeatureFlag() {
     if (store_.getAttrReq(DS_GET_CALLHOME_FEATURE_FLAG, kFeatureFlagKey, 1) < 0) {
         ORV_TRACE("readFeatureFlag() - DS error\n");
-        orvLog(kOrvLogInternal, "readFeatureFlag() - DS error");
+        orvLog(orv_log::kFeatureUnread);
         Condition_.reset(kFeatureAllowed);
         clearIncomingMesgQ();
         configComplete(kFeatureFlag);
@@ -90,7 +87,7 @@ void OrvCallHome::readFeatureFlag() {
 void OrvCallHome::readServicesComponent() {
     if (store_.getAttrReq(DS_GET_CALLHOME_SERVICES_COMPONENT, kServicesKey, 1) < 0) {
         ORV_TRACE("readServicesComponent() - DS error\n");
-        orvLog(kOrvLogInternal, "readServicesComponent() - DS error");
+        orvLog(orv_log::kServicesUnread);
         Condition_.reset(kServiceEnabled);
         configComplete(kServices);
     }
@@ -98,7 +95,7 @@ void OrvCallHome::readServicesComponent() {
 
 void OrvCallHome::readNumOfProfiles() {
     if (store_.getAttrReq(DS_GET_CALLHOME_NUM_OF_PROFILES, kNumOfProfilesKey, 1) < 0) {
-        orvLog(kOrvLogInternal, "readNumOfProfiles() - DS error");
+        orvLog(orv_log::kProfilesUnread);
         Condition_.reset(kProfilesFound);
         keepProfiles();
     }
@@ -106,7 +103,7 @@ void OrvCallHome::readNumOfProfiles() {
 
 void OrvCallHome::readSwitchOperState() {
     if (store_.getAttrReq(DS_GET_CALLHOME_SWITCH_OPER_STATE, kAdminStateKey, 1) < 0) {
-        orvLog(kOrvLogInternal, "readSwitchOperState() - DS error");
+        orvLog(orv_log::kOperStateUnread);
     }
 }
 
@@ -125,7 +122,7 @@ int OrvCallHome::processConfigBulk(const DsBulkReply& reply) {
             return queue_.processConfigBulk(reply.entries, reply.statuses);
         default:
             ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
-            orvLog(kOrvLogInternal, "OrvCallHome::processConfigBulk() unhandled id 0x%8.8x\n", reply.id);
+            orvLog(orv_log::kBulkIdUnknown, reply.id);
             return -1;
     }
 }
@@ -142,7 +139,7 @@ int OrvCallHome::processConfig(const DsAttrReply& reply) {
             return processNumOfProfiles(reply);
         default:
             ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
-            orvLog(kOrvLogInternal, "OrvCallHome::processConfig() unhandled id 0x%8.8x", reply.id);
+            orvLog(orv_log::kConfigIdUnknown, reply.id);
             return -1;
     }
 }
@@ -155,7 +152,7 @@ int OrvCallHome::processDsStatus(const DsStatusReply& reply) {
             return client_.processDsStatus(reply.id, reply.status);
         default:
             ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
-            orvLog(kOrvLogInternal, "OrvCallHome::processDsStatus() unhandled id 0x%8.8x", reply.id);
+            orvLog(orv_log::kStatusIdUnknown, reply.id);
             return -1;
     }
 }
@@ -169,8 +166,7 @@ int OrvCallHome::processFeatureFlag(const DsAttrReply& reply) {
     // Kept: the part counts as read before its value is stored.
     configComplete(kFeatureFlag);
     if (!orvIsGoodStatus(reply.status)) {
-        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_FEATURE_FLAG from DS %x",
-               static_cast<unsigned>(reply.status));
+        orvLog(orv_log::kFeatureStatus, static_cast<unsigned>(reply.status));
         ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
         Condition_.reset(kFeatureAllowed);
         clearIncomingMesgQ();
@@ -184,8 +180,7 @@ int OrvCallHome::processServicesComponent(const DsAttrReply& reply) {
     ORV_TRACE("Entry\n");
     configComplete(kServices);
     if (!orvIsGoodStatus(reply.status)) {
-        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_SERVICES_COMPONENT from DS %x",
-               static_cast<unsigned>(reply.status));
+        orvLog(orv_log::kServicesStatus, static_cast<unsigned>(reply.status));
         ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
         Condition_.reset(kServiceEnabled);
         return -1;
@@ -205,8 +200,7 @@ void OrvCallHome::takeCondition(ConditionBit bit, const std::string& value) {
 
 int OrvCallHome::processSwitchOperState(const DsAttrReply& reply) {
     if (!orvIsGoodStatus(reply.status)) {
-        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_SWITCH_OPER_STATE from DS %x",
-               static_cast<unsigned>(reply.status));
+        orvLog(orv_log::kOperStateStatus, static_cast<unsigned>(reply.status));
         ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(reply.status));
         return -1;
     }
@@ -218,8 +212,7 @@ int OrvCallHome::processNumOfProfiles(const DsAttrReply& reply) {
         // Kept: the part is not reported as ended here, so the cycle stays open.
         ReadyForMessage_ = true;
         Condition_.reset(kProfilesFound);
-        orvLog(kOrvLogInternal, "Error getting DS_GET_CALLHOME_NUM_OF_PROFILES from DS %x",
-               static_cast<unsigned>(reply.status));
+        orvLog(orv_log::kProfilesStatus, static_cast<unsigned>(reply.status));
         ORV_TRACE("DS error %x\n", static_cast<unsigned>(reply.status));
         return -1;
     }
@@ -281,7 +274,7 @@ OrvCHProfile* OrvCallHome::currentProfile() const {
 int OrvCallHome::processProfileBulk(const DsBulkReply& reply) {
     OrvCHProfile* profile = currentProfile();
     if (profile == nullptr) {
-        orvLog(kOrvLogInternal, "DS reply 0x%8.8x ignored, no profile is being read", reply.id);
+        orvLog(orv_log::kNoProfileRead, reply.id);
         return -1;
     }
     switch (reply.id) {
@@ -298,13 +291,13 @@ int OrvCallHome::processProfileBulk(const DsBulkReply& reply) {
 
 int OrvCallHome::completeProfileConfig(std::int32_t status) {
     if (status != 0) {
-        orvLog(kOrvLogInternal, "Error setting DS_SET_CALLHOME_WRITE_MARKER in DS %x", static_cast<unsigned>(status));
+        orvLog(orv_log::kMarkerStatus, static_cast<unsigned>(status));
         ORV_TRACE("DS error 0x%x\n", static_cast<unsigned>(status));
         return -1;
     }
     const OrvCHProfile* profile = currentProfile();
     if (profile == nullptr) {
-        orvLog(kOrvLogInternal, "DS reply 0x%8.8x ignored, no profile is being read", DS_SET_CALLHOME_WRITE_MARKER);
+        orvLog(orv_log::kNoProfileRead, DS_SET_CALLHOME_WRITE_MARKER);
         return -1;
     }
     if (profile->captureEnabled() && profile->capture() != nullptr) {

@@ -42,23 +42,18 @@ struct OrvCallHome::Request {
     std::uint16_t code;
     const char* name;
     std::size_t length;
-    const char* error;
+    const OrvLogEntry<>& error;
     void (OrvCallHome::*handler)(std::uint32_t handle, std::span<const std::uint8_t> payload);
 };
 
 const OrvCallHome::Request OrvCallHome::kRequests[] = {
-    {1, "CH Profile Change", kPlainLength, "Error in ORV_API_MSG_CH_PROFILE_CHANGE message",
-     &OrvCallHome::processOrvCHProfileChangeMsg},
-    {2, "CH Test Profile Cmd", kNamedLength, "Error in ORV_API_MSG_CH_TEST_PROFILE_CMD message",
-     &OrvCallHome::processOrvCHTestProfileCmdMsg},
-    {3, "CH Clear Queue Cmd", kPlainLength, "Error in ORV_API_MSG_CH_CLEAR_QUEUE_CMD message",
-     &OrvCallHome::processOrvCHClearQueueCmdMsg},
-    {4, "CH Profile Processed Info", kPlainLength, "Error in ORV_API_MSG_CH_PROFILE_PROCESSED_INFO message",
+    {1, "CH Profile Change", kPlainLength, orv_log::kBadProfileChange, &OrvCallHome::processOrvCHProfileChangeMsg},
+    {2, "CH Test Profile Cmd", kNamedLength, orv_log::kBadTestProfile, &OrvCallHome::processOrvCHTestProfileCmdMsg},
+    {3, "CH Clear Queue Cmd", kPlainLength, orv_log::kBadClearQueue, &OrvCallHome::processOrvCHClearQueueCmdMsg},
+    {4, "CH Profile Processed Info", kPlainLength, orv_log::kBadProcessedInfo,
      &OrvCallHome::processOrvCHProfileProcessedInfoMsg},
-    {5, "CH Changeover Cmd", kPlainLength, "Error in ORV_API_MSG_CH_CHANGEOVER_CMD message",
-     &OrvCallHome::processOrvCHChangeoverCmdMsg},
-    {6, "CH Message Queue Info", kPlainLength, "Error in ORV_API_MSG_CH_MESG_Q_INFO message",
-     &OrvCallHome::processOrvCHMesgQInfoMsg},
+    {5, "CH Changeover Cmd", kPlainLength, orv_log::kBadChangeover, &OrvCallHome::processOrvCHChangeoverCmdMsg},
+    {6, "CH Message Queue Info", kPlainLength, orv_log::kBadQueueInfo, &OrvCallHome::processOrvCHMesgQInfoMsg},
 };
 
 const OrvCallHome::Request* OrvCallHome::findRequest(std::uint16_t code) {
@@ -79,7 +74,7 @@ int OrvCallHome::processOrvMsg(const Hsb_Message& message) {
     }
     const std::span<const std::uint8_t> payload = message.payload();
     if (payload.size() != request->length) {
-        orvLog(kOrvLogInternal, "%s", request->error);
+        orvLog(request->error);
         return -1;
     }
     (this->*request->handler)(bigEndian32(payload), payload);
@@ -114,8 +109,7 @@ void OrvCallHome::processOrvCHClearQueueCmdMsg(std::uint32_t handle, std::span<c
 
 void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     if (Config_[kProfiles]) {
-        orvLog(kOrvLogCritical, 0x8b00000au,
-               "Unable to provide profile processing information, the CallHome service is updating configuration");
+        orvLog(orv_log::kProcessedUpdating);
         traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, kUpdatingProfiles, {}));
         return;
     }
@@ -135,8 +129,7 @@ void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std:
 
 void OrvCallHome::processOrvCHChangeoverCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     if (Config_[kSendClient]) {
-        orvLog(kOrvLogCritical, 0x8b00000bu,
-               "Unable to change SMTP servers because the CallHome service is updating configuration");
+        orvLog(orv_log::kChangeoverUpdating);
         traceUnsent(responses_.CH_ChangeoverResponse(handle, kChangeoverFailed));
         return;
     }

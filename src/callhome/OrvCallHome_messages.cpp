@@ -28,21 +28,6 @@ bool isForCallHome(std::int32_t kind) {
     return kind == 0 || kind == 2 || kind == 3;
 }
 
-// A refusal of a test: the entry's number and the operator's text.
-struct TestRefusal {
-    std::uint32_t id;
-    const char* text;
-};
-constexpr TestRefusal kServiceDisabled{0x8b000005u,
-                                       "Unable to test profile %s because the CallHome service is disabled"};
-constexpr TestRefusal kServersUnusable{
-    0x8b000006u, "Unable to test profile %s because the SMTP addresses are defaults or disabled in the CallHome setup"};
-constexpr TestRefusal kSenderMissing{
-    0x8b000007u,
-    "Unable to test profile %s because the FromEmailAddress has not been configured in the CallHome setup"};
-constexpr TestRefusal kConfigUpdating{
-    0x8b000008u, "Unable to test profile %s because the CallHome service is updating configuration"};
-
 }  // namespace
 
 std::unique_ptr<OrvCHMesg> OrvCallHome::newEventMesg() {
@@ -194,24 +179,21 @@ bool OrvCallHome::processTestMesg(std::unique_ptr<OrvCHMesg> mesg) {
 }
 
 bool OrvCallHome::refuseTest(const std::string& profile) {
-    const TestRefusal* refusal = nullptr;
+    const OrvLogEntry<const char*>* refusal = nullptr;
     if (!Condition_[kFeatureAllowed] || !Condition_[kServiceEnabled]) {
-        refusal = &kServiceDisabled;
+        refusal = &orv_log::kTestServiceDisabled;
     } else if (!Condition_[kServersUsable]) {
-        refusal = &kServersUnusable;
+        refusal = &orv_log::kTestNoServer;
     } else if (!Condition_[kSenderConfigured]) {
-        refusal = &kSenderMissing;
+        refusal = &orv_log::kTestNoSender;
     } else if (Config_[kProfiles]) {
-        refusal = &kConfigUpdating;
+        refusal = &orv_log::kTestUpdating;
     } else {
         return false;
     }
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the four texts above
-    orvLog(kOrvLogCritical, refusal->id, refusal->text, profile.c_str());
-#pragma GCC diagnostic pop
+    orvLog(*refusal, profile.c_str());
     if (responses_.CH_TestProfileResults(kResultFailed, profile) < 0) {
-        orvLog(kOrvLogCritical, 0x8b000009u, "Unable to send test result for profile %s", profile.c_str());
+        orvLog(orv_log::kTestResultUnsent, profile.c_str());
     }
     return true;
 }

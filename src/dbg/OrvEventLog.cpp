@@ -6,14 +6,15 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstdio>
 #include <exception>
 
 namespace {
 
 constexpr int kAlarmLevel = 16;
 constexpr std::uint32_t kAlarmId = 0;
-constexpr int kResourceAlarmLevel = 0;
-constexpr std::uint32_t kResourceAlarmId = 0x10050034u;
+constexpr std::size_t kLongestAlarm = 256;
+constexpr std::size_t kLongestText = 512;  // in the catalogue
 
 // Written by the main thread, read by the workers too.
 std::atomic<Hsb_Component*> application{nullptr};
@@ -30,13 +31,29 @@ void reportOrTrace(const char* function, Report&& report) noexcept {
     }
 }
 
-__attribute__((format(printf, 3, 0))) void write(int level, std::uint32_t id, const char* format,
-                                                 std::va_list arguments) noexcept {
+// The catalogue's texts were held against their arguments when they were compiled.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
+void write(int level, std::uint32_t id, const char* format, std::va_list arguments) noexcept {
     reportOrTrace("orvLog", [&] {
         app_log(level, id, -1, -1, -1, -1, kOrvOwnEntryFlags, orvApplication(), "%s",
                 orvFormatV(format, arguments).c_str());
     });
 }
+
+// Into a buffer: an alarm may be about memory.
+template <std::size_t Size>
+void fill(char (&text)[Size], const char* format, std::va_list arguments) noexcept {
+    static_cast<void>(std::vsnprintf(text, Size, format, arguments));
+}
+
+void trace(OrvDbg& logger, const char* module, const char* function, const char* format,
+           std::va_list arguments) noexcept {
+    logger.trace(module, function, format, arguments);
+}
+
+#pragma GCC diagnostic pop
 
 void raise(int level, std::uint32_t id, const char* text) noexcept {
     reportOrTrace("orvAlarm",
@@ -44,6 +61,36 @@ void raise(int level, std::uint32_t id, const char* text) noexcept {
 }
 
 }  // namespace
+
+void orvWriteEntry(int level, std::uint32_t id, const char* text, ...) noexcept {
+    std::va_list arguments;
+    va_start(arguments, text);
+    write(level, id, text, arguments);
+    va_end(arguments);
+}
+
+void orvTraceEntry(const char* module, const char* function, const char* text, ...) noexcept {
+    OrvDbg* const logger = OrvDbg::ofThread();
+    if (logger == nullptr) {
+        return;
+    }
+    char line[kLongestText];
+    static_cast<void>(
+        std::snprintf(line, sizeof line, "%s%s", text, std::string_view(text).ends_with('\n') ? "" : "\n"));
+    std::va_list arguments;
+    va_start(arguments, text);
+    trace(*logger, module, function, line, arguments);
+    va_end(arguments);
+}
+
+void orvRaiseAlarm(int level, std::uint32_t id, const char* text, ...) noexcept {
+    char filled[kLongestAlarm];
+    std::va_list arguments;
+    va_start(arguments, text);
+    fill(filled, text, arguments);
+    va_end(arguments);
+    raise(level, id, filled);
+}
 
 void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept {
     std::va_list arguments;
@@ -64,8 +111,8 @@ void orvAlarm(const char* text) noexcept {
 }
 
 void orvMemoryAlarm() noexcept {
-    raise(kResourceAlarmLevel, kResourceAlarmId, "System resource error - contact technical support");
-    orvAlarm("OrvApp - cannot allocate memory");
+    orvAlarm(orv_log::kNoMemory);
+    orvAlarm(orv_log::kNoMemoryHere);
 }
 
 Hsb_Component* orvApplication() {

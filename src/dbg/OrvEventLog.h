@@ -14,6 +14,18 @@ class Hsb_Component;
 
 inline constexpr std::uint32_t kOrvOwnEntryFlags = 4096;
 
+// Writes an entry of the catalogue, with what is to be filled in.
+template <typename... Arguments>
+void orvLog(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Arguments>... arguments) noexcept;
+// An alarm of the catalogue likewise.
+template <typename... Arguments>
+void orvAlarm(const OrvLogEntry<Arguments...>& alarm, std::type_identity_t<Arguments>... arguments) noexcept;
+
+// The developer's share: the same text as a trace line of the calling method, then the entry.
+template <typename... Arguments>
+void orvTraceAndLog(const char* module, const char* function, const OrvLogEntry<Arguments...>& entry,
+                    std::type_identity_t<Arguments>... arguments) noexcept;
+
 __attribute__((format(printf, 3, 4))) void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept;
 // The same under kOrvLogId.
 __attribute__((format(printf, 2, 3))) void orvLog(int level, const char* format, ...) noexcept;
@@ -26,3 +38,25 @@ void orvMemoryAlarm() noexcept;
 // The component in whose name entries are written: the one application object, null before it exists. Any thread.
 Hsb_Component* orvApplication();
 void setOrvApplication(Hsb_Component* component);
+
+// Below the templates: the types were judged with the catalogue.
+void orvTraceEntry(const char* module, const char* function, const char* text, ...) noexcept;
+void orvWriteEntry(int level, std::uint32_t id, const char* text, ...) noexcept;
+void orvRaiseAlarm(int level, std::uint32_t id, const char* text, ...) noexcept;
+
+template <typename... Arguments>
+void orvLog(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Arguments>... arguments) noexcept {
+    orvWriteEntry(entry.level, entry.id, entry.text, arguments...);
+}
+
+template <typename... Arguments>
+void orvAlarm(const OrvLogEntry<Arguments...>& alarm, std::type_identity_t<Arguments>... arguments) noexcept {
+    orvRaiseAlarm(alarm.level, alarm.id, alarm.text, arguments...);
+}
+
+template <typename... Arguments>
+void orvTraceAndLog(const char* module, const char* function, const OrvLogEntry<Arguments...>& entry,
+                    std::type_identity_t<Arguments>... arguments) noexcept {
+    orvTraceEntry(module, function, entry.text, arguments...);
+    orvLog(entry, arguments...);
+}

@@ -11,8 +11,7 @@ namespace {
 constexpr char kTraceModule[] = "OrvGuard";
 
 void report(const char* where, const char* what) {
-    orvLog(kOrvLogInternal, "%s: exception %s, event dropped", where, what);
-    ORV_TRACE("%s: exception %s, event dropped\n", where, what);
+    orvTraceAndLog(kTraceModule, __func__, orv_log::kEventDropped, where, what);
 }
 
 }  // namespace

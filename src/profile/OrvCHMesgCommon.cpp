@@ -76,7 +76,7 @@ constexpr int kUnknownAttributeLine = 299;
 std::vector<std::string> announcedKeys() {
     std::vector<std::string> names;
     for (const IdentityKey& key : kKeys) {
-        orvLog(kOrvLogDetail, "build request for %s", key.name);
+        orvLog(orv_log::kBuildDetailRequest, key.name);
         names.emplace_back(key.name);
     }
     return names;
@@ -109,7 +109,7 @@ int OrvCHMesgCommon::request() {
     }
     setReadOutstanding(false);  // first: nobody may wait for an answer that never comes
     orvTrace(kTraceModule, kReadConfig, "Error readng DS bulk data entries\n");
-    orvLog(kOrvLogInternal, "%s::%s DS Get Attribute Request error", kTraceModule, kReadConfig);
+    orvLog(orv_log::kIdentityUnread, kTraceModule, kReadConfig);
     return -1;
 }
 
@@ -131,8 +131,7 @@ int OrvCHMesgCommon::applyAnswer(std::span<const DsEntry> entries, std::span<con
         if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
             orvReportBadStatus(kTraceModule, kFunction, i, status);
         } else if (!apply(entry, identity)) {
-            orvLog(kOrvLogDetail, kOrvLogId, "Unrecognized attribute from DS (%s:%d): %s", kTraceModule,
-                   kUnknownAttributeLine, entry.value.c_str());
+            orvLog(orv_log::kAttributeUnknown, kTraceModule, kUnknownAttributeLine, entry.value.c_str());
             ++unknown;
         }
     }

@@ -6,6 +6,7 @@
 // Main thread only.
 #pragma once
 
+#include "dbg/OrvLogEntry.h"
 #include "dsClient.h"
 #include "mesg/OrvCHEnvelope.h"
 #include "mesg/OrvLevel.h"
@@ -87,7 +88,7 @@ private:
     enum class Reading { kGoesOn, kStops };
 
     int bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* caller,
-                 const char* failure);
+                 const OrvLogEntry<>& failure);
     Reading takeInitialEntry(const DsEntry& entry);
     void takeBadInitialEntry(std::size_t position, const std::string& key);
     Reading takeCaptureType(const DsEntry& entry, std::uint32_t capture);

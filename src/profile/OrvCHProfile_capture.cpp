@@ -19,16 +19,16 @@ constexpr unsigned kNothingAnswered = 0xFFFFFFFFu;
 
 struct CaptureAttribute {
     std::string_view name;
-    const char* announcement;
+    const OrvLogEntry<const char*>& announcement;
     int (*set)(CronCaptureItem& item, const std::string& value);
 };
 
 constexpr std::array kCaptureAttributes{
-    CaptureAttribute{"DayOfWeek", "Read capture day of week",
+    CaptureAttribute{"DayOfWeek", orv_log::kCaptureDayRequest,
                      [](CronCaptureItem& item, const std::string& value) { return item.setDayOfWeek(value); }},
-    CaptureAttribute{"TimeOfDay", "Read capture time of day",
+    CaptureAttribute{"TimeOfDay", orv_log::kCaptureTimeRequest,
                      [](CronCaptureItem& item, const std::string& value) { return item.setTimeOfDay(value); }},
-    CaptureAttribute{"Interval", "Read capture interval",
+    CaptureAttribute{"Interval", orv_log::kCaptureIntervalRequest,
                      [](CronCaptureItem& item, const std::string& value) { return item.setInterval(value); }},
 };
 
@@ -60,23 +60,21 @@ int OrvCHProfile::readCaptureTypes() {
     const std::uint32_t count = std::min<std::uint32_t>(captureEntries_, dsClient::MAX_BULK_NAMES);
     for (std::uint32_t i = 0; i < count; ++i) {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.Type", index_, i));
-        orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_TYPES - Read profile recipient - %s\n",
-               keys.back().c_str());
+        orvLog(orv_log::kCaptureTypeRequest, keys.back().c_str());
     }
     requested_ |= kCapturePart;
-    return bulkRead(kCaptureTypesRequestId, keys, __func__, "readCaptureTypes() - flushBulkGetSameComp() error");
+    return bulkRead(kCaptureTypesRequestId, keys, __func__, orv_log::kCaptureTypesUnread);
 }
 
 int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
     ORV_TRACE("Entry\n");
     if (entries.empty()) {
-        orvLog(kOrvLogDetail, "Error CALLHOME_READ_PROFILE_CAPTURE_TYPES in DS %x\n", kNothingAnswered);
+        orvLog(orv_log::kCaptureTypesEmpty, kNothingAnswered);
     }
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const std::int32_t status = orvStatusAt(statuses, i);
         if (!orvIsNotNegativeStatus(status)) {
-            orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_TYPES - bad status_array = %x",
-                   static_cast<unsigned>(status));
+            orvLog(orv_log::kCaptureTypesStatus, static_cast<unsigned>(status));
         } else if (takeCaptureType(entries[i], static_cast<std::uint32_t>(i)) == Reading::kStops) {
             return -1;
         }
@@ -96,13 +94,11 @@ OrvCHProfile::Reading OrvCHProfile::takeCaptureType(const DsEntry& entry, std::u
     };
     if (ScheduleItem::kindByName(entry.value) != ScheduleItem::kCron || orvGuarded(__func__, provideItem) < 0) {
         constexpr int kResult = -1;
-        orvLog(kOrvLogDetail,
-               "CALLHOME_READ_PROFILE_CAPTURE_TYPES - error %x changing type to %s, profile %u capture %u.",
-               static_cast<unsigned>(kResult), entry.value.c_str(), index_, capture);
+        orvLog(orv_log::kCaptureTypeRefused, static_cast<unsigned>(kResult), entry.value.c_str(), index_, capture);
         return Reading::kGoesOn;
     }
     if (orvGuarded(__func__, [&] { return readCaptureAttrs(capture); }) < 0) {
-        orvAlarm("OrvApp - problem reading capture entries from DS");
+        orvAlarm(orv_log::kCapturesUnread);
         return Reading::kStops;
     }
     return Reading::kGoesOn;
@@ -117,9 +113,9 @@ int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
     for (const CaptureAttribute& attribute : kCaptureAttributes) {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.", index_, capture));
         keys.back() += attribute.name;
-        orvLog(kOrvLogDetail, "%s - %s\n", attribute.announcement, keys.back().c_str());
+        orvLog(attribute.announcement, keys.back().c_str());
     }
-    if (bulkRead(kCaptureAttrsRequestId, keys, __func__, "readCaptureAttrs() - flushBulkGetSameComp() error") < 0) {
+    if (bulkRead(kCaptureAttrsRequestId, keys, __func__, orv_log::kCaptureAttrsUnread) < 0) {
         return -1;
     }
     ++captureAttrsOutstanding_;
@@ -129,13 +125,12 @@ int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
 int OrvCHProfile::processCaptureAttrsBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
     ORV_TRACE("Entry\n");
     if (entries.empty()) {
-        orvLog(kOrvLogDetail, "Error CALLHOME_READ_PROFILE_CAPTURE_ATTRS in DS %x\n", kNothingAnswered);
+        orvLog(orv_log::kCaptureAttrsEmpty, kNothingAnswered);
     }
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const std::int32_t status = orvStatusAt(statuses, i);
         if (!orvIsNotNegativeStatus(status)) {
-            orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - bad status_array = %x",
-                   static_cast<unsigned>(status));
+            orvLog(orv_log::kCaptureAttrsStatus, static_cast<unsigned>(status));
         } else {
             orvBestEffort(__func__, [&] { takeCaptureAttr(entries[i], i); });
         }
@@ -150,13 +145,11 @@ int OrvCHProfile::processCaptureAttrsBulk(std::span<const DsEntry> entries, std:
 void OrvCHProfile::takeCaptureAttr(const DsEntry& entry, std::size_t position) {
     const std::optional<std::uint32_t> capture = captureNumber(entry.name);
     if (!capture) {
-        orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - failed to extract index from SML %s, field %d\n",
-               entry.name.c_str(), static_cast<int>(position));
+        orvLog(orv_log::kCaptureNoNumber, entry.name.c_str(), static_cast<int>(position));
         return;
     }
     if (!capture_ || capture_->kind() != ScheduleItem::kCron) {
-        orvLog(kOrvLogDetail, "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - profile %u, capture %u, unhandled capture type.",
-               index_, *capture);
+        orvLog(orv_log::kCaptureUnknownType, index_, *capture);
         return;
     }
     for (const CaptureAttribute& attribute : kCaptureAttributes) {
@@ -165,10 +158,8 @@ void OrvCHProfile::takeCaptureAttr(const DsEntry& entry, std::size_t position) {
         }
         const int result = attribute.set(*capture_, entry.value);
         if (result < 0) {
-            orvLog(kOrvLogDetail,
-                   "CALLHOME_READ_PROFILE_CAPTURE_ATTRS - profile %u, capture %u, failed setting %s = %s, status = "
-                   "%x\n",
-                   index_, *capture, attribute.name.data(), entry.value.c_str(), static_cast<unsigned>(result));
+            orvLog(orv_log::kCaptureAttrRefused, index_, *capture, attribute.name.data(), entry.value.c_str(),
+                   static_cast<unsigned>(result));
         }
         return;
     }

@@ -26,7 +26,7 @@ struct InitialAttribute {
     const char* word;  // what its key contains; the first row that fits decides
     int (OrvCHProfile::*set)(const std::string& value);
     int (OrvCHProfile::*readOn)();  // the read that the value makes necessary, or null
-    const char* alarm;              // when that read cannot be sent
+    const OrvLogEntry<>* alarm;     // when that read cannot be sent
 };
 
 constexpr std::array kInitialAttributes{
@@ -36,10 +36,10 @@ constexpr std::array kInitialAttributes{
     InitialAttribute{"MaxSize", &OrvCHProfile::setMaxSize, nullptr, nullptr},
     InitialAttribute{"EmailSubject", &OrvCHProfile::setEmailSubject, nullptr, nullptr},
     InitialAttribute{"NumberOfEmails", &OrvCHProfile::setNumOfEmailEntries, &OrvCHProfile::readEmailConfig,
-                     "OrvApp - problem reading email config from DS"},
+                     &orv_log::kEmailUnread},
     InitialAttribute{kCaptureEnable, &OrvCHProfile::setCaptureEnable, nullptr, nullptr},
     InitialAttribute{kCaptureEntries, &OrvCHProfile::setCaptureEntries, &OrvCHProfile::readCaptureTypes,
-                     "OrvApp - problem reading capture entries from DS"},
+                     &orv_log::kCapturesUnread},
 };
 
 }  // namespace
@@ -55,8 +55,7 @@ int OrvCHProfile::readInitialConfig() {
          {"Level", "Format", "MaxSize", "EmailSubject", "NumberOfEmails", kCaptureEnable, kCaptureEntries}) {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.%s", index_, attribute));
     }
-    // Kept: the doubled word in the text.
-    return bulkRead(kInitialRequestId, keys, __func__, "readInitialConfigConfig() - flushBulkGetSameComp() error");
+    return bulkRead(kInitialRequestId, keys, __func__, orv_log::kInitialConfigUnread);
 }
 
 int OrvCHProfile::readEmailConfig() {
@@ -71,18 +70,18 @@ int OrvCHProfile::readEmailConfig() {
         keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.EmailList.%u", index_, i));
     }
     requested_ |= kEmailPart;
-    return bulkRead(kEmailRequestId, keys, __func__, "readEmailConfig() - flushBulkGetSameComp() error");
+    return bulkRead(kEmailRequestId, keys, __func__, orv_log::kEmailConfigUnread);
 }
 
 int OrvCHProfile::bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* caller,
-                           const char* failure) {
-    orvLog(kOrvLogInfo, "reading %u DS bulk data entries", static_cast<unsigned>(keys.size()));
+                           const OrvLogEntry<>& failure) {
+    orvLog(orv_log::kBulkRead, static_cast<unsigned>(keys.size()));
     if (store_.bulkGetAttrReq(requestId, keys) == 0) {
         return 0;
     }
-    orvLog(kOrvLogInternal, "Error reading DS bulk data entries");
+    orvLog(orv_log::kBulkUnsent);
     orvTrace(kTraceModule, caller, "flushBulkGetSameComp() error\n");
-    orvLog(kOrvLogInternal, "%s", failure);
+    orvLog(failure);
     return -1;
 }
 
@@ -100,8 +99,7 @@ int OrvCHProfile::processInitialConfigBulk(std::span<const DsEntry> entries, std
 }
 
 void OrvCHProfile::takeBadInitialEntry(std::size_t position, const std::string& key) {
-    orvLog(kOrvLogInternal, "Error getting Profile Initial Config from DS - bad status array[%d]",
-           static_cast<int>(position));
+    orvLog(orv_log::kInitialConfigStatus, static_cast<int>(position));
     if (contains(key, kCaptureEnable)) {
         [[maybe_unused]] const int result = setCaptureEnable("False");
     }
@@ -119,13 +117,12 @@ OrvCHProfile::Reading OrvCHProfile::takeInitialEntry(const DsEntry& entry) {
         // Whether the value is refused or not, the others are still taken.
         orvGuarded(__func__, [&] { return (this->*attribute.set)(entry.value); });
         if (attribute.readOn != nullptr && orvGuarded(__func__, [&] { return (this->*attribute.readOn)(); }) < 0) {
-            orvAlarm(attribute.alarm);
+            orvAlarm(*attribute.alarm);
             return Reading::kStops;
         }
         return Reading::kGoesOn;
     }
-    orvLog(kOrvLogInternal, "Read invalid attribute value '%s' from DS in processInitialConfigBulk()",
-           entry.value.c_str());
+    orvLog(orv_log::kProfileValueInvalid, entry.value.c_str());
     return Reading::kGoesOn;
 }
 
@@ -135,8 +132,7 @@ int OrvCHProfile::processEmailConfigBulk(std::span<const DsEntry> entries, std::
         if (orvIsNotNegativeStatus(orvStatusAt(statuses, i))) {
             orvGuarded(__func__, [&] { return addEmail(entries[i].value); });  // beyond the tenth none is taken
         } else {
-            orvLog(kOrvLogInternal, "Error getting Profile Email Config from DS - bad status array[%d]",
-                   static_cast<int>(i));
+            orvLog(orv_log::kEmailConfigStatus, static_cast<int>(i));
         }
     }
     return completePart(kEmailPart);
@@ -154,6 +150,6 @@ int OrvCHProfile::writeMarkerData() {
     if (store_.setAttrReq(kMarkerRequestId, kMarkerKey, dsClient::TYPE_STRING, kMarker, 1) == 0) {
         return 0;
     }
-    orvLog(kOrvLogInternal, "writeMarkerData() - DS error");
+    orvLog(orv_log::kMarkerUnsent);
     return -1;
 }
