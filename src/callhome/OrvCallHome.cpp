@@ -71,7 +71,7 @@ void OrvCallHome::probe() {
 void OrvCallHome::probeProfiles() {
     ORV_TRACE("Entry...\n\n");
     for (const auto& profile : profiles_) {
-        profile->dumpProfileInfo();
+        profile->dumpProfileInfo(capture_.scheduled(profile->capture()));
     }
     if (profiles_.empty()) {
         ORV_TRACE(" ------------------------------------------\n");

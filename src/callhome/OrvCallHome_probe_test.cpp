@@ -1,5 +1,6 @@
 // The state dump, whole.
 #include "app/DaemonFixture.h"
+#include "platform/wire/MessageCodes.h"
 
 #include <unistd.h>
 
@@ -53,6 +54,29 @@ TEST_F(OrvCallHomeProbe, tracesControllerQueueProfilesCapturesClientAndIdentityI
     EXPECT_LT(profile, capture);
     EXPECT_LT(capture, client);
     EXPECT_LT(client, identity);
+}
+
+// The clock of these tests starts at 22:13:20 on a Tuesday.
+TEST_F(OrvCallHomeProbe, showsWhenTheCaptureOfAProfileIsDue) {
+    startReady();
+    const std::string key = "Global.CallhomeDB.Profile.0.Capture";
+    switch_->set(key + "Enable", "True");
+    switch_->set(key + "Entries", "1");
+    switch_->set(key + ".0.Type", "Cron");
+    switch_->set(key + ".0.DayOfWeek", "Tue");
+    switch_->set(key + ".0.TimeOfDay", "22:15");
+    switch_->set(key + ".0.Interval", "1");
+    switch_->manage(ManagementCode::PROFILE_CHANGE);
+    switch_->pump();
+
+    EXPECT_THAT(dump(), testing::HasSubstr("      Command       = show support callhome\n"
+                                           "      LastExecution = Thu, 01  Jan  1970  00:00:00  +0000\n"
+                                           "      NextExecution = Tue, 14  Nov  2023  22:15:00  +0000\n"));
+
+    switch_->set(key + "Enable", "False");
+    switch_->manage(ManagementCode::PROFILE_CHANGE);
+    switch_->pump();
+    EXPECT_THAT(dump(), testing::HasSubstr("      NextExecution = Thu, 01  Jan  1970  00:00:00  +0000\n"));
 }
 
 TEST_F(OrvCallHomeProbe, saysSoWhenThereAreNoProfiles) {

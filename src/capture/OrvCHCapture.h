@@ -46,6 +46,10 @@ public:
     // counted: the start-up collection may still empty the attachments directory.
     void tick(bool queueOpen);
     void probe() const;
+    // A profile's item as the schedule has it; null when it is not scheduled, or there is none. For the moment only.
+    const CronCaptureItem* scheduled(const CronCaptureItem* item) const {
+        return item != nullptr ? schedule_.find(*item) : nullptr;
+    }
     // A result from the thread.
     void handleMainMesg(OrvToMainMesg* mesg) override;
 

@@ -120,6 +120,15 @@ const CronCaptureItem* OrvCaptureSchedule::due(std::time_t now) const {
     return &items_.begin()->second;
 }
 
+const CronCaptureItem* OrvCaptureSchedule::find(const CronCaptureItem& item) const {
+    for (const auto& [time, scheduled] : items_) {
+        if (scheduled.sameRhythm(item)) {
+            return &scheduled;
+        }
+    }
+    return nullptr;
+}
+
 // Composing the trace may fail for want of memory; by then the item has its new place.
 void OrvCaptureSchedule::advance() {
     Items::node_type node = items_.extract(items_.begin());

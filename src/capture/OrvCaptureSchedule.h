@@ -28,6 +28,8 @@ public:
 
     // The first item whose time has come; null when there is none. Valid until the schedule changes.
     const CronCaptureItem* due(std::time_t now) const;
+    // The copy of this item that is scheduled; null when there is none. Valid until the schedule changes.
+    const CronCaptureItem* find(const CronCaptureItem& item) const;
     // Moves the first item one interval on. There must be one.
     void advance();
 

@@ -114,7 +114,7 @@ std::unique_ptr<OrvCHEnvelope> OrvCHProfile::envelopeFor(std::int32_t level, boo
     return envelope;
 }
 
-void OrvCHProfile::dumpProfileInfo() const {
+void OrvCHProfile::dumpProfileInfo(const CronCaptureItem* scheduled) const {
     std::string text = "Profile Information:\n";
     text += orvFormat("  Config            = %u\n", config_);
     text += orvFormat("  Name              = %s\n", name_.c_str());
@@ -132,22 +132,23 @@ void OrvCHProfile::dumpProfileInfo() const {
     for (std::size_t i = 0; i < emails_.size(); ++i) {
         text += orvFormat("    Email Addr[%u] = %s\n", static_cast<unsigned>(i), emails_[i].c_str());
     }
-    text += dumpCapture();
+    text += dumpCapture(scheduled);
     ORV_TRACE("\n%s\n", text.c_str());
 }
 
-// Kept: the schedule runs copies of the item, so the times of this one's runs are always those before the first.
-std::string OrvCHProfile::dumpCapture() const {
+// The schedule runs copies of the item: the times of this one's runs are always those before the first.
+std::string OrvCHProfile::dumpCapture(const CronCaptureItem* scheduled) const {
     if (!capture_) {
         return "";
     }
+    const CronCaptureItem& times = scheduled != nullptr ? *scheduled : *capture_;
     std::string text = orvFormat("    Capture[0]: (%s)\n", ScheduleItem::kindName(capture_->kind()));
     text += orvFormat("      DayOfWeek     = %s\n", capture_->dayName());
     text += orvFormat("      TimeOfDay     = %s\n", capture_->timeOfDayText().c_str());
     text += orvFormat("      Interval      = %s\n", capture_->intervalText().c_str());
     text += orvFormat("      Shell         = %s\n", capture_->shell().c_str());
     text += orvFormat("      Command       = %s\n", capture_->command().c_str());
-    text += orvFormat("      LastExecution = %s\n", orvMailDateText(capture_->LastExecution).c_str());
-    text += orvFormat("      NextExecution = %s\n", orvMailDateText(capture_->NextExecution).c_str());
+    text += orvFormat("      LastExecution = %s\n", orvMailDateText(times.LastExecution).c_str());
+    text += orvFormat("      NextExecution = %s\n", orvMailDateText(times.NextExecution).c_str());
     return text;
 }

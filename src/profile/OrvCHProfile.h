@@ -82,7 +82,8 @@ public:
     const std::string& processedLast() const { return processedLast_; }
     std::uint32_t config() const { return config_; }
 
-    void dumpProfileInfo() const;
+    // With the times of its capture as the schedule has them: of a copy of the item. Null when it is not scheduled.
+    void dumpProfileInfo(const CronCaptureItem* scheduled = nullptr) const;
 
 private:
     enum class Reading { kGoesOn, kStops };
@@ -96,7 +97,7 @@ private:
     int completePart(std::uint32_t part);
     int completeCapturesWhenRead();
     int writeMarkerData();
-    std::string dumpCapture() const;
+    std::string dumpCapture(const CronCaptureItem* scheduled) const;
 
     const std::uint32_t index_;
     dsClient& store_;

@@ -291,7 +291,7 @@ TEST_F(OrvCHProfileTest, dumpsEverythingItHolds) {
               "\n");
 }
 
-TEST_F(OrvCHProfileTest, showsItsCaptureAsNeverRunWhateverItsCopiesDid) {
+TEST_F(OrvCHProfileTest, showsItsCaptureAsNeverRunWhenItIsNotScheduled) {
     ProfileDriver driver(switch_, profile_);
     driver.readWhole({{"NumberOfEmails", "0"}, {"CaptureEntries", "1"}}, {}, {{"Fri", "17:05", "26"}});
     const std::string before = dump();
@@ -299,6 +299,23 @@ TEST_F(OrvCHProfileTest, showsItsCaptureAsNeverRunWhateverItsCopiesDid) {
     copy.LastExecution = copy.NextExecution = 1700000000;
 
     EXPECT_EQ(dump(), before);
+}
+
+TEST_F(OrvCHProfileTest, showsTheTimesOfTheCopyThatIsScheduled) {
+    ProfileDriver driver(switch_, profile_);
+    driver.readWhole({{"NumberOfEmails", "0"}, {"CaptureEntries", "1"}}, {}, {{"Fri", "17:05", "26"}});
+    CronCaptureItem copy = *profile_.capture();
+    copy.LastExecution = 1700000000;
+    copy.NextExecution = 1800000000;
+    switch_.takeTraces();
+
+    profile_.dumpProfileInfo(&copy);
+
+    EXPECT_THAT(switch_.takeTraces(),
+                testing::ElementsAre(testing::HasSubstr("      Command       = show support callhome\n"
+                                                        "      LastExecution = Tue, 14  Nov  2023  22:13:20  +0000\n"
+                                                        "      NextExecution = Fri, 15  Jan  2027  08:00:00  +0000\n"
+                                                        "\n")));
 }
 
 }  // namespace
