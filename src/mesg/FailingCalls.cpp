@@ -33,6 +33,9 @@ std::atomic<std::size_t> least{SIZE_MAX};
 std::atomic<std::size_t> most{0};
 // Allocations until the one that fails; that one is 1, and 0 is past it.
 unsigned allocationsLeft = 0;
+// So many fail from that one on, and so many still have to.
+unsigned burst = 1;
+unsigned burstLeft = 0;
 // Since counting began.
 unsigned allocations = 0;
 std::size_t allocatedBytes = 0;
@@ -107,11 +110,14 @@ FailingAllocation::~FailingAllocation() {
     most = 0;
 }
 
-FailingNthAllocation::FailingNthAllocation(unsigned nth) {
+FailingNthAllocation::FailingNthAllocation(unsigned nth, unsigned count) {
     allocationsLeft = nth;
+    burst = count;
+    burstLeft = 0;
 }
 FailingNthAllocation::~FailingNthAllocation() {
     allocationsLeft = 0;
+    burstLeft = 0;
 }
 bool FailingNthAllocation::failed() const {
     return allocationsLeft == 0;
@@ -158,46 +164,6 @@ KillAtNth::~KillAtNth() {
 
 // The linker sends every call of name to __wrap_name, and __real_name to the library.
 extern "C" {
-
-int __real_open64(const char* path, int flags, ...);
-int __wrap_open64(const char* path, int flags, mode_t mode) {
-    return fails("open", std::string_view(path)) ? -1 : __real_open64(path, flags, mode);
-}
-
-int __real_unlink(const char* path);
-int __wrap_unlink(const char* path) {
-    return fails("unlink", std::string_view(path)) ? -1 : __real_unlink(path);
-}
-
-int __real_rename(const char* from, const char* to);
-int __wrap_rename(const char* from, const char* to) {
-    return fails("rename", std::string_view(from)) ? -1 : __real_rename(from, to);
-}
-
-int __real_link(const char* from, const char* to);
-int __wrap_link(const char* from, const char* to) {
-    return fails("link", std::string_view(from)) ? -1 : __real_link(from, to);
-}
-
-int __real_mkdir(const char* path, mode_t mode);
-int __wrap_mkdir(const char* path, mode_t mode) {
-    return fails("mkdir", std::string_view(path)) ? -1 : __real_mkdir(path, mode);
-}
-
-int __real_rmdir(const char* path);
-int __wrap_rmdir(const char* path) {
-    return fails("rmdir", std::string_view(path)) ? -1 : __real_rmdir(path);
-}
-
-DIR* __real_opendir(const char* path);
-DIR* __wrap_opendir(const char* path) {
-    return fails("opendir", std::string_view(path)) ? nullptr : __real_opendir(path);
-}
-
-int __real_system(const char* command);
-int __wrap_system(const char* command) {
-    return fails("system", std::string_view(command)) ? -1 : __real_system(command);
-}
 
 int __real_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode);
 int __wrap_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode) {
@@ -314,6 +280,10 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     ++allocations;
     allocatedBytes += size;
     if (allocationsLeft > 0 && --allocationsLeft == 0) {
+        burstLeft = burst;
+    }
+    if (burstLeft > 0) {
+        --burstLeft;
         return nullptr;
     }
     return size >= least && size <= most ? nullptr : std::malloc(size);

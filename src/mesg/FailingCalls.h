@@ -67,10 +67,10 @@ public:
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 };
 
-// The nth allocation fails, the first being 1, while this lives. One at a time.
+// The nth allocation fails, the first being 1, and with it so many in all, while this lives. One at a time.
 class FailingNthAllocation {
 public:
-    explicit FailingNthAllocation(unsigned nth);
+    explicit FailingNthAllocation(unsigned nth, unsigned count = 1);
     ~FailingNthAllocation();
     FailingNthAllocation(const FailingNthAllocation&) = delete;
     FailingNthAllocation& operator=(const FailingNthAllocation&) = delete;

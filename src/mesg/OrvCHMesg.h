@@ -60,7 +60,7 @@ public:
     // one. 0, or -1 (traced). May throw std::bad_alloc, too. Takes no lock: whoever shares the message holds it.
     [[nodiscard]] int save() const;
     // Fills an empty message from the file FileName; main thread. 0, or -1 (traced) when the file is not a whole
-    // message: what has been read until then stays, so the message is to be discarded.
+    // message: what has been read until then stays, so the message is to be discarded, as after a std::bad_alloc.
     [[nodiscard]] int restore();
     // Traces every field.
     void probe() const;

@@ -98,6 +98,9 @@ int OrvCHMesg::createData(OrvMesgKind kind) {
     } else {
         orvTrace(kTraceModule, "createMesgByType", "Message Type = LogEvent\n");
         logEvent_.reset(new (std::nothrow) LogEventData);
+        if (logEvent_ == nullptr) {
+            logEvent_.reset(new (std::nothrow) LogEventData);  // for want of a moment's memory no message is lost
+        }
     }
     if (logEvent_ == nullptr && cronCapture_ == nullptr) {
         orvTrace(kTraceModule, "createMesgByType", "Memory allocation failure!\n");

@@ -88,6 +88,7 @@ int OrvCHMesg::restore() {
     }
     OrvMesgFileBuf bytes(file.get());
     std::istream stream(&bytes);
+    stream.exceptions(std::ios_base::badbit);  // or a line without memory would pass for the file's end
     OrvMesgFileReader reader(stream, *this);
     if (reader.findStart() < 0) {
         return -1;

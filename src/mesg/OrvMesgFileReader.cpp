@@ -125,6 +125,9 @@ int OrvMesgFileReader::takeEnvelopes() {
 int OrvMesgFileReader::takeEnvelope(const std::string& line) {
     std::unique_ptr<OrvCHEnvelope> envelope(new (std::nothrow) OrvCHEnvelope);
     if (envelope == nullptr) {
+        envelope.reset(new (std::nothrow) OrvCHEnvelope);  // a message would be lost for want of a moment's memory
+    }
+    if (envelope == nullptr) {
         orvMemoryAlarm();
         // Kept: the name of another class.
         return fail("Failure to allocate OrvCHMesgQMainCmdResp object\n");

@@ -1,18 +1,20 @@
 #include "mesgq/OrvCHAttachmentFiles.h"
 
+#include "Directory_Stream.h"
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "mesg/OrvCHMesg.h"
 
-#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
-#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -21,10 +23,8 @@ constexpr mode_t kStateFileMode = 0644;
 // Linking back is a step of restoring one message, and traced as such.
 constexpr char kRestore[] = "reconstituteMsgFromFile";
 
-struct DirectoryCloser {
-    void operator()(DIR* directory) const { static_cast<void>(::closedir(directory)); }
-};
-using DirectoryPtr = std::unique_ptr<DIR, DirectoryCloser>;
+// Deeper than any that the daemon makes, and no more descriptors than it can spare.
+constexpr unsigned kMostLevels = 32;
 
 // The two ways in which every failure of this file is reported: "call(arguments): the system's text".
 void report(const char* function, const std::string& call, int error) {
@@ -33,18 +33,25 @@ void report(const char* function, const std::string& call, int error) {
     orvTrace(kTraceModule, function, "%s", text.c_str());
 }
 
-void linkFile(const char* function, const std::string& from, const std::string& to) {
-    const std::string hostFrom = orvHostPath(from);
-    const std::string hostTo = orvHostPath(to);
-    if (::link(hostFrom.c_str(), hostTo.c_str()) < 0) {
-        const int error = errno;
-        report(function, "link(" + from + ", " + to + ")", error);
-    }
+void reportLink(const char* function, const std::string& from, const std::string& to, int error) {
+    report(function, "link(" + from + ", " + to + ")", error);
 }
 
-DirectoryPtr openDir(const char* function, const std::string& dir) {
-    const std::string hostPath = orvHostPath(dir);
-    DirectoryPtr directory(::opendir(hostPath.c_str()));
+// 0, or an error number. A link is not linked: what is in its place later is not what it has led to.
+int linkAt(int from, int to, const char* name) {
+    struct stat status {};
+    if (::fstatat(from, name, &status, AT_SYMLINK_NOFOLLOW) < 0) {
+        return errno;
+    }
+    if (S_ISLNK(status.st_mode)) {
+        return ELOOP;
+    }
+    return ::linkat(from, name, to, name, 0) < 0 ? errno : 0;
+}
+
+// Of a directory that could be opened, or of none, with errno.
+Directory_Stream readDir(const char* function, Descriptor opened, const std::string& dir) {
+    Directory_Stream directory(std::move(opened));
     if (!directory) {
         const int error = errno;
         report(function, "opendir(" + dir + ")", error);
@@ -52,37 +59,53 @@ DirectoryPtr openDir(const char* function, const std::string& dir) {
     return directory;
 }
 
-// The next entry's name, "." and ".." left out; null at the end, which may be a reported failure.
-const char* nextName(const char* function, DIR* directory, const std::string& dir) {
-    for (;;) {
-        errno = 0;
-        const dirent* entry = ::readdir(directory);
-        const int error = errno;
-        if (!entry) {
-            if (error != 0) {
-                report(function, "readdir(" + dir + ")", error);
-            }
-            return nullptr;
+// The next entry's name; null at the end, which may be a reported failure.
+const char* nextName(const char* function, Directory_Stream& directory, const std::string& dir) {
+    const char* const name = directory.next();
+    const int error = errno;
+    if (!name && error != 0) {
+        report(function, "readdir(" + dir + ")", error);
+    }
+    return name;
+}
+
+Descriptor openSubdirectory(int directory, const char* name, unsigned level) {
+    if (level >= kMostLevels) {
+        errno = EMFILE;
+        return Descriptor();
+    }
+    return Descriptor(::openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+void cleanOpened(Descriptor opened, const std::string& dir, unsigned level) {
+    static constexpr char kMethod[] = "cleanDir";
+    Directory_Stream directory = readDir(kMethod, std::move(opened), dir);
+    if (!directory) {
+        return;
+    }
+    while (const char* name = nextName(kMethod, directory, dir)) {
+        if (::unlinkat(directory.descriptor(), name, 0) == 0) {
+            continue;
         }
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") {
-            return entry->d_name;
+        const int error = errno;
+        if (error == EISDIR) {
+            const std::string path = dir + name + "/";
+            orvTrace(kTraceModule, kMethod, "Entry: %s\n", path.c_str());
+            cleanOpened(openSubdirectory(directory.descriptor(), name, level + 1), path, level + 1);
+            static_cast<void>(::unlinkat(directory.descriptor(), name, AT_REMOVEDIR));
+        } else {
+            // Kept: the directory is named, not the file in it.
+            report(kMethod, "unlink(" + dir + ")", error);
         }
     }
 }
 
 }  // namespace
 
-OrvCHAttachmentFiles::~OrvCHAttachmentFiles() {
-    if (stateFile_ >= 0) {
-        static_cast<void>(::close(stateFile_));
-    }
-}
-
 void OrvCHAttachmentFiles::stageAttachments() {
     ORV_TRACE("Entry\n");
     readState();
-    if (stateFile_ < 0) {
+    if (!stateFile_) {
         return;
     }
     if (attachmentState_ == kStaged) {
@@ -98,18 +121,20 @@ void OrvCHAttachmentFiles::stageAttachments() {
 
 void OrvCHAttachmentFiles::readState() {
     attachmentState_ = kNotStaged;
-    if (stateFile_ < 0) {
-        stateFile_ = ::open(orvHostPath(kOrvAttachmentState).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kStateFileMode);
+    if (!stateFile_) {
+        stateFile_ = orvOnceMore([] { return orvOpenFile(kOrvAttachmentState, O_RDWR | O_CREAT, kStateFileMode); });
     }
     std::uint32_t state = kNotStaged;
-    if (stateFile_ >= 0 && ::pread(stateFile_, &state, sizeof state, 0) == sizeof state) {
+    const auto read = [&] { return ::pread(stateFile_.get(), &state, sizeof state, 0); };
+    if (stateFile_ && orvOnceMore(read) == sizeof state) {
         attachmentState_ = state;
     }
 }
 
 void OrvCHAttachmentFiles::writeState(std::uint32_t state) {
     attachmentState_ = state;
-    if (stateFile_ >= 0 && ::pwrite(stateFile_, &state, sizeof state, 0) != sizeof state) {
+    const auto write = [&] { return ::pwrite(stateFile_.get(), &state, sizeof state, 0); };
+    if (stateFile_ && orvOnceMore(write) != sizeof state) {
         ORV_TRACE("unable to write the attachment state\n");
     }
 }
@@ -119,21 +144,23 @@ void OrvCHAttachmentFiles::linkAttachments(OrvCHMesg& message) {
         const std::string from = kOrvStageDirectory + name;
         const std::string to = kOrvAttachmentsSlashDirectory + name;
         orvTrace(kTraceModule, kRestore, "link(%s, %s)\n", from.c_str(), to.c_str());
-        linkFile(kRestore, from, to);
+        if (orvLinkFile(from, to) < 0) {
+            const int error = errno;
+            reportLink(kRestore, from, to, error);
+        }
     }
 }
 
 void OrvCHAttachmentFiles::cleanAttachments() {
     ORV_TRACE("Entry\n");
     cleanDir(kOrvStageDirectory);
-    static_cast<void>(::rmdir(orvHostPath(kOrvStageDirectory).c_str()));
+    [[maybe_unused]] const int removed = orvRemoveDirectory(kOrvStageDirectory);
     writeState(kNotStaged);
 }
 
 void OrvCHAttachmentFiles::purgeAttachments() {
     ORV_TRACE("Entry\n");
-    const std::string hostPath = orvHostPath(kOrvAttachmentState);
-    if (::unlink(hostPath.c_str()) < 0) {
+    if (orvUnlinkFile(kOrvAttachmentState) < 0) {
         const int error = errno;
         report(__func__, std::string("unlink(") + kOrvAttachmentState + ")", error);
     }
@@ -143,37 +170,24 @@ void OrvCHAttachmentFiles::purgeAttachments() {
 
 void OrvCHAttachmentFiles::linkDirEntries(const std::string& from, const std::string& to) {
     ORV_TRACE("Entry: from %s to %s\n", from.c_str(), to.c_str());
-    const DirectoryPtr directory = openDir(__func__, from);
+    Directory_Stream directory = readDir(__func__, orvOpenDirectory(from), from);
     if (!directory) {
         return;
     }
-    while (const char* name = nextName(__func__, directory.get(), from)) {
+    const Descriptor stage = orvOpenDirectory(to);
+    const int noStage = errno;
+    while (const char* name = nextName(__func__, directory, from)) {
         const std::string source = from + name;
         const std::string target = to + name;
         ORV_TRACE("from %s to %s\n", source.c_str(), target.c_str());
-        linkFile(__func__, source, target);
+        const int error = stage ? linkAt(directory.descriptor(), stage.get(), name) : noStage;
+        if (error != 0) {
+            reportLink(__func__, source, target, error);
+        }
     }
 }
 
 void OrvCHAttachmentFiles::cleanDir(const std::string& dir) {
     ORV_TRACE("Entry: %s\n", dir.c_str());
-    const DirectoryPtr directory = openDir(__func__, dir);
-    if (!directory) {
-        return;
-    }
-    while (const char* name = nextName(__func__, directory.get(), dir)) {
-        const std::string path = dir + name;
-        const std::string hostPath = orvHostPath(path);
-        if (::unlink(hostPath.c_str()) == 0) {
-            continue;
-        }
-        const int error = errno;
-        if (error == EISDIR) {
-            cleanDir(path + "/");
-            static_cast<void>(::rmdir(hostPath.c_str()));
-        } else {
-            // Kept: the directory is named, not the file in it.
-            report(__func__, "unlink(" + dir + ")", error);
-        }
-    }
+    cleanOpened(orvOpenDirectory(dir), dir, 1);
 }

@@ -5,6 +5,8 @@
 // tells a start that was interrupted in between: the stage then still holds the full set. Main thread only.
 #pragma once
 
+#include "Descriptor.h"
+
 #include <cstdint>
 #include <string>
 
@@ -12,11 +14,6 @@ class OrvCHMesg;
 
 class OrvCHAttachmentFiles {
 public:
-    OrvCHAttachmentFiles() = default;
-    ~OrvCHAttachmentFiles();
-    OrvCHAttachmentFiles(const OrvCHAttachmentFiles&) = delete;
-    OrvCHAttachmentFiles& operator=(const OrvCHAttachmentFiles&) = delete;
-
     // Moves the files to the stage; does nothing more when the state file cannot be opened. The file stays open.
     void stageAttachments();
     // Links the files that message names back from the stage.
@@ -26,7 +23,8 @@ public:
     // Removes the state file and all attachment files, staged or not.
     static void purgeAttachments();
 
-    // Both take directories ending in "/". Failures are reported, and the rest goes on.
+    // Both take directories ending in "/". Failures are reported, and the rest goes on. Links are neither followed nor
+    // linked; directories in each other are left from a depth on at which they would take too many descriptors.
     static void linkDirEntries(const std::string& from, const std::string& to);
     static void cleanDir(const std::string& dir);
 
@@ -37,6 +35,6 @@ private:
     static constexpr std::uint32_t kStaged = 0;
     static constexpr std::uint32_t kNotStaged = 1;
 
-    int stateFile_ = -1;
+    Descriptor stateFile_;
     std::uint32_t attachmentState_ = kNotStaged;  // as last read or written
 };

@@ -1,5 +1,7 @@
 // The files of the queues, written as entries come, change and go. Failures are reported and change nothing else.
-#include "base/OrvPaths.h"
+#include "Descriptor.h"
+#include "base/OrvFiles.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -8,11 +10,10 @@
 #include "mesgq/OrvCHQueueFiles.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -26,26 +27,9 @@ constexpr mode_t kFileMode = 0666;
 // Of an order file that is not yet whole; no start takes it for an entry's.
 constexpr char kNewSuffix[] = ".new";
 
-// One write, repeated only when a signal came first. 0, or -1 with errno.
-int writeWhole(int file, const void* data, std::size_t size) {
-    ssize_t written;
-    do {
-        written = ::write(file, data, size);
-    } while (written < 0 && errno == EINTR);
-    if (written >= 0 && static_cast<std::size_t>(written) < size) {
-        errno = ENOSPC;
-        return -1;
-    }
-    return written < 0 ? -1 : 0;
-}
-
-int writeAndCut(int file, const void* data, std::size_t size) {
-    return writeWhole(file, data, size) < 0 ? -1 : ::ftruncate(file, static_cast<off_t>(size));
-}
-
 int unlinkEntryFile(const std::string& path) {
-    const std::string hostPath = orvHostPath(path);
-    if (::unlink(hostPath.c_str()) < 0) {
+    // What stays is restored, and mailed once more.
+    if (orvOnceMore([&] { return orvUnlinkFile(path); }) < 0) {
         const int error = errno;
         orvLog(kOrvLogInternal, "Error deleting file %s", path.c_str());
         orvTrace(kTraceModule, kDelete, "error deleting file %s, errno = %s(%d)\n", path.c_str(),
@@ -56,15 +40,15 @@ int unlinkEntryFile(const std::string& path) {
 }
 
 // Fills an order file and closes it. 0, or -1 for one that was not written whole.
-int fillOrderFile(int file, const std::string& path, const std::vector<std::uint32_t>& words) {
+int fillOrderFile(Descriptor file, const std::string& path, const std::vector<std::uint32_t>& words) {
     const std::size_t size = words.size() * sizeof(std::uint32_t);
-    const int written = writeAndCut(file, words.data(), size);
+    const int written = orvRewriteFile(file.get(), words.data(), size);
     if (written < 0) {
         orvLog(kOrvLogInternal, "Unable to write %u bytes to file %s", static_cast<unsigned>(size), path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to write %u bytes to file %s\n", static_cast<unsigned>(size),
                  path.c_str());
     }
-    if (::close(file) < 0) {
+    if (file.close() < 0) {
         orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to close file %s\n", path.c_str());
     }
@@ -79,28 +63,28 @@ void reportUnopened(const std::string& path) {
 // The queue's first order file comes by its name with its words in it. One that cannot be written does not come: a
 // start lists the directory then.
 void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
-    const std::string hostPath = orvHostPath(path);
-    const std::string newPath = hostPath + kNewSuffix;
-    const int file = ::open(newPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
-    if (file < 0) {
+    const std::string newPath = path + kNewSuffix;
+    // What a kill has left there, or a stranger has put there, makes way.
+    [[maybe_unused]] const int removed = orvUnlinkFile(newPath);
+    Descriptor file = orvOpenFile(newPath, O_WRONLY | O_CREAT | O_EXCL, kFileMode);
+    if (!file) {
         reportUnopened(path);
         return;
     }
-    if (fillOrderFile(file, path, words) < 0) {
-        static_cast<void>(::unlink(newPath.c_str()));
-    } else if (std::rename(newPath.c_str(), hostPath.c_str()) < 0) {
-        reportUnopened(path);
-        static_cast<void>(::unlink(newPath.c_str()));
+    const int filled = fillOrderFile(std::move(file), path, words);
+    if (filled < 0 || orvRenameFile(newPath, path) < 0) {
+        if (filled == 0) {
+            reportUnopened(path);
+        }
+        [[maybe_unused]] const int removedAgain = orvUnlinkFile(newPath);
     }
 }
 
 // At no moment is there an empty order file: it would hide every message of this queue from the next start.
 void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
-    const std::string hostPath = orvHostPath(path);  // freed only after errno was looked at
-    // Not emptied first, and not waiting for the reader of a pipe in its place either.
-    const int file = ::open(hostPath.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file >= 0) {
-        static_cast<void>(fillOrderFile(file, path, words));
+    Descriptor file = orvOpenFile(path, O_WRONLY);
+    if (file) {
+        static_cast<void>(fillOrderFile(std::move(file), path, words));
     } else if (errno == ENOENT) {
         writeFirstOrderFile(path, words);
     } else {
@@ -131,10 +115,8 @@ void OrvCHMesgQ::saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queu
 
 void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
     const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
-    const std::string hostPath = orvHostPath(path);
-    // Without waiting: a pipe that stands in the file's place must not hold the main thread.
-    const int file = ::open(hostPath.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, kFileMode);
-    if (file < 0) {
+    Descriptor file = orvOpenFile(path, O_WRONLY | O_APPEND | O_CREAT, kFileMode);
+    if (!file) {
         const int error = errno;
         orvLog(kOrvLogInternal, "Unable to open file %s for writing", path.c_str());
         orvTrace(kTraceModule, kSave, "unable to open file %s for writing, errno = %s(%d)\n", path.c_str(),
@@ -142,8 +124,8 @@ void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue
         return;
     }
     const std::string state = orvStateText(entry);
-    int error = writeWhole(file, state.data(), state.size()) < 0 ? errno : 0;
-    if (::close(file) < 0 && error == 0) {
+    int error = orvWriteWhole(file.get(), state.data(), state.size()) < 0 ? errno : 0;
+    if (file.close() < 0 && error == 0) {
         error = errno;
     }
     if (error != 0) {

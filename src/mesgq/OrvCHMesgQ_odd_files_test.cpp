@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <functional>
 
 namespace {
 
@@ -216,12 +218,30 @@ TEST_F(OrvCHMesgQOddFilesTest, aDirectoryInPlaceOfTheListingIsReported) {
                 Contains("reconstituteQueueTheHardWay: error deleting file, errno = Is a directory(21)\n"));
 }
 
-TEST_F(OrvCHMesgQOddFilesTest, aPipeInPlaceOfTheOrderFileDoesNotHoldUpTheStart) {
+TEST_F(OrvCHMesgQOddFilesTest, onlyAnEmptyFileOfTheQueuesOwnHidesTheEntries) {
+    const std::string order = std::string(kSendDir) + "/order";
+    const std::string hostPath = switch_.root().at(order);
+    switch_.root().write("/empty", "");
+    const std::string foreign = switch_.root().at("/empty");
+    const std::function<void()> kPlants[] = {[&] { ASSERT_EQ(::mkfifo(hostPath.c_str(), 0600), 0); },
+                                             [&] { ASSERT_EQ(::mkdir(hostPath.c_str(), 0700), 0); },
+                                             [&] { ASSERT_EQ(::symlink(foreign.c_str(), hostPath.c_str()), 0); },
+                                             [&] { ASSERT_EQ(::symlink("/dev/null", hostPath.c_str()), 0); },
+                                             [&] { ASSERT_EQ(::symlink("/no/such", hostPath.c_str()), 0); },
+                                             [&] { ASSERT_EQ(::link(foreign.c_str(), hostPath.c_str()), 0); }};
     sendFile("m0", "hidden");
-    ASSERT_EQ(::mkfifo(switch_.root().at(std::string(kSendDir) + "/order").c_str(), 0600), 0);
+    for (const auto& plant : kPlants) {
+        restart();
+        plant();
+        start();
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"hidden"});
+        EXPECT_THAT(takeLog(), Contains(cannotOpenOrder(kSendDir)));
+        ASSERT_EQ(std::remove(hostPath.c_str()), 0);
+    }
+    switch_.root().write(order, "");
+    restart();
     start();
-    EXPECT_TRUE(queue_->openForBusiness());
-    EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty()) << "it reads like an empty file";
+    EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
 }
 
 TEST_F(OrvCHMesgQOddFilesTest, attachmentsThatNoMessageNamesAreGoneAfterTheStart) {

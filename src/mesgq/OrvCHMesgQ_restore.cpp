@@ -1,6 +1,11 @@
 // The restore at start: what the files of the last run say is put on the lists, and the queue opens for business.
+#include "Descriptor.h"
+#include "Directory_Stream.h"
+#include "base/OrvFiles.h"
 #include "base/OrvNumber.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvShell.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -34,18 +39,35 @@ constexpr mode_t kPrivateMode = 0600;
 // As many order words as a 32-bit process has room for.
 constexpr std::uint32_t kMaxOrderWords = 1u << 28;
 
-// Whatever stands at path, opening it does not wait. Null with error set to the reason.
+// Null with error set to the reason.
 OrvFilePtr openForReading(const std::string& path, int& error) {
-    const std::string hostPath = orvHostPath(path);
-    const int file = ::open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    OrvFilePtr stream(file < 0 ? nullptr : ::fdopen(file, "r"));
-    if (!stream) {
+    return orvOnceMore([&] {
+        Descriptor file = orvOpenFile(path, O_RDONLY);
+        OrvFilePtr stream(file ? ::fdopen(file.get(), "r") : nullptr);
         error = errno;
-        if (file >= 0) {
-            static_cast<void>(::close(file));
+        if (stream) {
+            [[maybe_unused]] const int taken = file.release();
         }
+        return stream;
+    });
+}
+
+// The order file, behind the bytes of its count: a count cut short is the beginning of one, and an empty file none.
+// Null when it is not a file of the queue's own or cannot be read: only an empty file hides the entries.
+OrvFilePtr openOrderFile(const std::string& path, std::uint32_t& count, std::size_t& length) {
+    int error = 0;
+    OrvFilePtr file = openForReading(path, error);
+    struct stat status {};
+    if (!file || ::fstat(::fileno(file.get()), &status) < 0 || !S_ISREG(status.st_mode) || status.st_nlink > 1) {
+        return nullptr;
     }
-    return stream;
+    length = static_cast<std::size_t>(std::min<off_t>(status.st_size, sizeof count));
+    const auto read = [&] { return length == 0 || std::fread(&count, 1, length, file.get()) == length; };
+    if (read()) {
+        return file;
+    }
+    std::rewind(file.get());
+    return read() ? std::move(file) : nullptr;
 }
 
 void closeOrderFile(OrvFilePtr file, const std::string& path) {
@@ -70,14 +92,33 @@ std::string shellWord(const std::string& path) {
 
 // Makes the listing a file of our own in a directory where anybody may plant links; a false one is not written to.
 int claimListing() {
-    const std::string path = orvHostPath(kOrvQueueListing);
-    static_cast<void>(::unlink(path.c_str()));
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kPrivateMode);
-    if (file >= 0) {
-        return ::close(file);
+    [[maybe_unused]] const int removed = orvUnlinkFile(kOrvQueueListing);
+    const auto create = [] { return orvOpenFile(kOrvQueueListing, O_WRONLY | O_CREAT | O_EXCL, kPrivateMode); };
+    if (orvOnceMore(create)) {
+        return 0;
     }
-    struct stat status = {};
-    return ::lstat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode) ? -1 : 0;
+    struct stat status {};
+    return orvStatFile(kOrvQueueListing, status) == 0 && !S_ISDIR(status.st_mode) ? -1 : 0;
+}
+
+// Which directory the shell is going to find at dir: none that a link leads to.
+bool identify(const char* dir, struct stat& status) {
+    return orvOnceMore([&] { return orvStatFile(dir, status); }) == 0 && S_ISDIR(status.st_mode) &&
+           ::access(orvHostPath(dir).c_str(), X_OK) == 0;
+}
+
+bool isStillThere(const char* dir, const struct stat& before) {
+    struct stat now {};
+    return identify(dir, now) && now.st_dev == before.st_dev && now.st_ino == before.st_ino;
+}
+
+bool holdsEntries(const char* dir) {
+    Directory_Stream directory(orvOpenDirectory(dir));
+    const char* name = directory ? directory.next() : nullptr;
+    while (name && *name != 'm') {
+        name = directory.next();
+    }
+    return name != nullptr;
 }
 
 // The names in the queue's directory, newest file first. A negative value when the shell could not be run.
@@ -87,11 +128,20 @@ int listDirectory(const char* dir) {
     if (claimListing() < 0) {
         return -1;
     }
-    if (::access(orvHostPath(dir).c_str(), X_OK) < 0) {
-        // The shell will not get as far as making a listing: there must be none, not an empty one.
-        static_cast<void>(::unlink(orvHostPath(kOrvQueueListing).c_str()));
+    const auto run = [&] { return orvOnceMore([&] { return orvRunShell(command.c_str()); }); };
+    struct stat directory {};
+    int result = 0;
+    if (identify(dir, directory)) {
+        result = run();
+        if (result > 0 && holdsEntries(dir)) {
+            result = run();  // it ran, but could not list them
+        }
     }
-    return std::system(command.c_str());
+    if (!isStillThere(dir, directory)) {
+        // There must be no listing, not one of somewhere else, and not an empty one.
+        [[maybe_unused]] const int removed = orvUnlinkFile(kOrvQueueListing);
+    }
+    return result;
 }
 
 // Null, reported, when there is no listing to be had.
@@ -111,11 +161,20 @@ OrvFilePtr openListing(const char* dir) {
 }
 
 void deleteListing() {
-    const std::string hostPath = orvHostPath(kOrvQueueListing);
-    if (::unlink(hostPath.c_str()) < 0) {
+    if (orvUnlinkFile(kOrvQueueListing) < 0) {
         const int error = errno;
         orvTrace(kTraceModule, kHardWay, "error deleting file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
     }
+}
+
+// The next line of the listing, or the next piece of a longer one. Null at the end.
+const char* nextListed(std::FILE& list, char (&line)[kListLine]) {
+    const char* const read = std::fgets(line, sizeof line, &list);
+    if (read || std::feof(&list)) {
+        return read;
+    }
+    std::clearerr(&list);
+    return std::fgets(line, sizeof line, &list);
 }
 
 // For a step without which a whole queue stays behind, and before which nothing of the queue is on the lists: memory
@@ -163,18 +222,18 @@ void OrvCHMesgQ::readPersistentData() {
 void OrvCHMesgQ::reconstituteQueue(OrvCHMesgQQueue& queue, const char* dir) {
     ORV_TRACE("queue type = %s\n", queue.name());
     const std::string path = orvOrderPath(dir);
-    int error = 0;
-    OrvFilePtr file = openForReading(path, error);
+    std::uint32_t count = 0;
+    std::size_t length = 0;
+    OrvFilePtr file = openOrderFile(path, count, length);
     if (!file) {
         orvLog(kLevel, "Unable to open file %s", path.c_str());
         ORV_TRACE("unable to open file %s\n", path.c_str());
         reconstituteQueueTheHardWay(queue, dir);
         return;
     }
-    std::uint32_t count = 0;
     // Kept: the test is the wrong way round. A count that can be read never supplies the order, the directory does;
     // an empty order file restores nothing.
-    if (std::fread(&count, 1, sizeof count, file.get()) == sizeof count) {
+    if (length == sizeof count) {
         orvLog(kLevel, "Unable to read 'count' field from file %s", path.c_str());
         ORV_TRACE("unable to read 'count' field from the order file\n");
         reconstituteQueueTheHardWay(queue, dir);
@@ -222,7 +281,7 @@ void OrvCHMesgQ::reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char*
     }
     // A name of more than ten digits comes in pieces.
     char line[kListLine];
-    while (std::fgets(line, sizeof line, list.get())) {
+    while (nextListed(*list, line)) {
         reconstituteListed(queue, dir, line);
     }
     if (std::fclose(list.release()) != 0) {
@@ -244,16 +303,20 @@ void OrvCHMesgQ::reconstituteListed(OrvCHMesgQQueue& queue, const char* dir, con
     reconstituteNumber(queue, dir, number.value);
 }
 
-// A file that is too much for the memory is left out and named like any other that cannot be restored.
+// A file that twice finds no memory is left out and named like any other that cannot be restored.
 void OrvCHMesgQ::reconstituteNumber(OrvCHMesgQQueue& queue, const char* dir, std::uint32_t uniqueId) {
     const auto restore = [&] {
         reconstituteMsgFromFile(queue, orvEntryPath(dir, uniqueId), uniqueId);
         return 0;
     };
-    if (orvGuarded(kRestoreFile, restore) < 0) {
-        char path[kOrvPathBuffer];
-        orvEntryPath(path, dir, uniqueId);
-        reportUnrestored(path, uniqueId);
+    try {
+        restore();
+    } catch (const std::bad_alloc&) {
+        if (orvGuarded(kRestoreFile, restore) < 0) {
+            char path[kOrvPathBuffer];
+            orvEntryPath(path, dir, uniqueId);
+            reportUnrestored(path, uniqueId);
+        }
     }
 }
 
@@ -281,8 +344,10 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
         ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), orvErrorText(error).c_str(), error);
     }
     const OrvCHPosting posting{false, state.persist, state.persistRepostPeriod, state.expire};
-    std::string key = message->duplicateKey();
-    OrvCHMesgQEntry* const entry = addNewEntry(queue, message, posting, std::move(key), uniqueId);
+    OrvCHMesgQEntry* entry = addNewEntry(queue, message, posting, message->duplicateKey(), uniqueId);
+    if (!entry && !queue.isOnQueue(uniqueId)) {
+        entry = addNewEntry(queue, message, posting, message->duplicateKey(), uniqueId);  // there may be memory now
+    }
     if (!entry) {
         orvLog(kLevel, "Unable to add message from file %s to queue", path.c_str());
         ORV_TRACE("unable to add msg %u, ignoring\n", uniqueId);

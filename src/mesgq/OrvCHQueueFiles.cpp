@@ -1,10 +1,9 @@
 #include "mesgq/OrvCHQueueFiles.h"
 
+#include "base/OrvFiles.h"
 #include "base/OrvNumber.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
-
-#include <sys/stat.h>
 
 #include <cstring>
 #include <string_view>
@@ -81,7 +80,7 @@ const char* orvStandbyQueueDirectory(ORV_CH_MESG_Q_TYPE type) {
 
 void orvMakeQueueDirectories() {
     for (const char* directory : kTree) {
-        static_cast<void>(::mkdir(orvHostPath(directory).c_str(), kDirectoryMode));
+        [[maybe_unused]] const int made = orvMakeDirectory(directory, kDirectoryMode);
     }
 }
 
