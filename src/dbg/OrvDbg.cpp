@@ -127,11 +127,15 @@ void OrvDbg::open(int flags) {
     // Not blocking: a pipe planted in the file's place must not hold up the thread.
     constexpr int kCarefully = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     const int opening = O_WRONLY | O_CREAT | kCarefully | (flags & ~O_TRUNC);
-    file_.reset(orvOnceMore([&] { return ::open(paths_[0].c_str(), opening, 0666); }));
-    // Emptied only when it is a file of ours.
-    if (file_ && (orvJudgeForWriting(file_.get()) < 0 || ((flags & O_TRUNC) != 0 && ::ftruncate(file_.get(), 0) < 0))) {
-        file_.reset();
-    }
+    file_ = orvOnceMore([&] {
+        Descriptor file(::open(paths_[0].c_str(), opening, 0666));
+        // Emptied only when it is a file of ours.
+        if (file &&
+            (orvJudgeForWriting(file.get()) < 0 || ((flags & O_TRUNC) != 0 && ::ftruncate(file.get(), 0) < 0))) {
+            file.reset();
+        }
+        return file;
+    });
     silent_ = !file_;
 }
 
