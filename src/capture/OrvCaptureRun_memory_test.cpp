@@ -66,4 +66,40 @@ TEST(OrvCaptureRunMemory, leavesNoCompressedFileWhicheverAllocationFailsWhileAtt
     EXPECT_GE(thrown, 2u);
 }
 
+// Once, and in bursts: the capture may fail, the next one is whole.
+TEST(OrvCaptureRunMemory, makesTheNextCaptureCompleteWhicheverAllocationsFail) {
+    RecordingSwitch recording;
+    recording.root().write("/ostrel/conf/logfile", "log");
+    ScriptedShell shell(recording.root().path());
+    shell.support("output");
+    CountedSequence sequences;
+    OrvCaptureRun run(sequences, ScriptedShell::run);
+    const OrvStartedCapture capture;
+    const std::string attachments = "/ostrel/conf/orv/callHome/attachments";
+    for (const int burst : {1, 5, 50}) {
+        unsigned failing = 0;
+        for (bool failed = true; failed; ++failing) {
+            std::unique_ptr<OrvCHMesg> mesg;
+            {
+                const FailingMemory noMemoryNow(FailingMemory::kThrowing, static_cast<int>(failing), burst);
+                try {
+                    EXPECT_EQ(run.execute(capture, mesg), 0);
+                } catch (const std::bad_alloc&) {
+                    EXPECT_EQ(mesg, nullptr);
+                }
+                failed = noMemoryNow.failed();
+            }
+            mesg.reset();
+            EXPECT_FALSE(recording.root().exists(attachments + "/smlCapture.txt.gz")) << failing;
+            EXPECT_FALSE(recording.root().exists(attachments + "/logfile.gz")) << failing;
+            recording.takeTraces();
+
+            ASSERT_EQ(run.execute(capture, mesg), 0);
+            EXPECT_THAT(mesg->cronCapture()->Attachments, testing::ElementsAre("smlCapture.txt.gz", "logfile.gz"))
+                << failing;
+        }
+        EXPECT_GT(failing, 50u);
+    }
+}
+
 }  // namespace
