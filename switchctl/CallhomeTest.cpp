@@ -69,8 +69,7 @@ std::string reasonOf(std::uint32_t result, const DaemonLog& log) {
 }
 
 void tell(Session& session, const std::string& name, std::uint32_t result, const DaemonLog& log) {
-    const std::string refusal =
-        log.textAbout("profile " + name + " because", DaemonLog::FIRST_TEST_REFUSAL, DaemonLog::LAST_TEST_REFUSAL);
+    const std::string refusal = log.testRefusal(name);
     const std::string reason = refusal.empty() ? reasonOf(result, log) : refusal;
     session.print(Json().set("profile", name).set("status", 0).set("result", nameOf(result)).set("reason", reason),
                   refusal.empty() ? name + ": " + nameOf(result) + "\n" : "");

@@ -88,14 +88,22 @@ constexpr const char* REFUSED_TEXT = "Unable to test profile Operators because t
 
 TEST_F(CallhomeTest, tellsTheReasonFromTheEventLogWhenTheDaemonRefuses) {
     result_ = 1;
-    log_ = REFUSED_TEXT;
-    for (const std::uint32_t number : {0x8b000005u, 0x8b000006u, 0x8b000007u, 0x8b000008u}) {
+    const std::pair<std::uint32_t, const char*> refusals[] = {
+        {0x8b000008, "Unable to test profile Operators because the CallHome service is updating configuration"},
+        {0x8b000007,
+         "Unable to test profile Operators because the FromEmailAddress has not been configured in the CallHome setup"},
+        {0x8b000006,
+         "Unable to test profile Operators because the SMTP addresses are defaults or disabled in the CallHome setup"},
+        {0x8b000005, REFUSED_TEXT},
+    };
+    for (const auto& [number, text] : refusals) {
         number_ = number;
+        log_ = text;
         const Outcome result = run({"callhome", "test", "Operators"});
 
         EXPECT_EQ(result.status, ExitStatus::REFUSED);
         EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, std::string("switchctl: refused: ") + REFUSED_TEXT + "\n");
+        EXPECT_EQ(result.err, std::string("switchctl: refused: ") + text + "\n");
     }
     EXPECT_EQ(run({"callhome", "test", "Operators", "--json"}).out,
               std::string("{\"profile\":\"Operators\",\"status\":0,\"result\":\"Failed\",\"reason\":\"") +
@@ -105,9 +113,16 @@ TEST_F(CallhomeTest, tellsTheReasonFromTheEventLogWhenTheDaemonRefuses) {
 TEST_F(CallhomeTest, isNotMisledByTheReasonOfAnotherProfile) {
     result_ = 1;
     number_ = 0x8b000005;
-    log_ = "Unable to test profile Other because the CallHome service is disabled";
+    for (const char* other : {"Other", "My profile Operators", "Operators because I want to"}) {
+        const std::string text =
+            "Unable to test profile " + std::string(other) + " because the CallHome service is disabled";
+        log_ = text.c_str();
 
-    EXPECT_EQ(run({"callhome", "test", "Operators"}).out, "Operators: Failed\n");
+        const Outcome result = run({"callhome", "test", "Operators"});
+
+        EXPECT_EQ(result.out, "Operators: Failed\n") << other;
+        EXPECT_EQ(result.err, "switchctl: the test message for Operators was not delivered\n") << other;
+    }
 }
 
 TEST_F(CallhomeTest, isNotMisledByEntriesOfBefore) {

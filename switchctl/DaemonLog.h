@@ -14,8 +14,6 @@
 class DaemonLog {
 public:
     // Message numbers of the daemon's entries for operators.
-    static constexpr std::uint32_t FIRST_TEST_REFUSAL = 0x8b000005;
-    static constexpr std::uint32_t LAST_TEST_REFUSAL = 0x8b000008;
     static constexpr std::uint32_t CHANGEOVER_REFUSAL = 0x8b00000b;
     static constexpr std::uint32_t PROCESSED_REFUSAL = 0x8b00000a;
     // Entries up to this level are meant for operators.
@@ -27,8 +25,8 @@ public:
     // The text of the latest entry for operators; "" when there is none. What the daemon writes about a request for its
     // profiles that it cannot answer now is left out: we have caused it ourselves.
     std::string lastText() const;
-    // The text of the latest one with a number from first to last that names the subject.
-    std::string textAbout(const std::string& subject, std::uint32_t first, std::uint32_t last) const;
+    // The text of the latest one that refuses to test exactly this profile.
+    std::string testRefusal(const std::string& profile) const;
 
 private:
     std::shared_ptr<std::vector<LogEntry>> entries_ = std::make_shared<std::vector<LogEntry>>();
