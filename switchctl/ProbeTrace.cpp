@@ -5,129 +5,81 @@
 #include "switchctl/Errors.h"
 #include "switchctl/Management.h"
 #include "switchctl/Text.h"
-
-#include <sys/stat.h>
+#include "switchctl/TraceFile.h"
+#include "switchctl/TraceRecords.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <string_view>
+#include <vector>
 
 namespace {
 
 constexpr const char* MAIN_TRACE = "/tmp/orv.out.Main";
-// A record begins with date, time and thread, as in 11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: Entry, and may
-// have further lines.
-constexpr const char* FIRST_RECORD = " OrvCallHome probe: Entry";
-constexpr const char* LAST_RECORD = " OrvCHMesgCommon probe: ";
+constexpr std::string_view FIRST_METHOD = "OrvCallHome probe";
+constexpr std::string_view FIRST_MESSAGE = "Entry\n";
+constexpr std::string_view LAST_METHOD = "OrvCHMesgCommon probe";
+// The daemon's last words in a trace that it cannot go on with.
+constexpr std::string_view FAREWELL = "Goodbye!";
 
-bool beginsRecord(const std::string& text, std::size_t line) {
-    constexpr std::string_view DATE = "dd/dd/dddd ";
-    for (std::size_t index = 0; index < DATE.size(); ++index) {
-        const char c = line + index < text.size() ? text[line + index] : '\0';
-        if (DATE[index] == 'd' ? c < '0' || c > '9' : c != DATE[index]) {
-            return false;
-        }
-    }
-    return true;
+bool isLast(const TraceRecord& record) {
+    return record.method == LAST_METHOD;
 }
 
-// Where the record after the one at this place begins, or the text ends.
-std::size_t nextRecord(const std::string& text, std::size_t place) {
-    do {
-        const std::size_t lineFeed = text.find('\n', place);
-        place = lineFeed == std::string::npos ? text.size() : lineFeed + 1;
-    } while (place < text.size() && !beginsRecord(text, place));
-    return place;
-}
-
-// Where the first record that has the words in its first line begins.
-std::size_t findRecord(const std::string& text, std::string_view words, std::size_t place) {
-    for (; place < text.size(); place = nextRecord(text, place)) {
-        const std::string_view line(text.data() + place, std::min(text.find('\n', place), text.size()) - place);
-        if (beginsRecord(text, place) && line.find(words) != std::string_view::npos) {
-            return place;
-        }
+// Why there is no whole probe in what the daemon has traced since it was asked.
+std::string whyNone(const std::string& text, const std::string& file) {
+    if (std::ranges::any_of(traceRecords(text), isLast)) {
+        return "orvApp has answered, but its probe is more than its trace " + file + " keeps";
     }
-    return std::string::npos;
-}
-
-bool readFrom(const std::string& file, off_t offset, std::string& text) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream.seekg(offset)) {
-        return false;
+    std::string all;
+    if (TraceFile(file).readSince(all) == 0 && all.ends_with(FAREWELL)) {
+        return "orvApp has answered, but traces nothing any more: it could not begin a new file " + file;
     }
-    text.append(std::istreambuf_iterator<char>(stream), {});
-    return !stream.bad();
+    return "orvApp has answered, but traced nothing in " + file + "; is HSB_ROOT the daemon's?";
 }
 
 }  // namespace
 
-std::string ProbeTrace::generation(int number) const {
-    return number == 0 ? file_ : file_ + "." + std::to_string(number);
+std::string ProbeTrace::mainFile() {
+    return host_root() + MAIN_TRACE;
 }
 
-void ProbeTrace::mark() {
-    struct stat status {};
-    marked_ = stat(file_.c_str(), &status) == 0;
-    inode_ = status.st_ino;
-    size_ = status.st_size;
-}
-
-int ProbeTrace::readSince(std::string& text) const {
-    int oldest = GENERATIONS;
-    off_t offset = 0;
-    for (int number = 0; number <= GENERATIONS; ++number) {
-        struct stat status {};
-        const bool exists = stat(generation(number).c_str(), &status) == 0;
-        if (exists && marked_ && status.st_ino == inode_ && status.st_size >= size_) {
-            oldest = number;
-            offset = size_;
-            break;
-        }
-        if (!exists) {
-            oldest = number - 1;
-            break;
-        }
-    }
-    std::string result;
-    for (int number = oldest; number >= 0; --number) {
-        if (!readFrom(generation(number), number == oldest ? offset : 0, result)) {
-            return -1;
-        }
-    }
-    if (oldest < 0) {
-        return -1;
-    }
-    text = result;
-    return 0;
-}
-
-std::optional<std::string> ProbeTrace::probeIn(const std::string& text) {
-    const std::size_t entry = findRecord(text, FIRST_RECORD, 0);
-    const std::size_t last = entry == std::string::npos ? entry : findRecord(text, LAST_RECORD, entry);
-    if (last == std::string::npos) {
+std::optional<std::string> ProbeTrace::probeIn(std::string_view text) {
+    const auto records = traceRecords(text);
+    const auto first =
+        std::ranges::find_if(records, [](const TraceRecord& record) { return record.is(FIRST_METHOD, FIRST_MESSAGE); });
+    const auto last = std::find_if(first, records.end(), [&](const TraceRecord& record) {
+        return isLast(record) && record.process == first->process;
+    });
+    if (last == records.end()) {
         return std::nullopt;
     }
-    return text.substr(entry, nextRecord(text, last) - entry);
+    return std::string(first->text.data(), last->text.data() + last->text.size());
 }
 
-std::map<std::string, std::string> ProbeTrace::valuesIn(const std::string& probe) {
+long ProbeTrace::processOf(const std::string& probe) {
+    const auto records = traceRecords(probe);
+    return records.empty() ? 0 : records.front().process;
+}
+
+std::map<std::string, std::string> ProbeTrace::valuesIn(std::string_view probe, std::string_view title) {
     std::map<std::string, std::string> values;
-    for (const std::string& line : Text::split(probe, '\n')) {
+    const auto records = traceRecords(probe);
+    const auto record =
+        std::ranges::find_if(records, [&](const TraceRecord& one) { return one.message.starts_with(title); });
+    for (const std::string& line :
+         record == records.end() ? std::vector<std::string>() : Text::split(record->message, '\n')) {
         const std::size_t equals = line.find(" = ");
         if (equals != std::string::npos) {
-            values.emplace(Text::trim(line.substr(0, equals)), Text::trim(line.substr(equals + 3)));
+            values.insert_or_assign(Text::trim(line.substr(0, equals)), Text::trim(line.substr(equals + 3)));
         }
     }
     return values;
 }
 
 std::string ProbeTrace::ask(Session& session) {
-    const std::string file = host_root() + MAIN_TRACE;
-    ProbeTrace trace(file);
+    const std::string file = mainFile();
+    TraceFile trace(file);
     trace.mark();
     session.client.call(OperatorCode::PROBE, ProbeRequest{Management::DAEMON, ProbeCode::DUMP_STATE}.encode(),
                         Management::DAEMON);
@@ -137,7 +89,7 @@ std::string ProbeTrace::ask(Session& session) {
     }
     auto probe = probeIn(text);
     if (!probe) {
-        throw Refused("orvApp has answered, but traced nothing in " + file + "; is HSB_ROOT the daemon's?");
+        throw Refused(whyNone(text, file));
     }
     return std::move(*probe);
 }

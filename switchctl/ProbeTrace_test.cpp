@@ -2,103 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <string>
 
 namespace {
-
-class ProbeTraceTest : public testing::Test {
-protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/probe-trace-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        directory_ = pattern;
-    }
-    void TearDown() override { std::filesystem::remove_all(directory_); }
-
-    std::string file(int generation = 0) const {
-        return directory_ + "/orv.out.Main" + (generation == 0 ? "" : "." + std::to_string(generation));
-    }
-    void write(const std::string& text) const { std::ofstream(file(), std::ios::app) << text; }
-    // As the logger does it.
-    void rotate() const {
-        for (int generation = 4; generation >= 0; --generation) {
-            std::rename(file(generation).c_str(), file(generation + 1).c_str());
-        }
-        write("");
-    }
-    std::string since(const ProbeTrace& trace) const {
-        std::string text = "unchanged";
-        EXPECT_EQ(trace.readSince(text), 0);
-        return text;
-    }
-
-    std::string directory_;
-};
-
-TEST_F(ProbeTraceTest, givesWhatWasWrittenSinceTheMark) {
-    ProbeTrace trace(file());
-    write("before\n");
-    trace.mark();
-    write("after\n");
-
-    EXPECT_EQ(since(trace), "after\n");
-}
-
-TEST_F(ProbeTraceTest, givesNothingWhenNothingWasWritten) {
-    ProbeTrace trace(file());
-    write("before\n");
-    trace.mark();
-
-    EXPECT_EQ(since(trace), "");
-}
-
-TEST_F(ProbeTraceTest, followsTheTraceThroughItsGenerations) {
-    ProbeTrace trace(file());
-    write("before\n");
-    rotate();
-    write("before too\n");
-    trace.mark();
-    write("one\n");
-    rotate();
-    write("two\n");
-    rotate();
-    write("three\n");
-
-    EXPECT_EQ(since(trace), "one\ntwo\nthree\n");
-}
-
-TEST_F(ProbeTraceTest, givesWhatIsLeftWhenTheMarkedGenerationIsGone) {
-    ProbeTrace trace(file());
-    write("before\n");
-    trace.mark();
-    for (const char* text : {"lost\n", "1\n", "2\n", "3\n", "4\n", "5\n"}) {
-        write(text);
-        rotate();
-    }
-    write("6\n");
-
-    EXPECT_EQ(since(trace), "1\n2\n3\n4\n5\n6\n");
-}
-
-TEST_F(ProbeTraceTest, givesAllWhenThereWasNoTraceAtTheMark) {
-    ProbeTrace trace(file());
-    trace.mark();
-    write("first\n");
-
-    EXPECT_EQ(since(trace), "first\n");
-}
-
-TEST_F(ProbeTraceTest, saysWhenThereIsNoTrace) {
-    ProbeTrace trace(file());
-    trace.mark();
-    std::string text = "unchanged";
-
-    EXPECT_EQ(trace.readSince(text), -1);
-    EXPECT_EQ(text, "unchanged");
-}
 
 constexpr const char* BEFORE = "11/14/2023 UTC 22:13:20.122  17 OrvApp x: y\n";
 constexpr const char* PROBE =
@@ -132,17 +38,47 @@ TEST(ProbeInTrace, isNotThereUntilItsLastRecordIs) {
 }
 
 TEST(ProbeInTrace, isNotMistakenForATextInARecord) {
+    const std::string quoted = "11/14/2023 UTC 22:13:20.122  17 OrvApp x: value = a OrvCallHome probe: Entry\n";
+    EXPECT_EQ(ProbeTrace::probeIn(quoted + quoted + AFTER), std::nullopt);
+    EXPECT_EQ(ProbeTrace::probeIn(quoted + PROBE + AFTER), PROBE);
     EXPECT_EQ(ProbeTrace::probeIn("x OrvCallHome probe: Entry\n" + std::string(BEFORE)), std::nullopt);
 }
 
-TEST(ProbeInTrace, hasValuesByTheirFirstNames) {
-    const auto values = ProbeTrace::valuesIn(PROBE);
+TEST(ProbeInTrace, beginsAlsoBehindARecordThatDoesNotEndItsLine) {
+    const std::string open = "11/14/2023 UTC 22:13:20.122  17 OrvCHMesgQ add: unable to make room\nspaceInUse = 5";
+    EXPECT_EQ(ProbeTrace::probeIn(open + PROBE + AFTER), PROBE);
+}
+
+TEST(ProbeInTrace, isOfOneProcess) {
+    const std::string probe = PROBE;
+    const std::string cut = probe.substr(0, probe.find("11/14/2023 UTC 22:13:20.124"));
+    std::string other = probe;
+    for (std::size_t place = other.find("  17 "); place != std::string::npos; place = other.find("  17 ", place)) {
+        other.replace(place, 5, "  18 ");
+    }
+    EXPECT_EQ(ProbeTrace::probeIn(cut + other.substr(cut.size())), std::nullopt);
+    EXPECT_EQ(ProbeTrace::processOf(other), 18);
+}
+
+TEST(ProbeInTrace, hasValuesInTheRecordOfATitle) {
+    const auto values = ProbeTrace::valuesIn(PROBE, ProbeTrace::STATE);
 
     EXPECT_EQ(values.at("ReadyForMessage"), "1");
     EXPECT_EQ(values.at("Config"), "0");
-    EXPECT_EQ(values.at("Name"), "a = b");
-    EXPECT_EQ(values.at("ReplyTo"), "<undefined>");
-    EXPECT_FALSE(values.contains("Profile Information:"));
+    EXPECT_FALSE(values.contains("Name"));
+    EXPECT_EQ(ProbeTrace::valuesIn(PROBE, "\nProfile Information:").at("Name"), "a = b");
+    EXPECT_TRUE(ProbeTrace::valuesIn(PROBE, ProbeTrace::QUEUE).empty());
+    EXPECT_TRUE(ProbeTrace::valuesIn("", ProbeTrace::STATE).empty());
+}
+
+// The state of the switch is a text of anybody's.
+TEST(ProbeInTrace, hasNumbersThatNoTextAboveThemTakesTheirPlaceOf) {
+    const std::string head = "11/14/2023 UTC 22:13:20.123  17 OrvCallHome probe: ";
+    const std::string probe = head +
+                              "CallHome State Information:\nSwitchOperState = Online\nCondition = 0x3f\n"
+                              "  messages send OK = 9\nCondition = 0x1\n";
+    EXPECT_EQ(ProbeTrace::valuesIn(probe, ProbeTrace::STATE).at("Condition"), "0x1");
+    EXPECT_TRUE(ProbeTrace::valuesIn(probe, ProbeTrace::STATISTICS).empty());
 }
 
 }  // namespace

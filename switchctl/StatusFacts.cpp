@@ -39,9 +39,10 @@ std::uint32_t bits(const std::map<std::string, std::string>& values, const char*
 void askDaemon(Session& session, StatusFacts& facts) {
     facts.queue = Management::queue(session);
     try {
-        auto values = ProbeTrace::valuesIn(ProbeTrace::ask(session));
-        facts.probe = StatusFacts::Probe{bits(values, "Condition"), bits(values, "Config"), {}};
-        facts.probe->values = std::move(values);
+        const std::string probe = ProbeTrace::ask(session);
+        const auto state = ProbeTrace::valuesIn(probe, ProbeTrace::STATE);
+        facts.probe = StatusFacts::Probe{bits(state, "Condition"), bits(state, "Config"),
+                                         ProbeTrace::valuesIn(probe, ProbeTrace::STATISTICS)};
     } catch (const Refused& error) {
         facts.noProbe = error.what();
     }
