@@ -101,7 +101,7 @@ class Stack:
                          stdout=subprocess.PIPE, text=True)
         self.environment["HSB_BUS"] = bus.stdout.readline().strip()
         self.spawn([BIN / "switchd", "--state", self.directory / "switchd"])
-        self.ctl("status")  # when that answers, the switch's directories are there
+        self.ctl("attr", "get", "Config.Switch.SymName")  # when that answers, the switch's directories are there
         self.sink = Sink(self.directory)
         self.port = self.sink.port
 

@@ -217,7 +217,7 @@ TEST_F(BadInput, anAttributeOfTenMegabytesIsCarriedEverywhere) {
     EXPECT_EQ(done({"attr", "load", path, "--timeout", "30"}), "");
     done({"callhome", "profile-change", "--timeout", "30"});
 
-    EXPECT_THAT(done({"status", "--timeout", "30"}), StartsWith("CallHome cannot send."));
+    EXPECT_THAT(switchctl({"status", "--timeout", "30"}).output, StartsWith("CallHome cannot send."));
     EXPECT_EQ(done({"callhome", "processed", "--timeout", "30"}), "no profiles\n");
     const ProcessOutcome larger =
         switchctl({"attr", "load", file("larger", "A.Key=1\nA.Larger=" + std::string((10u << 20) + 1, 'v') + "\n")});

@@ -47,3 +47,6 @@ struct NoAnswer : std::runtime_error {
 struct SwitchdSilent : NoAnswer {
     using NoAnswer::NoAnswer;
 };
+
+// status has printed what keeps mails from leaving: there is nothing to add.
+struct CannotSend {};

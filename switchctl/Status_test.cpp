@@ -78,7 +78,7 @@ protected:
 TEST_F(Status, ofAnUnconfiguredSwitchSaysWhatToMendInOrder) {
     run({"attr", "set", "Default.Mfg.AllowCallhome=False"});
 
-    EXPECT_EQ(done({"status"}),
+    EXPECT_EQ(status(),
               "CallHome cannot send. What to mend, in this order:\n"
               "  1. the switch's factory settings do not allow CallHome\n"
               "       switchctl attr set Default.Mfg.AllowCallhome=True\n"
@@ -122,34 +122,34 @@ TEST_F(Status, ofASwitchWhoseValuesAreOfNoUseSaysThatItCannotSend) {
     for (const UselessCase& one : USELESS) {
         configure();
         done({"attr", "set", "Global.Callhome.SMTPPort=65535"});
-        EXPECT_THAT(done({"status", "--json"}), StartsWith("{\"canSend\":true,"));
+        EXPECT_THAT(status({"--json"}), StartsWith("{\"canSend\":true,"));
 
         done({"attr", "set", one.attribute});
 
-        EXPECT_THAT(done({"status", "--json"}),
+        EXPECT_THAT(status({"--json"}),
                     StartsWith(std::string("{\"canSend\":false,\"problems\":[{\"cause\":\"") + one.cause + "\","))
             << one.attribute;
     }
-    EXPECT_THAT(done({"status"}), HasSubstr("\nprofiles      0\n"));
+    EXPECT_THAT(status(), HasSubstr("\nprofiles      0\n"));
 }
 
 TEST_F(Status, ofASwitchThatCountsProfilesWhichAreNotThereSaysThatItCannotSend) {
     configure();
     done({"attr", "set", "Global.CallhomeDB.NumberOfProfiles=5",
           "Global.CallhomeDB.ProfileList.0=", "Global.CallhomeDB.ProfileList.1="});
-    EXPECT_THAT(done({"status"}), HasSubstr("there are no profiles"));
+    EXPECT_THAT(status(), HasSubstr("there are no profiles"));
 
     done({"attr", "unset", "Global.CallhomeDB.ProfileList.0", "Global.CallhomeDB.ProfileList.1"});
-    EXPECT_THAT(done({"status"}), HasSubstr("there are no profiles"));
+    EXPECT_THAT(status(), HasSubstr("there are no profiles"));
 }
 
 TEST_F(Status, cutsALongSenderAndSaysNoneForABlankOne) {
     done({"attr", "set", "Global.Callhome.FromAddr=" + std::string(100, 'a')});
-    EXPECT_THAT(done({"status"}), HasSubstr("\nsender        " + std::string(60, 'a') + "...\n"));
+    EXPECT_THAT(status(), HasSubstr("\nsender        " + std::string(60, 'a') + "...\n"));
 
     done({"attr", "set", "Global.Callhome.FromAddr= "});
-    EXPECT_THAT(done({"status"}), HasSubstr("\nsender        none\n"));
-    EXPECT_THAT(done({"status"}), HasSubstr("there is no sender address"));
+    EXPECT_THAT(status(), HasSubstr("\nsender        none\n"));
+    EXPECT_THAT(status(), HasSubstr("there is no sender address"));
 }
 
 TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {
@@ -158,7 +158,7 @@ TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {
     waiting_ = 1;
     open_ = 1;
 
-    EXPECT_EQ(done({"status"}),
+    EXPECT_EQ(status(),
               "CallHome can send.\n"
               "components    OrvApp started " +
                   address_ +
@@ -176,7 +176,7 @@ TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {
 
 TEST_F(Status, isOneObjectForPrograms) {
     configure();
-    EXPECT_EQ(done({"status", "--json"}),
+    EXPECT_EQ(status({"--json"}),
               "{\"canSend\":true,\"problems\":[],\"components\":[{\"name\":\"OrvApp\",\"state\":\"started\",\"node\":" +
                   std::to_string(daemon_.address().node) + ",\"process\":" + std::to_string(daemon_.address().process) +
                   "}],"
@@ -192,7 +192,7 @@ TEST_F(Status, isOneObjectForPrograms) {
 }
 
 TEST_F(Status, tellsProgramsTheCauseOfEachProblem) {
-    EXPECT_THAT(done({"status", "--json"}),
+    EXPECT_THAT(status({"--json"}),
                 StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"service\",\"text\":\"CallHome is switched "
                            "off\",\"remedy\":\"switchctl callhome setup --enable\"},{\"cause\":\"server\","));
 }
@@ -202,23 +202,23 @@ TEST_F(Status, countsTheSecondServerAsAServer) {
     run({"attr", "set", "Global.Callhome.SMTPEnable=False", "Global.Callhome.NF-SMTPAddr1=3-mail.example.com",
          "Global.Callhome.SMTPEnable1=True"});
 
-    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send.\n"));
-    EXPECT_THAT(done({"status"}), HasSubstr("\nmail servers  192.0.2.1:25 (off), mail.example.com:25\n"));
+    EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(status(), HasSubstr("\nmail servers  192.0.2.1:25 (off), mail.example.com:25\n"));
 }
 
 TEST_F(Status, noticesThatTheDaemonHasNotReadTheAttributesOrIsReadingThem) {
     configure();
     condition_ = "0x37";
 
-    EXPECT_THAT(done({"status"}), StartsWith("CallHome cannot send. What to mend, in this order:\n"
-                                             "  1. orvApp has not read the attributes as they are now\n"
-                                             "       switchctl callhome profile-change\n"
-                                             "components "));
+    EXPECT_THAT(status(), StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                     "  1. orvApp has not read the attributes as they are now\n"
+                                     "       switchctl callhome profile-change\n"
+                                     "components "));
     config_ = "0x20";
-    EXPECT_THAT(done({"status"}), StartsWith("CallHome cannot send. What to mend, in this order:\n"
-                                             "  1. orvApp is reading its configuration; look again\n"
-                                             "       switchctl status\n"
-                                             "components "));
+    EXPECT_THAT(status(), StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                     "  1. orvApp is reading its configuration; look again\n"
+                                     "       switchctl status\n"
+                                     "components "));
 }
 
 TEST_F(Status, marksAQueueWithoutRoom) {
@@ -226,7 +226,7 @@ TEST_F(Status, marksAQueueWithoutRoom) {
     waiting_ = 100;
     bytes_ = 5120001;
 
-    EXPECT_THAT(done({"status"}),
+    EXPECT_THAT(status(),
                 HasSubstr("\nqueue         100 of 100 waiting (full), 0 open, 5120001 of 5120000 bytes (full)\n"));
 }
 
@@ -242,23 +242,22 @@ TEST_F(Status, countsDownToTheNextTryAfterAFailure) {
     log(0x8b00000f, RETRY);
     switch_.clock().advance(1500);
 
-    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send; after a failure it waits to try again.\n"));
-    EXPECT_THAT(done({"status"}), HasSubstr("\nretry         in 4 s through 192.0.2.1:25\n"));
-    EXPECT_THAT(done({"status"}),
-                EndsWith("\nlast failure  2023-11-14T22:13:20.123456+0000\n"
-                         "    Encountered failure communicating with SMTP server=192.0.2.1, port=25,\n"
-                         "    Reason=[Connect Error], Description=[Connection refused], Response=[]\n"));
-    EXPECT_THAT(done({"status", "--json"}), HasSubstr("\"retry\":{\"server\":\"192.0.2.1:25\",\"seconds\":4}"));
+    EXPECT_THAT(status(), StartsWith("CallHome can send; after a failure it waits to try again.\n"));
+    EXPECT_THAT(status(), HasSubstr("\nretry         in 4 s through 192.0.2.1:25\n"));
+    EXPECT_THAT(status(), EndsWith("\nlast failure  2023-11-14T22:13:20.123456+0000\n"
+                                   "    Encountered failure communicating with SMTP server=192.0.2.1, port=25,\n"
+                                   "    Reason=[Connect Error], Description=[Connection refused], Response=[]\n"));
+    EXPECT_THAT(status({"--json"}), HasSubstr("\"retry\":{\"server\":\"192.0.2.1:25\",\"seconds\":4}"));
     switch_.clock().advance(5000);
-    EXPECT_THAT(done({"status"}), HasSubstr("\nretry         due through 192.0.2.1:25\n"));
+    EXPECT_THAT(status(), HasSubstr("\nretry         due through 192.0.2.1:25\n"));
 }
 
 TEST_F(Status, forgetsARetryWithNothingLeftToSend) {
     configure();
     log(0x8b00000f, RETRY);
 
-    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send.\n"));
-    EXPECT_THAT(done({"status"}), HasSubstr("\nretry         none\n"));
+    EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(status(), HasSubstr("\nretry         none\n"));
 }
 
 TEST_F(Status, countsWhatWasGivenUp) {
@@ -269,8 +268,8 @@ TEST_F(Status, countsWhatWasGivenUp) {
     log(0x8b000001, "Error restoring message from /x, ignoring", 16);
     log(0x8b000001, "Unable to make room for message (file limit)", 15);
 
-    EXPECT_THAT(done({"status"}), HasSubstr("\ngiven up      2 recipients, 1 mails, 2 messages not queued\n"));
-    EXPECT_THAT(done({"status", "--json"}), HasSubstr("\"givenUp\":{\"recipients\":2,\"mails\":1,\"notQueued\":2}"));
+    EXPECT_THAT(status(), HasSubstr("\ngiven up      2 recipients, 1 mails, 2 messages not queued\n"));
+    EXPECT_THAT(status({"--json"}), HasSubstr("\"givenUp\":{\"recipients\":2,\"mails\":1,\"notQueued\":2}"));
 }
 
 TEST_F(Status, saysThatTheTraceCannotBeReadAndStillSaysTheRest) {
@@ -283,9 +282,9 @@ TEST_F(Status, saysThatTheTraceCannotBeReadAndStillSaysTheRest) {
         }
     };
 
-    EXPECT_THAT(done({"status"}), StartsWith("CallHome can send.\n"));
-    EXPECT_THAT(done({"status"}), HasSubstr("\ndiscarded     not known: orvApp has answered, but its trace "));
-    EXPECT_THAT(done({"status", "--json"}), HasSubstr("\"discarded\":null"));
+    EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(status(), HasSubstr("\ndiscarded     not known: orvApp has answered, but its trace "));
+    EXPECT_THAT(status({"--json"}), HasSubstr("\"discarded\":null"));
 }
 
 TEST_F(Status, ofADaemonThatDoesNotAnswerIsPrintedAndNoSuccess) {
@@ -306,10 +305,10 @@ TEST_F(Status, ofASwitchWithoutADaemonSaysSoFirst) {
     daemon_.remove();
     switch_.pump();
 
-    EXPECT_THAT(done({"status"}), StartsWith("CallHome cannot send. What to mend, in this order:\n"
-                                             "  1. orvApp does not run\n       orvApp\n"
-                                             "components    none\n"));
-    EXPECT_THAT(done({"status", "--json"}),
+    EXPECT_THAT(status(), StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                     "  1. orvApp does not run\n       orvApp\n"
+                                     "components    none\n"));
+    EXPECT_THAT(status({"--json"}),
                 StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"daemon\",\"text\":\"orvApp does not run\","
                            "\"remedy\":\"orvApp\"}],\"components\":[],"));
 }

@@ -39,6 +39,9 @@ void status(Session& session) {
     if (!facts.noAnswer.empty()) {
         throw NoAnswer(facts.noAnswer);
     }
+    if (!statusProblems(facts).empty()) {
+        throw CannotSend();
+    }
 }
 
 // For the message when time has run out.

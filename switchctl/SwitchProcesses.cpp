@@ -30,7 +30,7 @@ std::string SwitchProcesses::done(const Words& arguments) const {
 
 std::unique_ptr<Child> SwitchProcesses::startSwitchd(const std::function<void()>& preparation) const {
     auto child = start(Program::SWITCHD, {"--state", state()}, preparation);
-    EXPECT_THAT(done({"status", "--timeout", "30"}), testing::HasSubstr("\ncomponents    none\n"));
+    EXPECT_THAT(switchctl({"status", "--timeout", "30"}).output, testing::HasSubstr("\ncomponents    none\n"));
     return child;
 }
 
@@ -48,7 +48,7 @@ void SwitchProcesses::configureWithDeadServer() const {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     std::string status;
     while (!status.starts_with("{\"canSend\":true") && std::chrono::steady_clock::now() < deadline) {
-        status = done({"status", "--json"});
+        status = switchctl({"status", "--json"}).output;
     }
     EXPECT_THAT(status, testing::StartsWith("{\"canSend\":true"));
 }

@@ -64,6 +64,8 @@ int runAndTell(const std::vector<std::string>& arguments, CommandTree& tree, Ses
         return runLine(arguments, tree, session);
     } catch (const CannotWrite&) {
         throw;
+    } catch (const CannotSend&) {
+        return ExitStatus::REFUSED;
     } catch (const UsageError& error) {
         return failUsage(session, tree, error);
     } catch (const Refused& error) {

@@ -46,6 +46,16 @@ protected:
         EXPECT_EQ(result.err, "");
         return result.out;
     }
+    // What status prints; its exit status tells whether CallHome can send.
+    std::string status(const std::vector<std::string>& options = {}) {
+        std::vector<std::string> words = {"status"};
+        words.insert(words.end(), options.begin(), options.end());
+        const Outcome result = run(words);
+        const bool sends = result.out.starts_with("CallHome can send") || result.out.starts_with("{\"canSend\":true,");
+        EXPECT_EQ(result.status, sends ? ExitStatus::DONE : ExitStatus::REFUSED) << result.err;
+        EXPECT_EQ(result.err, "");
+        return result.out;
+    }
 
     LoopbackSwitch switch_;
 };
