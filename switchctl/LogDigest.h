@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 struct LogDigest {
     struct Failure {
@@ -16,10 +17,32 @@ struct LogDigest {
         bool recovered = false;  // Mails went out again since.
     };
     struct Retry {
-        std::string server;    // address and port
-        std::int64_t due = 0;  // microseconds since 1970
+        std::string server;        // address and port
+        std::int64_t decided = 0;  // when, in microseconds since 1970
+        std::int64_t due = 0;      // for when
     };
 
+    // What is wrong with the daemon itself.
+    enum class Trouble {
+        READY_UNSENT,       // that it is ready for its configuration
+        CONFIGURED_UNSENT,  // that it has read it
+        NO_SEND_THREAD,
+        NO_CAPTURE_THREAD,
+        NO_LOG_EVENTS,  // it could not subscribe to them
+        NO_STATE_EVENTS,
+        NO_ADDRESS_EVENTS,
+        NO_HOSTNAME_EVENTS,
+        OUT_OF_MEMORY,
+        OUT_OF_DESCRIPTORS,
+        QUEUE_NOT_RESTORED,  // a whole one
+    };
+    struct Sign {
+        Trouble trouble;
+        std::int64_t time = 0;  // microseconds since 1970
+        friend bool operator==(const Sign&, const Sign&) = default;
+    };
+
+    std::vector<Sign> signs;  // oldest first
     std::optional<Failure> lastFailure;
     std::optional<Retry> retry;
     std::uint64_t recipientsGivenUp = 0;
@@ -27,7 +50,7 @@ struct LogDigest {
     std::uint64_t messagesNotQueued = 0;  // refused by the queue, or not restored from their files, each file once
 
     // Entries up to this level matter here.
-    static constexpr std::int32_t MAX_LEVEL = 16;
+    static constexpr std::int32_t MAX_LEVEL = 17;
 
     // From the whole log. Throws as OperatorClient::call.
     static LogDigest read(Session& session);
@@ -36,6 +59,7 @@ struct LogDigest {
 
 private:
     void takeUnnumbered(const std::string& text);
+    void takeSigns(const LogEntry& entry);
 
     std::set<std::string> lostFiles_;
     std::string emptyFile_;  // the one told of last

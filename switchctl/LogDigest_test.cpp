@@ -110,6 +110,49 @@ TEST(LogDigest, countsWhatWasNotQueuedAndEachFileOnce) {
     }
 }
 
+struct RetryCase {
+    const char* name;
+    const char* text;
+    const char* server;  // null: no retry
+};
+
+const RetryCase RETRIES[] = {
+    {"an address", "Will retry sending via SMTP server=192.0.2.1, port=25, after 5 seconds", "192.0.2.1:25"},
+    {"an IPv6 address", "Will retry sending via SMTP server=2001:db8::1, port=25, after 5 seconds", "[2001:db8::1]:25"},
+    {"a name like the rest of the text",
+     "Will retry sending via SMTP server=a, port=1, after 9 seconds%s, port=25, after 5 seconds",
+     "a, port=1, after 9 seconds%s:25"},
+    {"a text that is cut", "Will retry sending via SMTP server=192.0.2.1, port=25, aft", nullptr},
+    {"no number", "Will retry sending via SMTP server=192.0.2.1, port=25, after x seconds", nullptr},
+    {"nothing", "", nullptr},
+    {"the words in another order", "Will retry sending via SMTP server=a, after 5, port=25 seconds", nullptr},
+};
+
+TEST(LogDigest, knowsTheServerOfARetryWhateverItsName) {
+    for (const RetryCase& one : RETRIES) {
+        LogDigest digest;
+        LogEntry entry = entryOf(0x8b00000f);
+        entry.text = one.text;
+        digest.take(entry, 1);
+        EXPECT_EQ(digest.retry ? digest.retry->server : "none", one.server == nullptr ? "none" : one.server)
+            << one.name;
+        EXPECT_EQ(digest.retry ? digest.retry->due : 1005500000, 1005500000) << one.name;
+    }
+}
+
+TEST(LogDigest, forgetsARetryWhenTheServersAreReadAnew) {
+    LogDigest digest;
+    digest.take(entryOf(0x8b00000f), 1);
+    LogEntry entry = entryOf(0x8b000001);
+    entry.text = "build request for Global.Callhome.SMTPGatewayEnable";
+    entry.level = 17;
+
+    digest.take(entry, 1);
+
+    EXPECT_LE(entry.level, LogDigest::MAX_LEVEL);
+    EXPECT_FALSE(digest.retry);
+}
+
 TEST(LogDigest, leavesOutWhatOthersWrote) {
     LogDigest digest;
     digest.take(entryOf(0x8b000018, "operator"), 1);
