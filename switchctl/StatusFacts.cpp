@@ -5,11 +5,13 @@
 #include "switchctl/Management.h"
 #include "switchctl/ProbeTrace.h"
 #include "switchctl/ProfileTable.h"
+#include "switchctl/Text.h"
 
 #include <strings.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <chrono>
+#include <utility>
 
 namespace {
 
@@ -30,22 +32,52 @@ const std::vector<std::string> KEYS = {
     "Oper.Callhome.ActiveSMTPPort",
 };
 
+using Values = std::map<std::string, std::string>;
+
 // "0x3f", or "0" alone.
-std::uint32_t bits(const std::map<std::string, std::string>& values, const char* key) {
+std::optional<std::uint32_t> bits(const Values& values, const char* key) {
     const auto found = values.find(key);
-    return found == values.end() ? 0 : static_cast<std::uint32_t>(std::strtoul(found->second.c_str(), nullptr, 16));
+    const auto number = found == values.end() ? std::nullopt : Text::number(found->second, 0, UINT32_MAX);
+    return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
 }
 
-void askDaemon(Session& session, StatusFacts& facts) {
-    facts.queue = Management::queue(session);
+std::optional<bool> flag(const Values& values, const char* key) {
+    const auto found = values.find(key);
+    const bool known = found != values.end() && (found->second == "true" || found->second == "false");
+    return known ? std::optional(found->second == "true") : std::nullopt;
+}
+
+void askProbe(Session& session, StatusFacts& facts) {
     try {
         const std::string probe = ProbeTrace::ask(session);
-        const auto state = ProbeTrace::valuesIn(probe, ProbeTrace::STATE);
-        facts.probe = StatusFacts::Probe{bits(state, "Condition"), bits(state, "Config"),
-                                         ProbeTrace::valuesIn(probe, ProbeTrace::STATISTICS)};
+        const Values state = ProbeTrace::valuesIn(probe, ProbeTrace::STATE);
+        const Values queue = ProbeTrace::valuesIn(probe, ProbeTrace::QUEUE);
+        facts.probe =
+            StatusFacts::Probe{bits(state, "Condition"), bits(state, "Config"), flag(queue, "queueOpenForBusiness"),
+                               flag(queue, "configDataRead"), ProbeTrace::valuesIn(probe, ProbeTrace::STATISTICS)};
+        facts.traces.process = ProbeTrace::processOf(probe);
     } catch (const Refused& error) {
         facts.noProbe = error.what();
     }
+}
+
+// A daemon that cannot send its responses still answers a probe; whoever has been waited for in vain gets a second
+// more.
+void askDaemon(Session& session, StatusFacts& facts) {
+    try {
+        facts.queue = Management::queue(session);
+    } catch (const SwitchdSilent&) {
+        throw;
+    } catch (const NoAnswer& error) {
+        const auto patience = session.client.timeout();
+        session.client.timeout(std::min<OperatorClient::Milliseconds>(patience, std::chrono::seconds(1)));
+        facts.noAnswer = error.what();
+        askProbe(session, facts);
+        session.client.timeout(patience);
+        facts.noResponse = std::exchange(facts.noAnswer, "");
+        return;
+    }
+    askProbe(session, facts);
 }
 
 }  // namespace
@@ -59,17 +91,28 @@ StatusFacts StatusFacts::gather(Session& session) {
         facts.profiles.push_back(profile.name);
     }
     facts.log = LogDigest::read(session);
-    if (facts.daemon() == nullptr) {
-        return facts;
+    if (facts.daemon() != nullptr) {
+        try {
+            askDaemon(session, facts);
+        } catch (const NoAnswer& error) {
+            facts.noAnswer = facts.noAnswer.empty() ? error.what() : facts.noAnswer;
+        } catch (const Refused& error) {
+            facts.noAnswer = error.what();
+        }
     }
-    try {
-        askDaemon(session, facts);
-    } catch (const NoAnswer& error) {
-        facts.noAnswer = error.what();
-    } catch (const Refused& error) {
-        facts.noAnswer = error.what();
-    }
+    facts.traces = DaemonTraces::read(facts.traces.process);
     return facts;
+}
+
+StatusFacts::Count StatusFacts::count(LogDigest::Trouble trouble) const {
+    Count count;
+    for (const LogDigest::Sign& sign : log.signs) {
+        if (sign.trouble == trouble && sign.time >= traces.started.value_or(0)) {
+            ++count.times;
+            count.last = sign.time;
+        }
+    }
+    return count;
 }
 
 const ComponentList::Component* StatusFacts::daemon() const {

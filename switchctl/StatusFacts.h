@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/wire/ManagementWire.h"
+#include "switchctl/DaemonTraces.h"
 #include "switchctl/LogDigest.h"
 #include "switchctl/Session.h"
 
@@ -14,9 +15,12 @@
 struct StatusFacts {
     // What the daemon said about itself.
     struct Probe {
-        std::uint32_t condition = 0;
-        std::uint32_t config = 0;                   // what it is still reading
-        std::map<std::string, std::string> values;  // all of its trace
+        // Nothing where the probe has no such number.
+        std::optional<std::uint32_t> condition;
+        std::optional<std::uint32_t> config;  // what it is still reading
+        std::optional<bool> queueOpen;
+        std::optional<bool> queueSettingsRead;
+        std::map<std::string, std::string> statistics;  // of its queue
     };
 
     std::vector<ComponentList::Component> components;
@@ -25,12 +29,22 @@ struct StatusFacts {
     LogDigest log;
     std::optional<QueueInfo> queue;
     std::optional<Probe> probe;
-    std::string noProbe;   // why there is none
-    std::string noAnswer;  // the daemon is there and does not answer
+    std::string noProbe;     // why there is none
+    std::string noAnswer;    // the daemon is there and does not answer
+    std::string noResponse;  // it answers the probe alone
+    DaemonTraces traces;
 
     // Asks for all of it. A daemon that is not there or does not answer leaves its part empty; throws when the switch
     // does not answer.
     static StatusFacts gather(Session& session);
+
+    // How often the event log tells of a trouble, and when last, in microseconds since 1970. Of troubles before the
+    // daemon's start nothing, where that is known.
+    struct Count {
+        std::uint64_t times = 0;
+        std::int64_t last = 0;
+    };
+    Count count(LogDigest::Trouble trouble) const;
 
     // Null when the daemon is not there.
     const ComponentList::Component* daemon() const;

@@ -1,5 +1,6 @@
 #include "switchctl/StatusReport.h"
 
+#include "switchctl/DaemonVerdict.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
@@ -29,14 +30,25 @@ constexpr Loss LOSSES[] = {
     {"messages could not be added", "notAdded", " not added"},
 };
 
-// A retry is over when nothing is left to be sent.
+// A retry is over when nothing is left to be sent, and forgotten by a daemon that has started since.
 const LogDigest::Retry* pendingRetry(const StatusFacts& facts) {
+    const auto& retry = facts.log.retry;
     const bool empty = facts.queue && facts.queue->waiting == 0 && facts.queue->open == 0;
-    return facts.log.retry && !empty ? &*facts.log.retry : nullptr;
+    const bool forgotten = retry && retry->decided < facts.traces.started.value_or(0);
+    return retry && !empty && !forgotten ? &*retry : nullptr;
 }
 
 std::int64_t secondsUntil(const LogDigest::Retry& retry, std::int64_t now) {
     return std::max<std::int64_t>(0, (retry.due - now + SECOND - 1) / SECOND);
+}
+
+std::string numbered(const std::vector<StatusProblem>& problems) {
+    std::string text;
+    for (std::size_t number = 0; number < problems.size(); ++number) {
+        text += "  " + std::to_string(number + 1) + ". " + problems[number].text + "\n       " +
+                problems[number].remedy + "\n";
+    }
+    return text;
 }
 
 std::string heading(const StatusFacts& facts, const std::vector<StatusProblem>& problems) {
@@ -44,12 +56,13 @@ std::string heading(const StatusFacts& facts, const std::vector<StatusProblem>& 
         return pendingRetry(facts) == nullptr ? "CallHome can send.\n"
                                               : "CallHome can send; after a failure it waits to try again.\n";
     }
-    std::string text = "CallHome cannot send. What to mend, in this order:\n";
-    for (std::size_t number = 0; number < problems.size(); ++number) {
-        text += "  " + std::to_string(number + 1) + ". " + problems[number].text + "\n       " +
-                problems[number].remedy + "\n";
-    }
-    return text;
+    return "CallHome cannot send. What to mend, in this order:\n" + numbered(problems);
+}
+
+// What keeps no mail from leaving stands last.
+std::string warningLines(const StatusFacts& facts) {
+    const auto warnings = daemonWarnings(facts);
+    return warnings.empty() ? "" : "worth knowing\n" + numbered(warnings);
 }
 
 std::string componentWords(const StatusFacts& facts) {
@@ -116,8 +129,8 @@ std::string lossWords(const StatusFacts& facts) {
     }
     std::string text;
     for (const Loss& loss : LOSSES) {
-        const auto found = facts.probe->values.find(loss.key);
-        text += (found == facts.probe->values.end() ? "?" : found->second) + loss.text;
+        const auto found = facts.probe->statistics.find(loss.key);
+        text += (found == facts.probe->statistics.end() ? "?" : found->second) + loss.text;
     }
     return text;
 }
@@ -172,8 +185,8 @@ Json queueJson(const StatusFacts& facts) {
 Json discardedJson(const StatusFacts::Probe& probe) {
     Json object;
     for (const Loss& loss : LOSSES) {
-        const auto found = probe.values.find(loss.key);
-        addNumber(object, loss.name, found == probe.values.end() ? "" : found->second);
+        const auto found = probe.statistics.find(loss.key);
+        addNumber(object, loss.name, found == probe.statistics.end() ? "" : found->second);
     }
     return object;
 }
@@ -213,7 +226,7 @@ std::string statusLines(const StatusFacts& facts, std::int64_t now) {
     };
     const auto& failure = facts.log.lastFailure;
     return heading(facts, statusProblems(facts)) + Text::table(rows) +
-           (failure ? Text::folded(Text::oneLine(failure->text), SCREEN, "    ") : "");
+           (failure ? Text::folded(Text::oneLine(failure->text), SCREEN, "    ") : "") + warningLines(facts);
 }
 
 Json statusJson(const StatusFacts& facts, std::int64_t now) {
@@ -235,5 +248,6 @@ Json statusJson(const StatusFacts& facts, std::int64_t now) {
         object.set("discarded", discardedJson(*facts.probe));
     }
     addLog(object, facts, now);
+    object.set("warnings", problemsJson(daemonWarnings(facts)));
     return object;
 }

@@ -1,10 +1,12 @@
 #include "switchctl/StatusVerdict.h"
 
+#include "switchctl/DaemonVerdict.h"
 #include "switchctl/MailServer.h"
 #include "switchctl/Text.h"
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -57,16 +59,6 @@ constexpr Condition CONDITIONS[] = {
      "switchctl profile add NAME --level L --format F --email ADDRESS"},
 };
 
-StatusProblem daemonProblem(const StatusFacts& facts) {
-    if (facts.daemon() == nullptr) {
-        return {"daemon", "orvApp does not run", "orvApp"};
-    }
-    if (!facts.noAnswer.empty()) {
-        return {"daemon", facts.noAnswer, "restart orvApp"};
-    }
-    return {"daemon", "orvApp is starting: it is " + stateName(facts.daemon()->state), "switchctl wait orvApp started"};
-}
-
 }  // namespace
 
 std::string stateName(ComponentState state) {
@@ -92,19 +84,19 @@ StatusServer StatusServer::active(const StatusFacts& facts) {
 // A condition fails when the attributes fail it. Where they do not and the daemon still says so, it has not read them.
 std::vector<StatusProblem> statusProblems(const StatusFacts& facts) {
     std::vector<StatusProblem> problems;
-    const bool started = facts.daemon() != nullptr && facts.daemon()->state == ComponentState::STARTED;
-    if (!started || !facts.noAnswer.empty()) {
-        problems.push_back(daemonProblem(facts));
+    if (auto problem = daemonProblem(facts)) {
+        problems.push_back(std::move(*problem));
     }
     bool unread = false;
     for (const Condition& condition : CONDITIONS) {
         if (!condition.holds(facts)) {
             problems.push_back({condition.cause, condition.text, condition.remedy});
         } else {
-            unread = unread || (facts.probe && (facts.probe->condition & condition.bit) == 0);
+            unread =
+                unread || (facts.probe && facts.probe->condition && (*facts.probe->condition & condition.bit) == 0);
         }
     }
-    if (facts.probe && facts.probe->config != 0) {
+    if (facts.probe && facts.probe->config.value_or(0) != 0) {
         problems.push_back({"unread", "orvApp is reading its configuration; look again", "switchctl status"});
     } else if (unread) {
         problems.push_back(

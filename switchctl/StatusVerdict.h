@@ -9,7 +9,7 @@
 struct StatusProblem {
     std::string cause;  // one word, for programs: daemon, feature, service, server, sender, profiles, unread
     std::string text;
-    std::string remedy;  // a command
+    std::string remedy;  // a command, or what to do
 };
 
 // None: it can send.

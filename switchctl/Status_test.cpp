@@ -1,10 +1,5 @@
 // status, against a component that answers as the daemon does.
-#include "app_log.h"
-#include "cmon_client.h"
-#include "platform/wire/Wire.h"
-#include "switchctl/SwitchctlTest.h"
-
-#include <fstream>
+#include "switchctl/StatusTest.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -12,68 +7,7 @@ using testing::StartsWith;
 
 namespace {
 
-class Status : public SwitchctlDaemonTest {
-protected:
-    void SetUp() override {
-        SwitchctlDaemonTest::SetUp();
-        ASSERT_GE(cmon().ready_for_conf(), 0);
-        switch_.pump();
-        address_ = "(" + std::to_string(daemon_.address().node) + "." + std::to_string(daemon_.address().process) + ")";
-    }
-    cmon_client cmon() { return cmon_client(&daemon_); }
-
-    void answer(Hsb_Message& message) override {
-        if (message.format() == MessageFormat::CMON && message.code() == CmonCode::READ_CONF) {
-            EXPECT_GE(cmon().conf_read_ack(0), 0);
-        }
-        if (silent_) {
-            return;
-        }
-        if (message.format() == MessageFormat::MANAGEMENT) {
-            const auto handle = ManagementRequest::decode(message.payload())->handle;
-            const auto block = WireWriter().u32(0).u32(0).u32(bytes_).u32(waiting_).u32(open_).take();
-            respond(message, InfoResponse{handle, 0, block}.encode());
-        }
-        if (message.format() == MessageFormat::PROBE) {
-            trace();
-            EXPECT_EQ(message.reply(MessageFormat::PROBE, ProbeCode::REPLY), 0);
-        }
-    }
-    void trace() {
-        const std::string prefix = "11/14/2023 UTC 22:13:20.123  17 ";
-        std::ofstream(switch_.root().at("/tmp/orv.out.Main"), std::ios::app)
-            << prefix << "OrvCallHome probe: Entry\n"
-            << prefix << "OrvCallHome probe: CallHome State Information:\nCondition = " << condition_
-            << "\nConfig = " << config_ << "\n"
-            << prefix
-            << "OrvCHMesgQ probe: Call Home Message Queue Internal Stats:\n"
-               "  messages deleted for space      = 1\n"
-               "  messages deleted for file limit = 2\n"
-               "  messages deleted for time       = 3\n"
-               "  messages deleted for clear req  = 4\n"
-               "  messages could not be added     = 5\n"
-            << prefix << "OrvCHMesgCommon probe:   From = sw@example.com\n";
-    }
-    void configure() {
-        run({"attr", "set", "Global.Services.CallhomeEnable=True", "Global.Callhome.NF-SMTPAddr=1-192.0.2.1",
-             "Global.Callhome.SMTPEnable=True", "Global.Callhome.FromAddr=sw@example.com",
-             "Global.CallhomeDB.NumberOfProfiles=2", "Global.CallhomeDB.ProfileList.0=Operators",
-             "Global.CallhomeDB.ProfileList.1=Night", "Oper.Callhome.NF-ActiveSMTPAddr=1-C0000201"});
-        condition_ = "0x3f";
-    }
-    void log(std::uint32_t number, const char* text, int level = 3) {
-        app_log(level, number, -1, -1, -1, -1, 4096, &daemon_, "%s", text);
-        switch_.pump();
-    }
-
-    std::string address_;
-    bool silent_ = false;
-    const char* condition_ = "0x21";
-    const char* config_ = "0";
-    std::uint32_t bytes_ = 0;
-    std::uint32_t waiting_ = 0;
-    std::uint32_t open_ = 0;
-};
+using Status = StatusTest;
 
 TEST_F(Status, ofAnUnconfiguredSwitchSaysWhatToMendInOrder) {
     run({"attr", "set", "Default.Mfg.AllowCallhome=False"});
@@ -188,7 +122,7 @@ TEST_F(Status, isOneObjectForPrograms) {
                   "\"messagesAllowed\":100},"
                   "\"discarded\":{\"space\":1,\"fileLimit\":2,\"age\":3,\"cleared\":4,\"notAdded\":5},"
                   "\"retry\":null,\"lastFailure\":null,"
-                  "\"givenUp\":{\"recipients\":0,\"mails\":0,\"notQueued\":0}}\n");
+                  "\"givenUp\":{\"recipients\":0,\"mails\":0,\"notQueued\":0},\"warnings\":[]}\n");
 }
 
 TEST_F(Status, tellsProgramsTheCauseOfEachProblem) {

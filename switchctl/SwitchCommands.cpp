@@ -36,8 +36,10 @@ void status(Session& session) {
     const StatusFacts facts = StatusFacts::gather(session);
     const std::int64_t now = microsecondsNow();
     session.print(statusJson(facts, now), statusLines(facts, now));
-    if (!facts.noAnswer.empty()) {
-        throw NoAnswer(facts.noAnswer);
+    for (const std::string& silence : {facts.noAnswer, facts.noResponse}) {
+        if (!silence.empty()) {
+            throw NoAnswer(silence);
+        }
     }
     if (!statusProblems(facts).empty()) {
         throw CannotSend();

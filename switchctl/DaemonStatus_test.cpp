@@ -1,0 +1,259 @@
+// What status says about the daemon itself: its start, its threads, what it ran out of.
+#include "switchctl/StatusTest.h"
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+class DaemonStatus : public StatusTest {
+protected:
+    void SetUp() override {
+        StatusTest::SetUp();
+        configure();
+    }
+    // The daemon's first record, before all that it writes into the event log.
+    void traceStart() { traceTo("Main") << HEAD << "OrvApp OrvApp: Application startup!\n"; }
+    // status says first that it cannot send, why, and what to do.
+    void expectProblem(const std::string& text, const std::string& remedy = "restart orvApp") {
+        EXPECT_THAT(status(), StartsWith("CallHome cannot send. What to mend, in this order:\n  1. " + text +
+                                         "\n       " + remedy + "\ncomponents "));
+        EXPECT_THAT(status({"--json"}),
+                    StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"daemon\",\"text\":\"" + text +
+                               "\",\"remedy\":\"" + remedy + "\"}]"));
+    }
+    // It can send, and this stands below.
+    void expectWarning(const std::string& text) {
+        const std::string lines = status();
+        EXPECT_THAT(lines, StartsWith("CallHome can send.\n"));
+        EXPECT_THAT(lines, HasSubstr("\nworth knowing\n  1. " + text + "\n       "));
+        EXPECT_THAT(status({"--json"}), HasSubstr("\"warnings\":[{\"cause\":\""));
+    }
+    void expectNothing() { EXPECT_THAT(status(), Not(HasSubstr("worth knowing"))); }
+};
+
+// In front of what it cannot do without; an alarm of the daemon has no number.
+constexpr std::uint32_t ALARM = 0;
+constexpr std::uint32_t UNNUMBERED = 0x8b000001;
+
+// A start that has come as far as the threads, and what it could not do.
+struct BrokenStart {
+    std::uint32_t number;
+    const char* text;
+    const char* problem;
+};
+
+const BrokenStart BROKEN_STARTS[] = {
+    {UNNUMBERED, "orvApp failed to launch sending thread", "orvApp could not start its send thread: no mail leaves"},
+    {ALARM, "OrvApp: Error subscribing for consumer event category 1 event 0",
+     "orvApp could not subscribe to the switch's log: no event becomes a mail"},
+};
+
+TEST_F(DaemonStatus, tellsWhatAStartCouldNotDo) {
+    int second = 20;
+    for (const BrokenStart& one : BROKEN_STARTS) {
+        traceTo("Main") << "11/14/2023 UTC 22:13:" << second << ".123  17 OrvApp OrvApp: Application startup!\n";
+        log(one.number, one.text, 16);
+        expectProblem(one.problem);
+
+        // The next start did it.
+        switch_.clock().advance(1000);
+        ++second;
+        traceTo("Main") << "11/14/2023 UTC 22:13:" << second << ".123  17 OrvApp OrvApp: Application startup!\n";
+        EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+    }
+}
+
+TEST_F(DaemonStatus, tellsTheTimeOfWhatMayBeOfAnEarlierStart) {
+    log(UNNUMBERED, "orvApp failed to launch sending thread", 16);
+
+    expectWarning("2023-11-14T22:13:20.123456+0000: orvApp could not start its send thread: no mail leaves");
+}
+
+TEST_F(DaemonStatus, tellsThatTheSendThreadHasEnded) {
+    const std::string runs = std::string(HEAD) + "OrvThread run: Thread is running\n";
+    traceTo("SMTPClient") << runs;
+    expectNothing();
+
+    for (const char* ending :
+         {"OrvThread run: Thread is terminating, retval=0xffffffff\n", "OrvCHClient runThread: Terminating\n",
+          "OrvThread pushSwLogAppMesg: thread exiting\n"}) {
+        traceTo("SMTPClient") << HEAD << ending;
+        expectProblem("orvApp's send thread has ended: no mail leaves");
+        traceTo("SMTPClient") << runs;
+        expectNothing();
+    }
+}
+
+TEST_F(DaemonStatus, isNotMistakenByTheSendThreadOfAnEarlierDaemon) {
+    traceTo("SMTPClient") << "11/14/2023 UTC 22:00:00.000  16 OrvCHClient runThread: Terminating\n";
+
+    expectWarning("orvApp's send thread has traced nothing so far: it may not run");
+
+    traceTo("SMTPClient") << HEAD << "OrvThread run: Thread is running\n";
+    expectNothing();
+}
+
+// In a container every daemon may have the same number.
+TEST_F(DaemonStatus, isNotMistakenByAnEarlierDaemonOfTheSameNumber) {
+    traceTo("SMTPClient") << HEAD << "OrvCHClient runThread: Terminating\n";
+    traceTo("Main") << HEAD << "OrvApp startTick: the one-second timer could not be started\n"
+                    << "11/14/2023 UTC 22:13:21.000  17 OrvApp OrvApp: Application startup!\n";
+    switch_.clock().advance(1000);
+
+    expectWarning("orvApp's send thread has traced nothing so far: it may not run");
+}
+
+TEST_F(DaemonStatus, knowsThatARestartedDaemonHasForgottenARetry) {
+    waiting_ = 1;
+    log(0x8b00000f, "Will retry sending via SMTP server=192.0.2.1, port=25, after 300 seconds");
+    EXPECT_THAT(status(), HasSubstr("\nretry         in 300 s through 192.0.2.1:25\n"));
+
+    switch_.clock().advance(1000);
+    traceTo("Main") << "11/14/2023 UTC 22:13:21.000  17 OrvApp OrvApp: Application startup!\n";
+
+    EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(status(), HasSubstr("\nretry         none\n"));
+}
+
+TEST_F(DaemonStatus, tellsThatTheClockDoesNotRun) {
+    traceTo("Main") << HEAD << "OrvApp startTick: the one-second timer could not be started\n";
+
+    expectProblem("orvApp could not start its clock: no mail leaves");
+}
+
+TEST_F(DaemonStatus, tellsThatTheQueueIsNotOpen) {
+    queueOpen_ = "false";
+    expectProblem("orvApp has not opened its queue: the event server has not answered it so far",
+                  "switchctl status; where it still says so after some seconds, restart orvApp");
+    queueSettingsRead_ = "false";
+    expectProblem("orvApp has not opened its queue: it could not read the queue's settings",
+                  "switchctl callhome profile-change");
+    queueOpen_ = "x";
+    EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+}
+
+TEST_F(DaemonStatus, tellsWhatItRanOutOf) {
+    traceStart();
+    log(0x8b000013,
+        "Encountered failure communicating with SMTP server=192.0.2.1, port=25, Reason=[Socket Create Error], "
+        "Description=[Too many open files], Response=[]");
+    expectWarning(
+        "orvApp ran out of file descriptors, last at 2023-11-14T22:13:20.123456+0000: mails may wait, and messages may "
+        "not be kept on flash");
+
+    log(0x10050034, "System resource error - contact technical support", 0);
+    log(0, "OrvApp - cannot allocate memory", 16);
+    expectWarning("orvApp ran out of memory, last at 2023-11-14T22:13:20.123456+0000: events may be lost");
+}
+
+TEST_F(DaemonStatus, tellsThatItRanOutOfDescriptorsFromItsTraceToo) {
+    traceTo("Main") << HEAD
+                    << "OrvCHMesgQ saveEntryToFile: unable to open file /q/m0 for writing, errno = Too many open "
+                       "files(24)\n";
+
+    expectWarning("orvApp ran out of file descriptors: mails may wait, and messages may not be kept on flash");
+}
+
+TEST_F(DaemonStatus, isNotMistakenByWhatAServerSays) {
+    log(0x8b000013,
+        "Encountered failure communicating with SMTP server=192.0.2.1, port=25, Reason=[SMTP RESPONSE Error], "
+        "Description=[SMTP server error Response], Response=[421 Description=[Too many open files], Response=[x]]");
+
+    expectNothing();
+}
+
+TEST_F(DaemonStatus, tellsWhatElseIsWrong) {
+    traceStart();
+    const BrokenStart rest[] = {
+        {ALARM, "OrvApp: Error subscribing for consumer event category 66 event 3",
+         "orvApp could not subscribe to the switch's state: no mail tells of its changes"},
+        {UNNUMBERED, "orvApp failed to launch capture thread",
+         "orvApp could not start its capture thread: no capture is made"},
+        {UNNUMBERED, "Error restoring messages from /ostrel/conf/orv/callHome/queues/send, ignoring",
+         "orvApp could not restore a queue: what it holds on flash is not mailed"},
+    };
+    for (const BrokenStart& one : rest) {
+        log(one.number, one.text, 16);
+        EXPECT_THAT(status(), HasSubstr(std::string(". ") + one.problem + "\n"));
+    }
+    EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+}
+
+TEST_F(DaemonStatus, tellsThatTheMailServersRepliesAreOutOfStep) {
+    traceTo("SMTPClient") << HEAD << "OrvSMTPClient recvResponse: SMTP StatusSMTPResponse (incl CRLF) {220-mail\r\n}\n"
+                          << HEAD << "OrvSendDialogue presentClient: Send SMTP client identity as hostname: sw\n";
+
+    expectWarning(
+        "the mail server sends its replies in pieces, or more than it is asked for: orvApp may take a refused mail for "
+        "a "
+        "delivered one");
+}
+
+TEST_F(DaemonStatus, ofADaemonThatAnswersProbesOnlySaysSoAndIsNoSuccess) {
+    daemon_.onMessage = [this](Hsb_Message& message) {
+        if (message.format() != MessageFormat::MANAGEMENT) {
+            answer(message);
+        }
+    };
+
+    const Outcome result = run({"status", "--timeout", "1"});
+
+    EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 1 s\n");
+    EXPECT_THAT(result.out, StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr("\n  1. orvApp answers its probe and no request: it does not know where its answers "
+                          "go\n       restart orvApp\n"));
+}
+
+// Halfway: registered, and no further.
+class DaemonStartStatus : public SwitchctlDaemonTest {
+protected:
+    void trace(const char* record) {
+        std::ofstream(switch_.root().at("/tmp/orv.out.Main"), std::ios::app)
+            << "11/14/2023 UTC 22:13:20.123  17 " << record;
+    }
+    void expectFirst(const std::string& text, const std::string& remedy) {
+        EXPECT_THAT(run({"status", "--timeout", "0.1"}).out,
+                    StartsWith("CallHome cannot send. What to mend, in this order:\n  1. " + text + "\n       " +
+                               remedy + "\n"));
+    }
+    void answer(Hsb_Message& message) override {
+        if (message.format() == MessageFormat::PROBE) {
+            EXPECT_EQ(message.reply(MessageFormat::PROBE, ProbeCode::REPLY), 0);
+        }
+    }
+};
+
+TEST_F(DaemonStartStatus, tellsThatAStartHasComeToAHalt) {
+    expectFirst("orvApp is starting: it is registered", "switchctl wait orvApp started");
+
+    trace("OrvApp DSApiReady: error from ready_for_conf\n");
+    expectFirst("orvApp could not say that it is ready, so it is never told to read its configuration",
+                "restart orvApp");
+
+    trace("OrvApp DSApiReady: \n\"---- requiredAddressesInitialized() FAILED\n\n");
+    expectFirst("orvApp could not ask where the switch's services are, so it never reads its configuration",
+                "restart orvApp");
+}
+
+TEST_F(DaemonStartStatus, tellsThatTheConfigurationWasReadForNothing) {
+    trace("OrvApp OrvApp: Application startup!\n");
+    app_log(16, 0, -1, -1, -1, -1, 4096, &daemon_, "%s", "Error from conf_read_ack()");
+    switch_.pump();
+
+    expectFirst("orvApp could not say that it has read its configuration, so its threads never start",
+                "restart orvApp");
+}
+
+TEST_F(DaemonStartStatus, tellsHowTheLastStartEnded) {
+    daemon_.remove();
+    switch_.pump();
+    trace("main createApplication: eventfd: Too many open files\n");
+
+    expectFirst("orvApp does not run: its last start ended with \"eventfd: Too many open files\"", "orvApp");
+}
+
+}  // namespace

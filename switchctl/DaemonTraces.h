@@ -1,0 +1,33 @@
+// What the daemon's traces tell about its start, its send thread and its mail server.
+//
+// Every record names its process: what an earlier daemon traced is told apart.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+struct DaemonTraces {
+    enum class SendThread {
+        UNKNOWN,  // its trace cannot be read
+        SILENT,   // nothing there is from this daemon
+        RUNS,
+        ENDED,
+    };
+
+    long process = 0;                     // 0: not known
+    bool alive = false;                   // There is such a process, and it is the daemon.
+    std::optional<std::int64_t> started;  // microseconds since 1970
+    bool lookupsUnsent = false;           // It will never ask for its configuration.
+    bool readyUnsent = false;             // The same: it could not say that it is ready.
+    bool clockStopped = false;            // Its one-second timer could not be started.
+    bool outOfDescriptors = false;
+    std::string failedStart;  // why its start ended, where it did
+    SendThread sendThread = SendThread::UNKNOWN;
+    // In the last dialogue a reply came in pieces, or there were more replies than commands: replies that the daemon
+    // took for those of a command belonged to another one.
+    bool repliesOutOfStep = false;
+
+    // Of the daemon that is this process; 0: of the last that traced anything.
+    static DaemonTraces read(long process);
+};
