@@ -87,7 +87,7 @@ const CompletionCase WITHOUT_SWITCH[] = {
     {{"switchctl", "profile", "add", "x", "--le"}, {"--level"}},
     {{"switchctl", "profile", "add", "x", "--level", ""}, {"Alarm", "Critical", "Fault", "Info", "None", "Warn"}},
     {{"switchctl", "profile", "add", "x", "--format", "F"}, {"FullText"}},
-    {{"switchctl", "log", "--"}, {"--follow", "--help", "--json", "--level", "--since", "--timeout"}},
+    {{"switchctl", "log", "--"}, {"--follow", "--help", "--json", "--level", "--since", "--timeout", "--version"}},
     {{"switchctl", "log", "--level", ""}, {}},
     {{"switchctl", "wait", "orvApp", "s"}, {"started"}},
     {{"switchctl", "fault", "add", "re"}, {"refuse"}},
