@@ -60,10 +60,6 @@ OrvSMTPClient::OrvSMTPClient(const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& sys
     : timeouts_(timeouts), system_(system) {
 }
 
-OrvSMTPClient::~OrvSMTPClient() {
-    disconnect();
-}
-
 const char* OrvSMTPClient::errorName() const {
     return kErrorNames.at(static_cast<std::size_t>(errorCode_));
 }
@@ -139,7 +135,7 @@ int OrvSMTPClient::sendRequest(std::string_view request) {
     std::size_t length = request.size();
     while (!request.empty()) {
         errno = ENOTCONN;
-        const ssize_t sent = socket_ > 0 ? system_.send(socket_, request.data(), request.size()) : -1;
+        const ssize_t sent = socket_ ? system_.send(socket_.get(), request.data(), request.size()) : -1;
         const int error = errno;
         ORV_TRACE("SMTP bytes sent = %d of %u\n", static_cast<int>(sent), static_cast<unsigned>(request.size()));
         if (sent >= 0) {
@@ -157,13 +153,13 @@ int OrvSMTPClient::sendRequest(std::string_view request) {
 }
 
 int OrvSMTPClient::recvResponse() {
-    if (socket_ <= 0) {
+    if (!socket_) {
         return connectionLost(ENOTCONN);
     }
     ssize_t got = -1;
     do {
         errno = 0;  // a connection closed in order has no error: its text is then the one for success
-        got = system_.receive(socket_, reply_.data(), kReplySize);
+        got = system_.receive(socket_.get(), reply_.data(), kReplySize);
     } while (got < 0 && errno == EINTR);
     if (got <= 0) {
         const int error = errno;
@@ -213,11 +209,11 @@ int OrvSMTPClient::fail(ErrorCode code, const std::string& text) {
 
 // Bounds every single send and receive from now on. A socket that cannot be bounded is broken: using it will tell.
 void OrvSMTPClient::limitSteps(std::chrono::milliseconds limit) {
-    if (limit == limit_ || socket_ <= 0) {
+    if (limit == limit_ || !socket_) {
         return;
     }
     limit_ = limit;
     const timeval value = toTimeval(limit);
-    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
-    setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
+    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
+    setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
 }

@@ -7,6 +7,7 @@
 // commands as well. Knows nothing of queues or profiles. Send thread only.
 #pragma once
 
+#include "Descriptor.h"
 #include "smtp/OrvSMTPSystem.h"
 #include "smtp/SmtpAddrMode.h"
 
@@ -51,7 +52,6 @@ public:
     };
 
     explicit OrvSMTPClient(const OrvSMTPTimeouts& timeouts = {}, OrvSMTPSystem& system = OrvSMTPSystem::real());
-    ~OrvSMTPClient();
     OrvSMTPClient(const OrvSMTPClient&) = delete;
     OrvSMTPClient& operator=(const OrvSMTPClient&) = delete;
 
@@ -107,7 +107,7 @@ private:
     const OrvSMTPTimeouts timeouts_;
     OrvSMTPSystem& system_;
 
-    int socket_ = 0;  // 0 when none is open
+    Descriptor socket_;
     sockaddr_storage server_{};
     std::chrono::milliseconds limit_{0};  // that is set on the socket
     std::array<char, kReplySize + 1> reply_{};

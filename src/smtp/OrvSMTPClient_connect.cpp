@@ -8,7 +8,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -128,16 +127,16 @@ int OrvSMTPClient::setLiteral(const std::string& address, SmtpAddrMode kind) {
 void OrvSMTPClient::tryConnect(std::uint32_t port) {
     const socklen_t length = completeAddress(server_, port);
     connected_ = false;
-    const int fd = socket(server_.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) {
+    socket_.reset(socket(server_.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!socket_) {
         fail(kSocketCreateError, orvErrorText(errno));
         return;
     }
-    socket_ = fd;
     limit_ = {};
     if (openConnection(length) < 0) {
-        fail(kConnectError, orvErrorText(errno));
+        const int error = errno;
         disconnect();
+        fail(kConnectError, orvErrorText(error));
         return;
     }
     connected_ = true;
@@ -145,7 +144,7 @@ void OrvSMTPClient::tryConnect(std::uint32_t port) {
 
 // Connects within the limit and makes the socket wait from then on. 0, or -1 with errno.
 int OrvSMTPClient::openConnection(socklen_t length) {
-    const int begun = system_.connect(socket_, reinterpret_cast<const sockaddr*>(&server_), length);
+    const int begun = system_.connect(socket_.get(), reinterpret_cast<const sockaddr*>(&server_), length);
     if (begun < 0 && errno != EINPROGRESS && errno != EINTR) {
         return -1;
     }
@@ -155,15 +154,15 @@ int OrvSMTPClient::openConnection(socklen_t length) {
     // The text and the line that ends it are two sends with no reply between them: with Nagle's algorithm the second
     // would wait for the acknowledgement of the first.
     const int on = 1;
-    setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    return fcntl(socket_, F_SETFL, fcntl(socket_, F_GETFL) & ~O_NONBLOCK);
+    setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return fcntl(socket_.get(), F_SETFL, fcntl(socket_.get(), F_GETFL) & ~O_NONBLOCK);
 }
 
 // Waits for the connect that is in progress. 0, or -1 with errno.
 int OrvSMTPClient::awaitConnection() {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point deadline = Clock::now() + timeouts_.connect;
-    pollfd writable{socket_, POLLOUT, 0};
+    pollfd writable{socket_.get(), POLLOUT, 0};
     int ready = -1;
     do {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -177,7 +176,7 @@ int OrvSMTPClient::awaitConnection() {
     }
     int error = 0;
     socklen_t size = sizeof error;
-    if (getsockopt(socket_, SOL_SOCKET, SO_ERROR, &error, &size) < 0) {
+    if (getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size) < 0) {
         return -1;
     }
     errno = error;
@@ -211,10 +210,7 @@ int OrvSMTPClient::canonicalName(const std::string& name, std::string& text) {
 }
 
 void OrvSMTPClient::disconnect() {
-    if (socket_ > 0) {
-        close(socket_);
-        socket_ = 0;
-    }
+    socket_.reset();
     connected_ = false;
     limitPassed_ = false;
 }
