@@ -15,7 +15,8 @@ struct Plan {
 thread_local Plan plan;
 
 bool failsNow(FailingMemory::Kind kind) {
-    if (!plan.isActive || plan.kind != kind || plan.failures == 0) {
+    const bool asked = plan.kind == kind || plan.kind == FailingMemory::kBoth;
+    if (!plan.isActive || !asked || plan.failures == 0) {
         return false;
     }
     if (plan.after > 0) {

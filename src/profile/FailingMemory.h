@@ -1,10 +1,10 @@
 // Test support: allocations that fail. A program that uses it has its operator new replaced.
 #pragma once
 
-// While it lives, allocations of the thread that made it fail; its own kind only.
+// While it lives, allocations of the thread that made it fail; its own kind only, or both kinds, counted together.
 class FailingMemory {
 public:
-    enum Kind { kThrowing, kNothrow };
+    enum Kind { kThrowing, kNothrow, kBoth };
 
     // So many allocations succeed before; then so many fail (negative: all).
     explicit FailingMemory(Kind kind, int after = 0, int failures = -1);

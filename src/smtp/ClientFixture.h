@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -44,6 +45,13 @@ private:
     std::vector<std::string> calls_;  // "open TEXT", "close TEXT", "delete TEXT RESULT"
     bool locked_ = false;
 };
+
+// Inside a text that could not be composed QUIT is never answered.
+inline OrvSMTPTimeouts impatientAfterQuit() {
+    OrvSMTPTimeouts timeouts;
+    timeouts.quit = std::chrono::milliseconds(10);
+    return timeouts;
+}
 
 class ClientTest : public testing::Test, protected OrvConfigListener, private OrvIdentityListener {
 protected:
@@ -92,5 +100,5 @@ protected:
     ScriptedMailServer serverB_{ScriptedMailServer::Family::kIPv6};
     OrvIdentity identityValues_ = fullIdentity();
     OrvCHMesgCommon identity_{recording_.store(), *this, *this};
-    OrvCHClient client_{recording_.store(), queue_, identity_, *this};
+    OrvCHClient client_{recording_.store(), queue_, identity_, *this, impatientAfterQuit()};
 };

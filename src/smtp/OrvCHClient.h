@@ -15,6 +15,7 @@
 #include "smtp/OrvRetryDelay.h"
 #include "smtp/OrvSMTPClient.h"
 #include "smtp/OrvSendDialogue.h"
+#include "smtp/OrvSpareEntries.h"
 #include "thread/OrvThread.h"
 
 #include <atomic>
@@ -111,7 +112,10 @@ private:
     void handleSendMesg(const OrvCHClientSend& mesg);
     int sendMessage(OrvCHMesg& message, OrvSendFailure& failure);
     OrvSendDialogue::Server takeCurrentServer();
-    void pushOutcome(std::unique_ptr<OrvToMainMesg> mesg, const char* kind);
+    void pushFailMesg(OrvCHMesg& message, OrvSendFailure&& failure);
+    void pushSucceedMesg(OrvCHMesg& message);
+    void keepSpares();
+    void makeRoomForEntries(std::size_t count) override { spareEntries_.add(count); }
     void logSend(int level, std::uint32_t id, const char* text) override;
     bool isRetryPending() const override { return retryPending_; }
 
@@ -138,4 +142,8 @@ private:
 
     // Send thread only.
     OrvSMTPClient client_;
+    // In hand before a message is sent: no mail that has been taken is left without its outcome for want of memory.
+    std::unique_ptr<OrvCHClientFail> fail_;
+    std::unique_ptr<OrvCHClientSucceed> succeed_;
+    OrvSpareEntries spareEntries_;
 };

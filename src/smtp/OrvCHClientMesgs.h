@@ -27,29 +27,36 @@ private:
     OrvCHMesg* const message_;
 };
 
-// To the main thread: the dialogue failed.
-class OrvCHClientFail final : public OrvToMainMesg {
+// To the main thread: what became of a message. Made before it is sent, and filled in afterwards.
+class OrvCHClientOutcome : public OrvToMainMesg {
+public:
+    OrvCHMesg* message() const { return message_; }
+    void setMessage(OrvCHMesg* message) { message_ = message; }
+
+protected:
+    using OrvToMainMesg::OrvToMainMesg;
+
+private:
+    OrvCHMesg* message_ = nullptr;
+};
+
+// The dialogue failed.
+class OrvCHClientFail final : public OrvCHClientOutcome {
 public:
     static constexpr std::uint32_t kCode = 1;
 
-    OrvCHClientFail(OrvCHMesg* message, OrvSendFailure&& failure)
-        : OrvToMainMesg(kCode), message_(message), failure_(std::move(failure)) {}
-    OrvCHMesg* message() const { return message_; }
+    OrvCHClientFail() : OrvCHClientOutcome(kCode) {}
     const OrvSendFailure& failure() const { return failure_; }
+    void setFailure(OrvSendFailure&& failure) { failure_ = std::move(failure); }
 
 private:
-    OrvCHMesg* const message_;
-    const OrvSendFailure failure_;
+    OrvSendFailure failure_;
 };
 
-// To the main thread: the dialogue went to its end; the message's marks tell what became of each recipient.
-class OrvCHClientSucceed final : public OrvToMainMesg {
+// The dialogue went to its end; the message's marks tell what became of each recipient.
+class OrvCHClientSucceed final : public OrvCHClientOutcome {
 public:
     static constexpr std::uint32_t kCode = 2;
 
-    explicit OrvCHClientSucceed(OrvCHMesg* message) : OrvToMainMesg(kCode), message_(message) {}
-    OrvCHMesg* message() const { return message_; }
-
-private:
-    OrvCHMesg* const message_;
+    OrvCHClientSucceed() : OrvCHClientOutcome(kCode) {}
 };

@@ -39,6 +39,7 @@ OrvCHClient::OrvCHClient(dsClient& store, OrvSendQueue& queue, OrvCHMesgCommon& 
       identity_(identity),
       config_(config),
       client_(timeouts, system) {
+    keepSpares();
 }
 
 int OrvCHClient::startThread() {

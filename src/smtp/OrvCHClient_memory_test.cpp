@@ -1,26 +1,53 @@
 // What the client does when there is no memory for a message between its threads, or for what it has to say.
 #include "Dispatcher.h"
 #include "Timeval.h"
+#include "base/OrvAtEnd.h"
 #include "profile/FailingMemory.h"
 #include "smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <new>
+#include <thread>
 
 using testing::ElementsAre;
-using testing::IsSupersetOf;
+using testing::HasSubstr;
 
 namespace {
 
 class OrvCHClientMemory : public ClientTest {
 protected:
-    void handleWithFailing(int nothrowAllocation, OrvCHClientSend& send) {
-        const FailingMemory noMemory(FailingMemory::kNothrow, nothrowAllocation - 1, 1);
+    // Sends without memory for messages between the threads: what is in hand is used up and cannot be replaced.
+    void sendWithoutMemoryForMessages(const std::string& text) {
+        queueMail(text);
+        OrvCHClientSend send(queue_.peekOpen());
+        const FailingMemory noMemory(FailingMemory::kNothrow);
         client_.handleThreadMesg(&send);
         EXPECT_TRUE(noMemory.failed());
+    }
+
+    // Sends on a thread of its own, which is what ends if it must: whether it came back. So many allocations of it
+    // succeed, and then so many fail.
+    bool cameBackFromSending(OrvCHMesg& message, int after, int inARow, bool& failed) {
+        bool cameBack = false;
+        std::thread sender([&] {
+            OrvCHClientSend send(&message);
+            const FailingMemory noMemory(FailingMemory::kBoth, after, inARow);
+            const OrvAtEnd look([&] { failed = noMemory.failed(); });
+            client_.handleThreadMesg(&send);
+            cameBack = true;
+        });
+        sender.join();
+        return cameBack;
+    }
+
+    static std::ptrdiff_t openDescriptors() {
+        namespace fs = std::filesystem;
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     }
 
     // Serves the main thread until no dialogue is running. In every turn this allocation fails. True when one did.
@@ -70,15 +97,18 @@ protected:
 
 }  // namespace
 
-TEST_F(OrvCHClientMemory, endsItsThreadWhenItCannotTellASuccess) {
+TEST_F(OrvCHClientMemory, endsItsThreadBeforeItSendsWhatItCouldNotTellTheSuccessOf) {
     useServerA();
-    OrvCHClientSend send(&queueMail("mail"));
+    sendWithoutMemoryForMessages("mail");
+    EXPECT_EQ(serverA_.mailsTaken().size(), 1u);
+    recording_.takeTraces();
 
-    handleWithFailing(1, send);
+    sendWithoutMemoryForMessages("another mail");
 
     EXPECT_THAT(recording_.takeTraces(),
-                IsSupersetOf({"OrvCHClient pushOutcome: Failure to allocate OrvCHClientSucceed object\n",
-                              "OrvCHClient pushOutcome: Send thread exiting\n"}));
+                ElementsAre("OrvCHClient handleSendMesg: Failure to allocate OrvCHClientSucceed object\n",
+                            "OrvCHClient handleSendMesg: Send thread exiting\n"));
+    EXPECT_EQ(serverA_.connections(), 1u);
     EXPECT_EQ(client_.startThread(), 0);
     serveUntil([&] { return client_.running() && client_.refcnt() == 1; });
 }
@@ -87,27 +117,61 @@ TEST_F(OrvCHClientMemory, endsItsThreadWhenItCannotTellASuccess) {
 TEST_F(OrvCHClientMemory, isNotSendingWhenItsThreadHasEndedWithoutAWord) {
     useServerA();
     startSending();
-    queueMail("mail");
-    OrvCHClientSend another(&queueMail("another"));
-    handleWithFailing(1, another);  // ends the thread's loop after the turn that is running
+    sendWithoutMemoryForMessages("mail");
+    serveUntil([&] { return queue_.finished().size() == 1; });
+    sendWithoutMemoryForMessages("lost mail");  // ends the thread's loop after the turn that is running
+    queueMail("last mail");
+    queueMail("another");
 
     client_.oneSecondTick();  // "another" follows at once, with nobody to mail it
 
-    serveUntil([&] { return client_.ended() && queue_.finished().size() == 1; });
+    serveUntil([&] { return client_.ended() && queue_.finished().size() == 2; });
     EXPECT_TRUE(client_.sendOutstanding());
     EXPECT_FALSE(client_.sending());
 }
 
-TEST_F(OrvCHClientMemory, endsItsThreadWhenItCannotTellAFailure) {
-    serverA_.refuseConnections();
+TEST_F(OrvCHClientMemory, endsItsThreadBeforeItSendsWhatItCouldNotTellTheFailureOf) {
+    serverA_.answerOnce(MailStage::kMail, ScriptedReply::line("451 busy"));
     useServerA();
-    OrvCHClientSend send(&queueMail("mail"));
+    sendWithoutMemoryForMessages("mail");
+    recording_.takeTraces();
 
-    handleWithFailing(2, send);  // the first is the critical failure's entry
+    sendWithoutMemoryForMessages("another mail");
 
     EXPECT_THAT(recording_.takeTraces(),
-                IsSupersetOf({"OrvCHClient pushOutcome: Failure to allocate OrvCHClientFail object\n",
-                              "OrvCHClient pushOutcome: Send thread exiting\n"}));
+                ElementsAre("OrvCHClient handleSendMesg: Failure to allocate OrvCHClientFail object\n",
+                            "OrvCHClient handleSendMesg: Send thread exiting\n"));
+    EXPECT_EQ(serverA_.connections(), 1u);
+}
+
+// Each allocation of a send is in turn the first that fails. What it reached stays reached, what it did not is sent
+// with the next try, its entries are told, and nothing stays open.
+TEST_F(OrvCHClientMemory, deliversEachMailOnceWhicheverAllocationsOfItsSendFail) {
+    useServerA();
+    serverA_.answerRecipient("c@x", ScriptedReply::line("550 nobody of this name, and there never was one"));
+    const std::ptrdiff_t before = openDescriptors();
+    std::size_t mails = 0;
+    for (const int inARow : {1, 5, 50}) {
+        bool failed = true;
+        for (int after = 0; failed; ++after) {
+            SCOPED_TRACE(std::to_string(inARow) + " after " + std::to_string(after));
+            OrvCHMesg& message = queueMail("mail", {"a@x", "c@x"});
+            addEnvelope(message, "vendor", {"v@x"}, "ShortText");
+            ASSERT_TRUE(cameBackFromSending(*queue_.peekOpen(), after, inARow, failed));
+            serveUntil([&] { return client_.retryPending() || queue_.sendCount() == 0; });
+            if (client_.retryPending()) {
+                bool failedAgain = false;
+                ASSERT_TRUE(cameBackFromSending(*queue_.peekOpen(), 0, 0, failedAgain));
+                serveUntil([&] { return queue_.sendCount() == 0; });
+            }
+
+            mails += 2;
+            ASSERT_EQ(serverA_.mailsTaken().size(), mails);
+            ASSERT_THAT(takeLog(), testing::Contains(HasSubstr("3 8b000019 ")).Times(1));
+            ASSERT_TRUE(serverA_.waitUntil([&] { return serverA_.openConnections() == 0; }));
+            ASSERT_EQ(openDescriptors(), before);
+        }
+    }
 }
 
 TEST_F(OrvCHClientMemory, raisesBothAlarmsBeforeItEndsTheProcess) {

@@ -21,6 +21,15 @@ void describe(OrvSendFailure& failure, const char* what) {
     }
 }
 
+// False when there is no memory for it.
+template <typename Outcome>
+bool provide(std::unique_ptr<Outcome>& outcome) {
+    if (outcome == nullptr) {
+        outcome.reset(new (std::nothrow) Outcome);
+    }
+    return outcome != nullptr;
+}
+
 }  // namespace
 
 OrvCHClient::~OrvCHClient() {
@@ -48,14 +57,32 @@ void OrvCHClient::handleThreadMesg(OrvToThreadMesg* mesg) {
 }
 
 void OrvCHClient::handleSendMesg(const OrvCHClientSend& mesg) {
+    // Before anything is sent: a mail that has reached its recipients would be sent to them again after a restart.
+    if (!provide(fail_) || !provide(succeed_)) {
+        ORV_TRACE("Failure to allocate %s object\n", fail_ == nullptr ? "OrvCHClientFail" : "OrvCHClientSucceed");
+        ORV_TRACE("Send thread exiting\n");
+        endDispatcher();
+        return;
+    }
     OrvSendFailure failure;
     if (sendMessage(*mesg.message(), failure) == 0) {
-        pushOutcome(std::unique_ptr<OrvToMainMesg>(new (std::nothrow) OrvCHClientSucceed(mesg.message())),
-                    "OrvCHClientSucceed");
+        pushSucceedMesg(*mesg.message());
     } else {
-        pushOutcome(
-            std::unique_ptr<OrvToMainMesg>(new (std::nothrow) OrvCHClientFail(mesg.message(), std::move(failure))),
-            "OrvCHClientFail");
+        pushFailMesg(*mesg.message(), std::move(failure));
+    }
+    keepSpares();
+}
+
+// For the next message, as far as there is memory now. One entry: that its dialogue could not even begin.
+void OrvCHClient::keepSpares() {
+    constexpr std::size_t kEntries = 1;
+    spareEntries_.shrinkTo(kEntries);
+    provide(fail_);
+    provide(succeed_);
+    try {
+        spareEntries_.add(kEntries - spareEntries_.count());
+    } catch (const std::bad_alloc&) {
+        // It will do without.
     }
 }
 
@@ -83,16 +110,21 @@ OrvSendDialogue::Server OrvCHClient::takeCurrentServer() {
     return currentServer_;
 }
 
-void OrvCHClient::pushOutcome(std::unique_ptr<OrvToMainMesg> mesg, const char* kind) {
-    if (mesg == nullptr) {
-        ORV_TRACE("Failure to allocate %s object\n", kind);
-        ORV_TRACE("Send thread exiting\n");
-        endDispatcher();
-        return;
-    }
-    [[maybe_unused]] const int result = pushToMain(std::move(mesg));
+void OrvCHClient::pushFailMesg(OrvCHMesg& message, OrvSendFailure&& failure) {
+    fail_->setMessage(&message);
+    fail_->setFailure(std::move(failure));
+    [[maybe_unused]] const int result = pushToMain(std::move(fail_));
+}
+
+void OrvCHClient::pushSucceedMesg(OrvCHMesg& message) {
+    succeed_->setMessage(&message);
+    [[maybe_unused]] const int result = pushToMain(std::move(succeed_));
 }
 
 void OrvCHClient::logSend(int level, std::uint32_t id, const char* text) {
+    if (std::unique_ptr<OrvToMainMesg> mesg = spareEntries_.take(level, id, text); mesg != nullptr) {
+        [[maybe_unused]] const int result = pushToMain(std::move(mesg));
+        return;
+    }
     logFromThread(static_cast<std::uint32_t>(level), id, "%s", text);
 }

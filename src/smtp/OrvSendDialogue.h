@@ -24,7 +24,9 @@ struct OrvIdentity;
 // Whom the dialogue tells what the operator must see, and what it needs to know of the sends before it.
 class OrvSendReporter {
 public:
-    // An entry for the event log; the text is copied. Does not throw for want of memory.
+    // So many more entries can be logged without memory. Throws std::bad_alloc.
+    virtual void makeRoomForEntries(std::size_t count) = 0;
+    // An entry for the event log; the text is copied. Without room made for it, and without memory, the thread ends.
     virtual void logSend(int level, std::uint32_t id, const char* text) = 0;
     // The send before this one failed.
     virtual bool isRetryPending() const = 0;
@@ -47,7 +49,8 @@ public:
 
     // Holds the conversation once, from connecting to closing. 0 when it went to its end, whatever became of the
     // recipients; -1 when it failed, and failure() tells how. A step that finds no memory has failed like one that the
-    // server refused. Once the server has taken a mail, neither the marks nor the entries need any.
+    // server refused. Once the server has taken a mail, neither the marks nor the entries need any: room for them has
+    // been made before.
     [[nodiscard]] int run();
     // What every failure that does not follow another one tells the operator.
     static void reportCriticalFailure(OrvSendReporter& reporter);

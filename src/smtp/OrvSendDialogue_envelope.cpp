@@ -19,6 +19,8 @@ constexpr std::uint32_t kNoRecipientId = 0x8b000016u;
 constexpr std::uint32_t kRetryId = 0x8b000017u;
 constexpr std::uint32_t kRetryFailedId = 0x8b000018u;
 constexpr std::uint32_t kNoRetryId = 0x8b000019u;
+// About one recipient: what becomes of it, and the refusing reply.
+constexpr std::size_t kEntriesARefusal = 2;
 
 using Envelope = OrvCHEnvelope;
 
@@ -58,8 +60,12 @@ int OrvSendDialogue::offerRecipients(OrvCHEnvelope& envelope) {
     accepted_ = 0;
     refusals_.assign(envelope.Recipients.size(), "");
     makeRoomForMarks(envelope);
+    reporter_.makeRoomForEntries(1);  // that nobody was accepted
     for (std::size_t i = 0; i < envelope.Recipients.size(); ++i) {
         const char mark = markAt(envelope, i);
+        if (mark == Envelope::kGivenUp) {
+            reporter_.makeRoomForEntries(kEntriesARefusal);
+        }
         if (mark == Envelope::kDelivered || mark == Envelope::kGivenUp) {
             continue;
         }
@@ -82,6 +88,7 @@ int OrvSendDialogue::offerRecipient(OrvCHEnvelope& envelope, std::size_t positio
     if (!client_.connected()) {
         return -1;
     }
+    reporter_.makeRoomForEntries(kEntriesARefusal);
     refusals_[position] = client_.lastReply();
     setMark(envelope, position, stateAfterRefusal(before, client_.lastReply()));
     return 0;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <vector>
 
 using testing::AnyOf;
 using testing::Contains;
@@ -24,7 +25,16 @@ constexpr char kC[] = "somebody.who.is.tried.again@example.com";
 // Counts the entries without asking for memory.
 class CountingReporter final : public OrvSendReporter {
 public:
+    void makeRoomForEntries(std::size_t count) override {
+        const std::vector<char> more(count);  // it takes memory
+        room += count;
+    }
     void logSend(int /*level*/, std::uint32_t id, const char* text) override {
+        if (room > 0) {
+            --room;
+        } else {
+            ++unprepared;
+        }
         ++counts[id & 0xFFu];
         characters += std::strlen(text);
     }
@@ -32,6 +42,8 @@ public:
 
     unsigned counts[256] = {};
     std::size_t characters = 0;  // in all texts
+    std::size_t room = 0;
+    unsigned unprepared = 0;  // entries without room
 };
 
 class OrvSendDialogueMemory : public MailTest {
@@ -108,6 +120,7 @@ TEST_F(OrvSendDialogueMemory, failsLikeARefusedOneOrReachesItsEndWhicheverAlloca
             EXPECT_THAT(noc.Recipients, AnyOf(ElementsAre(kA, kB, std::string("$") + kC),
                                               ElementsAre(kA, std::string("$") + kB, std::string("$") + kC)));
             EXPECT_EQ(reporter_.counts[0x12], 1u);
+            EXPECT_EQ(reporter_.unprepared, after == 0 ? 1u : 0u) << "but for the very first allocation";
             EXPECT_EQ(reporter_.counts[0x15] + reporter_.counts[0x17] + reporter_.counts[0x18], 0u);
             EXPECT_EQ(server_.mailsTaken().size(), taken);
         } else {
@@ -120,6 +133,7 @@ TEST_F(OrvSendDialogueMemory, failsLikeARefusedOneOrReachesItsEndWhicheverAlloca
             EXPECT_EQ(reporter_.counts[0x15], 2u);
             characters = characters == 0 ? reporter_.characters : characters;
             EXPECT_EQ(reporter_.characters, characters) << "every entry is whole";
+            EXPECT_EQ(reporter_.unprepared, 0u);
         }
         EXPECT_FALSE(noc.Done);
     }

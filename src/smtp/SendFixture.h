@@ -5,18 +5,24 @@
 #include "smtp/OrvSendDialogue.h"
 #include "testing/ScriptedMailServer.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
 class RecordingReporter final : public OrvSendReporter {
 public:
+    void makeRoomForEntries(std::size_t count) override { room += count; }
     void logSend(int level, std::uint32_t id, const char* text) override {
+        EXPECT_GE(room, 1u) << "no room was made for: " << text;
+        --room;
         lines.push_back(orvFormat("%d %08x %s", level, id, text));
     }
     bool isRetryPending() const override { return retryPending; }
 
     std::vector<std::string> lines;  // "level id text"
     bool retryPending = false;
+    std::size_t room = 0;
 };
 
 // How the entries about one recipient begin and end; the server is shown as address and port.

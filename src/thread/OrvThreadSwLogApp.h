@@ -27,7 +27,9 @@ public:
     explicit OrvThreadSwLogApp(Entry entry) : OrvToMainMesg(kCode), entry_(std::move(entry)) {}
 
     const Entry& entry() const { return entry_; }
+    // To be filled in while the request is its maker's.
+    Entry& entry() { return entry_; }
 
 private:
-    const Entry entry_;
+    Entry entry_;
 };
