@@ -24,14 +24,28 @@ int HostBus::join() {
     if (joined()) {
         return 0;
     }
-    std::unique_ptr<Transport> linked = chosen_ == nullptr ? defaultTransport() : nullptr;
-    Transport* const transport = chosen_ != nullptr ? chosen_ : linked.get();
+    Transport* const transport = choose();
     if (transport == nullptr || transport->join() < 0) {
+        linked_.reset();
         return -1;
     }
-    linked_ = std::move(linked);
     transport_ = transport;
     return 0;
+}
+
+Transport* HostBus::choose() {
+    if (chosen_ != nullptr) {
+        return chosen_;
+    }
+    if (linked_ == nullptr) {
+        linked_ = defaultTransport();
+    }
+    return linked_.get();
+}
+
+Transport::Claim HostBus::claim(const std::string& component) {
+    Transport* const transport = joined() ? transport_ : choose();
+    return transport != nullptr ? transport->claim(component) : Transport::Claim::UNKNOWN;
 }
 
 void HostBus::leave() {

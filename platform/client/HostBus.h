@@ -21,6 +21,8 @@ public:
 
     void useTransport(Transport* transport) { chosen_ = transport; }
 
+    // Takes a component's name on the bus for this process, before join() or after it.
+    [[nodiscard]] Transport::Claim claim(const std::string& component);
     // 0 (also when already joined), or -1.
     [[nodiscard]] int join();
     // Every component is off the bus afterwards, without being told.
@@ -49,11 +51,13 @@ public:
 
 private:
     HostBus() = default;
+    // The transport to join through; null when there is none.
+    Transport* choose();
     [[nodiscard]] int send(const SlotParty& from, const Hsb_Address& to, std::uint16_t format, std::uint16_t code,
                            std::vector<std::uint8_t> payload);
 
     Transport* chosen_ = nullptr;        // not owned; null: the linked one
-    std::unique_ptr<Transport> linked_;  // owned while joined through it
+    std::unique_ptr<Transport> linked_;  // owned from the first use of it to the end of being joined
     Transport* transport_ = nullptr;     // the one in use; null while not joined
     std::vector<std::unique_ptr<SlotParty>> parties_;
 };

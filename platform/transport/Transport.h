@@ -8,6 +8,7 @@
 #include "Hsb_Address.h"
 
 #include <memory>
+#include <string>
 
 class Hsb_Message;
 
@@ -27,6 +28,13 @@ class Transport {
 public:
     virtual ~Transport() = default;
 
+    enum class Claim {
+        MINE,
+        ANOTHERS,  // a living process has it
+        UNKNOWN,   // the bus cannot be asked; join() tells why
+    };
+    // Takes a component's name on the bus for this process, before join() or after it, until it leaves the bus or ends.
+    [[nodiscard]] virtual Claim claim(const std::string& /*component*/) { return Claim::UNKNOWN; }
     // Connects this process with the bus. 0, or -1 (the reason goes to stderr or syslog).
     [[nodiscard]] virtual int join() = 0;
     // The connection broke after join(): nothing arrives any more, and Hsb::handle_events fails.

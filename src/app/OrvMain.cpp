@@ -8,6 +8,7 @@
 #include "base/OrvShell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
+#include "hold_switch.h"
 
 #include <syslog.h>
 
@@ -23,11 +24,19 @@ constexpr char kTraceModule[] = "main";
 
 OrvDbg* mainLogger = nullptr;  // lives as long as the process
 
+// Against a second daemon on this switch.
+void holdSwitch() {
+    if (hold_switch("OrvApp") < 0) {
+        std::exit(1);
+    }
+}
+
 void joinPlatform() {
     if (Hsb::instance()->init(64, 0, 0) == 0) {
         syslog(LOG_NOTICE, "HSB initialization failed\n");
         std::exit(0);
     }
+    holdSwitch();  // what there was not yet before the switch came to the bus
     if (Cns::instance()->init(0) == 0) {
         syslog(LOG_NOTICE, "CNS initialization failed\n");
     }
@@ -85,6 +94,7 @@ void orvSetUpMainLogger() {
 int orvMain() {
     tzset();
     openlog("orvApp", 0, LOG_USER);
+    holdSwitch();  // before the logger empties the trace of whoever is there
     orvSetUpMainLogger();
     // A mail server that closes early must not end the daemon.
     std::signal(SIGPIPE, SIG_IGN);

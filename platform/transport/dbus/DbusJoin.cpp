@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 using DbusAddress::SWITCHD_NAME;
 
@@ -66,7 +67,7 @@ std::string seconds(std::chrono::milliseconds span) {
 }  // namespace
 
 int DbusTransport::join() {
-    if (bus_) {
+    if (joined_) {
         return fail("this process is already on the bus");
     }
     lost_ = false;
@@ -74,19 +75,22 @@ int DbusTransport::join() {
     patience_.renew();
     int result = -1;
     try {
-        result = joinSteps(std::chrono::steady_clock::now() + options_.patience);
+        result = joinSteps(std::chrono::steady_clock::now() + options_.patience - std::exchange(spent_, {}));
     } catch (const std::bad_alloc&) {
         std::fputs("hsb: cannot join the bus: memory is short\n", stderr);
     }
-    if (result < 0) {
+    joined_ = result == 0;
+    if (!joined_) {
         bus_.reset();
+        claimed_ = false;
     }
     return result;
 }
 
 int DbusTransport::joinSteps(Deadline deadline) {
     const bool waits = options_.role == Role::CLIENT;
-    if (connect() < 0 || awaitReady(deadline) < 0 || followNames() < 0 || lookUpSwitchd() < 0 ||
+    const bool connected = bus_ != nullptr;  // by claim()
+    if ((!connected && (connect() < 0 || awaitReady(deadline) < 0)) || followNames() < 0 || lookUpSwitchd() < 0 ||
         (waits && awaitSwitchd(deadline) < 0)) {
         return -1;
     }
@@ -95,7 +99,9 @@ int DbusTransport::joinSteps(Deadline deadline) {
 
 int DbusTransport::fail(const std::string& what, int error) {
     problem_ = error == 0 ? what : what + ": " + std::strerror(error);
-    std::fprintf(stderr, "hsb: %s\n", problem_.c_str());
+    if (!quiet_) {
+        std::fprintf(stderr, "hsb: %s\n", problem_.c_str());
+    }
     return -1;
 }
 

@@ -223,4 +223,66 @@ TEST_F(DbusJoin, tellsAStrangerWhatItTakes) {
     EXPECT_EQ(answer, "/hsb takes only hsb.Bus.Message(uuquuqqqay)");
 }
 
+using Claim = Transport::Claim;
+
+TEST_F(DbusJoin, aComponentsNameIsClaimedByOneProcessBeforeItJoins) {
+    const auto services = switchd();
+    RecordingParty names;
+    ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(services->attachService(names, ServiceAddress::NAMES), 0);
+    const auto first = client();
+    const auto second = client();
+
+    EXPECT_EQ(first->claim("OrvApp"), Claim::MINE);
+    EXPECT_EQ(first->claim("OrvApp"), Claim::MINE);
+    EXPECT_EQ(second->claim("OrvApp"), Claim::ANOTHERS);
+    EXPECT_EQ(second->claim("Other"), Claim::MINE);
+    EXPECT_EQ(first->join(), 0);
+    EXPECT_EQ(second->join(), 0);
+
+    first->leave();
+    EXPECT_EQ(client()->claim("OrvApp"), Claim::MINE);
+}
+
+TEST_F(DbusJoin, aNameCanBeClaimedOnceJoined) {
+    const auto services = switchd();
+    RecordingParty names;
+    ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(services->attachService(names, ServiceAddress::NAMES), 0);
+    const auto joined = client();
+    ASSERT_EQ(joined->join(), 0);
+
+    EXPECT_EQ(joined->claim("OrvApp"), Claim::MINE);
+    EXPECT_EQ(client()->claim("OrvApp"), Claim::ANOTHERS);
+}
+
+TEST_F(DbusJoin, aClaimWithoutABusLeavesItToTheJoinToSayWhatIsWrong) {
+    bus_.kill();
+    const auto transport = client();
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(transport->claim("OrvApp"), Claim::UNKNOWN);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(transport->join(), -1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), StartsWith("hsb: "));
+}
+
+TEST_F(DbusJoin, aClaimAndAJoinShareTheirPatience) {
+    bus_.suspend();
+    DbusTransport::Options impatient = options(Role::CLIENT);
+    impatient.patience = milliseconds(500);
+    DbusTransport transport(impatient);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(transport.claim("OrvApp"), Claim::UNKNOWN);
+    const auto claimed = std::chrono::steady_clock::now();
+
+    EXPECT_EQ(transport.join(), -1);
+
+    EXPECT_GE(claimed - start, milliseconds(500));
+    EXPECT_LT(std::chrono::steady_clock::now() - claimed, milliseconds(400));
+    EXPECT_THAT(transport.problem(), StartsWith("no answer from the bus"));
+    bus_.resume();
+}
+
 }  // namespace

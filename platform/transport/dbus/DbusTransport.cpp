@@ -145,7 +145,7 @@ void DbusTransport::leave() {
     queuedSizes_.clear();
     queuedBytes_ = 0;
     self_ = switchd_ = Hsb_Address{};
-    ownsName_ = false;
+    ownsName_ = joined_ = claimed_ = false;
 }
 
 // What was sent before leaving still goes out, unless the bus daemon does not take it.

@@ -37,7 +37,7 @@ public:
         Role role = Role::CLIENT;
         // D-Bus address; empty: HSB_BUS, else the system bus for root and the session bus for others.
         std::string address{};
-        // How long join() may take altogether.
+        // How long claim() and join() may take altogether.
         std::chrono::milliseconds patience = std::chrono::seconds(30);
         // What may wait until the socket takes it.
         std::uint64_t maxQueuedMessages = 100000;
@@ -48,6 +48,7 @@ public:
     explicit DbusTransport(Options options);
     ~DbusTransport();
 
+    [[nodiscard]] Claim claim(const std::string& component) override;
     [[nodiscard]] int join() override;
     bool lost() const override { return lost_; }
     void leave() override;
@@ -68,6 +69,10 @@ private:
 
     int busMessage(sd_bus_message& message) override;
     void busLost(int error) noexcept override;
+
+    // Steps of claim().
+    bool reach(Deadline deadline);
+    Claim claimName(const std::string& name);
 
     // Steps of join(), each 0 or -1 with problem_ set.
     int joinSteps(Deadline deadline);
@@ -107,7 +112,11 @@ private:
     std::deque<std::size_t> queuedSizes_;  // Payloads that sd-bus still holds, oldest first.
     std::uint64_t queuedBytes_ = 0;        // Their sum.
     bool refusing_ = false;                // A message was refused, and that was said.
+    bool joined_ = false;
     bool lost_ = false;
-    Patience patience_;  // While join() or leave() waits.
+    bool claimed_ = false;
+    bool quiet_ = false;                           // What fails is not said.
+    std::chrono::steady_clock::duration spent_{};  // By claim(), of the patience.
+    Patience patience_;                            // While join() or leave() waits.
     std::string problem_;
 };
