@@ -44,7 +44,7 @@ bool step(const std::string& text) {
     }
     active->tell(text);
     noMemory = begins(text, active->noMemoryAfter);
-    return !begins(text, active->failing);
+    return !begins(text, active->failing) && !begins(text, active->alsoFailing);
 }
 
 bool takeNoMemory() {

@@ -19,6 +19,7 @@ struct MainSteps {
     const std::function<void(const std::string& step)> tell;
     // The step beginning with this text fails; empty: none.
     std::string failing;
+    std::string alsoFailing;
     // The first allocation after the step beginning with this text fails; empty: none.
     std::string noMemoryAfter;
     // Serves instead of the bus; the result of Hsb::handle_events. Empty: the bus is served.

@@ -9,6 +9,7 @@
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "hold_switch.h"
+#include "thread/OrvThreadExit.h"
 
 #include <syslog.h>
 
@@ -24,6 +25,16 @@ constexpr char kTraceModule[] = "main";
 
 OrvDbg* mainLogger = nullptr;  // lives as long as the process
 
+// A step that throws is one that has failed.
+template <typename Step>
+int attempt(Step&& step, int failed) {
+    try {
+        return step();
+    } catch (...) {
+        return failed;
+    }
+}
+
 // Against a second daemon on this switch.
 void holdSwitch() {
     if (hold_switch("OrvApp") < 0) {
@@ -32,15 +43,15 @@ void holdSwitch() {
 }
 
 void joinPlatform() {
-    if (Hsb::instance()->init(64, 0, 0) == 0) {
+    if (attempt([] { return Hsb::instance()->init(64, 0, 0); }, 0) == 0) {
         syslog(LOG_NOTICE, "HSB initialization failed\n");
         std::exit(0);
     }
     holdSwitch();  // what there was not yet before the switch came to the bus
-    if (Cns::instance()->init(0) == 0) {
+    if (attempt([] { return Cns::instance()->init(0); }, 0) == 0) {
         syslog(LOG_NOTICE, "CNS initialization failed\n");
     }
-    if (Ens::instance()->init() == 0) {
+    if (attempt([] { return Ens::instance()->init(); }, 0) == 0) {
         syslog(LOG_NOTICE, "ENS initialization failed\n");
     }
 }
@@ -92,6 +103,7 @@ void orvSetUpMainLogger() {
 }
 
 int orvMain() {
+    orvPrepareThreadExit();
     tzset();
     openlog("orvApp", 0, LOG_USER);
     holdSwitch();  // before the logger empties the trace of whoever is there
@@ -101,15 +113,16 @@ int orvMain() {
     joinPlatform();
     eventLog().open();
     OrvApp& application = createApplication();
-    if (Hsb::instance()->handle_events(nullptr) < 0) {
+    if (attempt([] { return Hsb::instance()->handle_events(nullptr); }, -1) < 0) {
         orvEndShells();
         std::exit(0);
     }
     application.finishMail();
     orvEndShells();
     eventLog().close();
-    Ens::instance()->shutdown();
-    Cns::instance()->shutdown();
-    Hsb::instance()->shutdown();
+    // Each by itself: one that finds no memory must not make a failure of an orderly end.
+    attempt([] { return Ens::instance()->shutdown(), 0; }, 0);
+    attempt([] { return Cns::instance()->shutdown(), 0; }, 0);
+    attempt([] { return Hsb::instance()->shutdown(), 0; }, 0);
     return 0;
 }

@@ -76,6 +76,8 @@ protected:
         return all;
     }
 
+    static constexpr int kUncaught = 99;  // the status of a child whose main let an exception go
+
     const Steps kTrace{"tzset", "openlog orvApp 0 8", "OrvDbg::createKey", "OrvDbg::setOfThread"};
     const Steps kPlatform{"Hsb::init 64 0 0", "Cns::init 0", "Ens::init", "Log_Event::open"};
     const Steps kServed{"Hsb_Slot::insert", "Hsb::handle_events without limit"};
@@ -95,7 +97,11 @@ private:
         });
         steps.serve = [] { return 0; };
         prepare(steps, host);
-        std::exit(orvMain());
+        try {
+            std::exit(orvMain());
+        } catch (...) {
+            std::_Exit(kUncaught);
+        }
     }
 
     // Until the child has ended; one that does not is killed.
@@ -150,6 +156,20 @@ TEST_F(OrvMain, goesOnWithoutEventService) {
     EXPECT_EQ(steps_, joined({kTrace,
                               {"Hsb::init 64 0 0", "Cns::init 0", "Ens::init", "syslog 5 ENS initialization failed\n",
                                "Log_Event::open"},
+                              kServed,
+                              kEnd}));
+}
+
+TEST_F(OrvMain, goesOnWithoutEitherOfThem) {
+    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) {
+                  steps.failing = "Cns::init";
+                  steps.alsoFailing = "Ens::init";
+              }),
+              0);
+
+    EXPECT_EQ(steps_, joined({kTrace,
+                              {"Hsb::init 64 0 0", "Cns::init 0", "syslog 5 CNS initialization failed\n", "Ens::init",
+                               "syslog 5 ENS initialization failed\n", "Log_Event::open"},
                               kServed,
                               kEnd}));
 }
@@ -231,6 +251,22 @@ TEST_F(OrvMain, endsWithStatusOneWithoutMemoryForTheMonitorsClient) {
                       {"Hsb_Slot::insert", "switch_alarm 0 10050034 System resource error - contact technical support",
                        "switch_alarm 16 0 OrvApp - cannot allocate memory"}}));
     EXPECT_TRUE(lastTrace().ends_with(" OrvApp OrvApp: Failure to allocate cmon_client object")) << lastTrace();
+}
+
+TEST_F(OrvMain, endsByItselfWhateverStepFindsNoMemory) {
+    for (const char* const step : {"openlog", "OrvDbg::createKey", "OrvDbg::setOfThread", "Hsb::init", "Cns::init",
+                                   "Ens::init", "Log_Event::open", "Hsb_Slot::insert", "Log_Event::close",
+                                   "Ens::shutdown", "Cns::shutdown", "Hsb::shutdown"}) {
+        const int status = run([step](MainSteps& steps, LoopbackSwitch&) { steps.noMemoryAfter = step; });
+
+        EXPECT_TRUE(status == 0 || status == 1) << step << " " << status;
+    }
+}
+
+TEST_F(OrvMain, takesALoopThatThrowsForOneThatFails) {
+    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.serve = []() -> int { throw std::bad_alloc(); }; }), 0);
+
+    EXPECT_EQ(steps_, joined({kTrace, kPlatform, kServed}));
 }
 
 TEST_F(OrvMain, exitsAtOnceWhenTheLoopFails) {
