@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <thread>
 
@@ -25,6 +26,13 @@ const std::string kWholeDialogue = std::string(
                                    "QUIT\r\n";
 
 using OrvSendDialogueTest = DialogueTest;
+
+// Whether a line of the short mail ends there. The empty lines behind the headers are one.
+bool lineEndsAt(std::size_t length) {
+    const std::string mail = shortMail();
+    const std::size_t body = mail.find("\r\n\r\n") + 6;
+    return mail.substr(0, length).ends_with("\r\n") && length != body - 2;
+}
 
 }  // namespace
 
@@ -139,22 +147,36 @@ TEST_F(OrvSendDialogueTest, failsWhenNobodyListens) {
 
 TEST_F(OrvSendDialogueTest, failsWhenTheConnectionBreaksAfterAnyByte) {
     const std::size_t lastByteOfText = kWholeDialogue.find("\r\n.\r\n") + 5;
-    for (std::size_t bytes = 1; bytes <= kWholeDialogue.size(); bytes += bytes < 100 ? 1 : 13) {
-        ScriptedMailServer server;
-        server.hangUpAfterReceiving(bytes);
+    for (std::size_t bytes = 1; bytes <= kWholeDialogue.size(); ++bytes) {
+        server_.hangUpAfterReceiving(bytes);
         message_ = portEvent();
         const OrvCHEnvelope& noc = envelope("noc", {"a@example.com", "b@example.com"});
-        const TestIdentity identity(identity_);
-        OrvSMTPClient client;
-        OrvSendDialogue dialogue(client, identity.common(), reporter_,
-                                 {SmtpAddrMode::kIPv4, server.address(), server.port()}, *message_);
-
         const bool taken = bytes > lastByteOfText;
 
-        ASSERT_EQ(dialogue.run(), taken ? 0 : -1) << bytes;
+        ASSERT_EQ(run(), taken ? 0 : -1) << bytes;
         ASSERT_EQ(noc.Done, taken);
         ASSERT_EQ(noc.Recipients[0], taken ? "!a@example.com" : "a@example.com");
-        ASSERT_FALSE(client.connected());
+    }
+}
+
+// What arrives is the composed text, cut at whatever limit, and the one line end behind it.
+TEST_F(OrvSendDialogueTest, deliversAMailThatIsCutAtEveryLimit) {
+    const std::string whole = shortMail();
+    for (std::uint32_t limit = 0; limit <= whole.size() + 1; ++limit) {
+        message_ = portEvent();
+        addEnvelope(*message_, "noc", {"a@example.com"}, "ShortText", limit);
+        std::size_t kept = limit == 0 ? 0 : std::min<std::size_t>(limit - 1, whole.size());
+        while (kept > 0 && !lineEndsAt(kept)) {
+            --kept;
+        }
+        const std::string cut = kept == whole.size() ? whole : whole.substr(0, kept) + std::string(limit - kept, ' ');
+
+        ASSERT_EQ(run(), 0);
+
+        const std::string received = server_.received(server_.connections() - 1);
+        const std::size_t begin = received.find("DATA\r\n") + 6;
+        ASSERT_EQ(received.substr(begin), cut + "\r\n.\r\nQUIT\r\n") << "limit " << limit;
+        ASSERT_EQ(message_->Envelopes[0]->Recipients[0], "!a@example.com");
     }
 }
 
