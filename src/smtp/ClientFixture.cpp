@@ -150,8 +150,8 @@ std::vector<std::string> ClientTest::takeLog() {
 std::vector<std::string> ClientTest::takeOutcomeTraces() {
     std::vector<std::string> lines = recording_.takeTraces();
     std::erase_if(lines, [](const std::string& line) {
-        return !line.starts_with("OrvCHClient report: ") && !line.starts_with("OrvCHClient handleFailMesg: ") &&
-               !line.starts_with("OrvCHClient sendAgain: ");
+        return !line.starts_with("OrvCHClient handleFailMesg: ") &&
+               !line.starts_with("OrvCHClient handleSucceedMesg: ");
     });
     return lines;
 }

@@ -16,6 +16,7 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvCHClient";
 constexpr int kOrdinaryPriority = 0;
+constexpr char kHandleFailMesg[] = "handleFailMesg";
 
 constexpr std::uint32_t kQueueEmptyId = 0x8b00000eu;
 constexpr std::uint32_t kRetryLaterId = 0x8b00000fu;
@@ -23,9 +24,9 @@ constexpr std::uint32_t kRetryNowId = 0x8b000010u;
 constexpr std::uint32_t kNotUsableId = 0x8b000011u;
 constexpr std::uint32_t kFailureId = 0x8b000013u;
 
-// For the developers and for the operator.
+// For the developers and for the operator: what handleFailMesg() tells is traced under its name.
 void report(std::uint32_t id, const std::string& text) {
-    ORV_TRACE("%s\n", text.c_str());
+    orvTrace(kTraceModule, kHandleFailMesg, "%s\n", text.c_str());
     orvLog(kOrvLogWarning, id, "%s", text.c_str());
 }
 
@@ -192,7 +193,8 @@ void OrvCHClient::sendAgain(OrvCHMesg& message) {
         changeover();
         const OrvServerRecord server = activeServer();
         const int port = static_cast<int>(server.Port);
-        ORV_TRACE("Will retry via SMTP server=%s, port=%d\n", server.Address.c_str(), port);
+        orvTrace(kTraceModule, "handleSucceedMesg", "Will retry via SMTP server=%s, port=%d\n", server.Address.c_str(),
+                 port);
         orvLog(kOrvLogWarning, kRetryNowId, "Will retry sending via SMTP server=%s, port=%d", server.Address.c_str(),
                port);
     } catch (...) {

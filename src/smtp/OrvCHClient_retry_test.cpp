@@ -82,13 +82,14 @@ TEST_F(OrvCHClientRetry, tracesEachOutcomeInItsOwnWords) {
 
     tick();
     EXPECT_THAT(takeOutcomeTraces(),
-                ElementsAre("OrvCHClient report: Encountered failure communicating with SMTP " + serverA +
+                ElementsAre("OrvCHClient handleFailMesg: Encountered failure communicating with SMTP " + serverA +
                                 ", Reason=[SMTP RESPONSE Error], Description=[SMTP server error Response], "
                                 "Response=[451 busy]\n",
                             "OrvCHClient handleFailMesg: Will retry via SMTP " + serverB + ", after 5 seconds\n"));
 
     tick(5);
-    EXPECT_THAT(takeOutcomeTraces(), ElementsAre("OrvCHClient sendAgain: Will retry via SMTP " + serverA + "\n"));
+    EXPECT_THAT(takeOutcomeTraces(),
+                ElementsAre("OrvCHClient handleSucceedMesg: Will retry via SMTP " + serverA + "\n"));
     EXPECT_THAT(queue_.takeCalls(), ElementsAre("open mail", "close mail", "open mail", "delete mail 0"));
 }
 
@@ -305,13 +306,14 @@ TEST_F(OrvCHClientRetry, isNotArmedWithoutAUsableServerAndGoesOnWithTheNextConfi
     serverA_.breakConnections();
     serveUntil([&] { return !client_.sendOutstanding(); });
 
-    EXPECT_THAT(takeOutcomeTraces(),
-                ElementsAre("OrvCHClient report: Encountered failure communicating with SMTP server=127.0.0.1, port=" +
-                                std::to_string(serverA_.port()) +
-                                ", Reason=[Socket Closed Error], Description=[Connection reset by peer], "
-                                "Response=[]\n",
-                            "OrvCHClient report: SMTP addresses are defaults or disabled, will not retry sending "
-                            "messages until a valid SMTP  address has been configured and enabled\n"));
+    EXPECT_THAT(
+        takeOutcomeTraces(),
+        ElementsAre("OrvCHClient handleFailMesg: Encountered failure communicating with SMTP server=127.0.0.1, port=" +
+                        std::to_string(serverA_.port()) +
+                        ", Reason=[Socket Closed Error], Description=[Connection reset by peer], "
+                        "Response=[]\n",
+                    "OrvCHClient handleFailMesg: SMTP addresses are defaults or disabled, will not retry sending "
+                    "messages until a valid SMTP  address has been configured and enabled\n"));
     EXPECT_THAT(takeLog(),
                 ElementsAre(kCriticalLine, encountered(serverA_, "Socket Closed Error", "Connection reset by peer", ""),
                             "3 8b000011 SMTP addresses are defaults or disabled, will not retry sending messages until "
