@@ -191,18 +191,21 @@ int OrvSMTPClient::connectionLost(int error) {
     if (connected_) {
         connected_ = false;
         fail(kSocketClosedError, orvErrorText(error));
+        closedInOrder_ = error == 0;
     }
     return -1;
 }
 
 void OrvSMTPClient::startAfresh() {
     errorCode_ = kOkay;
+    closedInOrder_ = false;
     lastReply_.clear();
     errorText_.clear();
 }
 
 int OrvSMTPClient::fail(ErrorCode code, const std::string& text) {
     errorCode_ = code;
+    closedInOrder_ = false;
     errorText_ = text;
     return -1;
 }

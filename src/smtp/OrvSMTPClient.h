@@ -76,6 +76,8 @@ public:
     std::int32_t errorCode() const { return errorCode_; }
     const char* errorName() const;
     const std::string& errorText() const { return errorText_; }
+    // The error's text, or its name where that says more: the text of a connection closed in order is "Success".
+    const char* errorForTrace() const { return closedInOrder_ ? errorName() : errorText_.c_str(); }
     const std::string& lastReply() const { return lastReply_; }
     bool connected() const { return connected_; }
 
@@ -112,7 +114,8 @@ private:
     std::chrono::milliseconds limit_{0};  // that is set on the socket
     std::array<char, kReplySize + 1> reply_{};
     bool connected_ = false;
-    bool limitPassed_ = false;  // on this connection
+    bool limitPassed_ = false;    // on this connection
+    bool closedInOrder_ = false;  // by the server, which is the error
     std::int32_t errorCode_ = kOkay;
     std::string lastReply_;
     std::string errorText_;

@@ -84,7 +84,7 @@ int OrvSendDialogue::presentClient() {
         if (client_.sendHello(clientIdentity_, kind) == 0) {
             return 0;
         }
-        ORV_TRACE("Failed to send SMTP client identity: %s\n", client_.errorText().c_str());
+        ORV_TRACE("Failed to send SMTP client identity: %s\n", client_.errorForTrace());
         if (!client_.connected()) {
             break;  // a further try would only hide why the connection was lost
         }

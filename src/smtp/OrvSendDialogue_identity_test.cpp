@@ -127,6 +127,22 @@ TEST_F(OrvSendDialogueIdentity, triesNoOtherIdentityOnceTheConnectionIsLost) {
     EXPECT_EQ(failure_.description, "Success");
 }
 
+TEST_F(OrvSendDialogueIdentity, tracesWhatEndedATryAlsoWhenThatWasNoErrorOfTheSystem) {
+    const std::pair<ScriptedReply, const char*> rows[] = {{ScriptedReply::hangUp(), "Socket Closed Error"},
+                                                          {ScriptedReply().thenReset(), "Connection reset by peer"}};
+    for (const auto& [reply, error] : rows) {
+        server_.answer(MailStage::kEhlo, reply);
+        takeTraces();
+
+        EXPECT_EQ(run(), -1);
+
+        EXPECT_THAT(triesTraced(),
+                    ElementsAre("presentClient: Send SMTP client identity as IPv4 addr: 10.1.2.3",
+                                std::string("presentClient: Failed to send SMTP client identity: ") + error,
+                                "presentClient: No other connect retries possible!"));
+    }
+}
+
 TEST_F(OrvSendDialogueIdentity, isReadAnewForEachTry) {
     server_.answerOnce(MailStage::kEhlo, line("500 no"));
     server_.answerOnce(MailStage::kHelo, line("501 no"));
