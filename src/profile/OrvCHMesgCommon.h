@@ -72,7 +72,7 @@ public:
     OrvIdentity current() const;
 
     // Any other thread: the fields once no re-read is outstanding. While the returned object lives the
-    // identity cannot change; no network or file call may happen meanwhile.
+    // identity cannot change; nothing may be waited for meanwhile, but the trace may be written.
     class Reader {
     public:
         explicit Reader(const OrvCHMesgCommon& common);

@@ -1,6 +1,7 @@
-// Who is told the switch's addresses and name as the attribute store answers them. Main thread only.
+// Who is told the switch's addresses and world wide name as the attribute store answers them. Main thread only.
 //
-// Called while the answer is being applied: an implementation must not call back into OrvCHMesgCommon.
+// Called value by value while the answer is being taken in, before any of it counts: OrvCHMesgCommon still shows the
+// identity before, what is set there meanwhile is lost, and an answer that finds no memory never comes to count.
 #pragma once
 
 #include <string>
