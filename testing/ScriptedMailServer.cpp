@@ -67,18 +67,21 @@ void setOption(int socket, int level, int option, int value) {
 }  // namespace
 
 struct ScriptedMailServer::Connection {
-    Connection(int socket, MailScript& script, TimePoint now) : fd(socket), session(script, now) {}
+    Connection(Descriptor socket, MailScript& script, TimePoint now) : fd(std::move(socket)), session(script, now) {}
 
-    int fd;  // -1 once closed
+    Descriptor fd;  // none once closed
     bool reading = true;
     ScriptedMailSession session;
 };
 
 ScriptedMailServer::ScriptedMailServer(Family family) : family_(family) {
     holder_ = boundSocket(0);
-    port_ = portOf(holder_);
+    port_ = portOf(holder_.get());
     startListening();
-    require(pipe2(wakePipe_, O_NONBLOCK | O_CLOEXEC) == 0, "pipe2");
+    int ends[2];
+    require(pipe2(ends, O_NONBLOCK | O_CLOEXEC) == 0, "pipe2");
+    wakeRead_.reset(ends[0]);
+    wakeWrite_.reset(ends[1]);
     thread_ = std::thread([this] { serve(); });
 }
 
@@ -90,26 +93,21 @@ ScriptedMailServer::~ScriptedMailServer() {
     wake();
     thread_.join();
     breakAll();
-    for (const int fd : {listener_, holder_, wakePipe_[0], wakePipe_[1]}) {
-        if (fd >= 0) {
-            close(fd);
-        }
-    }
 }
 
-int ScriptedMailServer::boundSocket(std::uint16_t port) const {
+Descriptor ScriptedMailServer::boundSocket(std::uint16_t port) const {
     Endpoint endpoint = loopback(family_, port);
-    const int fd = socket(endpoint.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    require(fd >= 0, "socket");
+    Descriptor fd(socket(endpoint.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    require(static_cast<bool>(fd), "socket");
     // The listener stands beside the holder on the same port.
-    setOption(fd, SOL_SOCKET, SO_REUSEPORT, 1);
-    require(bind(fd, endpoint.get(), endpoint.length) == 0, "bind");
+    setOption(fd.get(), SOL_SOCKET, SO_REUSEPORT, 1);
+    require(bind(fd.get(), endpoint.get(), endpoint.length) == 0, "bind");
     return fd;
 }
 
 void ScriptedMailServer::startListening() {
     listener_ = boundSocket(port_);
-    require(listen(listener_, SOMAXCONN) == 0, "listen");
+    require(listen(listener_.get(), SOMAXCONN) == 0, "listen");
 }
 
 void ScriptedMailServer::answer(MailStage stage, ScriptedReply reply) {
@@ -150,7 +148,7 @@ void ScriptedMailServer::listenFromNowOn(bool listening) {
     std::unique_lock lock(mutex_);
     listening_ = listening;
     wake();
-    changed_.wait(lock, [&] { return (listener_ >= 0) == listening; });
+    changed_.wait(lock, [&] { return static_cast<bool>(listener_) == listening; });
 }
 
 void ScriptedMailServer::breakConnections() {
@@ -191,8 +189,8 @@ std::vector<ScriptedMail> ScriptedMailServer::mailsTaken() const {
 
 std::size_t ScriptedMailServer::openConnections() const {
     const std::lock_guard lock(mutex_);
-    return static_cast<std::size_t>(
-        std::count_if(connections_.begin(), connections_.end(), [](const auto& each) { return each->fd >= 0; }));
+    return static_cast<std::size_t>(std::count_if(connections_.begin(), connections_.end(),
+                                                  [](const auto& each) { return static_cast<bool>(each->fd); }));
 }
 
 bool ScriptedMailServer::waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) const {
@@ -210,7 +208,7 @@ bool ScriptedMailServer::waitUntil(const std::function<bool()>& condition, std::
 
 void ScriptedMailServer::wake() {
     const char byte = 'w';
-    while (write(wakePipe_[1], &byte, 1) < 0 && errno == EINTR) {
+    while (write(wakeWrite_.get(), &byte, 1) < 0 && errno == EINTR) {
     }
 }
 
@@ -218,7 +216,7 @@ int ScriptedMailServer::pollTimeout(TimePoint now) const {
     int timeout = -1;
     for (const auto& connection : connections_) {
         const auto next = connection->session.nextDue();
-        if (connection->fd >= 0 && next.has_value()) {
+        if (connection->fd && next.has_value()) {
             const auto wait =
                 std::chrono::ceil<std::chrono::milliseconds>(std::max(*next - now, TimePoint::duration(0)));
             timeout = timeout < 0 ? static_cast<int>(wait.count()) : std::min(timeout, static_cast<int>(wait.count()));
@@ -230,10 +228,10 @@ int ScriptedMailServer::pollTimeout(TimePoint now) const {
 void ScriptedMailServer::serve() {
     std::unique_lock lock(mutex_);
     while (!stopping_) {
-        std::vector<pollfd> waiting{{wakePipe_[0], POLLIN, 0}, {listener_, POLLIN, 0}};
+        std::vector<pollfd> waiting{{wakeRead_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}};
         for (const auto& connection : connections_) {
             // A connection that is not read any more is still told when the client breaks it off.
-            waiting.push_back({connection->fd, static_cast<short>(connection->reading ? POLLIN : 0), 0});
+            waiting.push_back({connection->fd.get(), static_cast<short>(connection->reading ? POLLIN : 0), 0});
         }
         const int timeout = pollTimeout(ScriptedMailSession::Clock::now());
         lock.unlock();
@@ -241,7 +239,7 @@ void ScriptedMailServer::serve() {
         lock.lock();
 
         std::array<char, 64> drained{};
-        while (read(wakePipe_[0], drained.data(), drained.size()) > 0) {
+        while (read(wakeRead_.get(), drained.data(), drained.size()) > 0) {
         }
         followListening();
         if (std::exchange(breaking_, false)) {
@@ -253,7 +251,7 @@ void ScriptedMailServer::serve() {
                 readFrom(*connections_[i - 2], now);
             }
         }
-        if (waiting[1].revents != 0 && waiting[1].fd == listener_) {
+        if (waiting[1].revents != 0 && waiting[1].fd == listener_.get()) {
             acceptOne(now);
         }
         for (const auto& connection : connections_) {
@@ -264,11 +262,10 @@ void ScriptedMailServer::serve() {
 }
 
 void ScriptedMailServer::followListening() {
-    if (listening_ && listener_ < 0) {
+    if (listening_ && !listener_) {
         startListening();
-    } else if (!listening_ && listener_ >= 0) {
-        close(listener_);
-        listener_ = -1;
+    } else if (!listening_) {
+        listener_.reset();
     }
 }
 
@@ -279,20 +276,20 @@ void ScriptedMailServer::breakAll() {
 }
 
 void ScriptedMailServer::acceptOne(TimePoint now) {
-    const int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (fd >= 0) {
-        setOption(fd, IPPROTO_TCP, TCP_NODELAY, 1);
-        connections_.push_back(std::make_unique<Connection>(fd, script_, now));
+    Descriptor fd(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (fd) {
+        setOption(fd.get(), IPPROTO_TCP, TCP_NODELAY, 1);
+        connections_.push_back(std::make_unique<Connection>(std::move(fd), script_, now));
     }
 }
 
 void ScriptedMailServer::readFrom(Connection& connection, TimePoint now) {
-    if (connection.fd < 0) {
+    if (!connection.fd) {
         return;
     }
     std::array<char, 65536> buffer{};
     const std::size_t room = receiveLimit_ - connection.session.received().size();
-    const ssize_t got = recv(connection.fd, buffer.data(), std::min(buffer.size(), room), 0);
+    const ssize_t got = recv(connection.fd.get(), buffer.data(), std::min(buffer.size(), room), 0);
     if (got > 0) {
         connection.session.receive({buffer.data(), static_cast<std::size_t>(got)}, now);
         if (connection.session.received().size() >= receiveLimit_) {
@@ -304,16 +301,16 @@ void ScriptedMailServer::readFrom(Connection& connection, TimePoint now) {
 }
 
 void ScriptedMailServer::act(Connection& connection, TimePoint now) {
-    while (connection.fd >= 0) {
+    while (connection.fd) {
         const auto action = connection.session.due(now);
         if (!action.has_value()) {
             return;
         }
         std::string_view rest = action->bytes;
         while (!rest.empty()) {
-            const ssize_t sent = send(connection.fd, rest.data(), rest.size(), MSG_NOSIGNAL);
+            const ssize_t sent = send(connection.fd.get(), rest.data(), rest.size(), MSG_NOSIGNAL);
             if (sent < 0 && errno == EAGAIN) {
-                pollfd writable{connection.fd, POLLOUT, 0};
+                pollfd writable{connection.fd.get(), POLLOUT, 0};
                 if (poll(&writable, 1, 1000) > 0) {
                     continue;
                 }
@@ -332,13 +329,12 @@ void ScriptedMailServer::end(Connection& connection, ScriptedReply::End how) {
     if (how == ScriptedReply::End::kStopReading) {
         connection.reading = false;
     }
-    if (how == ScriptedReply::End::kKeepOpen || how == ScriptedReply::End::kStopReading || connection.fd < 0) {
+    if (how == ScriptedReply::End::kKeepOpen || how == ScriptedReply::End::kStopReading || !connection.fd) {
         return;
     }
     if (how == ScriptedReply::End::kReset) {
         const linger breakOff{1, 0};
-        setsockopt(connection.fd, SOL_SOCKET, SO_LINGER, &breakOff, sizeof breakOff);
+        setsockopt(connection.fd.get(), SOL_SOCKET, SO_LINGER, &breakOff, sizeof breakOff);
     }
-    close(connection.fd);
-    connection.fd = -1;
+    connection.fd.reset();
 }

@@ -5,6 +5,7 @@
 // script may change while clients are connected and counts for the replies that are yet to come.
 #pragma once
 
+#include "Descriptor.h"
 #include "testing/ScriptedMailSession.h"
 
 #include <chrono>
@@ -64,7 +65,7 @@ private:
     struct Connection;
     using TimePoint = ScriptedMailSession::Clock::time_point;
 
-    int boundSocket(std::uint16_t port) const;
+    Descriptor boundSocket(std::uint16_t port) const;
     void startListening();
     void listenFromNowOn(bool listening);
     void followListening();
@@ -78,13 +79,14 @@ private:
     void end(Connection& connection, ScriptedReply::End how);
 
     const Family family_;
-    int holder_ = -1;  // keeps the port while nobody listens
+    Descriptor holder_;  // keeps the port while nobody listens
     std::uint16_t port_ = 0;
-    int wakePipe_[2] = {-1, -1};
+    Descriptor wakeRead_;
+    Descriptor wakeWrite_;
 
     mutable std::mutex mutex_;                 // guards all below
     mutable std::condition_variable changed_;  // after every turn of the serving thread
-    int listener_ = -1;                        // -1 while connections are refused
+    Descriptor listener_;                      // none while connections are refused
     bool listening_ = true;
     bool stopping_ = false;
     bool breaking_ = false;

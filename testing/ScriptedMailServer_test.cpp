@@ -1,5 +1,7 @@
 #include "testing/ScriptedMailServer.h"
 
+#include "Descriptor.h"
+
 #include <gmock/gmock.h>
 
 #include <arpa/inet.h>
@@ -24,20 +26,17 @@ public:
         address.sin_family = AF_INET;
         address.sin_port = htons(server.port());
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        error_ = ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
+        error_ = ::connect(fd_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
     }
-    ~RawClient() { close(fd_); }
-    RawClient(const RawClient&) = delete;
-    RawClient& operator=(const RawClient&) = delete;
 
     int error() const { return error_; }
     void send(const std::string& text) {
-        EXPECT_EQ(::send(fd_, text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
+        EXPECT_EQ(::send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
     }
     // Exactly so many bytes, or fewer when the server hangs up.
     std::string read(std::size_t length) {
         std::string text(length, '\0');
-        const ssize_t got = recv(fd_, text.data(), length, MSG_WAITALL);
+        const ssize_t got = recv(fd_.get(), text.data(), length, MSG_WAITALL);
         text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
         return text;
     }
@@ -48,12 +47,12 @@ public:
     // 0: closed in order, else the error number.
     int end() {
         char byte = 0;
-        const ssize_t got = recv(fd_, &byte, 1, 0);
+        const ssize_t got = recv(fd_.get(), &byte, 1, 0);
         return got < 0 ? errno : static_cast<int>(got);
     }
 
 private:
-    int fd_;
+    Descriptor fd_;
     int error_ = 0;
 };
 
@@ -85,17 +84,16 @@ TEST(ScriptedMailServer, takesAMailAndRecordsEveryByte) {
 
 TEST(ScriptedMailServer, listensOnTheIPv6LoopbackAddressToo) {
     ScriptedMailServer server(ScriptedMailServer::Family::kIPv6);
-    const int fd = socket(AF_INET6, SOCK_STREAM, 0);
+    const Descriptor fd(socket(AF_INET6, SOCK_STREAM, 0));
     sockaddr_in6 address{};
     address.sin6_family = AF_INET6;
     address.sin6_port = htons(server.port());
     address.sin6_addr = in6addr_loopback;
 
-    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
 
     EXPECT_TRUE(server.waitUntil([&] { return server.connections() == 1; }));
     EXPECT_EQ(server.address(), "::1");
-    close(fd);
 }
 
 TEST(ScriptedMailServer, usesOneTimeRepliesBeforeTheStandingOne) {

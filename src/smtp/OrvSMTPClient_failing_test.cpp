@@ -1,4 +1,5 @@
 // What the SMTP client reports when a step cannot be taken: addresses, names, sockets and lost connections.
+#include "Descriptor.h"
 #include "smtp/MailFixture.h"
 #include "smtp/OrvSMTPClient.h"
 #include "smtp/StagedSystem.h"
@@ -196,14 +197,12 @@ TEST_F(OrvSMTPClientFailing, sendsNothingWhenItsOwnNameCannotBeResolved) {
 
 TEST_F(OrvSMTPClientFailing, leavesNoSocketBehindByFailedConnects) {
     server_.refuseConnections();
-    const int before = dup(0);
-    close(before);
+    const int before = Descriptor(dup(0)).get();
     for (int i = 0; i < 20; ++i) {
         ASSERT_EQ(connectByName(client_), -1);
     }
 
-    const int after = dup(0);
-    close(after);
+    const int after = Descriptor(dup(0)).get();
 
     EXPECT_EQ(after, before);
 }

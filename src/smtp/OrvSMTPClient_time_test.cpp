@@ -1,4 +1,5 @@
 // How long the SMTP client waits, step by step.
+#include "Descriptor.h"
 #include "smtp/MailFixture.h"
 #include "smtp/OrvSMTPClient.h"
 #include "testing/ScriptedMailServer.h"
@@ -7,7 +8,6 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <functional>
 
@@ -101,16 +101,16 @@ TEST_F(OrvSMTPClientTime, givesUpOnATextThatNobodyReads) {
 
 TEST_F(OrvSMTPClientTime, givesUpOnAConnectThatIsNeverAnswered) {
     // A listener whose queue is full lets further connects wait.
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    const Descriptor listener(socket(AF_INET, SOCK_STREAM, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener, 0), 0);
+    ASSERT_EQ(bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener.get(), 0), 0);
     socklen_t length = sizeof address;
-    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    const int waiting = socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_EQ(::connect(waiting, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    const Descriptor waiting(socket(AF_INET, SOCK_STREAM, 0));
+    ASSERT_EQ(::connect(waiting.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     OrvSMTPTimeouts timeouts;
     timeouts.connect = milliseconds(50);
     OrvSMTPClient client(timeouts);
@@ -118,6 +118,4 @@ TEST_F(OrvSMTPClientTime, givesUpOnAConnectThatIsNeverAnswered) {
     EXPECT_EQ(client.connectServer("127.0.0.1", ntohs(address.sin_port), SmtpAddrMode::kIPv4), -1);
 
     expectTimedOut(client, 11, "Connect Error");
-    close(waiting);
-    close(listener);
 }
