@@ -3,6 +3,7 @@
 
 #include "Dispatcher.h"
 #include "Timeval.h"
+#include "base/OrvTell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
@@ -19,6 +20,7 @@ namespace {
 constexpr char kTraceModule[] = "OrvApp";
 // A mail server that takes longer gets the mail again after the next start.
 constexpr std::chrono::seconds kStopPatience(5);
+constexpr char kNoConfiguration[] = "no configuration is read: nothing is mailed until the daemon is started again";
 constexpr char kComponentName[] = {'O', 'r', 'v', 'A', 'p', 'p'};
 
 }  // namespace
@@ -80,21 +82,25 @@ int OrvApp::component_name(char* buffer, int length) {
 int OrvApp::inserted() {
     if (Cns_Registration(this, 1, 0).add() == -1) {
         syslog(LOG_NOTICE, "orvApp Registration with CNS failed.\n");
+        orvTell("no request of management finds the daemon until it is started again");
     }
     ensLookupTag_ = Ens::lookup_server(this);
     if (ensLookupTag_ != kNoTag) {
         readyBits_ |= kEnsLookupSent;
     } else {
         syslog(LOG_NOTICE, "ENS server lookup failed!\n");
+        orvTell("%s", kNoConfiguration);
     }
     if (ds_.init(this, this) == 0) {
         syslog(LOG_NOTICE, "DS API init failed!\n");
+        orvTell("%s", kNoConfiguration);
     }
     smLookupTag_ = Cns_Lookup(3, "SM", 2, "primary", 7, 128).send(this);
     if (smLookupTag_ != kNoTag) {
         readyBits_ |= kSmLookupSent;
     } else {
         syslog(LOG_NOTICE, "SM lookup failed!\n");
+        orvTell("%s", kNoConfiguration);
     }
     return 0;
 }
@@ -120,6 +126,7 @@ void OrvApp::tellReadyForConf() {
     if (cmon_->ready_for_conf() < 0) {
         orvTrace(kTraceModule, "DSApiReady", "error from ready_for_conf\n");
         orvAlarm("Error returned from ready_for_conf()");
+        orvTell("%s", kNoConfiguration);
     }
 }
 
@@ -133,6 +140,7 @@ void OrvApp::startTick() {
     tick_.set(Timeval(1, 0), true);
     if (tick_.start() < 0) {
         ORV_TRACE("the one-second timer could not be started\n");
+        orvTell("the one-second timer does not run: nothing is mailed until the daemon is started again");
     }
 }
 

@@ -2,6 +2,7 @@
 #include "app/OrvApp.h"
 
 #include "Hsb_Message.h"
+#include "base/OrvTell.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -38,6 +39,20 @@ constexpr std::uint32_t kSwitchState = 3;
 constexpr std::uint32_t kIgnoredEvents = 89;
 constexpr std::uint32_t kDnsEvents = 90;
 constexpr std::uint32_t kHostnameChanged = 0;
+
+struct Subscription {
+    std::uint32_t category;
+    std::uint32_t event;
+    const char* subject;
+};
+
+// In the order in which they are made.
+constexpr Subscription kSubscriptions[] = {
+    {kLogEvents, 0, "entries of the switch's log"},
+    {kSmEvents, kSwitchState, "changes of the switch's state"},
+    {kCmonEvents, kAddressChanged, "changes of the switch's addresses"},
+    {kDnsEvents, kHostnameChanged, "changes of the switch's host name"},
+};
 
 // Request ids that each route of the attribute store accepts.
 bool isBulkId(std::uint32_t id) {
@@ -105,10 +120,11 @@ int OrvApp::processCnsMsg(const Hsb_Message& message) {
 void OrvApp::takeEnsServer(const Hsb_Address& address) {
     ensServer_ = address;
     startTick();
-    subscribeConsumer(kLogEvents, 0);
-    subscribeConsumer(kSmEvents, kSwitchState);
-    subscribeConsumer(kCmonEvents, kAddressChanged);
-    subscribeConsumer(kDnsEvents, kHostnameChanged);
+    for (const Subscription& each : kSubscriptions) {
+        if (subscribeConsumer(each.category, each.event) < 0) {
+            orvTell("%s are not heard of until the daemon is started again", each.subject);
+        }
+    }
     callHome_.queuePowerUpMesg();
 }
 
@@ -193,6 +209,7 @@ int OrvApp::readConfiguration() {
     callHome_.monitorReady();
     if (cmon_ == nullptr || cmon_->conf_read_ack(0) < 0) {
         orvAlarm("Error from conf_read_ack()");
+        orvTell("the threads are not started: nothing is mailed until the configuration is read again");
         return -1;
     }
     return 0;

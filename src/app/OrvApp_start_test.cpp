@@ -115,7 +115,11 @@ TEST_F(OrvAppStart, aLookupThatCannotBeSentKeepsTheConfigurationFromEverBeingRea
 
 TEST_F(OrvAppStart, alarmsWhenTheMonitorCannotBeTold) {
     switch_->bus().refuse(LoopbackBus::messages(105, CmonCode::READY_FOR_CONF));
+    testing::internal::CaptureStderr();
     startDaemon();
+
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("orvApp: no configuration is read: nothing is mailed until the daemon is started again\n"));
 
     EXPECT_THAT(traced("OrvApp DSApiReady: error from ready_for_conf"), SizeIs(1));
     EXPECT_THAT(switch_->eventLog(), Contains(LogLine{16, 0, "Error returned from ready_for_conf()"}));
@@ -123,7 +127,11 @@ TEST_F(OrvAppStart, alarmsWhenTheMonitorCannotBeTold) {
 
 TEST_F(OrvAppStart, alarmsWhenTheReadConfigurationCannotBeAcknowledged) {
     switch_->bus().refuse(LoopbackBus::messages(105, CmonCode::CONF_READ_ACK));
+    testing::internal::CaptureStderr();
     startDaemon();
+
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("orvApp: the threads are not started: nothing is mailed"));
 
     EXPECT_THAT(switch_->eventLog(), Contains(LogLine{16, 0, "Error from conf_read_ack()"}));
 }
@@ -171,8 +179,15 @@ TEST_F(OrvAppStart, startsTheTickThenSubscribesThenQueuesThePowerUpMessage) {
 
 TEST_F(OrvAppStart, aSubscriptionThatCannotBeSentRaisesAnAlarmAndTheRestGoesOn) {
     switch_->bus().refuse(LoopbackBus::messages(MessageFormat::ENS, EnsCode::SUBSCRIBE));
+    testing::internal::CaptureStderr();
     startDaemon();
+    const std::string told = testing::internal::GetCapturedStderr();
 
+    for (const char* const what : {"entries of the switch's log", "changes of the switch's state",
+                                   "changes of the switch's addresses", "changes of the switch's host name"}) {
+        EXPECT_THAT(
+            told, HasSubstr(std::string("orvApp: ") + what + " are not heard of until the daemon is started again\n"));
+    }
     std::vector<std::string> alarms;
     for (const LogLine& line : switch_->eventLog()) {
         if (line.level == 16 && line.id == 0) {

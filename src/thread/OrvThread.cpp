@@ -1,6 +1,7 @@
 #include "thread/OrvThread.h"
 
 #include "app_log.h"
+#include "base/OrvTell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "thread/OrvThreadSwLogApp.h"
@@ -51,6 +52,7 @@ OrvThread::OrvThread(int priority, const char* loggerName)
 int OrvThread::run() {
     if (setUpLogger() < 0) {
         retval_ = -1;
+        orvTell("%s: Thread is terminating, retval=-1", name_.c_str());  // it has no trace to say so
         tellEnded();
         return -1;
     }

@@ -152,8 +152,10 @@ TEST_F(OrvThreadTest, neverRunsItsBodyWhenItsLoggerCannotBeSet) {
         return 0;
     });
 
+    testing::internal::CaptureStderr();
     EXPECT_EQ(runWith(worker, [](Faults& faults) { faults.setspecific = [] { return true; }; }), -1);
 
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "orvApp: orv.out.Worker: Thread is terminating, retval=-1\n");
     EXPECT_FALSE(ran);
     EXPECT_EQ(worker.retval(), -1);
     EXPECT_EQ(worker.refcnt(), 1);
