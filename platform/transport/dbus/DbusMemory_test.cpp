@@ -3,7 +3,7 @@
 #include "Hsb_Component.h"
 #include "Hsb_Slot.h"
 #include "platform/client/HostPlatform.h"
-#include "platform/posix/FailingMemory.h"
+#include "platform/posix/FailingAllocations.h"
 #include "platform/transport/dbus/DbusTestBus.h"
 #include "platform/wire/ServiceAddress.h"
 
@@ -120,7 +120,7 @@ TEST_P(ShortMemoryAtTheEnd, endsTheProgram) {
         }
         int result = 0;
         {
-            const FailingMemory failing(first, burst);
+            const FailingAllocations failing(first, burst);
             result = program.serve();
             struck = failing.struck();
         }
@@ -140,7 +140,7 @@ TEST_P(ShortMemory, losesNoMessageAndNoOrder) {
         int result = -1;
         program.send(3);
         {
-            const FailingMemory failing(first, GetParam());
+            const FailingAllocations failing(first, GetParam());
             result = program.serve(3);
             struck = failing.struck();
         }

@@ -1,4 +1,4 @@
-#include "platform/posix/FailingMemory.h"
+#include "platform/posix/FailingAllocations.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -75,14 +75,14 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
-FailingMemory::FailingMemory(int first, int count) {
+FailingAllocations::FailingAllocations(int first, int count) {
     plan = {first - 1, count, false};
 }
 
-FailingMemory::~FailingMemory() {
+FailingAllocations::~FailingAllocations() {
     plan = {0, 0, false};
 }
 
-bool FailingMemory::struck() const {
+bool FailingAllocations::struck() const {
     return plan.struck;
 }

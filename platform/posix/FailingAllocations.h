@@ -4,13 +4,13 @@
 // libraries ask for fails as well.
 #pragma once
 
-class FailingMemory {
+class FailingAllocations {
 public:
     // Of the allocations from now on, `count` fail, beginning with number `first` (1: the very next).
-    FailingMemory(int first, int count);
-    ~FailingMemory();
-    FailingMemory(const FailingMemory&) = delete;
-    FailingMemory& operator=(const FailingMemory&) = delete;
+    FailingAllocations(int first, int count);
+    ~FailingAllocations();
+    FailingAllocations(const FailingAllocations&) = delete;
+    FailingAllocations& operator=(const FailingAllocations&) = delete;
 
     // Has any failed yet?
     bool struck() const;
