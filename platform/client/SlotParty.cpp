@@ -3,6 +3,7 @@
 #include "DSCallbacks.h"
 #include "Hsb_Component.h"
 #include "Hsb_Message.h"
+#include "platform/client/Speakers.h"
 #include "platform/posix/guarded.h"
 #include "platform/wire/DsWire.h"
 #include "platform/wire/MessageCodes.h"
@@ -10,6 +11,9 @@
 #include <utility>
 
 void SlotParty::receive(Hsb_Message& message) {
+    if (!Speakers::allow(message)) {
+        return;
+    }
     if (message.format() == MessageFormat::DS && message.code() == DsCode::CONNECTED) {
         storeAnswered(message);
         return;

@@ -1,7 +1,7 @@
 // One component in its slot, as the transport sees it: takes its messages and hands them over.
 //
-// The attribute store's answer to a connect is kept from the component; its DSCallbacks hear of it. A component's
-// exception ends here.
+// What only services may say is dropped when somebody else says it (Speakers). The attribute store's answer to a
+// connect is kept from the component; its DSCallbacks hear of it. A component's exception ends here.
 #pragma once
 
 #include "Hsb_Address.h"

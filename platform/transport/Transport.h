@@ -2,7 +2,9 @@
 //
 // One transport per process carries any number of parties. Everything runs on the thread of the main dispatcher.
 // Messages are one-way; two messages from one sender to one receiver arrive in the order sent. Delivery always
-// comes from the loop, never from within send().
+// comes from the loop, never from within send(). The transport vouches for the source of what it delivers: only a
+// process that holds a service's address speaks for services; whatever another one claims, its own node and process
+// are put in.
 #pragma once
 
 #include "Hsb_Address.h"

@@ -319,6 +319,48 @@ TEST_P(TransportContract, freesTheAddressOfADetachedService) {
     EXPECT_THAT(former.messages, testing::IsEmpty());
 }
 
+TEST_P(TransportContract, vouchesForServices) {
+    ASSERT_EQ(there_->attachService(third_, ServiceAddress::ATTRIBUTES), 0);
+
+    for (const Hsb_Address& service : {ServiceAddress::ATTRIBUTES, ServiceAddress::NAMES}) {
+        ASSERT_EQ(there_->send(message(service, sender_.address, 1)), 0);
+        const std::size_t before = sender_.messages.size();
+        runUntilReceived(sender_, before + 1);
+        EXPECT_EQ(sender_.messages.back().source(), service);
+    }
+}
+
+TEST_P(TransportContract, letsNobodyElseSpeakForAService) {
+    ASSERT_EQ(there_->attachService(third_, ServiceAddress::ATTRIBUTES), 0);
+
+    ASSERT_EQ(here_->send(message(ServiceAddress::ATTRIBUTES, receiver_.address, 1)), 0);
+    ASSERT_EQ(here_->send(message(ServiceAddress::ATTRIBUTES, sender_.address, 2)), 0);
+    runUntilReceived(receiver_, 1);
+    runUntilReceived(sender_, 1);
+
+    const Hsb_Address truth{sender_.address.node, sender_.address.process, ServiceAddress::ATTRIBUTES.slot};
+    EXPECT_EQ(receiver_.messages[0].source(), truth);
+    EXPECT_EQ(sender_.messages[0].source(), truth);
+}
+
+TEST_P(TransportContract, letsNobodyWhoHasGivenUpItsServiceSpeakForIt) {
+    ASSERT_EQ(here_->attachService(third_, ServiceAddress::ATTRIBUTES), 0);
+    here_->detach(ServiceAddress::ATTRIBUTES);
+
+    ASSERT_EQ(here_->send(message(ServiceAddress::ATTRIBUTES, receiver_.address, 1)), 0);
+    runUntilReceived(receiver_, 1);
+
+    EXPECT_EQ(receiver_.messages[0].source().process, sender_.address.process);
+}
+
+TEST_P(TransportContract, letsNobodySpeakForAnotherProcess) {
+    ASSERT_EQ(here_->send(message(receiver_.address, receiver_.address, 1)), 0);
+    runUntilReceived(receiver_, 1);
+
+    EXPECT_EQ(receiver_.messages[0].source(),
+              (Hsb_Address{sender_.address.node, sender_.address.process, receiver_.address.slot}));
+}
+
 TEST_P(TransportContract, givesADetachedPartyNothing) {
     ASSERT_EQ(there_->attach(third_, third_.address), 0);
     ASSERT_EQ(send(*here_, sender_, third_.address, 1), 0);

@@ -13,4 +13,8 @@ inline constexpr Hsb_Address MANAGEMENT{0, 5, 0};
 inline constexpr Hsb_Address EVENT_LOG{0, 6, 0};
 inline constexpr Hsb_Address OPERATOR{0, 7, 0};
 
+inline bool isService(const Hsb_Address& address) {
+    return address.node == 0;
+}
+
 }  // namespace ServiceAddress

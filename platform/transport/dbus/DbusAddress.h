@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Hsb_Address.h"
+#include "platform/wire/ServiceAddress.h"
 
 #include <array>
 
@@ -15,9 +16,7 @@ inline constexpr std::uint16_t NO_SLOT = 0xFFFF;
 
 using Name = std::array<char, 24>;  // NUL-terminated; ":4294967295.4294967295" fits.
 
-inline bool isService(const Hsb_Address& address) {
-    return address.node == 0;
-}
+using ServiceAddress::isService;
 
 // Reads a unique name into node and process; slot becomes NO_SLOT. -1 (address unchanged) when it is none.
 [[nodiscard]] int parseUniqueName(const char* name, Hsb_Address& address);

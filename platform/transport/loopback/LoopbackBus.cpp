@@ -72,6 +72,11 @@ void LoopbackBus::detach(const Hsb_Address& address, const LoopbackTransport& pr
     }
 }
 
+bool LoopbackBus::holdsServices(const LoopbackTransport& process) const {
+    return std::ranges::any_of(
+        parties_, [&process](const auto& party) { return party.second.service && party.second.process == &process; });
+}
+
 void LoopbackBus::leave(const Hsb_Address& process, const LoopbackTransport& transport) {
     std::erase_if(parties_, [&transport](const auto& party) { return party.second.process == &transport; });
     enqueue({Hsb_Message{}, process});

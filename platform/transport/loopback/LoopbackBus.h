@@ -84,6 +84,7 @@ private:
     std::uint32_t newProcess() { return ++lastProcess_; }
     [[nodiscard]] int attach(const Hsb_Address& address, const Party& party);
     void detach(const Hsb_Address& address, const LoopbackTransport& process);
+    bool holdsServices(const LoopbackTransport& process) const;
     // Takes all of its parties off the bus and tells the services.
     void leave(const Hsb_Address& process, const LoopbackTransport& transport);
     [[nodiscard]] int send(const Hsb_Message& message);

@@ -1,6 +1,7 @@
 #include "platform/transport/loopback/LoopbackTransport.h"
 
 #include "Dispatcher.h"
+#include "Hsb_Message.h"
 #include "platform/transport/loopback/LoopbackBus.h"
 
 LoopbackTransport::~LoopbackTransport() {
@@ -53,5 +54,17 @@ void LoopbackTransport::detach(const Hsb_Address& address) {
 }
 
 int LoopbackTransport::send(const Hsb_Message& message) {
-    return joined_ ? bus_.send(message) : -1;
+    if (!joined_) {
+        return -1;
+    }
+    if (maySendAs(message.source())) {
+        return bus_.send(message);
+    }
+    Hsb_Message vouched = message;
+    vouched.source({NODE, process_, message.source().slot});
+    return bus_.send(vouched);
+}
+
+bool LoopbackTransport::maySendAs(const Hsb_Address& source) const {
+    return source.node == 0 ? bus_.holdsServices(*this) : source.node == NODE && source.process == process_;
 }

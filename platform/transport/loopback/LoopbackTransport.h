@@ -29,6 +29,8 @@ public:
 private:
     static constexpr std::uint32_t NODE = 1;  // services stand on node 0
 
+    bool maySendAs(const Hsb_Address& source) const;
+
     LoopbackBus& bus_;
     bool joined_ = false;
     bool lost_ = false;
