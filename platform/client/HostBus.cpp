@@ -3,6 +3,7 @@
 #include "Hsb_Component.h"
 #include "Hsb_Message.h"
 #include "platform/client/HostPlatform.h"
+#include "platform/posix/guarded.h"
 #include "platform/wire/CnsWire.h"
 #include "platform/wire/MessageCodes.h"
 #include "platform/wire/ServiceAddress.h"
@@ -62,6 +63,7 @@ int HostBus::attach(Hsb_Component* component, Hsb_Address& address) {
         return -1;
     }
     auto party = std::make_unique<SlotParty>(*component);
+    parties_.reserve(parties_.size() + 1);  // what the transport knows is not lost for want of memory
     if (transport_->attach(*party, party->address) < 0) {
         return -1;
     }
@@ -119,8 +121,10 @@ void HostBus::unregister(SlotParty& party) {
     }
     const CnsUnregister request{std::exchange(party.registeredName, {})};
     // The name service also notices when a process leaves: a request that is not sent does no harm.
-    [[maybe_unused]] const int sent =
-        send(party, ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::UNREGISTER, request.encode());
+    guarded("unregistering", [&] {
+        [[maybe_unused]] const int sent =
+            send(party, ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::UNREGISTER, request.encode());
+    });
 }
 
 void HostBus::unregisterAll() {

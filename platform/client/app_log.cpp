@@ -17,19 +17,21 @@ namespace {
 
 constexpr std::size_t LONGEST_TEXT = 4096;  // its NUL included; what is longer is cut
 
-// While the event log cannot be reached the line goes to syslog: it must not get lost.
-void enter(std::uint16_t code, EventLogEntry entry, Hsb_Component* component) {
+// While the event log cannot be reached, or memory is short, the line goes to syslog: it must not get lost.
+template <typename Entry>
+void enter(std::uint16_t code, Hsb_Component* component, const char* text, Entry&& entryOf) {
     const bool open = Log_Event::instance_m != nullptr && Log_Event::instance_m->isOpen();
     int sent = -1;
     if (open) {
         guarded("event log", [&] {
+            EventLogEntry entry = entryOf();
             entry.component = componentName(component);
             sent = HostBus::instance().sendFromAny(component, ServiceAddress::EVENT_LOG, MessageFormat::EVENT_LOG, code,
                                                    entry.encode());
         });
     }
     if (sent < 0) {
-        syslog(LOG_NOTICE, "%s", entry.text.c_str());
+        syslog(LOG_NOTICE, "%s", text);
     }
 }
 
@@ -42,15 +44,13 @@ void app_log(int level, std::uint32_t id, int slot, int chip, int port, int spar
     va_start(arguments, format);
     std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
-    guarded("event log", [&] {
-        enter(EventLogCode::ENTRY, {level, id, slot, chip, port, spare, flags, {}, text.data()}, component);
-    });
+    enter(EventLogCode::ENTRY, component, text.data(),
+          [&] { return EventLogEntry{level, id, slot, chip, port, spare, flags, {}, text.data()}; });
 }
 
 void switch_alarm(int level, std::uint32_t id, int slot, int chip, int port, int spare, std::uint32_t flags,
                   Hsb_Component* component, const char* text) {
-    guarded("event log", [&] {
-        const char* const shown = text != nullptr ? text : "";
-        enter(EventLogCode::ALARM, {level, id, slot, chip, port, spare, flags, {}, shown}, component);
-    });
+    const char* const shown = text != nullptr ? text : "";
+    enter(EventLogCode::ALARM, component, shown,
+          [&] { return EventLogEntry{level, id, slot, chip, port, spare, flags, {}, shown}; });
 }

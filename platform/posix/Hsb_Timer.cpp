@@ -15,14 +15,15 @@ int Hsb_Timer::start() {
     if (interval_.sec() < 0 || interval_.usec() < 0 || (interval_.sec() == 0 && interval_.usec() == 0)) {
         return -1;
     }
-    cancel();
     // The action keeps its own copy of periodic: set() may change ours while the timer runs.
-    armed_ = Dispatcher::instance()->schedule_timer(interval_, periodic_, [this, again = periodic_] {
+    const std::uint64_t next = Dispatcher::instance()->schedule_timer(interval_, periodic_, [this, again = periodic_] {
         if (!again) {
             armed_ = 0;
         }
         handle_timeout();  // last: it may destroy the timer
     });
+    cancel();  // not before: a timer that cannot be set anew for want of memory runs on
+    armed_ = next;
     return 0;
 }
 

@@ -92,6 +92,7 @@ private:
     Fate fateOf(const Hsb_Message& message);
     void enqueue(Item item);
     void armDelivery();
+    void rearmDelivery() noexcept;
     void deliver();
     void deliver(Item& item);
     void tellServices(const Hsb_Address& process);
