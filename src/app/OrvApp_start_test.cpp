@@ -276,6 +276,28 @@ TEST_F(OrvAppStart, leavesTheAddressAndHostnameSubscriptionsInPlaceWhenItEnds) {
     EXPECT_THAT(traced("OrvApp ~OrvApp: Application exiting..."), SizeIs(1));
 }
 
+// It is known by its name until nothing is sent to it any more, and says that it goes when it is off the bus.
+TEST_F(OrvAppStart, unsubscribesThenLeavesItsSlotThenTracesThatItGoes) {
+    startDaemon();
+    std::vector<std::string> steps;
+    switch_->bus().observe([&](const Hsb_Message& message) {
+        if (message.format() == MessageFormat::ENS && message.code() == EnsCode::UNSUBSCRIBE) {
+            steps.push_back("unsubscribe " + std::to_string(message.payload()[3]));
+        } else if (message.format() == MessageFormat::CNS && message.code() == CnsCode::UNREGISTER) {
+            steps.push_back("leave");
+        }
+        EXPECT_THAT(traced("OrvApp ~OrvApp: Application exiting..."), IsEmpty());
+    });
+
+    app_.reset();
+
+    EXPECT_THAT(steps, ElementsAre("unsubscribe 1", "unsubscribe 66", "leave"));
+    EXPECT_THAT(traced("OrvApp ~OrvApp: Application exiting..."), SizeIs(1));
+    const std::size_t ticks = traced("OrvCHMesgQ init: Entry").size();
+    switch_->tick(3);
+    EXPECT_THAT(traced("OrvCHMesgQ init: Entry"), SizeIs(ticks)) << "no tick of an object that is gone";
+}
+
 TEST_F(OrvAppStart, registersAndLooksUpWithTheArgumentsOfItsPlatform) {
     std::vector<CnsRegister> registrations;
     std::vector<CnsLookup> lookups;
