@@ -155,7 +155,7 @@ std::optional<LogDigest::Retry> retryIn(const LogEntry& entry, std::uint64_t tim
 // As the daemon reads it.
 std::uint64_t timeScaleOfSwitch() {
     const char* text = std::getenv("HSB_TIME_SCALE");
-    constexpr unsigned long long LARGEST = 1000000;
+    constexpr unsigned long long LARGEST = 1000;
     if (text == nullptr || *text == '\0' ||
         std::string_view(text).find_first_not_of("0123456789") != std::string::npos) {
         return 1;

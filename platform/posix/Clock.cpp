@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr std::uint64_t MILLISECONDS = 1000;
 constexpr std::int64_t MICROSECONDS = 1000000;
-constexpr std::uint64_t LARGEST_SCALE = 1000000;
+constexpr std::uint64_t LARGEST_SCALE = 1000;  // timers wait in whole milliseconds: beyond, uptime() would outrun them
 
 std::atomic<Clock*> replacement{nullptr};
 
@@ -29,6 +30,10 @@ std::uint64_t scaleFromEnvironment() {
     }
     char* end = nullptr;
     const unsigned long long scale = std::strtoull(text, &end, 10);
+    if (*end == '\0' && scale > LARGEST_SCALE) {
+        std::fprintf(stderr, "hsb: HSB_TIME_SCALE=%s is too large: timers run %u times as fast\n", text,
+                     static_cast<unsigned>(LARGEST_SCALE));
+    }
     return *end == '\0' ? scale : 1;
 }
 

@@ -22,7 +22,7 @@ public:
 // The system's clocks; timers and uptime run scale times as fast. The calendar is the system's.
 class SystemClock final : public Clock {
 public:
-    // The scale comes from HSB_TIME_SCALE: 1 when that is unset, 0 or not a number; a million at most.
+    // The scale comes from HSB_TIME_SCALE: 1 when that is unset, 0 or not a number; a thousand at most, which is told on stderr.
     SystemClock();
     explicit SystemClock(std::uint64_t scale);
     std::uint64_t milliseconds() const override;

@@ -39,14 +39,24 @@ private:
 
 }  // namespace
 
+TEST(SystemClock, saysThatItsScaleIsTooLarge) {
+    const TimeScale scale("1001");
+    testing::internal::CaptureStderr();
+
+    const SystemClock clock;
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "hsb: HSB_TIME_SCALE=1001 is too large: timers run 1000 times as fast\n");
+}
+
 TEST(SystemClock, readsItsScaleFromTheEnvironment) {
     const struct {
         const char* value;
         int realMilliseconds;  // that a million of the clock's take
     } cases[] = {
-        {nullptr, 1000000}, {"", 1000000},   {"1", 1000000},  {"100", 10000},   {"0", 1000000},
-        {"fast", 1000000},  {"2x", 1000000}, {"-5", 1000000}, {" 10", 1000000}, {"1000000", 1},
-        {"1000001", 1},     {"9999999", 1},  {"3", 333334},
+        {nullptr, 1000000}, {"", 1000000},     {"1", 1000000},  {"100", 10000},   {"0", 1000000},
+        {"fast", 1000000},  {"2x", 1000000},   {"-5", 1000000}, {" 10", 1000000}, {"1000", 1000},
+        {"1001", 1000},     {"9999999", 1000}, {"3", 333334},
     };
     for (const auto& each : cases) {
         const TimeScale scale(each.value);
