@@ -16,9 +16,9 @@
 
 namespace {
 
-void require(bool condition, const std::string& problem) {
+void require(bool condition, std::string_view problem) {
     if (!condition) {
-        throw std::runtime_error("LoopbackSwitch: " + problem);
+        throw std::runtime_error("LoopbackSwitch: " + std::string(problem));
     }
 }
 

@@ -140,13 +140,23 @@ void LoopbackBus::deliver() {
     // Whatever a receiver throws, the rest is delivered in the next turn.
     struct Rearm {
         LoopbackBus& bus;
-        ~Rearm() { bus.rearmDelivery(); }
+        ~Rearm() {
+            bus.rearmDelivery();
+            bus.tellWatcher(false);
+        }
     } const rearm{*this};
+    tellWatcher(true);
     delivery_ = 0;
     for (std::size_t waiting = queue_.size(); waiting > 0 && !queue_.empty(); --waiting) {
         Item item = std::move(queue_.front());
         queue_.pop_front();
         deliver(item);
+    }
+}
+
+void LoopbackBus::tellWatcher(bool begins) const {
+    if (deliveryWatcher_) {
+        deliveryWatcher_(begins);
     }
 }
 

@@ -55,6 +55,9 @@ public:
     // Sees every message that is sent and not refused, at once; null ends it.
     void observe(std::function<void(const Hsb_Message&)> observer) { observer_ = std::move(observer); }
 
+    // Told when a delivery begins (true) and when it has ended: what happens in between is the bus's, and its parties'.
+    void watchDeliveries(std::function<void(bool)> watcher) { deliveryWatcher_ = std::move(watcher); }
+
     // Nothing is on its way; held messages do not count.
     bool idle() const { return queue_.empty(); }
 
@@ -95,6 +98,7 @@ private:
     void rearmDelivery() noexcept;
     void deliver();
     void deliver(Item& item);
+    void tellWatcher(bool begins) const;
     void tellServices(const Hsb_Address& process);
 
     std::map<Key, Party> parties_;
@@ -102,6 +106,7 @@ private:
     std::deque<Hsb_Message> held_;
     std::list<Fault> faults_;
     std::function<void(const Hsb_Message&)> observer_;
+    std::function<void(bool)> deliveryWatcher_;
     std::uint32_t lastProcess_ = 0;
     std::uint64_t delivery_ = 0;  // the timer of the next delivery; 0: none is due
     bool joinsRefused_ = false;

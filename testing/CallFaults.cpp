@@ -1,0 +1,297 @@
+#include "testing/CallFaults.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <iterator>
+
+namespace {
+
+std::atomic<CallFaults*> active{nullptr};
+thread_local bool mainThread = false;
+thread_local bool within = false;  // a call that is made of calls
+
+constexpr int kOpening[] = {EINTR, EMFILE, ENOSPC, EIO, ENOMEM};
+constexpr int kReading[] = {EINTR, EIO, ENOMEM};
+constexpr int kWriting[] = {EINTR, ENOSPC, EIO, EAGAIN};
+constexpr int kClosing[] = {EINTR, EIO};
+constexpr int kNaming[] = {ENOSPC, EIO, ENOMEM};
+constexpr int kLooking[] = {EIO, ENOMEM};
+constexpr int kWaiting[] = {EINTR, ENOMEM};
+constexpr int kNumbers[] = {EMFILE, ENFILE, ENOMEM};
+constexpr int kConnecting[] = {EINTR, EAGAIN, ECONNREFUSED, ETIMEDOUT};
+constexpr int kSending[] = {EINTR, EPIPE, ECONNRESET, EAGAIN, ENOBUFS};
+constexpr int kReceiving[] = {EINTR, ECONNRESET, EAGAIN, ENOMEM};
+constexpr int kSetting[] = {ENOMEM};
+// All that can happen to the one byte of a wake-up that has room.
+constexpr int kWaking[] = {EINTR};
+constexpr int kStarting[] = {EAGAIN, ENOMEM};
+constexpr int kResolving[] = {EAI_MEMORY, EAI_AGAIN, EAI_SYSTEM};
+constexpr int kReaping[] = {EINTR, ECHILD};
+
+// The names as the linker knows them.
+enum Index {
+    kOpen,
+    kOpenAt,
+    kOpenUnlinked,
+    kClose,
+    kRead,
+    kWrite,
+    kWritev,
+    kPread,
+    kPwrite,
+    kFtruncate,
+    kRename,
+    kRenameAt,
+    kLink,
+    kLinkAt,
+    kUnlink,
+    kUnlinkAt,
+    kMkdir,
+    kMkdirAt,
+    kRmdir,
+    kRemove,
+    kStat,
+    kLstat,
+    kFstat,
+    kFstatAt,
+    kAccess,
+    kOpendir,
+    kFdopendir,
+    kReaddir,
+    kClosedir,
+    kFopen,
+    kFdopen,
+    kFread,
+    kFwrite,
+    kFgets,
+    kFclose,
+    kPoll,
+    kPipe2,
+    kEventfd,
+    kSocket,
+    kConnect,
+    kSend,
+    kRecv,
+    kSetsockopt,
+    kGetsockopt,
+    kFcntl,
+    kGetaddrinfo,
+    kSystem,
+    kSpawn,
+    kWaitpid,
+    kThread,
+    kWake,
+    kCalls
+};
+constexpr CallFaults::Call kTable[] = {
+    {"open", kOpening},     {"openat", kOpening},          {"openUnlinked", kOpening}, {"close", kClosing},
+    {"read", kReading},     {"write", kWriting},           {"writev", kWriting},       {"pread", kReading},
+    {"pwrite", kWriting},   {"ftruncate", kWriting},       {"rename", kNaming},        {"renameat", kNaming},
+    {"link", kNaming},      {"linkat", kNaming},           {"unlink", kLooking},       {"unlinkat", kLooking},
+    {"mkdir", kNaming},     {"mkdirat", kNaming},          {"rmdir", kLooking},        {"remove", kLooking},
+    {"stat", kLooking},     {"lstat", kLooking},           {"fstat", kLooking},        {"fstatat", kLooking},
+    {"access", kLooking},   {"opendir", kNumbers},         {"fdopendir", kSetting},    {"readdir", kLooking},
+    {"closedir", kClosing}, {"fopen", kOpening},           {"fdopen", kSetting},       {"fread", kReading},
+    {"fwrite", kWriting},   {"fgets", kReading},           {"fclose", kWriting},       {"poll", kWaiting},
+    {"pipe2", kNumbers},    {"eventfd", kNumbers},         {"socket", kNumbers},       {"connect", kConnecting},
+    {"send", kSending},     {"recv", kReceiving},          {"setsockopt", kSetting},   {"getsockopt", kSetting},
+    {"fcntl", kClosing},    {"getaddrinfo", kResolving},   {"system", kStarting},      {"posix_spawn", kStarting},
+    {"waitpid", kReaping},  {"pthread_create", kStarting}, {"wake", kWaking},
+};
+static_assert(std::size(kTable) == kCalls && kCalls <= CallFaults::kMostCalls);
+
+// The sanitizer's, where there is one.
+extern "C" void __sanitizer_print_stack_trace() __attribute__((weak));
+
+void tellWhere(const CallFaults& faults) {
+    if (faults.tells && __sanitizer_print_stack_trace != nullptr) {
+        within = true;
+        __sanitizer_print_stack_trace();
+        within = false;
+    }
+}
+
+// The error number that this call is to fail with; 0: it is made.
+int errorOf(Index call) {
+    CallFaults* const faults = active;
+    if (faults == nullptr || within || !faults->watched) {
+        return 0;
+    }
+    const unsigned number = ++faults->seen[call][mainThread];
+    if (faults->call != call || faults->onMainThread != mainThread || faults->nth != number) {
+        return 0;
+    }
+    faults->hit = true;
+    tellWhere(*faults);
+    if (faults->error == CallFaults::kKill) {
+        static_cast<void>(::kill(::getpid(), SIGKILL));
+    }
+    return faults->error;
+}
+
+bool fails(Index call) {
+    const int error = errorOf(call);
+    errno = error != 0 ? error : errno;
+    return error != 0;
+}
+
+// A file that is not made needs no room. -1.
+int notOpened(int flags) {
+    errno = errno == ENOSPC && (flags & O_CREAT) == 0 ? EIO : errno;
+    return -1;
+}
+
+// What closes, closes in any case.
+template <typename Close, typename Thing>
+int closeOrFail(Index call, Close real, Thing thing, int failed) {
+    const int error = errorOf(call);
+    const int result = real(thing);
+    if (error == 0) {
+        return result;
+    }
+    errno = error;
+    return failed;
+}
+
+}  // namespace
+
+std::span<const CallFaults::Call> CallFaults::table() {
+    return kTable;
+}
+
+void CallFaults::use(CallFaults* faults) {
+    mainThread = true;
+    active = faults;
+}
+
+// Calls that fail with the given result: name for the linker, index, type, failure, parameters, arguments.
+#define ORV_CALL(name, index, type, failure, parameters, arguments) \
+    type __real_##name parameters;                                  \
+    type __wrap_##name parameters {                                 \
+        return fails(index) ? (failure) : __real_##name arguments;  \
+    }
+
+extern "C" {
+
+ORV_CALL(open64, kOpen, int, notOpened(flags), (const char* path, int flags, mode_t mode), (path, flags, mode))
+ORV_CALL(openat64, kOpenAt, int, notOpened(flags), (int place, const char* path, int flags, mode_t mode),
+         (place, path, flags, mode))
+ORV_CALL(read, kRead, ssize_t, -1, (int file, void* data, std::size_t size), (file, data, size))
+ORV_CALL(writev, kWritev, ssize_t, -1, (int file, const iovec* parts, int count), (file, parts, count))
+ORV_CALL(pread64, kPread, ssize_t, -1, (int file, void* data, std::size_t size, off_t at), (file, data, size, at))
+ORV_CALL(pwrite64, kPwrite, ssize_t, -1, (int file, const void* data, std::size_t size, off_t at),
+         (file, data, size, at))
+ORV_CALL(ftruncate64, kFtruncate, int, -1, (int file, off_t size), (file, size))
+ORV_CALL(rename, kRename, int, -1, (const char* from, const char* to), (from, to))
+ORV_CALL(renameat, kRenameAt, int, -1, (int place, const char* from, int target, const char* to),
+         (place, from, target, to))
+ORV_CALL(link, kLink, int, -1, (const char* from, const char* to), (from, to))
+ORV_CALL(linkat, kLinkAt, int, -1, (int place, const char* from, int target, const char* to, int flags),
+         (place, from, target, to, flags))
+ORV_CALL(unlink, kUnlink, int, -1, (const char* path), (path))
+ORV_CALL(unlinkat, kUnlinkAt, int, -1, (int place, const char* path, int flags), (place, path, flags))
+ORV_CALL(mkdir, kMkdir, int, -1, (const char* path, mode_t mode), (path, mode))
+ORV_CALL(mkdirat, kMkdirAt, int, -1, (int place, const char* path, mode_t mode), (place, path, mode))
+ORV_CALL(rmdir, kRmdir, int, -1, (const char* path), (path))
+ORV_CALL(remove, kRemove, int, -1, (const char* path), (path))
+ORV_CALL(stat64, kStat, int, -1, (const char* path, struct stat* status), (path, status))
+ORV_CALL(lstat64, kLstat, int, -1, (const char* path, struct stat* status), (path, status))
+ORV_CALL(fstat64, kFstat, int, -1, (int file, struct stat* status), (file, status))
+ORV_CALL(fstatat64, kFstatAt, int, -1, (int place, const char* path, struct stat* status, int flags),
+         (place, path, status, flags))
+ORV_CALL(access, kAccess, int, -1, (const char* path, int mode), (path, mode))
+ORV_CALL(opendir, kOpendir, DIR*, nullptr, (const char* path), (path))
+ORV_CALL(fdopendir, kFdopendir, DIR*, nullptr, (int file), (file))
+ORV_CALL(readdir64, kReaddir, dirent*, nullptr, (DIR * directory), (directory))
+ORV_CALL(fopen64, kFopen, std::FILE*, nullptr, (const char* path, const char* mode), (path, mode))
+ORV_CALL(fdopen, kFdopen, std::FILE*, nullptr, (int file, const char* mode), (file, mode))
+ORV_CALL(fread, kFread, std::size_t, 0, (void* data, std::size_t size, std::size_t count, std::FILE* file),
+         (data, size, count, file))
+ORV_CALL(fwrite, kFwrite, std::size_t, 0, (const void* data, std::size_t size, std::size_t count, std::FILE* file),
+         (data, size, count, file))
+ORV_CALL(fgets, kFgets, char*, nullptr, (char* line, int size, std::FILE* file), (line, size, file))
+ORV_CALL(poll, kPoll, int, -1, (pollfd * polled, nfds_t count, int limit), (polled, count, limit))
+ORV_CALL(pipe2, kPipe2, int, -1, (int* ends, int flags), (ends, flags))
+ORV_CALL(eventfd, kEventfd, int, -1, (unsigned count, int flags), (count, flags))
+ORV_CALL(socket, kSocket, int, -1, (int family, int type, int protocol), (family, type, protocol))
+ORV_CALL(connect, kConnect, int, -1, (int file, const sockaddr* address, socklen_t length), (file, address, length))
+ORV_CALL(send, kSend, ssize_t, -1, (int file, const void* data, std::size_t size, int flags), (file, data, size, flags))
+ORV_CALL(recv, kRecv, ssize_t, -1, (int file, void* data, std::size_t size, int flags), (file, data, size, flags))
+ORV_CALL(setsockopt, kSetsockopt, int, -1, (int file, int level, int name, const void* value, socklen_t size),
+         (file, level, name, value, size))
+ORV_CALL(getsockopt, kGetsockopt, int, -1, (int file, int level, int name, void* value, socklen_t* size),
+         (file, level, name, value, size))
+ORV_CALL(fcntl64, kFcntl, int, -1, (int file, int command, long argument), (file, command, argument))
+ORV_CALL(system, kSystem, int, -1, (const char* command), (command))
+ORV_CALL(waitpid, kWaitpid, pid_t, -1, (pid_t child, int* status, int options), (child, status, options))
+
+// A pipe carries wake-ups only.
+ssize_t __real_write(int file, const void* data, std::size_t size);
+ssize_t __wrap_write(int file, const void* data, std::size_t size) {
+    struct stat status {};
+    const bool wakes = active != nullptr && __real_fstat64(file, &status) == 0 && S_ISFIFO(status.st_mode);
+    return fails(wakes ? kWake : kWrite) ? -1 : __real_write(file, data, size);
+}
+
+// One call to whoever makes it: what it is made of is not counted.
+int __real_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode);
+int __wrap_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode) {
+    if (fails(kOpenUnlinked)) {
+        return notOpened(flags);
+    }
+    within = true;
+    const int file = __real_orvOpenUnlinked(path, trusted, flags, mode);
+    within = false;
+    return file;
+}
+
+int __real_close(int file);
+int __wrap_close(int file) {
+    return closeOrFail(kClose, __real_close, file, -1);
+}
+
+int __real_fclose(std::FILE* file);
+int __wrap_fclose(std::FILE* file) {
+    return closeOrFail(kFclose, __real_fclose, file, EOF);
+}
+
+int __real_closedir(DIR* directory);
+int __wrap_closedir(DIR* directory) {
+    return closeOrFail(kClosedir, __real_closedir, directory, -1);
+}
+
+// Calls whose result is the error.
+int __real_pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*run)(void*), void* argument);
+int __wrap_pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
+    const int error = errorOf(kThread);
+    return error != 0 ? error : __real_pthread_create(id, attributes, run, argument);
+}
+
+int __real_posix_spawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment);
+int __wrap_posix_spawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment) {
+    const int error = errorOf(kSpawn);
+    return error != 0 ? error : __real_posix_spawn(child, path, actions, attributes, arguments, environment);
+}
+
+int __real_getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list);
+int __wrap_getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list) {
+    const int error = errorOf(kGetaddrinfo);
+    return error != 0 ? error : __real_getaddrinfo(node, service, hints, list);
+}
+
+}  // extern "C"
