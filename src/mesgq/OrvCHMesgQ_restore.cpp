@@ -103,8 +103,11 @@ int claimListing() {
 
 // Which directory the shell is going to find at dir: none that a link leads to.
 bool identify(const char* dir, struct stat& status) {
-    return orvOnceMore([&] { return orvStatFile(dir, status); }) == 0 && S_ISDIR(status.st_mode) &&
-           ::access(orvHostPath(dir).c_str(), X_OK) == 0;
+    if (orvOnceMore([&] { return orvStatFile(dir, status); }) != 0 || !S_ISDIR(status.st_mode)) {
+        return false;
+    }
+    const std::string hostPath = orvHostPath(dir);
+    return orvOnceMore([&] { return ::access(hostPath.c_str(), X_OK); }) == 0;
 }
 
 bool isStillThere(const char* dir, const struct stat& before) {
