@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cerrno>
+#include <new>
 
 inline bool orvMayPass(int error) {
     return error == EINTR || error == EAGAIN || error == ENOMEM || error == EMFILE || error == ENFILE || error == EIO;
@@ -29,4 +30,14 @@ auto orvOnceMore(Call&& call) {
         result = call();
     }
     return result;
+}
+
+// The same for what throws for want of memory: nothing is reported unless it does so twice.
+template <typename Call>
+auto orvOnceMoreForMemory(Call&& call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        return call();
+    }
 }

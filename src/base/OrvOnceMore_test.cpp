@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <new>
 #include <vector>
 
 namespace {
@@ -62,6 +63,24 @@ TEST(OrvOnceMore, takesOwnersToo) {
         return ++calls == 1 ? Descriptor() : Descriptor(::open("/", O_RDONLY));
     });
     EXPECT_TRUE(file);
+}
+
+TEST(OrvOnceMore, triesOnceMoreWhatFindsNoMemoryAndThenLetsItThrow) {
+    for (const unsigned failures : {0u, 1u, 2u}) {
+        unsigned calls = 0;
+        const auto call = [&] {
+            if (++calls <= failures) {
+                throw std::bad_alloc();
+            }
+            return 7;
+        };
+        if (failures < 2) {
+            EXPECT_EQ(orvOnceMoreForMemory(call), 7);
+        } else {
+            EXPECT_THROW(orvOnceMoreForMemory(call), std::bad_alloc);
+        }
+        EXPECT_EQ(calls, failures == 0 ? 1u : 2u);
+    }
 }
 
 }  // namespace

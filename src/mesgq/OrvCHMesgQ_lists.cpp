@@ -43,6 +43,9 @@ OrvCHMesgQEntry* OrvCHMesgQ::addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr
                                          std::optional<std::uint32_t> keepId) {
     std::unique_ptr<OrvCHMesgQEntry> entry(new (std::nothrow) OrvCHMesgQEntry);
     if (!entry) {
+        entry.reset(new (std::nothrow) OrvCHMesgQEntry);  // for want of a moment's memory no message is lost
+    }
+    if (!entry) {
         orvLog(kOrvLogInternal, "Unable to allocate memory");
         ORV_TRACE("unable to allocate memory\n");
         return nullptr;

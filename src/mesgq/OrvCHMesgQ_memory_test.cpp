@@ -28,17 +28,18 @@ protected:
         }
         restartAndOpen();
     }
-    // Runs step once for each of its allocations, prepare before each, with that one failing, and once with none.
+    // Runs step once for each of its allocations, prepare before each, with that one failing and so many in all, and
+    // once with none.
     void failEachAllocation(const std::function<void()>& prepare, const std::function<void()>& step,
-                            const std::function<void(bool failed)>& check) {
+                            const std::function<void(bool failed)>& check, unsigned burst = 1) {
         bool failed = true;
         for (unsigned nth = 1; failed; ++nth) {
-            SCOPED_TRACE(nth);
+            SCOPED_TRACE(std::to_string(burst) + " from " + std::to_string(nth));
             wipe();
             prepare();
             takeTexts();
             {
-                const FailingNthAllocation failing(nth);
+                const FailingNthAllocation failing(nth, burst);
                 step();
                 failed = failing.failed();
             }
@@ -191,6 +192,103 @@ TEST_F(OrvCHMesgQMemoryTest, clearingAndFlushingAreDoneWholeWhicheverAllocationF
         });
 }
 
+// Each step of the queue for which memory is short for longer: done whole or refused whole, and said once a step.
+class OrvCHMesgQBurstTest : public OrvCHMesgQMemoryTest {
+protected:
+    struct Row {
+        const char* name;
+        std::function<void()> prepare;
+        std::function<int()> step;
+        Texts done;     // on the send queue, when the step has returned 0
+        Texts refused;  // else
+        std::ptrdiff_t guardedSteps;
+    };
+    void check(const Row& row, int result, const Texts& said) {
+        const auto times = [&said](const char* text) { return std::ranges::count(said, text); };
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), result == 0 ? row.done : row.refused);
+        EXPECT_EQ(queue_->statistics().couldNotBeAdded, result == 0 ? 0u : 1u);
+        EXPECT_LE(times("Unable to allocate memory"), result == 0 ? 0 : 1);
+        EXPECT_LE(times("Unable to add message"), result == 0 ? 0 : 1);
+        EXPECT_LE(times("System resource error - contact technical support"), row.guardedSteps);
+        EXPECT_LE(times("OrvApp - cannot allocate memory"), row.guardedSteps);
+    }
+    // What stands at the beginning of each entry's file is a message, if anything is.
+    void checkFiles() {
+        for (const std::string& name : files(kSendDir)) {
+            const std::string bytes = name[0] == 'm' ? switch_.root().read(std::string(kSendDir) + "/" + name) : "";
+            EXPECT_TRUE(bytes.empty() || bytes.find("\n</OrvCHMesg>\n") != std::string::npos || bytes == stateBlock() ||
+                        bytes == stateBlock(0, 1))
+                << name << ": " << bytes;
+        }
+    }
+    void goesOn() {
+        ASSERT_EQ(add("later"), 0);
+        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND).back(), "later");
+        checkFiles();
+        takeTexts();
+    }
+
+    std::unique_ptr<OrvCHMesg> next_;
+};
+
+TEST_F(OrvCHMesgQBurstTest, everyStepIsDoneOrRefusedWholeHoweverLongMemoryIsShort) {
+    const auto addNext = [this] { return queue_->add(std::move(next_), false, false, 86400, -1, false); };
+    const Row kRows[] = {
+        {"accept", [this] { next_ = message("one"); }, addNext, {"one"}, {}, 3},
+        {"repeat", [this] { add("one"), next_ = message("one"); }, addNext, {"one"}, {"one"}, 3},
+        {"discard",
+         [this] {
+             configure({{"FilesAllowed", "1"}});
+             add("one"), next_ = message("two");
+         },
+         addNext,
+         {"two"},
+         {},
+         5},
+        {"mark", [this] { add("one"), queue_->peekOpen(); }, [this] { return queue_->clearQueue(); }, {"one"}, {}, 3},
+    };
+    for (const Row& row : kRows) {
+        for (const unsigned burst : {5u, 50u}) {
+            SCOPED_TRACE(row.name);
+            int result = 0;
+            failEachAllocation(
+                row.prepare, [&] { result = row.step(); },
+                [&](bool failed) {
+                    EXPECT_TRUE(failed || result == 0);
+                    if (row.name == std::string("discard") && result != 0 && !texts(ORV_CH_MESG_Q_SEND).empty()) {
+                        EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});  // refused before room was made
+                        takeTexts();
+                        return;
+                    }
+                    check(row, result, takeTexts());
+                    goesOn();
+                },
+                burst);
+        }
+    }
+}
+
+TEST_F(OrvCHMesgQBurstTest, aMarkIsSetAndARepeatCountedOnFlashNotBesideTheMessage) {
+    for (const bool marked : {false, true}) {
+        failEachAllocation(
+            [&] {
+                add("one");
+                marked ? static_cast<void>(queue_->peekOpen()) : static_cast<void>(next_ = message("one"));
+            },
+            [&] {
+                marked ? static_cast<void>(queue_->clearQueue())
+                       : static_cast<void>(queue_->add(std::move(next_), false, false, 86400, -1, false));
+            },
+            [&](bool) {
+                EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).markedForDeletion, marked ? 1u : 0u);
+                takeTexts();
+                restartAndOpen();
+                EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"}) << "its file is the old one or the new";
+            },
+            5);
+    }
+}
+
 TEST_F(OrvCHMesgQMemoryTest, aDeletionWithoutMemoryLeavesItsFileAndSaysSo) {
     configure({{"ThrottleDupsEnable", "False"}});
     add("one");
@@ -285,6 +383,10 @@ TEST_F(OrvCHMesgQStartMemoryTest, aMomentWithoutMemoryCostsAStartNothing) {
         SCOPED_TRACE(++nth);
         failed = startWithout(nth, 1);
         EXPECT_EQ(restored(), (Texts{"one", "two"}));
+        const Texts said = takeTexts();
+        EXPECT_LE(std::ranges::count(said, "OrvApp - cannot allocate memory"), 1);
+        EXPECT_EQ(std::ranges::count(said, "Unable to allocate memory"), 0) << "nothing was left out";
+        EXPECT_LE(said.size(), 3u);
         goesOn();
     }
     EXPECT_GT(nth, 50u);
@@ -331,7 +433,26 @@ TEST_F(OrvCHMesgQMemoryTest, aFileThatFindsNoMemoryIsNamedLikeOneThatCannotBeRes
     EXPECT_EQ(queue_->sendCount(), 0u);
 }
 
-TEST_F(OrvCHMesgQMemoryTest, aQueueThatFindsNoMemoryTwiceIsLeftOutAndNamed) {
+TEST_F(OrvCHMesgQMemoryTest, anEntryThatFindsNoMemoryAtAStartIsToldOnce) {
+    const std::string path = std::string(kSendDir) + "/m7";
+    wipe();
+    restart();
+    switch_.root().write(path, messageFile("one") + stateBlock());
+    std::filesystem::remove(switch_.root().at(std::string(kSendDir) + "/order"));
+    configure();
+    queue_->setMonitorReady();
+    takeTexts();
+    {
+        const FailingAllocation failing(sizeof(OrvCHMesgQEntry), sizeof(OrvCHMesgQEntry));
+        queue_->oneSecondChores();
+    }
+    EXPECT_EQ(takeTexts(),
+              (Texts{"Unable to open file " + std::string(kSendDir) + "/order", "Unable to allocate memory",
+                     "Unable to add message from file " + path + " to queue"}));
+    EXPECT_EQ(queue_->sendCount(), 0u);
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aQueueThatFindsNoMemoryTwiceIsLeftOutAndNamedOnce) {
     for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
         wipe();
         restart();
@@ -347,8 +468,8 @@ TEST_F(OrvCHMesgQMemoryTest, aQueueThatFindsNoMemoryTwiceIsLeftOutAndNamed) {
         EXPECT_TRUE(queue_->openForBusiness());
         const std::string kAlarm = "System resource error - contact technical support";
         const std::string kNoMemory = "OrvApp - cannot allocate memory";
-        EXPECT_EQ(takeTexts(), (Texts{kAlarm, kNoMemory, kAlarm, kNoMemory,
-                                      std::string("Error restoring messages from ") + directory + ", ignoring"}));
+        EXPECT_EQ(takeTexts(),
+                  (Texts{kAlarm, kNoMemory, std::string("Error restoring messages from ") + directory + ", ignoring"}));
         EXPECT_THAT(takeTrace(), Contains(std::string("reconstituteQueue: Problem restoring the queue from ") +
                                           directory + ", ignoring\n"));
     }

@@ -184,11 +184,11 @@ const char* nextListed(std::FILE& list, char (&line)[kListLine]) {
 // may be back at once, and the next start may be months away.
 template <typename Step>
 void restoreOnceMore(const char* where, const char* dir, Step&& step) {
-    const auto guarded = [&] {
-        step();
+    const auto again = [&] {
+        orvOnceMoreForMemory(step);
         return 0;
     };
-    if (orvGuarded(where, guarded) < 0 && orvGuarded(where, guarded) < 0) {
+    if (orvGuarded(where, again) < 0) {
         orvLog(kLevel, "Error restoring messages from %s, ignoring", dir);
         orvTrace(kTraceModule, where, "Problem restoring the queue from %s, ignoring\n", dir);
     }
@@ -312,14 +312,10 @@ void OrvCHMesgQ::reconstituteNumber(OrvCHMesgQQueue& queue, const char* dir, std
         reconstituteMsgFromFile(queue, orvEntryPath(dir, uniqueId), uniqueId);
         return 0;
     };
-    try {
-        restore();
-    } catch (const std::bad_alloc&) {
-        if (orvGuarded(kRestoreFile, restore) < 0) {
-            char path[kOrvPathBuffer];
-            orvEntryPath(path, dir, uniqueId);
-            reportUnrestored(path, uniqueId);
-        }
+    if (orvGuarded(kRestoreFile, [&] { return orvOnceMoreForMemory(restore); }) < 0) {
+        char path[kOrvPathBuffer];
+        orvEntryPath(path, dir, uniqueId);
+        reportUnrestored(path, uniqueId);
     }
 }
 
@@ -347,10 +343,7 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
         ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), orvErrorText(error).c_str(), error);
     }
     const OrvCHPosting posting{false, state.persist, state.persistRepostPeriod, state.expire};
-    OrvCHMesgQEntry* entry = addNewEntry(queue, message, posting, message->duplicateKey(), uniqueId);
-    if (!entry && !queue.isOnQueue(uniqueId)) {
-        entry = addNewEntry(queue, message, posting, message->duplicateKey(), uniqueId);  // there may be memory now
-    }
+    OrvCHMesgQEntry* const entry = addNewEntry(queue, message, posting, message->duplicateKey(), uniqueId);
     if (!entry) {
         orvLog(kLevel, "Unable to add message from file %s to queue", path.c_str());
         ORV_TRACE("unable to add msg %u, ignoring\n", uniqueId);
