@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 namespace {
 
@@ -32,6 +33,7 @@ protected:
         }
         restartAndOpen();
     }
+    static bool killedAt(unsigned nth, const std::function<void()>& step);
 };
 
 TEST_F(OrvCHMesgQFailingTest, reportsAStateBlockThatCannotBeWrittenOrClosed) {
@@ -228,6 +230,64 @@ TEST_F(OrvCHMesgQFailingTest, whatWasAcceptedSurvivesAKillBetweenAnyTwoCalls) {
     EXPECT_GT(nth, 25u);
 }
 
+// In another process: step is killed in the place of its nth call on the flash. Whether it came to that.
+bool OrvCHMesgQFailingTest::killedAt(unsigned nth, const std::function<void()>& step) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const KillAtNth kill(nth, "/ostrel/");
+        step();
+        ::_exit(0);
+    }
+    int ended = 0;
+    EXPECT_EQ(::waitpid(child, &ended, 0), child);
+    EXPECT_TRUE(WIFEXITED(ended));
+    return WIFEXITED(ended) && WEXITSTATUS(ended) == KillAtNth::kKilled;
+}
+
+TEST_F(OrvCHMesgQFailingTest, aKillWhileMessagesGoCostsNoneThatStaysAndBringsNoneTwice) {
+    const auto refill = [this](const Attributes& quotas) {
+        wipe();
+        configure(quotas);
+        park("counted");
+        add("counted");
+        park("silent");
+        add("one");
+        add("two");
+    };
+    struct Row {
+        const char* name;
+        Attributes quotas;
+        std::function<void()> step;
+        Texts staying;  // whatever happens
+        Texts going;    // if not killed before
+        unsigned atLeast;
+    };
+    const Row kRows[] = {
+        {"discard", {{"FilesAllowed", "2"}}, [this] { add("three"); }, {"counted", "two"}, {"one"}, 14},
+        {"clear", {}, [this] { queue_->clearQueue(); }, {}, {"counted", "one", "two"}, 15},
+        {"flush", {}, [this] { queue_->flushDuplicateQueue(); }, {"one", "two"}, {}, 15},
+    };
+    for (const Row& row : kRows) {
+        bool killed = true;
+        unsigned nth = 0;
+        while (killed) {
+            refill(row.quotas);
+            killed = killedAt(++nth, row.step);
+            restartAndOpen(row.quotas);
+            SCOPED_TRACE(row.name + std::string(" ") + std::to_string(nth));
+            Texts restored = texts(ORV_CH_MESG_Q_SEND);
+            std::ranges::sort(restored);
+            EXPECT_EQ(std::ranges::adjacent_find(restored), restored.end()) << testing::PrintToString(restored);
+            EXPECT_THAT(restored, IsSupersetOf(row.staying));
+            for (const std::string& gone : killed ? Texts() : row.going) {
+                EXPECT_THAT(restored, testing::Not(Contains(gone)));
+            }
+            checkConsistency(false);
+        }
+        EXPECT_GT(nth, row.atLeast) << row.name;
+    }
+}
+
 TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait) {
     configure({{"FileSystemSpaceAllowed", "4294967295"}, {"FilesAllowed", "4294967295"}});
     add("first");
@@ -246,17 +306,6 @@ TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait)
 }
 
 TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage) {
-    const auto killed = [this](unsigned nth) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const KillAtNth kill(nth, "/ostrel/");
-            add("two");
-            ::_exit(0);
-        }
-        int ended = 0;
-        EXPECT_EQ(::waitpid(child, &ended, 0), child);
-        return WIFEXITED(ended) && WEXITSTATUS(ended) == KillAtNth::kKilled;
-    };
     unsigned nth = 0;
     unsigned without = 0;
     for (bool again = true; again;) {
@@ -264,7 +313,7 @@ TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage)
         std::filesystem::remove(switch_.root().at(kOrder));
         switch_.root().write(kEntry, messageFile("one") + stateBlock());
         restartAndOpen();
-        again = killed(++nth);
+        again = killedAt(++nth, [this] { add("two"); });
         without += !switch_.root().exists(kOrder);
         EXPECT_THAT(switch_.root().read(kOrder), testing::AnyOf("", wordsToBytes({2, 0, 1}))) << nth;
         restartAndOpen();
