@@ -156,9 +156,11 @@ OrvFilePtr openListing(const char* dir) {
     int error = 0;
     OrvFilePtr list = openForReading(kOrvQueueListing, error);
     if (!list) {
+        const std::string text =
+            orvErrorText(error);  // before anything is told: without memory all of it is done again
         orvLog(kLevel, "Unable to open file %s", kOrvQueueListing);
         orvTrace(kTraceModule, kHardWay, "unable to open  file %s for reading, errno = %s(%d)\n", kOrvQueueListing,
-                 orvErrorText(error).c_str(), error);
+                 text.c_str(), error);
     }
     return list;
 }
@@ -329,21 +331,23 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
     }
     OrvCHAttachmentFiles::linkAttachments(*message);
     int error = 0;
+    std::string key = message->duplicateKey();
     OrvFilePtr file = openForReading(path, error);
     if (!file) {
+        const std::string text = orvErrorText(error);
         orvLog(kLevel, "Error opening %s for reading, ignoring", path.c_str());
-        ORV_TRACE("unable to open file %s for reading, skipping, errno = %s(%d)\n", path.c_str(),
-                  orvErrorText(error).c_str(), error);
+        ORV_TRACE("unable to open file %s for reading, skipping, errno = %s(%d)\n", path.c_str(), text.c_str(), error);
         return;
     }
     const OrvCHQueueState state = orvReadState(*file);
     if (std::fclose(file.release()) != 0) {
         error = errno;
+        const std::string text = orvErrorText(error);
         orvLog(kOrvLogDetail, "Error closing %s", path.c_str());
-        ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), orvErrorText(error).c_str(), error);
+        ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), text.c_str(), error);
     }
     const OrvCHPosting posting{false, state.persist, state.persistRepostPeriod, state.expire};
-    OrvCHMesgQEntry* const entry = addNewEntry(queue, message, posting, message->duplicateKey(), uniqueId);
+    OrvCHMesgQEntry* const entry = addNewEntry(queue, message, posting, std::move(key), uniqueId);
     if (!entry) {
         orvLog(kLevel, "Unable to add message from file %s to queue", path.c_str());
         ORV_TRACE("unable to add msg %u, ignoring\n", uniqueId);

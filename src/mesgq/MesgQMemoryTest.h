@@ -1,0 +1,59 @@
+// The fixture of the queue's tests without memory.
+#pragma once
+
+#include "dbg/OrvEventLog.h"
+#include "mesg/FailingCalls.h"
+#include "mesgq/MesgQTest.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+class OrvCHMesgQMemoryTest : public MesgQTest {
+protected:
+    OrvCHMesgQMemoryTest() { open(); }
+
+    // An empty flash again, and a queue on it.
+    void wipe() {
+        queue_.reset();
+        std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
+        for (const char* directory : {kSendDir, kDuplicateDir, kPersistDir}) {
+            switch_.root().write(std::string(directory) + "/order", "");  // opens without a shell
+        }
+        restartAndOpen();
+    }
+    // Runs step once for each of its allocations, prepare before each, with that one failing and so many in all, and
+    // once with none.
+    void failEachAllocation(const std::function<void()>& prepare, const std::function<void()>& step,
+                            const std::function<void(bool failed)>& check, unsigned burst = 1) {
+        bool failed = true;
+        for (unsigned nth = 1; failed; ++nth) {
+            SCOPED_TRACE(std::to_string(burst) + " from " + std::to_string(nth));
+            wipe();
+            prepare();
+            takeTexts();
+            {
+                const FailingNthAllocation failing(nth, burst);
+                step();
+                failed = failing.failed();
+            }
+            check(failed);
+            checkConsistency(false);
+            takeTexts();
+        }
+    }
+    // The texts of the event log's entries and alarms since the last call.
+    Texts takeTexts() {
+        // What found no memory for its delivery on the test's bus waits there until something else is sent.
+        orvLog(kOrvLogInfo, "last");
+        switch_.pump();
+        Texts taken;
+        for (const LogEntry& each : switch_.logEntries()) {
+            taken.push_back(each.text);
+        }
+        EXPECT_EQ(taken.back(), "last");
+        taken.pop_back();
+        switch_.forgetEventLog();
+        return taken;
+    }
+};
