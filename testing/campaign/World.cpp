@@ -3,6 +3,7 @@
 #include "Descriptor.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,6 +31,7 @@ void keepErrors(const TempRoot& root) {
 // The child's side; never returns.
 [[noreturn]] void runLife(Board& board, TempRoot& root, std::uint16_t port, const Life::Settings& settings,
                           const std::function<void(Life&)>& body) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // no life without its world
     keepErrors(root);
     std::string problem = "cannot make a switch";
     int end = kNoSwitch;
