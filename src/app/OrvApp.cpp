@@ -145,8 +145,13 @@ void OrvApp::startTick() {
 }
 
 void OrvApp::finishMail() {
-    using std::chrono::microseconds;
     callHome_.stopSending();
+    awaitEndOfMail();
+    orvBestEffort(__func__, [this] { callHome_.keepIncomingMesgs(); });
+}
+
+void OrvApp::awaitEndOfMail() {
+    using std::chrono::microseconds;
     const auto deadline = std::chrono::steady_clock::now() + kStopPatience;
     while (callHome_.sending()) {
         const auto left = std::chrono::duration_cast<microseconds>(deadline - std::chrono::steady_clock::now()).count();

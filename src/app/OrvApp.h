@@ -52,7 +52,8 @@ public:
     void startTick();
 
     // The daemon stops: serves on until the mail that is under way has come to its end and left the queue, for a few
-    // seconds at most, and starts no other. Returns at once when none is under way.
+    // seconds at most, and starts no other; then queues what still waits to be. Returns at once when no mail is under
+    // way.
     void finishMail();
 
     OrvCallHome& callHome() { return callHome_; }
@@ -76,6 +77,7 @@ private:
     };
 
     void createMonitorClient();
+    void awaitEndOfMail();
     void tellReadyForConf();
     int route(Hsb_Message& message);
     int processCnsMsg(const Hsb_Message& message);

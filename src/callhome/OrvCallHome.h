@@ -67,6 +67,8 @@ public:
     void stopSending() { client_.stopSending(); }
     // A mail is under way.
     bool sending() { return client_.sending(); }
+    // The daemon stops: what waits for the next tick is matched and queued now. Only the queue outlives the process.
+    void keepIncomingMesgs();
 
     // Answers of the attribute store, routed by request id. -1 when an answer was not usable.
     int processConfigBulk(const DsBulkReply& reply);

@@ -161,6 +161,13 @@ int OrvCallHome::processIncomingMesgQ() {
     return 0;
 }
 
+void OrvCallHome::keepIncomingMesgs() {
+    for (std::size_t before = incomingMesgQ_.size() + 1; !incomingMesgQ_.empty() && incomingMesgQ_.size() < before;) {
+        before = incomingMesgQ_.size();
+        processIncomingMesgQ();
+    }
+}
+
 // False when the test was refused.
 bool OrvCallHome::processTestMesg(std::unique_ptr<OrvCHMesg> mesg) {
     if (refuseTest(mesg->TestProfile)) {

@@ -121,6 +121,40 @@ TEST_F(OrvCallHomeMessages, keepsEventsDuringAReadCycleAndMatchesThemWithTheNewP
     EXPECT_NE(entry(before_).find("<Profile>\nNewcomers\n"), std::string::npos);
 }
 
+TEST_F(OrvCallHomeMessages, queuesWhatWaitsForTheNextTickWhenTheDaemonStops) {
+    startWithoutSending();
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_REPLY));
+    changeProfiles();
+    switch_->publishLog(0, 0x00010002, "Blade fault while reading");
+    switch_->bus().clearFaults();
+    switch_->bus().release();
+    switch_->pump();
+    ASSERT_EQ(queued(), 0u);
+
+    app_->finishMail();
+
+    ASSERT_EQ(queued(), 1u);
+    EXPECT_NE(entry(before_).find("Blade fault while reading"), std::string::npos);
+}
+
+TEST_F(OrvCallHomeMessages, queuesWhatWaitsBehindRefusedTestsWhenTheDaemonStops) {
+    startWithoutSending();
+    switch_->bus().hold(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_REPLY));
+    changeProfiles();
+    switch_->testProfile("Operators");
+    switch_->testProfile("Operators");
+    switch_->publishLog(0, 0x00010002, "Blade fault behind the tests");
+    switch_->set("Global.Callhome.SMTPEnable", "False");
+    switch_->bus().clearFaults();
+    switch_->bus().release();
+    switch_->pump();
+    ASSERT_EQ(queued(), 0u);
+
+    app_->finishMail();
+
+    EXPECT_EQ(queued(), 1u);
+}
+
 TEST_F(OrvCallHomeMessages, queuesThePowerUpMessageForProfilesOfItsLevel) {
     addProfile({.name = "All", .level = "Warn"});
     primary_.refuseConnections();
