@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string_view>
 #include <utility>
 
 namespace {
@@ -15,41 +14,17 @@ constexpr std::size_t kOpenLevels = 16;
 
 }  // namespace
 
-void OrvSyncCleaner::CloseDirectory::operator()(DIR* directory) const {
-    const int error = errno;
-    closedir(directory);
-    errno = error;
+// None with errno when it cannot be opened.
+Directory_Stream OrvSyncCleaner::open(int parent, const char* name, int flags) {
+    return Directory_Stream(Descriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags)));
 }
 
-// Null with errno when it cannot be opened.
-OrvSyncCleaner::Directory OrvSyncCleaner::open(int parent, const char* name, int flags) {
-    const int descriptor = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
-    if (descriptor < 0) {
-        return nullptr;
+// What is in it. Read to the end first: it changes while it is emptied. 0, or -1 with errno.
+int OrvSyncCleaner::listNames(Directory_Stream& directory, std::vector<std::string>& names) {
+    while (const char* const name = directory.next()) {
+        names.emplace_back(name);
     }
-    Directory directory(fdopendir(descriptor));
-    if (directory == nullptr) {
-        const int error = errno;
-        close(descriptor);
-        errno = error;
-    }
-    return directory;
-}
-
-// What is in it but for itself and its parent. Read to the end first: it changes while it is emptied.
-// 0, or -1 with errno.
-int OrvSyncCleaner::listNames(DIR* directory, std::vector<std::string>& names) {
-    while (true) {
-        errno = 0;
-        const dirent* const entry = readdir(directory);
-        if (entry == nullptr) {
-            return errno == 0 ? 0 : -1;
-        }
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") {
-            names.emplace_back(name);
-        }
-    }
+    return errno == 0 ? 0 : -1;
 }
 
 int OrvSyncCleaner::empty(const std::string& hostPath) {
@@ -64,20 +39,20 @@ int OrvSyncCleaner::empty(const std::string& hostPath) {
     return result;
 }
 
-int OrvSyncCleaner::enter(Directory directory) {
+int OrvSyncCleaner::enter(Directory_Stream directory) {
     call_ = "opendir";
-    if (directory == nullptr) {
+    if (!directory) {
         return -1;
     }
     call_ = "stat";
     struct stat status {};
-    if (fstat(dirfd(directory.get()), &status) < 0) {
+    if (fstat(directory.descriptor(), &status) < 0) {
         return -1;
     }
     levels_.push_back(
         {.directory = std::move(directory), .names = {}, .device = status.st_dev, .inode = status.st_ino});
     call_ = "readdir";
-    if (listNames(levels_.back().directory.get(), levels_.back().names) < 0) {
+    if (listNames(levels_.back().directory, levels_.back().names) < 0) {
         return -1;
     }
     if (levels_.size() > kOpenLevels) {
@@ -91,7 +66,7 @@ int OrvSyncCleaner::step() {
     if (level.names.empty()) {
         return leave();
     }
-    const int parent = dirfd(level.directory.get());
+    const int parent = level.directory.descriptor();
     const char* const name = level.names.back().c_str();
     call_ = "stat";
     struct stat status {};
@@ -113,7 +88,7 @@ int OrvSyncCleaner::leave() {
 int OrvSyncCleaner::removeNext(int flags) {
     Level& level = levels_.back();
     call_ = "remove";
-    if (unlinkat(dirfd(level.directory.get()), level.names.back().c_str(), flags) < 0) {
+    if (unlinkat(level.directory.descriptor(), level.names.back().c_str(), flags) < 0) {
         return -1;
     }
     level.names.pop_back();
@@ -122,14 +97,14 @@ int OrvSyncCleaner::removeNext(int flags) {
 
 // Somebody may have moved the directory meanwhile: its parent is then one of which nothing is to be removed.
 int OrvSyncCleaner::reopenParent() {
-    if (levels_.size() < 2 || levels_[levels_.size() - 2].directory != nullptr) {
+    if (levels_.size() < 2 || levels_[levels_.size() - 2].directory) {
         return 0;
     }
     Level& parent = levels_[levels_.size() - 2];
     call_ = "opendir";
-    Directory directory = open(dirfd(levels_.back().directory.get()), "..", 0);
+    Directory_Stream directory = open(levels_.back().directory.descriptor(), "..", 0);
     struct stat status {};
-    if (directory == nullptr || fstat(dirfd(directory.get()), &status) < 0) {
+    if (!directory || fstat(directory.descriptor(), &status) < 0) {
         return -1;
     }
     if (status.st_dev != parent.device || status.st_ino != parent.inode) {

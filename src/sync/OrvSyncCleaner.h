@@ -5,10 +5,10 @@
 // is done by recursion. Any thread, for one directory.
 #pragma once
 
-#include <dirent.h>
+#include "Directory_Stream.h"
+
 #include <sys/types.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,21 +20,17 @@ public:
     const char* failedCall() const { return call_; }
 
 private:
-    struct CloseDirectory {
-        void operator()(DIR* directory) const;
-    };
-    using Directory = std::unique_ptr<DIR, CloseDirectory>;
     struct Level {
-        Directory directory;             // null while it is far above what is being removed
+        Directory_Stream directory;      // none while it is far above what is being removed
         std::vector<std::string> names;  // what is still in it; the last one is next
         dev_t device = 0;
         ino_t inode = 0;
     };
 
-    static Directory open(int parent, const char* name, int flags);
-    static int listNames(DIR* directory, std::vector<std::string>& names);
+    static Directory_Stream open(int parent, const char* name, int flags);
+    static int listNames(Directory_Stream& directory, std::vector<std::string>& names);
 
-    int enter(Directory directory);
+    int enter(Directory_Stream directory);
     int step();
     int leave();
     int removeNext(int flags);

@@ -1,5 +1,6 @@
 #include "sync/OrvSyncPri.h"
 
+#include "Descriptor.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
@@ -49,7 +50,7 @@ int OrvSyncPri::startConnection() {
     peer_.sin_family = AF_INET;
     peer_.sin_port = htons(settings_.port);
     peer_.sin_addr.s_addr = htonl(settings_.address);
-    socket_.take(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    socket_.take(Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
     if (socket_.descriptor() < 0) {
         return failed(__func__, "socket", errno);
     }
@@ -132,13 +133,13 @@ int OrvSyncPri::sendOp(const OrvSyncRecord& record) {
 int OrvSyncPri::sendFile(const std::string& path, std::int32_t size) {
     // A FIFO without a writer is no reason to wait: it has nothing to send.
     const std::string hostPath = orvHostPath(path);  // freed after errno has been looked at
-    const OrvSyncFile file(open(hostPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (file.descriptor() < 0) {
+    const Descriptor file(open(hostPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file) {
         return failed(__func__, "open", errno);
     }
     ORV_TRACE("Entry (%s, %d)\n", path.c_str(), size);
     for (std::int32_t left = size; left > 0;) {
-        const ssize_t sent = socket_.sendFile(file.descriptor(), static_cast<std::size_t>(left));
+        const ssize_t sent = socket_.sendFile(file.get(), static_cast<std::size_t>(left));
         if (sent <= 0) {
             return failed(__func__, "sendfile", sent < 0 ? errno : EPIPE);
         }

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -57,7 +58,7 @@ int OrvSyncSec::startConnection() {
     local_.sin_family = AF_INET;
     local_.sin_port = htons(settings_.port);
     local_.sin_addr.s_addr = htonl(settings_.address);
-    listener_.take(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    listener_.take(Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
     if (listener_.descriptor() < 0) {
         return failed(__func__, "socket", errno);
     }
@@ -84,14 +85,14 @@ void OrvSyncSec::endConnection() {
 }
 
 int OrvSyncSec::startSession() {
-    int session = -1;
+    Descriptor session;
     do {
-        session = accept4(listener_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
-    } while (session < 0 && errno == EINTR);
-    if (session < 0) {
+        session = Descriptor(accept4(listener_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+    } while (!session && errno == EINTR);
+    if (!session) {
         return failed(__func__, "accept", errno);
     }
-    session_.take(session);
+    session_.take(std::move(session));
     session_.prepare(settings_.limit);
     unread_ = 0;
     return 0;

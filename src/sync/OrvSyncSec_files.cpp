@@ -1,4 +1,5 @@
 // What records ask for in the file tree.
+#include "Descriptor.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
@@ -12,7 +13,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -48,6 +51,22 @@ std::vector<std::string_view> componentsOf(std::string_view path) {
     return components;
 }
 
+// All of the bytes, in as many pieces as it takes. 0, or -1 with errno.
+int writeAll(int file, std::span<const std::uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            errno = written < 0 ? errno : EIO;
+            return -1;
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(written));
+    }
+    return 0;
+}
+
 }  // namespace
 
 void OrvSyncSec::removeFile(const std::string& path, const char* function) {
@@ -62,8 +81,8 @@ int OrvSyncSec::recvFile(const std::string& path, std::int32_t size) {
     unread_ = size;
     // Not blocking: a FIFO in the file's place would make us wait for somebody to read it.
     const std::string where = hostPath(path);
-    const OrvSyncFile file(open(where.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0644));
-    if (file.descriptor() < 0) {
+    const Descriptor file(open(where.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0644));
+    if (!file) {
         return failed(__func__, "open", errno);
     }
     std::array<std::uint8_t, kPiece> bytes;
@@ -74,7 +93,7 @@ int OrvSyncSec::recvFile(const std::string& path, std::int32_t size) {
             return failed(__func__, "recv", got < 0 ? errno : ECONNRESET);
         }
         unread_ -= static_cast<std::int32_t>(got);
-        if (file.write(std::span(bytes).first(static_cast<std::size_t>(got))) < 0) {
+        if (writeAll(file.get(), std::span(bytes).first(static_cast<std::size_t>(got))) < 0) {
             return failed(__func__, "write", errno);
         }
         total += static_cast<std::int32_t>(got);

@@ -5,9 +5,9 @@
 #include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace {
 
@@ -34,65 +34,45 @@ timeval toTimeval(std::chrono::milliseconds span) {
 
 }  // namespace
 
-void OrvSyncSocket::take(int descriptor) {
+void OrvSyncSocket::take(Descriptor descriptor) {
     end();
-    descriptor_ = descriptor;
+    descriptor_ = std::move(descriptor);
 }
 
 void OrvSyncSocket::end() {
-    if (descriptor_ > 0) {
-        shutdown(descriptor_, SHUT_RDWR);
-        close(descriptor_);
+    if (descriptor_.get() > 0) {
+        shutdown(descriptor_.get(), SHUT_RDWR);
+        descriptor_.reset();
+    } else {
+        [[maybe_unused]] const int leftOpen = descriptor_.release();
     }
-    descriptor_ = kNone;
 }
 
 void OrvSyncSocket::prepare(std::chrono::milliseconds limit) const {
     const timeval value = toTimeval(limit);
-    setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
-    setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
+    setsockopt(descriptor_.get(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
+    setsockopt(descriptor_.get(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
     const int on = 1;
-    setsockopt(descriptor_, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-    setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    setsockopt(descriptor_.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    setsockopt(descriptor_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
 ssize_t OrvSyncSocket::send(std::span<const std::uint8_t> bytes, int flags) const {
-    return persistently([&] { return ::send(descriptor_, bytes.data(), bytes.size(), flags | MSG_NOSIGNAL); });
+    return persistently([&] { return ::send(descriptor_.get(), bytes.data(), bytes.size(), flags | MSG_NOSIGNAL); });
 }
 
 ssize_t OrvSyncSocket::sendFile(int file, std::size_t count) const {
-    return persistently([&] { return sendfile(descriptor_, file, nullptr, count); });
+    return persistently([&] { return sendfile(descriptor_.get(), file, nullptr, count); });
 }
 
 ssize_t OrvSyncSocket::receive(std::span<std::uint8_t> bytes, int flags) const {
-    return persistently([&] { return recv(descriptor_, bytes.data(), bytes.size(), flags); });
+    return persistently([&] { return recv(descriptor_.get(), bytes.data(), bytes.size(), flags); });
 }
 
 ssize_t OrvSyncSocket::awaitAndReceive(std::span<std::uint8_t> bytes, int flags) const {
     ssize_t got = -1;
     do {
-        got = recv(descriptor_, bytes.data(), bytes.size(), flags);
+        got = recv(descriptor_.get(), bytes.data(), bytes.size(), flags);
     } while (got < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK));
     return got;
-}
-
-OrvSyncFile::~OrvSyncFile() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-    }
-}
-
-int OrvSyncFile::write(std::span<const std::uint8_t> bytes) const {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            errno = written < 0 ? errno : EIO;
-            return -1;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return 0;
 }

@@ -1,8 +1,10 @@
-// A TCP socket of the file synchronisation, and an open file: descriptors that close with their owner.
+// A TCP socket of the file synchronisation, shut down and closed when its owner goes.
 //
 // What the socket sends and receives is retried after a signal and bounded by a time limit, which shows as ETIMEDOUT.
 // No signal is raised by a peer that has gone. One thread.
 #pragma once
+
+#include "Descriptor.h"
 
 #include <sys/types.h>
 
@@ -13,20 +15,18 @@
 
 class OrvSyncSocket {
 public:
-    static constexpr int kNone = -1;
-
     OrvSyncSocket() = default;
     ~OrvSyncSocket() { end(); }
     OrvSyncSocket(const OrvSyncSocket&) = delete;
     OrvSyncSocket& operator=(const OrvSyncSocket&) = delete;
 
     // Takes over an open socket in place of the one it had.
-    void take(int descriptor);
+    void take(Descriptor descriptor);
     // Shuts down both directions and closes, unless there is none.
     // Kept: descriptor 0 counts as none. See OrvSyncSocket.neverClosesDescriptorZero.
     void end();
 
-    int descriptor() const { return descriptor_; }
+    int descriptor() const { return descriptor_.get(); }
     // Bounds each step; a small last piece is sent at once instead of waiting for an acknowledgement, and a peer that
     // has vanished is noticed sooner or later even by who only listens. Failing here is told by the next step.
     void prepare(std::chrono::milliseconds limit) const;
@@ -39,20 +39,5 @@ public:
     ssize_t awaitAndReceive(std::span<std::uint8_t> bytes, int flags) const;
 
 private:
-    int descriptor_ = kNone;
-};
-
-class OrvSyncFile {
-public:
-    explicit OrvSyncFile(int descriptor) : descriptor_(descriptor) {}
-    ~OrvSyncFile();
-    OrvSyncFile(const OrvSyncFile&) = delete;
-    OrvSyncFile& operator=(const OrvSyncFile&) = delete;
-
-    int descriptor() const { return descriptor_; }
-    // All of the bytes. 0, or -1 with errno.
-    [[nodiscard]] int write(std::span<const std::uint8_t> bytes) const;
-
-private:
-    const int descriptor_;  // negative when it could not be opened
+    Descriptor descriptor_;
 };

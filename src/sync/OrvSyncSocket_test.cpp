@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -17,79 +18,84 @@ bool isOpen(int descriptor) {
 }
 
 struct Pair {
-    Pair() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0); }
-    ~Pair() { close(ends[1]); }
-    int ends[2];
+    Pair() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        number = ends[0];
+        ours.reset(ends[0]);
+        theirs.reset(ends[1]);
+    }
+    int number = -1;  // of our end, whoever has it
+    Descriptor ours;
+    Descriptor theirs;
 };
 
 TEST(OrvSyncSocket, shutsDownAndClosesWithItsOwner) {
-    const Pair pair;
+    Pair pair;
     {
         OrvSyncSocket socket;
-        socket.take(pair.ends[0]);
-        EXPECT_TRUE(isOpen(pair.ends[0]));
+        socket.take(std::move(pair.ours));
+        EXPECT_TRUE(isOpen(pair.number));
     }
 
-    EXPECT_FALSE(isOpen(pair.ends[0]));
+    EXPECT_FALSE(isOpen(pair.number));
     char byte = 0;
-    EXPECT_EQ(recv(pair.ends[1], &byte, 1, 0), 0);
+    EXPECT_EQ(recv(pair.theirs.get(), &byte, 1, 0), 0);
 }
 
 // A second descriptor keeps the connection open, but for the shutdown of both directions.
 TEST(OrvSyncSocket, shutsDownBothDirectionsBeforeItCloses) {
-    const Pair pair;
-    const int copy = dup(pair.ends[0]);
+    Pair pair;
+    const Descriptor copy(dup(pair.number));
     OrvSyncSocket socket;
-    socket.take(pair.ends[0]);
+    socket.take(std::move(pair.ours));
 
     socket.end();
 
     char byte = 0;
-    EXPECT_EQ(recv(pair.ends[1], &byte, 1, 0), 0);
-    EXPECT_EQ(send(pair.ends[1], &byte, 1, MSG_NOSIGNAL), -1);
+    EXPECT_EQ(recv(pair.theirs.get(), &byte, 1, 0), 0);
+    EXPECT_EQ(send(pair.theirs.get(), &byte, 1, MSG_NOSIGNAL), -1);
     EXPECT_EQ(errno, EPIPE);
     EXPECT_EQ(socket.descriptor(), -1);
-    close(copy);
 }
 
 TEST(OrvSyncSocket, endsTheOneItHadWhenItTakesAnother) {
-    const Pair first;
-    const Pair second;
+    Pair first;
+    Pair second;
     OrvSyncSocket socket;
-    socket.take(first.ends[0]);
+    socket.take(std::move(first.ours));
 
-    socket.take(second.ends[0]);
+    socket.take(std::move(second.ours));
 
-    EXPECT_FALSE(isOpen(first.ends[0]));
-    EXPECT_TRUE(isOpen(second.ends[0]));
+    EXPECT_FALSE(isOpen(first.number));
+    EXPECT_TRUE(isOpen(second.number));
 }
 
 TEST(OrvSyncSocket, neverClosesDescriptorZero) {
-    const int saved = dup(0);
-    const Pair pair;
-    ASSERT_EQ(dup2(pair.ends[0], 0), 0);
-    close(pair.ends[0]);
+    const Descriptor saved(dup(0));
+    Pair pair;
+    ASSERT_EQ(dup2(pair.number, 0), 0);
+    pair.ours.reset();
     OrvSyncSocket socket;
-    socket.take(0);
+    socket.take(Descriptor(0));
 
     socket.end();
 
     EXPECT_TRUE(isOpen(0));
     char byte = 0;
-    EXPECT_EQ(recv(pair.ends[1], &byte, 1, MSG_DONTWAIT), -1);
+    EXPECT_EQ(recv(pair.theirs.get(), &byte, 1, MSG_DONTWAIT), -1);
     EXPECT_EQ(errno, EAGAIN);
-    if (saved >= 0) {
-        dup2(saved, 0);
-        close(saved);
+    if (saved) {
+        dup2(saved.get(), 0);
     } else {
-        close(0);
+        const Descriptor closed(0);
     }
 }
 
 TEST(OrvSyncSocket, goesOnAfterASignal) {
-    const Pair pair;
+    Pair pair;
     OrvSyncSocket socket;
-    socket.take(pair.ends[0]);
+    socket.take(std::move(pair.ours));
     int interrupted = 0;
     SyncFaults faults;
     faults.send = [&](int to, const void* bytes, std::size_t count, int flags) -> ssize_t {
@@ -103,7 +109,7 @@ TEST(OrvSyncSocket, goesOnAfterASignal) {
 
     EXPECT_EQ(socket.send(word), 4);
     interrupted = 1;
-    ASSERT_EQ(send(pair.ends[1], "abcd", 4, 0), 4);
+    ASSERT_EQ(send(pair.theirs.get(), "abcd", 4, 0), 4);
     EXPECT_EQ(socket.receive(got), 4);
     EXPECT_EQ(got, (std::vector<std::uint8_t>{'a', 'b', 'c', 'd'}));
 }
@@ -111,7 +117,7 @@ TEST(OrvSyncSocket, goesOnAfterASignal) {
 // By the kernel's keep-alive, also while we only listen.
 TEST(OrvSyncSocket, noticesAPeerThatHasVanished) {
     OrvSyncSocket socket;
-    socket.take(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    socket.take(Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
     int on = 0;
     socklen_t size = sizeof on;
     ASSERT_EQ(getsockopt(socket.descriptor(), SOL_SOCKET, SO_KEEPALIVE, &on, &size), 0);
@@ -124,9 +130,9 @@ TEST(OrvSyncSocket, noticesAPeerThatHasVanished) {
 }
 
 TEST(OrvSyncSocket, callsAPassedLimitAPeerThatTimedOut) {
-    const Pair pair;
+    Pair pair;
     OrvSyncSocket socket;
-    socket.take(pair.ends[0]);
+    socket.take(std::move(pair.ours));
     socket.prepare(std::chrono::milliseconds(10));
     std::vector<std::uint8_t> got(4);
 
