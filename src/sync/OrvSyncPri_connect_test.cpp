@@ -341,16 +341,14 @@ TEST_F(OrvSyncPriConnect, endsItsConnection) {
 }
 
 TEST_F(OrvSyncPriConnect, leavesNoDescriptorBehindHoweverOftenItFails) {
-    const int before = dup(0);
-    close(before);
+    const int before = Descriptor(dup(0)).get();
     for (int i = 0; i < 20; ++i) {
         OrvSyncPri sender(at(port_));
         EXPECT_EQ(sender.startConnection(), -1);
         EXPECT_EQ(sender.startConnection(), -1);
     }
 
-    const int after = dup(0);
-    close(after);
+    const int after = Descriptor(dup(0)).get();
     EXPECT_EQ(after, before);
 }
 

@@ -1,4 +1,5 @@
 // One end of the file synchronisation here, the other one a process of its own, perhaps on another kind of processor.
+#include "Descriptor.h"
 #include "sync/OrvSyncPri.h"
 #include "sync/OrvSyncRecord.h"
 #include "sync/SyncFixture.h"
@@ -26,10 +27,14 @@ constexpr int kPatienceMs = 60000;
 class Party {
 public:
     explicit Party(const Words& arguments) {
-        int input[2];
-        int output[2];
+        int input[2] = {-1, -1};
+        int output[2] = {-1, -1};
         EXPECT_EQ(pipe2(input, O_CLOEXEC), 0);
         EXPECT_EQ(pipe2(output, O_CLOEXEC), 0);
+        const Descriptor itsInput(input[0]);
+        const Descriptor itsOutput(output[1]);
+        input_.reset(input[1]);
+        output_.reset(output[0]);
         Words words = command();
         words.insert(words.end(), arguments.begin(), arguments.end());
         std::vector<char*> pointers;
@@ -40,36 +45,26 @@ public:
         pid_ = fork();
         if (pid_ == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(input[0], STDIN_FILENO);
-            dup2(output[1], STDOUT_FILENO);
+            dup2(itsInput.get(), STDIN_FILENO);
+            dup2(itsOutput.get(), STDOUT_FILENO);
             execv(pointers[0], pointers.data());
             _exit(127);
         }
-        close(input[0]);
-        close(output[1]);
-        input_ = input[1];
-        output_ = output[0];
     }
     ~Party() {
         if (pid_ > 0) {
             kill(pid_, SIGKILL);
             waitpid(pid_, nullptr, 0);
         }
-        sayNoMore();
-        close(output_);
     }
     Party(const Party&) = delete;
     Party& operator=(const Party&) = delete;
 
     void say(const std::string& line) const {
         const std::string text = line + "\n";
-        EXPECT_EQ(write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        EXPECT_EQ(write(input_.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
-    void sayNoMore() {
-        if (input_ >= 0) {
-            close(std::exchange(input_, -1));
-        }
-    }
+    void sayNoMore() { input_.reset(); }
     // Without its line feed; what there was at the end of the output or of our patience.
     std::string line() {
         while (unread_.find('\n') == std::string::npos && readMore()) {
@@ -97,16 +92,16 @@ private:
         return words;
     }
     bool readMore() {
-        pollfd waiting{output_, POLLIN, 0};
+        pollfd waiting{output_.get(), POLLIN, 0};
         char bytes[4096];
-        const ssize_t count = poll(&waiting, 1, kPatienceMs) == 1 ? read(output_, bytes, sizeof bytes) : 0;
+        const ssize_t count = poll(&waiting, 1, kPatienceMs) == 1 ? read(output_.get(), bytes, sizeof bytes) : 0;
         unread_.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         return count > 0;
     }
 
     pid_t pid_ = -1;
-    int input_ = -1;
-    int output_ = -1;
+    Descriptor input_;
+    Descriptor output_;
     std::string unread_;
 };
 

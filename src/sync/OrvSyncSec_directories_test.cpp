@@ -18,13 +18,11 @@ protected:
     // Directories "d" in each other, below a new one.
     void makeDeep(const std::string& path, int levels) const {
         fs::create_directory(onHost(path));
-        int parent = open(onHost(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        Descriptor parent(open(onHost(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         for (int i = 0; i < levels; ++i) {
-            ASSERT_EQ(mkdirat(parent, "d", 0700), 0);
-            const int child = openat(parent, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-            close(std::exchange(parent, child));
+            ASSERT_EQ(mkdirat(parent.get(), "d", 0700), 0);
+            parent.reset(openat(parent.get(), "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         }
-        close(parent);
     }
     static Line mkdirLine(const std::string& path) { return {"cleanmkdir", "mkdir " + path}; }
 };
@@ -291,23 +289,20 @@ TEST_F(OrvSyncSecDirectories, emptiesWhatHasManyEntriesAndOddNames) {
 }
 
 TEST_F(OrvSyncSecDirectories, emptiesATreeDeeperThanAPathIsLong) {
-    const int before = dup(0);
-    close(before);
+    const int before = Descriptor(dup(0)).get();
     fs::create_directory(onHost("/deep"));
-    int parent = open(onHost("/deep").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    Descriptor parent(open(onHost("/deep").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::string name(200, 'n');
     for (int i = 0; i < 40; ++i) {
-        ASSERT_EQ(mkdirat(parent, name.c_str(), 0700), 0);
-        const int child = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        close(std::exchange(parent, child));
+        ASSERT_EQ(mkdirat(parent.get(), name.c_str(), 0700), 0);
+        parent.reset(openat(parent.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     }
-    close(parent);
+    parent.reset();
 
     EXPECT_EQ(receiver_->cleanrmdir("/deep"), 0);
 
     EXPECT_FALSE(isThere("/deep"));
-    const int after = dup(0);
-    close(after);
+    const int after = Descriptor(dup(0)).get();
     EXPECT_EQ(after, before);
 }
 

@@ -300,8 +300,7 @@ TEST_F(OrvSyncSecFiles, doesNotWaitForSomebodyWhoReadsAFifo) {
 
 TEST_F(OrvSyncSecFiles, leavesNoDescriptorOpenWhateverHappens) {
     makeDiskFull("/full");
-    const int before = dup(0);
-    close(before);
+    const int before = Descriptor(dup(0)).get();
 
     EXPECT_EQ(answer(copy("/file", "text")), reply(0));
     EXPECT_EQ(answer(copy("/empty", "")), reply(0));
@@ -311,8 +310,7 @@ TEST_F(OrvSyncSecFiles, leavesNoDescriptorOpenWhateverHappens) {
     peer_->sayNoMore();
     EXPECT_EQ(receiver_->recvOp(), 1);
 
-    const int after = dup(0);
-    close(after);
+    const int after = Descriptor(dup(0)).get();
     EXPECT_EQ(after, before);
 }
 

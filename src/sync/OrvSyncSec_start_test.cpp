@@ -171,23 +171,20 @@ TEST_F(OrvSyncSecStart, opensTheListenerAndClosesItAgain) {
         return ::listen(socket, backlog);
     };
     OrvSyncSec sec(at(0));
-    const int made = dup(0);
-    close(made);
+    const int made = Descriptor(dup(0)).get();
 
     EXPECT_EQ(sec.handleSyncOps(), 0);
 
     EXPECT_EQ(order, "bind listen ");
     EXPECT_TRUE(sec.listening());
-    const int after = dup(0);
-    close(after);
+    const int after = Descriptor(dup(0)).get();
     EXPECT_EQ(after, made);
     EXPECT_EQ(traced(), "");
 }
 
 TEST_F(OrvSyncSecStart, doesNotListenWhenItCouldNotStartAndClosesWhatItOpened) {
     OrvSyncSec sec(at(0));
-    const int before = dup(0);
-    close(before);
+    const int before = Descriptor(dup(0)).get();
     bool listened = false;
     SyncFaults faults;
     faults.bind = [](int, const sockaddr*, socklen_t) { return failWith(EACCES); };
@@ -199,24 +196,21 @@ TEST_F(OrvSyncSecStart, doesNotListenWhenItCouldNotStartAndClosesWhatItOpened) {
     EXPECT_EQ(sec.handleSyncOps(), -1);
 
     EXPECT_FALSE(listened);
-    const int after = dup(0);
-    close(after);
+    const int after = Descriptor(dup(0)).get();
     EXPECT_EQ(after, before);
     EXPECT_EQ(traced(), secTrace({{"startConnection", "bind: Permission denied"}}));
 }
 
 TEST_F(OrvSyncSecStart, failsAndClosesWhenItCannotListen) {
     OrvSyncSec sec(at(0));
-    const int before = dup(0);
-    close(before);
+    const int before = Descriptor(dup(0)).get();
     SyncFaults faults;
     faults.listen = [](int, int) { return failWith(EADDRINUSE); };
 
     EXPECT_EQ(sec.handleSyncOps(), -1);
 
     EXPECT_EQ(sec.error(), EADDRINUSE);
-    const int after = dup(0);
-    close(after);
+    const int after = Descriptor(dup(0)).get();
     EXPECT_EQ(after, before);
     EXPECT_EQ(traced(), secTrace({{"listenConnection", "listen: Address already in use"}}));
 }

@@ -1,6 +1,7 @@
 // Test support: one end of the file synchronisation against plain sockets, with its traces.
 #pragma once
 
+#include "Descriptor.h"
 #include "dbg/TraceFixture.h"
 #include "sync/OrvSyncSettings.h"
 
@@ -23,48 +24,41 @@ public:
     PlainSocket() : PlainSocket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
     explicit PlainSocket(int descriptor) : descriptor_(descriptor) {
         const timeval patience{20, 0};
-        setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        setsockopt(descriptor_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
-    ~PlainSocket() { end(); }
-    PlainSocket(const PlainSocket&) = delete;
-    PlainSocket& operator=(const PlainSocket&) = delete;
 
-    int descriptor() const { return descriptor_; }
-    void end() {
-        if (descriptor_ >= 0) {
-            close(std::exchange(descriptor_, -1));
-        }
-    }
+    int descriptor() const { return descriptor_.get(); }
+    void end() { descriptor_.reset(); }
     // As a peer that breaks down: what it had in hand is lost, and the other end is told.
     void reset() {
         const linger hard{1, 0};
-        setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+        setsockopt(descriptor_.get(), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
         end();
     }
-    void sayNoMore() const { shutdown(descriptor_, SHUT_WR); }
+    void sayNoMore() const { shutdown(descriptor_.get(), SHUT_WR); }
 
     // A port that nobody else gets: refused until listen().
     std::uint16_t bindAnywhere() const {
         sockaddr_in address = local(0);
         socklen_t size = sizeof address;
-        EXPECT_EQ(bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), size), 0);
-        EXPECT_EQ(getsockname(descriptor_, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        EXPECT_EQ(bind(descriptor_.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(getsockname(descriptor_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
         return ntohs(address.sin_port);
     }
-    void listen() const { EXPECT_EQ(::listen(descriptor_, 5), 0); }
-    PlainSocket accept() const { return PlainSocket(::accept(descriptor_, nullptr, nullptr)); }
+    void listen() const { EXPECT_EQ(::listen(descriptor_.get(), 5), 0); }
+    PlainSocket accept() const { return PlainSocket(::accept(descriptor_.get(), nullptr, nullptr)); }
     void connect(std::uint16_t port) const {
         const sockaddr_in address = local(port);
-        EXPECT_EQ(::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::connect(descriptor_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
     void write(std::string_view bytes) const {
-        EXPECT_EQ(sendto(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL, nullptr, 0),
+        EXPECT_EQ(sendto(descriptor_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL, nullptr, 0),
                   static_cast<ssize_t>(bytes.size()));
     }
     // That many bytes, or fewer when the other end has closed.
     std::string read(std::size_t count) const {
         std::string bytes(count, '\0');
-        const ssize_t got = recvfrom(descriptor_, bytes.data(), count, MSG_WAITALL, nullptr, nullptr);
+        const ssize_t got = recvfrom(descriptor_.get(), bytes.data(), count, MSG_WAITALL, nullptr, nullptr);
         EXPECT_GE(got, 0);
         bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
         return bytes;
@@ -80,7 +74,7 @@ private:
         return address;
     }
 
-    int descriptor_;
+    Descriptor descriptor_;
 };
 
 class SyncFixture : public TraceFixture {

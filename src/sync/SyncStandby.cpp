@@ -1,5 +1,7 @@
 #include "sync/SyncStandby.h"
 
+#include "Descriptor.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sched.h>
@@ -60,14 +62,13 @@ void SyncStandby::serve() {
 
 SyncStandby::~SyncStandby() {
     for (int session = 0; thread_.joinable() && session < sessions_; ++session) {
-        const int visitor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const Descriptor visitor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port_);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         [[maybe_unused]] const int result =
-            connect(visitor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-        close(visitor);
+            connect(visitor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     }
     records();
 }
