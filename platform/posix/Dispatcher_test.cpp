@@ -1,5 +1,6 @@
 #include "Dispatcher.h"
 
+#include "Descriptor.h"
 #include "platform/posix/Clock.h"
 #include "platform/posix/TestHandler.h"
 
@@ -69,28 +70,25 @@ TEST_F(DispatcherTest, callsHandleOutputBeforeHandleInput) {
 }
 
 TEST_F(DispatcherTest, callsHandleExceptionForUrgentData) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const Descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
-    ASSERT_EQ(listen(listener, 1), 0);
-    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), length), 0);
-    const int server = accept(listener, nullptr, nullptr);
-    TestHandler urgent(server, calls_);
+    ASSERT_EQ(bind(listener.get(), reinterpret_cast<sockaddr*>(&address), length), 0);
+    ASSERT_EQ(listen(listener.get(), 1), 0);
+    ASSERT_EQ(getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    const Descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(connect(client.get(), reinterpret_cast<sockaddr*>(&address), length), 0);
+    const Descriptor server(accept(listener.get(), nullptr, nullptr));
+    TestHandler urgent(server.get(), calls_);
     ASSERT_EQ(dispatcher_.register_handler(&urgent, Event_Handler::EXCEPTION), 0);
 
-    ASSERT_EQ(send(client, "!", 1, MSG_OOB), 1);
+    ASSERT_EQ(send(client.get(), "!", 1, MSG_OOB), 1);
 
     EXPECT_EQ(dispatcher_.handle_events(&LONG), 1);
     EXPECT_THAT(calls_, ElementsAre("exception"));
     dispatcher_.remove_handler(&urgent, Event_Handler::DONT_CALL);
-    close(server);
-    close(client);
-    close(listener);
 }
 
 TEST_F(DispatcherTest, takesTheNewMaskOfAHandlerRegisteredAgain) {
@@ -214,15 +212,16 @@ TEST_F(DispatcherTest, tellsAReaderOfAHangUp) {
 TEST_F(DispatcherTest, tellsAWriterOfABrokenPipe) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
-    TestHandler writer(ends[1], calls_);
+    Descriptor reading(ends[0]);
+    const Descriptor writing(ends[1]);
+    TestHandler writer(writing.get(), calls_);
     writer.onOutput = [] { return -1; };
     ASSERT_EQ(dispatcher_.register_handler(&writer, Event_Handler::WRITE), 0);
-    close(ends[0]);
+    reading.reset();
 
     EXPECT_EQ(turn(), 1);
 
     EXPECT_THAT(calls_, ElementsAre("output", "close 2"));
-    close(ends[1]);
 }
 
 TEST_F(DispatcherTest, dropsAHandlerWhoseDescriptorIsNotOpen) {

@@ -1,6 +1,7 @@
 // Test support: a handler on a descriptor that does what its test says and writes down what it was called for.
 #pragma once
 
+#include "Descriptor.h"
 #include "Event_Handler.h"
 
 #include <fcntl.h>
@@ -17,32 +18,25 @@
 class SocketPair {
 public:
     SocketPair() {
-        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends_) != 0) {
+        int ends[2] = {-1, -1};
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) != 0) {
             throw std::runtime_error("socketpair");
         }
+        ends_[0].reset(ends[0]);
+        ends_[1].reset(ends[1]);
     }
-    ~SocketPair() {
-        closeEnd(0);
-        closeEnd(1);
-    }
-    SocketPair(const SocketPair&) = delete;
-    SocketPair& operator=(const SocketPair&) = delete;
 
-    int end(int which) const { return ends_[which]; }
-    void closeEnd(int which) {
-        if (ends_[which] >= 0) {
-            close(std::exchange(ends_[which], -1));
-        }
-    }
+    int end(int which) const { return ends_[which].get(); }
+    void closeEnd(int which) { ends_[which].reset(); }
     // Writes one byte into this end, so that the other has something to read.
     void feed(int which) const {
-        if (write(ends_[which], "x", 1) != 1) {
+        if (write(end(which), "x", 1) != 1) {
             throw std::runtime_error("write");
         }
     }
 
 private:
-    int ends_[2] = {-1, -1};
+    Descriptor ends_[2];
 };
 
 class TestHandler final : public Event_Handler {

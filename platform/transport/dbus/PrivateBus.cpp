@@ -1,5 +1,7 @@
 #include "platform/transport/dbus/PrivateBus.h"
 
+#include "Descriptor.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -68,6 +70,8 @@ void PrivateBus::launch() {
     if (pipe2(ends, O_CLOEXEC) < 0) {
         throw std::runtime_error("pipe2");
     }
+    const Descriptor reading(ends[0]);
+    Descriptor writing(ends[1]);
     const std::string config = "--config-file=" + directory_ + "/bus.conf";
     const std::string print = "--print-address=" + std::to_string(ADDRESS_FD);
     daemon_ = fork();
@@ -76,14 +80,14 @@ void PrivateBus::launch() {
     }
     if (daemon_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);  // Nor does it outlive a test that crashes.
-        dup2(ends[1], ADDRESS_FD);
-        dup2(open((directory_ + "/bus.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), STDERR_FILENO);
+        dup2(writing.get(), ADDRESS_FD);
+        const Descriptor log(open((directory_ + "/bus.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+        dup2(log.get(), STDERR_FILENO);
         execlp("dbus-daemon", "dbus-daemon", "--nofork", print.c_str(), config.c_str(), nullptr);
         _exit(127);
     }
-    close(ends[1]);
-    address_ = readLine(ends[0]);
-    close(ends[0]);
+    writing.reset();
+    address_ = readLine(reading.get());
     if (address_.empty()) {
         throw std::runtime_error("dbus-daemon did not start");
     }
