@@ -1,6 +1,7 @@
 // The process from its first step to its status. A program of its own without threads: each test runs main in a child.
 #include "app/OrvMain.h"
 
+#include "Descriptor.h"
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
 #include "Log_Event.h"
@@ -44,15 +45,17 @@ protected:
         if (pipe(ends) != 0) {
             return -1000;
         }
+        Descriptor reading(ends[0]);
+        Descriptor writing(ends[1]);
         std::fflush(nullptr);
         const pid_t child = fork();
         if (child == 0) {
-            close(ends[0]);
-            runChild(ends[1], prepare);
+            reading.reset();
+            runChild(writing.get(), prepare);
         }
-        close(ends[1]);
-        readSteps(ends[0], child);
-        close(ends[0]);
+        writing.reset();
+        readSteps(reading.get(), child);
+        reading.reset();
         int status = 0;
         return waitpid(child, &status, 0) != child ? -1000
                : WIFEXITED(status)                 ? WEXITSTATUS(status)
@@ -329,8 +332,10 @@ TEST_F(OrvMain, survivesABrokenPipe) {
                       if (pipe(ends) != 0) {
                           return -1;
                       }
-                      close(ends[0]);
-                      return write(ends[1], "x", 1) == -1 && errno == EPIPE ? 0 : -1;
+                      Descriptor reading(ends[0]);
+                      const Descriptor writing(ends[1]);
+                      reading.reset();
+                      return write(writing.get(), "x", 1) == -1 && errno == EPIPE ? 0 : -1;
                   };
               }),
               0);

@@ -1,4 +1,5 @@
 // Captures by the real shell and the real compressor, of programs and files that are not as they should be.
+#include "Descriptor.h"
 #include "capture/OrvCaptureRun.h"
 #include "capture/OrvStartedCapture.h"
 #include "mesg/OrvCHMesg.h"
@@ -239,14 +240,14 @@ TEST_F(OrvCaptureRunOdd, isNotHeldByAPipeInPlaceOfTheCompressedFile) {
     for (const char* suffix : {"", ".1"}) {  // compressed, and staged
         const std::string path = target + suffix;
         ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-        const int reader = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-        ASSERT_GE(reader, 0);
+        Descriptor reader(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        ASSERT_TRUE(reader);
 
         const Names attached = execute();
 
         char byte = 0;
-        EXPECT_EQ(read(reader, &byte, 1), -1) << suffix;
-        close(reader);
+        EXPECT_EQ(read(reader.get(), &byte, 1), -1) << suffix;
+        reader.reset();
         EXPECT_THAT(attached, ElementsAre("logfile.gz")) << suffix;
         expectStaged({"logfile.gz"});
         EXPECT_TRUE(std::filesystem::is_regular_file(root_.at(mesg_->cronCapture()->stagedPath("logfile.gz"))));

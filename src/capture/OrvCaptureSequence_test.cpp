@@ -1,5 +1,6 @@
 #include "capture/OrvCaptureSequence.h"
 
+#include "Descriptor.h"
 #include "mesg/OrvFileError.h"
 #include "profile/RecordingSwitch.h"
 #include "testing/SmallFlash.h"
@@ -112,15 +113,14 @@ TEST_F(OrvCaptureSequenceTest, cannotBeReadFromADirectory) {
 TEST_F(OrvCaptureSequenceTest, cannotBeReadFromAPipe) {
     ASSERT_EQ(mkfifo(root_.at(kPath).c_str(), 0600), 0);
     EXPECT_EQ(constructionError(), kReadError);
-    const int pipe = open(root_.at(kPath).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    ASSERT_GE(pipe, 0);
-    ASSERT_EQ(write(pipe, "abcd", 4), 4);
+    const Descriptor pipe(open(root_.at(kPath).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    ASSERT_TRUE(pipe);
+    ASSERT_EQ(write(pipe.get(), "abcd", 4), 4);
 
     EXPECT_EQ(constructionError(), kReadError);
 
     std::array<char, 5> bytes{};
-    EXPECT_EQ(read(pipe, bytes.data(), bytes.size()), 4);  // neither read nor written to
-    close(pipe);
+    EXPECT_EQ(read(pipe.get(), bytes.data(), bytes.size()), 4);  // neither read nor written to
 }
 
 TEST_F(OrvCaptureSequenceTest, cannotBeReadFromADevice) {

@@ -1,5 +1,6 @@
 #include "dbg/OrvDbg.h"
 
+#include "Descriptor.h"
 #include "dbg/SystemFaults.h"
 #include "dbg/TraceFixture.h"
 
@@ -130,9 +131,7 @@ TEST_F(OrvDbgRotation, renamesFromTheOldestToTheYoungest) {
 
 // The number of the next descriptor to be opened.
 int nextDescriptor() {
-    const int next = dup(0);
-    close(next);
-    return next;
+    return Descriptor(dup(0)).get();
 }
 
 TEST_F(OrvDbgRotation, closesTheOldFile) {

@@ -1,5 +1,6 @@
 #include "dbg/OrvDbg.h"
 
+#include "Descriptor.h"
 #include "dbg/SystemFaults.h"
 #include "dbg/TraceFixture.h"
 
@@ -294,16 +295,14 @@ TEST_F(OrvDbgTest, isNotHeldUpByAPlantedPipe) {
 }
 
 TEST_F(OrvDbgTest, keepsItsFileFromProgramsThatTheProcessStarts) {
-    const int next = dup(0);
-    close(next);
+    const int next = Descriptor(dup(0)).get();
     OrvDbg logger("orv.out.Main");
 
     EXPECT_NE(fcntl(next, F_GETFD) & FD_CLOEXEC, 0);
 }
 
 TEST_F(OrvDbgTest, closesItsFile) {
-    const int next = dup(0);
-    close(next);
+    const int next = Descriptor(dup(0)).get();
     { OrvDbg logger("orv.out.Main"); }
 
     EXPECT_EQ(fcntl(next, F_GETFD), -1);

@@ -1,5 +1,6 @@
 #include "mesg/OrvBase64.h"
 
+#include "Descriptor.h"
 #include "mesg/MesgTest.h"
 #include "testing/SmallFlash.h"
 
@@ -65,21 +66,17 @@ std::string plainlyEncoded(const std::string& bytes, std::size_t groupsPerLine) 
 class Redirected {
 public:
     Redirected(int descriptor, const std::string& path, int flags) : descriptor_(descriptor), saved_(dup(descriptor)) {
-        const int file = open(path.c_str(), flags, 0600);
-        EXPECT_GE(file, 0);
-        EXPECT_EQ(dup2(file, descriptor_), descriptor_);
-        close(file);
+        const Descriptor file(open(path.c_str(), flags, 0600));
+        EXPECT_TRUE(file);
+        EXPECT_EQ(dup2(file.get(), descriptor_), descriptor_);
     }
-    ~Redirected() {
-        EXPECT_EQ(dup2(saved_, descriptor_), descriptor_);
-        close(saved_);
-    }
+    ~Redirected() { EXPECT_EQ(dup2(saved_.get(), descriptor_), descriptor_); }
     Redirected(const Redirected&) = delete;
     Redirected& operator=(const Redirected&) = delete;
 
 private:
     int descriptor_;
-    int saved_;
+    Descriptor saved_;
 };
 
 }  // namespace

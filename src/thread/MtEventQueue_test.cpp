@@ -1,5 +1,6 @@
 #include "thread/MtEventQueue.h"
 
+#include "Descriptor.h"
 #include "thread/DeliveryQueue.h"
 #include "thread/ThreadFaults.h"
 
@@ -35,9 +36,7 @@ public:
 
 // The number of the next descriptor to be opened.
 int nextDescriptor() {
-    const int next = dup(0);
-    close(next);
-    return next;
+    return Descriptor(dup(0)).get();
 }
 
 template <typename Queue, typename... Arguments>
@@ -317,13 +316,13 @@ TEST(MtEventQueue, leavesItsDispatcherWhenItIsDestroyed) {
     }
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(ends[0], descriptor);
-    ASSERT_EQ(realWrite(ends[1], "X", 1), 1);
+    const Descriptor reading(ends[0]);
+    const Descriptor writing(ends[1]);
+    ASSERT_EQ(reading.get(), descriptor);
+    ASSERT_EQ(realWrite(writing.get(), "X", 1), 1);
 
     EXPECT_EQ(turn(dispatcher), 0);
 
-    close(ends[0]);
-    close(ends[1]);
     EXPECT_EQ(Counted::alive, 0);
 }
 

@@ -1,5 +1,6 @@
 #include "thread/OrvThread.h"
 
+#include "Descriptor.h"
 #include "thread/ThreadFaults.h"
 #include "thread/WorkerFixture.h"
 
@@ -334,8 +335,7 @@ TEST_F(OrvThreadTest, endsByPthreadExitWithoutItsLastLine) {
 
 TEST_F(OrvThreadTest, throwsTheQueuesTextsAndLeavesNothingOpen) {
     for (const int failing : {1, 2}) {
-        const int before = dup(0);
-        close(before);
+        const int before = Descriptor(dup(0)).get();
         Faults faults;
         int calls = 0;
         faults.registerHandler = [&calls, failing] { return ++calls == failing; };
@@ -343,8 +343,7 @@ TEST_F(OrvThreadTest, throwsTheQueuesTextsAndLeavesNothingOpen) {
         EXPECT_THROW(Worker(), const char*);
 
         EXPECT_EQ(calls, failing);
-        const int after = dup(0);
-        close(after);
+        const int after = Descriptor(dup(0)).get();
         EXPECT_EQ(after, before);
     }
 }
