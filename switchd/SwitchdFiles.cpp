@@ -1,5 +1,7 @@
 #include "switchd/SwitchdFiles.h"
 
+#include "Descriptor.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -86,13 +88,13 @@ constexpr SwitchFile SWITCH_FILES[] = {
 
 // 0, or -1 with errno set; one that cannot be completed is removed.
 int writeFile(const std::string& path, const SwitchFile& file) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, file.mode);
-    if (fd < 0) {
+    Descriptor opened(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, file.mode));
+    if (!opened) {
         return errno == EEXIST ? 0 : -1;
     }
-    const ssize_t written = write(fd, file.content.data(), file.content.size());
+    const ssize_t written = write(opened.get(), file.content.data(), file.content.size());
     const int error = written < 0 ? errno : ENOSPC;
-    close(fd);
+    opened.reset();
     if (written == static_cast<ssize_t>(file.content.size())) {
         return 0;
     }
