@@ -35,20 +35,20 @@ namespace {
 
 Child::Child(const std::string& program, const Words& arguments, const Environment& environment,
              const std::function<void()>& preparation) {
-    int ends[2];
+    int ends[2] = {-1, -1};
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    output_.reset(ends[0]);
+    const Descriptor itsOutput(ends[1]);
     pid_ = fork();
     if (pid_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(ends[1], STDOUT_FILENO);
-        dup2(ends[1], STDERR_FILENO);
+        dup2(itsOutput.get(), STDOUT_FILENO);
+        dup2(itsOutput.get(), STDERR_FILENO);
         if (preparation) {
             preparation();
         }
         execute(program, arguments, environment);
     }
-    close(ends[1]);
-    output_ = ends[0];
 }
 
 Child::~Child() {
@@ -56,7 +56,6 @@ Child::~Child() {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
     }
-    close(output_);
 }
 
 void Child::signal(int number) const {
@@ -87,9 +86,9 @@ int Child::wait() {
 }
 
 bool Child::readMore() {
-    pollfd waiting{output_, POLLIN, 0};
+    pollfd waiting{output_.get(), POLLIN, 0};
     char bytes[65536];
-    const ssize_t count = poll(&waiting, 1, PATIENCE_MS) == 1 ? read(output_, bytes, sizeof bytes) : 0;
+    const ssize_t count = poll(&waiting, 1, PATIENCE_MS) == 1 ? read(output_.get(), bytes, sizeof bytes) : 0;
     unread_.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return count > 0;
 }

@@ -1,6 +1,8 @@
 // Test support: a child process whose output stands in a pipe. It does not outlive the test.
 #pragma once
 
+#include "Descriptor.h"
+
 #include <sys/types.h>
 
 #include <functional>
@@ -36,6 +38,6 @@ private:
     bool readMore();
 
     pid_t pid_ = -1;
-    int output_ = -1;
+    Descriptor output_;
     std::string unread_;
 };

@@ -1,4 +1,5 @@
 // What each program answers on its command line, without a bus and without touching anything.
+#include "Descriptor.h"
 #include "orv_version.h"
 #include "switchctl/SwitchProcesses.h"
 
@@ -26,8 +27,8 @@ protected:
     Answer answer(const std::string& program, const Words& arguments) const {
         const std::string errFile = directory() + "/err";
         Child child(program, arguments, {{"HSB_ROOT", root()}}, [&errFile] {
-            const int file = open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            dup2(file, STDERR_FILENO);
+            const Descriptor file(open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600));
+            dup2(file.get(), STDERR_FILENO);
         });
         Answer result;
         result.out = child.readAll();
@@ -82,7 +83,7 @@ TEST_P(EveryProgram, refusesAnArgumentThatItDoesNotKnow) {
 TEST_P(EveryProgram, saysThatItsAnswerCouldNotBeWritten) {
     for (const char* const argument : {"--version", "--help"}) {
         Child child(GetParam().program, {argument}, {{"HSB_ROOT", root()}},
-                    [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); });
+                    [] { dup2(Descriptor(open("/dev/full", O_WRONLY)).get(), STDOUT_FILENO); });
 
         EXPECT_THAT(child.readAll(), StartsWith(std::string(GetParam().name) + ": ")) << argument;
         EXPECT_EQ(child.wait(), 1) << argument;
