@@ -26,9 +26,9 @@ constexpr char kTraceText[] = "what a line of the trace says, about as long as s
     std::exit(1);
 }
 
-int openFile(const std::string& path, int flags) {
-    const int fd = open(path.c_str(), flags | O_CLOEXEC, 0666);
-    if (fd < 0) {
+Descriptor openFile(const std::string& path, int flags) {
+    Descriptor fd(open(path.c_str(), flags | O_CLOEXEC, 0666));
+    if (!fd) {
         die(path.c_str());
     }
     return fd;
@@ -41,9 +41,8 @@ void writeAll(int fd, const void* data, std::size_t size) {
 }
 
 void writeFile(const std::string& path, int flags, std::string_view text) {
-    const int fd = openFile(path, flags | O_WRONLY);
-    writeAll(fd, text.data(), text.size());
-    close(fd);
+    const Descriptor fd = openFile(path, flags | O_WRONLY);
+    writeAll(fd.get(), text.data(), text.size());
 }
 
 void say(int fd, std::string_view text) {
@@ -73,10 +72,6 @@ void ask(int fd, std::string_view text) {
 FloorTrace::FloorTrace(const std::string& path) : fd_(openFile(path, O_WRONLY | O_CREAT | O_TRUNC)) {
 }
 
-FloorTrace::~FloorTrace() {
-    close(fd_);
-}
-
 std::string FloorTrace::prefix() {
     timeval now{};
     gettimeofday(&now, nullptr);
@@ -96,7 +91,7 @@ void FloorTrace::line(const char* text) {
     std::string line = prefix();
     line += text;
     line += '\n';
-    writeAll(fd_, line.data(), line.size());
+    writeAll(fd_.get(), line.data(), line.size());
 }
 
 void FloorTrace::lines(unsigned count) {
@@ -108,7 +103,7 @@ void FloorTrace::lines(unsigned count) {
 void FloorTrace::text(std::string_view text) {
     std::string start = prefix();
     iovec parts[] = {{start.data(), start.size()}, {const_cast<char*>(text.data()), text.size()}};
-    if (writev(fd_, parts, 2) != static_cast<ssize_t>(start.size() + text.size())) {
+    if (writev(fd_.get(), parts, 2) != static_cast<ssize_t>(start.size() + text.size())) {
         die("writev");
     }
 }
@@ -118,13 +113,12 @@ FloorQueue::FloorQueue(std::string directory, unsigned waiting)
 }
 
 void FloorQueue::writeOrder() const {
-    const int fd = openFile(directory_ + "/order", O_RDWR | O_CREAT);
+    const Descriptor fd = openFile(directory_ + "/order", O_RDWR | O_CREAT);
     const std::size_t size = order_.size() * sizeof order_[0];
-    writeAll(fd, order_.data(), size);
-    if (ftruncate(fd, static_cast<off_t>(size)) < 0) {
+    writeAll(fd.get(), order_.data(), size);
+    if (ftruncate(fd.get(), static_cast<off_t>(size)) < 0) {
         die("ftruncate");
     }
-    close(fd);
 }
 
 void FloorQueue::admit(unsigned number) {
@@ -143,47 +137,46 @@ void FloorQueue::remove(unsigned number) {
 
 namespace {
 
-int openDialogue(std::uint16_t port) {
+Descriptor openDialogue(std::uint16_t port) {
     sockaddr_in server{};
     server.sin_family = AF_INET;
     server.sin_port = htons(port);
     server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    Descriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1;
-    if (fd < 0 || connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) < 0 ||
-        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) < 0) {
+    if (!fd || connect(fd.get(), reinterpret_cast<const sockaddr*>(&server), sizeof server) < 0 ||
+        setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) < 0) {
         die("connect");
     }
-    takeReply(fd);  // the greeting
-    ask(fd, "EHLO [127.0.0.1]\r\n");
-    ask(fd, "MAIL FROM:<switch@example.com>\r\n");
-    ask(fd, "RCPT TO:<operator@example.com>\r\n");
-    ask(fd, "DATA\r\n");
+    takeReply(fd.get());  // the greeting
+    ask(fd.get(), "EHLO [127.0.0.1]\r\n");
+    ask(fd.get(), "MAIL FROM:<switch@example.com>\r\n");
+    ask(fd.get(), "RCPT TO:<operator@example.com>\r\n");
+    ask(fd.get(), "DATA\r\n");
     return fd;
 }
 
-void closeDialogue(int fd) {
-    ask(fd, ".\r\n");
-    ask(fd, "QUIT\r\n");
-    close(fd);
+// It closes with its owner.
+void endDialogue(const Descriptor& fd) {
+    ask(fd.get(), ".\r\n");
+    ask(fd.get(), "QUIT\r\n");
 }
 
 std::string readFile(const std::string& path) {
-    const int fd = openFile(path, O_RDONLY);
-    std::string text(static_cast<std::size_t>(lseek(fd, 0, SEEK_END)), '\0');
-    if (pread(fd, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) {
+    const Descriptor fd = openFile(path, O_RDONLY);
+    std::string text(static_cast<std::size_t>(lseek(fd.get(), 0, SEEK_END)), '\0');
+    if (pread(fd.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) {
         die("read");
     }
-    close(fd);
     return text;
 }
 
 }  // namespace
 
 void floorSendMail(std::uint16_t port, std::string_view text) {
-    const int fd = openDialogue(port);
-    say(fd, text);
-    closeDialogue(fd);
+    const Descriptor fd = openDialogue(port);
+    say(fd.get(), text);
+    endDialogue(fd);
 }
 
 void floorStageLargeMail(const std::string& directory, std::string_view text) {
@@ -191,10 +184,10 @@ void floorStageLargeMail(const std::string& directory, std::string_view text) {
 }
 
 void floorSendLargeMail(std::uint16_t port, const std::string& directory, FloorTrace& trace) {
-    const int fd = openDialogue(port);
+    const Descriptor fd = openDialogue(port);
     const std::string text = readFile(directory + "/large");
     writeFile(directory + "/copy", O_CREAT | O_TRUNC, text);
     trace.text(text);
-    say(fd, text);
-    closeDialogue(fd);
+    say(fd.get(), text);
+    endDialogue(fd);
 }

@@ -3,6 +3,8 @@
 // All of it ends the program with a message when the system refuses something: a figure from a failed run is none.
 #pragma once
 
+#include "Descriptor.h"
+
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -13,9 +15,6 @@
 class FloorTrace {
 public:
     explicit FloorTrace(const std::string& path);
-    ~FloorTrace();
-    FloorTrace(const FloorTrace&) = delete;
-    FloorTrace& operator=(const FloorTrace&) = delete;
 
     void line(const char* text);
     void lines(unsigned count);
@@ -25,7 +24,7 @@ public:
 private:
     std::string prefix();
 
-    int fd_;
+    Descriptor fd_;
     std::time_t second_ = -1;
     char date_[32] = "";
 };

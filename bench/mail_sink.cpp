@@ -9,6 +9,8 @@
 // Listens on a free port of 127.0.0.1 and writes the port's number into PORTFILE. On SIGTERM it prints one line:
 // mails taken, the monotonic clock's microseconds at the end of the first and of the last one, the longest dialogue in
 // microseconds (from the greeting to the end of the connection), and the bytes of all texts.
+#include "Descriptor.h"
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -26,6 +28,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -49,18 +52,18 @@ struct Totals {
     TimePoint first;
     TimePoint last;
     std::int64_t longest = 0;
-    int counter = -1;  // the file that shows how many mails were taken
+    Descriptor counter;  // the file that shows how many mails were taken
 
     void show() const {
         const std::string text = std::to_string(mails) + "\n";
-        (void)!pwrite(counter, text.data(), text.size(), 0);
+        (void)!pwrite(counter.get(), text.data(), text.size(), 0);
     }
 };
 
 // One connection: what has been read and not understood yet, and whether a text is being taken.
 class Session {
 public:
-    explicit Session(int fd) : fd_(fd) {}
+    explicit Session(Descriptor fd) : fd_(std::move(fd)) {}
 
     // Says the greeting, unless that was done or greetings are held back.
     void greet() {
@@ -74,7 +77,7 @@ public:
     // False when the connection is over.
     bool serve(Totals& totals) {
         char buffer[65536];
-        const ssize_t got = recv(fd_, buffer, sizeof buffer, 0);
+        const ssize_t got = recv(fd_.get(), buffer, sizeof buffer, 0);
         if (got <= 0) {
             return false;
         }
@@ -85,7 +88,7 @@ public:
     TimePoint began() const { return began_; }
 
 private:
-    void say(std::string_view text) { (void)!send(fd_, text.data(), text.size(), MSG_NOSIGNAL); }
+    void say(std::string_view text) { (void)!send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL); }
 
     bool takeLines(Totals& totals) {
         std::size_t end = 0;
@@ -133,7 +136,7 @@ private:
         return takeLines(totals);
     }
 
-    int fd_;
+    Descriptor fd_;
     bool greeted_ = false;
     TimePoint began_;
     std::string input_;
@@ -141,8 +144,9 @@ private:
     bool inText_ = false;
 };
 
-int listenOn(std::uint16_t port, const char* portFile) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+// None when that cannot be done.
+Descriptor listenOn(std::uint16_t port, const char* portFile) {
+    Descriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
@@ -150,28 +154,30 @@ int listenOn(std::uint16_t port, const char* portFile) {
     socklen_t length = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
     const int on = 1;
-    if (fd < 0 || setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) < 0 || bind(fd, generic, length) < 0 ||
-        listen(fd, 128) < 0 || getsockname(fd, generic, &length) < 0) {
+    if (!fd || setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) < 0 ||
+        bind(fd.get(), generic, length) < 0 || listen(fd.get(), 128) < 0 ||
+        getsockname(fd.get(), generic, &length) < 0) {
         std::perror("mail_sink");
-        return -1;
+        return {};
     }
     const std::string unfinished = std::string(portFile) + ".new";
     FILE* out = std::fopen(unfinished.c_str(), "w");
     if (out == nullptr) {
         std::perror(portFile);
-        return -1;
+        return {};
     }
     std::fprintf(out, "%d\n", ntohs(address.sin_port));
     std::fclose(out);
-    return std::rename(unfinished.c_str(), portFile) == 0 ? fd : -1;
+    return std::rename(unfinished.c_str(), portFile) == 0 ? std::move(fd) : Descriptor();
 }
 
 void accept(int listener, std::map<int, Session>& sessions) {
-    const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd >= 0) {
+    Descriptor accepted(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+    if (accepted) {
+        const int fd = accepted.get();
         const int on = 1;
         setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        sessions.emplace(fd, Session(fd)).first->second.greet();
+        sessions.emplace(fd, Session(std::move(accepted))).first->second.greet();
     }
 }
 
@@ -202,7 +208,6 @@ void serveAll(int listener, Totals& totals) {
             if (polled[i].revents != 0 && !found->second.serve(totals)) {
                 const std::int64_t took = microseconds(found->second.began(), std::chrono::steady_clock::now());
                 totals.longest = std::max(totals.longest, took);
-                close(found->first);
                 sessions.erase(found);
             }
         }
@@ -225,14 +230,15 @@ int main(int argc, char** argv) {
     action.sa_handler = [](int) { held = 0; };
     sigaction(SIGUSR2, &action, nullptr);
     const auto port = argc == 3 ? std::strtoul(argv[2], nullptr, 10) : 0;
-    const int listener = listenOn(static_cast<std::uint16_t>(port), argv[1]);
-    if (listener < 0) {
+    const Descriptor listener = listenOn(static_cast<std::uint16_t>(port), argv[1]);
+    if (!listener) {
         return 1;
     }
     Totals totals;
-    totals.counter = open((std::string(argv[1]) + ".mails").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    totals.counter.reset(
+        open((std::string(argv[1]) + ".mails").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
     totals.show();
-    serveAll(listener, totals);
+    serveAll(listener.get(), totals);
     std::printf("mails %llu first_us %lld last_us %lld longest_us %lld bytes %llu\n",
                 static_cast<unsigned long long>(totals.mails), static_cast<long long>(sinceStart(totals.first)),
                 static_cast<long long>(sinceStart(totals.last)), static_cast<long long>(totals.longest),

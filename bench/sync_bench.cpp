@@ -15,6 +15,7 @@
 //                closes and sends: the same work and the same round trip, and nothing else
 //   ping-pong    (small) a record and a file's bytes from memory, and four bytes back: the round trip alone
 //   cp -r        the same files without a network
+#include "Descriptor.h"
 #include "dbg/OrvDbg.h"
 #include "host_root.h"
 #include "platform/posix/HostRoot.h"
@@ -61,37 +62,38 @@ constexpr std::size_t kRecord = 516;
 class Peer {
 public:
     explicit Peer(const std::function<void(int)>& serve) {
-        const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const Descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address;
-        if (bind(listener, reinterpret_cast<const sockaddr*>(&address), size) < 0 || listen(listener, 1) < 0 ||
-            getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) < 0) {
+        if (bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), size) < 0 ||
+            listen(listener.get(), 1) < 0 ||
+            getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size) < 0) {
             giveUp("listen");
         }
         port_ = ntohs(address.sin_port);
         pid_ = fork();
         if (pid_ == 0) {
-            serve(accept(listener, nullptr, nullptr));
+            const Descriptor accepted(accept(listener.get(), nullptr, nullptr));
+            serve(accepted.get());
             _exit(0);
         }
-        close(listener);
     }
     ~Peer() { waitpid(pid_, nullptr, 0); }
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
     std::uint16_t port() const { return port_; }
-    int connect() const {
-        const int peer = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    Descriptor connect() const {
+        Descriptor peer(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port_);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         const int on = 1;
-        setsockopt(peer, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        if (::connect(peer, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
+        setsockopt(peer.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        if (::connect(peer.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
             giveUp("connect");
         }
         return peer;
@@ -110,26 +112,27 @@ public:
         if (pipe(ends) < 0) {
             giveUp("pipe");
         }
+        Descriptor reading(ends[0]);
+        Descriptor writing(ends[1]);
         pid_ = fork();
         if (pid_ == 0) {
-            close(ends[0]);
+            reading.reset();
             if (traced && OrvDbg::setOfThread(new OrvDbg("orv.out.MesgQSyncSec")) < 0) {
                 _exit(1);
             }
             OrvSyncSec receiver({.address = INADDR_LOOPBACK, .port = 0});
             const bool listening = receiver.startConnection() == 0 && receiver.listenConnection() == 0;
             const std::uint16_t port = listening ? receiver.port() : 0;
-            if (write(ends[1], &port, sizeof port) != sizeof port) {
+            if (write(writing.get(), &port, sizeof port) != sizeof port) {
                 _exit(1);
             }
             serveOnlySyncSession(receiver);
             _exit(0);
         }
-        close(ends[1]);
-        if (read(ends[0], &port_, sizeof port_) != sizeof port_) {
+        writing.reset();
+        if (read(reading.get(), &port_, sizeof port_) != sizeof port_) {
             giveUp("standby");
         }
-        close(ends[0]);
     }
     ~Standby() { waitpid(pid_, nullptr, 0); }
     Standby(const Standby&) = delete;
@@ -225,19 +228,16 @@ double orvToSink(std::size_t size) {
 double bareLarge(const std::string& directory, std::size_t size, std::size_t piece) {
     const Peer peer([&](int socket) {
         const std::string path = directory + "/copy";
-        const int file = piece == 0 ? -1 : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        take(socket, size, piece == 0 ? 65536 : piece, file);
+        const Descriptor file(piece == 0 ? -1 : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
+        take(socket, size, piece == 0 ? 65536 : piece, file.get());
         answer(socket);
     });
-    const int socket = peer.connect();
-    const int file = open((directory + "/large").c_str(), O_RDONLY);
-    const double took = seconds([&] {
-        sendWhole(socket, file, size);
-        awaitAnswer(socket);
+    const Descriptor socket = peer.connect();
+    const Descriptor file(open((directory + "/large").c_str(), O_RDONLY));
+    return seconds([&] {
+        sendWhole(socket.get(), file.get(), size);
+        awaitAnswer(socket.get());
     });
-    close(file);
-    close(socket);
-    return took;
 }
 
 double copyTree(const std::string& from, const std::string& to) {
@@ -270,9 +270,9 @@ double orvSmall(unsigned files, bool traced) {
 void takeSmallFile(int peer, const std::string& path) {
     std::array<char, kRecord> record;
     expect(recv(peer, record.data(), record.size(), MSG_WAITALL) == kRecord, "recv");
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    take(peer, kSmallFile, kSmallFile, file);
-    close(file);
+    Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
+    take(peer, kSmallFile, kSmallFile, file.get());
+    file.reset();
     answer(peer);
 }
 
@@ -281,9 +281,9 @@ void sendSmallFile(int peer, const std::string& path) {
     expect(stat(path.c_str(), &status) == 0, "stat");
     const std::array<char, kRecord> record{};
     expect(send(peer, record.data(), record.size(), MSG_MORE) == kRecord, "send");
-    const int file = open(path.c_str(), O_RDONLY);
-    sendWhole(peer, file, static_cast<std::size_t>(status.st_size));
-    close(file);
+    Descriptor file(open(path.c_str(), O_RDONLY));
+    sendWhole(peer, file.get(), static_cast<std::size_t>(status.st_size));
+    file.reset();
     awaitAnswer(peer);
 }
 
@@ -296,14 +296,12 @@ double bareSmall(const std::string& directory, unsigned files) {
             takeSmallFile(socket, directory + "/copies/" + std::to_string(file));
         }
     });
-    const int socket = peer.connect();
-    const double took = seconds([&] {
+    const Descriptor socket = peer.connect();
+    return seconds([&] {
         for (unsigned file = 0; file < files; ++file) {
-            sendSmallFile(socket, directory + "/small/" + std::to_string(file));
+            sendSmallFile(socket.get(), directory + "/small/" + std::to_string(file));
         }
     });
-    close(socket);
-    return took;
 }
 
 double pingPong(unsigned files) {
@@ -313,16 +311,14 @@ double pingPong(unsigned files) {
             answer(socket);
         }
     });
-    const int socket = peer.connect();
+    const Descriptor socket = peer.connect();
     const std::vector<char> bytes(kRecord + kSmallFile);
-    const double took = seconds([&] {
+    return seconds([&] {
         for (unsigned file = 0; file < files; ++file) {
-            expect(write(socket, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "write");
-            awaitAnswer(socket);
+            expect(write(socket.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "write");
+            awaitAnswer(socket.get());
         }
     });
-    close(socket);
-    return took;
 }
 
 using Results = std::map<std::string, std::vector<double>>;
