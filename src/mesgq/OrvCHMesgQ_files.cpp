@@ -27,13 +27,14 @@ constexpr mode_t kFileMode = 0666;
 // Of an order file that is not yet whole; no start takes it for an entry's.
 constexpr char kNewSuffix[] = ".new";
 
-int unlinkEntryFile(const std::string& path) {
+int unlinkEntryFile(const char* path) {
     // What stays is restored, and mailed once more.
-    if (orvOnceMore([&] { return orvUnlinkFile(path); }) < 0) {
+    const auto unlink = [&] { return orvOnceMore([&] { return orvUnlinkFile(path); }); };
+    if (orvOnceMoreForMemory(unlink) < 0) {
         const int error = errno;
-        orvLog(kOrvLogInternal, "Error deleting file %s", path.c_str());
-        orvTrace(kTraceModule, kDelete, "error deleting file %s, errno = %s(%d)\n", path.c_str(),
-                 orvErrorText(error).c_str(), error);
+        orvLog(kOrvLogInternal, "Error deleting file %s", path);
+        orvTrace(kTraceModule, kDelete, "error deleting file %s, errno = %s(%d)\n", path, orvErrorText(error).c_str(),
+                 error);
         return -1;
     }
     return 0;
@@ -138,12 +139,12 @@ int OrvCHMesgQ::deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& q
     if (entry.posting.testMsg || (queue.type() == ORV_CH_MESG_Q_DUPLICATE && entry.message->DuplicateCount == 0)) {
         return 0;
     }
-    return orvGuarded(kDelete, [&] {
-        const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
-        orvTrace(kTraceModule, kDelete, "file=%s\n", path.c_str());
-        updateOrderFile(queue);
-        return unlinkEntryFile(path);
-    });
+    char path[kOrvPathBuffer];
+    orvEntryPath(path, orvQueueDirectory(queue.type()), entry.uniqueId);
+    orvTrace(kTraceModule, kDelete, "file=%s\n", path);
+    updateOrderFile(queue);
+    // Whatever became of the order file: either of the two is enough for the message not to be mailed once more.
+    return orvGuarded(kDelete, [&] { return unlinkEntryFile(path); });
 }
 
 void OrvCHMesgQ::updateOrderFile(OrvCHMesgQQueue& queue) {

@@ -238,21 +238,41 @@ TEST_F(OrvCHMesgQBurstTest, aMarkIsSetAndARepeatCountedOnFlashNotBesideTheMessag
     }
 }
 
-TEST_F(OrvCHMesgQMemoryTest, aDeletionWithoutMemoryLeavesItsFileAndSaysSo) {
+TEST_F(OrvCHMesgQMemoryTest, aMailedMessageIsNotRestoredWhicheverAllocationOfItsDeletionFails) {
+    OrvCHMesg* opened = nullptr;
+    failEachAllocation(
+        [&] {
+            configure({{"ThrottleDupsEnable", "False"}});
+            add("one");
+            add("two");
+            opened = queue_->peekOpen();
+        },
+        [&] { EXPECT_EQ(queue_->peekDelete(opened, 0), 0); },
+        [&](bool) {
+            EXPECT_FALSE(switch_.root().exists(std::string(kSendDir) + "/m0"));
+            takeTexts();
+            restartAndOpen();
+            EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"two"});
+        });
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aDeletionWithoutAnyMemoryIsMadeUpForByTheNextMessage) {
     configure({{"ThrottleDupsEnable", "False"}});
     add("one");
     OrvCHMesg* const opened = queue_->peekOpen();
-    takeLog();
     {
-        const FailingNthAllocation failing(1);  // the path
+        const FailingNthAllocation failing(1, 1000);
         EXPECT_EQ(queue_->peekDelete(opened, 0), 0);
         EXPECT_TRUE(failing.failed());
     }
     EXPECT_EQ(queue_->sendCount(), 0u);
     EXPECT_EQ(queue_->spaceInUse(), 0u);
     EXPECT_TRUE(switch_.root().exists(std::string(kSendDir) + "/m0"));
-    EXPECT_EQ(takeTexts(),
-              (Texts{"System resource error - contact technical support", "OrvApp - cannot allocate memory"}));
+
+    add("two");
+    restartAndOpen();
+
+    EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"two"});
 }
 
 TEST_F(OrvCHMesgQMemoryTest, aRequestForTheQuotasWithoutMemorySettlesThemAtOnce) {
