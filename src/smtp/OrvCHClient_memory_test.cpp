@@ -222,8 +222,9 @@ TEST_F(OrvCHClientMemory, changesOverAfterAFailureThatCouldNotBeReported) {
 
 // So little memory that it does not even learn whom to send to, after a dialogue that failed for reasons of its own.
 TEST_F(OrvCHClientMemory, reportsACriticalFailureWhenADialogueCannotBegin) {
-    const std::pair<int, std::string> rows[] = {{0, "server=, port=0"},
-                                                {1, "server=mail.of.a.long.name.example.com, port=25"}};
+    // Its server twice, and the entry about its end.
+    const std::string aServer = "server=mail.of.a.long.name.example.com, port=25";
+    const std::pair<int, std::string> rows[] = {{0, "server=, port=0"}, {1, aServer}, {2, aServer}, {3, aServer}};
     serverA_.answer(MailStage::kMail, ScriptedReply::line("554 no mail today"));
     for (const auto& [after, server] : rows) {
         useServerA();

@@ -44,11 +44,11 @@ OrvSendDialogue::OrvSendDialogue(OrvSMTPClient& client, const OrvCHMesgCommon& i
       reporter_(reporter),
       server_(std::move(server)),
       message_(message) {
+    reporter_.makeRoomForEntries(1);  // about the end of it
 }
 
 int OrvSendDialogue::run() {
     const auto connect = [this] {
-        reporter_.makeRoomForEntries(1);  // about the end of it
         return client_.connectServer(server_.address, server_.port, server_.kind) < 0 ? -1 : presentClient();
     };
     if (attempt(connect) < 0) {

@@ -43,7 +43,7 @@ public:
         std::uint32_t port = 0;
     };
 
-    // All but the server outlive the dialogue.
+    // All but the server outlive the dialogue. Throws std::bad_alloc.
     OrvSendDialogue(OrvSMTPClient& client, const OrvCHMesgCommon& identity, OrvSendReporter& reporter, Server server,
                     OrvCHMesg& message);
 
