@@ -131,6 +131,11 @@ void MailHost::readFrom(Connection& connection) {
         tellBoard(connection.session.mails()[connection.told]);
     }
     answer(connection);
+    // A client that says goodbye within a text gets no reply, and waits for it in real time.
+    if (connection.socket && connection.session.received().ends_with("QUIT\r\n")) {
+        connection.socket.reset();
+        --board_.openConnections;
+    }
 }
 
 void MailHost::answer(Connection& connection) {
