@@ -151,7 +151,8 @@ void DbusTransport::leave() {
 // What was sent before leaving still goes out, unless the bus daemon does not take it.
 void DbusTransport::flush(Deadline deadline) {
     std::uint64_t queued = 0;
-    while (sd_bus_get_n_queued_write(bus_.get(), &queued) >= 0 && queued > 0) {
+    while (sd_bus_get_n_queued_write(bus_.get(), &queued) >= 0 && queued > 0 &&
+           std::chrono::steady_clock::now() < deadline) {
         sd_bus_message* raw = nullptr;
         const int result = sd_bus_process(bus_.get(), &raw);
         sd_bus_message_unref(raw);
