@@ -244,6 +244,20 @@ TEST_F(DbusJoin, aComponentsNameIsClaimedByOneProcessBeforeItJoins) {
     EXPECT_EQ(client()->claim("OrvApp"), Claim::MINE);
 }
 
+TEST_F(DbusJoin, aServiceThatFoundItsNameTakenComesWhenTheNameIsFree) {
+    const auto first = switchd();
+    const auto second = switchd();
+    RecordingParty party;
+    ASSERT_EQ(first->join(), 0);
+    ASSERT_EQ(second->join(), 0);
+    ASSERT_EQ(first->attachService(party, ServiceAddress::NAMES), 0);
+    ASSERT_EQ(second->attachService(party, ServiceAddress::NAMES), -1);
+
+    first->leave();
+
+    EXPECT_TRUE(eventually([&] { return second->attachService(party, ServiceAddress::NAMES) == 0; }));
+}
+
 TEST_F(DbusJoin, aNameCanBeClaimedOnceJoined) {
     const auto services = switchd();
     RecordingParty names;
