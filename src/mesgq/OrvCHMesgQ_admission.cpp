@@ -1,4 +1,5 @@
 // How a message gets on a queue: repeats are counted, and room is made under the two quotas.
+#include "base/OrvOnceMore.h"
 #include "base/OrvTimeText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -30,7 +31,7 @@ int OrvCHMesgQ::add(std::unique_ptr<OrvCHMesg> message, bool testMsg, bool persi
     }
     const OrvCHPosting posting{testMsg, persist, persistRepostPeriod, expireCountdown};
     try {
-        return admit(message, posting);
+        return orvOnceMoreForMemory([&] { return admit(message, posting); });
     } catch (const std::bad_alloc&) {
         // Nothing has been put on a queue yet: what comes after that does not throw.
         orvLog(kOrvLogInternal, "Unable to allocate memory");

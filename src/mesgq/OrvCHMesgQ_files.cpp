@@ -106,12 +106,15 @@ int OrvCHMesgQ::saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) 
 }
 
 void OrvCHMesgQ::saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
-    const std::string path = orvEntryPath(orvQueueDirectory(queue.type()), entry.uniqueId);
-    orvTrace(kTraceModule, kSave, "file=%s\n", path.c_str());
+    char path[kOrvPathBuffer];
+    orvEntryPath(path, orvQueueDirectory(queue.type()), entry.uniqueId);
+    orvTrace(kTraceModule, kSave, "file=%s\n", path);
     // The sender changes the recipients' marks meanwhile.
     const Mt::Lock lock(entry.message->lock());
-    entry.message->FileName = path;
-    static_cast<void>(entry.message->save());  // traces why it failed
+    orvOnceMoreForMemory([&] {
+        entry.message->FileName = path;
+        static_cast<void>(entry.message->save());  // traces why it failed
+    });
 }
 
 void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {

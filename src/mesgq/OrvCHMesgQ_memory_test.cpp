@@ -13,7 +13,31 @@ namespace {
 using testing::Contains;
 using testing::IsEmpty;
 
-TEST_F(OrvCHMesgQMemoryTest, aMessageIsKeptOrRefusedWholeWhicheverAllocationFails) {
+TEST_F(OrvCHMesgQMemoryTest, aMomentWithoutMemoryCostsNoMessageAndNoFile) {
+    std::unique_ptr<OrvCHMesg> next;
+    int result = 0;
+    failEachAllocation(
+        [&] { next = message("one"); }, [&] { result = queue_->add(std::move(next), false, false, 86400, -1, false); },
+        [&](bool) {
+            EXPECT_EQ(result, 0);
+            EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
+            EXPECT_THAT(switch_.root().read(std::string(kSendDir) + "/m0"), testing::StartsWith(messageFile("one")));
+        });
+    OrvCHMesg* opened = nullptr;
+    failEachAllocation(
+        [&] {
+            configure({{"ThrottleDupsEnable", "False"}});
+            add("one");
+            opened = queue_->peekOpen();
+        },
+        [&] { EXPECT_EQ(queue_->peekDelete(opened, 0), 0); },
+        [&](bool) {
+            EXPECT_EQ(queue_->sendCount(), 0u);
+            EXPECT_FALSE(switch_.root().exists(std::string(kSendDir) + "/m0")) << "it would be mailed twice";
+        });
+}
+
+TEST_F(OrvCHMesgQMemoryTest, aMessageIsKeptOrRefusedWholeWhereMemoryIsShortForLonger) {
     std::unique_ptr<OrvCHMesg> next;
     int result = 0;
     unsigned refused = 0;
@@ -28,7 +52,8 @@ TEST_F(OrvCHMesgQMemoryTest, aMessageIsKeptOrRefusedWholeWhicheverAllocationFail
                                EXPECT_EQ(takeTexts(), (Texts{"Unable to allocate memory", "Unable to add message"}));
                            }
                            (result == 0 ? kept : refused) += failed;
-                       });
+                       },
+                       2);
     EXPECT_GT(refused, 0u);
     EXPECT_GT(kept, 0u) << "a message whose file finds no memory waits all the same";
 }
