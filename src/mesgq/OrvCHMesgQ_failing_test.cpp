@@ -293,14 +293,14 @@ TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait)
     add("first");
     std::vector<unsigned> calls;
     for (int i = 0; i < 1500; ++i) {
-        const CountedCalls counted("/ostrel/");
+        const CountedCalls counted("/send/");
         ASSERT_EQ(add("text " + std::to_string(i)), 0);
         calls.push_back(counted.calls());
     }
     EXPECT_EQ(calls.front(), 10u)
         << "message: open, write, close; order file: open, write, cut, close; state block: open, write, close";
     EXPECT_EQ(calls, std::vector<unsigned>(calls.size(), calls.front()));
-    const CountedCalls counted("/ostrel/");
+    const CountedCalls counted("/send/");
     EXPECT_EQ(add("text 700"), 0);
     EXPECT_EQ(counted.calls(), 11u) << "a repeat rewrites one entry, and cuts its message";
 }
