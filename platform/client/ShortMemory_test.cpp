@@ -6,7 +6,10 @@
 #include "Hsb_Timer.h"
 #include "Log_Event.h"
 #include "app_log.h"
+#include "dsClient.h"
 #include "platform/posix/Clock.h"
+#include "platform/wire/DsWire.h"
+#include "platform/wire/MessageCodes.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -67,6 +70,24 @@ TEST_F(ShortMemory, leavesASlotTakenOrEmpty) {
         }
         return struck;
     });
+}
+
+// Whoever asked for it waits for it, perhaps for ever.
+TEST_F(ShortMemory, readsAnAnswerOfTheStoreAsSoonAsThereIsMemory) {
+    DsBulkAnswer answer;
+    answer.id = 5;
+    answer.attributes = {{"Global.Callhome.FromAddr", 1, 0, "a sender of more letters than a string holds by itself"}};
+    Hsb_Message message(MessageFormat::DS, DsCode::BULK_REPLY, answer.encode());
+    for (const int burst : {1, 5, 50}) {
+        withEveryFailure([&](int first) {
+            dsClient store;
+            DsBulkReply reply;
+            const FailingAllocations failing(first, burst);
+            EXPECT_EQ(store.bulkAttr(message, reply), 0) << "burst of " << burst << " from " << first;
+            EXPECT_EQ(reply.entries.size(), 1u);
+            return failing.struck();
+        });
+    }
 }
 
 TEST_F(ShortMemory, neverKeepsAComponentOnTheBusThatIsGone) {
