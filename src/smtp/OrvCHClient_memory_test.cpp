@@ -4,6 +4,7 @@
 #include "base/OrvAtEnd.h"
 #include "profile/FailingMemory.h"
 #include "smtp/ClientFixture.h"
+#include "smtp/OrvSMTPSystem.h"
 
 #include <gmock/gmock.h>
 
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <thread>
 
@@ -18,6 +20,18 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
+
+// From its connection on, the thread that sends has no memory for messages.
+class ShortFromConnectOn final : public OrvSMTPSystem {
+public:
+    int connect(int socket, const sockaddr* address, socklen_t length) override {
+        noMemory_ = std::make_unique<FailingMemory>(FailingMemory::kNothrow);
+        return OrvSMTPSystem::connect(socket, address, length);
+    }
+
+private:
+    std::unique_ptr<FailingMemory> noMemory_;
+};
 
 class OrvCHClientMemory : public ClientTest {
 protected:
@@ -115,19 +129,24 @@ TEST_F(OrvCHClientMemory, endsItsThreadBeforeItSendsWhatItCouldNotTellTheSuccess
 
 // Its message stays outstanding: the thread never says what became of it.
 TEST_F(OrvCHClientMemory, isNotSendingWhenItsThreadHasEndedWithoutAWord) {
-    useServerA();
-    startSending();
-    sendWithoutMemoryForMessages("mail");
-    serveUntil([&] { return queue_.finished().size() == 1; });
-    sendWithoutMemoryForMessages("lost mail");  // ends the thread's loop after the turn that is running
-    queueMail("last mail");
-    queueMail("another");
+    ShortFromConnectOn system;
+    OrvCHClient client(recording_.store(), queue_, identity_, *this, impatientAfterQuit(), system);
+    const auto entries = serverEntries("1-127.0.0.1", serverA_.port(), "", 0);
+    ASSERT_EQ(client.processConfigBulk(entries, std::vector<std::int32_t>(entries.size(), 0)), 0);
+    ASSERT_EQ(client.startThread(), 0);
+    client.switchAddressChanged();
+    serveUntil([&] { return client.running(); });
+    queueMail("mail");
+    queueMail("lost mail");  // follows at once, and ends the thread
 
-    client_.oneSecondTick();  // "another" follows at once, with nobody to mail it
+    client.oneSecondTick();
 
-    serveUntil([&] { return client_.ended() && queue_.finished().size() == 2; });
-    EXPECT_TRUE(client_.sendOutstanding());
-    EXPECT_FALSE(client_.sending());
+    EXPECT_TRUE(client.sending());
+    serveUntil([&] { return client.ended() && queue_.finished().size() == 1; });
+    EXPECT_EQ(serverA_.mailsTaken().size(), 1u);
+    EXPECT_EQ(queue_.openCount(), 1u);
+    EXPECT_TRUE(client.sendOutstanding());
+    EXPECT_FALSE(client.sending());
 }
 
 TEST_F(OrvCHClientMemory, endsItsThreadBeforeItSendsWhatItCouldNotTellTheFailureOf) {
