@@ -37,6 +37,12 @@ int runShell(const char* command) {
     return result;
 }
 
+// The daemon's memory is short, not that of the commands it runs.
+int runShellWithMemory(const char* command) {
+    const MemoryOfItsOwn memory;
+    return ScriptedShell::run(command);
+}
+
 TEST(OrvCaptureRunMemory, leavesNoCompressedFileWhicheverAllocationFailsWhileAttaching) {
     constexpr char kAttachments[] = "/ostrel/conf/orv/callHome/attachments";
     RecordingSwitch recording;
@@ -73,7 +79,7 @@ TEST(OrvCaptureRunMemory, makesTheNextCaptureCompleteWhicheverAllocationsFail) {
     ScriptedShell shell(recording.root().path());
     shell.support("output");
     CountedSequence sequences;
-    OrvCaptureRun run(sequences, ScriptedShell::run);
+    OrvCaptureRun run(sequences, runShellWithMemory);
     const OrvStartedCapture capture;
     const std::string attachments = "/ostrel/conf/orv/callHome/attachments";
     for (const int burst : {1, 5, 50}) {

@@ -42,6 +42,14 @@ bool FailingMemory::failed() const {
     return plan.failed;
 }
 
+MemoryOfItsOwn::MemoryOfItsOwn() : wasActive_(plan.isActive) {
+    plan.isActive = false;
+}
+
+MemoryOfItsOwn::~MemoryOfItsOwn() {
+    plan.isActive = wasActive_;
+}
+
 void* operator new(std::size_t size) {
     void* const memory = failsNow(FailingMemory::kThrowing) ? nullptr : std::malloc(size > 0 ? size : 1);
     if (memory == nullptr) {

@@ -15,3 +15,16 @@ public:
     // At least one allocation has failed.
     bool failed() const;
 };
+
+// While it lives, the plan of the thread that made it rests: none of its allocations fails, none is counted. For what
+// stands in for another process, which has memory of its own.
+class MemoryOfItsOwn {
+public:
+    MemoryOfItsOwn();
+    ~MemoryOfItsOwn();
+    MemoryOfItsOwn(const MemoryOfItsOwn&) = delete;
+    MemoryOfItsOwn& operator=(const MemoryOfItsOwn&) = delete;
+
+private:
+    const bool wasActive_;
+};
