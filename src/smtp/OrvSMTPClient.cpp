@@ -4,8 +4,6 @@
 #include "dbg/OrvDbg.h"
 #include "smtp/OrvLineEnd.h"
 
-#include <sys/time.h>
-
 #include <algorithm>
 #include <cerrno>
 
@@ -44,14 +42,6 @@ bool isPassedLimit(int error) {
 // For everybody else a passed limit is a connection that timed out.
 int connectionError(int error) {
     return isPassedLimit(error) ? ETIMEDOUT : error;
-}
-
-timeval toTimeval(std::chrono::milliseconds span) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(span);
-    timeval value{};
-    value.tv_sec = static_cast<decltype(value.tv_sec)>(seconds.count());
-    value.tv_usec = static_cast<decltype(value.tv_usec)>((span - seconds).count() * 1000);
-    return value;
 }
 
 }  // namespace
@@ -210,13 +200,10 @@ int OrvSMTPClient::fail(ErrorCode code, const std::string& text) {
     return -1;
 }
 
-// Bounds every single send and receive from now on. A socket that cannot be bounded is broken: using it will tell.
 void OrvSMTPClient::limitSteps(std::chrono::milliseconds limit) {
     if (limit == limit_ || !socket_) {
         return;
     }
     limit_ = limit;
-    const timeval value = toTimeval(limit);
-    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
-    setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
+    system_.limitSteps(socket_.get(), limit);
 }

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 
 class OrvSMTPSystem {
@@ -19,6 +20,8 @@ public:
     virtual ssize_t send(int socket, const void* bytes, std::size_t length);
     // As recv, without flags.
     virtual ssize_t receive(int socket, void* bytes, std::size_t length);
+    // Bounds every single send and receive from now on. A socket that cannot be bounded is broken: using it will tell.
+    virtual void limitSteps(int socket, std::chrono::milliseconds limit);
 
     // The system itself. Any thread.
     static OrvSMTPSystem& real();

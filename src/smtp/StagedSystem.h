@@ -10,7 +10,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -64,9 +63,14 @@ public:
         return OrvSMTPSystem::connect(socket, address, length);
     }
 
+    void limitSteps(int socket, std::chrono::milliseconds limit) override {
+        limit_ = limit;
+        OrvSMTPSystem::limitSteps(socket, limit);
+    }
+
     ssize_t receive(int socket, void* bytes, std::size_t length) override {
         if (muteSince.has_value() && muteSince->empty()) {
-            return letLimitPass(socket, SO_RCVTIMEO);
+            return letLimitPass();
         }
         const int error = takeError(receiveErrors);
         if (error != 0) {
@@ -85,7 +89,7 @@ public:
         }
         if (stuckSince.has_value() && text.starts_with(*stuckSince)) {
             stuckSince = "";
-            return letLimitPass(socket, SO_SNDTIMEO);
+            return letLimitPass();
         }
         if (muteSince.has_value() && text.starts_with(*muteSince)) {
             muteSince = "";
@@ -128,11 +132,8 @@ private:
         sockaddr_storage address{};
     };
 
-    ssize_t letLimitPass(int socket, int option) {
-        timeval limit{};
-        socklen_t size = sizeof limit;
-        EXPECT_EQ(getsockopt(socket, SOL_SOCKET, option, &limit, &size), 0);
-        held += std::chrono::seconds(limit.tv_sec) + std::chrono::milliseconds(limit.tv_usec / 1000);
+    ssize_t letLimitPass() {
+        held += limit_;
         errno = EAGAIN;
         return -1;
     }
@@ -190,4 +191,5 @@ private:
     }
 
     std::deque<Entry> entries_;
+    std::chrono::milliseconds limit_{0};  // of a step, at the moment
 };
