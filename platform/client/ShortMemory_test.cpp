@@ -90,6 +90,25 @@ TEST_F(ShortMemory, readsAnAnswerOfTheStoreAsSoonAsThereIsMemory) {
     }
 }
 
+// Nobody asks a second time.
+TEST_F(ShortMemory, sendsARequestOnceAsSoonAsThereIsMemory) {
+    joinAndInsert();
+    for (const int burst : {1, 5, 50}) {
+        withEveryFailure([&](int first) {
+            const std::size_t before = names_.messages.size();
+            bool struck = false;
+            {
+                const FailingAllocations failing(first, burst);
+                EXPECT_EQ(Cns_Registration(&component_, 1, 0).add(), 0) << "burst of " << burst << " from " << first;
+                struck = failing.struck();
+            }
+            deliver();
+            EXPECT_EQ(names_.messages.size(), before + 1);
+            return struck;
+        });
+    }
+}
+
 TEST_F(ShortMemory, neverKeepsAComponentOnTheBusThatIsGone) {
     join();
     withEveryFailure([this](int first) {

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -31,23 +30,11 @@ int ask(Hsb_Component* owner, std::uint16_t code, Encode&& encode) {
     return request(owner, ServiceAddress::ATTRIBUTES, MessageFormat::DS, code, std::forward<Encode>(encode));
 }
 
-// Whoever asked waits for the answer, perhaps for ever, and memory may be back at once.
-constexpr int MOST_TRIES = 64;
-
-// 0, or the error number of why an answer could not be read.
+// 0, or the error number of why an answer could not be read. Whoever asked waits for it, perhaps for ever.
 template <typename Read>
 int readAnswer(Read&& read) {
     int result = ENOMEM;
-    for (int tries = 1; result == ENOMEM && tries < MOST_TRIES; ++tries) {
-        try {
-            result = read() ? 0 : EBADMSG;
-        } catch (const std::bad_alloc&) {
-            // Once more.
-        }
-    }
-    if (result == ENOMEM) {
-        guarded("reading an answer", [&] { result = read() ? 0 : EBADMSG; });
-    }
+    persistently("reading an answer", [&] { result = read() ? 0 : EBADMSG; });
     return result;
 }
 
