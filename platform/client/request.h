@@ -4,12 +4,20 @@
 #include "platform/client/HostBus.h"
 #include "platform/posix/persistently.h"
 
-// Encode gives the payload. 0, or -1 when it could not be sent, for a lasting want of memory too: nobody asks again.
-// Main thread only.
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+// Encode gives the payload. 0, or -1 when it could not be sent, for want of memory too; nobody asks again, so the
+// payload is worth more than one try. Main thread only.
 template <typename Encode>
 [[nodiscard]] int request(const Hsb_Component* from, const Hsb_Address& to, std::uint16_t format, std::uint16_t code,
                           Encode&& encode) {
+    std::vector<std::uint8_t> payload;
     int sent = -1;
-    persistently("sending", [&] { sent = HostBus::instance().send(from, to, format, code, encode()); });
+    // The payload only: what has gone out must not go out again.
+    if (persistently("encoding", [&] { payload = encode(); })) {
+        guarded("sending", [&] { sent = HostBus::instance().send(from, to, format, code, std::move(payload)); });
+    }
     return sent;
 }
