@@ -100,7 +100,7 @@ int __wrap__ZN8Hsb_Slot6insertEP13Hsb_Component(Hsb_Slot* slot, Hsb_Component* c
     return fails(ControllerFaults::kInsert) ? -1 : result;
 }
 
-int __wrap_system(const char* command) {
+int __wrap__Z11orvRunShellPKc(const char* command) {
     return ControllerFaults::shell() ? ControllerFaults::shell()(command) : 0;
 }
 
