@@ -37,9 +37,15 @@ bool worthWalking(int error) {
     return error == ELOOP || error == ENOSYS || error == EPERM || error == E2BIG || error == EINVAL;
 }
 
-// From the trusted part down, a directory at a time.
+// From the trusted part down, a directory at a time. A name without a directory is the working directory's.
 int walk(std::string_view path, std::size_t trusted, int flags, mode_t mode) {
     constexpr int kDirectory = O_DIRECTORY | O_CLOEXEC | O_PATH;
+    if (!path.starts_with('/')) {
+        return ::open(path.data(), flags | O_NOFOLLOW, mode);
+    }
+    if (trusted < path.size() && path[trusted] != '/') {
+        trusted = path.rfind('/', trusted);  // a name that has grown together with the root's
+    }
     std::string part(trusted == 0 ? "/" : path.substr(0, trusted));
     std::size_t start = path.find_first_not_of('/', trusted);
     if (start == std::string_view::npos) {
