@@ -9,8 +9,11 @@
 #include "dbg/OrvGuard.h"
 
 #include <syslog.h>
+#include <unistd.h>
 
-#include <chrono>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -19,9 +22,33 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvApp";
 // A mail server that takes longer gets the mail again after the next start.
-constexpr std::chrono::seconds kStopPatience(5);
+constexpr unsigned kStopPatience = 5;  // seconds
 constexpr char kNoConfiguration[] = "no configuration is read: nothing is mailed until the daemon is started again";
 constexpr char kComponentName[] = {'O', 'r', 'v', 'A', 'p', 'p'};
+
+std::atomic<bool> stopAlarmed{false};
+static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler writes it
+
+extern "C" void endStopPatience(int /*signal*/) {
+    const int error = errno;
+    stopAlarmed = true;
+    Dispatcher::instance()->wake();
+    errno = error;
+}
+
+// The patience of a stop, by the system's alarm: a rehearsal may hold or turn every clock, and a supervisor does not
+// wait for those.
+class StopAlarm {
+public:
+    StopAlarm() {
+        stopAlarmed = false;
+        std::signal(SIGALRM, endStopPatience);
+        alarm(kStopPatience);
+    }
+    ~StopAlarm() { alarm(0); }
+    StopAlarm(const StopAlarm&) = delete;
+    StopAlarm& operator=(const StopAlarm&) = delete;
+};
 
 }  // namespace
 
@@ -151,17 +178,11 @@ void OrvApp::finishMail() {
 }
 
 void OrvApp::awaitEndOfMail() {
-    using std::chrono::microseconds;
-    const auto deadline = std::chrono::steady_clock::now() + kStopPatience;
-    while (callHome_.sending()) {
-        const auto left = std::chrono::duration_cast<microseconds>(deadline - std::chrono::steady_clock::now()).count();
-        if (left <= 0) {
-            return;
-        }
-        const Timeval limit(left / 1000000, static_cast<std::int32_t>(left % 1000000));
+    const StopAlarm patience;
+    while (callHome_.sending() && !stopAlarmed) {
         int served = 0;
         // Not through the bus: it may be gone, and what the send thread says comes all the same.
-        orvBestEffort(__func__, [&] { served = Dispatcher::instance()->handle_events(&limit); });
+        orvBestEffort(__func__, [&] { served = Dispatcher::instance()->handle_events(nullptr); });
         if (served < 0) {
             return;
         }
