@@ -66,12 +66,12 @@ ManualClock::ManualClock(std::int64_t calendarSeconds, std::int32_t calendarMicr
 }
 
 std::uint64_t ManualClock::milliseconds() const {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     return milliseconds_;
 }
 
 timeval ManualClock::calendar() const {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     timeval now{};
     now.tv_sec = static_cast<decltype(now.tv_sec)>(calendarMicroseconds_ / MICROSECONDS);
     now.tv_usec = static_cast<decltype(now.tv_usec)>(calendarMicroseconds_ % MICROSECONDS);
@@ -83,13 +83,13 @@ int ManualClock::realMilliseconds(std::uint64_t span) const {
 }
 
 void ManualClock::advance(std::uint64_t milliseconds) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     milliseconds_ += milliseconds;
     calendarMicroseconds_ += static_cast<std::int64_t>(milliseconds) * 1000;
 }
 
 void ManualClock::setCalendar(std::int64_t seconds, std::int32_t microseconds) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     calendarMicroseconds_ = seconds * MICROSECONDS + microseconds;
 }
 

@@ -3,10 +3,11 @@
 // One clock serves the whole process: the system's, or a manual one that only a test moves. Any thread reads.
 #pragma once
 
+#include "Guarding_Mutex.h"
+
 #include <sys/time.h>
 
 #include <cstdint>
-#include <mutex>
 
 class Clock {
 public:
@@ -22,7 +23,8 @@ public:
 // The system's clocks; timers and uptime run scale times as fast. The calendar is the system's.
 class SystemClock final : public Clock {
 public:
-    // The scale comes from HSB_TIME_SCALE: 1 when that is unset, 0 or not a number; a thousand at most, which is told on stderr.
+    // The scale comes from HSB_TIME_SCALE: 1 when that is unset, 0 or not a number; a thousand at most, which is told
+    // on stderr.
     SystemClock();
     explicit SystemClock(std::uint64_t scale);
     std::uint64_t milliseconds() const override;
@@ -47,9 +49,9 @@ public:
     void setCalendar(std::int64_t seconds, std::int32_t microseconds = 0);
 
 private:
-    mutable std::mutex lock_;  // not atomics: the target has none of 64 bits
-    std::uint64_t milliseconds_ = 1000000;
-    std::int64_t calendarMicroseconds_;
+    mutable Guarding_Mutex lock_;  // not atomics: the target has none of 64 bits
+    std::uint64_t milliseconds_ ORV_GUARDED_BY(lock_) = 1000000;
+    std::int64_t calendarMicroseconds_ ORV_GUARDED_BY(lock_);
 };
 
 // The clock in use; the system's unless a test has put another one in its place (null: back to the system's). The

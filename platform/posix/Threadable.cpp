@@ -41,7 +41,7 @@ __attribute__((no_sanitize("undefined"))) int runGuarded(Threadable& thread) {
 }  // namespace
 
 int Threadable::setDetached(bool detached) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     if (launched_ && detached != detached_) {
         const int error = detached ? pthread_detach(id_) : EINVAL;
         if (error != 0) {
@@ -53,7 +53,7 @@ int Threadable::setDetached(bool detached) {
 }
 
 int Threadable::setStackSize(std::size_t bytes) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     Attributes trial;
     const int error = pthread_attr_setstacksize(trial.get(), bytes);
     if (error == 0) {
@@ -63,7 +63,7 @@ int Threadable::setStackSize(std::size_t bytes) {
 }
 
 int Threadable::setSchedPolicy(int policy) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     Attributes trial;
     const int error = pthread_attr_setschedpolicy(trial.get(), policy);
     if (error == 0) {
@@ -74,19 +74,19 @@ int Threadable::setSchedPolicy(int policy) {
 
 // Which priorities are allowed depends on the policy, which may be set later: launch finds out.
 int Threadable::setSchedParam(const sched_param& param) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     param_ = param;
     return 0;
 }
 
 int Threadable::setSchedInherit(bool inherit) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     inherit_ = inherit;
     return 0;
 }
 
 int Threadable::cancel() {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     return launched_ ? pthread_cancel(id_) : ESRCH;
 }
 
@@ -103,35 +103,37 @@ void Threadable::testCancel() {
 }
 
 int Threadable::join(void** result) {
-    std::unique_lock guard(lock_);
-    if (!launched_) {
-        return ESRCH;
+    pthread_t id{};
+    {
+        const Guarding_Lock guard(lock_);
+        if (!launched_) {
+            return ESRCH;
+        }
+        if (detached_) {
+            return EINVAL;
+        }
+        id = id_;
     }
-    if (detached_) {
-        return EINVAL;
-    }
-    const pthread_t id = id_;
-    guard.unlock();  // the thread itself may need it before it ends
-    const int error = pthread_join(id, result);
+    const int error = pthread_join(id, result);  // without the lock: the thread itself may need it before it ends
     if (error == 0) {
-        guard.lock();
+        const Guarding_Lock guard(lock_);
         launched_ = false;
     }
     return error;
 }
 
 int Threadable::signal(int number) {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     return launched_ ? pthread_kill(id_, number) : ESRCH;
 }
 
 pthread_t Threadable::getId() const {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     return id_;
 }
 
 pid_t Threadable::getTid() const {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     return tid_;
 }
 
@@ -140,7 +142,7 @@ bool Threadable::equals(const Threadable& other) const {
 }
 
 int Threadable::launch() {
-    const std::lock_guard guard(lock_);
+    const Guarding_Lock guard(lock_);
     Attributes attributes;
     int error =
         pthread_attr_setdetachstate(attributes.get(), detached_ ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
@@ -168,7 +170,7 @@ int Threadable::launch() {
 void* Threadable::enter(void* self) {
     auto& thread = *static_cast<Threadable*>(self);
     {
-        const std::lock_guard guard(thread.lock_);  // launch has stored id_ when it lets go
+        const Guarding_Lock guard(thread.lock_);  // launch has stored id_ when it lets go
         thread.tid_ = gettid();
     }
     return reinterpret_cast<void*>(static_cast<std::intptr_t>(runGuarded(thread)));

@@ -7,32 +7,33 @@
 
 namespace {
 
+// The mistakes that the compiler would refuse, where it knows the thread rules.
+void lockTwice() ORV_NO_THREAD_SAFETY_ANALYSIS {
+    Mt::Mutex mutex;
+    mutex.lock();
+    mutex.lock();
+}
+
+void unlockWithoutLock() ORV_NO_THREAD_SAFETY_ANALYSIS {
+    Mt::Mutex mutex;
+    mutex.unlock();
+}
+
+void destroyLocked() ORV_NO_THREAD_SAFETY_ANALYSIS {
+    Mt::Mutex mutex;
+    mutex.lock();
+}
+
 TEST(OrvMutexDeathTest, stopsTheProcessWhenLockedTwice) {
-    EXPECT_DEATH(
-        {
-            Mt::Mutex mutex;
-            mutex.lock();
-            mutex.lock();
-        },
-        "assertion \"pthread_mutex_lock\\(&mutex\\) == 0\" failed");
+    EXPECT_DEATH(lockTwice(), "assertion \"pthread_mutex_lock\\(&mutex\\) == 0\" failed");
 }
 
 TEST(OrvMutexDeathTest, stopsTheProcessWhenUnlockedWithoutLock) {
-    EXPECT_DEATH(
-        {
-            Mt::Mutex mutex;
-            mutex.unlock();
-        },
-        "assertion \"pthread_mutex_unlock\\(&mutex\\) == 0\" failed");
+    EXPECT_DEATH(unlockWithoutLock(), "assertion \"pthread_mutex_unlock\\(&mutex\\) == 0\" failed");
 }
 
 TEST(OrvMutexDeathTest, stopsTheProcessWhenDestroyedLocked) {
-    EXPECT_DEATH(
-        {
-            Mt::Mutex mutex;
-            mutex.lock();
-        },
-        "assertion \"pthread_mutex_destroy\\(&mutex\\) == 0\" failed");
+    EXPECT_DEATH(destroyLocked(), "assertion \"pthread_mutex_destroy\\(&mutex\\) == 0\" failed");
 }
 
 TEST(OrvMutexDeathTest, stopsTheProcessWhenWaitingWithoutTheMutex) {

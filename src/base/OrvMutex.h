@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/OrvAssert.h"
+#include "base/OrvThreadSafety.h"
 
 #include <pthread.h>
 
@@ -10,15 +11,15 @@ namespace Mt {
 
 // Not recursive: a thread that locks twice, or unlocks what it does not hold, stops the process instead of waiting
 // for ever.
-class Mutex {
+class ORV_CAPABILITY("mutex") Mutex {
 public:
     Mutex();
     ~Mutex() { ORV_ASSERT(pthread_mutex_destroy(&mutex) == 0); }
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    void lock() { ORV_ASSERT(pthread_mutex_lock(&mutex) == 0); }
-    void unlock() { ORV_ASSERT(pthread_mutex_unlock(&mutex) == 0); }
+    void lock() ORV_ACQUIRE() { ORV_ASSERT(pthread_mutex_lock(&mutex) == 0); }
+    void unlock() ORV_RELEASE() { ORV_ASSERT(pthread_mutex_unlock(&mutex) == 0); }
 
 private:
     friend class CondLock;
@@ -26,10 +27,10 @@ private:
 };
 
 // Holds a mutex for a scope.
-class Lock {
+class ORV_SCOPED_CAPABILITY Lock {
 public:
-    explicit Lock(Mutex& mutex) : mutex_(mutex) { mutex_.lock(); }
-    ~Lock() { mutex_.unlock(); }
+    explicit Lock(Mutex& mutex) ORV_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+    ~Lock() ORV_RELEASE() { mutex_.unlock(); }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 

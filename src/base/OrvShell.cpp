@@ -120,9 +120,8 @@ public:
 
 private:
     Mt::Mutex lock_;
-    // Under the lock.
-    Running* first_ = nullptr;
-    bool closed_ = false;
+    Running* first_ ORV_GUARDED_BY(lock_) = nullptr;
+    bool closed_ ORV_GUARDED_BY(lock_) = false;
 };
 
 // Never destroyed: a worker may wait for its shell until the process is gone.

@@ -20,9 +20,9 @@ public:
     std::uint32_t last() const;
 
 private:
-    void readSequence();
-    void writeSequence() const;
+    void readSequence() ORV_REQUIRES(lock_);
+    void writeSequence() const ORV_REQUIRES(lock_);
 
     mutable Mt::Mutex lock_;
-    std::uint32_t sequence_ = 0;
+    std::uint32_t sequence_ ORV_GUARDED_BY(lock_) = 0;
 };

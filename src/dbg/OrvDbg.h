@@ -53,19 +53,20 @@ private:
         void append(std::string_view part);  // as much of it as there is room for
     };
 
-    void open(int flags);
-    void fallSilent();
-    // With the mutex held.
-    void startLine(Line& line, const char* module, const char* function);
-    void composeDate(std::int64_t second);
-    __attribute__((format(printf, 3, 0))) void writeMessage(Line& line, const char* format, std::va_list arguments);
+    void open(int flags) ORV_REQUIRES(mutex_);
+    void fallSilent() ORV_REQUIRES(mutex_);
+    void startLine(Line& line, const char* module, const char* function) ORV_REQUIRES(mutex_);
+    void composeDate(std::int64_t second) ORV_REQUIRES(mutex_);
+    __attribute__((format(printf, 3, 0))) void writeMessage(Line& line, const char* format, std::va_list arguments)
+        ORV_REQUIRES(mutex_);
     __attribute__((format(printf, 4, 0))) void writeLongMessage(const Line& line, std::size_t length,
-                                                                const char* format, std::va_list arguments);
-    void write(std::initializer_list<std::string_view> parts);
-    long finishLine();
-    int Rotate();
+                                                                const char* format, std::va_list arguments)
+        ORV_REQUIRES(mutex_);
+    void write(std::initializer_list<std::string_view> parts) ORV_REQUIRES(mutex_);
+    long finishLine() ORV_REQUIRES(mutex_);
+    int Rotate() ORV_REQUIRES(mutex_);
     int shiftGenerations() const;
-    void sayFarewell(const char* function);
+    void sayFarewell(const char* function) ORV_REQUIRES(mutex_);
 
     // The file and its older generations, on this machine. Made once, so that tracing itself never allocates them.
     std::array<std::string, kGenerations + 1> paths_;
@@ -73,16 +74,15 @@ private:
     std::atomic<bool> silent_{true};
 
     Mt::Mutex mutex_;
-    // Under the mutex.
-    Descriptor file_;
-    std::uint32_t bytesWritten_ = 0;
-    bool rotateFailed_ = false;
+    Descriptor file_ ORV_GUARDED_BY(mutex_);
+    std::uint32_t bytesWritten_ ORV_GUARDED_BY(mutex_) = 0;
+    bool rotateFailed_ ORV_GUARDED_BY(mutex_) = false;
     // The date part of the second traced last, empty without local time, and the process number between blanks:
     // composed once a second, not once a line.
-    bool dateComposed_ = false;
-    std::int64_t dateSecond_ = 0;
-    char date_[32] = "";
-    char process_[16] = "";
+    bool dateComposed_ ORV_GUARDED_BY(mutex_) = false;
+    std::int64_t dateSecond_ ORV_GUARDED_BY(mutex_) = 0;
+    char date_[32] ORV_GUARDED_BY(mutex_) = "";
+    char process_[16] ORV_GUARDED_BY(mutex_) = "";
 };
 
 // Traces through the calling thread's logger; -1 when it has none.

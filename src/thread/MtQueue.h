@@ -61,12 +61,10 @@ public:
     }
 
 protected:
-    Mutex& mutex() { return mutex_; }
-
-    // All below with the mutex held.
+    Mutex& mutex() ORV_RETURN_CAPABILITY(mutex_) { return mutex_; }
 
     // The oldest message; null when there is none.
-    std::unique_ptr<T> pop() {
+    std::unique_ptr<T> pop() ORV_REQUIRES(mutex_) {
         std::unique_ptr<T> message(head_);
         if (message == nullptr) {
             return message;
@@ -82,10 +80,10 @@ protected:
         return message;
     }
 
-    bool empty() const { return count_ == 0; }
-    bool isFull() const { return full_; }
+    bool empty() const ORV_REQUIRES(mutex_) { return count_ == 0; }
+    bool isFull() const ORV_REQUIRES(mutex_) { return full_; }
 
-    void append(std::unique_ptr<T> message, std::uint32_t* sequenceOut) {
+    void append(std::unique_ptr<T> message, std::uint32_t* sequenceOut) ORV_REQUIRES(mutex_) {
         ++sequence_;
         if (sequenceOut != nullptr) {
             *sequenceOut = sequence_;
@@ -105,13 +103,13 @@ protected:
         }
     }
 
-    void fillIfHigh(bool block) {
+    void fillIfHigh(bool block) ORV_REQUIRES(mutex_) {
         if (block && highWater_ != 0 && count_ >= highWater_) {
             full_ = true;
         }
     }
 
-    void waitWhileFull() {
+    void waitWhileFull() ORV_REQUIRES(mutex_) {
         while (full_) {
             cond_.wait();
         }
@@ -120,14 +118,14 @@ protected:
 private:
     Mutex mutex_;
     CondLock cond_{mutex_};
-    T* head_ = nullptr;
-    T* tail_ = nullptr;
-    std::uint32_t count_ = 0;
-    std::uint32_t highWater_ = 0;
-    std::uint32_t lowWater_ = 0;
-    bool full_ = false;
-    std::uint32_t signalAt_ = 1;
-    std::uint32_t sequence_ = 0;  // the last one given
+    T* head_ ORV_GUARDED_BY(mutex_) = nullptr;
+    T* tail_ ORV_GUARDED_BY(mutex_) = nullptr;
+    std::uint32_t count_ ORV_GUARDED_BY(mutex_) = 0;
+    std::uint32_t highWater_ ORV_GUARDED_BY(mutex_) = 0;
+    std::uint32_t lowWater_ ORV_GUARDED_BY(mutex_) = 0;
+    bool full_ ORV_GUARDED_BY(mutex_) = false;
+    std::uint32_t signalAt_ ORV_GUARDED_BY(mutex_) = 1;
+    std::uint32_t sequence_ ORV_GUARDED_BY(mutex_) = 0;  // the last one given
 };
 
 }  // namespace Mt

@@ -46,8 +46,8 @@ public:
 protected:
     int readFd() const { return readFd_.get(); }
 
-    // Takes what the pipe holds. With the mutex held.
-    void drainPipe() {
+    // Takes what the pipe holds.
+    void drainPipe() ORV_REQUIRES(this->mutex()) {
         char bytes[256];
         ssize_t taken = 0;
         do {

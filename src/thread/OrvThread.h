@@ -81,8 +81,9 @@ private:
     void tellEnded();
 
     Mt::Mutex refMutex_;
-    std::int32_t refcnt_ = 1;  // under refMutex_
-    bool ended_ = false;       // under refMutex_: the thread will not touch this object any more
+    std::int32_t refcnt_ ORV_GUARDED_BY(refMutex_) = 1;
+    // The thread will not touch this object any more.
+    bool ended_ ORV_GUARDED_BY(refMutex_) = false;
     Mt::CondLock endedCond_{refMutex_};
     std::atomic<bool> stopping_{false};
     const int priority_;

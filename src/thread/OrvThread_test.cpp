@@ -48,7 +48,7 @@ TEST_F(OrvThreadTest, holdsAReferenceWhileItRuns) {
 
 TEST_F(OrvThreadTest, tracesWithItsOwnLoggerWhileItRunsAndWithNoneAfterwards) {
     const ThreadLogger main("orv.out.Main");
-    std::thread thread([this] {
+    std::thread thread([] {
         Worker worker([](Worker&) {
             orvTrace("Body", "runThread", "at work\n");
             return 0;

@@ -1,12 +1,13 @@
 // A thread of the platform: attributes, the running thread and its body. Threader::launch starts it.
 #pragma once
 
+#include "Guarding_Mutex.h"
+
 #include <pthread.h>
 #include <sched.h>
 #include <sys/types.h>
 
 #include <cstddef>
-#include <mutex>
 #include <optional>
 
 namespace Mt {
@@ -47,15 +48,16 @@ private:
     static void* enter(void* self);
     int launch();
 
-    mutable std::mutex lock_;  // held by launch until id_ is known; guards what follows
-    pthread_t id_{};
-    pid_t tid_ = 0;
-    bool launched_ = false;
-    bool detached_ = false;
-    std::optional<std::size_t> stackSize_;  // what is not set is the system's default
-    std::optional<int> policy_;
-    std::optional<sched_param> param_;
-    std::optional<bool> inherit_;
+    mutable Guarding_Mutex lock_;  // held by launch until id_ is known
+    pthread_t id_ ORV_GUARDED_BY(lock_){};
+    pid_t tid_ ORV_GUARDED_BY(lock_) = 0;
+    bool launched_ ORV_GUARDED_BY(lock_) = false;
+    bool detached_ ORV_GUARDED_BY(lock_) = false;
+    // What is not set is the system's default.
+    std::optional<std::size_t> stackSize_ ORV_GUARDED_BY(lock_);
+    std::optional<int> policy_ ORV_GUARDED_BY(lock_);
+    std::optional<sched_param> param_ ORV_GUARDED_BY(lock_);
+    std::optional<bool> inherit_ ORV_GUARDED_BY(lock_);
 };
 
 }  // namespace Mt
