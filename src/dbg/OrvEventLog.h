@@ -5,7 +5,7 @@
 // throws: an entry or alarm that finds no memory is lost, with a trace.
 #pragma once
 
-#include "dbg/OrvLogEntries.h"
+#include "catalogue/OrvLogEntries.h"
 
 #include <cstdint>
 #include <type_traits>

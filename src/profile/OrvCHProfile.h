@@ -6,7 +6,7 @@
 // Main thread only.
 #pragma once
 
-#include "dbg/OrvLogEntry.h"
+#include "catalogue/OrvLogEntry.h"
 #include "dsClient.h"
 #include "mesg/OrvCHEnvelope.h"
 #include "mesg/OrvLevel.h"

@@ -2,7 +2,7 @@
 // rows, with what each means to an operator, stand in OrvLogEntries.inc.
 #pragma once
 
-#include "dbg/OrvLogEntry.h"
+#include "catalogue/OrvLogEntry.h"
 
 // Levels of the daemon's entries.
 inline constexpr int kOrvLogCritical = 2;
@@ -21,7 +21,7 @@ namespace orv_log {
 #define ENTRY(name, level, number, types, text, since, cause, remedy) \
     inline constexpr OrvLogEntry<ORV_TYPES types> name{level, number, text};
 #define ALARM ENTRY
-#include "dbg/OrvLogEntries.inc"
+#include "catalogue/OrvLogEntries.inc"
 #undef ALARM
 #undef ENTRY
 #undef SECTION

@@ -2,6 +2,8 @@
 // itself needs only the constants of OrvLogEntries.h. Any thread.
 #pragma once
 
+#include "catalogue/OrvLogEntry.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -23,10 +25,15 @@ struct OrvCatalogueRow {
 
 std::span<const OrvCatalogueRow> orvCatalogue();
 
-// An entry that was found in the catalogue, and what stands in the places of its text, in order.
+// An entry that was found in the catalogue, and what stands in the places of its text, in order: fewer than the text
+// has places where the entry was cut.
 struct OrvCatalogueMatch {
     const OrvCatalogueRow& row;
     std::vector<std::string> arguments;
+
+    bool is(const OrvLogKind& kind) const;
+    // "" for one that was cut off.
+    std::string argument(std::size_t place) const { return place < arguments.size() ? arguments[place] : ""; }
 };
 // None when no row has this level, this number and this text. A text of kOrvCutEntry bytes or more may have been cut.
 std::optional<OrvCatalogueMatch> orvFindInCatalogue(int level, std::uint32_t id, std::string_view text);

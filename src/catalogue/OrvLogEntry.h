@@ -41,14 +41,17 @@ constexpr bool orvTakes(char letter, OrvLogArgument argument) {
     }
 }
 
-template <typename... Arguments>
-struct OrvLogEntry {
+// A kind of entry, whatever is filled in.
+struct OrvLogKind {
     int level;
     std::uint32_t id;
     const char* text;
+};
 
+template <typename... Arguments>
+struct OrvLogEntry : OrvLogKind {
     consteval OrvLogEntry(int entryLevel, std::uint32_t entryId, const char* entryText)
-        : level(entryLevel), id(entryId), text(entryText) {
+        : OrvLogKind{entryLevel, entryId, entryText} {
         if (!fits()) {
             throw "the text does not fit the types of its arguments";
         }

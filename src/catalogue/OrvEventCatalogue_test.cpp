@@ -1,6 +1,6 @@
-#include "dbg/OrvEventCatalogue.h"
+#include "catalogue/OrvEventCatalogue.h"
 
-#include "dbg/OrvLogEntries.h"
+#include "catalogue/OrvLogEntries.h"
 
 #include <gmock/gmock.h>
 
@@ -67,6 +67,8 @@ TEST(OrvEventCatalogue, findsTheRowOfAnEntryAndWhatWasFilledIn) {
 
     ASSERT_TRUE(found);
     EXPECT_STREQ(found->row.name, "kRecipientRefused");
+    EXPECT_TRUE(found->is(orv_log::kRecipientRefused));
+    EXPECT_FALSE(found->is(orv_log::kRecipientRetry));
     EXPECT_THAT(found->arguments, ElementsAre("Ops: a", "b@c", "192.0.2.1", "25", "550 via SMTP Server"));
 }
 
@@ -96,11 +98,15 @@ TEST(OrvEventCatalogue, doesNotKnowWhatIsNoEntryOfTheDaemon) {
     EXPECT_FALSE(orvFindInCatalogue(3, 0x8b000010u, "Will retry sending via SMTP server=a, port=25 "));
 }
 
-TEST(OrvEventCatalogue, knowsATextThatWasCut) {
-    const std::string text =
-        "Encountered failure communicating with SMTP server=a, port=25, Reason=[" + std::string(500, 'x');
+TEST(OrvEventCatalogue, knowsATextThatWasCutAndWhatIsLeftOfIt) {
+    const std::string reason(500, 'x');
+    const std::string text = "Encountered failure communicating with SMTP server=a, port=25, Reason=[" + reason;
 
-    EXPECT_TRUE(orvFindInCatalogue(3, 0x8b000013u, text));
+    const auto found = orvFindInCatalogue(3, 0x8b000013u, text);
+    ASSERT_TRUE(found);
+    EXPECT_THAT(found->arguments, ElementsAre("a", "25", reason));
+    EXPECT_EQ(found->argument(2), reason);
+    EXPECT_EQ(found->argument(3), "");
     EXPECT_FALSE(orvFindInCatalogue(3, 0x8b000013u, text.substr(0, 300)));
     EXPECT_FALSE(orvFindInCatalogue(3, 0x8b000013u, std::string(600, 'x')));
 }

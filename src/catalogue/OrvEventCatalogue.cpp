@@ -1,10 +1,10 @@
-#include "dbg/OrvEventCatalogue.h"
+#include "catalogue/OrvEventCatalogue.h"
 
-#include "base/OrvText.h"
-#include "dbg/OrvLogEntries.h"
+#include "catalogue/OrvLogEntries.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr Line kLines[] = {
     Line{nullptr, {#name, nullptr, false, level, number, text, since, cause, remedy}},
 #define ALARM(name, level, number, types, text, since, cause, remedy) \
     Line{nullptr, {#name, nullptr, true, level, number, text, since, cause, remedy}},
-#include "dbg/OrvLogEntries.inc"
+#include "catalogue/OrvLogEntries.inc"
 #undef ALARM
 #undef ENTRY
 #undef SECTION
@@ -112,10 +112,20 @@ const char* levelName(const OrvCatalogueRow& row) {
     }
 }
 
+std::string numberOf(const OrvCatalogueRow& row) {
+    char number[16];
+    static_cast<void>(std::snprintf(number, sizeof number, row.id == 0 ? "%x" : "0x%08x", row.id));
+    return number;
+}
+
+constexpr char kTableHead[] =
+    "| number | level | text | what it means | what to do | since |\n"
+    "|---|---|---|---|---|---|\n";
+
 constexpr char kPageStart[] = R"(# The event log
 
 What the daemon writes to the switch's event log, and what to do about it. `switchctl log` shows the log. Made from the
-catalogue in the daemon's sources, `src/dbg/OrvLogEntries.inc`, and compared with it by a test
+catalogue in the daemon's sources, `src/catalogue/OrvLogEntries.inc`, and compared with it by a test
 (`ORV_WRITE_PAGES=1 build/dev/bin/orv_catalogue_test` makes it anew).
 
 Where a text has `%s`, a name, an address or a reason is filled in; numbers stand for `%d`, `%u` and `%x`. An entry whose number
@@ -127,6 +137,10 @@ is 0x8b000001 has none of its own. Levels 2 and 3 are for operators.
 std::span<const OrvCatalogueRow> orvCatalogue() {
     static const std::vector<OrvCatalogueRow> rows = withSections();
     return rows;
+}
+
+bool OrvCatalogueMatch::is(const OrvLogKind& kind) const {
+    return row.level == kind.level && row.id == kind.id && std::string_view(row.text) == kind.text;
 }
 
 std::optional<OrvCatalogueMatch> orvFindInCatalogue(int level, std::uint32_t id, std::string_view text) {
@@ -145,15 +159,13 @@ std::string orvEventLogPage() {
     for (const OrvCatalogueRow& row : orvCatalogue()) {
         if (row.section != section) {
             section = row.section;
-            page += orvFormat(
-                "\n## %s\n\n| number | level | text | what it means | what to do | since |\n"
-                "|---|---|---|---|---|---|\n",
-                row.section);
+            page += "\n## " + std::string(section) + "\n\n" + kTableHead;
         }
-        page +=
-            orvFormat("| %s | %d %s | `%s` | %s | %s | %s |\n", row.id == 0 ? "0" : orvFormat("0x%08x", row.id).c_str(),
-                      row.level, levelName(row), inTable(row.text).c_str(), inTable(row.cause).c_str(),
-                      inTable(row.remedy).c_str(), row.since);
+        for (const std::string& cell : {numberOf(row), std::to_string(row.level) + " " + levelName(row),
+                                        "`" + inTable(row.text) + "`", inTable(row.cause), inTable(row.remedy)}) {
+            page += "| " + cell + " ";
+        }
+        page += "| " + std::string(row.since) + " |\n";
     }
     return page;
 }
