@@ -43,7 +43,7 @@ public:
 
 }  // namespace
 
-extern "C" void __wrap_syslog(int /*priority*/, const char* format, ...) {
+extern "C" __attribute__((format(printf, 2, 3))) void __wrap_syslog(int /*priority*/, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(told, sizeof told, format, arguments);

@@ -146,7 +146,7 @@ int DbusTransport::followNames() {
 
 // 0 whether or not it is there; switchd_ tells. -1 when the bus does not say.
 int DbusTransport::lookUpSwitchd() {
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     sd_bus_message* raw = nullptr;
     int result =
         sd_bus_call_method(bus_.get(), BUS_NAME, BUS_PATH, BUS_NAME, "GetNameOwner", &error, &raw, "s", SWITCHD_NAME);

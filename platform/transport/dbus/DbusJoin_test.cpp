@@ -204,7 +204,7 @@ TEST_F(DbusJoin, tellsAStrangerWhatItTakes) {
     RawBus stranger(bus_.address());
     std::string answer;
     std::thread asking([&] {
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};
         sd_bus_call_method(stranger.get(), "hsb.Switchd", "/hsb", "hsb.Bus", "Nonsense", &error, nullptr, "");
         answer = error.message == nullptr ? "" : error.message;
         sd_bus_error_free(&error);
