@@ -43,9 +43,8 @@ void write(int level, std::uint32_t id, const char* format, std::va_list argumen
 }
 
 // Into a buffer: an alarm may be about memory.
-template <std::size_t Size>
-void fill(char (&text)[Size], const char* format, std::va_list arguments) noexcept {
-    static_cast<void>(std::vsnprintf(text, Size, format, arguments));
+void fill(char* text, std::size_t size, const char* format, std::va_list arguments) noexcept {
+    static_cast<void>(std::vsnprintf(text, size, format, arguments));
 }
 
 void trace(OrvDbg& logger, const char* module, const char* function, const char* format,
@@ -87,9 +86,16 @@ void orvRaiseAlarm(int level, std::uint32_t id, const char* text, ...) noexcept 
     char filled[kLongestAlarm];
     std::va_list arguments;
     va_start(arguments, text);
-    fill(filled, text, arguments);
+    fill(filled, sizeof filled, text, arguments);
     va_end(arguments);
     raise(level, id, filled);
+}
+
+void orvFillText(char* buffer, std::size_t size, const char* text, ...) noexcept {
+    std::va_list arguments;
+    va_start(arguments, text);
+    fill(buffer, size, text, arguments);
+    va_end(arguments);
 }
 
 void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept {

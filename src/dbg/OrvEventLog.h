@@ -7,7 +7,9 @@
 
 #include "catalogue/OrvLogEntries.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <type_traits>
 
 class Hsb_Component;
@@ -26,6 +28,11 @@ template <typename... Arguments>
 void orvTraceAndLog(const char* module, const char* function, const OrvLogEntry<Arguments...>& entry,
                     std::type_identity_t<Arguments>... arguments) noexcept;
 
+// An entry's text with what is to be filled in, cut to what the buffer takes. Needs no memory. Any thread.
+template <typename... Arguments>
+void orvFillEntry(std::span<char> buffer, const OrvLogEntry<Arguments...>& entry,
+                  std::type_identity_t<Arguments>... arguments) noexcept;
+
 __attribute__((format(printf, 3, 4))) void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept;
 // The same under kOrvLogId.
 __attribute__((format(printf, 2, 3))) void orvLog(int level, const char* format, ...) noexcept;
@@ -43,6 +50,7 @@ void setOrvApplication(Hsb_Component* component);
 void orvTraceEntry(const char* module, const char* function, const char* text, ...) noexcept;
 void orvWriteEntry(int level, std::uint32_t id, const char* text, ...) noexcept;
 void orvRaiseAlarm(int level, std::uint32_t id, const char* text, ...) noexcept;
+void orvFillText(char* buffer, std::size_t size, const char* text, ...) noexcept;
 
 template <typename... Arguments>
 void orvLog(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Arguments>... arguments) noexcept {
@@ -59,4 +67,10 @@ void orvTraceAndLog(const char* module, const char* function, const OrvLogEntry<
                     std::type_identity_t<Arguments>... arguments) noexcept {
     orvTraceEntry(module, function, entry.text, arguments...);
     orvLog(entry, arguments...);
+}
+
+template <typename... Arguments>
+void orvFillEntry(std::span<char> buffer, const OrvLogEntry<Arguments...>& entry,
+                  std::type_identity_t<Arguments>... arguments) noexcept {
+    orvFillText(buffer.data(), buffer.size(), entry.text, arguments...);
 }

@@ -61,6 +61,17 @@ TEST_F(OrvEventLogTest, takesPercentSignsInArgumentsAsTheyAre) {
     EXPECT_EQ(recordedEventLog(), Entries{entry(31, 0x8B000001, "100% %s %n")});
 }
 
+TEST_F(OrvEventLogTest, fillsATextIntoWhatTheBufferTakes) {
+    char whole[80];
+    char cut[12];
+
+    orvFillEntry(whole, orv_log::kRetryNow, "10.0.0.1", 25);
+    orvFillEntry(cut, orv_log::kRetryNow, "10.0.0.1", 25);
+
+    EXPECT_STREQ(whole, "Will retry sending via SMTP server=10.0.0.1, port=25");
+    EXPECT_STREQ(cut, "Will retry ");
+}
+
 TEST_F(OrvEventLogTest, raisesAlarmsOfLevelSixteen) {
     orvAlarm("Error returned from ready_for_conf()");
 

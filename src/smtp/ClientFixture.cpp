@@ -158,17 +158,14 @@ std::vector<std::string> ClientTest::takeOutcomeTraces() {
 
 std::string ClientTest::encountered(const ScriptedMailServer& server, const std::string& reason,
                                     const std::string& text, const std::string& reply) const {
-    return "3 8b000013 Encountered failure communicating with SMTP server=" + server.address() +
-           ", port=" + std::to_string(server.port()) + ", Reason=[" + reason + "], Description=[" + text +
-           "], Response=[" + reply + "]";
+    return logLine(orv_log::kSendFailed, server.address().c_str(), static_cast<int>(server.port()), reason.c_str(),
+                   text.c_str(), reply.c_str());
 }
 
 std::string ClientTest::willRetry(const ScriptedMailServer& server, int seconds) const {
-    return "3 8b00000f Will retry sending via SMTP server=" + server.address() +
-           ", port=" + std::to_string(server.port()) + ", after " + std::to_string(seconds) + " seconds";
+    return logLine(orv_log::kRetryLater, server.address().c_str(), static_cast<int>(server.port()), seconds);
 }
 
 std::string ClientTest::willRetryNow(const ScriptedMailServer& server) const {
-    return "3 8b000010 Will retry sending via SMTP server=" + server.address() +
-           ", port=" + std::to_string(server.port());
+    return logLine(orv_log::kRetryNow, server.address().c_str(), static_cast<int>(server.port()));
 }

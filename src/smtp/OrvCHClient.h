@@ -116,7 +116,7 @@ private:
     void pushSucceedMesg(OrvCHMesg& message);
     void keepSpares();
     void makeRoomForEntries(std::size_t count) override { spareEntries_.add(count); }
-    void logSend(int level, std::uint32_t id, const char* text) override;
+    void logSend(const OrvLogKind& entry, const char* text) override;
     bool isRetryPending() const override { return retryPending_; }
 
     dsClient& store_;

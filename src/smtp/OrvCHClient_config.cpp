@@ -11,10 +11,8 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvCHClient";
 constexpr char kTrue[] = "True";
-
-void reportWriteProblem() {
-    orvLog(kOrvLogInternal, "DS_SET_CH_CLIENT_SMTPACTIVE write problem");
-}
+// Kept: a line of this file, as the entry has always shown it.
+constexpr int kUnknownAttributeLine = 86;
 
 void setPort(OrvServerRecord& server, const std::string& value) {
     server.Port = orvToUnsigned(value).value;
@@ -55,14 +53,14 @@ int OrvCHClient::readConfig() {
 int OrvCHClient::request() {
     std::vector<std::string> names;
     for (const ConfigKey& key : kConfigKeys) {
-        orvLog(kOrvLogDetail, "build request for %s", key.name);
+        orvLog(orv_log::kBuildDetailRequest, key.name);
         names.emplace_back(key.name);
     }
     if (store_.bulkGetAttrReq(kConfigRequestId, names) == 0) {
         return 0;
     }
     orvTrace(kTraceModule, "readConfig", "Error reading DS bulk data entries\n");
-    orvLog(kOrvLogInternal, "Error requesting Message Client config from DS");
+    orvLog(orv_log::kClientConfigUnread);
     return -1;
 }
 
@@ -83,8 +81,7 @@ int OrvCHClient::applyAnswer(std::span<const DsEntry> entries, std::span<const s
         if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
             orvReportBadStatus(kTraceModule, kFunction, i, status);
         } else if (!applyEntry(entry)) {
-            orvLog(kOrvLogDetail, "Unrecognized attribute from DS (%s:%d): %s", "OrvCHClient", __LINE__,
-                   entry.value.c_str());
+            orvLog(orv_log::kAttributeUnknown, kTraceModule, kUnknownAttributeLine, entry.value.c_str());
             ++unknown;
         }
     }
@@ -124,18 +121,18 @@ void OrvCHClient::publishActive(const OrvMailServers::Published& published) {
     };
     for (const auto& write : writes) {
         if (store_.setAttrReq(kActiveServerRequestId, write.name, write.type, write.value, 1) != 0) {
-            reportWriteProblem();
+            orvLog(orv_log::kActiveServerUnwritten);
         }
     }
 }
 
 int OrvCHClient::processDsStatus(std::uint32_t id, std::int32_t status) {
     if (id != kActiveServerRequestId) {
-        orvLog(kOrvLogInternal, "OrvCHClient::%s() unhandled id 0x%8.8x", __func__, id);
+        orvLog(orv_log::kClientIdUnknown, __func__, id);
         return -1;
     }
     if (status != 0) {
-        reportWriteProblem();
+        orvLog(orv_log::kActiveServerUnwritten);
         return -1;
     }
     return 0;

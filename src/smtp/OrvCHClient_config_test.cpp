@@ -7,21 +7,19 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 
 using OrvCHClientConfig = ClientTest;
 
 TEST_F(OrvCHClientConfig, isAskedForInOneRequestAndAnnouncedKeyByKey) {
+    const auto request = [](const char* key) { return "log " + logLine(orv_log::kBuildDetailRequest, key); };
+
     EXPECT_EQ(client_.readConfig(), 0);
 
     EXPECT_THAT(recording_.takeSent(),
-                ElementsAre("log 17 8b000001 build request for Global.Callhome.SMTPGatewayEnable",
-                            "log 17 8b000001 build request for Global.Callhome.NF-SMTPAddr",
-                            "log 17 8b000001 build request for Global.Callhome.SMTPPort",
-                            "log 17 8b000001 build request for Global.Callhome.SMTPEnable",
-                            "log 17 8b000001 build request for Global.Callhome.NF-SMTPAddr1",
-                            "log 17 8b000001 build request for Global.Callhome.SMTPPort1",
-                            "log 17 8b000001 build request for Global.Callhome.SMTPEnable1",
+                ElementsAre(request("Global.Callhome.SMTPGatewayEnable"), request("Global.Callhome.NF-SMTPAddr"),
+                            request("Global.Callhome.SMTPPort"), request("Global.Callhome.SMTPEnable"),
+                            request("Global.Callhome.NF-SMTPAddr1"), request("Global.Callhome.SMTPPort1"),
+                            request("Global.Callhome.SMTPEnable1"),
                             "bulk 1: Global.Callhome.SMTPGatewayEnable "
                             "Global.Callhome.NF-SMTPAddr Global.Callhome.SMTPPort "
                             "Global.Callhome.SMTPEnable Global.Callhome.NF-SMTPAddr1 "
@@ -34,7 +32,7 @@ TEST_F(OrvCHClientConfig, countsAsReadWhenItCannotBeAskedFor) {
 
     EXPECT_EQ(client_.readConfig(), -1);
 
-    EXPECT_EQ(takeLog().back(), "15 8b000001 Error requesting Message Client config from DS");
+    EXPECT_EQ(takeLog().back(), logLine(orv_log::kClientConfigUnread));
     EXPECT_THAT(recording_.takeTraces(), Contains("OrvCHClient readConfig: Error reading DS bulk data entries\n"));
     EXPECT_THAT(completed_, ElementsAre(2u));
 }
@@ -108,9 +106,8 @@ TEST_F(OrvCHClientConfig, passesOverEntriesWithABadStatus) {
     EXPECT_EQ(client_.servers().primary.Port, 25u);
     EXPECT_EQ(client_.servers().primary.Address, "10.0.0.1");
     EXPECT_EQ(client_.servers().secondary.Port, 7u) << "52 in the low half is a good status";
+    EXPECT_THAT(takeLog(), ElementsAre(logLine(orv_log::kBulkStatus, 0, 1u), logLine(orv_log::kBulkStatus, 1, -5u)));
     const std::string bad = "Error getting Message Queue Config from DS - bad status array";
-    EXPECT_THAT(takeLog(),
-                ElementsAre("15 8b000001 " + bad + "[0] = 0x000001", "15 8b000001 " + bad + "[1] = 0xfffffffb"));
     const std::string trace = "OrvCHClient processConfigBulk: ";
     EXPECT_THAT(
         recording_.takeTraces(),
@@ -134,9 +131,8 @@ TEST_F(OrvCHClientConfig, countsUnknownKeysAndKeepsTheRest) {
               -2);
 
     EXPECT_EQ(client_.servers().primary.Port, 25u);
-    EXPECT_THAT(takeLog(),
-                ElementsAre(MatchesRegex("17 8b000001 Unrecognized attribute from DS \\(OrvCHClient:[0-9]+\\): odd%s"),
-                            MatchesRegex("17 8b000001 Unrecognized attribute from DS \\(OrvCHClient:[0-9]+\\): even")));
+    EXPECT_THAT(takeLog(), ElementsAre(logLine(orv_log::kAttributeUnknown, "OrvCHClient", 86, "odd%s"),
+                                       logLine(orv_log::kAttributeUnknown, "OrvCHClient", 86, "even")));
     EXPECT_THAT(completed_, ElementsAre(2u));
 }
 
@@ -191,7 +187,7 @@ TEST_F(OrvCHClientConfig, reportsEachWriteThatCannotBeSent) {
     configure(serverEntries("1-0A000001", 25, "", 0));
 
     EXPECT_THAT(recording_.takeSent(), ElementsAre("set 12 1 1 Oper.Callhome.NF-ActiveSMTPAddr=1-0A000001",
-                                                   "log 15 8b000001 DS_SET_CH_CLIENT_SMTPACTIVE write problem",
+                                                   "log " + logLine(orv_log::kActiveServerUnwritten),
                                                    "set 12 2 1 Oper.Callhome.ActiveSMTPPort=25"));
 }
 
@@ -201,10 +197,10 @@ TEST_F(OrvCHClientConfig, judgesTheAnswersToItsWrites) {
 
     for (const std::int32_t status : {1, 52, -1}) {
         EXPECT_EQ(client_.processDsStatus(12, status), -1);
-        EXPECT_THAT(takeLog(), ElementsAre("15 8b000001 DS_SET_CH_CLIENT_SMTPACTIVE write problem"));
+        EXPECT_THAT(takeLog(), ElementsAre(logLine(orv_log::kActiveServerUnwritten)));
     }
     EXPECT_EQ(client_.processDsStatus(10, 0), -1);
-    EXPECT_THAT(takeLog(), ElementsAre("15 8b000001 OrvCHClient::processDsStatus() unhandled id 0x0000000a"));
+    EXPECT_THAT(takeLog(), ElementsAre(logLine(orv_log::kClientIdUnknown, "processDsStatus", 10u)));
 }
 
 TEST_F(OrvCHClientConfig, changesOverAndPublishesOnlyWhenTheOtherServerIsValid) {

@@ -1,6 +1,5 @@
 // The main thread's part of sending: when to start, what a dialogue's outcome means, and when to try again.
 #include "Mt/Threader.h"
-#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
@@ -17,18 +16,6 @@ namespace {
 constexpr char kTraceModule[] = "OrvCHClient";
 constexpr int kOrdinaryPriority = 0;
 constexpr char kHandleFailMesg[] = "handleFailMesg";
-
-constexpr std::uint32_t kQueueEmptyId = 0x8b00000eu;
-constexpr std::uint32_t kRetryLaterId = 0x8b00000fu;
-constexpr std::uint32_t kRetryNowId = 0x8b000010u;
-constexpr std::uint32_t kNotUsableId = 0x8b000011u;
-constexpr std::uint32_t kFailureId = 0x8b000013u;
-
-// For the developers and for the operator: what handleFailMesg() tells is traced under its name.
-void report(std::uint32_t id, const std::string& text) {
-    orvTrace(kTraceModule, kHandleFailMesg, "%s\n", text.c_str());
-    orvLog(kOrvLogWarning, id, "%s", text.c_str());
-}
 
 }  // namespace
 
@@ -48,7 +35,7 @@ int OrvCHClient::startThread() {
         return 0;
     }
     if (Mt::Threader::launch(*this) != 0) {
-        orvLog(kOrvLogTask, "orvApp failed to launch sending thread");
+        orvLog(orv_log::kSendThreadNotStarted);
         return -1;
     }
     launched_ = true;
@@ -73,7 +60,7 @@ void OrvCHClient::oneSecondTick() {
 }
 
 void OrvCHClient::cancelRetry() {
-    orvLog(kOrvLogWarning, kQueueEmptyId, "Message queue is empty, cancelling attempts to retry sending last message");
+    orvLog(orv_log::kQueueEmpty);
     endRetry();
 }
 
@@ -142,25 +129,21 @@ void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
     orvBestEffort(__func__, [&] { queue_.peekClose(mesg.message()); });
     orvBestEffort(__func__, [&] { reportFailure(mesg.failure()); });
     if (!retries) {
-        report(kNotUsableId,
-               "SMTP addresses are defaults or disabled, will not retry sending messages until a valid SMTP  address "
-               "has been configured and enabled");
+        orvTraceAndLog(kTraceModule, __func__, orv_log::kNoUsableServer);
         return;
     }
     changeover();
     const OrvServerRecord server = activeServer();
     const int port = static_cast<int>(server.Port);
     ORV_TRACE("Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(), port, countdown_);
-    orvLog(kOrvLogWarning, kRetryLaterId, "Will retry sending via SMTP server=%s, port=%d, after %d seconds",
-           server.Address.c_str(), port, countdown_);
+    orvLog(orv_log::kRetryLater, server.Address.c_str(), port, countdown_);
 }
 
 void OrvCHClient::reportFailure(const OrvSendFailure& failure) const {
     const Mt::Lock lock(lock_);
-    report(kFailureId, orvFormat("Encountered failure communicating with SMTP server=%s, port=%d, Reason=[%s], "
-                                 "Description=[%s], Response=[%s]",
-                                 currentServer_.address.c_str(), static_cast<int>(currentServer_.port),
-                                 failure.reason.c_str(), failure.description.c_str(), failure.response.c_str()));
+    orvTraceAndLog(kTraceModule, kHandleFailMesg, orv_log::kSendFailed, currentServer_.address.c_str(),
+                   static_cast<int>(currentServer_.port), failure.reason.c_str(), failure.description.c_str(),
+                   failure.response.c_str());
 }
 
 void OrvCHClient::handleSucceedMesg(const OrvCHClientSucceed& mesg) {
@@ -195,8 +178,7 @@ void OrvCHClient::sendAgain(OrvCHMesg& message) {
         const int port = static_cast<int>(server.Port);
         orvTrace(kTraceModule, "handleSucceedMesg", "Will retry via SMTP server=%s, port=%d\n", server.Address.c_str(),
                  port);
-        orvLog(kOrvLogWarning, kRetryNowId, "Will retry sending via SMTP server=%s, port=%d", server.Address.c_str(),
-               port);
+        orvLog(orv_log::kRetryNow, server.Address.c_str(), port);
     } catch (...) {
         sendOutstanding_ = false;
         queue_.peekClose(&message);

@@ -62,7 +62,7 @@ TEST_F(OrvCHClientRetry, publishesTheOtherServerBetweenTheFailureAndTheAnnounced
 
     EXPECT_THAT(
         recording_.takeSent(),
-        ElementsAre(std::string("log ") + kCriticalLine,
+        ElementsAre("log " + kCriticalLine,
                     "log " + encountered(serverA_, "SMTP RESPONSE Error", "SMTP server error Response", "451 busy"),
                     "set 12 1 1 Oper.Callhome.NF-ActiveSMTPAddr=2-::1",
                     "set 12 1 1 Oper.Callhome.ActiveSMTPAddr=00000000",
@@ -226,8 +226,7 @@ TEST_F(OrvCHClientRetry, isCancelledWhenTheQueueIsEmptied) {
 
     tick();
 
-    EXPECT_THAT(takeLog(),
-                ElementsAre("3 8b00000e Message queue is empty, cancelling attempts to retry sending last message"));
+    EXPECT_THAT(takeLog(), ElementsAre(logLine(orv_log::kQueueEmpty)));
     EXPECT_FALSE(client_.retryPending());
     EXPECT_EQ(client_.attempts(), 0u);
     EXPECT_EQ(client_.countdown(), -1);
@@ -316,8 +315,7 @@ TEST_F(OrvCHClientRetry, isNotArmedWithoutAUsableServerAndGoesOnWithTheNextConfi
                     "messages until a valid SMTP  address has been configured and enabled\n"));
     EXPECT_THAT(takeLog(),
                 ElementsAre(kCriticalLine, encountered(serverA_, "Socket Closed Error", "Connection reset by peer", ""),
-                            "3 8b000011 SMTP addresses are defaults or disabled, will not retry sending messages until "
-                            "a valid SMTP  address has been configured and enabled"));
+                            logLine(orv_log::kNoUsableServer)));
     EXPECT_FALSE(client_.retryPending());
     EXPECT_EQ(client_.countdown(), -1);
     queue_.takeCalls();

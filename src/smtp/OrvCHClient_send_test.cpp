@@ -130,7 +130,7 @@ TEST_F(OrvCHClientSendTest, reportsAThreadThatCannotBeLaunched) {
     ASSERT_EQ(client_.setStackSize(~(std::size_t{1} << 24)), 0);
 
     EXPECT_EQ(client_.startThread(), -1);
-    EXPECT_THAT(takeLog(), ElementsAre("16 8b000001 orvApp failed to launch sending thread"));
+    EXPECT_THAT(takeLog(), ElementsAre(logLine(orv_log::kSendThreadNotStarted)));
     EXPECT_FALSE(client_.running());
 
     ASSERT_EQ(client_.setStackSize(std::size_t{1} << 20), 0);
@@ -150,9 +150,8 @@ TEST_F(OrvCHClientSendTest, showsAPortBeyond65535WholeAndConnectsToItsLowHalf) {
     tick();
 
     EXPECT_EQ(serverA_.connections(), 1u);
-    EXPECT_THAT(takeLog(), Contains("2 8b000016 SMTP server 127.0.0.1, port " + port +
-                                    ",  did not accept any recipients from profile noc. Email message will not be "
-                                    "sent for the profile."));
+    EXPECT_THAT(takeLog(), Contains(logLine(orv_log::kNoRecipientAccepted, "127.0.0.1",
+                                            static_cast<int>(serverA_.port()) + 0x10000, "noc")));
 }
 
 TEST_F(OrvCHClientSendTest, startsItsThreadOnce) {
@@ -267,7 +266,7 @@ TEST_F(OrvCHClientSendTest, cutsAnEntryOfTheThreadAt511Characters) {
     tick();
 
     const std::string whole = LogTexts{serverA_}.refusal("noc", "b@x", "550 " + std::string(900, 'x'));
-    const std::string prefix = "3 8b000015 ";
+    const std::string prefix = entryLine(orv_log::kRecipientRefused, "");
     EXPECT_THAT(takeLog(), Contains(whole.substr(0, prefix.size() + 511)));
 }
 

@@ -121,10 +121,10 @@ void OrvCHClient::pushSucceedMesg(OrvCHMesg& message) {
     [[maybe_unused]] const int result = pushToMain(std::move(succeed_));
 }
 
-void OrvCHClient::logSend(int level, std::uint32_t id, const char* text) {
-    if (std::unique_ptr<OrvToMainMesg> mesg = spareEntries_.take(level, id, text); mesg != nullptr) {
+void OrvCHClient::logSend(const OrvLogKind& entry, const char* text) {
+    if (std::unique_ptr<OrvToMainMesg> mesg = spareEntries_.take(entry, text); mesg != nullptr) {
         [[maybe_unused]] const int result = pushToMain(std::move(mesg));
         return;
     }
-    logFromThread(static_cast<std::uint32_t>(level), id, "%s", text);
+    logTextFromThread(entry, text);
 }

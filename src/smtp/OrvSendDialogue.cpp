@@ -1,7 +1,6 @@
 #include "smtp/OrvSendDialogue.h"
 
 #include "dbg/OrvDbg.h"
-#include "dbg/OrvEventLog.h"
 #include "mesg/OrvCHMesg.h"
 #include "profile/OrvCHMesgCommon.h"
 
@@ -11,9 +10,6 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvSendDialogue";
-
-constexpr std::uint32_t kCriticalFailureId = 0x8b000012u;
-constexpr std::uint32_t kRecoveryId = 0x8b000014u;
 
 constexpr int kIdentityTries = 3;
 
@@ -63,7 +59,7 @@ int OrvSendDialogue::run() {
     client_.disconnect();
     if (reporter_.isRetryPending()) {
         ORV_TRACE("Successful recovery of SMTP communications\n");
-        reporter_.logSend(kOrvLogCritical, kRecoveryId, "Successful recovery of SMTP communications");
+        reporter_.report(orv_log::kRecovered);
     }
     return 0;
 }
@@ -110,7 +106,7 @@ int OrvSendDialogue::endInFailure(bool presented) {
 void OrvSendDialogue::reportCriticalFailure(OrvSendReporter& reporter) {
     if (!reporter.isRetryPending()) {
         ORV_TRACE("Critical protocol failure with SMTP server\n");
-        reporter.logSend(kOrvLogCritical, kCriticalFailureId, "Critical protocol failure with SMTP server");
+        reporter.report(orv_log::kProtocolFailure);
     }
 }
 

@@ -4,6 +4,7 @@
 // held while the network is waited for. Send thread only.
 #pragma once
 
+#include "dbg/OrvEventLog.h"
 #include "smtp/OrvCHClientMesgs.h"
 #include "smtp/OrvMailComposer.h"
 #include "smtp/OrvSMTPClient.h"
@@ -13,6 +14,7 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -21,13 +23,23 @@ class OrvCHMesgCommon;
 struct OrvCHEnvelope;
 struct OrvIdentity;
 
+// As much of a text as an entry of the event log takes.
+using OrvEntryText = std::array<char, 512>;
+
 // Whom the dialogue tells what the operator must see, and what it needs to know of the sends before it.
 class OrvSendReporter {
 public:
     // So many more entries can be logged without memory. Throws std::bad_alloc.
     virtual void makeRoomForEntries(std::size_t count) = 0;
     // An entry for the event log; the text is copied. Without room made for it, and without memory, the thread ends.
-    virtual void logSend(int level, std::uint32_t id, const char* text) = 0;
+    virtual void logSend(const OrvLogKind& entry, const char* text) = 0;
+    // The same, filling the text in without asking for memory.
+    template <typename... Arguments>
+    void report(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Arguments>... arguments) {
+        OrvEntryText text;
+        orvFillEntry(text, entry, arguments...);
+        logSend(entry, text.data());
+    }
     // The send before this one failed.
     virtual bool isRetryPending() const = 0;
 
@@ -58,9 +70,6 @@ public:
     OrvSendFailure takeFailure() { return std::move(failure_); }
 
 private:
-    // As much of a text as an entry of the event log takes.
-    using EntryText = std::array<char, 512>;
-
     // Runs a step of the dialogue: its result, or -1 after an exception, which is then why the dialogue fails.
     template <typename Step>
     int attempt(const Step& step) {
@@ -92,10 +101,10 @@ private:
     int deliverText(const OrvCHEnvelope& envelope);
     void settleRecipients(OrvCHEnvelope& envelope);
     bool settleRecipient(OrvCHEnvelope& envelope, std::size_t position);
-    void reportRecipient(std::uint32_t id, const OrvCHEnvelope& envelope, std::size_t position, const char* outcome);
-    // Tells the reporter, without asking for memory.
-    __attribute__((format(printf, 4, 5))) void log(int level, std::uint32_t id, const char* format, ...);
-    EntryText addressForEntry(const OrvCHEnvelope& envelope, std::size_t position) const;
+    // What becomes of a recipient: profile, recipient, server and port.
+    using RecipientEntry = OrvLogEntry<const char*, const char*, const char*, int>;
+    void reportRecipient(const RecipientEntry& entry, const OrvCHEnvelope& envelope, std::size_t position);
+    OrvEntryText addressForEntry(const OrvCHEnvelope& envelope, std::size_t position) const;
     int endInFailure(bool presented);
 
     void makeRoomForMarks(OrvCHEnvelope& envelope) const;

@@ -3,22 +3,15 @@
 
 #include "base/OrvMutex.h"
 #include "dbg/OrvDbg.h"
-#include "dbg/OrvEventLog.h"
 #include "mesg/OrvCHMesg.h"
 #include "profile/OrvCHMesgCommon.h"
 
-#include <cstdarg>
 #include <cstdio>
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvSendDialogue";
 
-constexpr std::uint32_t kRefusalTextId = 0x8b000015u;
-constexpr std::uint32_t kNoRecipientId = 0x8b000016u;
-constexpr std::uint32_t kRetryId = 0x8b000017u;
-constexpr std::uint32_t kRetryFailedId = 0x8b000018u;
-constexpr std::uint32_t kNoRetryId = 0x8b000019u;
 // About one recipient: what becomes of it, and the refusing reply.
 constexpr std::size_t kEntriesARefusal = 2;
 
@@ -96,10 +89,8 @@ int OrvSendDialogue::offerRecipient(OrvCHEnvelope& envelope, std::size_t positio
 
 void OrvSendDialogue::refuseEnvelope(const OrvCHEnvelope& envelope) {
     tryTo([this] { client_.sendReset(); });
-    log(kOrvLogCritical, kNoRecipientId,
-        "SMTP server %s, port %d,  did not accept any recipients from profile %s. Email message will not be sent for "
-        "the profile.",
-        server_.address.c_str(), static_cast<int>(server_.port), envelope.ProfileName.c_str());
+    reporter_.report(orv_log::kNoRecipientAccepted, server_.address.c_str(), static_cast<int>(server_.port),
+                     envelope.ProfileName.c_str());
 }
 
 int OrvSendDialogue::deliverText(const OrvCHEnvelope& envelope) {
@@ -129,45 +120,33 @@ void OrvSendDialogue::settleRecipients(OrvCHEnvelope& envelope) {
 bool OrvSendDialogue::settleRecipient(OrvCHEnvelope& envelope, std::size_t position) {
     switch (markAt(envelope, position)) {
         case Envelope::kRefusedOnce:
-            reportRecipient(kRetryId, envelope, position, "Retry will be attempted.");
+            reportRecipient(orv_log::kRecipientRetry, envelope, position);
             return true;
         case Envelope::kRefusedTwice:
             setMark(envelope, position, Envelope::kGivenUp);
-            reportRecipient(kRetryFailedId, envelope, position, "Retry failed, ignoring recipient.");
+            reportRecipient(orv_log::kRecipientRetryFailed, envelope, position);
             return false;
         case Envelope::kGivenUp:
-            reportRecipient(kNoRetryId, envelope, position, "Retry will not be attempted, ignoring recipient.");
+            reportRecipient(orv_log::kRecipientGivenUp, envelope, position);
             return false;
         default:
             return false;
     }
 }
 
-void OrvSendDialogue::reportRecipient(std::uint32_t id, const OrvCHEnvelope& envelope, std::size_t position,
-                                      const char* outcome) {
-    const EntryText recipient = addressForEntry(envelope, position);
+void OrvSendDialogue::reportRecipient(const RecipientEntry& entry, const OrvCHEnvelope& envelope,
+                                      std::size_t position) {
+    const OrvEntryText recipient = addressForEntry(envelope, position);
     const char* profile = envelope.ProfileName.c_str();
     const char* server = server_.address.c_str();
     const int port = static_cast<int>(server_.port);
-    log(kOrvLogWarning, id,
-        "CallHome message send for profile %s to recipient %s failed on SMTP server %s, port %d. %s", profile,
-        recipient.data(), server, port, outcome);
-    log(kOrvLogWarning, kRefusalTextId, "Profile %s, %s via SMTP Server %s/%d, SMTP error: %s", profile,
-        recipient.data(), server, port, refusals_[position].c_str());
-}
-
-void OrvSendDialogue::log(int level, std::uint32_t id, const char* format, ...) {
-    EntryText text{};
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    va_end(arguments);
-    reporter_.logSend(level, id, text.data());
+    reporter_.report(entry, profile, recipient.data(), server, port);
+    reporter_.report(orv_log::kRecipientRefused, profile, recipient.data(), server, port, refusals_[position].c_str());
 }
 
 // Without its mark.
-OrvSendDialogue::EntryText OrvSendDialogue::addressForEntry(const OrvCHEnvelope& envelope, std::size_t position) const {
-    EntryText text{};
+OrvEntryText OrvSendDialogue::addressForEntry(const OrvCHEnvelope& envelope, std::size_t position) const {
+    OrvEntryText text{};
     const Mt::Lock lock(message_.lock());
     const std::string& recipient = envelope.Recipients[position];
     const std::size_t markLength = Envelope::markOf(recipient) == Envelope::kNoMark ? 0 : 1;

@@ -29,21 +29,25 @@ public:
         const std::vector<char> more(count);  // it takes memory
         room += count;
     }
-    void logSend(int /*level*/, std::uint32_t id, const char* text) override {
+    void logSend(const OrvLogKind& entry, const char* text) override {
         if (room > 0) {
             --room;
         } else {
             ++unprepared;
         }
-        ++counts[id & 0xFFu];
+        ++countOf(entry);
         characters += std::strlen(text);
     }
     bool isRetryPending() const override { return false; }
 
-    unsigned counts[256] = {};
+    unsigned& countOf(const OrvLogKind& entry) { return counts_[entry.id & 0xFFu]; }
+
     std::size_t characters = 0;  // in all texts
     std::size_t room = 0;
     unsigned unprepared = 0;  // entries without room
+
+private:
+    unsigned counts_[256] = {};
 };
 
 class OrvSendDialogueMemory : public MailTest {
@@ -119,18 +123,20 @@ TEST_F(OrvSendDialogueMemory, failsLikeARefusedOneOrReachesItsEndWhicheverAlloca
             // A mark of this pass stays only when the next recipient could not be offered.
             EXPECT_THAT(noc.Recipients, AnyOf(ElementsAre(kA, kB, std::string("$") + kC),
                                               ElementsAre(kA, std::string("$") + kB, std::string("$") + kC)));
-            EXPECT_EQ(reporter_.counts[0x12], 1u);
+            EXPECT_EQ(reporter_.countOf(orv_log::kProtocolFailure), 1u);
             EXPECT_EQ(reporter_.unprepared, 0u);
-            EXPECT_EQ(reporter_.counts[0x15] + reporter_.counts[0x17] + reporter_.counts[0x18], 0u);
+            EXPECT_EQ(reporter_.countOf(orv_log::kRecipientRefused) + reporter_.countOf(orv_log::kRecipientRetry) +
+                          reporter_.countOf(orv_log::kRecipientRetryFailed),
+                      0u);
             EXPECT_EQ(server_.mailsTaken().size(), taken);
         } else {
             EXPECT_EQ(server_.mailsTaken().size(), taken + 1);
             EXPECT_THAT(noc.Recipients,
                         ElementsAre(std::string("!") + kA, std::string("$") + kB, std::string("#") + kC));
-            EXPECT_EQ(reporter_.counts[0x12], 0u);
-            EXPECT_EQ(reporter_.counts[0x17], 1u);
-            EXPECT_EQ(reporter_.counts[0x18], 1u);
-            EXPECT_EQ(reporter_.counts[0x15], 2u);
+            EXPECT_EQ(reporter_.countOf(orv_log::kProtocolFailure), 0u);
+            EXPECT_EQ(reporter_.countOf(orv_log::kRecipientRetry), 1u);
+            EXPECT_EQ(reporter_.countOf(orv_log::kRecipientRetryFailed), 1u);
+            EXPECT_EQ(reporter_.countOf(orv_log::kRecipientRefused), 2u);
             characters = characters == 0 ? reporter_.characters : characters;
             EXPECT_EQ(reporter_.characters, characters) << "every entry is whole";
             EXPECT_EQ(reporter_.unprepared, 0u);

@@ -26,15 +26,15 @@ void OrvSpareEntries::shrinkTo(std::size_t count) {
     }
 }
 
-std::unique_ptr<OrvThreadSwLogApp> OrvSpareEntries::take(int level, std::uint32_t id, const char* text) {
+std::unique_ptr<OrvThreadSwLogApp> OrvSpareEntries::take(const OrvLogKind& kind, const char* text) {
     if (spares_.empty()) {
         return nullptr;
     }
     std::unique_ptr<OrvThreadSwLogApp> spare = std::move(spares_.back());
     spares_.pop_back();
     OrvThreadSwLogApp::Entry& entry = spare->entry();
-    entry.level = static_cast<std::uint32_t>(level);
-    entry.id = id;
+    entry.level = static_cast<std::uint32_t>(kind.level);
+    entry.id = kind.id;
     entry.flags = kOrvOwnEntryFlags;
     entry.component = orvApplication();
     entry.text.assign(text, strnlen(text, kTextLength));

@@ -2,10 +2,10 @@
 // no memory left. Send thread only.
 #pragma once
 
+#include "catalogue/OrvLogEntry.h"
 #include "thread/OrvThreadSwLogApp.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -18,7 +18,7 @@ public:
     std::size_t count() const { return spares_.size(); }
 
     // One of the daemon's own, with as much of the text as every entry of a thread holds. Null when none is in hand.
-    std::unique_ptr<OrvThreadSwLogApp> take(int level, std::uint32_t id, const char* text);
+    std::unique_ptr<OrvThreadSwLogApp> take(const OrvLogKind& kind, const char* text);
 
 private:
     std::vector<std::unique_ptr<OrvThreadSwLogApp>> spares_;

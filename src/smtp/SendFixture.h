@@ -8,15 +8,28 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <type_traits>
 #include <vector>
+
+// "level number text" of an entry, as everything that records entries shows it.
+inline std::string entryLine(const OrvLogKind& entry, const char* text) {
+    return orvFormat("%d %08x %s", entry.level, entry.id, text);
+}
+// The same with what is filled in.
+template <typename... Arguments>
+std::string logLine(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Arguments>... arguments) {
+    char text[4096];
+    orvFillEntry(text, entry, arguments...);
+    return entryLine(entry, text);
+}
 
 class RecordingReporter final : public OrvSendReporter {
 public:
     void makeRoomForEntries(std::size_t count) override { room += count; }
-    void logSend(int level, std::uint32_t id, const char* text) override {
+    void logSend(const OrvLogKind& entry, const char* text) override {
         EXPECT_GE(room, 1u) << "no room was made for: " << text;
         --room;
-        lines.push_back(orvFormat("%d %08x %s", level, id, text));
+        lines.push_back(entryLine(entry, text));
     }
     bool isRetryPending() const override { return retryPending; }
 
@@ -25,35 +38,32 @@ public:
     std::size_t room = 0;
 };
 
-// How the entries about one recipient begin and end; the server is shown as address and port.
+// The entries about one recipient, and about all of them.
 struct LogTexts {
     const ScriptedMailServer& server;
 
-    std::string about(const char* id, const std::string& profile, const std::string& recipient,
-                      const std::string& outcome) const {
-        return "3 8b0000" + std::string(id) + " CallHome message send for profile " + profile + " to recipient " +
-               recipient + " failed on SMTP server " + server.address() + ", port " + std::to_string(server.port()) +
-               ". " + outcome;
+    std::string about(const OrvLogEntry<const char*, const char*, const char*, int>& entry, const std::string& profile,
+                      const std::string& recipient) const {
+        return logLine(entry, profile.c_str(), recipient.c_str(), server.address().c_str(), port());
     }
     std::string retry(const std::string& profile, const std::string& recipient) const {
-        return about("17", profile, recipient, "Retry will be attempted.");
+        return about(orv_log::kRecipientRetry, profile, recipient);
     }
     std::string retryFailed(const std::string& profile, const std::string& recipient) const {
-        return about("18", profile, recipient, "Retry failed, ignoring recipient.");
+        return about(orv_log::kRecipientRetryFailed, profile, recipient);
     }
     std::string noRetry(const std::string& profile, const std::string& recipient) const {
-        return about("19", profile, recipient, "Retry will not be attempted, ignoring recipient.");
+        return about(orv_log::kRecipientGivenUp, profile, recipient);
     }
     std::string refusal(const std::string& profile, const std::string& recipient, const std::string& reply) const {
-        return "3 8b000015 Profile " + profile + ", " + recipient + " via SMTP Server " + server.address() + "/" +
-               std::to_string(server.port()) + ", SMTP error: " + reply;
+        return logLine(orv_log::kRecipientRefused, profile.c_str(), recipient.c_str(), server.address().c_str(), port(),
+                       reply.c_str());
     }
     std::string noRecipient(const std::string& profile) const {
-        return "2 8b000016 SMTP server " + server.address() + ", port " + std::to_string(server.port()) +
-               ",  did not accept any recipients from profile " + profile +
-               ". Email message will not be sent for the profile.";
+        return logLine(orv_log::kNoRecipientAccepted, server.address().c_str(), port(), profile.c_str());
     }
+    int port() const { return static_cast<int>(server.port()); }
 };
 
-inline constexpr char kCriticalLine[] = "2 8b000012 Critical protocol failure with SMTP server";
-inline constexpr char kRecoveryLine[] = "2 8b000014 Successful recovery of SMTP communications";
+inline const std::string kCriticalLine = logLine(orv_log::kProtocolFailure);
+inline const std::string kRecoveryLine = logLine(orv_log::kRecovered);

@@ -11,8 +11,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <exception>
 #include <new>
 #include <utility>
@@ -20,7 +18,6 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvThread";
-constexpr std::size_t kLogTextSize = 512;
 
 // Null when memory is short, for the text too.
 std::unique_ptr<OrvThreadSwLogApp> makeSwLogApp(OrvThreadSwLogApp::Entry entry, const char* text) {
@@ -187,13 +184,9 @@ void OrvThread::pushSwLogAppMesg(std::uint32_t level, std::uint32_t id, int arg1
     [[maybe_unused]] const int result = pushToMain(std::move(mesg));
 }
 
-void OrvThread::logFromThread(std::uint32_t level, std::uint32_t id, const char* format, ...) {
-    char text[kLogTextSize] = "";
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    pushSwLogAppMesg(level, id, -1, -1, kOrvOwnEntryFlags, orvApplication(), text);
+void OrvThread::logTextFromThread(const OrvLogKind& entry, const char* text) {
+    pushSwLogAppMesg(static_cast<std::uint32_t>(entry.level), entry.id, -1, -1, kOrvOwnEntryFlags, orvApplication(),
+                     text);
 }
 
 bool OrvThread::handleSwLogApp(const OrvToMainMesg* mesg) {

@@ -7,14 +7,17 @@
 #include "Dispatcher.h"
 #include "Mt/Threadable.h"
 #include "base/OrvMutex.h"
+#include "dbg/OrvEventLog.h"
 #include "thread/OrvMainMesgQ.h"
 #include "thread/OrvMesg.h"
 #include "thread/OrvThreadMesgQ.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 class Hsb_Component;
 
@@ -42,6 +45,9 @@ public:
     int retval() const { return retval_; }
 
 protected:
+    // What a text for the event log takes on its way to the main thread, with its end.
+    static constexpr std::size_t kLogTextSize = 512;
+
     // The body; the thread ends when it returns.
     virtual int runThread() = 0;
 
@@ -69,9 +75,15 @@ protected:
     // Worker thread.
     void pushSwLogAppMesg(std::uint32_t level, std::uint32_t id, int arg1, int arg2, std::uint32_t flags,
                           Hsb_Component* component, const char* text);
-    // The same for an entry of the daemon's own, with a printf text of which 511 characters are kept. Worker thread.
-    __attribute__((format(printf, 4, 5))) void logFromThread(std::uint32_t level, std::uint32_t id, const char* format,
-                                                             ...);
+    // The same for an entry of the catalogue, of whose text 511 characters are kept. Worker thread.
+    template <typename... Arguments>
+    void logFromThread(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Arguments>... arguments) {
+        char text[kLogTextSize];
+        orvFillEntry(text, entry, arguments...);
+        logTextFromThread(entry, text);
+    }
+    // Likewise with a text that is filled in already.
+    void logTextFromThread(const OrvLogKind& entry, const char* text);
     // Writes the entry that the worker asked for; false when the message is another one. Main thread.
     static bool handleSwLogApp(const OrvToMainMesg* mesg);
 

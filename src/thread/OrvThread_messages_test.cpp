@@ -7,6 +7,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -196,7 +197,7 @@ TEST_F(OrvThreadWithoutQueue, towardsTheMainThreadDropsEachMessage) {
     const std::unique_ptr<Worker> worker = without(2);
 
     EXPECT_EQ(worker->pushToMain(ToMain::make(1)), -1);
-    worker->logFromThread(15, 0x8B000001, "lost");
+    worker->logFromThread(orv_log::kRecovered);
 
     EXPECT_EQ(file(kWorkerLog), line("pushToMain", "no queue or no memory, message to the main thread dropped") +
                                     line("pushToMain", "no queue or no memory, message to the main thread dropped"));
@@ -300,27 +301,33 @@ TEST_F(OrvThreadSwLog, isWrittenByTheMainThreadWithEveryArgument) {
 TEST_F(OrvThreadSwLog, ofTheDaemonIsMarkedAsItsOwn) {
     runAndServe(
         [](Worker& self) {
-            self.logFromThread(2, 0x8b000012, "server %s, port %d", "10.0.0.1", 25);
+            self.logFromThread(orv_log::kRetryNow, "10.0.0.1", 25);
             return 0;
         },
         1);
 
-    EXPECT_EQ(recordedEventLog(),
-              (Entries{{false, 2, 0x8b000012, {-1, -1, -1, -1}, 4096, &application_, "server 10.0.0.1, port 25"}}));
+    EXPECT_EQ(recordedEventLog(), (Entries{{false,
+                                            3,
+                                            0x8b000010,
+                                            {-1, -1, -1, -1},
+                                            4096,
+                                            &application_,
+                                            "Will retry sending via SMTP server=10.0.0.1, port=25"}}));
 }
 
 TEST_F(OrvThreadSwLog, keeps511CharactersOfAText) {
     runAndServe(
         [](Worker& self) {
             for (const std::size_t length : {511u, 512u, 5000u}) {
-                self.logFromThread(3, 0x8b000015, "%s", std::string(length, 'r').c_str());
+                const std::string name(length - std::strlen("Unable to close file "), 'r');
+                self.logFromThread(orv_log::kFileUnclosed, name.c_str());
             }
             return 0;
         },
         3);
 
     for (const RecordedEntry& entry : recordedEventLog()) {
-        EXPECT_EQ(entry.text, std::string(511, 'r'));
+        EXPECT_EQ(entry.text, "Unable to close file " + std::string(490, 'r'));
     }
 }
 
@@ -385,7 +392,7 @@ TEST_F(OrvThreadSwLog, arrivesFromManyWorkersWhileTheMainThreadServes) {
     for (int i = 0; i < kWorkers; ++i) {
         workers.push_back(std::make_unique<Worker>([](Worker& self) {
             for (int entry = 0; entry < kEntries; ++entry) {
-                self.logFromThread(31, 0x8B000001, "entry %d", entry);
+                self.logFromThread(orv_log::kUnknownProbe, entry);
             }
             return 0;
         }));
