@@ -1,5 +1,5 @@
 // Partners that fail and input that makes no sense: a clear error in time, the right exit status, nothing half done.
-#include "switchctl/SwitchProcesses.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <signal.h>
 #include <sys/resource.h>

@@ -43,7 +43,7 @@ void changeover(Session& session) {
     const DaemonLog log(session);
     const auto response = Management::call(session, ManagementCode::CHANGEOVER, ManagementRequest{}.encode());
     if (response.status == CHANGEOVER_REFUSED) {
-        const bool updating = log.has(DaemonLog::CHANGEOVER_REFUSAL);
+        const bool updating = log.has(orv_log::kChangeoverUpdating);
         Management::refuse(updating ? Management::UPDATING : "there is no other mail server to change to",
                            response.status);
     }

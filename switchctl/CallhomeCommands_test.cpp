@@ -1,6 +1,5 @@
-#include "app_log.h"
 #include "platform/wire/Wire.h"
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
 #include <fstream>
 
@@ -65,7 +64,7 @@ TEST_F(CallhomeRequests, tellTheReasonInWordsWhenTheDaemonRefusesThem) {
 class ChangeoverDuringUpdate : public SwitchctlDaemonTest {
 protected:
     void answer(Hsb_Message& message) override {
-        app_log(2, 0x8b00000b, -1, -1, -1, -1, 4096, &daemon_, "Unable to change SMTP servers");
+        write(orv_log::kChangeoverUpdating);
         SwitchctlDaemonTest::answer(message);
     }
 };

@@ -1,6 +1,6 @@
 #include "switchctl/CallhomeSetup.h"
 
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -1,7 +1,7 @@
-#include "app_log.h"
 #include "platform/wire/Wire.h"
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
+#include <functional>
 #include <optional>
 
 namespace {
@@ -25,9 +25,7 @@ protected:
     }
     void answerTest(Hsb_Message& message, const TestProfileRequest& request) {
         requested_ = request.name;
-        if (log_) {
-            app_log(2, number_, -1, -1, -1, -1, 4096, &daemon_, "%s", log_);
-        }
+        write_();
         if (result_) {
             EXPECT_EQ(message.reply(MessageFormat::MANAGEMENT, ManagementCode::TEST_PROFILE_RESULTS,
                                     TestProfileResults{*result_, resultName_.value_or(request.name)}.encode()),
@@ -37,8 +35,7 @@ protected:
     }
 
     std::string requested_;
-    const char* log_ = nullptr;
-    std::uint32_t number_ = 0x8b000019;
+    std::function<void()> write_ = [] {};  // into the event log
     std::optional<std::uint32_t> result_;
     std::optional<std::string> resultName_;
     std::uint32_t infoStatus_ = 0;
@@ -53,70 +50,64 @@ TEST_F(CallhomeTest, waitsForTheResultAsWell) {
     EXPECT_EQ(requested_, "Operators");
 }
 
+constexpr const char* GIVEN_UP =
+    "CallHome message send for profile Operators to recipient a@b failed on SMTP server x, port 25. Retry will not be "
+    "attempted, ignoring recipient.";
+
 struct ResultCase {
     std::uint32_t result;
-    const char* log;
+    bool logs;
     const char* out;
-    const char* reason;
-    const char* error;
+    std::string reason;
+    std::string error;
 };
 
-constexpr ResultCase RESULTS[] = {
-    {1, "... ignoring recipient.", "Failed", "... ignoring recipient.",
-     "the test message for Operators was not delivered (... ignoring recipient.)"},
-    {1, nullptr, "Failed", "", "the test message for Operators was not delivered"},
-    {2, nullptr, "Cleared", "discarded with the queue", "the test message for Operators was discarded with the queue"},
-    {9, nullptr, "unknown result 9", "", "the test message for Operators was not delivered"},
+const ResultCase RESULTS[] = {
+    {1, true, "Failed", GIVEN_UP, std::string("the test message for Operators was not delivered (") + GIVEN_UP + ")"},
+    {1, false, "Failed", "", "the test message for Operators was not delivered"},
+    {2, false, "Cleared", "discarded with the queue", "the test message for Operators was discarded with the queue"},
+    {9, false, "unknown result 9", "", "the test message for Operators was not delivered"},
 };
 
 TEST_F(CallhomeTest, namesAResultThatIsNoSuccessAndItsReason) {
     for (const ResultCase& one : RESULTS) {
         result_ = one.result;
-        log_ = one.log;
+        write_ = [&] {
+            if (one.logs) {
+                write(orv_log::kRecipientGivenUp, "Operators", "a@b", "x", 25);
+            }
+        };
         const Outcome result = run({"callhome", "test", "Operators"});
 
         EXPECT_EQ(result.status, ExitStatus::REFUSED);
         EXPECT_EQ(result.out, std::string("Operators: ") + one.out + "\n");
-        EXPECT_EQ(result.err, std::string("switchctl: ") + one.error + "\n");
+        EXPECT_EQ(result.err, "switchctl: " + one.error + "\n");
         EXPECT_EQ(run({"callhome", "test", "Operators", "--json"}).out,
                   std::string("{\"profile\":\"Operators\",\"status\":0,\"result\":\"") + one.out + "\",\"reason\":\"" +
                       one.reason + "\"}\n");
     }
 }
 
-constexpr const char* REFUSED_TEXT = "Unable to test profile Operators because the CallHome service is disabled";
-
 TEST_F(CallhomeTest, tellsTheReasonFromTheEventLogWhenTheDaemonRefuses) {
     result_ = 1;
-    const std::pair<std::uint32_t, const char*> refusals[] = {
-        {0x8b000008, "Unable to test profile Operators because the CallHome service is updating configuration"},
-        {0x8b000007,
-         "Unable to test profile Operators because the FromEmailAddress has not been configured in the CallHome setup"},
-        {0x8b000006,
-         "Unable to test profile Operators because the SMTP addresses are defaults or disabled in the CallHome setup"},
-        {0x8b000005, REFUSED_TEXT},
-    };
-    for (const auto& [number, text] : refusals) {
-        number_ = number;
-        log_ = text;
+    for (const auto& kind :
+         {orv_log::kTestUpdating, orv_log::kTestNoSender, orv_log::kTestNoServer, orv_log::kTestServiceDisabled}) {
+        write_ = [&] { write(kind, "Operators"); };
+        const std::string text = filledText(kind, "Operators");
         const Outcome result = run({"callhome", "test", "Operators"});
 
         EXPECT_EQ(result.status, ExitStatus::REFUSED);
         EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, std::string("switchctl: refused: ") + text + "\n");
+        EXPECT_EQ(result.err, "switchctl: refused: " + text + "\n");
+        EXPECT_EQ(run({"callhome", "test", "Operators", "--json"}).out,
+                  "{\"profile\":\"Operators\",\"status\":0,\"result\":\"Failed\",\"reason\":\"" + text + "\"}\n");
     }
-    EXPECT_EQ(run({"callhome", "test", "Operators", "--json"}).out,
-              std::string("{\"profile\":\"Operators\",\"status\":0,\"result\":\"Failed\",\"reason\":\"") +
-                  REFUSED_TEXT + "\"}\n");
 }
 
 TEST_F(CallhomeTest, isNotMisledByTheReasonOfAnotherProfile) {
     result_ = 1;
-    number_ = 0x8b000005;
     for (const char* other : {"Other", "My profile Operators", "Operators because I want to"}) {
-        const std::string text =
-            "Unable to test profile " + std::string(other) + " because the CallHome service is disabled";
-        log_ = text.c_str();
+        write_ = [&] { write(orv_log::kTestServiceDisabled, other); };
 
         const Outcome result = run({"callhome", "test", "Operators"});
 
@@ -126,8 +117,7 @@ TEST_F(CallhomeTest, isNotMisledByTheReasonOfAnotherProfile) {
 }
 
 TEST_F(CallhomeTest, isNotMisledByEntriesOfBefore) {
-    app_log(2, 0x8b000005, -1, -1, -1, -1, 4096, &daemon_, "%s", REFUSED_TEXT);
-    switch_.pump();
+    log(orv_log::kTestServiceDisabled, "Operators");
     result_ = 1;
 
     EXPECT_EQ(run({"callhome", "test", "Operators"}).err,
@@ -141,13 +131,14 @@ TEST_F(CallhomeTest, tellsThatTheRequestWasRefused) {
 }
 
 TEST_F(CallhomeTest, givesUpWhenNoResultComes) {
-    log_ = "Will retry sending";
+    write_ = [&] { write(orv_log::kRetryNow, "x", 25); };
     const Outcome result = run({"callhome", "test", "Operators", "--timeout", "1"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
     EXPECT_EQ(result.out, "Operators: accepted, waiting for the result\n");
     EXPECT_EQ(result.err,
-              "switchctl: no result for Operators in 1 s; its mail is still being tried (Will retry sending)\n");
+              "switchctl: no result for Operators in 1 s; its mail is still being tried (Will retry sending "
+              "via SMTP server=x, port=25)\n");
 }
 
 TEST_F(CallhomeTest, doesNotWaitForAProfileThatTheDaemonDoesNotKnow) {
@@ -160,8 +151,7 @@ TEST_F(CallhomeTest, doesNotWaitForAProfileThatTheDaemonDoesNotKnow) {
 
 TEST_F(CallhomeTest, waitsWhenTheDaemonCannotTellItsProfilesNow) {
     infoStatus_ = 2;
-    log_ = "profile-processed-info during configuration update";
-    number_ = 0x8b00000a;  // Our own doing.
+    write_ = [&] { write(orv_log::kProcessedUpdating); };  // Our own doing.
     const Outcome result = run({"callhome", "test", "Nobody", "--timeout", "1"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);

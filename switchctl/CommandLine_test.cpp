@@ -1,7 +1,7 @@
 // What each program answers on its command line, without a bus and without touching anything.
 #include "Descriptor.h"
 #include "orv_version.h"
-#include "switchctl/SwitchProcesses.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,32 +1,29 @@
 #include "switchctl/DaemonLog.h"
 
+#include "catalogue/OrvEventCatalogue.h"
 #include "switchctl/Management.h"
 
-#include <strings.h>
-
 #include <algorithm>
-#include <iterator>
+#include <optional>
 
 namespace {
 
 // Beyond every number that a log gives: nothing that is there already comes.
 constexpr std::uint64_t FROM_NOW_ON = INT64_MAX;
 
-// A name may look like the rest of the text: only the whole text tells whose refusal it is.
-struct TestRefusal {
-    std::uint32_t number;
-    const char* reason;
-};
+constexpr OrvLogKind TEST_REFUSALS[] = {orv_log::kTestServiceDisabled, orv_log::kTestNoServer, orv_log::kTestNoSender,
+                                        orv_log::kTestUpdating};
 
-constexpr TestRefusal TEST_REFUSALS[] = {
-    {0x8b000005, "the CallHome service is disabled"},
-    {0x8b000006, "the SMTP addresses are defaults or disabled in the CallHome setup"},
-    {0x8b000007, "the FromEmailAddress has not been configured in the CallHome setup"},
-    {0x8b000008, "the CallHome service is updating configuration"},
-};
+bool isForOperators(const LogEntry& entry) {
+    return Management::isDaemon(entry.component) && entry.level <= kOrvLogWarning;
+}
 
-bool isDaemons(const LogEntry& entry) {
-    return strcasecmp(entry.component.c_str(), Management::DAEMON) == 0 && entry.level <= DaemonLog::OPERATOR_LEVEL;
+std::optional<OrvCatalogueMatch> catalogued(const LogEntry& entry) {
+    return orvFindInCatalogue(entry.level, entry.number, entry.text);
+}
+
+bool isTestRefusal(const OrvCatalogueMatch& match) {
+    return std::ranges::any_of(TEST_REFUSALS, [&](const OrvLogKind& kind) { return match.is(kind); });
 }
 
 }  // namespace
@@ -36,22 +33,25 @@ DaemonLog::DaemonLog(Session& session) {
                         [entries = entries_](WireSpan body) {
                             const auto page = LogPage::decode(body);
                             for (const LogEntry& entry : page ? page->entries : std::vector<LogEntry>()) {
-                                if (isDaemons(entry)) {
+                                if (isForOperators(entry)) {
                                     entries->push_back(entry);
                                 }
                             }
                         });
 }
 
-bool DaemonLog::has(std::uint32_t number) const {
-    return std::ranges::find(*entries_, number, &LogEntry::number) != entries_->end();
+bool DaemonLog::has(const OrvLogKind& kind) const {
+    return std::ranges::any_of(*entries_, [&](const LogEntry& entry) {
+        const auto match = catalogued(entry);
+        return match && match->is(kind);
+    });
 }
 
 std::string DaemonLog::lastText() const {
     // A refusal to test is that of one profile, see testRefusal().
     const auto last = std::find_if(entries_->rbegin(), entries_->rend(), [](const LogEntry& entry) {
-        return entry.number != PROCESSED_REFUSAL &&
-               std::ranges::find(TEST_REFUSALS, entry.number, &TestRefusal::number) == std::end(TEST_REFUSALS);
+        const auto match = catalogued(entry);
+        return !match || (!match->is(orv_log::kProcessedUpdating) && !isTestRefusal(*match));
     });
     return last == entries_->rend() ? "" : last->text;
 }
@@ -59,11 +59,9 @@ std::string DaemonLog::lastText() const {
 std::string DaemonLog::testRefusal(const std::string& profile) const {
     std::string text;
     for (const LogEntry& entry : *entries_) {
-        for (const TestRefusal& refusal : TEST_REFUSALS) {
-            if (entry.number == refusal.number &&
-                entry.text == "Unable to test profile " + profile + " because " + refusal.reason) {
-                text = entry.text;
-            }
+        const auto match = catalogued(entry);
+        if (match && isTestRefusal(*match) && match->argument(0) == profile) {
+            text = entry.text;
         }
     }
     return text;

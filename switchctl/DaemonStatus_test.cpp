@@ -1,5 +1,5 @@
 // What status says about the daemon itself: its start, its threads, what it ran out of.
-#include "switchctl/StatusTest.h"
+#include "testing/switchctl/StatusTest.h"
 
 using testing::HasSubstr;
 using testing::Not;
@@ -33,40 +33,28 @@ protected:
     void expectNothing() { EXPECT_THAT(status(), Not(HasSubstr("worth knowing"))); }
 };
 
-// In front of what it cannot do without; an alarm of the daemon has no number.
-constexpr std::uint32_t ALARM = 0;
-constexpr std::uint32_t UNNUMBERED = 0x8b000001;
-
-// A start that has come as far as the threads, and what it could not do.
-struct BrokenStart {
-    std::uint32_t number;
-    const char* text;
-    const char* problem;
-};
-
-const BrokenStart BROKEN_STARTS[] = {
-    {UNNUMBERED, "orvApp failed to launch sending thread", "orvApp could not start its send thread: no mail leaves"},
-    {ALARM, "OrvApp: Error subscribing for consumer event category 1 event 0",
-     "orvApp could not subscribe to the switch's log: no event becomes a mail"},
-};
-
 TEST_F(DaemonStatus, tellsWhatAStartCouldNotDo) {
     int second = 20;
-    for (const BrokenStart& one : BROKEN_STARTS) {
+    const auto start = [&] {
         traceTo("Main") << "11/14/2023 UTC 22:13:" << second << ".123  17 OrvApp OrvApp: Application startup!\n";
-        log(one.number, one.text, 16);
-        expectProblem(one.problem);
-
-        // The next start did it.
+    };
+    const auto succeedAtTheNextStart = [&] {
         switch_.clock().advance(1000);
         ++second;
-        traceTo("Main") << "11/14/2023 UTC 22:13:" << second << ".123  17 OrvApp OrvApp: Application startup!\n";
+        start();
         EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
-    }
+    };
+    start();
+    log(orv_log::kSendThreadNotStarted);
+    expectProblem("orvApp could not start its send thread: no mail leaves");
+    succeedAtTheNextStart();
+    log(orv_log::kConsumerNotAdded, 1u, 0u);
+    expectProblem("orvApp could not subscribe to the switch's log: no event becomes a mail");
+    succeedAtTheNextStart();
 }
 
 TEST_F(DaemonStatus, tellsTheTimeOfWhatMayBeOfAnEarlierStart) {
-    log(UNNUMBERED, "orvApp failed to launch sending thread", 16);
+    log(orv_log::kSendThreadNotStarted);
 
     expectWarning("2023-11-14T22:13:20.123456+0000: orvApp could not start its send thread: no mail leaves");
 }
@@ -107,7 +95,7 @@ TEST_F(DaemonStatus, isNotMistakenByAnEarlierDaemonOfTheSameNumber) {
 
 TEST_F(DaemonStatus, knowsThatARestartedDaemonHasForgottenARetry) {
     waiting_ = 1;
-    log(0x8b00000f, "Will retry sending via SMTP server=192.0.2.1, port=25, after 300 seconds");
+    log(orv_log::kRetryLater, "192.0.2.1", 25, 300);
     EXPECT_THAT(status(), HasSubstr("\nretry         in 300 s through 192.0.2.1:25\n"));
 
     switch_.clock().advance(1000);
@@ -136,15 +124,13 @@ TEST_F(DaemonStatus, tellsThatTheQueueIsNotOpen) {
 
 TEST_F(DaemonStatus, tellsWhatItRanOutOf) {
     traceStart();
-    log(0x8b000013,
-        "Encountered failure communicating with SMTP server=192.0.2.1, port=25, Reason=[Socket Create Error], "
-        "Description=[Too many open files], Response=[]");
+    log(orv_log::kSendFailed, "192.0.2.1", 25, "Socket Create Error", "Too many open files", "");
     expectWarning(
         "orvApp ran out of file descriptors, last at 2023-11-14T22:13:20.123456+0000: mails may wait, and messages may "
         "not be kept on flash");
 
-    log(0x10050034, "System resource error - contact technical support", 0);
-    log(0, "OrvApp - cannot allocate memory", 16);
+    log(orv_log::kNoMemory);
+    log(orv_log::kNoMemoryHere);
     expectWarning("orvApp ran out of memory, last at 2023-11-14T22:13:20.123456+0000: events may be lost");
 }
 
@@ -157,26 +143,27 @@ TEST_F(DaemonStatus, tellsThatItRanOutOfDescriptorsFromItsTraceToo) {
 }
 
 TEST_F(DaemonStatus, isNotMistakenByWhatAServerSays) {
-    log(0x8b000013,
-        "Encountered failure communicating with SMTP server=192.0.2.1, port=25, Reason=[SMTP RESPONSE Error], "
-        "Description=[SMTP server error Response], Response=[421 Description=[Too many open files], Response=[x]]");
+    log(orv_log::kSendFailed, "192.0.2.1", 25, "SMTP RESPONSE Error", "SMTP server error Response",
+        "421 Description=[Too many open files], Response=[x]");
 
     expectNothing();
 }
 
 TEST_F(DaemonStatus, tellsWhatElseIsWrong) {
     traceStart();
-    const BrokenStart rest[] = {
-        {ALARM, "OrvApp: Error subscribing for consumer event category 66 event 3",
-         "orvApp could not subscribe to the switch's state: no mail tells of its changes"},
-        {UNNUMBERED, "orvApp failed to launch capture thread",
-         "orvApp could not start its capture thread: no capture is made"},
-        {UNNUMBERED, "Error restoring messages from /ostrel/conf/orv/callHome/queues/send, ignoring",
-         "orvApp could not restore a queue: what it holds on flash is not mailed"},
-    };
-    for (const BrokenStart& one : rest) {
-        log(one.number, one.text, 16);
-        EXPECT_THAT(status(), HasSubstr(std::string(". ") + one.problem + "\n"));
+    log(orv_log::kConsumerNotAdded, 66u, 3u);
+    log(orv_log::kConsumerNotAdded, 2u, 56u);
+    log(orv_log::kConsumerNotAdded, 90u, 0u);
+    log(orv_log::kCaptureThreadNotStarted);
+    log(orv_log::kRestoreQueueFailed, "/ostrel/conf/orv/callHome/queues/send");
+
+    for (const char* text :
+         {"1. orvApp could not subscribe to the switch's state: no mail tells of its changes",
+          "2. orvApp could not subscribe to the switch's addresses: it does not notice their changes",
+          "3. orvApp could not subscribe to the switch's host name: it does not notice its changes",
+          "4. orvApp could not start its capture thread: no capture is made",
+          "5. orvApp could not restore a queue: what it holds on flash is not mailed"}) {
+        EXPECT_THAT(status(), HasSubstr(std::string("  ") + text + "\n"));
     }
     EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
 }
@@ -241,8 +228,7 @@ TEST_F(DaemonStartStatus, tellsThatAStartHasComeToAHalt) {
 
 TEST_F(DaemonStartStatus, tellsThatTheConfigurationWasReadForNothing) {
     trace("OrvApp OrvApp: Application startup!\n");
-    app_log(16, 0, -1, -1, -1, -1, 4096, &daemon_, "%s", "Error from conf_read_ack()");
-    switch_.pump();
+    log(orv_log::kAckFailed);
 
     expectFirst("orvApp could not say that it has read its configuration, so its threads never start",
                 "restart orvApp");

@@ -1,5 +1,5 @@
 // What status makes of troubles of the real daemon: it knows them from texts that only the daemon can vouch for.
-#include "switchctl/SwitchProcesses.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <chrono>
 

@@ -1,5 +1,5 @@
 // switchd and switchctl as processes, on a real bus of the test's own.
-#include "switchctl/SwitchProcesses.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <signal.h>
 

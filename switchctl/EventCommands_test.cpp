@@ -1,6 +1,6 @@
 #include "Ens.h"
 #include "platform/wire/SocketAddress.h"
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
 using testing::HasSubstr;
 using testing::SizeIs;

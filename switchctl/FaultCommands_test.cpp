@@ -1,4 +1,4 @@
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
 using testing::HasSubstr;
 

@@ -8,8 +8,8 @@
 #include "platform/wire/ManagementWire.h"
 #include "platform/wire/MessageCodes.h"
 #include "platform/wire/ServiceAddress.h"
-#include "switchctl/SwitchProcesses.h"
 #include "switchd/services/OperatorWire.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <algorithm>
 #include <chrono>

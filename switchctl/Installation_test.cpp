@@ -1,5 +1,5 @@
 // What "cmake --install" puts where, that bash completes with it, and that the manual says what the programs say.
-#include "switchctl/SwitchProcesses.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <sys/stat.h>
 

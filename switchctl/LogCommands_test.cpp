@@ -1,5 +1,5 @@
 #include "app_log.h"
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
 using testing::HasSubstr;
 

@@ -2,6 +2,8 @@
 // for, and what it has given up.
 #pragma once
 
+#include "catalogue/OrvEventCatalogue.h"
+#include "catalogue/OrvLogEntries.h"
 #include "switchctl/Session.h"
 
 #include <cstdint>
@@ -42,6 +44,9 @@ struct LogDigest {
         friend bool operator==(const Sign&, const Sign&) = default;
     };
 
+    // What an entry means here.
+    enum class Meaning;
+
     std::vector<Sign> signs;  // oldest first
     std::optional<Failure> lastFailure;
     std::optional<Retry> retry;
@@ -50,7 +55,7 @@ struct LogDigest {
     std::uint64_t messagesNotQueued = 0;  // refused by the queue, or not restored from their files, each file once
 
     // Entries up to this level matter here.
-    static constexpr std::int32_t MAX_LEVEL = 17;
+    static constexpr std::int32_t MAX_LEVEL = kOrvLogDetail;
 
     // From the whole log. Throws as OperatorClient::call.
     static LogDigest read(Session& session);
@@ -58,9 +63,9 @@ struct LogDigest {
     void take(const LogEntry& entry, std::uint64_t timeScale);
 
 private:
-    void takeUnnumbered(const std::string& text);
-    void takeSigns(const LogEntry& entry);
+    void take(Meaning meaning, const LogEntry& entry, const OrvCatalogueMatch& match, std::uint64_t timeScale);
 
     std::set<std::string> lostFiles_;
-    std::string emptyFile_;  // the one told of last
+    // The one told of last: the entry about an empty file is followed by the one that it is not restored.
+    std::string emptyFile_;
 };

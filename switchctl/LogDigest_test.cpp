@@ -1,5 +1,7 @@
 #include "switchctl/LogDigest.h"
 
+#include "testing/switchctl/FilledEntry.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -7,10 +9,38 @@
 
 namespace {
 
+template <typename... Arguments>
+LogEntry entryOf(const OrvLogEntry<Arguments...>& kind, std::type_identity_t<Arguments>... arguments) {
+    LogEntry entry;
+    entry.level = kind.level;
+    entry.number = kind.id;
+    entry.component = "OrvApp";
+    entry.seconds = 1000;
+    entry.microseconds = 500000;
+    entry.text = filledText(kind, arguments...);
+    return entry;
+}
+
+LogDigest digestOf(const std::vector<LogEntry>& entries, std::uint64_t timeScale = 1) {
+    LogDigest digest;
+    for (const LogEntry& entry : entries) {
+        digest.take(entry, timeScale);
+    }
+    return digest;
+}
+
+LogEntry retryAt(const char* server) {
+    return entryOf(orv_log::kRetryLater, server, 25, 5);
+}
+
+const LogEntry RETRY = retryAt("192.0.2.1");
+const LogEntry FAILURE = entryOf(orv_log::kSendFailed, "192.0.2.1", 25, "Connect Error", "Connection refused", "");
+const LogEntry RECOVERY = entryOf(orv_log::kRecovered);
+
 // What a series of entries comes to.
 struct DigestCase {
     const char* name;
-    std::vector<std::uint32_t> numbers;
+    std::vector<LogEntry> entries;
     bool retry;
     bool failed;
     bool recovered;
@@ -18,145 +48,157 @@ struct DigestCase {
 
 const DigestCase DIGESTS[] = {
     {"nothing", {}, false, false, false},
-    {"failure", {0x8b000013, 0x8b00000f}, true, true, false},
-    {"recovery", {0x8b000013, 0x8b00000f, 0x8b000014}, false, true, true},
-    {"failure after recovery", {0x8b000013, 0x8b000014, 0x8b000013, 0x8b00000f}, true, true, false},
-    {"queue emptied", {0x8b000013, 0x8b00000f, 0x8b00000e}, false, true, false},
-    {"no server", {0x8b000013, 0x8b00000f, 0x8b000011}, false, true, false},
-    {"refused recipient", {0x8b000019, 0x8b000015}, false, true, false},
-    {"critical failure alone", {0x8b000012}, false, false, false},
+    {"failure", {FAILURE, RETRY}, true, true, false},
+    {"recovery", {FAILURE, RETRY, RECOVERY}, false, true, true},
+    {"failure after recovery", {FAILURE, RECOVERY, FAILURE, RETRY}, true, true, false},
+    {"queue emptied", {FAILURE, RETRY, entryOf(orv_log::kQueueEmpty)}, false, true, false},
+    {"no server", {FAILURE, RETRY, entryOf(orv_log::kNoUsableServer)}, false, true, false},
+    {"recipient given up", {entryOf(orv_log::kRecipientGivenUp, "Ops", "a@b", "x", 25)}, false, true, false},
+    {"recipient refused", {entryOf(orv_log::kRecipientRefused, "Ops", "a@b", "x", 25, "550")}, false, true, false},
+    {"critical failure alone", {entryOf(orv_log::kProtocolFailure)}, false, false, false},
+    {"servers read anew",
+     {RETRY, entryOf(orv_log::kBuildDetailRequest, "Global.Callhome.SMTPGatewayEnable")},
+     false,
+     false,
+     false},
+    {"something else read", {RETRY, entryOf(orv_log::kBuildDetailRequest, "Global.Snmp.Contact")}, true, false, false},
 };
-
-constexpr const char* RETRY = "Will retry sending via SMTP server=192.0.2.1, port=25, after 5 seconds";
-
-LogEntry entryOf(std::uint32_t number, const char* component = "OrvApp") {
-    LogEntry entry;
-    entry.number = number;
-    entry.component = component;
-    entry.seconds = 1000;
-    entry.microseconds = 500000;
-    entry.text = RETRY;
-    return entry;
-}
 
 TEST(LogDigest, followsFailuresAndRecoveries) {
     for (const DigestCase& one : DIGESTS) {
-        LogDigest digest;
-        for (const std::uint32_t number : one.numbers) {
-            digest.take(entryOf(number), 1);
-        }
+        const LogDigest digest = digestOf(one.entries);
         EXPECT_EQ(digest.retry.has_value(), one.retry) << one.name;
         EXPECT_EQ(digest.lastFailure.has_value(), one.failed) << one.name;
         EXPECT_EQ(digest.lastFailure && digest.lastFailure->recovered, one.recovered) << one.name;
+        for (const LogEntry& entry : one.entries) {
+            EXPECT_LE(entry.level, LogDigest::MAX_LEVEL) << one.name;
+        }
     }
 }
 
 TEST(LogDigest, knowsWhenTheRetryIsDueAlsoWhenTimeRunsFaster) {
-    LogDigest digest;
-    digest.take(entryOf(0x8b00000f), 1);
-    EXPECT_EQ(digest.retry->due, 1005500000);
-    digest.take(entryOf(0x8b00000f), 10);
-    EXPECT_EQ(digest.retry->due, 1001000000);
+    EXPECT_EQ(digestOf({RETRY}).retry->due, 1005500000);
+    EXPECT_EQ(digestOf({RETRY}, 10).retry->due, 1001000000);
 }
 
-// What the texts of a series of entries come to.
+// The server of a retry, whatever its name is.
+TEST(LogDigest, knowsTheServerOfARetryWhateverItsName) {
+    EXPECT_EQ(digestOf({RETRY}).retry->server, "192.0.2.1:25");
+    EXPECT_EQ(digestOf({retryAt("2001:db8::1")}).retry->server, "[2001:db8::1]:25");
+    EXPECT_EQ(digestOf({retryAt("a, port=1, after 9 seconds%s")}).retry->server, "a, port=1, after 9 seconds%s:25");
+    EXPECT_EQ(digestOf({retryAt("a, port=1, after 9 seconds%s")}).retry->due, 1005500000);
+}
+
+LogEntry unrestored(const char* file) {
+    return entryOf(orv_log::kRestoreEntryFailed, file);
+}
+LogEntry emptyFile(const char* file) {
+    return entryOf(orv_log::kFileEmpty, file);
+}
+const LogEntry BAD_NAME = entryOf(orv_log::kRestoreBadName, "m9999999999");
+
 struct LossCase {
     const char* name;
-    std::vector<const char*> texts;
+    std::vector<LogEntry> entries;
     std::uint64_t lost;
 };
 
 const LossCase LOSS_CASES[] = {
     {"one file at three starts",
-     {"Error restoring message from /q/send/m1, ignoring", "Error restoring message from /q/send/m1, ignoring",
-      "Error opening /q/send/m1 for reading, ignoring"},
+     {unrestored("/q/send/m1"), unrestored("/q/send/m1"), entryOf(orv_log::kRestoreEntryUnopened, "/q/send/m1")},
      1},
-    {"two files",
-     {"Error restoring message from /q/send/m1, ignoring", "Error restoring message from /q/duplicate/m1, ignoring"},
-     2},
-    {"a file that cannot be added", {"Unable to add message from file /q/send/m2 to queue"}, 1},
-    {"a name that is none", {"Invalid file name m9999999999, skipping", "Invalid file name m9999999999, skipping"}, 1},
-    {"a file that was never filled",
-     {"File /q/send/m1 is empty, ignoring", "Error restoring message from /q/send/m1, ignoring"},
-     0},
+    {"two files", {unrestored("/q/send/m1"), unrestored("/q/duplicate/m1")}, 2},
+    {"a file that cannot be added", {entryOf(orv_log::kRestoreNotAdded, "/q/send/m2")}, 1},
+    {"a name that is none", {BAD_NAME, BAD_NAME}, 1},
+    {"a file that was never filled", {emptyFile("/q/send/m1"), unrestored("/q/send/m1")}, 0},
     {"a damaged file behind an empty one",
-     {"File /q/send/m1 is empty, ignoring", "Error restoring message from /q/send/m1, ignoring",
-      "Error restoring message from /q/send/m2, ignoring"},
+     {emptyFile("/q/send/m1"), unrestored("/q/send/m1"), unrestored("/q/send/m2")},
      1},
     {"a damaged file that was empty at the start before",
-     {"File /q/send/m1 is empty, ignoring", "Error restoring message from /q/send/m1, ignoring",
-      "Error restoring message from /q/send/m1, ignoring"},
+     {emptyFile("/q/send/m1"), unrestored("/q/send/m1"), unrestored("/q/send/m1")},
      1},
+    {"something else between", {emptyFile("/q/send/m1"), BAD_NAME, unrestored("/q/send/m1")}, 2},
     {"refusals",
-     {"Message is too large", "Message is too large", "Unable to make room for message (file limit)",
-      "Unable to make room for message (filesystem quota limit)", "Unable to add message",
-      "Unable to persist a test message"},
+     {entryOf(orv_log::kMessageTooLarge), entryOf(orv_log::kMessageTooLarge), entryOf(orv_log::kTooManyFiles),
+      entryOf(orv_log::kNoSpace), entryOf(orv_log::kNotAdded), entryOf(orv_log::kTestNotPersistent)},
      6},
-    {"texts that only begin alike",
-     {"Message is too large to print", "Error opening the door", "Error restoring messages from /q/send, ignoring",
-      "Error restoring message from ", "File  is empty, ignoring"},
-     0},
+    {"a whole queue, of which nobody knows what it holds", {entryOf(orv_log::kRestoreQueueFailed, "/q/send")}, 0},
 };
 
 TEST(LogDigest, countsWhatWasNotQueuedAndEachFileOnce) {
     for (const LossCase& one : LOSS_CASES) {
-        LogDigest digest;
-        for (const char* text : one.texts) {
-            LogEntry entry = entryOf(0x8b000001);
-            entry.text = text;
-            digest.take(entry, 1);
-        }
-        EXPECT_EQ(digest.messagesNotQueued, one.lost) << one.name;
+        EXPECT_EQ(digestOf(one.entries).messagesNotQueued, one.lost) << one.name;
     }
 }
 
-struct RetryCase {
-    const char* name;
-    const char* text;
-    const char* server;  // null: no retry
-};
+TEST(LogDigest, leavesOutWhatOthersWroteAndTextsThatOnlyBeginAlike) {
+    LogEntry other = entryOf(orv_log::kRecipientGivenUp, "Ops", "a@b", "x", 25);
+    other.component = "operator";
+    LogEntry longer = entryOf(orv_log::kMessageTooLarge);
+    longer.text += " to print";
+    LogEntry cut = RETRY;
+    cut.text.resize(cut.text.size() - 8);
 
-const RetryCase RETRIES[] = {
-    {"an address", "Will retry sending via SMTP server=192.0.2.1, port=25, after 5 seconds", "192.0.2.1:25"},
-    {"an IPv6 address", "Will retry sending via SMTP server=2001:db8::1, port=25, after 5 seconds", "[2001:db8::1]:25"},
-    {"a name like the rest of the text",
-     "Will retry sending via SMTP server=a, port=1, after 9 seconds%s, port=25, after 5 seconds",
-     "a, port=1, after 9 seconds%s:25"},
-    {"a text that is cut", "Will retry sending via SMTP server=192.0.2.1, port=25, aft", nullptr},
-    {"no number", "Will retry sending via SMTP server=192.0.2.1, port=25, after x seconds", nullptr},
-    {"nothing", "", nullptr},
-    {"the words in another order", "Will retry sending via SMTP server=a, after 5, port=25 seconds", nullptr},
-};
+    const LogDigest digest = digestOf({other, longer, cut});
 
-TEST(LogDigest, knowsTheServerOfARetryWhateverItsName) {
-    for (const RetryCase& one : RETRIES) {
-        LogDigest digest;
-        LogEntry entry = entryOf(0x8b00000f);
-        entry.text = one.text;
-        digest.take(entry, 1);
-        EXPECT_EQ(digest.retry ? digest.retry->server : "none", one.server == nullptr ? "none" : one.server)
-            << one.name;
-        EXPECT_EQ(digest.retry ? digest.retry->due : 1005500000, 1005500000) << one.name;
-    }
-}
-
-TEST(LogDigest, forgetsARetryWhenTheServersAreReadAnew) {
-    LogDigest digest;
-    digest.take(entryOf(0x8b00000f), 1);
-    LogEntry entry = entryOf(0x8b000001);
-    entry.text = "build request for Global.Callhome.SMTPGatewayEnable";
-    entry.level = 17;
-
-    digest.take(entry, 1);
-
-    EXPECT_LE(entry.level, LogDigest::MAX_LEVEL);
+    EXPECT_EQ(digest.recipientsGivenUp, 0u);
+    EXPECT_EQ(digest.messagesNotQueued, 0u);
     EXPECT_FALSE(digest.retry);
 }
 
-TEST(LogDigest, leavesOutWhatOthersWrote) {
-    LogDigest digest;
-    digest.take(entryOf(0x8b000018, "operator"), 1);
-    EXPECT_EQ(digest.recipientsGivenUp, 0u);
+struct TroubleCase {
+    const char* name;
+    LogEntry entry;
+    std::vector<LogDigest::Trouble> troubles;
+};
+
+LogEntry sendFailure(const char* description, const char* response = "") {
+    return entryOf(orv_log::kSendFailed, "192.0.2.1", 25, "Socket Create Error", description, response);
+}
+LogEntry unsubscribed(unsigned category, unsigned event) {
+    return entryOf(orv_log::kConsumerNotAdded, category, event);
+}
+
+using enum LogDigest::Trouble;
+
+const TroubleCase TROUBLE_CASES[] = {
+    {"ready", entryOf(orv_log::kReadyFailed), {READY_UNSENT}},
+    {"configured", entryOf(orv_log::kAckFailed), {CONFIGURED_UNSENT}},
+    {"send thread", entryOf(orv_log::kSendThreadNotStarted), {NO_SEND_THREAD}},
+    {"capture thread", entryOf(orv_log::kCaptureThreadNotStarted), {NO_CAPTURE_THREAD}},
+    {"log", unsubscribed(1, 0), {NO_LOG_EVENTS}},
+    {"state", unsubscribed(66, 3), {NO_STATE_EVENTS}},
+    {"address", unsubscribed(2, 56), {NO_ADDRESS_EVENTS}},
+    {"host name", unsubscribed(90, 0), {NO_HOSTNAME_EVENTS}},
+    {"another event", unsubscribed(1, 1), {}},
+    {"memory", entryOf(orv_log::kNoMemory), {OUT_OF_MEMORY}},
+    {"memory, said again", entryOf(orv_log::kNoMemoryHere), {}},
+    {"memory of an entry", entryOf(orv_log::kNoEntryMemory), {OUT_OF_MEMORY}},
+    {"memory of the order file", entryOf(orv_log::kNoOrderMemory), {OUT_OF_MEMORY}},
+    {"memory at a restore", entryOf(orv_log::kRestoreNoMemory, 17u), {OUT_OF_MEMORY}},
+    {"memory while sending", sendFailure("Cannot allocate memory"), {OUT_OF_MEMORY}},
+    {"memory while a mail is composed", sendFailure("std::bad_alloc"), {OUT_OF_MEMORY}},
+    {"descriptors", sendFailure("Too many open files"), {OUT_OF_DESCRIPTORS}},
+    {"descriptors of the system", sendFailure("Too many open files in system"), {OUT_OF_DESCRIPTORS}},
+    {"a server that says so", sendFailure("Success", "421 Description=[Too many open files], Response=[x]"), {}},
+    {"descriptors of a directory",
+     entryOf(orv_log::kRestoreOpendirFailed, "/q", "Too many open files"),
+     {OUT_OF_DESCRIPTORS}},
+    {"no directory", entryOf(orv_log::kRestoreOpendirFailed, "/q", "No such file or directory"), {}},
+    {"a queue", entryOf(orv_log::kRestoreQueueFailed, "/q/send"), {QUEUE_NOT_RESTORED}},
+    {"no listing", entryOf(orv_log::kRestoreNoListing, "/tmp/orv-queue-order"), {QUEUE_NOT_RESTORED}},
+    {"a listing unread", entryOf(orv_log::kRestoreOrderUnopened, "/tmp/orv-queue-order"), {QUEUE_NOT_RESTORED}},
+    {"no order file", entryOf(orv_log::kRestoreOrderUnopened, "/q/send/order"), {}},
+};
+
+TEST(LogDigest, knowsWhatIsWrongWithTheDaemonItself) {
+    for (const TroubleCase& one : TROUBLE_CASES) {
+        std::vector<LogDigest::Sign> signs;
+        for (const LogDigest::Trouble trouble : one.troubles) {
+            signs.push_back({trouble, 1000500000});
+        }
+        EXPECT_EQ(digestOf({one.entry}).signs, signs) << one.name;
+    }
 }
 
 }  // namespace

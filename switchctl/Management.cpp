@@ -3,6 +3,8 @@
 #include "platform/wire/MessageCodes.h"
 #include "switchctl/Errors.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -36,6 +38,10 @@ bool onlyAsks(std::uint16_t code) {
 }
 
 }  // namespace
+
+bool isDaemon(const std::string& component) {
+    return strcasecmp(component.c_str(), DAEMON) == 0;
+}
 
 Response call(Session& session, std::uint16_t code, const WireBytes& payload) {
     const ManagementCall request{DAEMON, code, true, payload};

@@ -11,6 +11,8 @@ namespace Management {
 
 // The component that CallHome's requests go to.
 inline constexpr const char* DAEMON = "orvApp";
+// Whether this component is it.
+bool isDaemon(const std::string& component);
 // Why it refuses what it cannot do meanwhile.
 inline constexpr const char* UPDATING = "configuration is being updated";
 

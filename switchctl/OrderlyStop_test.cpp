@@ -1,6 +1,6 @@
 // The daemon is told to end while it does something: real processes, and a mail server that takes its time.
-#include "switchctl/SwitchProcesses.h"
 #include "testing/ScriptedMailServer.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <signal.h>
 

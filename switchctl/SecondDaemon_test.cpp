@@ -1,6 +1,6 @@
 // Two daemons for one switch: the second one ends before it has touched anything, and the first one does not notice.
 #include "app/ListeningPorts.h"
-#include "switchctl/SwitchProcesses.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <signal.h>
 

@@ -7,8 +7,6 @@
 #include "switchctl/ProfileTable.h"
 #include "switchctl/Text.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <chrono>
 #include <utility>
@@ -116,9 +114,8 @@ StatusFacts::Count StatusFacts::count(LogDigest::Trouble trouble) const {
 }
 
 const ComponentList::Component* StatusFacts::daemon() const {
-    const auto found = std::ranges::find_if(components, [](const ComponentList::Component& component) {
-        return strcasecmp(component.name.c_str(), Management::DAEMON) == 0;
-    });
+    const auto found = std::ranges::find_if(
+        components, [](const ComponentList::Component& component) { return Management::isDaemon(component.name); });
     return found == components.end() ? nullptr : &*found;
 }
 

@@ -1,5 +1,5 @@
 // status, against a component that answers as the daemon does.
-#include "switchctl/StatusTest.h"
+#include "testing/switchctl/StatusTest.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -164,16 +164,11 @@ TEST_F(Status, marksAQueueWithoutRoom) {
                 HasSubstr("\nqueue         100 of 100 waiting (full), 0 open, 5120001 of 5120000 bytes (full)\n"));
 }
 
-constexpr const char* FAILURE =
-    "Encountered failure communicating with SMTP server=192.0.2.1, port=25, Reason=[Connect Error], "
-    "Description=[Connection refused], Response=[]";
-constexpr const char* RETRY = "Will retry sending via SMTP server=192.0.2.1, port=25, after 5 seconds";
-
 TEST_F(Status, countsDownToTheNextTryAfterAFailure) {
     configure();
     waiting_ = 1;
-    log(0x8b000013, FAILURE);
-    log(0x8b00000f, RETRY);
+    log(orv_log::kSendFailed, "192.0.2.1", 25, "Connect Error", "Connection refused", "");
+    log(orv_log::kRetryLater, "192.0.2.1", 25, 5);
     switch_.clock().advance(1500);
 
     EXPECT_THAT(status(), StartsWith("CallHome can send; after a failure it waits to try again.\n"));
@@ -188,7 +183,7 @@ TEST_F(Status, countsDownToTheNextTryAfterAFailure) {
 
 TEST_F(Status, forgetsARetryWithNothingLeftToSend) {
     configure();
-    log(0x8b00000f, RETRY);
+    log(orv_log::kRetryLater, "192.0.2.1", 25, 5);
 
     EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
     EXPECT_THAT(status(), HasSubstr("\nretry         none\n"));
@@ -196,11 +191,11 @@ TEST_F(Status, forgetsARetryWithNothingLeftToSend) {
 
 TEST_F(Status, countsWhatWasGivenUp) {
     configure();
-    log(0x8b000018, "... Retry failed, ignoring recipient.");
-    log(0x8b000019, "... Retry will not be attempted, ignoring recipient.");
-    log(0x8b000016, "... Email message will not be sent for the profile.", 2);
-    log(0x8b000001, "Error restoring message from /x, ignoring", 16);
-    log(0x8b000001, "Unable to make room for message (file limit)", 15);
+    log(orv_log::kRecipientRetryFailed, "Ops", "a@b", "192.0.2.1", 25);
+    log(orv_log::kRecipientGivenUp, "Ops", "a@b", "192.0.2.1", 25);
+    log(orv_log::kNoRecipientAccepted, "192.0.2.1", 25, "Ops");
+    log(orv_log::kRestoreEntryFailed, "/x");
+    log(orv_log::kTooManyFiles);
 
     EXPECT_THAT(status(), HasSubstr("\ngiven up      2 recipients, 1 mails, 2 messages not queued\n"));
     EXPECT_THAT(status({"--json"}), HasSubstr("\"givenUp\":{\"recipients\":2,\"mails\":1,\"notQueued\":2}"));

@@ -1,5 +1,5 @@
 #include "cmon_client.h"
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
 using testing::HasSubstr;
 

@@ -1,4 +1,4 @@
-#include "switchctl/SwitchProcesses.h"
+#include "testing/switchctl/SwitchProcesses.h"
 
 #include <chrono>
 

@@ -1,10 +1,9 @@
 // Vocabulary of the tests of status: a component that answers and traces as the daemon does.
 #pragma once
 
-#include "app_log.h"
 #include "cmon_client.h"
 #include "platform/wire/Wire.h"
-#include "switchctl/SwitchctlTest.h"
+#include "testing/switchctl/SwitchctlTest.h"
 
 #include <fstream>
 #include <string>
@@ -63,10 +62,6 @@ protected:
              "Global.CallhomeDB.NumberOfProfiles=2", "Global.CallhomeDB.ProfileList.0=Operators",
              "Global.CallhomeDB.ProfileList.1=Night", "Oper.Callhome.NF-ActiveSMTPAddr=1-C0000201"});
         condition_ = "0x3f";
-    }
-    void log(std::uint32_t number, const std::string& text, int level = 3) {
-        app_log(level, number, -1, -1, -1, -1, 4096, &daemon_, "%s", text.c_str());
-        switch_.pump();
     }
 
     // Of a record of this daemon, as early as the switch's clock begins.

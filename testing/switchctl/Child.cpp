@@ -1,4 +1,4 @@
-#include "switchctl/Child.h"
+#include "testing/switchctl/Child.h"
 
 #include <gtest/gtest.h>
 

@@ -2,6 +2,7 @@
 // runs of switchctl against them.
 #pragma once
 
+#include "app_log.h"
 #include "platform/transport/loopback/LoopbackTransport.h"
 #include "platform/wire/ManagementWire.h"
 #include "platform/wire/MessageCodes.h"
@@ -9,6 +10,7 @@
 #include "switchctl/Switchctl.h"
 #include "testing/LoopbackSwitch.h"
 #include "testing/StubComponent.h"
+#include "testing/switchctl/FilledEntry.h"
 
 #include <gmock/gmock.h>
 
@@ -79,6 +81,17 @@ protected:
     static void respond(Hsb_Message& request, std::vector<std::uint8_t> payload) {
         EXPECT_EQ(request.reply(request.format(), static_cast<std::uint16_t>(request.code() + 100), std::move(payload)),
                   0);
+    }
+    // Writes into the event log as the daemon does.
+    template <typename... Arguments>
+    void write(const OrvLogEntry<Arguments...>& kind, std::type_identity_t<Arguments>... arguments) {
+        app_log(kind.level, kind.id, -1, -1, -1, -1, 4096, &daemon_, "%s", filledText(kind, arguments...).c_str());
+    }
+    // The same, and it is there.
+    template <typename... Arguments>
+    void log(const OrvLogEntry<Arguments...>& kind, std::type_identity_t<Arguments>... arguments) {
+        write(kind, arguments...);
+        switch_.pump();
     }
     // Codes of the management requests so far.
     std::vector<std::uint16_t> requestCodes() const {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/transport/dbus/PrivateBus.h"
-#include "switchctl/Child.h"
+#include "testing/switchctl/Child.h"
 
 #include <gmock/gmock.h>
 
