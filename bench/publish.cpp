@@ -6,8 +6,8 @@
 // by one, else as fast as the bus takes them. Ends when switchd has answered the last one. The bus is HSB_BUS's.
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/transport/dbus/DbusTransport.h"
-#include "platform/wire/ServiceAddress.h"
 #include "switchctl/EventArguments.h"
 #include "switchd/services/OperatorWire.h"
 

@@ -2,12 +2,12 @@
 //
 // The queue's files and the traces stand below TMPDIR; a directory in memory keeps the disk out of the figures.
 #include "Log_Event.h"
+#include "MessageCodes.h"
 #include "bench/FloorWork.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "mesgq/OrvCHMesgQ.h"
 #include "orvClient.h"
-#include "platform/wire/ServiceAddress.h"
 #include "profile/OrvConfigListener.h"
 #include "testing/LoopbackSwitch.h"
 #include "testing/StubComponent.h"

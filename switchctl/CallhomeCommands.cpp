@@ -1,6 +1,6 @@
 // callhome: the daemon's management requests, its probe, its settings.
+#include "MessageCodes.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
 #include "switchctl/Attributes.h"
 #include "switchctl/CallhomeSetup.h"
 #include "switchctl/CallhomeTest.h"
@@ -18,7 +18,6 @@
 
 namespace {
 
-constexpr std::uint32_t CHANGEOVER_REFUSED = 7;
 constexpr const char* SPACE_KEY = "Global.Callhome.FileSystemSpaceAllowed";
 constexpr const char* FILES_KEY = "Global.Callhome.FilesAllowed";
 // What the daemon calls the time of a profile's last message when there was none.
@@ -42,7 +41,7 @@ void clearQueue(Session& session) {
 void changeover(Session& session) {
     const DaemonLog log(session);
     const auto response = Management::call(session, ManagementCode::CHANGEOVER, ManagementRequest{}.encode());
-    if (response.status == CHANGEOVER_REFUSED) {
+    if (response.status == ManagementStatus::CHANGEOVER_FAILED) {
         const bool updating = log.has(orv_log::kChangeoverUpdating);
         Management::refuse(updating ? Management::UPDATING : "there is no other mail server to change to",
                            response.status);

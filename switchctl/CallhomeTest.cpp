@@ -1,7 +1,7 @@
 #include "switchctl/CallhomeTest.h"
 
+#include "MessageCodes.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
 #include "switchctl/DaemonLog.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Management.h"

@@ -1,13 +1,12 @@
 // A stranger on the daemon's bus that says it is the switch's services.
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/transport/dbus/DbusTransport.h"
 #include "platform/wire/CnsWire.h"
 #include "platform/wire/DsWire.h"
 #include "platform/wire/EnsWire.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "switchd/services/OperatorWire.h"
 #include "testing/switchctl/SwitchProcesses.h"
 

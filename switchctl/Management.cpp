@@ -1,6 +1,6 @@
 #include "switchctl/Management.h"
 
-#include "platform/wire/MessageCodes.h"
+#include "MessageCodes.h"
 #include "switchctl/Errors.h"
 
 #include <strings.h>
@@ -17,11 +17,12 @@ struct StatusText {
 };
 
 constexpr StatusText STATUS_TEXTS[] = {
-    {2, UPDATING},
-    {4, "the queue cannot be cleared"},
-    {5, "orvApp is out of memory"},
-    {6, "the test message cannot be made"},
-    {7, "there is no other mail server to change to, or configuration is being updated"},
+    {ManagementStatus::UPDATING_PROFILES, UPDATING},
+    {ManagementStatus::CLEAR_FAILED, "the queue cannot be cleared"},
+    {ManagementStatus::NO_MEMORY, "orvApp is out of memory"},
+    {ManagementStatus::TEST_NOT_BUILT, "the test message cannot be made"},
+    {ManagementStatus::CHANGEOVER_FAILED,
+     "there is no other mail server to change to, or configuration is being updated"},
 };
 
 const char* meaningOf(std::uint32_t status) {
@@ -49,8 +50,8 @@ Response call(Session& session, std::uint16_t code, const WireBytes& payload) {
                                           : session.client.change(OperatorCode::MANAGEMENT, request.encode(), DAEMON);
     const auto answer = OperatorClient::decode<ManagementAnswer>(body);
     // Every response begins with handle and status.
-    const auto start =
-        ManagementResponse::decode(answer.payload.first(std::min<std::size_t>(answer.payload.size(), 8)));
+    const auto start = ManagementResponse::decode(
+        answer.payload.first(std::min<std::size_t>(answer.payload.size(), ManagementSize::RESPONSE)));
     if (!start) {
         throw Refused("orvApp's response cannot be read");
     }
@@ -58,7 +59,7 @@ Response call(Session& session, std::uint16_t code, const WireBytes& payload) {
 }
 
 void check(const Response& response) {
-    if (response.status != 0) {
+    if (response.status != ManagementStatus::DONE) {
         refuse(meaningOf(response.status), response.status);
     }
 }

@@ -2,7 +2,7 @@
 
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
-#include "platform/wire/ServiceAddress.h"
+#include "MessageCodes.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Text.h"
 

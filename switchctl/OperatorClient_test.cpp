@@ -1,7 +1,7 @@
 #include "switchctl/OperatorClient.h"
 
+#include "MessageCodes.h"
 #include "platform/transport/loopback/LoopbackTransport.h"
-#include "platform/wire/ServiceAddress.h"
 #include "switchctl/Errors.h"
 #include "testing/BusParty.h"
 

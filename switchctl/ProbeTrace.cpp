@@ -1,7 +1,7 @@
 #include "switchctl/ProbeTrace.h"
 
+#include "MessageCodes.h"
 #include "host_root.h"
-#include "platform/wire/MessageCodes.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Management.h"
 #include "switchctl/Text.h"

@@ -1,5 +1,5 @@
 // profile: CallHome's profiles.
-#include "platform/wire/MessageCodes.h"
+#include "MessageCodes.h"
 #include "switchctl/Attributes.h"
 #include "switchctl/CommandTree.h"
 #include "switchctl/Commands.h"

@@ -2,11 +2,10 @@
 
 #include "Dispatcher.h"
 #include "Hsb.h"
+#include "MessageCodes.h"
 #include "dsClient.h"
 #include "platform/client/HostPlatform.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "switchd/services/FactoryAttributes.h"
 
 #include <limits>
@@ -101,7 +100,7 @@ void LoopbackSwitch::publishHostname(const std::string& name) {
 }
 
 void LoopbackSwitch::publishEvent(std::uint32_t category, std::uint32_t number, const std::vector<std::uint8_t>& data) {
-    services_.happenings().raw(category, number, data);
+    services_.happenings().raw({category, number}, data);
     pump();
 }
 

@@ -2,12 +2,11 @@
 
 #include "Ens.h"
 #include "Hsb_Timer.h"
+#include "MessageCodes.h"
 #include "app_log.h"
 #include "host_root.h"
 #include "orvClient.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "testing/StubComponent.h"
 #include "uptime.h"
 

@@ -1,7 +1,7 @@
 // An operator's side of the conversation, for the tests of the operator service.
 #pragma once
 
-#include "platform/wire/ServiceAddress.h"
+#include "MessageCodes.h"
 #include "switchd/services/OperatorWire.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"

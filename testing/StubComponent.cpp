@@ -1,7 +1,7 @@
 #include "testing/StubComponent.h"
 
 #include "Cns.h"
-#include "platform/wire/MessageCodes.h"
+#include "MessageCodes.h"
 
 #include <cstring>
 #include <stdexcept>

@@ -7,10 +7,10 @@
 #include "Hsb_Component.h"
 #include "Hsb_Message.h"
 #include "Hsb_Slot.h"
+#include "MessageCodes.h"
 #include "platform/client/HostPlatform.h"
 #include "platform/transport/loopback/LoopbackBus.h"
 #include "platform/transport/loopback/LoopbackTransport.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <gmock/gmock.h>
 

@@ -1,10 +1,9 @@
 #include "Cns.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/client/request.h"
 #include "platform/wire/CnsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 namespace {
 

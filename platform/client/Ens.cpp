@@ -2,10 +2,10 @@
 
 #include "Cns.h"
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/client/request.h"
 #include "platform/wire/CnsWire.h"
 #include "platform/wire/EnsWire.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <cstring>
 

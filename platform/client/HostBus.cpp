@@ -2,11 +2,10 @@
 
 #include "Hsb_Component.h"
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/client/HostPlatform.h"
 #include "platform/posix/guarded.h"
 #include "platform/wire/CnsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,5 @@
 // The client library while memory is short: nothing half done stays behind, nothing is lost without a word.
+#include "MessageCodes.h"
 #include "platform/client/ClientTest.h"
 #include "platform/posix/FailingAllocations.h"
 
@@ -9,7 +10,6 @@
 #include "dsClient.h"
 #include "platform/posix/Clock.h"
 #include "platform/wire/DsWire.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <cstdarg>
 #include <cstdio>

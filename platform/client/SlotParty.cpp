@@ -3,10 +3,10 @@
 #include "DSCallbacks.h"
 #include "Hsb_Component.h"
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/client/Speakers.h"
 #include "platform/posix/guarded.h"
 #include "platform/wire/DsWire.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <utility>
 

@@ -1,8 +1,7 @@
 #include "platform/client/Speakers.h"
 
 #include "Hsb_Message.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
+#include "MessageCodes.h"
 
 #include <syslog.h>
 

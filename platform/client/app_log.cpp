@@ -1,11 +1,10 @@
 #include "app_log.h"
 
 #include "Log_Event.h"
+#include "MessageCodes.h"
 #include "platform/client/HostBus.h"
 #include "platform/posix/guarded.h"
 #include "platform/wire/EventLogWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <syslog.h>
 

@@ -1,9 +1,9 @@
 #include "app_log.h"
 
 #include "Log_Event.h"
+#include "MessageCodes.h"
 #include "platform/client/ClientTest.h"
 #include "platform/wire/EventLogWire.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <syslog.h>
 

@@ -1,9 +1,8 @@
 #include "cmon_client.h"
 
+#include "MessageCodes.h"
 #include "platform/client/request.h"
 #include "platform/wire/CmonWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 cmon_client::cmon_client(Hsb_Component* owner) : owner_(owner) {
 }

@@ -1,18 +1,14 @@
 #include "dsClient.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/client/request.h"
 #include "platform/wire/DsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
 #include <utility>
-
-static_assert(dsClient::NAME_SLOT == DsWire::NAME_SLOT);
-static_assert(dsClient::MAX_BULK_NAMES == DsWire::MAX_BULK_NAMES);
 
 namespace {
 

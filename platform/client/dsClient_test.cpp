@@ -1,8 +1,8 @@
 #include "dsClient.h"
 
+#include "MessageCodes.h"
 #include "platform/client/ClientTest.h"
 #include "platform/wire/DsWire.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <stdexcept>
 

@@ -1,8 +1,8 @@
 #include "orvClient.h"
 
+#include "MessageCodes.h"
 #include "platform/client/request.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 #include "orvClient.h"
 
+#include "MessageCodes.h"
 #include "platform/client/ClientTest.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <array>
 

@@ -46,7 +46,7 @@ public:
 
     // Gives a party an address of its own. 0, or -1.
     [[nodiscard]] virtual int attach(TransportReceiver& receiver, Hsb_Address& address) = 0;
-    // Attaches a party at a service's fixed address (ServiceAddress.h). 0, or -1 when it is taken.
+    // Attaches a party at a service's fixed address (MessageCodes.h). 0, or -1 when it is taken.
     [[nodiscard]] virtual int attachService(TransportReceiver& receiver, const Hsb_Address& address) = 0;
     // The party at this address receives nothing any more.
     virtual void detach(const Hsb_Address& address) = 0;

@@ -6,8 +6,8 @@
 
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/transport/Transport.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <gmock/gmock.h>
 

@@ -49,12 +49,3 @@ struct CnsLookupResponse {
     std::vector<std::uint8_t> encode() const;
     static std::optional<CnsLookupResponse> decode(std::span<const std::uint8_t> payload);
 };
-
-// What Ens::lookup_server and Cns_Lookup ask for to find the event server.
-namespace CnsName {
-inline constexpr const char* EVENT_SERVER = "ENS";
-inline constexpr const char* MANAGEMENT = "SM";
-inline constexpr const char* PRIMARY = "primary";
-inline constexpr std::int32_t LOOKUP_KIND = 3;
-inline constexpr std::int32_t LOOKUP_OPTIONS = 128;
-}  // namespace CnsName

@@ -1,11 +1,11 @@
 #include "platform/wire/DsWire.h"
 
+#include "dsClient.h"
 #include "platform/wire/Wire.h"
 
-using DsWire::MAX_BULK_NAMES;
-using DsWire::NAME_SLOT;
-
 namespace {
+
+constexpr std::size_t NAME_SLOT = dsClient::NAME_SLOT;
 
 // Name slot, type, status and value length: the least that one attribute of an answer takes.
 constexpr std::size_t SMALLEST_VALUE = NAME_SLOT + 12;
@@ -67,7 +67,7 @@ std::optional<DsBulkGet> DsBulkGet::decode(std::span<const std::uint8_t> payload
     DsBulkGet message;
     message.id = reader.u32();
     const std::size_t count = reader.u32();
-    if (count > MAX_BULK_NAMES || reader.remaining() != count * NAME_SLOT) {
+    if (count > dsClient::MAX_BULK_NAMES || reader.remaining() != count * NAME_SLOT) {
         return std::nullopt;
     }
     message.names.reserve(count);

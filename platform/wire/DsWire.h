@@ -1,4 +1,4 @@
-// Messages of the attribute store (format 103). Names travel in slots of 255 bytes, padded with NUL.
+// Messages of the attribute store (format 103). Names travel in slots (dsClient::NAME_SLOT), padded with NUL.
 //
 // Every request carries an id that its answer repeats.
 #pragma once
@@ -9,12 +9,6 @@
 #include <span>
 #include <string>
 #include <vector>
-
-namespace DsWire {
-inline constexpr std::size_t NAME_SLOT = 255;
-// Names in one bulk request; a payload with more is refused.
-inline constexpr std::size_t MAX_BULK_NAMES = 64;
-}  // namespace DsWire
 
 // Code 20: the sender wants to use the store. Code 50 answers it and has the same layout.
 struct DsConnect {

@@ -1,16 +1,9 @@
 #include "platform/wire/ManagementWire.h"
 
+#include "MessageCodes.h"
 #include "platform/wire/Wire.h"
 
-using ManagementWire::NAME_SLOT;
-
-namespace {
-
-constexpr std::size_t PROCESSED_ENTRY = 104;
-constexpr std::size_t PROCESSED_LAST_SLOT = 64;
-constexpr std::size_t UNUSED_WORDS = 8;
-
-}  // namespace
+using namespace ManagementSize;
 
 std::vector<std::uint8_t> ManagementRequest::encode() const {
     return WireWriter(8).u32(handle).u32(spare).take();
@@ -25,7 +18,7 @@ std::optional<ManagementRequest> ManagementRequest::decode(std::span<const std::
 }
 
 std::vector<std::uint8_t> TestProfileRequest::encode() const {
-    return WireWriter(8 + NAME_SLOT).u32(handle).u32(spare).terminatedText(name, NAME_SLOT).take();
+    return WireWriter(8 + NAME).u32(handle).u32(spare).terminatedText(name, NAME).take();
 }
 
 std::optional<TestProfileRequest> TestProfileRequest::decode(std::span<const std::uint8_t> payload) {
@@ -33,7 +26,7 @@ std::optional<TestProfileRequest> TestProfileRequest::decode(std::span<const std
     TestProfileRequest message;
     message.handle = reader.u32();
     message.spare = reader.u32();
-    message.name = reader.fixedText(NAME_SLOT);
+    message.name = reader.fixedText(NAME);
     return reader.done() ? std::optional(std::move(message)) : std::nullopt;
 }
 
@@ -50,7 +43,7 @@ std::optional<ManagementResponse> ManagementResponse::decode(std::span<const std
 }
 
 std::vector<std::uint8_t> TestProfileResponse::encode() const {
-    return WireWriter(8 + NAME_SLOT).u32(handle).u32(status).terminatedText(name, NAME_SLOT).take();
+    return WireWriter(8 + NAME).u32(handle).u32(status).terminatedText(name, NAME).take();
 }
 
 std::optional<TestProfileResponse> TestProfileResponse::decode(std::span<const std::uint8_t> payload) {
@@ -58,7 +51,7 @@ std::optional<TestProfileResponse> TestProfileResponse::decode(std::span<const s
     TestProfileResponse message;
     message.handle = reader.u32();
     message.status = reader.u32();
-    message.name = reader.fixedText(NAME_SLOT);
+    message.name = reader.fixedText(NAME);
     return reader.done() ? std::optional(std::move(message)) : std::nullopt;
 }
 
@@ -76,20 +69,20 @@ std::optional<InfoResponse> InfoResponse::decode(std::span<const std::uint8_t> p
 }
 
 std::vector<std::uint8_t> TestProfileResults::encode() const {
-    return WireWriter(4 + NAME_SLOT).u32(status).terminatedText(name, NAME_SLOT).take();
+    return WireWriter(4 + NAME).u32(status).terminatedText(name, NAME).take();
 }
 
 std::optional<TestProfileResults> TestProfileResults::decode(std::span<const std::uint8_t> payload) {
     WireReader reader(payload);
     TestProfileResults message;
     message.status = reader.u32();
-    message.name = reader.fixedText(NAME_SLOT);
+    message.name = reader.fixedText(NAME);
     return reader.done() ? std::optional(std::move(message)) : std::nullopt;
 }
 
 std::optional<ProcessedInfo> ProcessedInfo::decode(std::span<const std::uint8_t> block) {
     WireReader reader(block);
-    reader.bytes(UNUSED_WORDS);
+    reader.bytes(INFO_START);
     const std::size_t count = reader.u32();
     const std::size_t entries = count == 0 ? 1 : count;
     if (!reader.ok() || reader.remaining() % PROCESSED_ENTRY != 0 || reader.remaining() / PROCESSED_ENTRY != entries) {
@@ -98,16 +91,16 @@ std::optional<ProcessedInfo> ProcessedInfo::decode(std::span<const std::uint8_t>
     ProcessedInfo info;
     info.profiles.resize(count);
     for (Profile& profile : info.profiles) {
-        profile.name = reader.fixedText(NAME_SLOT);
+        profile.name = reader.fixedText(NAME);
         profile.processed = reader.u32();
-        profile.last = reader.fixedText(PROCESSED_LAST_SLOT);
+        profile.last = reader.fixedText(LAST_PROCESSED);
     }
     return info;
 }
 
 std::optional<QueueInfo> QueueInfo::decode(std::span<const std::uint8_t> block) {
     WireReader reader(block);
-    reader.bytes(UNUSED_WORDS);
+    reader.bytes(INFO_START);
     QueueInfo info;
     info.bytesInUse = reader.u32();
     info.waiting = reader.u32();

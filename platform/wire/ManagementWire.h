@@ -10,10 +10,6 @@
 #include <string>
 #include <vector>
 
-namespace ManagementWire {
-inline constexpr std::size_t NAME_SLOT = 36;
-}
-
 // Codes 1, 3, 4, 5 and 6: 8 bytes. The response repeats the handle.
 struct ManagementRequest {
     std::uint32_t handle = 0;

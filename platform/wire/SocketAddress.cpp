@@ -6,10 +6,9 @@
 
 #include <algorithm>
 
-namespace {
+using namespace SwitchSocket;
 
-constexpr std::size_t IPV4_BYTES = 4;
-constexpr std::size_t IPV6_BYTES = 16;
+namespace {
 
 SocketAddress::Slot slotOf(WireWriter& writer) {
     SocketAddress::Slot slot{};
@@ -21,10 +20,10 @@ SocketAddress::Slot slotOf(WireWriter& writer) {
 }  // namespace
 
 std::optional<SocketAddress::Slot> SocketAddress::encode(const std::string& text, std::uint16_t port) {
-    std::array<std::uint8_t, IPV6_BYTES> raw{};
+    std::array<std::uint8_t, IPV6_SIZE> raw{};
     WireWriter writer;
     if (inet_pton(AF_INET, text.c_str(), raw.data()) == 1) {
-        writer.u16(FAMILY_IPV4).u16(port).bytes(std::span(raw).first(IPV4_BYTES));
+        writer.u16(FAMILY_IPV4).u16(port).bytes(std::span(raw).first(IPV4_SIZE));
         return slotOf(writer);
     }
     if (inet_pton(AF_INET6, text.c_str(), raw.data()) == 1) {
@@ -43,7 +42,7 @@ std::optional<std::string> SocketAddress::text(const Slot& slot) {
     }
     std::array<char, INET6_ADDRSTRLEN> buffer{};
     const int known = family == FAMILY_IPV4 ? AF_INET : family == FAMILY_IPV6 ? AF_INET6 : AF_UNSPEC;
-    const void* raw = reader.bytes(IPV6_BYTES).data();
+    const void* raw = reader.bytes(IPV6_SIZE).data();
     if (inet_ntop(known, raw, buffer.data(), buffer.size()) == nullptr) {
         return std::nullopt;
     }
@@ -51,7 +50,7 @@ std::optional<std::string> SocketAddress::text(const Slot& slot) {
 }
 
 std::vector<std::uint8_t> InterfaceChange::encode() const {
-    WireWriter writer(12 + addresses.size() * SocketAddress::SLOT);
+    WireWriter writer(12 + addresses.size() * SLOT);
     writer.u32(interface).u32(management).u32(static_cast<std::uint32_t>(addresses.size()));
     for (const SocketAddress::Slot& slot : addresses) {
         writer.bytes(slot);
@@ -65,13 +64,12 @@ std::optional<InterfaceChange> InterfaceChange::decode(std::span<const std::uint
     change.interface = reader.u32();
     change.management = reader.u32();
     const std::size_t count = reader.u32();
-    if (!reader.ok() || reader.remaining() % SocketAddress::SLOT != 0 ||
-        reader.remaining() / SocketAddress::SLOT != count) {
+    if (!reader.ok() || reader.remaining() % SLOT != 0 || reader.remaining() / SLOT != count) {
         return std::nullopt;
     }
     change.addresses.resize(count);
     for (SocketAddress::Slot& slot : change.addresses) {
-        std::ranges::copy(reader.bytes(SocketAddress::SLOT), slot.begin());
+        std::ranges::copy(reader.bytes(SLOT), slot.begin());
     }
     return change;
 }

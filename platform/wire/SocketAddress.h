@@ -5,6 +5,8 @@
 // All big-endian, all else zero. The families are those of the switch, whatever this machine calls them.
 #pragma once
 
+#include "MessageCodes.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -15,11 +17,7 @@
 
 namespace SocketAddress {
 
-inline constexpr std::size_t SLOT = 128;
-inline constexpr std::uint16_t FAMILY_IPV4 = 2;
-inline constexpr std::uint16_t FAMILY_IPV6 = 10;
-
-using Slot = std::array<std::uint8_t, SLOT>;
+using Slot = std::array<std::uint8_t, SwitchSocket::SLOT>;
 
 // The slot of an IPv4 or IPv6 address given as a text; nothing when the text is neither.
 std::optional<Slot> encode(const std::string& text, std::uint16_t port = 0);

@@ -1,6 +1,6 @@
 #include "app/CaptureFixture.h"
 
-#include "platform/wire/MessageCodes.h"
+#include "MessageCodes.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,9 +1,9 @@
 // Routing of bus messages by format and code.
+#include "MessageCodes.h"
 #include "app/DaemonFixture.h"
 
 #include "Hsb_Message.h"
 #include "Sw_Log_Type.h"
-#include "platform/wire/MessageCodes.h"
 
 namespace {
 

@@ -1,11 +1,10 @@
 // Joining the bus, readiness, the handshake with the configuration monitor, and the end.
+#include "MessageCodes.h"
 #include "app/DaemonFixture.h"
 
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
 #include "platform/wire/CnsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <cstring>
 

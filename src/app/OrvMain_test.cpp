@@ -5,9 +5,9 @@
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
 #include "Log_Event.h"
+#include "MessageCodes.h"
 #include "app/MainSteps.h"
 #include "dbg/OrvEventLog.h"
-#include "platform/wire/MessageCodes.h"
 #include "testing/LoopbackSwitch.h"
 
 #include <gmock/gmock.h>

@@ -1,10 +1,10 @@
 // Test support: a daemon whose controller and send queue a test looks into.
 #pragma once
 
+#include "MessageCodes.h"
 #include "app/DaemonFixture.h"
 
 #include "Hsb_Message.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <algorithm>
 #include <string>

@@ -1,6 +1,6 @@
 // The state dump, whole.
+#include "MessageCodes.h"
 #include "app/DaemonFixture.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <unistd.h>
 

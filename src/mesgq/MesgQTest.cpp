@@ -1,11 +1,10 @@
 #include "mesgq/MesgQTest.h"
 
 #include "Log_Event.h"
+#include "MessageCodes.h"
 #include "dbg/OrvEventLog.h"
 #include "mesgq/OrvCHQueueFiles.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
+#include "MessageCodes.h"
 #include "mesgq/MesgQTest.h"
-#include "platform/wire/MessageCodes.h"
 #include "uptime.h"
 
 namespace {

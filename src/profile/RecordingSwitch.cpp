@@ -2,13 +2,13 @@
 
 #include "Hsb.h"
 #include "Log_Event.h"
+#include "MessageCodes.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvEventLog.h"
 #include "platform/client/HostPlatform.h"
 #include "platform/wire/DsWire.h"
 #include "platform/wire/EventLogWire.h"
-#include "platform/wire/MessageCodes.h"
 
 #include <stdlib.h>
 #include <sys/stat.h>

@@ -1,8 +1,7 @@
 #include "switchd/services/AttributeService.h"
 
+#include "MessageCodes.h"
 #include "dsClient.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"
 
@@ -106,9 +105,9 @@ TEST_F(AttributeServiceTest, answersABulkGetOfNothing) {
 }
 
 TEST_F(AttributeServiceTest, answersAsManyNamesAsABulkGetCanHold) {
-    bulkGet(3, std::vector<std::string>(DsWire::MAX_BULK_NAMES, "A"));
+    bulkGet(3, std::vector<std::string>(dsClient::MAX_BULK_NAMES, "A"));
 
-    EXPECT_THAT(bulk().attributes, SizeIs(DsWire::MAX_BULK_NAMES));
+    EXPECT_THAT(bulk().attributes, SizeIs(dsClient::MAX_BULK_NAMES));
 }
 
 TEST_F(AttributeServiceTest, leavesOutWhatWouldMakeABulkAnswerTooLong) {

@@ -1,9 +1,8 @@
 #include "switchd/services/ConfigurationMonitor.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/wire/CmonWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 ConfigurationMonitor::ConfigurationMonitor(Transport& transport, Components& components)
     : Service(transport, ServiceAddress::MONITOR), components_(components) {

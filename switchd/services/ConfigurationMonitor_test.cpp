@@ -1,9 +1,8 @@
 #include "switchd/services/ConfigurationMonitor.h"
 
+#include "MessageCodes.h"
 #include "platform/wire/CmonWire.h"
 #include "platform/wire/CnsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"
 

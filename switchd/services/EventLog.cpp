@@ -1,10 +1,9 @@
 #include "switchd/services/EventLog.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "Sw_Log_Type.h"
 #include "platform/wire/EventLogWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "uptime.h"
 
 #include <cstdio>
@@ -63,6 +62,6 @@ int EventLog::enter(const Sw_Log_Type& record, const std::string& component) {
     } else {
         entries_.tell(entry);
     }
-    events_.publish(CATEGORY, EVENT, record.encode());
+    events_.publish(SwitchEvent::LOG_RECORD, record.encode());
     return result;
 }

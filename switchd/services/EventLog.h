@@ -14,8 +14,6 @@ struct Sw_Log_Type;
 
 class EventLog final : public Service {
 public:
-    static constexpr std::uint32_t CATEGORY = 1;
-    static constexpr std::uint32_t EVENT = 0;
     // Bytes of text that are kept; the rest of a longer one is cut.
     static constexpr std::size_t MAX_TEXT = 65535;
 

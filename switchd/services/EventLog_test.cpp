@@ -1,10 +1,9 @@
 #include "switchd/services/EventLog.h"
 
+#include "MessageCodes.h"
 #include "Sw_Log_Type.h"
 #include "platform/wire/EnsWire.h"
 #include "platform/wire/EventLogWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"
 

@@ -1,9 +1,8 @@
 #include "switchd/services/EventService.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/wire/EnsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <algorithm>
 
@@ -21,7 +20,7 @@ void EventService::receive(Hsb_Message& message) {
     if (!request) {
         return;
     }
-    const Event event(request->category, request->event);
+    const EventId event{request->category, request->event};
     // Producers announce themselves with codes of their own; nothing here depends on it.
     switch (message.code()) {
         case EnsCode::SUBSCRIBE:
@@ -44,11 +43,11 @@ void EventService::peerLeft(const Hsb_Address& process) {
 
 void EventService::handlePublish(const Hsb_Message& message) {
     if (const auto event = EnsEventData::decode(message.payload())) {
-        publish(event->category, event->number, event->data);
+        publish({event->category, event->number}, event->data);
     }
 }
 
-void EventService::subscribe(const Hsb_Address& consumer, const Event& event) {
+void EventService::subscribe(const Hsb_Address& consumer, const EventId& event) {
     std::vector<Hsb_Address>& consumers = subscribers_[event];
     if (std::ranges::find(consumers, consumer) == consumers.end()) {
         consumers.push_back(consumer);
@@ -59,26 +58,26 @@ void EventService::subscribe(const Hsb_Address& consumer, const Event& event) {
     }
 }
 
-void EventService::unsubscribe(const Hsb_Address& consumer, const Event& event) {
+void EventService::unsubscribe(const Hsb_Address& consumer, const EventId& event) {
     const auto known = subscribers_.find(event);
     if (known != subscribers_.end()) {
         std::erase(known->second, consumer);
     }
 }
 
-std::size_t EventService::publish(std::uint32_t category, std::uint32_t number, std::span<const std::uint8_t> data) {
-    const auto known = subscribers_.find({category, number});
+std::size_t EventService::publish(const EventId& event, std::span<const std::uint8_t> data) {
+    const auto known = subscribers_.find(event);
     if (known == subscribers_.end()) {
         return 0;
     }
-    const std::vector<std::uint8_t> payload = EnsEventData{category, number, data}.encode();
+    const std::vector<std::uint8_t> payload = EnsEventData{event.category, event.number, data}.encode();
     for (const Hsb_Address& consumer : known->second) {
         send(consumer, MessageFormat::ENS_EVENT, EnsEventCode::EVENT, payload);
     }
     return known->second.size();
 }
 
-std::size_t EventService::subscribers(std::uint32_t category, std::uint32_t number) const {
-    const auto known = subscribers_.find({category, number});
+std::size_t EventService::subscribers(const EventId& event) const {
+    const auto known = subscribers_.find(event);
     return known == subscribers_.end() ? 0 : known->second.size();
 }

@@ -4,12 +4,12 @@
 // Main thread only.
 #pragma once
 
+#include "MessageCodes.h"
 #include "switchd/services/Service.h"
 
 #include <cstdint>
 #include <map>
 #include <span>
-#include <utility>
 #include <vector>
 
 class Hsb_Message;
@@ -23,17 +23,15 @@ public:
     void peerLeft(const Hsb_Address& process) override;
 
     // Sends the event to its subscribers, in the order in which they subscribed; returns how many there are.
-    std::size_t publish(std::uint32_t category, std::uint32_t number, std::span<const std::uint8_t> data);
+    std::size_t publish(const EventId& event, std::span<const std::uint8_t> data);
 
-    std::size_t subscribers(std::uint32_t category, std::uint32_t number) const;
+    std::size_t subscribers(const EventId& event) const;
 
 private:
-    using Event = std::pair<std::uint32_t, std::uint32_t>;  // category and number
-
     void handlePublish(const Hsb_Message& message);
-    void subscribe(const Hsb_Address& consumer, const Event& event);
-    void unsubscribe(const Hsb_Address& consumer, const Event& event);
+    void subscribe(const Hsb_Address& consumer, const EventId& event);
+    void unsubscribe(const Hsb_Address& consumer, const EventId& event);
 
-    std::map<Event, std::vector<Hsb_Address>> subscribers_;
+    std::map<EventId, std::vector<Hsb_Address>> subscribers_;
     std::vector<Hsb_Address> consumers_;  // those who got code 51
 };

@@ -1,8 +1,7 @@
 #include "switchd/services/EventService.h"
 
+#include "MessageCodes.h"
 #include "platform/wire/EnsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"
 
@@ -40,7 +39,7 @@ protected:
     }
     std::size_t publish(std::uint32_t category, std::uint32_t number, const std::string& text) {
         const std::vector<std::uint8_t> data(text.begin(), text.end());
-        const std::size_t count = sw_.services().events().publish(category, number, data);
+        const std::size_t count = sw_.services().events().publish({category, number}, data);
         sw_.pump();
         return count;
     }
@@ -115,7 +114,7 @@ TEST_F(EventServiceTest, forgetsConsumersThatLeftAndGreetsThemAnew) {
     sw_.pump();
     second_.take();
 
-    EXPECT_EQ(sw_.services().events().subscribers(1, 0), 1u);
+    EXPECT_EQ(sw_.services().events().subscribers({1, 0}), 1u);
     EXPECT_EQ(publish(1, 0, "x"), 1u);
     EXPECT_THAT(got(second_), ElementsAre("1/0:x"));
 }

@@ -1,9 +1,8 @@
 #include "switchd/services/ManagementService.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "platform/wire/Wire.h"
 
 #include <utility>

@@ -1,8 +1,7 @@
 #include "switchd/services/ManagementService.h"
 
+#include "MessageCodes.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"
 

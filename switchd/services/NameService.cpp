@@ -1,8 +1,7 @@
 #include "switchd/services/NameService.h"
 
 #include "Hsb_Message.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
+#include "MessageCodes.h"
 
 #include <utility>
 

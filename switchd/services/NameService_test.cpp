@@ -1,7 +1,6 @@
 #include "switchd/services/NameService.h"
 
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
+#include "MessageCodes.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"
 

@@ -1,8 +1,7 @@
 #include "switchd/services/OperatorService.h"
 
 #include "Hsb_Message.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
+#include "MessageCodes.h"
 #include "switchd/services/Components.h"
 #include "switchd/services/EventLog.h"
 #include "switchd/services/Faults.h"

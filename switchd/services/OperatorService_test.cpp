@@ -1,9 +1,9 @@
 #include "switchd/services/OperatorService.h"
 
+#include "MessageCodes.h"
 #include "platform/wire/CmonWire.h"
 #include "platform/wire/CnsWire.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
 #include "testing/OperatorSession.h"
 
 #include <gmock/gmock.h>

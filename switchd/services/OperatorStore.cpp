@@ -79,7 +79,7 @@ void OperatorService::publishHostname(const Caller& caller, const OneText& reque
 }
 
 void OperatorService::publishEvent(const Caller& caller, const RawEvent& request) {
-    parts_.events.raw(request.category, request.number, request.data);
+    parts_.events.raw({request.category, request.number}, request.data);
     done(caller);
 }
 

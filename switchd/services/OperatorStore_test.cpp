@@ -1,6 +1,6 @@
+#include "MessageCodes.h"
 #include "Sw_Log_Type.h"
 #include "platform/wire/EnsWire.h"
-#include "platform/wire/MessageCodes.h"
 #include "testing/OperatorSession.h"
 
 #include <gmock/gmock.h>

@@ -8,15 +8,6 @@
 
 namespace {
 
-struct EventNumber {
-    std::uint32_t category;
-    std::uint32_t number;
-};
-
-constexpr EventNumber INTERFACE_CHANGE{2, 56};
-constexpr EventNumber SWITCH_STATE{66, 3};
-constexpr EventNumber HOSTNAME_CHANGE{90, 0};
-
 // The name that operators' records have in the log's component column.
 constexpr const char* OPERATOR = "operator";
 
@@ -44,7 +35,7 @@ int SwitchEvents::state(const std::string& text) {
         reason_ = store_.reason();
         return -1;
     }
-    publishText(SWITCH_STATE.category, SWITCH_STATE.number, text);
+    publishText(SwitchEvent::STATE, text);
     return 0;
 }
 
@@ -58,21 +49,21 @@ int SwitchEvents::addresses(const std::vector<std::string>& addresses) {
         }
         change.addresses.push_back(*slot);
     }
-    raw(INTERFACE_CHANGE.category, INTERFACE_CHANGE.number, change.encode());
+    raw(SwitchEvent::INTERFACE_CHANGE, change.encode());
     return 0;
 }
 
 void SwitchEvents::hostname(const std::string& name) {
-    publishText(HOSTNAME_CHANGE.category, HOSTNAME_CHANGE.number, name);
+    publishText(SwitchEvent::HOSTNAME, name);
 }
 
-void SwitchEvents::raw(std::uint32_t category, std::uint32_t number, std::span<const std::uint8_t> data) {
-    events_.publish(category, number, data);
+void SwitchEvents::raw(const EventId& event, std::span<const std::uint8_t> data) {
+    events_.publish(event, data);
 }
 
 // Texts travel with the NUL that ends them.
-void SwitchEvents::publishText(std::uint32_t category, std::uint32_t number, const std::string& text) {
+void SwitchEvents::publishText(const EventId& event, const std::string& text) {
     std::vector<std::uint8_t> data(text.begin(), text.end());
     data.push_back(0);
-    raw(category, number, data);
+    raw(event, data);
 }

@@ -4,6 +4,7 @@
 // unless said otherwise.
 #pragma once
 
+#include "MessageCodes.h"
 #include "Sw_Log_Type.h"
 
 #include <cstdint>
@@ -24,19 +25,19 @@ public:
     // Enters a record in the event log and publishes it, even when it could not be kept. Without a time of its own it
     // gets the present time.
     [[nodiscard]] int logRecord(Sw_Log_Type record, bool timed);
-    // The switch's operational state: attribute and event (66, 3).
+    // The switch's operational state: attribute and event.
     [[nodiscard]] int state(const std::string& text);
-    // The addresses of the management interface have changed: event (2, 56).
+    // The addresses of the management interface have changed.
     [[nodiscard]] int addresses(const std::vector<std::string>& addresses);
-    // The switch's host name has changed: event (90, 0).
+    // The switch's host name has changed.
     void hostname(const std::string& name);
     // Any event at all.
-    void raw(std::uint32_t category, std::uint32_t number, std::span<const std::uint8_t> data);
+    void raw(const EventId& event, std::span<const std::uint8_t> data);
 
     const std::string& reason() const { return reason_; }
 
 private:
-    void publishText(std::uint32_t category, std::uint32_t number, const std::string& text);
+    void publishText(const EventId& event, const std::string& text);
 
     AttributeStore& store_;
     EventService& events_;

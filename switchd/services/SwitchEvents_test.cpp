@@ -1,8 +1,7 @@
 #include "switchd/services/SwitchEvents.h"
 
+#include "MessageCodes.h"
 #include "platform/wire/EnsWire.h"
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "platform/wire/SocketAddress.h"
 #include "testing/BusParty.h"
 #include "testing/LoopbackSwitch.h"
@@ -136,5 +135,5 @@ TEST_F(SwitchEventsTest, publishTheHostNameAsATextWithItsEnd) {
 }
 
 TEST_F(SwitchEventsTest, publishAnythingAsItStands) {
-    EXPECT_THAT(dataOf(1234, 5678, [&] { events().raw(1234, 5678, Bytes{9, 0, 8}); }), ElementsAre(9, 0, 8));
+    EXPECT_THAT(dataOf(1234, 5678, [&] { events().raw({1234, 5678}, Bytes{9, 0, 8}); }), ElementsAre(9, 0, 8));
 }

@@ -1,9 +1,8 @@
 // Messages of every format and code that nobody should send, from strangers and in the services' own names: the daemon
 // goes on, and what it sends is what it would have sent.
+#include "MessageCodes.h"
 #include "testing/campaign/RoadCase.h"
 
-#include "platform/wire/MessageCodes.h"
-#include "platform/wire/ServiceAddress.h"
 #include "testing/BusParty.h"
 
 #include <cstdint>

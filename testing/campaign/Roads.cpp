@@ -1,6 +1,6 @@
 #include "testing/campaign/Roads.h"
 
-#include "platform/wire/MessageCodes.h"
+#include "MessageCodes.h"
 
 #include <filesystem>
 

@@ -2,10 +2,10 @@
 // runs of switchctl against them.
 #pragma once
 
+#include "MessageCodes.h"
 #include "app_log.h"
 #include "platform/transport/loopback/LoopbackTransport.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/MessageCodes.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Switchctl.h"
 #include "testing/LoopbackSwitch.h"

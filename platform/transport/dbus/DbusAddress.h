@@ -5,7 +5,7 @@
 #pragma once
 
 #include "Hsb_Address.h"
-#include "platform/wire/ServiceAddress.h"
+#include "MessageCodes.h"
 
 #include <array>
 

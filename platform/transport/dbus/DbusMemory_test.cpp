@@ -2,10 +2,10 @@
 #include "Hsb.h"
 #include "Hsb_Component.h"
 #include "Hsb_Slot.h"
+#include "MessageCodes.h"
 #include "platform/client/HostPlatform.h"
 #include "platform/posix/FailingAllocations.h"
 #include "platform/transport/dbus/DbusTestBus.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
 #include "platform/transport/loopback/LoopbackBus.h"
 
 #include "Dispatcher.h"
+#include "MessageCodes.h"
 #include "platform/posix/Clock.h"
 #include "platform/transport/loopback/LoopbackTransport.h"
-#include "platform/wire/ServiceAddress.h"
 
 #include <gmock/gmock.h>
 
