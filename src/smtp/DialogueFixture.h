@@ -17,8 +17,7 @@ protected:
         TestIdentity identity(identity_);
         inUse_ = &identity;
         OrvSMTPClient client(timeouts_, system_);
-        OrvSendDialogue dialogue(client, identity.common(), reporter_,
-                                 {SmtpAddrMode::kIPv4, server_.address(), server_.port()}, *message_);
+        OrvSendDialogue dialogue(client, identity.common(), reporter_, mailServerAt(server_), *message_);
         const int result = dialogue.run();
         failure_ = dialogue.failure();
         inUse_ = nullptr;

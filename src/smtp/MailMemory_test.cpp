@@ -70,8 +70,7 @@ protected:
         const TestIdentity identity(values);
         RecordingReporter reporter;
         OrvSMTPClient client({}, system_);
-        OrvSendDialogue dialogue(client, identity.common(), reporter,
-                                 {SmtpAddrMode::kIPv4, server_.address(), server_.port()}, message);
+        OrvSendDialogue dialogue(client, identity.common(), reporter, mailServerAt(server_), message);
         const std::ptrdiff_t before = live;
         peak = live;
         EXPECT_EQ(dialogue.run(), 0);

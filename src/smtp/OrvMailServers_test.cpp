@@ -4,10 +4,10 @@
 
 namespace {
 
-void set(OrvServerRecord& record, const char* value, bool enabled, std::uint32_t port) {
-    record.assign(value);
-    record.Enabled = enabled;
-    record.Port = port;
+void set(OrvMailServer& server, const char* value, bool enabled, std::uint32_t port) {
+    server.assign(value);
+    server.Enabled = enabled;
+    server.Port = port;
 }
 
 OrvMailServers servers(const char* primary, bool primaryEnabled, const char* secondary, bool secondaryEnabled) {

@@ -2,7 +2,6 @@
 
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
-#include "smtp/OrvLineEnd.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,38 +9,12 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvSMTPClient";
+constexpr char kLineEnd[] = "\r\n";
 // A request up to this size that is too long for one message is not tried again.
 constexpr std::size_t kShortRequest = 1024;
 
-constexpr std::array<const char*, 14> kErrorNames{
-    "Okay",
-    "SMTP HELO Error",
-    "SMTP MAIL FROM Error",
-    "SMTP RCPT TO Error",
-    "SMTP DATA Error",
-    "SMTP DATA END Error",
-    "SMTP RESPONSE Error",
-    "SMTP RESET error",
-    "DNS Hostname Resolve Error",
-    "Set Network Address Error",
-    "Socket Create Error",
-    "Connect Error",
-    "Socket Closed Error",
-    "Write Started Error",
-};
-
 bool isPositive(char first) {
     return first == '2' || first == '3';
-}
-
-// How a limit that has passed shows.
-bool isPassedLimit(int error) {
-    return error == EAGAIN || error == EWOULDBLOCK;
-}
-
-// For everybody else a passed limit is a connection that timed out.
-int connectionError(int error) {
-    return isPassedLimit(error) ? ETIMEDOUT : error;
 }
 
 }  // namespace
@@ -50,8 +23,13 @@ OrvSMTPClient::OrvSMTPClient(const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& sys
     : timeouts_(timeouts), system_(system) {
 }
 
-const char* OrvSMTPClient::errorName() const {
-    return kErrorNames.at(static_cast<std::size_t>(errorCode_));
+int OrvSMTPClient::connectServer(const std::string& address, std::uint32_t port, SmtpAddrMode kind) {
+    startAfresh();
+    if (connection_.connect(address, port, kind, timeouts_.connect, error_) < 0) {
+        return -1;
+    }
+    connection_.limitSteps(timeouts_.greeting);
+    return recvResponse();
 }
 
 int OrvSMTPClient::sendHello(const std::string& identity, SmtpAddrMode kind) {
@@ -60,61 +38,87 @@ int OrvSMTPClient::sendHello(const std::string& identity, SmtpAddrMode kind) {
     if (identityText(identity, kind, text) < 0) {
         return -1;
     }
-    if (command("EHLO " + text, kHeloError, timeouts_.command) == 0) {
+    if (command("EHLO " + text, Error::kHeloError, timeouts_.command) == 0) {
         return 0;
     }
     // Only an old server that knows no EHLO is asked again; one that has gone is not.
-    if (errorCode_ != kResponseError) {
+    if (error_.code != Error::kResponseError) {
         return -1;
     }
-    return command("HELO " + text, kHeloError, timeouts_.command) == 0 ? 0 : -1;
+    return command("HELO " + text, Error::kHeloError, timeouts_.command) == 0 ? 0 : -1;
+}
+
+int OrvSMTPClient::identityText(const std::string& identity, SmtpAddrMode kind, std::string& text) {
+    switch (kind) {
+        case SmtpAddrMode::kIPv4:
+            text = "[" + identity + "]";
+            return 0;
+        case SmtpAddrMode::kIPv6:
+            text = "[IPv6:" + identity + "]";
+            return 0;
+        case SmtpAddrMode::kHostName:
+            return canonicalName(identity, text);
+        default:
+            text.clear();
+            return 0;
+    }
+}
+
+int OrvSMTPClient::canonicalName(const std::string& name, std::string& text) {
+    OrvSMTPSystem::AddressList list(nullptr, {&system_});
+    if (const int error = system_.lookUp(name, AI_CANONNAME, list); error != 0) {
+        return fail(Error::kResolveError, gai_strerror(error));
+    }
+    const bool known = list != nullptr && list->ai_canonname != nullptr;
+    text = known ? list->ai_canonname : name;
+    return 0;
 }
 
 int OrvSMTPClient::sendMailFrom(const std::string& sender) {
-    return command("MAIL FROM:<" + sender + ">", kMailFromError, timeouts_.command);
+    return command("MAIL FROM:<" + sender + ">", Error::kMailFromError, timeouts_.command);
 }
 
 int OrvSMTPClient::sendRcptTo(const std::string& recipient) {
-    return command("RCPT TO:<" + recipient + ">", kRcptToError, timeouts_.command);
+    return command("RCPT TO:<" + recipient + ">", Error::kRcptToError, timeouts_.command);
 }
 
 int OrvSMTPClient::sendDataCmd() {
-    return command("DATA", kDataError, timeouts_.data);
+    return command("DATA", Error::kDataError, timeouts_.data);
 }
 
 int OrvSMTPClient::sendBody(std::string text) {
-    if (limitPassed_) {
+    if (connection_.limitPassed()) {
         return refuseToGoOn();
     }
-    text += kOrvLineEnd;
-    limitSteps(timeouts_.text);
+    text += kLineEnd;
+    connection_.limitSteps(timeouts_.text);
     if (sendRequest(text) < 0) {
-        errorCode_ = kDataError;
+        error_.code = Error::kDataError;
         return -1;
     }
     return 0;
 }
 
 int OrvSMTPClient::sendDataEnd() {
-    return command(".", kDataEndError, timeouts_.dataEnd);
+    return command(".", Error::kDataEndError, timeouts_.dataEnd);
 }
 
 int OrvSMTPClient::sendReset() {
-    return command("RSET", kResetError, timeouts_.command);
+    return command("RSET", Error::kResetError, timeouts_.command);
 }
 
 int OrvSMTPClient::sendQuit() {
-    return command("QUIT", kSocketClosedError, timeouts_.quit);
+    return command("QUIT", Error::kSocketClosedError, timeouts_.quit);
 }
 
 // Sends one command line and reads its reply. 0 or negative.
-int OrvSMTPClient::command(const std::string& line, ErrorCode sendError, std::chrono::milliseconds limit) {
-    if (limitPassed_) {
+int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit) {
+    if (connection_.limitPassed()) {
         return refuseToGoOn();
     }
-    limitSteps(limit);
-    if (sendRequest(line + kOrvLineEnd) < 0) {
-        errorCode_ = sendError;
+    connection_.limitSteps(limit);
+    if (sendRequest(line + kLineEnd) < 0) {
+        error_.code = sendError;
         return -1;
     }
     return recvResponse();
@@ -124,8 +128,7 @@ int OrvSMTPClient::sendRequest(std::string_view request) {
     orvTraceParts(kTraceModule, __func__, "SMTP Send (incl CRLF) {", request, "}\n");
     std::size_t length = request.size();
     while (!request.empty()) {
-        errno = ENOTCONN;
-        const ssize_t sent = socket_ ? system_.send(socket_.get(), request.data(), request.size()) : -1;
+        const ssize_t sent = connection_.send(request);
         const int error = errno;
         ORV_TRACE("SMTP bytes sent = %d of %u\n", static_cast<int>(sent), static_cast<unsigned>(request.size()));
         if (sent >= 0) {
@@ -133,9 +136,7 @@ int OrvSMTPClient::sendRequest(std::string_view request) {
         } else if (error == EMSGSIZE && length > kShortRequest) {
             length = kShortRequest;  // Kept: the whole remainder is tried once more, not a shorter piece.
         } else if (error != EINTR) {
-            connected_ = connected_ && error == EMSGSIZE;
-            limitPassed_ = isPassedLimit(error);
-            errorText_ = orvErrorText(connectionError(error));
+            error_.text = orvErrorText(error);
             return -1;
         }
     }
@@ -143,67 +144,44 @@ int OrvSMTPClient::sendRequest(std::string_view request) {
 }
 
 int OrvSMTPClient::recvResponse() {
-    if (!socket_) {
-        return connectionLost(ENOTCONN);
+    const bool wasConnected = connected();
+    if (connection_.receive() < 0) {
+        if (const int error = errno; wasConnected) {
+            fail(Error::kSocketClosedError, orvErrorText(error));
+            closedInOrder_ = error == 0;
+        }
+        return -1;
     }
-    ssize_t got = -1;
-    do {
-        errno = 0;  // a connection closed in order has no error: its text is then the one for success
-        got = system_.receive(socket_.get(), reply_.data(), kReplySize);
-    } while (got < 0 && errno == EINTR);
-    if (got <= 0) {
-        const int error = errno;
-        limitPassed_ = isPassedLimit(error);
-        return connectionLost(connectionError(error));
-    }
-    reply_[static_cast<std::size_t>(got)] = '\0';
-    ORV_TRACE("SMTP StatusSMTPResponse (incl CRLF) {%s}\n", reply_.data());
+    const char* const reply = connection_.received();
+    ORV_TRACE("SMTP StatusSMTPResponse (incl CRLF) {%s}\n", reply);
     // Needs no memory: without it, a mail that the server has just taken would be sent again.
-    if (isPositive(reply_.front())) {
-        reply_.fill('\0');
+    if (isPositive(*reply)) {
         return 0;
     }
-    std::string_view text = reply_.data();
-    if (text.ends_with(kOrvLineEnd)) {
+    std::string_view text = reply;
+    if (text.ends_with(kLineEnd)) {
         text.remove_suffix(2);
     }
     lastReply_ = text;
-    fail(kResponseError, "SMTP server error Response");
+    fail(Error::kResponseError, "SMTP server error Response");
     return -2;
 }
 
 // Whoever did not answer in time, or did not read, would only hold up the thread once more.
 int OrvSMTPClient::refuseToGoOn() {
-    return fail(kSocketClosedError, orvErrorText(ETIMEDOUT));
-}
-
-int OrvSMTPClient::connectionLost(int error) {
-    if (connected_) {
-        connected_ = false;
-        fail(kSocketClosedError, orvErrorText(error));
-        closedInOrder_ = error == 0;
-    }
-    return -1;
+    return fail(Error::kSocketClosedError, orvErrorText(ETIMEDOUT));
 }
 
 void OrvSMTPClient::startAfresh() {
-    errorCode_ = kOkay;
+    error_.code = Error::kOkay;
+    error_.text.clear();
     closedInOrder_ = false;
     lastReply_.clear();
-    errorText_.clear();
 }
 
-int OrvSMTPClient::fail(ErrorCode code, const std::string& text) {
-    errorCode_ = code;
+int OrvSMTPClient::fail(Error::Code code, const std::string& text) {
+    error_.code = code;
     closedInOrder_ = false;
-    errorText_ = text;
+    error_.text = text;
     return -1;
-}
-
-void OrvSMTPClient::limitSteps(std::chrono::milliseconds limit) {
-    if (limit == limit_ || !socket_) {
-        return;
-    }
-    limit_ = limit;
-    system_.limitSteps(socket_.get(), limit);
 }

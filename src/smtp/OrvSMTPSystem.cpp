@@ -1,7 +1,8 @@
 #include "smtp/OrvSMTPSystem.h"
 
-#include <sys/socket.h>
 #include <sys/time.h>
+
+#include <cerrno>
 
 namespace {
 
@@ -27,18 +28,38 @@ int OrvSMTPSystem::connect(int socket, const sockaddr* address, socklen_t length
     return ::connect(socket, address, length);
 }
 
-ssize_t OrvSMTPSystem::send(int socket, const void* bytes, std::size_t length) {
-    return ::send(socket, bytes, length, MSG_NOSIGNAL);
+ssize_t OrvSMTPSystem::send(int socket, const void* bytes, std::size_t length, Waiting waiting) {
+    if (waiting == Waiting::kAllowed) {
+        return ::send(socket, bytes, length, MSG_NOSIGNAL);
+    }
+#ifdef MSG_DONTWAIT
+    return ::send(socket, bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+#else
+    errno = EAGAIN;  // whether it would have to wait cannot be known
+    return -1;
+#endif
 }
 
 ssize_t OrvSMTPSystem::receive(int socket, void* bytes, std::size_t length) {
     return ::recv(socket, bytes, length, 0);
 }
 
-void OrvSMTPSystem::limitSteps(int socket, std::chrono::milliseconds limit) {
+void OrvSMTPSystem::bound(int socket, int option, std::chrono::milliseconds limit) {
     const timeval value = toTimeval(limit);
-    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
-    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
+    setsockopt(socket, SOL_SOCKET, option, &value, sizeof value);
+}
+
+int OrvSMTPSystem::lookUp(const std::string& name, int flags, AddressList& list) {
+    addrinfo hints{};
+    hints.ai_flags = flags;
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* first = nullptr;
+    const int error = resolve(name.c_str(), hints, &first);
+    if (error == 0) {
+        list = AddressList(first, {this});
+    }
+    return error;
 }
 
 OrvSMTPSystem& OrvSMTPSystem::real() {

@@ -7,6 +7,8 @@
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
+#include <string>
 
 class OrvSMTPSystem {
 public:
@@ -16,12 +18,24 @@ public:
     virtual int resolve(const char* name, const addrinfo& hints, addrinfo** list);
     virtual void freeList(addrinfo* list);
     virtual int connect(int socket, const sockaddr* address, socklen_t length);
-    // As send, without flags but for the signal that a closed connection would raise.
-    virtual ssize_t send(int socket, const void* bytes, std::size_t length);
+    // As send, without flags but for the signal that a closed connection would raise. One that does not wait fails
+    // with EAGAIN when it would have to.
+    enum class Waiting { kAllowed, kNever };
+    virtual ssize_t send(int socket, const void* bytes, std::size_t length, Waiting waiting);
     // As recv, without flags.
     virtual ssize_t receive(int socket, void* bytes, std::size_t length);
-    // Bounds every single send and receive from now on. A socket that cannot be bounded is broken: using it will tell.
-    virtual void limitSteps(int socket, std::chrono::milliseconds limit);
+    // Bounds every single send, or receive, from now on: SO_SNDTIMEO or SO_RCVTIMEO. A socket that cannot be bounded is
+    // broken: using it will tell.
+    virtual void bound(int socket, int option, std::chrono::milliseconds limit);
+
+    // A resolved name's addresses, given back to the system that found them.
+    struct ListFreer {
+        OrvSMTPSystem* system;
+        void operator()(addrinfo* list) const { system->freeList(list); }
+    };
+    using AddressList = std::unique_ptr<addrinfo, ListFreer>;
+    // The addresses of a name for streams, of any family. 0, or the resolver's error and no list.
+    int lookUp(const std::string& name, int flags, AddressList& list);
 
     // The system itself. Any thread.
     static OrvSMTPSystem& real();

@@ -1,7 +1,6 @@
 #include "smtp/OrvSendDialogue.h"
 
 #include "dbg/OrvDbg.h"
-#include "mesg/OrvCHMesg.h"
 #include "profile/OrvCHMesgCommon.h"
 
 #include <cstdio>
@@ -33,33 +32,37 @@ ClientIdentity identityOfTry(int number, const OrvIdentity& identity) {
 }  // namespace
 
 OrvSendDialogue::OrvSendDialogue(OrvSMTPClient& client, const OrvCHMesgCommon& identity, OrvSendReporter& reporter,
-                                 Server server, OrvCHMesg& message)
-    : client_(client),
-      identity_(identity),
-      composer_(identity),
-      reporter_(reporter),
-      server_(std::move(server)),
-      message_(message) {
-    reporter_.makeRoomForEntries(1);  // about the end of it
+                                 OrvMailServer server, OrvCHMesg& message)
+    : parties_{client, identity, reporter, std::move(server), message} {
+    reporter.makeRoomForEntries(1);  // about the end of it
 }
 
 int OrvSendDialogue::run() {
-    const auto connect = [this] {
-        return client_.connectServer(server_.address, server_.port, server_.kind) < 0 ? -1 : presentClient();
+    OrvSMTPClient& client = parties_.client;
+    const OrvMailServer& server = parties_.server;
+    const auto connect = [&] {
+        return client.connectServer(server.Address, server.Port, server.Kind) < 0 ? -1 : presentClient();
     };
     if (attempt(connect) < 0) {
         return endInFailure(false);
     }
-    for (const auto& envelope : message_.Envelopes) {
-        if (!envelope->Done && attempt([&] { return sendEnvelope(*envelope); }) < 0) {
-            return endInFailure(true);
-        }
+    if (attempt([this] { return sendEnvelopes(); }) < 0) {
+        return endInFailure(true);
     }
-    tryTo([this] { client_.sendQuit(); });
-    client_.disconnect();
-    if (reporter_.isRetryPending()) {
+    orvTryTo([&] { client.sendQuit(); });
+    client.disconnect();
+    if (parties_.reporter.isRetryPending()) {
         ORV_TRACE("Successful recovery of SMTP communications\n");
-        reporter_.report(orv_log::kRecovered);
+        parties_.reporter.report(orv_log::kRecovered);
+    }
+    return 0;
+}
+
+int OrvSendDialogue::sendEnvelopes() {
+    for (const auto& envelope : parties_.message.Envelopes) {
+        if (!envelope->Done && OrvEnvelopeDialogue(parties_, clientIdentity_, *envelope).run() < 0) {
+            return -1;
+        }
     }
     return 0;
 }
@@ -70,18 +73,18 @@ int OrvSendDialogue::presentClient() {
     for (int number = 1; number <= kIdentityTries && kind != SmtpAddrMode::kIPv6; ++number) {
         const char* trace = nullptr;
         {
-            const OrvCHMesgCommon::Reader identity(identity_);
+            const OrvCHMesgCommon::Reader identity(parties_.identity);
             const ClientIdentity choice = identityOfTry(number, *identity);
             kind = choice.kind;
             clientIdentity_ = *choice.text;
             trace = choice.trace;
         }
         ORV_TRACE("Send SMTP client identity as %s: %s\n", trace, clientIdentity_.c_str());
-        if (client_.sendHello(clientIdentity_, kind) == 0) {
+        if (parties_.client.sendHello(clientIdentity_, kind) == 0) {
             return 0;
         }
-        ORV_TRACE("Failed to send SMTP client identity: %s\n", client_.errorForTrace());
-        if (!client_.connected()) {
+        ORV_TRACE("Failed to send SMTP client identity: %s\n", parties_.client.errorForTrace());
+        if (!parties_.client.connected()) {
             break;  // a further try would only hide why the connection was lost
         }
     }
@@ -91,15 +94,16 @@ int OrvSendDialogue::presentClient() {
 
 // Keeps what went wrong before QUIT can change it, and closes the connection.
 int OrvSendDialogue::endInFailure(bool presented) {
-    tryTo([this] {
+    orvTryTo([this] {
         const bool thrown = exception_.front() != '\0';
-        failure_ = {client_.errorName(), thrown ? exception_.data() : client_.errorText(), client_.lastReply()};
+        failure_ = {parties_.client.errorName(), thrown ? exception_.data() : parties_.client.errorText(),
+                    parties_.client.lastReply()};
     });
-    if (presented && client_.connected()) {
-        tryTo([this] { client_.sendQuit(); });
+    if (presented && parties_.client.connected()) {
+        orvTryTo([this] { parties_.client.sendQuit(); });
     }
-    client_.disconnect();
-    reportCriticalFailure(reporter_);
+    parties_.client.disconnect();
+    reportCriticalFailure(parties_.reporter);
     return -1;
 }
 
@@ -111,10 +115,6 @@ void OrvSendDialogue::reportCriticalFailure(OrvSendReporter& reporter) {
 }
 
 void OrvSendDialogue::noteException(const char* what) {
-    traceException(what);
+    orvTraceException(what);
     std::snprintf(exception_.data(), exception_.size(), "%s", what);
-}
-
-void OrvSendDialogue::traceException(const char* what) {
-    ORV_TRACE("%s\n", what);
 }

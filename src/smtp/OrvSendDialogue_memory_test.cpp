@@ -1,7 +1,9 @@
 // A dialogue in which memory runs out, at each place in turn.
 #include "profile/FailingMemory.h"
 #include "smtp/MailFixture.h"
+#include "smtp/OrvMailComposer.h"
 #include "smtp/OrvSendDialogue.h"
+#include "smtp/SendFixture.h"
 #include "testing/ScriptedMailServer.h"
 
 #include <gmock/gmock.h>
@@ -65,8 +67,7 @@ protected:
         OrvSMTPTimeouts timeouts;
         timeouts.quit = std::chrono::milliseconds(10);  // inside a text it is never answered
         OrvSMTPClient client(timeouts);
-        OrvSendDialogue dialogue(client, identity.common(), reporter_,
-                                 {SmtpAddrMode::kIPv4, server_.address(), server_.port()}, message);
+        OrvSendDialogue dialogue(client, identity.common(), reporter_, mailServerAt(server_), message);
         int result = 0;
         {
             const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);

@@ -119,9 +119,7 @@ TEST_F(OrvSendDialogueMute, isGreetedAgainTheNextTime) {
     const TestIdentity identity(identity_);
     OrvSMTPClient client({}, system_);
     const auto deliver = [&] {
-        return OrvSendDialogue(client, identity.common(), reporter_,
-                               {SmtpAddrMode::kIPv4, server_.address(), server_.port()}, *message_)
-            .run();
+        return OrvSendDialogue(client, identity.common(), reporter_, mailServerAt(server_), *message_).run();
     };
     EXPECT_EQ(deliver(), -1);
 

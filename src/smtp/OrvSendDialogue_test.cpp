@@ -60,6 +60,21 @@ TEST_F(OrvSendDialogueTest, deliversEveryEnvelopeOnOneConnection) {
     EXPECT_THAT(server_.mailsTaken()[1].text, testing::HasSubstr("Subject: [CallHome: vendor] Switch event\r\n"));
 }
 
+// Each is a call of the system; with the one that has it send without delay they are five for a mail, six for a large
+// one.
+TEST_F(OrvSendDialogueTest, setsALimitOfItsSocketOnlyWhenItIsAnotherThanBefore) {
+    envelope("noc", {"a@example.com", "b@example.com"});
+    EXPECT_EQ(run(), 0);
+    EXPECT_EQ(system_.limitsSet, 4u) << "to be greeted and answered, after DATA, after the text, after QUIT";
+
+    message_->Envelopes.clear();
+    message_->Text = std::string(20000, 'x');
+    system_.limitsSet = 0;
+    envelope("noc", {"a@example.com"});
+    EXPECT_EQ(run(), 0);
+    EXPECT_EQ(system_.limitsSet, 5u) << "and to have the text taken";
+}
+
 TEST_F(OrvSendDialogueTest, passesOverAnEnvelopeThatIsDone) {
     envelope("noc", {"a@example.com"}).Done = true;
     envelope("vendor", {"v@example.com"});
@@ -290,8 +305,7 @@ TEST_F(OrvSendDialogueTest, leavesTheMessageFreeWhileItWaitsForTheServer) {
     envelope("noc", {"a@example.com"});
     const TestIdentity identity(identity_);
     OrvSMTPClient client;
-    OrvSendDialogue dialogue(client, identity.common(), reporter_,
-                             {SmtpAddrMode::kIPv4, server->address(), server->port()}, *message_);
+    OrvSendDialogue dialogue(client, identity.common(), reporter_, mailServerAt(*server), *message_);
     int result = 0;
     std::thread sender([&] { result = dialogue.run(); });
     ASSERT_TRUE(server->waitUntil([&] { return server->received(0).ends_with("RCPT TO:<a@example.com>\r\n"); }));

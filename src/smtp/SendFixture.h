@@ -11,6 +11,14 @@
 #include <type_traits>
 #include <vector>
 
+// The scripted server as a dialogue is told of it.
+inline OrvMailServer mailServerAt(const ScriptedMailServer& server) {
+    OrvMailServer settings;
+    settings.Address = server.address();
+    settings.Port = server.port();
+    return settings;
+}
+
 // "level number text" of an entry, as everything that records entries shows it.
 inline std::string entryLine(const OrvLogKind& entry, const char* text) {
     return orvFormat("%d %08x %s", entry.level, entry.id, text);

@@ -63,14 +63,15 @@ public:
         return OrvSMTPSystem::connect(socket, address, length);
     }
 
-    void limitSteps(int socket, std::chrono::milliseconds limit) override {
-        limit_ = limit;
-        OrvSMTPSystem::limitSteps(socket, limit);
+    void bound(int socket, int option, std::chrono::milliseconds limit) override {
+        (option == SO_SNDTIMEO ? sendLimit_ : receiveLimit_) = limit;
+        ++limitsSet;
+        OrvSMTPSystem::bound(socket, option, limit);
     }
 
     ssize_t receive(int socket, void* bytes, std::size_t length) override {
         if (muteSince.has_value() && muteSince->empty()) {
-            return letLimitPass();
+            return letLimitPass(receiveLimit_);
         }
         const int error = takeError(receiveErrors);
         if (error != 0) {
@@ -80,8 +81,11 @@ public:
         return OrvSMTPSystem::receive(socket, bytes, length);
     }
 
-    ssize_t send(int socket, const void* bytes, std::size_t length) override {
+    ssize_t send(int socket, const void* bytes, std::size_t length, Waiting waiting) override {
         const std::string_view text(static_cast<const char*>(bytes), length);
+        if (stuckSince.has_value() && text.starts_with(*stuckSince) && waiting == Waiting::kNever) {
+            return letLimitPass(std::chrono::milliseconds(0));
+        }
         lengths.push_back(length);
         lines.emplace_back(text.substr(0, std::min<std::size_t>(text.find('\r'), 40)));
         if (onSend) {
@@ -89,7 +93,7 @@ public:
         }
         if (stuckSince.has_value() && text.starts_with(*stuckSince)) {
             stuckSince = "";
-            return letLimitPass();
+            return letLimitPass(sendLimit_);
         }
         if (muteSince.has_value() && text.starts_with(*muteSince)) {
             muteSince = "";
@@ -104,7 +108,7 @@ public:
             errno = error;
             return -1;
         }
-        return OrvSMTPSystem::send(socket, bytes, std::min(length, most));
+        return OrvSMTPSystem::send(socket, bytes, std::min(length, most), waiting);
     }
 
     std::vector<std::string> addresses{"127.0.0.1"};
@@ -125,6 +129,7 @@ public:
     std::vector<std::size_t> lengths;    // asked to send
     int lists = 0;                       // not freed
     unsigned resolved = 0;               // lists given out
+    unsigned limitsSet = 0;
 
 private:
     struct Entry {
@@ -132,8 +137,8 @@ private:
         sockaddr_storage address{};
     };
 
-    ssize_t letLimitPass() {
-        held += limit_;
+    ssize_t letLimitPass(std::chrono::milliseconds limit) {
+        held += limit;
         errno = EAGAIN;
         return -1;
     }
@@ -191,5 +196,6 @@ private:
     }
 
     std::deque<Entry> entries_;
-    std::chrono::milliseconds limit_{0};  // of a step, at the moment
+    std::chrono::milliseconds sendLimit_{0};
+    std::chrono::milliseconds receiveLimit_{0};
 };

@@ -1,4 +1,4 @@
-#include "smtp/OrvServerRecord.h"
+#include "smtp/OrvMailServers.h"
 
 #include <gtest/gtest.h>
 
@@ -13,27 +13,27 @@ struct Row {
     const char* secondForm;
 };
 
-OrvServerRecord earlier() {
-    OrvServerRecord record;
-    record.assign("3-mail.example.com");
-    record.SecondForm = "kept";
-    return record;
+OrvMailServer earlier() {
+    OrvMailServer server;
+    server.assign("3-mail.example.com");
+    server.SecondForm = "kept";
+    return server;
 }
 
 }  // namespace
 
-TEST(OrvServerRecord, startsAsTheDefaultAddressDisabled) {
-    const OrvServerRecord record;
+TEST(OrvMailServer, startsAsTheDefaultAddressDisabled) {
+    const OrvMailServer server;
 
-    EXPECT_EQ(record.Kind, SmtpAddrMode::kIPv4);
-    EXPECT_EQ(record.Address, "0.0.0.0");
-    EXPECT_EQ(record.SecondForm, "00000000");
-    EXPECT_EQ(record.Port, 0u);
-    EXPECT_FALSE(record.Enabled);
-    EXPECT_FALSE(record.valid());
+    EXPECT_EQ(server.Kind, SmtpAddrMode::kIPv4);
+    EXPECT_EQ(server.Address, "0.0.0.0");
+    EXPECT_EQ(server.SecondForm, "00000000");
+    EXPECT_EQ(server.Port, 0u);
+    EXPECT_FALSE(server.Enabled);
+    EXPECT_FALSE(server.valid());
 }
 
-TEST(OrvServerRecord, readsEachFormOfAStoredValue) {
+TEST(OrvMailServer, readsEachFormOfAStoredValue) {
     const std::vector<Row> rows{
         {"0-", SmtpAddrMode::kIPv4, "0.0.0.0", "00000000"},
         {"0-10.1.2.3", SmtpAddrMode::kIPv4, "0.0.0.0", "00000000"},
@@ -58,37 +58,37 @@ TEST(OrvServerRecord, readsEachFormOfAStoredValue) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.value);
-        OrvServerRecord record;
-        record.assign(row.value);
-        EXPECT_EQ(record.Kind, row.kind);
-        EXPECT_EQ(record.Address, row.address);
-        EXPECT_EQ(record.SecondForm, row.secondForm);
+        OrvMailServer server;
+        server.assign(row.value);
+        EXPECT_EQ(server.Kind, row.kind);
+        EXPECT_EQ(server.Address, row.address);
+        EXPECT_EQ(server.SecondForm, row.secondForm);
     }
 }
 
-TEST(OrvServerRecord, staysUnchangedByAnyOtherValue) {
+TEST(OrvMailServer, staysUnchangedByAnyOtherValue) {
     for (const char* value : {"", "1", "-", "4-10.1.2.3", "10.1.2.3", "a-b", "1 10.1.2.3", "3mail", " 1-10.1.2.3"}) {
         SCOPED_TRACE(value);
-        OrvServerRecord record = earlier();
-        record.assign(value);
-        EXPECT_EQ(record.Kind, SmtpAddrMode::kHostName);
-        EXPECT_EQ(record.Address, "mail.example.com");
-        EXPECT_EQ(record.SecondForm, "kept");
+        OrvMailServer server = earlier();
+        server.assign(value);
+        EXPECT_EQ(server.Kind, SmtpAddrMode::kHostName);
+        EXPECT_EQ(server.Address, "mail.example.com");
+        EXPECT_EQ(server.SecondForm, "kept");
     }
 }
 
-TEST(OrvServerRecord, leavesPortAndEnableFlagToTheirOwnAttributes) {
-    OrvServerRecord record;
-    record.Port = 2525;
-    record.Enabled = true;
+TEST(OrvMailServer, leavesPortAndEnableFlagToTheirOwnAttributes) {
+    OrvMailServer server;
+    server.Port = 2525;
+    server.Enabled = true;
 
-    record.assign("1-10.1.2.3");
+    server.assign("1-10.1.2.3");
 
-    EXPECT_EQ(record.Port, 2525u);
-    EXPECT_TRUE(record.Enabled);
+    EXPECT_EQ(server.Port, 2525u);
+    EXPECT_TRUE(server.Enabled);
 }
 
-TEST(OrvServerRecord, isValidWhenEnabledAndNotTheDefaultAddress) {
+TEST(OrvMailServer, isValidWhenEnabledAndNotTheDefaultAddress) {
     struct {
         const char* value;
         bool enabled;
@@ -99,17 +99,17 @@ TEST(OrvServerRecord, isValidWhenEnabledAndNotTheDefaultAddress) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.value);
-        OrvServerRecord record;
-        record.assign(row.value);
-        record.Enabled = row.enabled;
-        EXPECT_EQ(record.valid(), row.valid);
+        OrvMailServer server;
+        server.assign(row.value);
+        server.Enabled = row.enabled;
+        EXPECT_EQ(server.valid(), row.valid);
     }
 }
 
-TEST(OrvServerRecord, isValidWithAnEmptyAddressWhichConnectingRefuses) {
-    OrvServerRecord record;
-    record.assign("1-");
-    record.Enabled = true;
+TEST(OrvMailServer, isValidWithAnEmptyAddressWhichConnectingRefuses) {
+    OrvMailServer server;
+    server.assign("1-");
+    server.Enabled = true;
 
-    EXPECT_TRUE(record.valid());
+    EXPECT_TRUE(server.valid());
 }

@@ -1,33 +1,60 @@
-// The main thread's part of sending: when to start, what a dialogue's outcome means, and when to try again.
+#include "smtp/OrvCHClient.h"
+
 #include "Mt/Threader.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
 #include "mesg/OrvCHMesg.h"
-#include "smtp/OrvCHClient.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHClient";
 constexpr int kOrdinaryPriority = 0;
-constexpr char kHandleFailMesg[] = "handleFailMesg";
 
 }  // namespace
 
 OrvCHClient::OrvCHClient(dsClient& store, OrvSendQueue& queue, OrvCHMesgCommon& identity, OrvConfigListener& config,
                          const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system)
     : OrvThread(kOrdinaryPriority, kThreadName),
-      store_(store),
       queue_(queue),
       identity_(identity),
       config_(config),
-      client_(timeouts, system) {
-    keepSpares();
+      settings_(store, state_),
+      worker_(identity, state_, *this, timeouts, system) {
+}
+
+OrvCHClient::~OrvCHClient() {
+    if (launched_) {
+        stopAndWait();
+    }
+}
+
+int OrvCHClient::readConfig() {
+    ORV_TRACE("Entry\n");
+    return orvCompleteUnlessSent(config_, OrvConfigListener::kSendClient, [this] { return settings_.request(); });
+}
+
+int OrvCHClient::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    return orvCompleteAfter(config_, OrvConfigListener::kSendClient, [&] { return applyAnswer(entries, statuses); });
+}
+
+int OrvCHClient::applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+    const int result = settings_.apply(entries, statuses);
+    endRetry();
+    delay_.setValidServers(settings_.validCount());
+    settings_.publish();
+    return result;
+}
+
+bool OrvCHClient::checkServers() {
+    delay_.setValidServers(settings_.validCount());
+    return settings_.duplicate();
 }
 
 int OrvCHClient::startThread() {
@@ -43,7 +70,7 @@ int OrvCHClient::startThread() {
 }
 
 void OrvCHClient::oneSecondTick() {
-    if (retryPending_) {
+    if (state_.retryPending) {
         if (queue_.sendCount() == 0) {
             cancelRetry();
         } else if (!sendOutstanding_) {
@@ -54,7 +81,7 @@ void OrvCHClient::oneSecondTick() {
             }
         }
     }
-    if (!retryPending_ && !sendOutstanding_) {
+    if (!state_.retryPending && !sendOutstanding_) {
         tryStart();
     }
 }
@@ -65,7 +92,7 @@ void OrvCHClient::cancelRetry() {
 }
 
 void OrvCHClient::endRetry() {
-    retryPending_ = false;
+    state_.retryPending = false;
     countdown_ = kNoCountdown;
     delay_.reset();
 }
@@ -133,17 +160,17 @@ void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
         return;
     }
     changeover();
-    const OrvServerRecord server = activeServer();
-    const int port = static_cast<int>(server.Port);
-    ORV_TRACE("Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(), port, countdown_);
-    orvLog(orv_log::kRetryLater, server.Address.c_str(), port, countdown_);
+    const OrvMailServer server = settings_.active();
+    ORV_TRACE("Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(), server.shownPort(),
+              countdown_);
+    orvLog(orv_log::kRetryLater, server.Address.c_str(), server.shownPort(), countdown_);
 }
 
 void OrvCHClient::reportFailure(const OrvSendFailure& failure) const {
-    const Mt::Lock lock(lock_);
-    orvTraceAndLog(kTraceModule, kHandleFailMesg, orv_log::kSendFailed, currentServer_.address.c_str(),
-                   static_cast<int>(currentServer_.port), failure.reason.c_str(), failure.description.c_str(),
-                   failure.response.c_str());
+    const Mt::Lock lock(state_.lock);
+    const OrvMailServer& server = state_.current;
+    orvTraceAndLog(kTraceModule, "handleFailMesg", orv_log::kSendFailed, server.Address.c_str(), server.shownPort(),
+                   failure.reason.c_str(), failure.description.c_str(), failure.response.c_str());
 }
 
 void OrvCHClient::handleSucceedMesg(const OrvCHClientSucceed& mesg) {
@@ -157,7 +184,7 @@ void OrvCHClient::handleSucceedMesg(const OrvCHClientSucceed& mesg) {
 }
 
 void OrvCHClient::armRetry() {
-    retryPending_ = true;
+    state_.retryPending = true;
     countdown_ = static_cast<std::int32_t>(delay_.nextAfterFailure());
 }
 
@@ -174,15 +201,33 @@ void OrvCHClient::finishMessage(OrvCHMesg& message) {
 void OrvCHClient::sendAgain(OrvCHMesg& message) {
     try {
         changeover();
-        const OrvServerRecord server = activeServer();
-        const int port = static_cast<int>(server.Port);
+        const OrvMailServer server = settings_.active();
         orvTrace(kTraceModule, "handleSucceedMesg", "Will retry via SMTP server=%s, port=%d\n", server.Address.c_str(),
-                 port);
-        orvLog(orv_log::kRetryNow, server.Address.c_str(), port);
+                 server.shownPort());
+        orvLog(orv_log::kRetryNow, server.Address.c_str(), server.shownPort());
     } catch (...) {
         sendOutstanding_ = false;
         queue_.peekClose(&message);
         throw;
     }
     pushSendMesg(&message);
+}
+
+int OrvCHClient::runThread() {
+    threadRunning_ = true;
+    const int result = runDispatcher();
+    if (result < 0) {
+        ORV_TRACE("handle_events failed\n");
+    }
+    ORV_TRACE("Terminating\n");
+    return result;
+}
+
+void OrvCHClient::handleThreadMesg(OrvToThreadMesg* mesg) {
+    const auto* send = dynamic_cast<const OrvCHClientSend*>(mesg);
+    if (send == nullptr) {
+        ORV_TRACE("Unrecognized message ID [%d] sent from main thread\n", static_cast<int>(mesg->code()));
+    } else if (worker_.handleSendMesg(*send) < 0) {
+        endDispatcher();
+    }
 }

@@ -1,7 +1,6 @@
-// The send thread's part: one dialogue per message, and its outcome back to the main thread.
+#include "smtp/OrvSendWorker.h"
+
 #include "dbg/OrvDbg.h"
-#include "mesg/OrvCHMesg.h"
-#include "smtp/OrvCHClient.h"
 
 #include <exception>
 #include <new>
@@ -9,7 +8,7 @@
 
 namespace {
 
-constexpr char kTraceModule[] = "OrvCHClient";
+constexpr char kTraceModule[] = "OrvCHClient";  // whose part this is
 
 // Reason and response stay empty: what the client holds belongs to an earlier dialogue. All of it does when there is
 // no memory for the text.
@@ -32,37 +31,18 @@ bool provide(std::unique_ptr<Outcome>& outcome) {
 
 }  // namespace
 
-OrvCHClient::~OrvCHClient() {
-    if (launched_) {
-        stopAndWait();
-    }
+OrvSendWorker::OrvSendWorker(const OrvCHMesgCommon& identity, OrvSendState& state, OrvMainThreadDoor& door,
+                             const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system)
+    : identity_(identity), state_(state), door_(door), client_(timeouts, system) {
+    keepSpares();
 }
 
-int OrvCHClient::runThread() {
-    threadRunning_ = true;
-    const int result = runDispatcher();
-    if (result < 0) {
-        ORV_TRACE("handle_events failed\n");
-    }
-    ORV_TRACE("Terminating\n");
-    return result;
-}
-
-void OrvCHClient::handleThreadMesg(OrvToThreadMesg* mesg) {
-    if (const auto* send = dynamic_cast<const OrvCHClientSend*>(mesg); send != nullptr) {
-        handleSendMesg(*send);
-    } else {
-        ORV_TRACE("Unrecognized message ID [%d] sent from main thread\n", static_cast<int>(mesg->code()));
-    }
-}
-
-void OrvCHClient::handleSendMesg(const OrvCHClientSend& mesg) {
+int OrvSendWorker::handleSendMesg(const OrvCHClientSend& mesg) {
     // Before anything is sent: a mail that has reached its recipients would be sent to them again after a restart.
     if (!provide(fail_) || !provide(succeed_)) {
         ORV_TRACE("Failure to allocate %s object\n", fail_ == nullptr ? "OrvCHClientFail" : "OrvCHClientSucceed");
         ORV_TRACE("Send thread exiting\n");
-        endDispatcher();
-        return;
+        return -1;
     }
     OrvSendFailure failure;
     if (sendMessage(*mesg.message(), failure) == 0) {
@@ -71,10 +51,11 @@ void OrvCHClient::handleSendMesg(const OrvCHClientSend& mesg) {
         pushFailMesg(*mesg.message(), std::move(failure));
     }
     keepSpares();
+    return 0;
 }
 
 // For the next message, as far as there is memory now. One entry: that its dialogue could not even begin.
-void OrvCHClient::keepSpares() {
+void OrvSendWorker::keepSpares() {
     constexpr std::size_t kEntries = 1;
     spareEntries_.shrinkTo(kEntries);
     provide(fail_);
@@ -86,7 +67,7 @@ void OrvCHClient::keepSpares() {
     }
 }
 
-int OrvCHClient::sendMessage(OrvCHMesg& message, OrvSendFailure& failure) {
+int OrvSendWorker::sendMessage(OrvCHMesg& message, OrvSendFailure& failure) {
     try {
         OrvSendDialogue dialogue(client_, identity_, *this, takeCurrentServer(), message);
         const int result = dialogue.run();
@@ -102,29 +83,30 @@ int OrvCHClient::sendMessage(OrvCHMesg& message, OrvSendFailure& failure) {
     return -1;
 }
 
-OrvSendDialogue::Server OrvCHClient::takeCurrentServer() {
-    const Mt::Lock lock(lock_);
-    const OrvServerRecord& server = servers_.active();
-    currentServer_ = {};  // a failure to take it over must not be told of the server before
-    currentServer_ = {server.Kind, server.Address, server.Port};
-    return currentServer_;
+// A failure to take the active server over must not be told of the one before, nor of half of this one.
+OrvMailServer OrvSendWorker::takeCurrentServer() {
+    const Mt::Lock lock(state_.lock);
+    state_.current = {};
+    state_.current.Address.clear();
+    state_.current = OrvMailServer(state_.servers.active());
+    return state_.current;
 }
 
-void OrvCHClient::pushFailMesg(OrvCHMesg& message, OrvSendFailure&& failure) {
+void OrvSendWorker::pushFailMesg(OrvCHMesg& message, OrvSendFailure&& failure) {
     fail_->setMessage(&message);
     fail_->setFailure(std::move(failure));
-    [[maybe_unused]] const int result = pushToMain(std::move(fail_));
+    door_.tellMain(std::move(fail_));
 }
 
-void OrvCHClient::pushSucceedMesg(OrvCHMesg& message) {
+void OrvSendWorker::pushSucceedMesg(OrvCHMesg& message) {
     succeed_->setMessage(&message);
-    [[maybe_unused]] const int result = pushToMain(std::move(succeed_));
+    door_.tellMain(std::move(succeed_));
 }
 
-void OrvCHClient::logSend(const OrvLogKind& entry, const char* text) {
+void OrvSendWorker::logSend(const OrvLogKind& entry, const char* text) {
     if (std::unique_ptr<OrvToMainMesg> mesg = spareEntries_.take(entry, text); mesg != nullptr) {
-        [[maybe_unused]] const int result = pushToMain(std::move(mesg));
-        return;
+        door_.tellMain(std::move(mesg));
+    } else {
+        door_.logToMain(entry, text);
     }
-    logTextFromThread(entry, text);
 }

@@ -1,41 +1,41 @@
-// The mail servers' configuration: asking for it, taking it in, and publishing which server is active.
+#include "smtp/OrvServerSettings.h"
+
 #include "base/OrvNumber.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvDsStatus.h"
-#include "smtp/OrvCHClient.h"
 
 #include <vector>
 
 namespace {
 
-constexpr char kTraceModule[] = "OrvCHClient";
+constexpr char kTraceModule[] = "OrvCHClient";  // whose part this is
 constexpr char kTrue[] = "True";
-// Kept: a line of this file, as the entry has always shown it.
+// Kept: a line of the source, as the entry has always shown it.
 constexpr int kUnknownAttributeLine = 86;
 
-void setPort(OrvServerRecord& server, const std::string& value) {
+void setPort(OrvMailServer& server, const std::string& value) {
     server.Port = orvToUnsigned(value).value;
 }
 
-void setEnabled(OrvServerRecord& server, const std::string& value) {
+void setEnabled(OrvMailServer& server, const std::string& value) {
     server.Enabled = value == kTrue;
 }
 
-void setAddress(OrvServerRecord& server, const std::string& value) {
+void setAddress(OrvMailServer& server, const std::string& value) {
     server.assign(value);
 }
 
 }  // namespace
 
 // A key and what its value sets, in the order of the request.
-struct OrvCHClient::ConfigKey {
+struct OrvServerSettings::Key {
     const char* name;
-    OrvServerRecord OrvMailServers::*server;  // null: the gateway flag, which is no server's
-    void (*apply)(OrvServerRecord& server, const std::string& value);
+    OrvMailServer OrvMailServers::*server;  // null: the gateway flag, which is no server's
+    void (*apply)(OrvMailServer& server, const std::string& value);
 };
 
-constexpr OrvCHClient::ConfigKey OrvCHClient::kConfigKeys[] = {
+constexpr OrvServerSettings::Key OrvServerSettings::kKeys[] = {
     {"Global.Callhome.SMTPGatewayEnable", nullptr, nullptr},
     {"Global.Callhome.NF-SMTPAddr", &OrvMailServers::primary, setAddress},
     {"Global.Callhome.SMTPPort", &OrvMailServers::primary, setPort},
@@ -45,14 +45,9 @@ constexpr OrvCHClient::ConfigKey OrvCHClient::kConfigKeys[] = {
     {"Global.Callhome.SMTPEnable1", &OrvMailServers::secondary, setEnabled},
 };
 
-int OrvCHClient::readConfig() {
-    ORV_TRACE("Entry\n");
-    return orvCompleteUnlessSent(config_, OrvConfigListener::kSendClient, [this] { return request(); });
-}
-
-int OrvCHClient::request() {
+int OrvServerSettings::request() {
     std::vector<std::string> names;
-    for (const ConfigKey& key : kConfigKeys) {
+    for (const Key& key : kKeys) {
         orvLog(orv_log::kBuildDetailRequest, key.name);
         names.emplace_back(key.name);
     }
@@ -64,16 +59,10 @@ int OrvCHClient::request() {
     return -1;
 }
 
-int OrvCHClient::processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
-    // The report comes without the lock: it may end the read cycle, which asks for the servers again.
-    return orvCompleteAfter(config_, OrvConfigListener::kSendClient, [&] { return applyAnswer(entries, statuses); });
-}
-
-// Minus the number of unknown keys.
-int OrvCHClient::applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+int OrvServerSettings::apply(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
     constexpr char kFunction[] = "processConfigBulk";
     int unknown = 0;
-    const Mt::Lock lock(lock_);
+    const Mt::Lock lock(state_.lock);
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const DsEntry& entry = entries[i];
         orvTrace(kTraceModule, kFunction, "name = %s, type = %d, value = %s\n", entry.name.c_str(),
@@ -85,23 +74,20 @@ int OrvCHClient::applyAnswer(std::span<const DsEntry> entries, std::span<const s
             ++unknown;
         }
     }
-    endRetry();
-    delay_.setValidServers(servers_.validCount());
-    servers_.chooseActive();
-    publishActive(servers_.published());
+    state_.servers.chooseActive();
     return -unknown;
 }
 
-// False when the key is unknown. With the lock held.
-bool OrvCHClient::applyEntry(const DsEntry& entry) {
-    for (const ConfigKey& key : kConfigKeys) {
+// False when the key is unknown.
+bool OrvServerSettings::applyEntry(const DsEntry& entry) {
+    for (const Key& key : kKeys) {
         if (entry.name != key.name) {
             continue;
         }
         if (key.server == nullptr) {
             gatewayEnabled_ = entry.value == kTrue;
         } else {
-            key.apply(servers_.*key.server, entry.value);
+            key.apply(state_.servers.*key.server, entry.value);
             ORV_TRACE("%s = %s\n", key.name, entry.value.c_str());
         }
         return true;
@@ -109,7 +95,8 @@ bool OrvCHClient::applyEntry(const DsEntry& entry) {
     return false;
 }
 
-void OrvCHClient::publishActive(const OrvMailServers::Published& published) {
+void OrvServerSettings::publish() {
+    const OrvMailServers::Published published = ask(&OrvMailServers::published);
     const struct {
         const char* name;
         std::uint32_t type;
@@ -126,7 +113,7 @@ void OrvCHClient::publishActive(const OrvMailServers::Published& published) {
     }
 }
 
-int OrvCHClient::processDsStatus(std::uint32_t id, std::int32_t status) {
+int OrvServerSettings::processDsStatus(std::uint32_t id, std::int32_t status) {
     if (id != kActiveServerRequestId) {
         orvLog(orv_log::kClientIdUnknown, __func__, id);
         return -1;
@@ -138,41 +125,27 @@ int OrvCHClient::processDsStatus(std::uint32_t id, std::int32_t status) {
     return 0;
 }
 
-int OrvCHClient::changeover() {
-    const Mt::Lock lock(lock_);
-    if (servers_.changeover() < 0) {
-        return -1;
+int OrvServerSettings::changeover() {
+    {
+        const Mt::Lock lock(state_.lock);
+        if (state_.servers.changeover() < 0) {
+            return -1;
+        }
     }
-    publishActive(servers_.published());
+    publish();
     return 0;
 }
 
-bool OrvCHClient::usable() const {
-    const Mt::Lock lock(lock_);
-    return servers_.usable();
+OrvMailServers OrvServerSettings::servers() const {
+    const Mt::Lock lock(state_.lock);
+    return state_.servers;
 }
 
-bool OrvCHClient::checkServers() {
-    const Mt::Lock lock(lock_);
-    delay_.setValidServers(servers_.validCount());
-    return servers_.duplicate();
-}
-
-OrvMailServers OrvCHClient::servers() const {
-    const Mt::Lock lock(lock_);
-    return servers_;
-}
-
-OrvServerRecord OrvCHClient::activeServer() const {
-    const Mt::Lock lock(lock_);
-    return servers_.active();
-}
-
-void OrvCHClient::probe() const {
+void OrvServerSettings::probe() const {
     const OrvMailServers servers = this->servers();
-    const OrvServerRecord& primary = servers.primary;
-    const OrvServerRecord& secondary = servers.secondary;
-    const OrvServerRecord& active = servers.active();
+    const OrvMailServer& primary = servers.primary;
+    const OrvMailServer& secondary = servers.secondary;
+    const OrvMailServer& active = servers.active();
     ORV_TRACE(
         "OrvCHClient probe:\n"
         "  SMTPGatewayEnabled = %u\n"

@@ -1,0 +1,56 @@
+// The configuration of the mail servers: asking for it, taking it in, and publishing which server is active.
+//
+// Main thread only. What the send thread needs of it stands in the state that both share.
+#pragma once
+
+#include "dsClient.h"
+#include "smtp/OrvSendState.h"
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+
+class OrvServerSettings {
+public:
+    // Requests to the attribute store.
+    static constexpr std::uint32_t kConfigRequestId = 1;
+    static constexpr std::uint32_t kActiveServerRequestId = 12;
+
+    // Both outlive the settings.
+    OrvServerSettings(dsClient& store, OrvSendState& state) : store_(store), state_(state) {}
+
+    // Asks the store for the servers. 0, or -1 when the request could not be sent.
+    [[nodiscard]] int request();
+    // Takes the answer in and chooses the active server. Minus the number of unknown keys.
+    [[nodiscard]] int apply(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    // Tells the store which server is active.
+    void publish();
+    // The answer to that. 0, or -1 when the write failed or was not this part's.
+    [[nodiscard]] int processDsStatus(std::uint32_t id, std::int32_t status);
+    // Makes the other server active, and publishes it, if it is valid. 0, or -1 when nothing changed.
+    int changeover();
+
+    // None of these needs memory.
+    bool usable() const { return ask(&OrvMailServers::usable); }
+    bool duplicate() const { return ask(&OrvMailServers::duplicate); }
+    unsigned validCount() const { return ask(&OrvMailServers::validCount); }
+
+    OrvMailServer active() const { return ask(&OrvMailServers::active); }
+    OrvMailServers servers() const;
+    void probe() const;
+
+private:
+    struct Key;
+    static const Key kKeys[];
+
+    template <typename Answer>
+    std::remove_cvref_t<Answer> ask(Answer (OrvMailServers::*question)() const) const {
+        const Mt::Lock lock(state_.lock);
+        return (state_.servers.*question)();
+    }
+    bool applyEntry(const DsEntry& entry) ORV_REQUIRES(state_.lock);
+
+    dsClient& store_;
+    OrvSendState& state_;
+    bool gatewayEnabled_ = false;  // only shown
+};
