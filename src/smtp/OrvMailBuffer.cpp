@@ -1,7 +1,6 @@
 #include "smtp/OrvMailBuffer.h"
 
 #include "dbg/OrvDbg.h"
-#include "smtp/OrvLineEnd.h"
 
 #include <new>
 

@@ -11,6 +11,9 @@
 #include <string_view>
 #include <utility>
 
+// What ends every line of a mail.
+inline constexpr char kOrvLineEnd[] = "\r\n";
+
 class OrvMailBuffer {
 public:
     enum class Empty { kSkip, kForce };

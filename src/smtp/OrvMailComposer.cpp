@@ -3,7 +3,6 @@
 #include "base/OrvMutex.h"
 #include "mesg/OrvCHMesg.h"
 #include "profile/OrvCHMesgCommon.h"
-#include "smtp/OrvMailLines.h"
 #include "smtp/OrvMimeMail.h"
 #include "smtp/OrvTextMail.h"
 

@@ -1,37 +1,31 @@
-// What composing holds on to, and what it lets go. The program is linked with --wrap for compileAttachment().
+// What composing holds on to, and what it lets go. The program is linked with --wrap for orvOpenUnlinked().
 #include "smtp/OrvMailComposer.h"
 
 #include "smtp/MailFixture.h"
-#include "smtp/OrvMailAttachment.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/types.h>
 
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <string_view>
 #include <thread>
-
-#define ORV_COMPILE_ATTACHMENT \
-    _Z17compileAttachmentR13OrvMailBufferRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEES8_S8_
-#define ORV_JOIN(a, b) a##b
-#define ORV_REAL(name) ORV_JOIN(__real_, name)
-#define ORV_WRAP(name) ORV_JOIN(__wrap_, name)
 
 namespace {
 
-std::function<void()> beforeAttachment;  // may be empty
+std::function<void()> beforeAttachment;  // is opened; may be empty
 
 }  // namespace
 
 extern "C" {
-int ORV_REAL(ORV_COMPILE_ATTACHMENT)(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
-                                     const std::string& captureId);
-int ORV_WRAP(ORV_COMPILE_ATTACHMENT)(OrvMailBuffer& buffer, const std::string& boundary, const std::string& name,
-                                     const std::string& captureId) {
-    if (beforeAttachment) {
+int __real_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode);
+int __wrap_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode) {
+    if (beforeAttachment && std::string_view(path).ends_with(".gz.17")) {
         beforeAttachment();
     }
-    return ORV_REAL(ORV_COMPILE_ATTACHMENT)(buffer, boundary, name, captureId);
+    return __real_orvOpenUnlinked(path, trusted, flags, mode);
 }
 }
 
@@ -91,6 +85,9 @@ TEST_F(OrvMailComposerTest, letsMessageAndIdentityGo) {
 TEST_F(OrvMailComposerTest, readsAttachmentsWithoutHoldingIdentityOrMessage) {
     const auto message = captureOf({"first.gz", "second.gz"});
     const OrvCHEnvelope& envelope = addEnvelope(*message, "noc", {"a@example.com"});
+    for (const char* name : {"first.gz.17", "second.gz.17"}) {
+        root_.write(std::string("/ostrel/conf/orv/callHome/attachments/") + name, "H4sI");
+    }
     TestIdentity identity(fullIdentity());
     const std::string expected = compose(identity.common(), *message, envelope);
     unsigned attachments = 0;

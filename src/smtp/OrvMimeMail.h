@@ -1,8 +1,9 @@
-// The body of a capture mail: a readable part that says what was captured, and the captured files as attachments.
+// The body of a capture mail: a readable part that says what was captured, and the captured files, which hold Base64
+// text already, as attachments.
 #pragma once
 
 #include "smtp/OrvMailBuffer.h"
-#include "smtp/OrvMailSource.h"
+#include "smtp/OrvTextMail.h"
 
 #include <string>
 #include <vector>
@@ -17,5 +18,7 @@ struct OrvMimeAttachments {
 // Preamble and readable part. The message holds a capture.
 void orvAddMimeTextPart(OrvMailBuffer& buffer, const OrvMailSource& source);
 
-// A part for each attachment, the copy of the mail below "/tmp/", and the closing boundary. Reads files.
+// A part for each attachment, a copy of the mail below "/tmp/" for the developers, and the closing boundary. Reads
+// files. One that cannot be read, or that would take the mail to its limit, is replaced by a readable part that says
+// so; a link in its place is a file that cannot be read. A copy that cannot be written is traced and left out.
 void orvAddMimeAttachments(OrvMailBuffer& buffer, const OrvMimeAttachments& attachments);
