@@ -21,6 +21,20 @@ if(ORV_SANITIZE)
     target_link_options(orv_flags INTERFACE -fsanitize=${ORV_SANITIZE})
 endif()
 
+# A release is the same bytes from whichever directory, and hard to misuse. Position independence is asked for by name: not
+# every compiler is set up for it.
+target_compile_options(orv_flags INTERFACE $<$<CONFIG:Release>:
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=build/
+    -fPIE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+target_link_options(orv_flags INTERFACE $<$<CONFIG:Release>:-pie -Wl,-z,relro,-z,now -Wl,-O1 -Wl,--hash-style=gnu>)
+
+# orv_fast(TARGET...): rooms that every mail passes. A release builds them for speed, all others for size.
+function(orv_fast)
+    foreach(name ${ARGN})
+        target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O2>)
+    endforeach()
+endfunction()
+
 if(NOT BUILD_TESTING)
     # Nothing to look for.
 elseif(CMAKE_CROSSCOMPILING)
