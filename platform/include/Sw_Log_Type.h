@@ -11,7 +11,7 @@
 
 struct Sw_Log_Type {
     static constexpr std::size_t SIZE = 312;
-    static constexpr std::size_t NAME_SIZE = 16;  // location names, NUL-padded
+    static constexpr std::size_t NAME_SIZE = 16;   // location names, NUL-padded
     static constexpr std::size_t TEXT_SIZE = 228;  // text, NUL-padded
 
     std::int32_t kind = 0;  // log type; equals the level that app_log was given
@@ -22,7 +22,7 @@ struct Sw_Log_Type {
     std::int32_t spare = -1;
     std::uint32_t flags = 0;
     std::uint32_t componentClass = 0;
-    std::uint32_t seconds = 0;       // since the epoch, unsigned: good until 2106
+    std::uint32_t seconds = 0;  // since the epoch, unsigned: good until 2106
     std::uint32_t microseconds = 0;
     std::int32_t location1 = 0;
     std::int32_t location2 = 0;

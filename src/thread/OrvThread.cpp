@@ -84,7 +84,7 @@ int OrvThread::setUpLogger() const {
         if (OrvDbg::setOfThread(logger.get()) < 0) {
             return -1;
         }
-        logger.release();
+        static_cast<void>(logger.release());  // the thread's own from here on
         return 0;
     } catch (const std::exception&) {
         return -1;

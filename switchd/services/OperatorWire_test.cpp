@@ -146,8 +146,7 @@ TEST(OperatorWire, readsBackLogPagesWithSixtyFourBitNumbers) {
     EXPECT_EQ(read->entries, page.entries);
     EXPECT_TRUE(read->more);
     isReadOnlyWhole<LogPage>(page.encode());
-    EXPECT_EQ((LogRequest{0x0102030405060708, 9, 3}.encode()),
-              bytes({1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 9, 0, 0, 0, 3}));
+    EXPECT_EQ((LogRequest{0x0102030405060708, 9, 3}.encode()), bytes({1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 9, 0, 0, 0, 3}));
     EXPECT_EQ(LogRequest::decode(LogRequest{1, 9}.encode())->maxLevel, INT32_MAX);
     EXPECT_EQ(LogRequest::decode(LogRequest{0x0102030405060708, 9}.encode())->since, 0x0102030405060708u);
     EXPECT_EQ(LogRequest::decode(LogRequest{1, 9}.encode())->limit, 9u);
