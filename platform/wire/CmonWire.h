@@ -1,6 +1,8 @@
 // Messages of the configuration monitor (format 105). Codes 1, 96 and 97 have no payload.
 #pragma once
 
+#include "platform/wire/Fields.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -10,6 +12,9 @@
 struct CmonConfReadAck {
     std::int32_t status = 0;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<CmonConfReadAck> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) { io(message.status); }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<CmonConfReadAck> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<CmonConfReadAck>(payload);
+    }
 };

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Hsb_Address.h"
+#include "platform/wire/Fields.h"
 
 #include <cstdint>
 #include <optional>
@@ -17,16 +18,25 @@ struct CnsRegister {
     std::int32_t options = 0;
     std::string name;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<CnsRegister> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.kind, message.options);
+        io.text16(message.name);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<CnsRegister> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<CnsRegister>(payload);
+    }
 };
 
 // Code 2: the sender is no longer known as name.
 struct CnsUnregister {
     std::string name;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<CnsUnregister> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) { io.text16(message.name); }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<CnsUnregister> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<CnsUnregister>(payload);
+    }
 };
 
 // Code 3: where is the component called name? Answered as soon as it is known, with the same tag.
@@ -37,8 +47,15 @@ struct CnsLookup {
     std::string name;
     std::string instance;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<CnsLookup> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.tag, message.kind, message.options);
+        io.text16(message.name);
+        io.text16(message.instance);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<CnsLookup> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<CnsLookup>(payload);
+    }
 };
 
 // Code 4.
@@ -46,6 +63,12 @@ struct CnsLookupResponse {
     std::uint32_t tag = 0;
     Hsb_Address address;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<CnsLookupResponse> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.tag);
+        io(message.address);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<CnsLookupResponse> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<CnsLookupResponse>(payload);
+    }
 };

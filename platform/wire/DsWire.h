@@ -3,6 +3,9 @@
 // Every request carries an id that its answer repeats.
 #pragma once
 
+#include "dsClient.h"
+#include "platform/wire/Fields.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -14,8 +17,11 @@
 struct DsConnect {
     std::uint32_t version = 1;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<DsConnect> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) { io(message.version); }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<DsConnect> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<DsConnect>(payload);
+    }
 };
 
 // Code 21; answered by code 2.
@@ -24,8 +30,12 @@ struct DsGet {
     std::uint32_t count = 1;
     std::string name;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<DsGet> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.id, message.count);
+        io.slot(message.name, dsClient::NAME_SLOT);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<DsGet> decode(std::span<const std::uint8_t> payload) { return decodeFields<DsGet>(payload); }
 };
 
 // Code 22; answered by code 9.
@@ -33,9 +43,24 @@ struct DsBulkGet {
     std::uint32_t id = 0;
     std::vector<std::string> names;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<DsBulkGet> decode(std::span<const std::uint8_t> payload);
-    static std::vector<std::uint8_t> encode(std::uint32_t id, std::span<const std::string> names);
+    static void fields(auto& io, auto& message) {
+        io(message.id);
+        io.list(
+            message.names, [](auto& each, auto& name) { each.slot(name, dsClient::NAME_SLOT); },
+            dsClient::MAX_BULK_NAMES);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<DsBulkGet> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<DsBulkGet>(payload);
+    }
+    // Without copying the names.
+    static std::vector<std::uint8_t> encode(std::uint32_t id, std::span<const std::string> names) {
+        const struct {
+            std::uint32_t id;
+            std::span<const std::string> names;
+        } view{id, names};
+        return encodeFields(view, FIELDS_OF<DsBulkGet>);
+    }
 };
 
 // Code 23; answered by code 1.
@@ -46,8 +71,13 @@ struct DsSet {
     std::string name;
     std::string value;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<DsSet> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.id, message.type, message.count);
+        io.slot(message.name, dsClient::NAME_SLOT);
+        io.text32(message.value);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<DsSet> decode(std::span<const std::uint8_t> payload) { return decodeFields<DsSet>(payload); }
 };
 
 // One attribute in an answer.
@@ -57,6 +87,11 @@ struct DsValue {
     std::int32_t status = 0;
     std::string value;
 
+    static void fields(auto& io, auto& message) {
+        io.slot(message.name, dsClient::NAME_SLOT);
+        io(message.type, message.status);
+        io.text32(message.value);
+    }
     friend bool operator==(const DsValue&, const DsValue&) = default;
 };
 
@@ -65,8 +100,14 @@ struct DsAttributeAnswer {
     std::uint32_t id = 0;
     DsValue attribute;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<DsAttributeAnswer> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.id);
+        DsValue::fields(io, message.attribute);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<DsAttributeAnswer> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<DsAttributeAnswer>(payload);
+    }
 };
 
 // Code 9: the attributes in the order asked for.
@@ -74,8 +115,14 @@ struct DsBulkAnswer {
     std::uint32_t id = 0;
     std::vector<DsValue> attributes;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<DsBulkAnswer> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.id);
+        io.list(message.attributes, FIELDS_OF<DsValue>);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<DsBulkAnswer> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<DsBulkAnswer>(payload);
+    }
 };
 
 // Code 1.
@@ -83,6 +130,9 @@ struct DsStatusAnswer {
     std::uint32_t id = 0;
     std::int32_t status = 0;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<DsStatusAnswer> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) { io(message.id, message.status); }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<DsStatusAnswer> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<DsStatusAnswer>(payload);
+    }
 };

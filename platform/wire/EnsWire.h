@@ -1,6 +1,8 @@
 // Messages of the event service (formats 3 and 4).
 #pragma once
 
+#include "platform/wire/Fields.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -13,8 +15,14 @@ struct EnsEventData {
     std::uint32_t number = 0;
     std::span<const std::uint8_t> data;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<EnsEventData> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.category, message.number);
+        io.rest(message.data);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<EnsEventData> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<EnsEventData>(payload);
+    }
 };
 
 // Format 4 codes 1 to 4: subscribe, unsubscribe, add and remove as producer. (Code 51 has no payload.)
@@ -22,6 +30,9 @@ struct EnsRequest {
     std::uint32_t category = 0;
     std::uint32_t event = 0;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<EnsRequest> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) { io(message.category, message.event); }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<EnsRequest> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<EnsRequest>(payload);
+    }
 };

@@ -1,6 +1,8 @@
 // Messages to the event log (format 109): code 1 an entry, code 2 an alarm. Neither is answered.
 #pragma once
 
+#include "platform/wire/Fields.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -18,8 +20,15 @@ struct EventLogEntry {
     std::string component;  // the component's name; empty when it has none
     std::string text;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<EventLogEntry> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.level, message.id, message.slot, message.chip, message.port, message.spare, message.flags);
+        io.text16(message.component);
+        io.text32(message.text);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<EventLogEntry> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<EventLogEntry>(payload);
+    }
 
     friend bool operator==(const EventLogEntry&, const EventLogEntry&) = default;
 };

@@ -3,6 +3,9 @@
 // Profile names travel in slots of 36 bytes, padded with NUL; a longer name is cut so that a NUL remains.
 #pragma once
 
+#include "MessageCodes.h"
+#include "platform/wire/Fields.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -15,8 +18,11 @@ struct ManagementRequest {
     std::uint32_t handle = 0;
     std::uint32_t spare = 0;  // the daemon does not look at it
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<ManagementRequest> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) { io(message.handle, message.spare); }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<ManagementRequest> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<ManagementRequest>(payload);
+    }
 };
 
 // Code 2: 44 bytes.
@@ -25,8 +31,14 @@ struct TestProfileRequest {
     std::uint32_t spare = 0;
     std::string name;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<TestProfileRequest> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.handle, message.spare);
+        io.terminatedSlot(message.name, ManagementSize::NAME);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<TestProfileRequest> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<TestProfileRequest>(payload);
+    }
 };
 
 // Codes 101, 103 and 105.
@@ -34,8 +46,11 @@ struct ManagementResponse {
     std::uint32_t handle = 0;
     std::uint32_t status = 0;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<ManagementResponse> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) { io(message.handle, message.status); }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<ManagementResponse> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<ManagementResponse>(payload);
+    }
 };
 
 // Code 102.
@@ -44,8 +59,14 @@ struct TestProfileResponse {
     std::uint32_t status = 0;
     std::string name;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<TestProfileResponse> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.handle, message.status);
+        io.terminatedSlot(message.name, ManagementSize::NAME);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<TestProfileResponse> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<TestProfileResponse>(payload);
+    }
 };
 
 // Codes 104 and 106: an information block follows the status, or nothing. The block is a view, as in EnsEventData.
@@ -54,8 +75,14 @@ struct InfoResponse {
     std::uint32_t status = 0;
     std::span<const std::uint8_t> info;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<InfoResponse> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.handle, message.status);
+        io.rest(message.info);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<InfoResponse> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<InfoResponse>(payload);
+    }
 };
 
 // Code 107.
@@ -63,8 +90,14 @@ struct TestProfileResults {
     std::uint32_t status = 0;
     std::string name;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<TestProfileResults> decode(std::span<const std::uint8_t> payload);
+    static void fields(auto& io, auto& message) {
+        io(message.status);
+        io.terminatedSlot(message.name, ManagementSize::NAME);
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<TestProfileResults> decode(std::span<const std::uint8_t> payload) {
+        return decodeFields<TestProfileResults>(payload);
+    }
 };
 
 // The information block of code 104: what each profile has processed. 12 bytes and 104 per profile; with no
@@ -88,5 +121,11 @@ struct QueueInfo {
     std::uint32_t waiting = 0;
     std::uint32_t open = 0;
 
-    static std::optional<QueueInfo> decode(std::span<const std::uint8_t> block);
+    static void fields(auto& io, auto& info) {
+        io.padding(ManagementSize::INFO_START);
+        io(info.bytesInUse, info.waiting, info.open);
+    }
+    static std::optional<QueueInfo> decode(std::span<const std::uint8_t> block) {
+        return decodeFields<QueueInfo>(block);
+    }
 };

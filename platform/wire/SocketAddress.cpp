@@ -48,28 +48,3 @@ std::optional<std::string> SocketAddress::text(const Slot& slot) {
     }
     return std::string(buffer.data());
 }
-
-std::vector<std::uint8_t> InterfaceChange::encode() const {
-    WireWriter writer(12 + addresses.size() * SLOT);
-    writer.u32(interface).u32(management).u32(static_cast<std::uint32_t>(addresses.size()));
-    for (const SocketAddress::Slot& slot : addresses) {
-        writer.bytes(slot);
-    }
-    return writer.take();
-}
-
-std::optional<InterfaceChange> InterfaceChange::decode(std::span<const std::uint8_t> data) {
-    WireReader reader(data);
-    InterfaceChange change;
-    change.interface = reader.u32();
-    change.management = reader.u32();
-    const std::size_t count = reader.u32();
-    if (!reader.ok() || reader.remaining() % SLOT != 0 || reader.remaining() / SLOT != count) {
-        return std::nullopt;
-    }
-    change.addresses.resize(count);
-    for (SocketAddress::Slot& slot : change.addresses) {
-        std::ranges::copy(reader.bytes(SLOT), slot.begin());
-    }
-    return change;
-}

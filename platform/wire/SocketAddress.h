@@ -6,6 +6,7 @@
 #pragma once
 
 #include "MessageCodes.h"
+#include "platform/wire/Fields.h"
 
 #include <array>
 #include <cstddef>
@@ -32,6 +33,12 @@ struct InterfaceChange {
     std::uint32_t management = 0;
     std::vector<SocketAddress::Slot> addresses;
 
-    std::vector<std::uint8_t> encode() const;
-    static std::optional<InterfaceChange> decode(std::span<const std::uint8_t> data);
+    static void fields(auto& io, auto& message) {
+        io(message.interface, message.management);
+        io.list(message.addresses, [](auto& each, auto& slot) { each.bytes(slot); });
+    }
+    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
+    static std::optional<InterfaceChange> decode(std::span<const std::uint8_t> data) {
+        return decodeFields<InterfaceChange>(data);
+    }
 };

@@ -11,6 +11,8 @@
 #pragma once
 
 #include "Sw_Log_Type.h"
+#include "platform/wire/Fields.h"
+#include "platform/wire/LogRecordFields.h"
 #include "switchd/services/FaultRule.h"
 #include "switchd/store/Attribute.h"
 #include "switchd/store/LogEntry.h"
@@ -62,6 +64,18 @@ constexpr std::uint16_t replyTo(std::uint16_t code) {
 
 }  // namespace OperatorCode
 
+// Attributes and log entries are the stores', which know no messages.
+inline constexpr auto ATTRIBUTE_FIELDS = [](auto& io, auto& attribute) {
+    io.text32(attribute.key);
+    io(attribute.type);
+    io.text32(attribute.value);
+};
+inline constexpr auto LOG_ENTRY_FIELDS = [](auto& io, auto& entry) {
+    io(entry.id, entry.seconds, entry.microseconds, entry.level, entry.number, entry.flags);
+    io.text32(entry.component);
+    io.text32(entry.text);
+};
+
 enum class OperatorStatus : std::uint32_t {
     OK = 0,
     REFUSED = 1,       // the request makes no sense: unknown code, body that cannot be read, value out of range
@@ -73,8 +87,12 @@ struct OperatorRequest {
     std::uint32_t tag = 0;
     WireSpan body;
 
-    WireBytes encode() const;
-    static std::optional<OperatorRequest> decode(WireSpan payload);
+    static void fields(auto& io, auto& message) {
+        io(message.tag);
+        io.rest(message.body);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<OperatorRequest> decode(WireSpan payload) { return decodeFields<OperatorRequest>(payload); }
 };
 
 // A push has the same layout as a request: tag and body.
@@ -86,29 +104,37 @@ struct OperatorReply {
     std::string reason;  // for a person to read; empty when OK
     WireSpan body;
 
-    WireBytes encode() const;
-    static std::optional<OperatorReply> decode(WireSpan payload);
+    static void fields(auto& io, auto& message) {
+        io(message.tag, message.status);
+        io.text32(message.reason);
+        io.rest(message.body);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<OperatorReply> decode(WireSpan payload) { return decodeFields<OperatorReply>(payload); }
 };
 
 struct OneText {
     std::string text;
 
-    WireBytes encode() const;
-    static std::optional<OneText> decode(WireSpan body);
+    static void fields(auto& io, auto& message) { io.text32(message.text); }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<OneText> decode(WireSpan body) { return decodeFields<OneText>(body); }
 };
 
 struct OneTag {
     std::uint32_t number = 0;
 
-    WireBytes encode() const;
-    static std::optional<OneTag> decode(WireSpan body);
+    static void fields(auto& io, auto& message) { io(message.number); }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<OneTag> decode(WireSpan body) { return decodeFields<OneTag>(body); }
 };
 
 struct KeyList {
     std::vector<std::string> keys;
 
-    WireBytes encode() const;
-    static std::optional<KeyList> decode(WireSpan body);
+    static void fields(auto& io, auto& message) { io.list(message.keys, TEXT32_FIELD); }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<KeyList> decode(WireSpan body) { return decodeFields<KeyList>(body); }
 };
 
 // What GET found; where found is false, only the attribute's key is set.
@@ -121,8 +147,14 @@ struct AttributeAnswers {
     };
     std::vector<Answer> answers;
 
-    WireBytes encode() const;
-    static std::optional<AttributeAnswers> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.list(message.answers, [](auto& each, auto& answer) {
+            each.flag32(answer.found);
+            ATTRIBUTE_FIELDS(each, answer.attribute);
+        });
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<AttributeAnswers> decode(WireSpan body) { return decodeFields<AttributeAnswers>(body); }
 };
 
 // The attributes whose keys begin with prefix and come after the key `after` ("": from the first).
@@ -130,8 +162,12 @@ struct ListRequest {
     std::string prefix;
     std::string after;
 
-    WireBytes encode() const;
-    static std::optional<ListRequest> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.text32(message.prefix);
+        io.text32(message.after);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<ListRequest> decode(WireSpan body) { return decodeFields<ListRequest>(body); }
 };
 
 // In the order of the keys' bytes. With more, ask again after the last key.
@@ -139,8 +175,12 @@ struct AttributePage {
     std::vector<Attribute> attributes;
     bool more = false;
 
-    WireBytes encode() const;
-    static std::optional<AttributePage> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.flag32(message.more);
+        io.list(message.attributes, ATTRIBUTE_FIELDS);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<AttributePage> decode(WireSpan body) { return decodeFields<AttributePage>(body); }
 };
 
 // Done as a whole or not at all.
@@ -148,8 +188,12 @@ struct ChangeRequest {
     std::vector<Attribute> set;
     std::vector<std::string> unset;
 
-    WireBytes encode() const;
-    static std::optional<ChangeRequest> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.list(message.set, ATTRIBUTE_FIELDS);
+        io.list(message.unset, TEXT32_FIELD);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<ChangeRequest> decode(WireSpan body) { return decodeFields<ChangeRequest>(body); }
 };
 
 // A switch log record to publish. Without a time of its own it gets the time at which the switch publishes it.
@@ -157,8 +201,12 @@ struct LogRecord {
     Sw_Log_Type record;
     bool timed = false;
 
-    WireBytes encode() const;
-    static std::optional<LogRecord> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.flag32(message.timed);
+        LOG_RECORD_FIELDS(io, message.record);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<LogRecord> decode(WireSpan body) { return decodeFields<LogRecord>(body); }
 };
 
 struct RawEvent {
@@ -166,8 +214,12 @@ struct RawEvent {
     std::uint32_t number = 0;
     WireSpan data;
 
-    WireBytes encode() const;
-    static std::optional<RawEvent> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io(message.category, message.number);
+        io.rest(message.data);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<RawEvent> decode(WireSpan body) { return decodeFields<RawEvent>(body); }
 };
 
 // Log entries with a greater id than since and no greater level than maxLevel, at most limit (0: as many as one answer
@@ -177,8 +229,9 @@ struct LogRequest {
     std::uint32_t limit = 0;
     std::int32_t maxLevel = INT32_MAX;
 
-    WireBytes encode() const;
-    static std::optional<LogRequest> decode(WireSpan body);
+    static void fields(auto& io, auto& message) { io(message.since, message.limit, message.maxLevel); }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<LogRequest> decode(WireSpan body) { return decodeFields<LogRequest>(body); }
 };
 
 // Oldest first. With more, ask again since the last id.
@@ -186,8 +239,12 @@ struct LogPage {
     std::vector<LogEntry> entries;
     bool more = false;
 
-    WireBytes encode() const;
-    static std::optional<LogPage> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.flag32(message.more);
+        io.list(message.entries, LOG_ENTRY_FIELDS);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<LogPage> decode(WireSpan body) { return decodeFields<LogPage>(body); }
 };
 
 // How far a component has come. Each state includes the ones before it.
@@ -210,8 +267,14 @@ struct ComponentList {
     };
     std::vector<Component> components;
 
-    WireBytes encode() const;
-    static std::optional<ComponentList> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.list(message.components, [](auto& each, auto& component) {
+            each.text32(component.name);
+            each(component.state, component.node, component.process);
+        });
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<ComponentList> decode(WireSpan body) { return decodeFields<ComponentList>(body); }
 };
 
 // Component names in requests match whatever their case ("orvApp" finds "OrvApp").
@@ -219,8 +282,12 @@ struct WaitRequest {
     std::string component;
     ComponentState state = ComponentState::STARTED;
 
-    WireBytes encode() const;
-    static std::optional<WaitRequest> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.text32(message.component);
+        io(message.state);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<WaitRequest> decode(WireSpan body) { return decodeFields<WaitRequest>(body); }
 };
 
 // A management request (format 0x4015). The first word of a payload of four bytes or more becomes a handle of the
@@ -232,8 +299,14 @@ struct ManagementCall {
     bool answered = true;
     WireSpan payload;
 
-    WireBytes encode() const;
-    static std::optional<ManagementCall> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.text32(message.component);
+        io(message.code);
+        io.flag16(message.answered);
+        io.rest(message.payload);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<ManagementCall> decode(WireSpan body) { return decodeFields<ManagementCall>(body); }
 };
 
 // The component's response as it came (platform/wire/ManagementWire.h); nothing when none was waited for.
@@ -241,8 +314,12 @@ struct ManagementAnswer {
     std::uint16_t code = 0;
     WireSpan payload;
 
-    WireBytes encode() const;
-    static std::optional<ManagementAnswer> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io(message.code);
+        io.rest(message.payload);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<ManagementAnswer> decode(WireSpan body) { return decodeFields<ManagementAnswer>(body); }
 };
 
 // What became of test messages: 0 sent, else not.
@@ -255,16 +332,26 @@ struct TestResults {
     };
     std::vector<Result> results;
 
-    WireBytes encode() const;
-    static std::optional<TestResults> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.list(message.results, [](auto& each, auto& result) {
+            each.text32(result.profile);
+            each(result.status);
+        });
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<TestResults> decode(WireSpan body) { return decodeFields<TestResults>(body); }
 };
 
 struct ProbeRequest {
     std::string component;
     std::uint16_t code = 0;
 
-    WireBytes encode() const;
-    static std::optional<ProbeRequest> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.text32(message.component);
+        io(message.code);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<ProbeRequest> decode(WireSpan body) { return decodeFields<ProbeRequest>(body); }
 };
 
 struct RawMessage {
@@ -273,14 +360,29 @@ struct RawMessage {
     std::uint16_t code = 0;
     WireSpan payload;
 
-    WireBytes encode() const;
-    static std::optional<RawMessage> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.text32(message.component);
+        io(message.format, message.code);
+        io.rest(message.payload);
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<RawMessage> decode(WireSpan body) { return decodeFields<RawMessage>(body); }
 };
 
 namespace FaultWire {
 
-WireBytes encode(const FaultRule& rule);
-std::optional<FaultRule> decode(WireSpan body);
+inline constexpr auto FIELDS = [](auto& io, auto& rule) {
+    io(rule.kind, rule.operation);
+    io.text32(rule.pattern);
+    io(rule.count, rule.milliseconds, rule.status);
+};
+
+inline WireBytes encode(const FaultRule& rule) {
+    return encodeFields(rule, FIELDS);
+}
+inline std::optional<FaultRule> decode(WireSpan body) {
+    return decodeFields<FaultRule>(body, FIELDS);
+}
 
 }  // namespace FaultWire
 
@@ -294,6 +396,12 @@ struct FaultList {
     };
     std::vector<Entry> faults;
 
-    WireBytes encode() const;
-    static std::optional<FaultList> decode(WireSpan body);
+    static void fields(auto& io, auto& message) {
+        io.list(message.faults, [](auto& each, auto& fault) {
+            each(fault.number);
+            FaultWire::FIELDS(each, fault.rule);
+        });
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<FaultList> decode(WireSpan body) { return decodeFields<FaultList>(body); }
 };

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
+#include <string>
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -16,6 +19,22 @@ WireBytes bytes(std::initializer_list<int> values) {
 }
 
 const WireBytes TAIL = bytes({1, 2, 0, 255});
+
+// A body as a row of words, each in hex or a text between apostrophes: "00000002 'Hi'".
+WireBytes spelt(const std::string& words) {
+    WireBytes result;
+    std::istringstream in(words);
+    for (std::string word; in >> word;) {
+        if (word.front() == '\'') {
+            result.insert(result.end(), word.begin() + 1, word.end() - 1);
+            continue;
+        }
+        for (std::size_t at = 0; at < word.size(); at += 2) {
+            result.push_back(static_cast<std::uint8_t>(std::stoul(word.substr(at, 2), nullptr, 16)));
+        }
+    }
+    return result;
+}
 
 // Every proper prefix of a body is refused, and so is one byte more.
 template <typename Message>
@@ -215,4 +234,36 @@ TEST(OperatorWire, readsBackFaultRules) {
     }
     EXPECT_EQ(FaultList::decode(list.encode())->faults, list.faults);
     isReadOnlyWhole<FaultList>(list.encode());
+}
+
+// The bytes of what is only read back above.
+TEST(OperatorWire, putsEachFieldInItsPlace) {
+    const Attribute some{"Key", 2, "25"};
+    const FaultRule rule{FaultKind::DELAY, FaultOperation::BULK_GET, "G.*", 3, 1500, -7};
+    const std::string ruleWords = "00000002 00000003 00000003 'G.*' 00000003 000005dc fffffff9";
+    const LogEntry entry{0x100000002, -2, 999999, -3, 0x8B000001u, 4096, "OrvApp", "text"};
+    LogRecord record;
+    record.timed = true;
+    record.record.kind = 3;
+
+    EXPECT_EQ((AttributeAnswers{{{true, some}, {false, {"E", 1, ""}}}}.encode()),
+              spelt("00000002 00000001 00000003 'Key' 00000002 00000002 '25' 00000000 00000001 'E' 00000001 00000000"));
+    EXPECT_EQ((ListRequest{"Pre", "Af"}.encode()), spelt("00000003 'Pre' 00000002 'Af'"));
+    EXPECT_EQ((AttributePage{{some}, true}.encode()), spelt("00000001 00000001 00000003 'Key' 00000002 00000002 '25'"));
+    EXPECT_EQ((LogRequest{1, 9, -1}.encode()), spelt("0000000000000001 00000009 ffffffff"));
+    EXPECT_EQ((LogPage{{entry}, true}.encode()),
+              spelt("00000001 00000001 0000000100000002 fffffffffffffffe 000f423f fffffffd 8b000001 00001000 "
+                    "00000006 'OrvApp' 00000004 'text'"));
+    EXPECT_EQ((ComponentList{{{"OrvApp", ComponentState::CONFIGURED, 1, 77}}}.encode()),
+              spelt("00000001 00000006 'OrvApp' 00000003 00000001 0000004d"));
+    EXPECT_EQ((WaitRequest{"orvApp", ComponentState::READY}.encode()), spelt("00000006 'orvApp' 00000002"));
+    EXPECT_EQ((ManagementCall{"orvApp", 2, true, TAIL}.encode()), spelt("00000006 'orvApp' 0002 0001 010200ff"));
+    EXPECT_EQ((TestResults{{{"Ops", 0}, {"Night", 1}}}.encode()),
+              spelt("00000002 00000003 'Ops' 00000000 00000005 'Night' 00000001"));
+    EXPECT_EQ((ProbeRequest{"orvApp", 5}.encode()), spelt("00000006 'orvApp' 0005"));
+    EXPECT_EQ((RawMessage{"orvApp", 103, 2, TAIL}.encode()), spelt("00000006 'orvApp' 0067 0002 010200ff"));
+    EXPECT_EQ(FaultWire::encode(rule), spelt(ruleWords));
+    EXPECT_EQ((FaultList{{{4, rule}}}.encode()), spelt("00000001 00000004 " + ruleWords));
+    const WireBytes recorded = record.encode();
+    EXPECT_THAT(WireSpan(recorded).first(8), ElementsAre(0, 0, 0, 1, 0, 0, 0, 3));
 }
