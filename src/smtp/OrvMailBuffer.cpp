@@ -23,16 +23,15 @@ void OrvMailBuffer::reserve(std::uint64_t bytes) {
 }
 
 void OrvMailBuffer::addLabelData(OrvMailLabel label, std::string_view value, Empty empty) {
-    const std::string_view labelText = orvMailLabelText(label);
     if (text_.size() >= limit_ || (empty == Empty::kSkip && value.empty())) {
         return;
     }
-    if (!fits(labelText, value)) {
+    if (!fits(label.text, value)) {
         text_.resize(limit_, ' ');
         return;
     }
-    orvTraceParts(kTraceModule, __func__, std::string("Adding to buffer: ").append(labelText), value, " CRLF\n");
-    text_.append(labelText).append(value).append(kLineEnd);
+    orvTraceParts(kTraceModule, __func__, std::string("Adding to buffer: ").append(label.text), value, " CRLF\n");
+    text_.append(label.text).append(value).append(kLineEnd);
 }
 
 // Kept: a line that would end exactly at the limit does not fit.

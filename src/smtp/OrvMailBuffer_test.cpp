@@ -9,8 +9,8 @@ using Empty = OrvMailBuffer::Empty;
 TEST(OrvMailBuffer, addsLabelValueAndLineEnd) {
     OrvMailBuffer buffer(100);
 
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
-    buffer.addLabelData(OrvMailLabel::kText, "hello");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kText, "hello");
 
     EXPECT_EQ(buffer.text(), "From: a@b\r\nText:           hello\r\n");
 }
@@ -18,17 +18,17 @@ TEST(OrvMailBuffer, addsLabelValueAndLineEnd) {
 TEST(OrvMailBuffer, skipsAnEmptyValueUnlessItIsForced) {
     OrvMailBuffer buffer(100);
 
-    buffer.addLabelData(OrvMailLabel::kPort, "");
+    buffer.addLabelData(orv_label::kPort, "");
     EXPECT_EQ(buffer.text(), "");
 
-    buffer.addLabelData(OrvMailLabel::kPort, "", Empty::kForce);
+    buffer.addLabelData(orv_label::kPort, "", Empty::kForce);
     EXPECT_EQ(buffer.text(), "Port:           \r\n");
 }
 
 TEST(OrvMailBuffer, addsAValueOfOneBlank) {
     OrvMailBuffer buffer(100);
 
-    buffer.addLabelData(OrvMailLabel::kBcc, " ");
+    buffer.addLabelData(orv_label::kBcc, " ");
 
     EXPECT_EQ(buffer.text(), "Bcc:  \r\n");
 }
@@ -36,7 +36,7 @@ TEST(OrvMailBuffer, addsAValueOfOneBlank) {
 TEST(OrvMailBuffer, addsALineEndOfItsOwnUnderTheEmptyLabel) {
     OrvMailBuffer buffer(100);
 
-    buffer.addLabelData(OrvMailLabel::kNone, "\r\n");
+    buffer.addLabelData(orv_label::kNone, "\r\n");
 
     EXPECT_EQ(buffer.text(), "\r\n\r\n");
 }
@@ -44,7 +44,7 @@ TEST(OrvMailBuffer, addsALineEndOfItsOwnUnderTheEmptyLabel) {
 TEST(OrvMailBuffer, takesALineThatEndsOneByteBeforeTheLimit) {
     OrvMailBuffer buffer(12);  // "From: a@b" CR LF is 11 bytes
 
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
 
     EXPECT_EQ(buffer.text(), "From: a@b\r\n");
 }
@@ -52,18 +52,18 @@ TEST(OrvMailBuffer, takesALineThatEndsOneByteBeforeTheLimit) {
 TEST(OrvMailBuffer, fillsWithBlanksWhenALineWouldEndExactlyAtTheLimit) {
     OrvMailBuffer buffer(11);
 
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
 
     EXPECT_EQ(buffer.text(), std::string(11, ' '));
 }
 
 TEST(OrvMailBuffer, addsNoLineAfterOneThatDidNotFit) {
     OrvMailBuffer buffer(20);
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
 
-    buffer.addLabelData(OrvMailLabel::kText, "too long for the rest");
-    buffer.addLabelData(OrvMailLabel::kNone, "x");
-    buffer.addLabelData(OrvMailLabel::kNone, "", Empty::kForce);
+    buffer.addLabelData(orv_label::kText, "too long for the rest");
+    buffer.addLabelData(orv_label::kNone, "x");
+    buffer.addLabelData(orv_label::kNone, "", Empty::kForce);
 
     EXPECT_EQ(buffer.text(), "From: a@b\r\n" + std::string(9, ' '));
 }
@@ -71,7 +71,7 @@ TEST(OrvMailBuffer, addsNoLineAfterOneThatDidNotFit) {
 TEST(OrvMailBuffer, keepsTheLimitAlsoForForcedLines) {
     OrvMailBuffer buffer(10);
 
-    buffer.addLabelData(OrvMailLabel::kPort, "", Empty::kForce);
+    buffer.addLabelData(orv_label::kPort, "", Empty::kForce);
 
     EXPECT_EQ(buffer.text(), std::string(10, ' '));
 }
@@ -79,7 +79,7 @@ TEST(OrvMailBuffer, keepsTheLimitAlsoForForcedLines) {
 TEST(OrvMailBuffer, fillsNothingForASkippedEmptyValue) {
     OrvMailBuffer buffer(3);
 
-    buffer.addLabelData(OrvMailLabel::kPort, "");
+    buffer.addLabelData(orv_label::kPort, "");
 
     EXPECT_EQ(buffer.text(), "");
 }
@@ -87,17 +87,17 @@ TEST(OrvMailBuffer, fillsNothingForASkippedEmptyValue) {
 TEST(OrvMailBuffer, addsNothingWithALimitOfZero) {
     OrvMailBuffer buffer(0);
 
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
-    buffer.addLabelData(OrvMailLabel::kNone, "", Empty::kForce);
+    buffer.addLabelData(orv_label::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kNone, "", Empty::kForce);
 
     EXPECT_EQ(buffer.text(), "");
 }
 
 TEST(OrvMailBuffer, fillsExactlyOneBlankWhenOneByteIsLeft) {
     OrvMailBuffer buffer(12);
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
 
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
 
     EXPECT_EQ(buffer.text(), "From: a@b\r\n ");
 }
@@ -106,7 +106,7 @@ TEST(OrvMailBuffer, appendsDirectTextBeyondTheLimitAndThenAddsNoLine) {
     OrvMailBuffer buffer(5);
 
     buffer.append("longer than five");
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
 
     EXPECT_EQ(buffer.text(), "longer than five");
 }
@@ -117,7 +117,7 @@ TEST(OrvMailBuffer, growsInPlaceUpToWhatRoomWasMadeFor) {
     const char* const place = buffer.text().data();
 
     for (int i = 0; i < 49; ++i) {
-        buffer.addLabelData(OrvMailLabel::kSwitchName, std::string(82, 'x'));
+        buffer.addLabelData(orv_label::kSwitchName, std::string(82, 'x'));
     }
     buffer.append(std::string(100, 'y'));
 
@@ -129,7 +129,7 @@ TEST(OrvMailBuffer, goesOnWithoutRoomThatCannotBeMade) {
     OrvMailBuffer buffer(100);
 
     buffer.reserve(UINT64_MAX);
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@x");
+    buffer.addLabelData(orv_label::kFrom, "a@x");
 
     EXPECT_EQ(buffer.text(), "From: a@x\r\n");
 }
@@ -137,7 +137,7 @@ TEST(OrvMailBuffer, goesOnWithoutRoomThatCannotBeMade) {
 TEST(OrvMailBuffer, takesTheLargestLimitThereIs) {
     OrvMailBuffer buffer(4294967295u);
 
-    buffer.addLabelData(OrvMailLabel::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, "a@b");
 
     EXPECT_EQ(buffer.text(), "From: a@b\r\n");
     EXPECT_EQ(buffer.limit(), 4294967295u);
@@ -146,7 +146,7 @@ TEST(OrvMailBuffer, takesTheLargestLimitThereIs) {
 TEST(OrvMailBuffer, carriesPercentSignsAndZeroBytesAsTheyAre) {
     OrvMailBuffer buffer(100);
 
-    buffer.addLabelData(OrvMailLabel::kNone, std::string("100%s%n\0!", 9));
+    buffer.addLabelData(orv_label::kNone, std::string("100%s%n\0!", 9));
 
     EXPECT_EQ(buffer.text(), std::string("100%s%n\0!\r\n", 11));
 }

@@ -1,43 +1,45 @@
 // The labels that open the lines of a mail: header names, and the labels of the body, blanks included, so that the
-// values line up. Any thread.
+// values line up. Constants.
 #pragma once
 
-#include <cstdint>
 #include <string_view>
 
-enum class OrvMailLabel : std::uint32_t {
-    kNone = 0,
-    kFrom = 1,
-    kDate = 2,
-    kBcc = 3,
-    kReplyTo = 4,
-    kSubject = 5,
-    kRule = 6,
-    kSwitchName = 7,
-    kSwitchIp = 8,
-    kSwitchWwn = 9,
-    kLevel = 10,
-    kText = 11,
-    kTime = 12,
-    kId = 13,
-    kBlade = 14,
-    kAsic = 15,
-    kPort = 16,
-    kVFabric = 17,
-    kApplication = 18,
-    kComponent = 19,
-    kDuplicateCount = 20,
-    kSerialNumber = 21,
-    kMimeVersion = 22,
-    kContentType = 23,
-    kCapture = 24,
-    kDayOfWeek = 25,
-    kTimeOfDay = 26,
-    kInterval = 27,
-    kShell = 28,
-    kCommand = 29,
-    kAttachments = 30,
+struct OrvMailLabel {
+    std::string_view text;
 };
 
-// The label's text; empty for kNone and for every number outside the table.
-std::string_view orvMailLabelText(OrvMailLabel label);
+namespace orv_label {
+
+inline constexpr OrvMailLabel kNone{""};
+inline constexpr OrvMailLabel kFrom{"From: "};
+inline constexpr OrvMailLabel kDate{"Date: "};
+inline constexpr OrvMailLabel kBcc{"Bcc: "};
+inline constexpr OrvMailLabel kReplyTo{"Reply-To: "};
+inline constexpr OrvMailLabel kSubject{"Subject: "};
+inline constexpr OrvMailLabel kRule{"------------    "};
+inline constexpr OrvMailLabel kSwitchName{"SwitchName:     "};
+inline constexpr OrvMailLabel kSwitchIp{"SwitchIP:       "};
+inline constexpr OrvMailLabel kSwitchWwn{"SwitchWWN:      "};
+inline constexpr OrvMailLabel kLevel{"Level:          "};
+inline constexpr OrvMailLabel kText{"Text:           "};
+inline constexpr OrvMailLabel kTime{"Time:           "};
+inline constexpr OrvMailLabel kId{"ID:             "};
+inline constexpr OrvMailLabel kBlade{"Blade:          "};
+inline constexpr OrvMailLabel kAsic{"ASIC:           "};
+inline constexpr OrvMailLabel kPort{"Port:           "};
+inline constexpr OrvMailLabel kVFabric{"vFabric:        "};
+inline constexpr OrvMailLabel kApplication{"Application:    "};
+inline constexpr OrvMailLabel kComponent{"Component:      "};
+inline constexpr OrvMailLabel kDuplicateCount{"DuplicateCount: "};
+inline constexpr OrvMailLabel kSerialNumber{"SN:             "};
+inline constexpr OrvMailLabel kMimeVersion{"MIME-Version: "};
+inline constexpr OrvMailLabel kContentType{"Content-Type: "};
+inline constexpr OrvMailLabel kCapture{"Capture:        "};
+inline constexpr OrvMailLabel kDayOfWeek{"DayOfWeek:      "};
+inline constexpr OrvMailLabel kTimeOfDay{"TimeOfDay:      "};
+inline constexpr OrvMailLabel kInterval{"Interval:       "};
+inline constexpr OrvMailLabel kShell{"Shell:          "};
+inline constexpr OrvMailLabel kCommand{"Command:        "};
+inline constexpr OrvMailLabel kAttachments{"Attachments:    "};
+
+}  // namespace orv_label

@@ -36,13 +36,13 @@ constexpr char kPreamble[] =
     "MIME-aware tools.\r\n\r\n";
 
 void addCapture(OrvMailBuffer& buffer, const CronCaptureData& capture) {
-    buffer.addLabelData(OrvMailLabel::kCapture, "Cron", Empty::kForce);
-    buffer.addLabelData(OrvMailLabel::kDayOfWeek, capture.DayOfWeek, Empty::kForce);
-    buffer.addLabelData(OrvMailLabel::kTimeOfDay, capture.TimeOfDay, Empty::kForce);
-    buffer.addLabelData(OrvMailLabel::kInterval, capture.Interval, Empty::kForce);
-    buffer.addLabelData(OrvMailLabel::kShell, capture.Shell, Empty::kForce);
-    buffer.addLabelData(OrvMailLabel::kCommand, capture.Command, Empty::kForce);
-    buffer.addLabelData(OrvMailLabel::kAttachments, std::to_string(capture.Attachments.size()), Empty::kForce);
+    buffer.addLabelData(orv_label::kCapture, "Cron", Empty::kForce);
+    buffer.addLabelData(orv_label::kDayOfWeek, capture.DayOfWeek, Empty::kForce);
+    buffer.addLabelData(orv_label::kTimeOfDay, capture.TimeOfDay, Empty::kForce);
+    buffer.addLabelData(orv_label::kInterval, capture.Interval, Empty::kForce);
+    buffer.addLabelData(orv_label::kShell, capture.Shell, Empty::kForce);
+    buffer.addLabelData(orv_label::kCommand, capture.Command, Empty::kForce);
+    buffer.addLabelData(orv_label::kAttachments, std::to_string(capture.Attachments.size()), Empty::kForce);
 }
 
 void addReplacement(OrvMailBuffer& buffer, const std::string& name, const char* reason) {

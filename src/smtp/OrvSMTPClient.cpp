@@ -74,18 +74,6 @@ int OrvSMTPClient::canonicalName(const std::string& name, std::string& text) {
     return 0;
 }
 
-int OrvSMTPClient::sendMailFrom(const std::string& sender) {
-    return command("MAIL FROM:<" + sender + ">", Error::kMailFromError, timeouts_.command);
-}
-
-int OrvSMTPClient::sendRcptTo(const std::string& recipient) {
-    return command("RCPT TO:<" + recipient + ">", Error::kRcptToError, timeouts_.command);
-}
-
-int OrvSMTPClient::sendDataCmd() {
-    return command("DATA", Error::kDataError, timeouts_.data);
-}
-
 int OrvSMTPClient::sendBody(std::string text) {
     if (connection_.limitPassed()) {
         return refuseToGoOn();
@@ -97,18 +85,6 @@ int OrvSMTPClient::sendBody(std::string text) {
         return -1;
     }
     return 0;
-}
-
-int OrvSMTPClient::sendDataEnd() {
-    return command(".", Error::kDataEndError, timeouts_.dataEnd);
-}
-
-int OrvSMTPClient::sendReset() {
-    return command("RSET", Error::kResetError, timeouts_.command);
-}
-
-int OrvSMTPClient::sendQuit() {
-    return command("QUIT", Error::kSocketClosedError, timeouts_.quit);
 }
 
 // Sends one command line and reads its reply. 0 or negative.

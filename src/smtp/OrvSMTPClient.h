@@ -33,14 +33,18 @@ public:
     int connectServer(const std::string& address, std::uint32_t port, SmtpAddrMode kind);
     // EHLO, and HELO when EHLO was refused. A host name is presented in its canonical form.
     int sendHello(const std::string& identity, SmtpAddrMode kind);
-    int sendMailFrom(const std::string& sender);
-    int sendRcptTo(const std::string& recipient);
-    int sendDataCmd();
+    int sendMailFrom(const std::string& sender) {
+        return command("MAIL FROM:<" + sender + ">", Error::kMailFromError, timeouts_.command);
+    }
+    int sendRcptTo(const std::string& recipient) {
+        return command("RCPT TO:<" + recipient + ">", Error::kRcptToError, timeouts_.command);
+    }
+    int sendDataCmd() { return command("DATA", Error::kDataError, timeouts_.data); }
     // The text and one line end, exactly as composed: no dot is doubled and no line is wrapped. Reads no reply.
     int sendBody(std::string text);
-    int sendDataEnd();
-    int sendReset();
-    int sendQuit();
+    int sendDataEnd() { return command(".", Error::kDataEndError, timeouts_.dataEnd); }
+    int sendReset() { return command("RSET", Error::kResetError, timeouts_.command); }
+    int sendQuit() { return command("QUIT", Error::kSocketClosedError, timeouts_.quit); }
     void disconnect() { connection_.close(); }
 
     // The two primitives. recvResponse: -1 the connection failed, -2 the server refused.

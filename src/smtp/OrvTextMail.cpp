@@ -34,8 +34,8 @@ bool isSet(const std::string& value, const char* marker) {
 }
 
 void addHeading(OrvMailBuffer& buffer, std::string_view heading) {
-    buffer.addLabelData(OrvMailLabel::kNone, kOrvLineEnd);
-    buffer.addLabelData(OrvMailLabel::kRule, heading);
+    buffer.addLabelData(orv_label::kNone, kOrvLineEnd);
+    buffer.addLabelData(orv_label::kRule, heading);
 }
 
 void addDuplicateLine(OrvMailBuffer& buffer, const OrvCHMesg& message) {
@@ -46,13 +46,13 @@ void addDuplicateLine(OrvMailBuffer& buffer, const OrvCHMesg& message) {
     if (message.DuplicateCount != 1) {
         text += ": last of " + std::to_string(message.DuplicateCount) + " repeated messages...";
     }
-    buffer.addLabelData(OrvMailLabel::kRule, text);
+    buffer.addLabelData(orv_label::kRule, text);
 }
 
 void addLocation(OrvMailBuffer& buffer, const OrvIdentity& identity) {
     if (isSet(identity.Location, kNoLocation)) {
         addHeading(buffer, "Switch Location");
-        buffer.addLabelData(OrvMailLabel::kNone, identity.Location);
+        buffer.addLabelData(orv_label::kNone, identity.Location);
     }
 }
 
@@ -74,20 +74,20 @@ void addContact(OrvMailBuffer& buffer, const OrvIdentity& identity) {
     const std::string text = contactText(identity);
     if (!text.empty()) {
         addHeading(buffer, "Contact Information");
-        buffer.addLabelData(OrvMailLabel::kNone, text);
+        buffer.addLabelData(orv_label::kNone, text);
     }
 }
 
 // Level, Blade, ASIC, Port, vFabric, Application and Component of a log event.
 void addEventDetails(OrvMailBuffer& buffer, const OrvMailSource& source, Empty empty) {
     const LogEventData& event = *source.message.logEvent();
-    buffer.addLabelData(OrvMailLabel::kLevel, orvLevelName(event.Level), empty);
-    buffer.addLabelData(OrvMailLabel::kBlade, event.Blade, empty);
-    buffer.addLabelData(OrvMailLabel::kAsic, event.ASIC, empty);
-    buffer.addLabelData(OrvMailLabel::kPort, event.Port, empty);
-    buffer.addLabelData(OrvMailLabel::kVFabric, event.VID, empty);
-    buffer.addLabelData(OrvMailLabel::kApplication, event.App, empty);
-    buffer.addLabelData(OrvMailLabel::kComponent, event.Components, empty);
+    buffer.addLabelData(orv_label::kLevel, orvLevelName(event.Level), empty);
+    buffer.addLabelData(orv_label::kBlade, event.Blade, empty);
+    buffer.addLabelData(orv_label::kAsic, event.ASIC, empty);
+    buffer.addLabelData(orv_label::kPort, event.Port, empty);
+    buffer.addLabelData(orv_label::kVFabric, event.VID, empty);
+    buffer.addLabelData(orv_label::kApplication, event.App, empty);
+    buffer.addLabelData(orv_label::kComponent, event.Components, empty);
 }
 
 void addTsc1(OrvMailBuffer& buffer, const OrvMailSource& source) {
@@ -99,7 +99,7 @@ void addTsc1(OrvMailBuffer& buffer, const OrvMailSource& source) {
 
 void addFullText(OrvMailBuffer& buffer, const OrvMailSource& source) {
     addDuplicateLine(buffer, source.message);
-    buffer.addLabelData(OrvMailLabel::kRule, "Event Details");
+    buffer.addLabelData(orv_label::kRule, "Event Details");
     orvAddEvent(buffer, source, Empty::kSkip);
     addEventDetails(buffer, source, Empty::kSkip);
     addLocation(buffer, source.identity);
@@ -122,36 +122,36 @@ constexpr Format kFormats[] = {{kTsc1, addTsc1}, {"FullText", addFullText}};
 }  // namespace
 
 void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source) {
-    buffer.addLabelData(OrvMailLabel::kDate, orvMailDateText(orvCalendarNow()));
-    buffer.addLabelData(OrvMailLabel::kFrom, source.identity.From);
-    buffer.addLabelData(OrvMailLabel::kBcc, kNoBcc);
+    buffer.addLabelData(orv_label::kDate, orvMailDateText(orvCalendarNow()));
+    buffer.addLabelData(orv_label::kFrom, source.identity.From);
+    buffer.addLabelData(orv_label::kBcc, kNoBcc);
     if (!orvIsDefaultSender(source.identity.ReplyTo)) {
-        buffer.addLabelData(OrvMailLabel::kReplyTo, source.identity.ReplyTo);
+        buffer.addLabelData(orv_label::kReplyTo, source.identity.ReplyTo);
     }
-    buffer.addLabelData(OrvMailLabel::kSubject, subject(source));
+    buffer.addLabelData(orv_label::kSubject, subject(source));
     if (const CronCaptureData* capture = source.message.cronCapture(); capture != nullptr) {
-        buffer.addLabelData(OrvMailLabel::kMimeVersion, "1.0");
-        buffer.addLabelData(OrvMailLabel::kContentType, "multipart/mixed; boundary=\"" + capture->Boundary + "\"");
+        buffer.addLabelData(orv_label::kMimeVersion, "1.0");
+        buffer.addLabelData(orv_label::kContentType, "multipart/mixed; boundary=\"" + capture->Boundary + "\"");
     }
     // Kept: a line end as value gives two, the empty line that ends the headers and one more.
-    buffer.addLabelData(OrvMailLabel::kNone, kOrvLineEnd);
+    buffer.addLabelData(orv_label::kNone, kOrvLineEnd);
 }
 
 void orvAddSerialNumber(OrvMailBuffer& buffer, const OrvMailSource& source) {
-    buffer.addLabelData(OrvMailLabel::kSerialNumber, source.identity.SerialNum);
+    buffer.addLabelData(orv_label::kSerialNumber, source.identity.SerialNum);
 }
 
 void orvAddDuplicateCount(OrvMailBuffer& buffer, const OrvMailSource& source) {
-    buffer.addLabelData(OrvMailLabel::kDuplicateCount, std::to_string(source.message.DuplicateCount), Empty::kForce);
+    buffer.addLabelData(orv_label::kDuplicateCount, std::to_string(source.message.DuplicateCount), Empty::kForce);
 }
 
 void orvAddEvent(OrvMailBuffer& buffer, const OrvMailSource& source, Empty empty) {
-    buffer.addLabelData(OrvMailLabel::kSwitchName, source.identity.SymName, empty);
-    buffer.addLabelData(OrvMailLabel::kSwitchIp, source.clientIdentity, empty);
-    buffer.addLabelData(OrvMailLabel::kSwitchWwn, source.identity.WWN, empty);
-    buffer.addLabelData(OrvMailLabel::kText, source.message.Text, empty);
-    buffer.addLabelData(OrvMailLabel::kId, source.message.ID, empty);
-    buffer.addLabelData(OrvMailLabel::kTime, lastTime(source.message), empty);
+    buffer.addLabelData(orv_label::kSwitchName, source.identity.SymName, empty);
+    buffer.addLabelData(orv_label::kSwitchIp, source.clientIdentity, empty);
+    buffer.addLabelData(orv_label::kSwitchWwn, source.identity.WWN, empty);
+    buffer.addLabelData(orv_label::kText, source.message.Text, empty);
+    buffer.addLabelData(orv_label::kId, source.message.ID, empty);
+    buffer.addLabelData(orv_label::kTime, lastTime(source.message), empty);
 }
 
 void orvAddTextBody(OrvMailBuffer& buffer, const OrvMailSource& source) {
