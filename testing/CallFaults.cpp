@@ -131,7 +131,8 @@ int errorOf(Index call) {
         return 0;
     }
     const unsigned number = ++faults->seen[call][mainThread];
-    if (faults->call != call || faults->onMainThread != mainThread || faults->nth != number) {
+    if (faults->call != call || faults->onMainThread != mainThread || number < faults->nth ||
+        number - faults->nth >= faults->burst) {
         return 0;
     }
     faults->hit = true;

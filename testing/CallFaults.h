@@ -2,8 +2,9 @@
 //
 // A program linked with orv_call_faults has the calls of the table in CallFaults.cpp go through here first. They are
 // counted while watched, each call by its name and by whether the main thread makes it, and the one that the plan
-// names fails, once, without effect; close, fclose and closedir close all the same. What is told and what is counted
-// lies in one block of memory, which may be shared with another process. Any thread; one block at a time.
+// names fails, with those behind it if it says so, without effect; close, fclose and closedir close all the same. What
+// is told and what is counted lies in one block of memory, which may be shared with another process. Any thread; one
+// block at a time.
 #pragma once
 
 #include <array>
@@ -29,7 +30,8 @@ struct CallFaults {
     // --- The plan ---
     int call = -1;  // index in the table; -1: none
     bool onMainThread = true;
-    unsigned nth = 0;  // from 1
+    unsigned nth = 0;    // from 1
+    unsigned burst = 1;  // so many in a row
     int error = 0;
     bool tells = false;  // where it is, on standard error
     // --- While true, calls are counted and the plan counts ---

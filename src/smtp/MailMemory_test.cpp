@@ -1,8 +1,8 @@
 // How much memory a large mail takes on its way from its parts to the network. The program counts what is allocated.
-#include "smtp/MailFixture.h"
-#include "smtp/SendFixture.h"
-#include "smtp/StagedSystem.h"
 #include "testing/ScriptedMailServer.h"
+#include "testing/smtp/MailFixture.h"
+#include "testing/smtp/SendFixture.h"
+#include "testing/smtp/StagedSystem.h"
 
 #include <gtest/gtest.h>
 

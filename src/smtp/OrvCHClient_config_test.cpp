@@ -1,5 +1,5 @@
 // The send client's configuration: asking for it, taking it in, publishing the active server.
-#include "smtp/ClientFixture.h"
+#include "testing/smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>
 

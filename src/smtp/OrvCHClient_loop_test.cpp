@@ -1,5 +1,5 @@
 // How the send thread's loop ends. The program is linked with --wrap for poll().
-#include "smtp/ClientFixture.h"
+#include "testing/smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 // The send client on a whole switch: its servers come from the attribute store, and the active one goes back there.
 #include "mesgq/OrvSendQueue.h"
-#include "smtp/ClientFixture.h"
 #include "testing/LoopbackSwitch.h"
 #include "testing/StubComponent.h"
+#include "testing/smtp/ClientFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // What the client does when a dialogue fails: delays, changeover, recovery, and the entries about them in order.
-#include "smtp/ClientFixture.h"
+#include "testing/smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>
 

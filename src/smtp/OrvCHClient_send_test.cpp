@@ -1,5 +1,5 @@
 // When the client sends, and what a dialogue's outcome makes of the message.
-#include "smtp/ClientFixture.h"
+#include "testing/smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>
 

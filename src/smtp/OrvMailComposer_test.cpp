@@ -1,7 +1,7 @@
 // What composing holds on to, and what it lets go. The program is linked with --wrap for orvOpenUnlinked().
 #include "smtp/OrvMailComposer.h"
 
-#include "smtp/MailFixture.h"
+#include "testing/smtp/MailFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,15 +1,16 @@
 // A capture mail between its attachments and its copy when calls on files fail, memory runs out, or somebody has
 // planted a link in a file's place.
 #include "profile/FailingMemory.h"
-#include "smtp/FileFaults.h"
-#include "smtp/MailFixture.h"
 #include "smtp/OrvMailComposer.h"
+#include "testing/CallFaults.h"
+#include "testing/smtp/MailFixture.h"
 
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <iterator>
@@ -35,7 +36,9 @@ protected:
     OrvMailFiles() {
         addEnvelope(*message_, "noc", {"a@example.com"});
         root_.write("/outside/secret", "untouched");
+        CallFaults::use(&faults_);
     }
+    ~OrvMailFiles() override { CallFaults::use(nullptr); }
 
     void stage() {
         root_.write(std::string(kAttachments) + "/show.gz.17", std::string(40000, 'A'));
@@ -48,35 +51,51 @@ protected:
         return text;
     }
 
-    // The mail while these calls fail; nothing is left open. Empty when there was no such call.
-    std::string mailWithFailing(unsigned nth, int error, unsigned inARow) {
+    // The mail while these calls fail, when they do; nothing is left open.
+    std::string mailWithFailing(std::size_t call, unsigned nth, int error, unsigned inARow) {
         const std::ptrdiff_t before = openDescriptors();
-        bool failed = false;
-        std::string text;
-        OrvDbg* const logger = OrvDbg::ofThread();
-        EXPECT_EQ(OrvDbg::setOfThread(nullptr), 0);  // its own calls are not to fail
-        {
-            const FailingFileCalls faults(nth, error, inARow);
-            text = mail();
-            failed = faults.failed();
-        }
-        EXPECT_EQ(OrvDbg::setOfThread(logger), 0);
+        faults_.call = static_cast<int>(call);
+        faults_.nth = nth;
+        faults_.error = error;
+        faults_.burst = inARow;
+        faults_.hit = false;
+        const std::string text = watchedMail();
+        EXPECT_TRUE(faults_.hit);
         EXPECT_EQ(openDescriptors(), before);
-        return failed ? text : "";
+        return text;
+    }
+
+    // Composes with every call counted, but for those of the trace.
+    std::string watchedMail() {
+        OrvDbg* const logger = OrvDbg::ofThread();
+        EXPECT_EQ(OrvDbg::setOfThread(nullptr), 0);
+        for (auto& seen : faults_.seen) {
+            seen[true] = 0;
+        }
+        faults_.watched = true;
+        const std::string text = mail();
+        faults_.watched = false;
+        EXPECT_EQ(OrvDbg::setOfThread(logger), 0);
+        return text;
     }
 
     // Each call in turn is the first that fails. How many there were.
     template <typename Check>
     unsigned failEachCall(int error, unsigned inARow, const Check& check) {
+        faults_.call = -1;
+        watchedMail();
+        std::array<unsigned, CallFaults::kMostCalls> counts{};
+        for (std::size_t call = 0; call < counts.size(); ++call) {
+            counts[call] = faults_.seen[call][true];
+        }
         unsigned calls = 0;
-        for (std::string text = "?"; !text.empty(); ++calls) {
-            SCOPED_TRACE(calls + 1);
-            text = mailWithFailing(calls + 1, error, inARow);
-            if (!text.empty()) {
-                check(text);
+        for (std::size_t call = 0; call < counts.size(); ++call) {
+            for (unsigned nth = 1; nth <= counts[call]; ++nth, ++calls) {
+                SCOPED_TRACE(std::string(CallFaults::table()[call].name) + " " + std::to_string(nth));
+                check(mailWithFailing(call, nth, error, inARow));
             }
         }
-        return calls - 1;
+        return calls;
     }
 
     std::string pathOfNextCopy() {
@@ -94,6 +113,7 @@ protected:
         EXPECT_EQ(root_.list("/outside").size(), 1u);
     }
 
+    CallFaults faults_;
     const TestIdentity identity_{fullIdentity()};
     const OrvMailComposer composer_{identity_.common()};
     const std::string clientIdentity_ = "10.1.2.3";

@@ -1,5 +1,5 @@
-#include "smtp/MailFixture.h"
 #include "smtp/OrvMailComposer.h"
+#include "testing/smtp/MailFixture.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
 // What the SMTP client reports when a step cannot be taken: addresses, names, sockets and lost connections.
 #include "Descriptor.h"
-#include "smtp/MailFixture.h"
 #include "smtp/OrvSMTPClient.h"
-#include "smtp/StagedSystem.h"
 #include "testing/ScriptedMailServer.h"
+#include "testing/smtp/MailFixture.h"
+#include "testing/smtp/StagedSystem.h"
 
 #include <gmock/gmock.h>
 

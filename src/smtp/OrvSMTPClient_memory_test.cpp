@@ -1,9 +1,9 @@
 // An SMTP client for which memory runs out, at each place in turn.
 #include "profile/FailingMemory.h"
-#include "smtp/MailFixture.h"
 #include "smtp/OrvSMTPClient.h"
-#include "smtp/StagedSystem.h"
 #include "testing/ScriptedMailServer.h"
+#include "testing/smtp/MailFixture.h"
+#include "testing/smtp/StagedSystem.h"
 
 #include <functional>
 #include <new>

@@ -1,8 +1,8 @@
 // The dialogue's commands and replies, against a scripted server.
 #include "smtp/OrvSMTPClient.h"
 
-#include "smtp/MailFixture.h"
 #include "testing/ScriptedMailServer.h"
+#include "testing/smtp/MailFixture.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 // How long the SMTP client waits, step by step.
 #include "Descriptor.h"
-#include "smtp/MailFixture.h"
 #include "smtp/OrvSMTPClient.h"
 #include "testing/ScriptedMailServer.h"
+#include "testing/smtp/MailFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // What a dialogue makes of a mail server that says anything at all, nothing, too much, or goes away: it comes to an
 // end, and the recipient's state tells the truth.
-#include "smtp/DialogueFixture.h"
 #include "smtp/OrvSendDialogue.h"
+#include "testing/smtp/DialogueFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -50,9 +50,8 @@ protected:
         server_.answer(step.stage, reply);
     }
 
-    void shortenLimits() {
-        timeouts_.greeting = timeouts_.command = timeouts_.data = timeouts_.text = timeouts_.dataEnd =
-            std::chrono::milliseconds(100);
+    void shortenLimits(std::chrono::milliseconds limit = std::chrono::milliseconds(100)) {
+        timeouts_.greeting = timeouts_.command = timeouts_.data = timeouts_.text = timeouts_.dataEnd = limit;
     }
 
     // Sends one mail. A failure leaves no trace in the message and is reported once.
@@ -174,7 +173,7 @@ TEST_F(OrvSendDialogueBadServer, mayBreakTheConnectionOffAtEachStep) {
 }
 
 TEST_F(OrvSendDialogueBadServer, maySayNothingAtAll) {
-    shortenLimits();
+    shortenLimits(std::chrono::milliseconds(20));
     for (const Step& step : {kGreeting, kEhlo, kHelo, kMail, kRcpt, kData, kEnd}) {
         SCOPED_TRACE(step.name);
         script(step, ScriptedReply::silence());

@@ -1,6 +1,6 @@
 // Whom a dialogue presents the switch as, and in whose name it sends.
-#include "smtp/DialogueFixture.h"
 #include "smtp/OrvSendDialogue.h"
+#include "testing/smtp/DialogueFixture.h"
 
 #include <gmock/gmock.h>
 

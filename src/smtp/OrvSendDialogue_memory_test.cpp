@@ -1,10 +1,10 @@
 // A dialogue in which memory runs out, at each place in turn.
 #include "profile/FailingMemory.h"
-#include "smtp/MailFixture.h"
 #include "smtp/OrvMailComposer.h"
 #include "smtp/OrvSendDialogue.h"
-#include "smtp/SendFixture.h"
 #include "testing/ScriptedMailServer.h"
+#include "testing/smtp/MailFixture.h"
+#include "testing/smtp/SendFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -65,7 +65,7 @@ protected:
     int run(OrvCHMesg& message, int after, bool& failed) {
         const TestIdentity identity(identity_);
         OrvSMTPTimeouts timeouts;
-        timeouts.quit = std::chrono::milliseconds(10);  // inside a text it is never answered
+        timeouts.quit = std::chrono::milliseconds(1);  // inside a text it is never answered
         OrvSMTPClient client(timeouts);
         OrvSendDialogue dialogue(client, identity.common(), reporter_, mailServerAt(server_), message);
         int result = 0;

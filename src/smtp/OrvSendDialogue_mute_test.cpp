@@ -1,7 +1,7 @@
 // How long a server that has fallen silent holds up a dialogue, and what it is still told. No limit is waited for.
 #include "smtp/OrvSendDialogue.h"
 
-#include "smtp/DialogueFixture.h"
+#include "testing/smtp/DialogueFixture.h"
 
 #include <gmock/gmock.h>
 

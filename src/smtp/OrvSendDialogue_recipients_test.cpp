@@ -1,6 +1,6 @@
 // What becomes of each recipient of a dialogue, and the order in which it is reported.
-#include "smtp/DialogueFixture.h"
 #include "smtp/OrvSendDialogue.h"
+#include "testing/smtp/DialogueFixture.h"
 
 #include <gmock/gmock.h>
 

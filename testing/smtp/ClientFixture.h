@@ -3,9 +3,9 @@
 
 #include "mesgq/OrvSendQueue.h"
 #include "profile/RecordingSwitch.h"
-#include "smtp/MailFixture.h"
 #include "smtp/OrvCHClient.h"
-#include "smtp/SendFixture.h"
+#include "testing/smtp/MailFixture.h"
+#include "testing/smtp/SendFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -49,7 +49,7 @@ private:
 // Inside a text that could not be composed QUIT is never answered.
 inline OrvSMTPTimeouts impatientAfterQuit() {
     OrvSMTPTimeouts timeouts;
-    timeouts.quit = std::chrono::milliseconds(10);
+    timeouts.quit = std::chrono::milliseconds(1);
     return timeouts;
 }
 

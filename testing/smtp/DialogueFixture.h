@@ -1,9 +1,9 @@
 // Test support: one dialogue of one message with one scripted server.
 #pragma once
 
-#include "smtp/MailFixture.h"
-#include "smtp/SendFixture.h"
-#include "smtp/StagedSystem.h"
+#include "testing/smtp/MailFixture.h"
+#include "testing/smtp/SendFixture.h"
+#include "testing/smtp/StagedSystem.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "smtp/ClientFixture.h"
+#include "testing/smtp/ClientFixture.h"
 
 #include "Dispatcher.h"
 #include "Timeval.h"

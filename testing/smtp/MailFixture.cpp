@@ -1,4 +1,4 @@
-#include "smtp/MailFixture.h"
+#include "testing/smtp/MailFixture.h"
 
 #include <ctime>
 #include <sstream>
