@@ -1,5 +1,6 @@
 #include "testing/MemoryFaults.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -39,6 +40,7 @@ bool fails() {
     }
     faults->hit = true;
     tellWhere(*faults, number);
+    errno = ENOMEM;
     return true;
 }
 
