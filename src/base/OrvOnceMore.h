@@ -1,7 +1,7 @@
 // Another try for what failed for a reason that may be gone at once: a signal, or a moment without memory, descriptors
 // or an answer of the flash.
 //
-// For steps that would cost a message, and are seldom enough that nobody waits for the second try. Any thread.
+// For steps that would cost a message, and are seldom enough that nobody waits for the other tries. Any thread.
 #pragma once
 
 #include <cerrno>
@@ -40,4 +40,19 @@ auto orvOnceMoreForMemory(Call&& call) {
     } catch (const std::bad_alloc&) {
         return call();
     }
+}
+
+// Tried more often still: for a part of the configuration, which nobody reads again. The step changes nothing, and
+// reports nothing, before it succeeds.
+template <typename Step>
+auto orvPersistently(Step&& step) {
+    constexpr int kMostTries = 64;
+    for (int tries = 1; tries < kMostTries; ++tries) {
+        try {
+            return step();
+        } catch (const std::bad_alloc&) {
+            continue;
+        }
+    }
+    return step();
 }

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <new>
 #include <vector>
 
@@ -80,6 +81,24 @@ TEST(OrvOnceMore, triesOnceMoreWhatFindsNoMemoryAndThenLetsItThrow) {
             EXPECT_THROW(orvOnceMoreForMemory(call), std::bad_alloc);
         }
         EXPECT_EQ(calls, failures == 0 ? 1u : 2u);
+    }
+}
+
+TEST(OrvOnceMore, triesSixtyFourTimesWhereNobodyAsksAgain) {
+    for (const unsigned failures : {0u, 50u, 63u, 64u}) {
+        unsigned calls = 0;
+        const auto call = [&] {
+            if (++calls <= failures) {
+                throw std::bad_alloc();
+            }
+            return 7;
+        };
+        if (failures < 64) {
+            EXPECT_EQ(orvPersistently(call), 7);
+        } else {
+            EXPECT_THROW(orvPersistently(call), std::bad_alloc);
+        }
+        EXPECT_EQ(calls, std::min(failures + 1, 64u));
     }
 }
 
