@@ -3,6 +3,7 @@
 #include "callhome/OrvCallHome.h"
 
 #include "base/OrvNumber.h"
+#include "base/OrvOnceMore.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
@@ -237,8 +238,10 @@ int OrvCallHome::makeNewProfiles() {
     currentProfile_ = 0;
     newProfiles_.clear();
     std::vector<std::unique_ptr<OrvCHProfile>> profiles;
+    orvPersistently([&] { profiles.reserve(static_cast<std::size_t>(std::clamp(NumOfProfiles_, 0, kMostProfiles))); });
     for (std::int32_t index = 0; index < std::min(NumOfProfiles_, kMostProfiles); ++index) {
-        profiles.push_back(std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_));
+        profiles.push_back(
+            orvPersistently([&] { return std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_); }));
     }
     newProfiles_ = std::move(profiles);
     return 0;

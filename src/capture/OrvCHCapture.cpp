@@ -4,6 +4,7 @@
 #include "Mt/Threader.h"
 #include "base/OrvAssert.h"
 #include "base/OrvAtEnd.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
 #include "capture/OrvCaptureMesgs.h"
@@ -61,14 +62,14 @@ void OrvCHCapture::readConfig() {
 }
 
 void OrvCHCapture::registerItem(const CronCaptureItem& item) {
-    registered_.push_back(item);
+    orvPersistently([&] { registered_.push_back(item); });
 }
 
 void OrvCHCapture::completeRegistration() {
     if (!registering_) {
         return;
     }
-    schedule_.replace(registered_);
+    orvPersistently([this] { schedule_.replace(registered_); });
     registered_.clear();
     registering_ = false;
 }

@@ -1,5 +1,6 @@
 #include "profile/OrvCHMesgCommon.h"
 
+#include "base/OrvOnceMore.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvAddressText.h"
@@ -74,10 +75,15 @@ constexpr char kReadConfig[] = "readConfig";
 constexpr int kUnknownAttributeLine = 299;
 
 std::vector<std::string> announcedKeys() {
-    std::vector<std::string> names;
-    for (const IdentityKey& key : kKeys) {
-        orvLog(orv_log::kBuildDetailRequest, key.name);
-        names.emplace_back(key.name);
+    auto names = orvPersistently([] {
+        std::vector<std::string> composed;
+        for (const IdentityKey& key : kKeys) {
+            composed.emplace_back(key.name);
+        }
+        return composed;
+    });
+    for (const std::string& name : names) {
+        orvLog(orv_log::kBuildDetailRequest, name.c_str());
     }
     return names;
 }
@@ -122,7 +128,7 @@ int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::sp
 int OrvCHMesgCommon::applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
     constexpr char kFunction[] = "processConfigBulk";
     const ReadEnd end(*this);
-    OrvIdentity identity = identity_;
+    OrvIdentity identity = orvPersistently([this] { return identity_; });
     int unknown = 0;
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const DsEntry& entry = entries[i];
@@ -150,7 +156,7 @@ bool OrvCHMesgCommon::apply(const DsEntry& entry, OrvIdentity& identity) {
             return true;
         }
         std::string& field = identity.*key.field;
-        field = key.convert(entry.value);
+        field = orvPersistently([&] { return key.convert(entry.value); });
         if (key.tell == Tell::kAddress) {
             addresses_.identityAddressRead(field);
         } else if (key.tell == Tell::kWwn) {

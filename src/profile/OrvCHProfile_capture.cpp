@@ -1,4 +1,5 @@
 // How a profile reads its scheduled capture: the types, then the attributes of each capture on a schedule.
+#include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -56,11 +57,16 @@ int OrvCHProfile::readCaptureTypes() {
         config_ &= ~kCapturePart;
         return 0;
     }
-    std::vector<std::string> keys;
-    const std::uint32_t count = std::min<std::uint32_t>(captureEntries_, dsClient::MAX_BULK_NAMES);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.Type", index_, i));
-        orvLog(orv_log::kCaptureTypeRequest, keys.back().c_str());
+    const auto keys = orvPersistently([this] {
+        std::vector<std::string> composed;
+        const std::uint32_t count = std::min<std::uint32_t>(captureEntries_, dsClient::MAX_BULK_NAMES);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            composed.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.Type", index_, i));
+        }
+        return composed;
+    });
+    for (const std::string& key : keys) {
+        orvLog(orv_log::kCaptureTypeRequest, key.c_str());
     }
     requested_ |= kCapturePart;
     return bulkRead(kCaptureTypesRequestId, keys, __func__, orv_log::kCaptureTypesUnread);
@@ -88,7 +94,7 @@ int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std:
 OrvCHProfile::Reading OrvCHProfile::takeCaptureType(const DsEntry& entry, std::uint32_t capture) {
     const auto provideItem = [this] {
         if (!capture_) {
-            capture_ = std::make_unique<CronCaptureItem>(name_);
+            capture_ = orvPersistently([this] { return std::make_unique<CronCaptureItem>(name_); });
         }
         return 0;
     };
@@ -109,11 +115,16 @@ int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
     if (!capture_ || capture_->kind() != ScheduleItem::kCron) {
         return 0;
     }
-    std::vector<std::string> keys;
-    for (const CaptureAttribute& attribute : kCaptureAttributes) {
-        keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.", index_, capture));
-        keys.back() += attribute.name;
-        orvLog(attribute.announcement, keys.back().c_str());
+    const auto keys = orvPersistently([this, capture] {
+        std::vector<std::string> composed;
+        for (const CaptureAttribute& attribute : kCaptureAttributes) {
+            composed.push_back(
+                orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.%s", index_, capture, attribute.name.data()));
+        }
+        return composed;
+    });
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        orvLog(kCaptureAttributes[i].announcement, keys[i].c_str());
     }
     if (bulkRead(kCaptureAttrsRequestId, keys, __func__, orv_log::kCaptureAttrsUnread) < 0) {
         return -1;
@@ -156,7 +167,7 @@ void OrvCHProfile::takeCaptureAttr(const DsEntry& entry, std::size_t position) {
         if (!entry.name.ends_with(attribute.name)) {
             continue;
         }
-        const int result = attribute.set(*capture_, entry.value);
+        const int result = orvPersistently([&] { return attribute.set(*capture_, entry.value); });
         if (result < 0) {
             orvLog(orv_log::kCaptureAttrRefused, index_, *capture, attribute.name.data(), entry.value.c_str(),
                    static_cast<unsigned>(result));

@@ -1,4 +1,5 @@
 // How a profile reads itself: the initial attributes, the e-mail list and the closing marker.
+#include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -50,11 +51,14 @@ int OrvCHProfile::readInitialConfig() {
     requested_ = 0;
     captureTypesTaken_ = false;
     captureAttrsOutstanding_ = 0;
-    std::vector<std::string> keys{orvFormat("Global.CallhomeDB.ProfileList.%u", index_)};
-    for (const char* attribute :
-         {"Level", "Format", "MaxSize", "EmailSubject", "NumberOfEmails", kCaptureEnable, kCaptureEntries}) {
-        keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.%s", index_, attribute));
-    }
+    const auto keys = orvPersistently([this] {
+        std::vector<std::string> composed{orvFormat("Global.CallhomeDB.ProfileList.%u", index_)};
+        for (const char* attribute :
+             {"Level", "Format", "MaxSize", "EmailSubject", "NumberOfEmails", kCaptureEnable, kCaptureEntries}) {
+            composed.push_back(orvFormat("Global.CallhomeDB.Profile.%u.%s", index_, attribute));
+        }
+        return composed;
+    });
     return bulkRead(kInitialRequestId, keys, __func__, orv_log::kInitialConfigUnread);
 }
 
@@ -64,11 +68,14 @@ int OrvCHProfile::readEmailConfig() {
         config_ &= ~kEmailPart;
         return 0;
     }
-    std::vector<std::string> keys;
-    const std::uint32_t count = std::min<std::uint32_t>(numOfEmailEntries_, dsClient::MAX_BULK_NAMES);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        keys.push_back(orvFormat("Global.CallhomeDB.Profile.%u.EmailList.%u", index_, i));
-    }
+    const auto keys = orvPersistently([this] {
+        std::vector<std::string> composed;
+        const std::uint32_t count = std::min<std::uint32_t>(numOfEmailEntries_, dsClient::MAX_BULK_NAMES);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            composed.push_back(orvFormat("Global.CallhomeDB.Profile.%u.EmailList.%u", index_, i));
+        }
+        return composed;
+    });
     requested_ |= kEmailPart;
     return bulkRead(kEmailRequestId, keys, __func__, orv_log::kEmailConfigUnread);
 }
@@ -115,7 +122,7 @@ OrvCHProfile::Reading OrvCHProfile::takeInitialEntry(const DsEntry& entry) {
             continue;
         }
         // Whether the value is refused or not, the others are still taken.
-        orvGuarded(__func__, [&] { return (this->*attribute.set)(entry.value); });
+        orvGuarded(__func__, [&] { return orvPersistently([&] { return (this->*attribute.set)(entry.value); }); });
         if (attribute.readOn != nullptr && orvGuarded(__func__, [&] { return (this->*attribute.readOn)(); }) < 0) {
             orvAlarm(*attribute.alarm);
             return Reading::kStops;
@@ -130,7 +137,8 @@ int OrvCHProfile::processEmailConfigBulk(std::span<const DsEntry> entries, std::
     ORV_TRACE("Entry\n");
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (orvIsNotNegativeStatus(orvStatusAt(statuses, i))) {
-            orvGuarded(__func__, [&] { return addEmail(entries[i].value); });  // beyond the tenth none is taken
+            // Beyond the tenth none is taken.
+            orvGuarded(__func__, [&] { return orvPersistently([&] { return addEmail(entries[i].value); }); });
         } else {
             orvLog(orv_log::kEmailConfigStatus, static_cast<int>(i));
         }

@@ -1,6 +1,7 @@
 #include "smtp/OrvServerSettings.h"
 
 #include "base/OrvNumber.h"
+#include "base/OrvOnceMore.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvDsStatus.h"
@@ -46,10 +47,15 @@ constexpr OrvServerSettings::Key OrvServerSettings::kKeys[] = {
 };
 
 int OrvServerSettings::request() {
-    std::vector<std::string> names;
-    for (const Key& key : kKeys) {
-        orvLog(orv_log::kBuildDetailRequest, key.name);
-        names.emplace_back(key.name);
+    const auto names = orvPersistently([] {
+        std::vector<std::string> composed;
+        for (const Key& key : kKeys) {
+            composed.emplace_back(key.name);
+        }
+        return composed;
+    });
+    for (const std::string& name : names) {
+        orvLog(orv_log::kBuildDetailRequest, name.c_str());
     }
     if (store_.bulkGetAttrReq(kConfigRequestId, names) == 0) {
         return 0;
@@ -87,7 +93,12 @@ bool OrvServerSettings::applyEntry(const DsEntry& entry) {
         if (key.server == nullptr) {
             gatewayEnabled_ = entry.value == kTrue;
         } else {
-            key.apply(state_.servers.*key.server, entry.value);
+            OrvMailServer& server = state_.servers.*key.server;
+            server = orvPersistently([&] {
+                OrvMailServer changed = server;
+                key.apply(changed, entry.value);
+                return changed;
+            });
             ORV_TRACE("%s = %s\n", key.name, entry.value.c_str());
         }
         return true;
@@ -96,7 +107,7 @@ bool OrvServerSettings::applyEntry(const DsEntry& entry) {
 }
 
 void OrvServerSettings::publish() {
-    const OrvMailServers::Published published = ask(&OrvMailServers::published);
+    const OrvMailServers::Published published = orvPersistently([this] { return ask(&OrvMailServers::published); });
     const struct {
         const char* name;
         std::uint32_t type;
