@@ -1,6 +1,7 @@
 #include "thread/OrvThread.h"
 
 #include "app_log.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvTell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -29,6 +30,16 @@ std::unique_ptr<OrvThreadSwLogApp> makeSwLogApp(OrvThreadSwLogApp::Entry entry, 
     }
 }
 
+// Null when memory is short all the time.
+template <typename Queue>
+std::unique_ptr<Queue> makeQueue(OrvThread& thread, Dispatcher& dispatcher) {
+    try {
+        return orvPersistently([&] { return std::make_unique<Queue>(thread, dispatcher); });
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 // The key is cleared too: a late trace on this thread must not meet a logger that is gone.
 void deleteLoggerOfThread() {
     const std::unique_ptr<OrvDbg> logger(OrvDbg::ofThread());
@@ -42,8 +53,8 @@ void deleteLoggerOfThread() {
 OrvThread::OrvThread(int priority, const char* loggerName)
     : priority_(priority),
       name_(loggerName),
-      toThread_(new (std::nothrow) OrvThreadMesgQ(*this, dispatcher_)),
-      toMain_(new (std::nothrow) OrvMainMesgQ(*this, *Dispatcher::instance())) {
+      toThread_(makeQueue<OrvThreadMesgQ>(*this, dispatcher_)),
+      toMain_(makeQueue<OrvMainMesgQ>(*this, *Dispatcher::instance())) {
 }
 
 int OrvThread::run() {
@@ -80,7 +91,7 @@ int OrvThread::setUpLogger() const {
         return -1;  // before the logger empties the file of the last run
     }
     try {
-        auto logger = std::make_unique<OrvDbg>(name_.c_str());
+        auto logger = orvPersistently([this] { return std::make_unique<OrvDbg>(name_.c_str()); });
         if (OrvDbg::setOfThread(logger.get()) < 0) {
             return -1;
         }

@@ -175,12 +175,34 @@ class OrvThreadWithoutQueue : public OrvThreadMessages {
 protected:
     // A worker of which the given queue, 1 towards it or 2 towards the main thread, could not be allocated.
     static std::unique_ptr<Worker> without(int queue) {
+        static_assert(sizeof(OrvThreadMesgQ) == sizeof(OrvMainMesgQ));
         Faults faults;
         int allocations = 0;
-        faults.nothrowNew = [&allocations, queue] { return ++allocations == queue; };
+        faults.throwingNewOfSize = [&allocations, queue](std::size_t size) {
+            return size == sizeof(OrvThreadMesgQ) && ++allocations >= queue && allocations < queue + kMostTries;
+        };
         return std::make_unique<Worker>();
     }
+
+    static constexpr int kMostTries = 64;
 };
+
+TEST_F(OrvThreadMessages, reachBothQueuesAlsoWhenMemoryWasShortForAMomentAtTheStart) {
+    std::unique_ptr<Worker> worker;
+    {
+        Faults faults;
+        int failures = 0;
+        faults.throwingNewOfSize = [&failures](std::size_t size) {
+            return size == sizeof(OrvThreadMesgQ) && ++failures <= 50;
+        };
+        worker = std::make_unique<Worker>();
+        EXPECT_GT(failures, 50);
+    }
+
+    EXPECT_EQ(worker->pushToThread(ToThread::make(1)), 0);
+    EXPECT_EQ(worker->pushToMain(ToMain::make(1)), 0);
+    EXPECT_EQ(recordedEventLog(), Entries{});
+}
 
 TEST_F(OrvThreadWithoutQueue, towardsItRaisesTheMemoryAlarmsForEachMessage) {
     const std::unique_ptr<Worker> worker = without(1);
