@@ -16,7 +16,7 @@ public:
     virtual int handle_timeout() = 0;
 
     void set(const Timeval& interval, bool periodic);
-    // Arms the timer for one interval from now. 0, or -1 when no interval is set.
+    // Arms the timer for one interval from now. 0, or -1 when no interval is set or no memory is to be had.
     [[nodiscard]] int start();
     // Stops a running timer; nothing when it is not running.
     void cancel();

@@ -1,6 +1,7 @@
 #include "Hsb_Timer.h"
 
 #include "Dispatcher.h"
+#include "platform/posix/persistently.h"
 
 Hsb_Timer::~Hsb_Timer() {
     cancel();
@@ -16,12 +17,18 @@ int Hsb_Timer::start() {
         return -1;
     }
     // The action keeps its own copy of periodic: set() may change ours while the timer runs.
-    const std::uint64_t next = Dispatcher::instance()->schedule_timer(interval_, periodic_, [this, again = periodic_] {
+    const auto action = [this, again = periodic_] {
         if (!again) {
             armed_ = 0;
         }
         handle_timeout();  // last: it may destroy the timer
-    });
+    };
+    std::uint64_t next = 0;
+    // A daemon without its tick does nothing more.
+    if (!persistently("setting a timer",
+                      [&] { next = Dispatcher::instance()->schedule_timer(interval_, periodic_, action); })) {
+        return -1;
+    }
     cancel();  // not before: a timer that cannot be set anew for want of memory runs on
     armed_ = next;
     return 0;
