@@ -76,8 +76,7 @@ static bool isEmptyFile(const std::string& path) {
 
 int OrvCHMesg::restore() {
     if (isEmptyFile(FileName)) {
-        orvLog(kOrvLogInternal, "File %s is empty, ignoring", FileName.c_str());
-        ORV_TRACE("File %s is empty, ignoring\n", FileName.c_str());
+        orvTraceAndLog(kTraceModule, __func__, orv_log::kFileEmpty, FileName.c_str());
         return -1;
     }
     ORV_TRACE("restoring from file %s\n", FileName.c_str());

@@ -26,15 +26,15 @@ constexpr char kRestore[] = "reconstituteMsgFromFile";
 // Deeper than any that the daemon makes, and no more descriptors than it can spare.
 constexpr unsigned kMostLevels = 32;
 
-// The two ways in which every failure of this file is reported: "call(arguments): the system's text".
-void report(const char* function, const std::string& call, int error) {
-    const std::string text = call + ": " + orvErrorText(error) + "\n";
-    orvLog(kOrvLogTask, "%s", text.c_str());
-    orvTrace(kTraceModule, function, "%s", text.c_str());
+using CallFailed = OrvLogEntry<const char*, const char*>;
+
+void report(const char* function, const CallFailed& entry, const std::string& path, int error) {
+    orvTraceAndLog(kTraceModule, function, entry, path.c_str(), orvErrorText(error).c_str());
 }
 
 void reportLink(const char* function, const std::string& from, const std::string& to, int error) {
-    report(function, "link(" + from + ", " + to + ")", error);
+    orvTraceAndLog(kTraceModule, function, orv_log::kRestoreLinkFailed, from.c_str(), to.c_str(),
+                   orvErrorText(error).c_str());
 }
 
 // 0, or an error number. A link is not linked: what is in its place later is not what it has led to.
@@ -54,7 +54,7 @@ Directory_Stream readDir(const char* function, Descriptor opened, const std::str
     Directory_Stream directory(std::move(opened));
     if (!directory) {
         const int error = errno;
-        report(function, "opendir(" + dir + ")", error);
+        report(function, orv_log::kRestoreOpendirFailed, dir, error);
     }
     return directory;
 }
@@ -64,7 +64,7 @@ const char* nextName(const char* function, Directory_Stream& directory, const st
     const char* const name = directory.next();
     const int error = errno;
     if (!name && error != 0) {
-        report(function, "readdir(" + dir + ")", error);
+        report(function, orv_log::kRestoreReaddirFailed, dir, error);
     }
     return name;
 }
@@ -95,7 +95,7 @@ void cleanOpened(Descriptor opened, const std::string& dir, unsigned level) {
             static_cast<void>(::unlinkat(directory.descriptor(), name, AT_REMOVEDIR));
         } else {
             // Kept: the directory is named, not the file in it.
-            report(kMethod, "unlink(" + dir + ")", error);
+            report(kMethod, orv_log::kRestoreUnlinkFailed, dir, error);
         }
     }
 }
@@ -162,7 +162,7 @@ void OrvCHAttachmentFiles::purgeAttachments() {
     ORV_TRACE("Entry\n");
     if (orvUnlinkFile(kOrvAttachmentState) < 0) {
         const int error = errno;
-        report(__func__, std::string("unlink(") + kOrvAttachmentState + ")", error);
+        report(__func__, orv_log::kRestoreUnlinkFailed, kOrvAttachmentState, error);
     }
     cleanDir(kOrvAttachmentsSlashDirectory);
     cleanDir(kOrvStageDirectory);

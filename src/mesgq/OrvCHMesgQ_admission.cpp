@@ -34,7 +34,7 @@ int OrvCHMesgQ::add(std::unique_ptr<OrvCHMesg> message, bool testMsg, bool persi
         return orvOnceMoreForMemory([&] { return admit(message, posting); });
     } catch (const std::bad_alloc&) {
         // Nothing has been put on a queue yet: what comes after that does not throw.
-        orvLog(kOrvLogInternal, "Unable to allocate memory");
+        orvLog(orv_log::kNoEntryMemory);
         ORV_TRACE("unable to allocate memory\n");
         return unableToAdd();
     }
@@ -42,7 +42,7 @@ int OrvCHMesgQ::add(std::unique_ptr<OrvCHMesg> message, bool testMsg, bool persi
 
 int OrvCHMesgQ::admit(std::unique_ptr<OrvCHMesg>& message, const OrvCHPosting& posting) {
     if (posting.testMsg && posting.persist) {
-        orvLog(kOrvLogInternal, "Unable to persist a test message");
+        orvLog(orv_log::kTestNotPersistent);
         orvTrace(kTraceModule, kAdd, "cannot persist a test message\n");
         return refuse();
     }
@@ -65,7 +65,7 @@ int OrvCHMesgQ::enqueue(OrvCHMesgQQueue& queue, std::unique_ptr<OrvCHMesg>& mess
 }
 
 int OrvCHMesgQ::unableToAdd() {
-    orvLog(kOrvLogInternal, "Unable to add message");
+    orvLog(orv_log::kNotAdded);
     orvTrace(kTraceModule, kAdd, "unable to add msg\n");
     return refuse();
 }
@@ -120,13 +120,13 @@ int OrvCHMesgQ::checkSpace(std::uint32_t bytesToSave) {
     // 64 bits: without a quota the sums pass 32.
     const std::uint64_t needed = std::uint64_t{bytesToSave} + OrvCHMesgQQueue::kEntryOverhead;
     if (needed > spaceAllowed_) {
-        orvLog(kOrvLogInternal, "Message is too large");
+        orvLog(orv_log::kMessageTooLarge);
         orvTrace(kTraceModule, kAdd, "message too big! (msg->bytesToSave() = %u)\n", bytesToSave);
         return refuse();
     }
     const std::uint64_t wanted = needed + spaceInUse_;
     if (spaceAllowed_ < wanted && makeRoom(static_cast<std::uint32_t>(wanted - spaceAllowed_)) < 0) {
-        orvLog(kOrvLogInternal, "Unable to make room for message (filesystem quota limit)");
+        orvLog(orv_log::kNoSpace);
         orvTrace(kTraceModule, kAdd, "unable to make room\nsize needed = %u, spaceAllowed = %u, spaceInUse = %u",
                  static_cast<unsigned>(needed), spaceAllowed_, spaceInUse_);
         return refuse();
@@ -137,7 +137,7 @@ int OrvCHMesgQ::checkSpace(std::uint32_t bytesToSave) {
 int OrvCHMesgQ::checkFiles() {
     const std::uint32_t closed = closedCount();
     if (closed >= filesAllowed_ && removeOldest(closed - filesAllowed_ + 1) < 0) {
-        orvLog(kOrvLogInternal, "Unable to make room for message (file limit)");
+        orvLog(orv_log::kTooManyFiles);
         orvTrace(kTraceModule, kAdd, "unable to make room\nsendQueue.count = %u, filesAllowed = %u", closed,
                  filesAllowed_);
         return refuse();

@@ -28,12 +28,12 @@ bool names(const DsEntry& attribute, std::string_view part) {
 int OrvCHMesgQ::readConfig() {
     ORV_TRACE("Entry\n");
     for (const std::string& name : kAttributes) {
-        orvLog(kOrvLogInfo, "build request for %s", name.c_str());
+        orvLog(orv_log::kBuildInfoRequest, name.c_str());
     }
     ORV_TRACE("request %u attributes in a bulk request\n", static_cast<unsigned>(kAttributes.size()));
     // However it fails, this part of the configuration must be settled.
     if (orvGuarded(__func__, [this] { return store_.bulkGetAttrReq(kRequestId, kAttributes); }) != 0) {
-        orvLog(kOrvLogInternal, "Error requesting Message Queue Config from DS");
+        orvLog(orv_log::kQueueConfigUnread);
         ORV_TRACE("Error requesting DS bulk data entries\n");
         config_.configComplete(OrvConfigListener::kQueue);
         return -1;
@@ -50,8 +50,7 @@ int OrvCHMesgQ::processConfigBulk(std::span<const DsEntry> attributes, std::span
         const DsEntry& attribute = attributes[i];
         const std::int32_t status = i < statuses.size() ? statuses[i] : -1;
         if (status < 0) {
-            orvLog(kOrvLogInternal, "Error getting Message Queue Config from DS - bad status array[%d]",
-                   static_cast<int>(i));
+            orvLog(orv_log::kQueueConfigStatus, static_cast<int>(i));
         } else {
             ORV_TRACE("name = %s, type = %d, value = %s, status = 0x%08x\n", attribute.name.c_str(),
                       static_cast<int>(attribute.type), attribute.value.c_str(), static_cast<unsigned>(status));
@@ -108,6 +107,5 @@ void OrvCHMesgQ::applyAttribute(const DsEntry& attribute, bool bad, bool& conver
         return;
     }
     // Kept: the value is shown, not the name.
-    orvLog(kOrvLogInternal, "Unexpected attribute '%s' received from DS in OrvCHMesgQ::processConfigBulk()",
-           attribute.value.c_str());
+    orvLog(orv_log::kQueueAttributeUnknown, attribute.value.c_str());
 }

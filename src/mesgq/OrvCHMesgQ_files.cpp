@@ -32,7 +32,7 @@ int unlinkEntryFile(const char* path) {
     const auto unlink = [&] { return orvOnceMore([&] { return orvUnlinkFile(path); }); };
     if (orvOnceMoreForMemory(unlink) < 0) {
         const int error = errno;
-        orvLog(kOrvLogInternal, "Error deleting file %s", path);
+        orvLog(orv_log::kEntryUndeleted, path);
         orvTrace(kTraceModule, kDelete, "error deleting file %s, errno = %s(%d)\n", path, orvErrorText(error).c_str(),
                  error);
         return -1;
@@ -45,19 +45,19 @@ int fillOrderFile(Descriptor file, const std::string& path, const std::vector<st
     const std::size_t size = words.size() * sizeof(std::uint32_t);
     const int written = orvRewriteFile(file.get(), words.data(), size);
     if (written < 0) {
-        orvLog(kOrvLogInternal, "Unable to write %u bytes to file %s", static_cast<unsigned>(size), path.c_str());
+        orvLog(orv_log::kOrderUnwritten, static_cast<unsigned>(size), path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to write %u bytes to file %s\n", static_cast<unsigned>(size),
                  path.c_str());
     }
     if (file.close() < 0) {
-        orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
+        orvLog(orv_log::kFileUnclosed, path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to close file %s\n", path.c_str());
     }
     return written;
 }
 
 void reportUnopened(const std::string& path) {
-    orvLog(kOrvLogInternal, "Unable to open file %s", path.c_str());
+    orvLog(orv_log::kOrderUnopened, path.c_str());
     orvTrace(kTraceModule, kOrder, "unable to open file %s\n", path.c_str());
 }
 
@@ -122,7 +122,7 @@ void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue
     Descriptor file = orvOpenFile(path, O_WRONLY | O_APPEND | O_CREAT, kFileMode);
     if (!file) {
         const int error = errno;
-        orvLog(kOrvLogInternal, "Unable to open file %s for writing", path.c_str());
+        orvLog(orv_log::kEntryUnopened, path.c_str());
         orvTrace(kTraceModule, kSave, "unable to open file %s for writing, errno = %s(%d)\n", path.c_str(),
                  orvErrorText(error).c_str(), error);
         return;
@@ -133,7 +133,7 @@ void OrvCHMesgQ::appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue
         error = errno;
     }
     if (error != 0) {
-        orvLog(kOrvLogInternal, "Unable to close file %s", path.c_str());
+        orvLog(orv_log::kFileUnclosed, path.c_str());
         orvTrace(kTraceModule, kSave, "unable to close file, errno = %s(%d)\n", orvErrorText(error).c_str(), error);
     }
 }
@@ -153,7 +153,7 @@ int OrvCHMesgQ::deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& q
 void OrvCHMesgQ::updateOrderFile(OrvCHMesgQQueue& queue) {
     const std::vector<std::uint32_t>* const words = queue.orderWords();
     if (!words) {
-        orvLog(kOrvLogInternal, "Unable to allocate memory needed for order file");
+        orvLog(orv_log::kNoOrderMemory);
         ORV_TRACE("unable to allocate memory needed for order file\n");
         return;
     }

@@ -46,7 +46,7 @@ OrvCHMesgQEntry* OrvCHMesgQ::addNewEntry(OrvCHMesgQQueue& queue, std::unique_ptr
         entry.reset(new (std::nothrow) OrvCHMesgQEntry);  // for want of a moment's memory no message is lost
     }
     if (!entry) {
-        orvLog(kOrvLogInternal, "Unable to allocate memory");
+        orvLog(orv_log::kNoEntryMemory);
         ORV_TRACE("unable to allocate memory\n");
         return nullptr;
     }
@@ -69,7 +69,7 @@ OrvCHMesgQEntry* OrvCHMesgQ::addInternal(OrvCHMesgQQueue& queue, std::unique_ptr
                                          std::optional<std::uint32_t> keepId) {
     if (queue.hasFiles()) {
         if (keepId && queue.isOnQueue(*keepId)) {
-            orvLog(kOrvLogInternal, "Duplicate uniqueId, ignored");
+            orvLog(orv_log::kDuplicateNumber);
             ORV_TRACE("duplicate uniqueId, ignored\n");
             return nullptr;
         }
@@ -111,7 +111,7 @@ void OrvCHMesgQ::sendTestResult(const OrvCHMesg& message, int result) {
     orvTrace(kTraceModule, kMethod, "Test Results (%s) sent for Profile %s\n", resultText(result),
              message.TestProfile.c_str());
     if (sent < 0) {
-        orvLog(kOrvLogInternal, "Unable to send test profile results");
+        orvLog(orv_log::kTestResultNotTaken);
         orvTrace(kTraceModule, kMethod, "error returned from CH_TestProfileResults\n");
     }
 }

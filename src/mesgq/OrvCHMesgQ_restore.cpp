@@ -29,7 +29,6 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHMesgQ";
-constexpr int kLevel = kOrvLogTask;
 // Their steps are traced under these names.
 constexpr char kHardWay[] = "reconstituteQueueTheHardWay";
 constexpr char kRestoreFile[] = "reconstituteMsgFromFile";
@@ -72,7 +71,7 @@ OrvFilePtr openOrderFile(const std::string& path, std::uint32_t& count, std::siz
 
 void closeOrderFile(OrvFilePtr file, const std::string& path) {
     if (std::fclose(file.release()) != 0) {
-        orvLog(kLevel, "Unable to close file %s", path.c_str());
+        orvLog(orv_log::kRestoreOrderUnclosed, path.c_str());
         orvTrace(kTraceModule, "reconstituteQueue", "unable to close order file %s\n", path.c_str());
     }
 }
@@ -150,7 +149,7 @@ int listDirectory(const char* dir) {
 // Null, reported, when there is no listing to be had.
 OrvFilePtr openListing(const char* dir) {
     if (listDirectory(dir) < 0) {
-        orvLog(kLevel, "Unable to create file %s", kOrvQueueListing);
+        orvLog(orv_log::kRestoreNoListing, kOrvQueueListing);
         return nullptr;
     }
     int error = 0;
@@ -158,7 +157,7 @@ OrvFilePtr openListing(const char* dir) {
     if (!list) {
         const std::string text =
             orvErrorText(error);  // before anything is told: without memory all of it is done again
-        orvLog(kLevel, "Unable to open file %s", kOrvQueueListing);
+        orvLog(orv_log::kRestoreOrderUnopened, kOrvQueueListing);
         orvTrace(kTraceModule, kHardWay, "unable to open  file %s for reading, errno = %s(%d)\n", kOrvQueueListing,
                  text.c_str(), error);
     }
@@ -191,13 +190,13 @@ void restoreOnceMore(const char* where, const char* dir, Step&& step) {
         return 0;
     };
     if (orvGuarded(where, again) < 0) {
-        orvLog(kLevel, "Error restoring messages from %s, ignoring", dir);
+        orvLog(orv_log::kRestoreQueueFailed, dir);
         orvTrace(kTraceModule, where, "Problem restoring the queue from %s, ignoring\n", dir);
     }
 }
 
 void reportUnrestored(const char* path, std::uint32_t uniqueId) {
-    orvLog(kLevel, "Error restoring message from %s, ignoring", path);
+    orvLog(orv_log::kRestoreEntryFailed, path);
     orvTrace(kTraceModule, kRestoreFile, "Problem restoring msg %u from file %s, ignoring\n", uniqueId, path);
 }
 
@@ -231,7 +230,7 @@ void OrvCHMesgQ::reconstituteQueue(OrvCHMesgQQueue& queue, const char* dir) {
     std::size_t length = 0;
     OrvFilePtr file = openOrderFile(path, count, length);
     if (!file) {
-        orvLog(kLevel, "Unable to open file %s", path.c_str());
+        orvLog(orv_log::kRestoreOrderUnopened, path.c_str());
         ORV_TRACE("unable to open file %s\n", path.c_str());
         reconstituteQueueTheHardWay(queue, dir);
         return;
@@ -239,11 +238,11 @@ void OrvCHMesgQ::reconstituteQueue(OrvCHMesgQQueue& queue, const char* dir) {
     // Kept: the test is the wrong way round. A count that can be read never supplies the order, the directory does;
     // an empty order file restores nothing.
     if (length == sizeof count) {
-        orvLog(kLevel, "Unable to read 'count' field from file %s", path.c_str());
+        orvLog(orv_log::kRestoreNoCount, path.c_str());
         ORV_TRACE("unable to read 'count' field from the order file\n");
         reconstituteQueueTheHardWay(queue, dir);
     } else if (count > filesAllowed_ && removeOldest(count - filesAllowed_) != 0) {
-        orvLog(kLevel, "Unable reduce message count to allowed number: %u", filesAllowed_);
+        orvLog(orv_log::kRestoreTooMany, filesAllowed_);
         ORV_TRACE("unable to make room\ncount = %u, filesAllowed = %u", count, filesAllowed_);
         closeOrderFile(std::move(file), path);
         reconstituteQueueTheHardWay(queue, dir);
@@ -261,13 +260,13 @@ void OrvCHMesgQ::reconstituteInOrder(OrvCHMesgQQueue& queue, const char* dir, co
     const std::unique_ptr<std::uint32_t[]> ids(count < kMaxOrderWords ? new (std::nothrow) std::uint32_t[count + 1]
                                                                       : nullptr);
     if (!ids) {
-        orvLog(kLevel, "Unable to allocate memory (%u bytes)", size);
+        orvLog(orv_log::kRestoreNoMemory, size);
         orvTrace(kTraceModule, kMethod, "unable to allocate memory of size = %u\n", size);
         reconstituteQueueTheHardWay(queue, dir);
         return;
     }
     if (std::fread(ids.get(), sizeof(std::uint32_t), count, &orderFile) != count) {
-        orvLog(kLevel, "Unable to read uniqueId field from file %s", path.c_str());
+        orvLog(orv_log::kRestoreNoNumber, path.c_str());
         orvTrace(kTraceModule, kMethod, "unable to read uniqueId data from file %s\n", path.c_str());
         reconstituteQueueTheHardWay(queue, dir);
         return;
@@ -290,7 +289,7 @@ void OrvCHMesgQ::reconstituteQueueTheHardWay(OrvCHMesgQQueue& queue, const char*
         reconstituteListed(queue, dir, line);
     }
     if (std::fclose(list.release()) != 0) {
-        orvLog(kLevel, "Error attempting to close file %s", kOrvQueueListing);
+        orvLog(orv_log::kRestoreListingUnclosed, kOrvQueueListing);
         ORV_TRACE("unable to close order file\n");
     }
     orvBestEffort(kHardWay, deleteListing);
@@ -301,7 +300,7 @@ void OrvCHMesgQ::reconstituteListed(OrvCHMesgQQueue& queue, const char* dir, con
     const std::string_view name(line);
     const OrvUnsignedNumber number = orvToUnsigned(name.substr(std::min<std::size_t>(1, name.size()), kNameDigits));
     if (number.outOfRange) {
-        orvLog(kLevel, "Invalid file name %s, skipping", line);
+        orvLog(orv_log::kRestoreBadName, line);
         orvTrace(kTraceModule, kHardWay, "skipping file %s, invalid file name\n", line);
         return;
     }
@@ -335,7 +334,7 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
     OrvFilePtr file = openForReading(path, error);
     if (!file) {
         const std::string text = orvErrorText(error);
-        orvLog(kLevel, "Error opening %s for reading, ignoring", path.c_str());
+        orvLog(orv_log::kRestoreEntryUnopened, path.c_str());
         ORV_TRACE("unable to open file %s for reading, skipping, errno = %s(%d)\n", path.c_str(), text.c_str(), error);
         return;
     }
@@ -343,13 +342,13 @@ void OrvCHMesgQ::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const std::stri
     if (std::fclose(file.release()) != 0) {
         error = errno;
         const std::string text = orvErrorText(error);
-        orvLog(kOrvLogDetail, "Error closing %s", path.c_str());
+        orvLog(orv_log::kRestoreEntryUnclosed, path.c_str());
         ORV_TRACE("unable to close file %s\n, errno = %s(%d)", path.c_str(), text.c_str(), error);
     }
     const OrvCHPosting posting{false, state.persist, state.persistRepostPeriod, state.expire};
     OrvCHMesgQEntry* const entry = addNewEntry(queue, message, posting, std::move(key), uniqueId);
     if (!entry) {
-        orvLog(kLevel, "Unable to add message from file %s to queue", path.c_str());
+        orvLog(orv_log::kRestoreNotAdded, path.c_str());
         ORV_TRACE("unable to add msg %u, ignoring\n", uniqueId);
         return;
     }

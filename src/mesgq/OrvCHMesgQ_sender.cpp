@@ -30,12 +30,12 @@ OrvCHMesg* OrvCHMesgQ::peekOpen() {
 int OrvCHMesgQ::peekClose(OrvCHMesg* message) {
     OrvCHMesgQEntry* const entry = send_.findEntry(message);
     if (!entry) {
-        orvLog(kOrvLogInternal, "peekClose() done on message that no longer exists");
+        orvLog(orv_log::kCloseOfNone);
         ORV_TRACE("entry not found\n");
         return -1;
     }
     if (!entry->open) {
-        orvLog(kOrvLogInternal, "peekClose() done on message that is not open");
+        orvLog(orv_log::kCloseOfClosed);
         ORV_TRACE("entry (%u) not open\n", entry->uniqueId);
         return -1;
     }
@@ -62,12 +62,12 @@ int OrvCHMesgQ::peekClose(OrvCHMesg* message) {
 int OrvCHMesgQ::peekDelete(OrvCHMesg* message, int result) {
     OrvCHMesgQEntry* const entry = send_.findEntry(message);
     if (!entry) {
-        orvLog(kOrvLogInternal, "peekDelete() done on message that no longer exists");
+        orvLog(orv_log::kDeleteOfNone);
         ORV_TRACE("entry not found\n");
         return -1;
     }
     if (!entry->open) {
-        orvLog(kOrvLogInternal, "peekDelete() done on message that is not open");
+        orvLog(orv_log::kDeleteOfClosed);
         ORV_TRACE("entry (%u) not open\n", entry->uniqueId);
         return -1;
     }
