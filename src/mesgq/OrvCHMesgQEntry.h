@@ -38,6 +38,11 @@ enum OrvDeletionReason : std::uint32_t {
     kOrvMarkedForTime = 4
 };
 
+// The results that a test message's profile is told.
+inline constexpr int kOrvPassed = 0;
+inline constexpr int kOrvFailed = 1;
+inline constexpr int kOrvCleared = 2;
+
 // peekDelete calls that wait for the end of a sync.
 inline constexpr std::uint32_t kOrvPendingSuccess = 1;
 inline constexpr std::uint32_t kOrvPendingFailure = 2;

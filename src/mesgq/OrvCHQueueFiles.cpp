@@ -1,10 +1,15 @@
 #include "mesgq/OrvCHQueueFiles.h"
 
+#include "Descriptor.h"
 #include "base/OrvFiles.h"
 #include "base/OrvNumber.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 
+#include <fcntl.h>
+
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 
@@ -69,6 +74,18 @@ void readStateLine(const char* line, OrvCHQueueState& state) {
 }
 
 }  // namespace
+
+OrvFilePtr orvOpenForReading(const std::string& path, int& error) {
+    return orvOnceMore([&] {
+        Descriptor file = orvOpenFile(path, O_RDONLY);
+        OrvFilePtr stream(file ? ::fdopen(file.get(), "r") : nullptr);
+        error = errno;
+        if (stream) {
+            [[maybe_unused]] const int taken = file.release();
+        }
+        return stream;
+    });
+}
 
 const char* orvQueueDirectory(ORV_CH_MESG_Q_TYPE type) {
     return type < kOrvQueueTypes ? kDirectories[type] : kNoDirectory;

@@ -17,6 +17,8 @@ struct OrvFileCloser {
     void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 using OrvFilePtr = std::unique_ptr<std::FILE, OrvFileCloser>;
+// Null with error set to the reason.
+OrvFilePtr orvOpenForReading(const std::string& path, int& error);
 
 // The directory of a queue, without a slash; "Invalid" for the init queue and for unknown types.
 const char* orvQueueDirectory(ORV_CH_MESG_Q_TYPE type);

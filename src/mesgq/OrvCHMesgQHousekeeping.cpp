@@ -1,21 +1,13 @@
-// The life of an entry between admission and the sender: parking, return, expiry, discarding, clearing.
-#include "dbg/OrvDbg.h"
-#include "dbg/OrvEventLog.h"
-#include "mesgq/OrvCHMesgQ.h"
-#include "uptime.h"
+#include "mesgq/OrvCHMesgQHousekeeping.h"
 
-#include <utility>
+#include "dbg/OrvDbg.h"
+#include "uptime.h"
 
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHMesgQ";
 // The steps of oneSecondChores() are traced under its name.
 constexpr char kChores[] = "oneSecondChores";
-
-// The results that a test message's profile is told.
-constexpr int kPassed = 0;
-constexpr int kFailed = 1;
-constexpr int kCleared = 2;
 
 // Whether more than period seconds have passed since the entry was received; not for one received after now.
 bool olderThan(const OrvCHMesgQEntry& entry, std::uint32_t period, std::uint32_t now) {
@@ -24,79 +16,54 @@ bool olderThan(const OrvCHMesgQEntry& entry, std::uint32_t period, std::uint32_t
 
 }  // namespace
 
-void OrvCHMesgQ::mark(OrvCHMesgQEntry& entry, OrvDeletionReason reason) {
-    entry.markedForDeletion = reason;
-    static_cast<void>(saveEntryToFile(entry, send_));
-}
-
-void OrvCHMesgQ::discard(OrvCHMesgQEntry& entry, OrvDeletionReason reason) {
-    static constexpr std::uint32_t OrvCHMesgQStatistics::*kCounters[] = {
-        nullptr, &OrvCHMesgQStatistics::deletedForClearReq, &OrvCHMesgQStatistics::deletedForSpace,
-        &OrvCHMesgQStatistics::deletedForFileLimit, &OrvCHMesgQStatistics::deletedForTime};
-    ++(statistics_.*kCounters[reason]);
-    removeInternal(entry, send_, reason == kOrvMarkedByClear ? kCleared : kFailed);
-}
-
-void OrvCHMesgQ::removeMarked(OrvCHMesgQEntry& entry) {
-    statistics_.persistentDeleted += entry.posting.persist;
-    discard(entry, static_cast<OrvDeletionReason>(entry.markedForDeletion));
-}
-
-int OrvCHMesgQ::flushDuplicateQueue() {
+int OrvCHMesgQHousekeeping::flushDuplicateQueue() {
     ORV_TRACE("Entry\n");
-    if (syncInProgress_) {
+    if (sending_.syncInProgress()) {
         pendingActions_ |= kPendingDuplicateFlush;
         return 0;
     }
-    for (OrvCHMesgQEntry& entry : duplicate_) {
+    for (OrvCHMesgQEntry& entry : lists_.duplicate()) {
         if (entry.message->DuplicateCount > 0) {
-            moveEntry(entry, duplicate_, send_);
+            lists_.moveEntry(entry, lists_.duplicate(), lists_.send());
         } else {
-            removeInternal(entry, duplicate_, kPassed);
+            lists_.removeInternal(entry, lists_.duplicate(), kOrvPassed);
         }
     }
-    send_.clearDupEligible();  // those just moved included
+    lists_.send().clearDupEligible();  // those just moved included
     return 0;
 }
 
-int OrvCHMesgQ::clearQueue() {
+int OrvCHMesgQHousekeeping::clearQueue() {
     ORV_TRACE("Entry\n");
-    for (OrvCHMesgQEntry& entry : duplicate_) {
-        if (syncInProgress_) {
+    for (OrvCHMesgQEntry& entry : lists_.duplicate()) {
+        if (sending_.syncInProgress()) {
             entry.markedForDeletion = kOrvMarkedByClear;
         } else {
-            removeInternal(entry, duplicate_, kPassed);
-            ++statistics_.deletedForClearReq;
+            lists_.removeInternal(entry, lists_.duplicate(), kOrvPassed);
+            ++lists_.statistics().deletedForClearReq;
         }
     }
-    for (OrvCHMesgQEntry& entry : send_) {
-        if (syncInProgress_) {
+    for (OrvCHMesgQEntry& entry : lists_.send()) {
+        if (sending_.syncInProgress()) {
             if (!entry.posting.persist) {
                 entry.markedForDeletion = kOrvMarkedByClear;
             }
         } else if (entry.open) {
-            mark(entry, kOrvMarkedByClear);
+            lists_.mark(entry, kOrvMarkedByClear);
         } else if (entry.posting.persist) {
-            moveEntry(entry, send_, persist_);
+            lists_.moveEntry(entry, lists_.send(), lists_.persist());
         } else {
-            discard(entry, kOrvMarkedByClear);
+            lists_.discard(entry, kOrvMarkedByClear);
         }
     }
     return 0;
 }
 
-void OrvCHMesgQ::oneSecondChores() {
-    if (!queueOpenForBusiness_) {
-        if (configDataRead_ && !initStarted_ && monitorReady_) {
-            initStarted_ = true;
-            init();
-        }
-        return;
-    }
+void OrvCHMesgQHousekeeping::oneSecondChores() {
     if (pendingActions_ != 0) {
         pendingActionChores();
     }
-    if (send_.count() == 0 && duplicate_.count() == 0 && persist_.count() == 0) {
+    if (lists_.send().count() == 0 && lists_.duplicate().count() == 0 && lists_.persist().count() == 0) {
         return;
     }
     const std::uint32_t now = uptime();
@@ -105,7 +72,7 @@ void OrvCHMesgQ::oneSecondChores() {
     persistQueueChores(now);
 }
 
-void OrvCHMesgQ::pendingActionChores() {
+void OrvCHMesgQHousekeeping::pendingActionChores() {
     bool handled = false;
     if ((pendingActions_ & kPendingDuplicateFlush) != 0) {
         static_cast<void>(flushDuplicateQueue());
@@ -118,8 +85,8 @@ void OrvCHMesgQ::pendingActionChores() {
     }
 }
 
-void OrvCHMesgQ::sendQueueChores(std::uint32_t now) {
-    for (OrvCHMesgQEntry& entry : send_) {
+void OrvCHMesgQHousekeeping::sendQueueChores(std::uint32_t now) {
+    for (OrvCHMesgQEntry& entry : lists_.send()) {
         if (!sendEntryChores(entry, now)) {
             return;
         }
@@ -127,18 +94,18 @@ void OrvCHMesgQ::sendQueueChores(std::uint32_t now) {
 }
 
 // False for the first entry that needs nothing: those behind it are not looked at. The entry may be gone.
-bool OrvCHMesgQ::sendEntryChores(OrvCHMesgQEntry& entry, std::uint32_t now) {
+bool OrvCHMesgQHousekeeping::sendEntryChores(OrvCHMesgQEntry& entry, std::uint32_t now) {
     if (entry.pendingOps != 0) {
-        const int result = (entry.pendingOps & kOrvPendingSuccess) != 0 ? kPassed : kFailed;
-        static_cast<void>(peekDelete(entry.message.get(), result));
+        const int result = (entry.pendingOps & kOrvPendingSuccess) != 0 ? kOrvPassed : kOrvFailed;
+        static_cast<void>(sending_.peekDelete(entry.message.get(), result));
     } else if (!entry.open && entry.markedForDeletion != kOrvNotMarked) {
         orvTrace(kTraceModule, kChores, "discard msg marked for deletion from send queue\n");
-        removeMarked(entry);
-    } else if (olderThan(entry, discardPeriod_, now)) {
+        lists_.removeMarked(entry);
+    } else if (olderThan(entry, quotas_.discardPeriod, now)) {
         discardOldEntry(entry, now);
-    } else if (spaceInUse_ > spaceAllowed_) {
+    } else if (lists_.spaceInUse() > quotas_.spaceAllowed) {
         discardForQuota(entry, kOrvMarkedForSpace, "file system usage");
-    } else if (closedCount() > filesAllowed_) {
+    } else if (lists_.closedCount() > quotas_.filesAllowed) {
         discardForQuota(entry, kOrvMarkedForFileLimit, "file count");
     } else {
         return false;
@@ -146,63 +113,63 @@ bool OrvCHMesgQ::sendEntryChores(OrvCHMesgQEntry& entry, std::uint32_t now) {
     return true;
 }
 
-void OrvCHMesgQ::discardOldEntry(OrvCHMesgQEntry& entry, std::uint32_t now) {
+void OrvCHMesgQHousekeeping::discardOldEntry(OrvCHMesgQEntry& entry, std::uint32_t now) {
     if (entry.posting.persist) {
         return;
     }
     if (!entry.open) {
         orvTrace(kTraceModule, kChores,
                  "discarded old msg from send queue, now = %u, received = %u, discardPeriod = %u\n", now,
-                 entry.received, discardPeriod_);
-        discard(entry, kOrvMarkedForTime);
+                 entry.received, quotas_.discardPeriod);
+        lists_.discard(entry, kOrvMarkedForTime);
     } else if (entry.markedForDeletion == kOrvNotMarked) {
-        mark(entry, kOrvMarkedForTime);
+        lists_.mark(entry, kOrvMarkedForTime);
     }
 }
 
-void OrvCHMesgQ::discardForQuota(OrvCHMesgQEntry& entry, OrvDeletionReason reason, const char* quota) {
+void OrvCHMesgQHousekeeping::discardForQuota(OrvCHMesgQEntry& entry, OrvDeletionReason reason, const char* quota) {
     if (!entry.open) {
         orvTrace(kTraceModule, kChores, "discarded msg from send queue to reduce %s\n", quota);
-        discard(entry, reason);
+        lists_.discard(entry, reason);
     } else if (entry.markedForDeletion == kOrvNotMarked) {
         orvTrace(kTraceModule, kChores, "mark (open) msg in send queue for deletion to reduce %s\n", quota);
-        mark(entry, reason);
+        lists_.mark(entry, reason);
     }
 }
 
-void OrvCHMesgQ::duplicateQueueChores(std::uint32_t now) {
-    for (OrvCHMesgQEntry& entry : duplicate_) {
-        if (olderThan(entry, throttleDuplicatesPeriod_, now)) {
+void OrvCHMesgQHousekeeping::duplicateQueueChores(std::uint32_t now) {
+    for (OrvCHMesgQEntry& entry : lists_.duplicate()) {
+        if (olderThan(entry, quotas_.throttleDuplicatesPeriod, now)) {
             endThrottling(entry);
-        } else if (duplicate_.ordered()) {
+        } else if (lists_.duplicate().ordered()) {
             return;
         }
     }
 }
 
-void OrvCHMesgQ::endThrottling(OrvCHMesgQEntry& entry) {
+void OrvCHMesgQHousekeeping::endThrottling(OrvCHMesgQEntry& entry) {
     if (entry.markedForDeletion != kOrvNotMarked) {
-        removeInternal(entry, duplicate_, kPassed);
-        ++statistics_.deletedForClearReq;
+        lists_.removeInternal(entry, lists_.duplicate(), kOrvPassed);
+        ++lists_.statistics().deletedForClearReq;
     } else if (entry.message->DuplicateCount > 0) {
         orvTrace(kTraceModule, kChores,
                  "throttleDuplicatesPeriod expired, duplicate(s) detected, move msg from duplicate to send queue "
                  "(DuplicateCount = %u, DuplicateTime = %s)\n",
                  static_cast<unsigned>(entry.message->DuplicateCount), entry.message->DuplicateTime.c_str());
-        duplicate_.clearDupEligible(entry);
-        moveEntry(entry, duplicate_, send_);
+        lists_.duplicate().clearDupEligible(entry);
+        lists_.moveEntry(entry, lists_.duplicate(), lists_.send());
     } else {
         orvTrace(kTraceModule, kChores,
                  "throttleDuplicatesPeriod expired, no duplicates detected, remove msg from duplicate queue\n");
-        removeInternal(entry, duplicate_, kPassed);
+        lists_.removeInternal(entry, lists_.duplicate(), kOrvPassed);
     }
 }
 
-void OrvCHMesgQ::persistQueueChores(std::uint32_t now) {
-    for (OrvCHMesgQEntry& entry : persist_) {
+void OrvCHMesgQHousekeeping::persistQueueChores(std::uint32_t now) {
+    for (OrvCHMesgQEntry& entry : lists_.persist()) {
         if (olderThan(entry, entry.posting.persistRepostPeriod, now)) {
             orvTrace(kTraceModule, kChores, "moved msg from persist to send queue for re-posting\n");
-            moveEntry(entry, persist_, send_);
+            lists_.moveEntry(entry, lists_.persist(), lists_.send());
         }
     }
 }

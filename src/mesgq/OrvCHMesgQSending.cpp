@@ -1,7 +1,8 @@
-// The queue as the sender uses it: entries are opened, given back or finished.
+#include "mesgq/OrvCHMesgQSending.h"
+
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
-#include "mesgq/OrvCHMesgQ.h"
+#include "mesgq/OrvCHEntryFiles.h"
 #include "uptime.h"
 
 namespace {
@@ -10,37 +11,48 @@ constexpr char kTraceModule[] = "OrvCHMesgQ";
 // The steps of peekDelete() are traced under its name.
 constexpr char kPeekDelete[] = "peekDelete";
 
+// The entry that one of the peeks was told of. Null, reported, unless it is open.
+OrvCHMesgQEntry* findOpen(const OrvCHMesgQQueue& send, const OrvCHMesg* message, const char* method,
+                          const OrvLogEntry<>& none, const OrvLogEntry<>& closed) {
+    OrvCHMesgQEntry* const entry = send.findEntry(message);
+    if (!entry) {
+        orvLog(none);
+        orvTrace(kTraceModule, method, "entry not found\n");
+        return nullptr;
+    }
+    if (!entry->open) {
+        orvLog(closed);
+        orvTrace(kTraceModule, method, "entry (%u) not open\n", entry->uniqueId);
+        return nullptr;
+    }
+    return entry;
+}
+
 }  // namespace
 
-OrvCHMesg* OrvCHMesgQ::peekOpen() {
+OrvCHMesg* OrvCHMesgQSending::peekOpen() {
     if (syncInProgress_) {
         return nullptr;
     }
-    for (OrvCHMesgQEntry& entry : send_) {
+    for (OrvCHMesgQEntry& entry : lists_.send()) {
         if (!entry.open && entry.markedForDeletion == kOrvNotMarked) {
             ORV_TRACE("entry (%u) opened in the send queue\n", entry.uniqueId);
             entry.open = true;
-            ++statistics_.openCount;
+            ++lists_.statistics().openCount;
             return entry.message.get();
         }
     }
     return nullptr;
 }
 
-int OrvCHMesgQ::peekClose(OrvCHMesg* message) {
-    OrvCHMesgQEntry* const entry = send_.findEntry(message);
+int OrvCHMesgQSending::peekClose(OrvCHMesg* message) {
+    OrvCHMesgQEntry* const entry =
+        findOpen(lists_.send(), message, __func__, orv_log::kCloseOfNone, orv_log::kCloseOfClosed);
     if (!entry) {
-        orvLog(orv_log::kCloseOfNone);
-        ORV_TRACE("entry not found\n");
-        return -1;
-    }
-    if (!entry->open) {
-        orvLog(orv_log::kCloseOfClosed);
-        ORV_TRACE("entry (%u) not open\n", entry->uniqueId);
         return -1;
     }
     entry->open = false;
-    --statistics_.openCount;
+    --lists_.statistics().openCount;
     const char* const kind = entry->posting.persist ? "persistent " : "";
     if (entry->markedForDeletion == kOrvNotMarked) {
         ORV_TRACE("%sentry (%u) has not completed processing, leave it on the send queue\n", kind, entry->uniqueId);
@@ -54,21 +66,15 @@ int OrvCHMesgQ::peekClose(OrvCHMesg* message) {
             "%sentry (%u) has not completed processing but is marked for deletion, remove from the send queue "
             "and delete\n",
             kind, entry->uniqueId);
-        removeMarked(*entry);
+        lists_.removeMarked(*entry);
     }
     return 0;
 }
 
-int OrvCHMesgQ::peekDelete(OrvCHMesg* message, int result) {
-    OrvCHMesgQEntry* const entry = send_.findEntry(message);
+int OrvCHMesgQSending::peekDelete(OrvCHMesg* message, int result) {
+    OrvCHMesgQEntry* const entry =
+        findOpen(lists_.send(), message, __func__, orv_log::kDeleteOfNone, orv_log::kDeleteOfClosed);
     if (!entry) {
-        orvLog(orv_log::kDeleteOfNone);
-        ORV_TRACE("entry not found\n");
-        return -1;
-    }
-    if (!entry->open) {
-        orvLog(orv_log::kDeleteOfClosed);
-        ORV_TRACE("entry (%u) not open\n", entry->uniqueId);
         return -1;
     }
     if (syncInProgress_) {
@@ -77,17 +83,17 @@ int OrvCHMesgQ::peekDelete(OrvCHMesg* message, int result) {
     }
     entry->open = false;
     entry->pendingOps = 0;
-    --statistics_.openCount;
+    --lists_.statistics().openCount;
     if (entry->posting.persist) {
         finishPersistent(*entry);
     } else {
         finishOrdinary(*entry, result);
     }
-    ++statistics_.sendOk;
+    ++lists_.statistics().sendOk;
     return 0;
 }
 
-void OrvCHMesgQ::finishPersistent(OrvCHMesgQEntry& entry) {
+void OrvCHMesgQSending::finishPersistent(OrvCHMesgQEntry& entry) {
     // Only -1 goes on for ever; any other negative number counts down too.
     if (entry.posting.expire != -1) {
         entry.posting.expire = static_cast<std::int32_t>(static_cast<std::uint32_t>(entry.posting.expire) - 1);
@@ -97,31 +103,31 @@ void OrvCHMesgQ::finishPersistent(OrvCHMesgQEntry& entry) {
                  "persistent entry (%u) has completed processing and is marked for deletion, remove from the send "
                  "queue and delete\n",
                  entry.uniqueId);
-        removeMarked(entry);
+        lists_.removeMarked(entry);
     } else if (entry.posting.expire != 0) {
         orvTrace(kTraceModule, kPeekDelete,
                  "persistent entry (%u) has completed processing, move it back to the persistent queue\n",
                  entry.uniqueId);
         entry.received = uptime();
-        moveEntry(entry, send_, persist_);
+        lists_.moveEntry(entry, lists_.send(), lists_.persist());
     } else {
         orvTrace(kTraceModule, kPeekDelete,
                  "persistent entry (%u) has completed processing and has expired, remove from the send queue and "
                  "delete\n",
                  entry.uniqueId);
-        ++statistics_.persistentDeleted;
-        removeInternal(entry, send_, 0);
+        ++lists_.statistics().persistentDeleted;
+        lists_.removeInternal(entry, lists_.send(), kOrvPassed);
     }
 }
 
 // Kept: the mark of an entry that was mailed is not looked at; it goes its way like any other.
-void OrvCHMesgQ::finishOrdinary(OrvCHMesgQEntry& entry, int result) {
-    const bool park = throttleDuplicates_ && entry.dupEligible;
+void OrvCHMesgQSending::finishOrdinary(OrvCHMesgQEntry& entry, int result) {
+    const bool park = quotas_.throttleDuplicates && entry.dupEligible;
     if (!park && entry.duplicatesPending == 0) {
         orvTrace(kTraceModule, kPeekDelete,
                  "entry (%u) has completed processing, (%s) remove it from the send queue and delete\n", entry.uniqueId,
-                 throttleDuplicates_ ? "further duplicates not allowed" : "duplicates not allowed");
-        removeInternal(entry, send_, result);
+                 quotas_.throttleDuplicates ? "further duplicates not allowed" : "duplicates not allowed");
+        lists_.removeInternal(entry, lists_.send(), result);
         return;
     }
     const std::uint32_t pending = entry.duplicatesPending;
@@ -135,12 +141,12 @@ void OrvCHMesgQ::finishOrdinary(OrvCHMesgQEntry& entry, int result) {
         orvTrace(kTraceModule, kPeekDelete,
                  "entry (%u) has completed processing, move it to the duplicate queue (DuplicateCount = %u)\n",
                  entry.uniqueId, pending);
-        moveEntry(entry, send_, duplicate_);
+        lists_.moveEntry(entry, lists_.send(), lists_.duplicate());
     } else {
         orvTrace(kTraceModule, kPeekDelete,
                  "entry (%u) has completed processing, further duplicates are not allowed but there are %u pending "
                  "duplicates, leave it on the send queue\n",
                  entry.uniqueId, pending);
-        static_cast<void>(saveEntryToFile(entry, send_));  // or a restart would mail it without its count
+        saveEntryToFile(entry, lists_.send());  // or a restart would mail it without its count
     }
 }

@@ -1,12 +1,13 @@
-// The quotas of the message queue, as the attribute store gives them.
+#include "mesgq/OrvCHMesgQConfig.h"
+
 #include "base/OrvNumber.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
-#include "mesgq/OrvCHMesgQ.h"
 #include "profile/OrvConfigListener.h"
 
 #include <array>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -17,7 +18,26 @@ const std::array<std::string, 5> kAttributes = {
     "Global.Callhome.ThrottleDupsEnable", "Global.Callhome.ThrottleDupsPeriod", "Global.Callhome.DiscardPeriod",
     "Global.Callhome.FileSystemSpaceAllowed", "Global.Callhome.FilesAllowed"};
 
+// Of an attribute that the store does not give.
+constexpr OrvCHQuotas kDefaults = {.throttleDuplicates = true,
+                                   .throttleDuplicatesPeriod = 15,
+                                   .spaceAllowed = 5120000,
+                                   .filesAllowed = 100,
+                                   .discardPeriod = 86400};
+
 constexpr std::string_view kThrottleEnable = "ThrottleDupsEnable";
+
+struct Quota {
+    const char* name;
+    const char* unit;
+    std::uint32_t OrvCHQuotas::*member;
+};
+constexpr Quota kQuotas[] = {
+    {"ThrottleDupsPeriod", "seconds", &OrvCHQuotas::throttleDuplicatesPeriod},
+    {"DiscardPeriod", "seconds", &OrvCHQuotas::discardPeriod},
+    {"FileSystemSpaceAllowed", "bytes", &OrvCHQuotas::spaceAllowed},
+    {"FilesAllowed", "files", &OrvCHQuotas::filesAllowed},
+};
 
 bool names(const DsEntry& attribute, std::string_view part) {
     return attribute.name.find(part) != std::string::npos;
@@ -25,7 +45,7 @@ bool names(const DsEntry& attribute, std::string_view part) {
 
 }  // namespace
 
-int OrvCHMesgQ::readConfig() {
+int OrvCHMesgQConfig::readConfig() {
     ORV_TRACE("Entry\n");
     for (const std::string& name : kAttributes) {
         orvLog(orv_log::kBuildInfoRequest, name.c_str());
@@ -35,16 +55,15 @@ int OrvCHMesgQ::readConfig() {
     if (orvGuarded(__func__, [this] { return store_.bulkGetAttrReq(kRequestId, kAttributes); }) != 0) {
         orvLog(orv_log::kQueueConfigUnread);
         ORV_TRACE("Error requesting DS bulk data entries\n");
-        config_.configComplete(OrvConfigListener::kQueue);
+        listener_.configComplete(OrvConfigListener::kQueue);
         return -1;
     }
-    static_cast<void>(flushDuplicateQueue());
     return 0;
 }
 
-int OrvCHMesgQ::processConfigBulk(std::span<const DsEntry> attributes, std::span<const std::int32_t> statuses) {
+int OrvCHMesgQConfig::processConfigBulk(std::span<const DsEntry> attributes, std::span<const std::int32_t> statuses) {
     ORV_TRACE("num = %d\n", static_cast<int>(attributes.size()));
-    setDefaults();
+    quotas_ = kDefaults;
     bool conversionOk = true;
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         const DsEntry& attribute = attributes[i];
@@ -58,39 +77,20 @@ int OrvCHMesgQ::processConfigBulk(std::span<const DsEntry> attributes, std::span
         applyAttribute(attribute, status < 0, conversionOk);
     }
     configDataRead_ = true;
-    config_.configComplete(OrvConfigListener::kQueue);
+    listener_.configComplete(OrvConfigListener::kQueue);
     return 0;
 }
 
-void OrvCHMesgQ::setDefaults() {
-    throttleDuplicates_ = true;
-    throttleDuplicatesPeriod_ = 15;
-    discardPeriod_ = 86400;
-    spaceAllowed_ = 5120000;
-    filesAllowed_ = 100;
-}
-
-void OrvCHMesgQ::applyAttribute(const DsEntry& attribute, bool bad, bool& conversionOk) {
+void OrvCHMesgQConfig::applyAttribute(const DsEntry& attribute, bool bad, bool& conversionOk) {
     static constexpr char kMethod[] = "processConfigBulk";
     if (names(attribute, kThrottleEnable)) {
         if (bad) {
             orvTrace(kTraceModule, kMethod, "error obtaining ThrottleDupsEnable, using 'true'\n");
         } else {
-            throttleDuplicates_ = attribute.value == "True";
+            quotas_.throttleDuplicates = attribute.value == "True";
         }
         return;
     }
-    struct Quota {
-        const char* name;
-        const char* unit;
-        std::uint32_t OrvCHMesgQ::*member;
-    };
-    static constexpr Quota kQuotas[] = {
-        {"ThrottleDupsPeriod", "seconds", &OrvCHMesgQ::throttleDuplicatesPeriod_},
-        {"DiscardPeriod", "seconds", &OrvCHMesgQ::discardPeriod_},
-        {"FileSystemSpaceAllowed", "bytes", &OrvCHMesgQ::spaceAllowed_},
-        {"FilesAllowed", "files", &OrvCHMesgQ::filesAllowed_},
-    };
     for (const Quota& quota : kQuotas) {
         if (!names(attribute, quota.name)) {
             continue;
@@ -99,10 +99,10 @@ void OrvCHMesgQ::applyAttribute(const DsEntry& attribute, bool bad, bool& conver
         // Kept: one value that cannot be converted also keeps the defaults of all numbers that follow it.
         conversionOk = conversionOk && !number.outOfRange;
         if (bad || !conversionOk) {
-            orvTrace(kTraceModule, kMethod, "error obtaining %s, using %u %s\n", quota.name, this->*quota.member,
+            orvTrace(kTraceModule, kMethod, "error obtaining %s, using %u %s\n", quota.name, quotas_.*quota.member,
                      quota.unit);
         } else {
-            this->*quota.member = number.value;
+            quotas_.*quota.member = number.value;
         }
         return;
     }
