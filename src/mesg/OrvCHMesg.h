@@ -65,7 +65,7 @@ public:
     // Traces every field.
     void probe() const;
 
-    Mt::Mutex& lock() const { return lock_; }
+    Mt::Mutex& lock() const ORV_RETURN_CAPABILITY(lock_) { return lock_; }
 
     std::string FileName;
     std::string Time;
