@@ -1,7 +1,7 @@
 // The road of a capture in one process: from the attribute store over shell and compressor to a mail server.
 #include "app/CaptureFixture.h"
 
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 #include "testing/SmallFlash.h"
 
 #include <sys/stat.h>

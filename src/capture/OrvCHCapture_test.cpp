@@ -2,7 +2,7 @@
 #include "capture/CaptureTest.h"
 #include "capture/OrvCaptureMesgs.h"
 #include "dbg/OrvEventLog.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 #include "thread/OrvThreadSwLogApp.h"
 
 #include <gmock/gmock.h>

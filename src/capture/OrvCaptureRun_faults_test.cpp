@@ -5,7 +5,7 @@
 #include "capture/OrvStartedCapture.h"
 #include "capture/ScriptedShell.h"
 #include "mesg/OrvCHMesg.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 #include "profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>

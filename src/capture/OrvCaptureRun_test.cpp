@@ -3,7 +3,6 @@
 #include "capture/OrvStartedCapture.h"
 #include "capture/ScriptedShell.h"
 #include "mesg/OrvCHMesg.h"
-#include "mesg/OrvFileError.h"
 #include "mesg/OrvSequenceSource.h"
 #include "platform/posix/HostRoot.h"
 #include "profile/RecordingSwitch.h"

@@ -4,7 +4,7 @@
 #include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "dbg/OrvDbg.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 #include "word_order.h"
 
 #include <fcntl.h>

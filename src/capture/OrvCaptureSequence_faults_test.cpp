@@ -1,7 +1,7 @@
 // The sequence number's file when any one of its calls fails, or is the process's last.
 #include "capture/CaptureFaults.h"
 #include "capture/OrvCaptureSequence.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 #include "profile/RecordingSwitch.h"
 #include "word_order.h"
 

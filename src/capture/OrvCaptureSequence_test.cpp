@@ -1,7 +1,7 @@
 #include "capture/OrvCaptureSequence.h"
 
 #include "Descriptor.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 #include "profile/RecordingSwitch.h"
 #include "testing/SmallFlash.h"
 #include "word_order.h"

@@ -1,7 +1,7 @@
 #include "mesg/CronCaptureData.h"
 
 #include "mesg/MesgTest.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 
 #include <sys/stat.h>
 

@@ -3,7 +3,7 @@
 #include "Hsb_Component.h"
 #include "app_log.h"
 #include "base/OrvText.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 #include "platform/posix/HostRoot.h"
 
 #include <unistd.h>

@@ -1,5 +1,4 @@
 #include "mesg/MesgTest.h"
-#include "mesg/OrvStreamError.h"
 
 #include <sys/stat.h>
 
@@ -181,13 +180,4 @@ TEST_F(OrvCHMesgSave, doesNotWaitForTheReaderOfAPipeInTheFilesPlace) {
     EXPECT_THAT(traceLines(),
                 ElementsAre("OrvCHMesg save: fstream open exception, flag bits=(failbit ), errno=(No such device or "
                             "address), what=(basic_ios::clear: iostream error"));
-}
-
-TEST(OrvStreamError, namesEveryFlagAndLeavesTheLastParenthesisOpen) {
-    EXPECT_EQ(orvStreamErrorText("open", std::ios_base::failbit | std::ios_base::badbit | std::ios_base::eofbit, EIO,
-                                 "it broke"),
-              "fstream open exception, flag bits=(failbit badbit unknownbit ), errno=(Input/output error), "
-              "what=(it broke\n");
-    EXPECT_EQ(orvStreamErrorText("I/O", std::ios_base::goodbit, ENOENT, ""),
-              "fstream I/O exception, flag bits=(), errno=(No such file or directory), what=(\n");
 }

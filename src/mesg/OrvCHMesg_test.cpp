@@ -1,7 +1,7 @@
 #include "mesg/OrvCHMesg.h"
 
 #include "mesg/MesgTest.h"
-#include "mesg/OrvFileError.h"
+#include "mesg/OrvSequenceSource.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

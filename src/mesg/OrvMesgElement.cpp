@@ -7,6 +7,20 @@ static constexpr char kTraceModule[] = "OrvCHMesg";
 
 using namespace orv_mesg_tags;
 
+void orvAppendElement(std::string& file, std::string_view tag, std::string_view value) {
+    orvAppendLine(file, tag);
+    orvAppendLine(file, value);
+    orvAppendLine(file, kEndOfRecord);
+}
+
+std::int64_t orvLengths(std::initializer_list<std::string_view> texts) {
+    std::size_t sum = 0;
+    for (std::string_view text : texts) {
+        sum += text.size();
+    }
+    return static_cast<std::int64_t>(sum);
+}
+
 bool orvAtEnd(std::istream& stream) {
     return stream.peek() == std::istream::traits_type::eof();
 }

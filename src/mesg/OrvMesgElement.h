@@ -1,13 +1,30 @@
-// Reading a message file line by line: what its elements have in common.
+// A message file line by line: what its elements have in common when they are written, estimated and read.
 //
-// No look-ahead beyond one byte. A stream is at its end when no further byte can be read, a read error included,
-// so every loop over these functions ends. One thread at a time.
+// Reading looks ahead by no more than one byte. A stream is at its end when no further byte can be read, a read error
+// included, so every loop over these functions ends. One thread at a time.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
 #include <istream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+inline void orvAppendLine(std::string& file, std::string_view line) {
+    file += line;
+    file += '\n';
+}
+// A simple element: tag, value and end line.
+void orvAppendElement(std::string& file, std::string_view tag, std::string_view value);
+
+// Estimates are summed up in 64 bits and saturate: a giant attachment must look too large for the queue, never
+// negative.
+inline std::int32_t orvSaturate(std::int64_t bytes) {
+    return bytes > INT32_MAX ? INT32_MAX : static_cast<std::int32_t>(bytes);
+}
+std::int64_t orvLengths(std::initializer_list<std::string_view> texts);
 
 // No further byte can be read.
 bool orvAtEnd(std::istream& stream);

@@ -16,11 +16,10 @@ std::int32_t orvMesgNumber(const std::string& digits) {
 }
 
 OrvMesgKind orvMesgKind(std::int32_t number) {
-    constexpr std::uint32_t kOwnGroup = 0x8B00u;
+    constexpr std::uint32_t kOwnGroup = kOrvTestMesg >> 16;
     constexpr std::uint32_t kFirstOther = 0x8B00F001u;
-    constexpr std::uint32_t kCapture = 0x8B00FFFFu;
     const auto bits = static_cast<std::uint32_t>(number);
-    if (bits == kCapture) {
+    if (bits == kOrvCaptureMesg) {
         return OrvMesgKind::kCronCapture;
     }
     return bits >> 16 == kOwnGroup && bits >= kFirstOther ? OrvMesgKind::kNone : OrvMesgKind::kLogEvent;

@@ -2,6 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
+
+// A file that the daemon cannot do without could not be read or written; what() is the whole text.
+class OrvFileError final : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 class OrvSequenceSource {
 public:
