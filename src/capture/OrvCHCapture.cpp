@@ -1,4 +1,4 @@
-// The main thread's side: the schedule, its check, and what becomes of a capture's result.
+// First the main thread's side: the schedule, its check, and what becomes of a capture's result.
 #include "capture/OrvCHCapture.h"
 
 #include "Mt/Threader.h"
@@ -16,6 +16,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -28,6 +30,11 @@ constexpr int kPriority = 0;
 constexpr std::uint32_t kTicksPerCheck = 60;
 // A clock that moved further than this between two checks was set.
 constexpr std::time_t kClockJump = 3600;
+
+[[noreturn]] void exitWithoutMemory() {
+    ORV_TRACE("no memory for the result, exiting\n");
+    _exit(1);
+}
 
 }  // namespace
 
@@ -48,7 +55,7 @@ int OrvCHCapture::start() {
         return 0;
     }
     if (Mt::Threader::launch(*this) != 0) {
-        orvLog(kOrvLogTask, "orvApp failed to launch capture thread");
+        orvLog(orv_log::kCaptureThreadNotStarted);
         return -1;
     }
     launched_ = true;
@@ -137,7 +144,7 @@ void OrvCHCapture::handleFailMesg(const OrvCHCaptureFail& mesg) {
     ORV_TRACE("Entry\n");
     const OrvAtEnd finish([&] { finishFirst(mesg.capture()); });
     ORV_TRACE("CronCapture failed!\n");
-    orvLog(kOrvLogTask, "CronCapture failed: %s!", orvErrorText(mesg.error()).c_str());
+    orvLog(orv_log::kCaptureFailed, orvErrorText(mesg.error()).c_str());
 }
 
 void OrvCHCapture::handleSucceedMesg(OrvCHCaptureSucceed& mesg) {
@@ -180,4 +187,70 @@ void OrvCHCapture::probe() const {
         "lastCheck = %s\n%s\n",
         sequence_.last(), static_cast<unsigned>(schedule_.size()), static_cast<unsigned>(executingQueue_.size()),
         tickCount_, orvMailDateText(lastCheck_).c_str(), schedule_.dump().c_str());
+}
+
+// The capture thread's side: one capture per message, one result per capture.
+
+int OrvCHCapture::runThread() {
+    const int result = runDispatcher();
+    if (result < 0) {
+        ORV_TRACE("handle_events failed\n");
+    }
+    ORV_TRACE("Terminating\n");
+    return result;
+}
+
+void OrvCHCapture::handleThreadMesg(OrvToThreadMesg* mesg) {
+    ORV_TRACE("Entry\n");
+    if (const auto* exec = dynamic_cast<const OrvCHCaptureExec*>(mesg)) {
+        handleExecMesg(*exec);
+        return;
+    }
+    ORV_TRACE("Unrecognized message ID [%d] sent from main thread\n", static_cast<int>(mesg->code()));
+}
+
+void OrvCHCapture::handleExecMesg(const OrvCHCaptureExec& mesg) {
+    ORV_TRACE("Entry\n");
+    std::unique_ptr<OrvCHMesg> result;
+    int error = 0;
+    if (execCapture(mesg.capture(), result, error) == 0) {
+        pushSucceedMesg(mesg.capture(), std::move(result));
+    } else {
+        pushFailMesg(mesg.capture(), error);
+    }
+}
+
+// A failure of our own files or memory fails this capture, not the thread; anything else that is thrown ends it.
+int OrvCHCapture::execCapture(const OrvStartedCapture& capture, std::unique_ptr<OrvCHMesg>& mesg, int& error) {
+    try {
+        const int result = run_.execute(capture, mesg);
+        error = errno;
+        return result;
+    } catch (const std::bad_alloc&) {
+        error = ENOMEM;
+    } catch (const std::exception& exception) {
+        error = errno != 0 ? errno : EIO;
+        ORV_TRACE("%s\n", exception.what());
+    }
+    return -1;
+}
+
+void OrvCHCapture::pushSucceedMesg(const OrvStartedCapture& capture, std::unique_ptr<OrvCHMesg> mesg) {
+    std::unique_ptr<OrvCHCaptureSucceed> succeed(new (std::nothrow) OrvCHCaptureSucceed(capture, std::move(mesg)));
+    if (!succeed) {
+        exitWithoutMemory();
+    }
+    if (pushToMain(std::move(succeed)) < 0) {
+        ORV_TRACE("no way to the main thread\n");
+    }
+}
+
+void OrvCHCapture::pushFailMesg(const OrvStartedCapture& capture, int error) {
+    std::unique_ptr<OrvCHCaptureFail> fail(new (std::nothrow) OrvCHCaptureFail(capture, error));
+    if (!fail) {
+        exitWithoutMemory();
+    }
+    if (pushToMain(std::move(fail)) < 0) {
+        ORV_TRACE("no way to the main thread\n");
+    }
 }
