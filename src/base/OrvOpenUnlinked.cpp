@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -22,7 +21,8 @@ int openWithoutAnyLink([[maybe_unused]] const char* hostPath, [[maybe_unused]] i
                        [[maybe_unused]] mode_t mode) {
 #ifdef SYS_openat2
     struct open_how how = {};
-    how.flags = static_cast<std::uint64_t>((flags & O_PATH) != 0 ? flags : flags | O_LARGEFILE);
+    const int wanted = (flags & O_PATH) != 0 ? flags : flags | O_LARGEFILE;
+    how.flags = static_cast<unsigned>(wanted);
     how.mode = (flags & O_CREAT) != 0 ? mode : 0;
     how.resolve = RESOLVE_NO_SYMLINKS;
     return static_cast<int>(syscall(SYS_openat2, AT_FDCWD, hostPath, &how, sizeof how));
