@@ -39,6 +39,38 @@ protected:
         EXPECT_EQ(OrvMailComposer(identity).compose(message, envelope, "10.1.2.3", text), 0);
         return text;
     }
+
+    // Mails that are neither the first text nor the second, while another thread composes and this one changes what
+    // they are made from.
+    static unsigned mixedWhileChanging(const OrvCHMesgCommon& identity, const OrvCHMesg& message,
+                                       const OrvCHEnvelope& envelope, const std::function<void(bool)>& change) {
+        change(true);
+        const std::string first = compose(identity, message, envelope);
+        change(false);
+        const std::string second = compose(identity, message, envelope);
+        EXPECT_NE(first, second);
+        std::atomic<bool> stop = false;
+        std::atomic<unsigned> composed = 0;
+        std::atomic<unsigned> mixed = 0;
+        std::thread sender([&] {
+            while (!stop) {
+                const std::string text = compose(identity, message, envelope);
+                mixed += text == first || text == second ? 0 : 1;
+                ++composed;
+            }
+        });
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        for (unsigned changes = 0; changes < 200 || composed < 20; ++changes) {
+            change(changes % 2 == 0);
+            if (std::chrono::steady_clock::now() > deadline) {
+                ADD_FAILURE() << "only " << composed << " mails were composed";
+                break;
+            }
+        }
+        stop = true;
+        sender.join();
+        return mixed;
+    }
 };
 
 }  // namespace
@@ -114,32 +146,9 @@ TEST_F(OrvMailComposerTest, composesFromOneIdentityOnly) {
     const auto message = portEvent();
     const OrvCHEnvelope& envelope = addEnvelope(*message, "noc", {"a@example.com"}, "FullText");
     TestIdentity identity(fullIdentity());
-    const std::string first = compose(identity.common(), *message, envelope);
-    identity.set(other);
-    const std::string second = compose(identity.common(), *message, envelope);
-    std::atomic<bool> stop = false;
-    std::atomic<unsigned> composed = 0;
-    std::atomic<unsigned> mixed = 0;
-    std::thread sender([&] {
-        while (!stop) {
-            const std::string text = compose(identity.common(), *message, envelope);
-            mixed += text == first || text == second ? 0 : 1;
-            ++composed;
-        }
-    });
 
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    for (unsigned changes = 0; changes < 200 || composed < 20; ++changes) {
-        identity.set(changes % 2 == 0 ? fullIdentity() : other);
-        if (std::chrono::steady_clock::now() > deadline) {
-            ADD_FAILURE() << "only " << composed << " mails were composed";
-            break;
-        }
-    }
-    stop = true;
-    sender.join();
-
-    EXPECT_EQ(mixed, 0u);
+    const auto change = [&](bool one) { identity.set(one ? fullIdentity() : other); };
+    EXPECT_EQ(mixedWhileChanging(identity.common(), *message, envelope, change), 0u);
 }
 
 TEST_F(OrvMailComposerTest, composesFromOneDuplicateTimeOnly) {
@@ -155,32 +164,6 @@ TEST_F(OrvMailComposerTest, composesFromOneDuplicateTimeOnly) {
         later ? setDuplicate(1002, "Wed Nov 15 01:02:03.456 UTC 2023, an hour and more after the first")
               : setDuplicate(1001, "then");
     };
-    change(false);
-    const std::string first = compose(identity.common(), *message, envelope);
-    change(true);
-    const std::string second = compose(identity.common(), *message, envelope);
-    EXPECT_NE(first, second);
-    std::atomic<bool> stop = false;
-    std::atomic<unsigned> composed = 0;
-    std::atomic<unsigned> mixed = 0;
-    std::thread sender([&] {
-        while (!stop) {
-            const std::string text = compose(identity.common(), *message, envelope);
-            mixed += text == first || text == second ? 0 : 1;
-            ++composed;
-        }
-    });
 
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    for (unsigned changes = 0; changes < 200 || composed < 20; ++changes) {
-        change(changes % 2 == 0);
-        if (std::chrono::steady_clock::now() > deadline) {
-            ADD_FAILURE() << "only " << composed << " mails were composed";
-            break;
-        }
-    }
-    stop = true;
-    sender.join();
-
-    EXPECT_EQ(mixed, 0u);
+    EXPECT_EQ(mixedWhileChanging(identity.common(), *message, envelope, change), 0u);
 }
