@@ -1,13 +1,9 @@
 // How long the SMTP client waits, step by step.
-#include "Descriptor.h"
 #include "smtp/OrvSMTPClient.h"
 #include "testing/ScriptedMailServer.h"
 #include "testing/smtp/MailFixture.h"
 
 #include <gtest/gtest.h>
-
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 #include <functional>
 
@@ -97,25 +93,4 @@ TEST_F(OrvSMTPClientTime, givesUpOnATextThatNobodyReads) {
     ASSERT_EQ(client.sendBody(std::string(32u << 20, 'x')), -1);
 
     expectTimedOut(client, 4, "SMTP DATA Error");
-}
-
-TEST_F(OrvSMTPClientTime, givesUpOnAConnectThatIsNeverAnswered) {
-    // A listener whose queue is full lets further connects wait.
-    const Descriptor listener(socket(AF_INET, SOCK_STREAM, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener.get(), 0), 0);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
-    const Descriptor waiting(socket(AF_INET, SOCK_STREAM, 0));
-    ASSERT_EQ(::connect(waiting.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    OrvSMTPTimeouts timeouts;
-    timeouts.connect = milliseconds(50);
-    OrvSMTPClient client(timeouts);
-
-    EXPECT_EQ(client.connectServer("127.0.0.1", ntohs(address.sin_port), SmtpAddrMode::kIPv4), -1);
-
-    expectTimedOut(client, 11, "Connect Error");
 }

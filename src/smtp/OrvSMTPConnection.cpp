@@ -161,7 +161,7 @@ int OrvSMTPConnection::openConnection(const sockaddr_storage& server, socklen_t 
     // would wait for the acknowledgement of the first.
     const int on = 1;
     setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    return fcntl(socket_.get(), F_SETFL, fcntl(socket_.get(), F_GETFL) & ~O_NONBLOCK);
+    return fcntl(socket_.get(), F_SETFL, 0);  // not waiting is all that was set
 }
 
 // Waits for the connect that is in progress. 0, or -1 with errno.

@@ -60,8 +60,8 @@ int ClientTest::configure(const std::vector<DsEntry>& entries) {
     return client_.processConfigBulk(entries, std::vector<std::int32_t>(entries.size(), 0));
 }
 
-std::vector<DsEntry> ClientTest::serverEntries(const std::string& primary, unsigned primaryPort,
-                                               const std::string& secondary, unsigned secondaryPort) {
+std::vector<DsEntry> serverEntries(const std::string& primary, unsigned primaryPort, const std::string& secondary,
+                                   unsigned secondaryPort) {
     const auto address = [](const std::string& value) { return value.empty() ? std::string("0-") : value; };
     const auto enabled = [](const std::string& value) { return std::string(value.empty() ? "False" : "True"); };
     return {{"Global.Callhome.SMTPGatewayEnable", 1, "True"},
@@ -137,9 +137,9 @@ int ClientTest::secondsUntilNextSend(int limit) {
     return -1;
 }
 
-std::vector<std::string> ClientTest::takeLog() {
+std::vector<std::string> takeLogOf(RecordingSwitch& recording) {
     std::vector<std::string> lines;
-    for (const std::string& line : recording_.takeSent()) {
+    for (const std::string& line : recording.takeSent()) {
         if (line.starts_with("log ") || line.starts_with("alarm ")) {
             lines.push_back(line.substr(line.find(' ') + 1));
         }

@@ -46,6 +46,13 @@ private:
     bool locked_ = false;
 };
 
+// Both servers as the store has them; an empty address leaves the server disabled at the default one.
+std::vector<DsEntry> serverEntries(const std::string& primary, unsigned primaryPort, const std::string& secondary,
+                                   unsigned secondaryPort);
+
+// The event log's lines since the last call, "level id text" each; requests to the store are left out.
+std::vector<std::string> takeLogOf(RecordingSwitch& recording);
+
 // Inside a text that could not be composed QUIT is never answered.
 inline OrvSMTPTimeouts impatientAfterQuit() {
     OrvSMTPTimeouts timeouts;
@@ -59,9 +66,6 @@ protected:
 
     // The answer to a bulk request for the servers; every entry's status is good.
     int configure(const std::vector<DsEntry>& entries);
-    // Both servers as they stand; an empty address leaves the server disabled at the default one.
-    static std::vector<DsEntry> serverEntries(const std::string& primary, unsigned primaryPort,
-                                              const std::string& secondary, unsigned secondaryPort);
     // The scripted servers: A over IPv4 is the primary, B over IPv6 the secondary.
     void useBothServers();
     void useServerA();
@@ -79,8 +83,7 @@ protected:
     // Ticks until the client sends; how many seconds that took.
     int secondsUntilNextSend(int limit);
 
-    // The event log's lines since the last call, "level id text" each; requests to the store are left out.
-    std::vector<std::string> takeLog();
+    std::vector<std::string> takeLog() { return takeLogOf(recording_); }
     // What the main thread traced since the last call about outcomes and what follows them.
     std::vector<std::string> takeOutcomeTraces();
 
