@@ -4,79 +4,133 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <set>
+#include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 using OrvSendDialogueRecipients = DialogueTest;
 
-TEST_F(OrvSendDialogueRecipients, waitsForASecondTryAfterATemporaryRefusal) {
-    server_.answerRecipient("b@x", line("452 mailbox full"));
-    const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x"});
+namespace {
 
-    EXPECT_EQ(run(), 0);
+using Texts = std::vector<std::string>;
 
-    EXPECT_THAT(noc.Recipients, ElementsAre("!a@x", "$b@x"));
-    EXPECT_FALSE(noc.Done);
-    EXPECT_THAT(server_.mailsTaken().at(0).recipients, ElementsAre("a@x"));
-    EXPECT_THAT(reporter_.lines, ElementsAre(log_.retry("noc", "b@x"), log_.refusal("noc", "b@x", "452 mailbox full")));
-}
-
-TEST_F(OrvSendDialogueRecipients, areDeliveredInTheSecondPass) {
-    const OrvCHEnvelope& noc = envelope("noc", {"!a@x", "$b@x"});
-
-    EXPECT_EQ(run(), 0);
-
-    EXPECT_THAT(noc.Recipients, ElementsAre("!a@x", "!b@x"));
-    EXPECT_TRUE(noc.Done);
-    EXPECT_THAT(server_.mailsTaken().at(0).recipients, ElementsAre("b@x"));
-    EXPECT_THAT(reporter_.lines, IsEmpty());
-}
-
-TEST_F(OrvSendDialogueRecipients, areGivenUpAfterASecondRefusalOfAnyKind) {
-    for (const char* reply : {"452 still full", "550 gone meanwhile"}) {
-        message_ = portEvent();
-        reporter_.lines.clear();
-        server_.answerRecipient("b@x", line(reply));
-        const OrvCHEnvelope& noc = envelope("noc", {"a@x", "$b@x"});
-
-        EXPECT_EQ(run(), 0);
-
-        EXPECT_THAT(noc.Recipients, ElementsAre("!a@x", "#b@x"));
-        EXPECT_TRUE(noc.Done);
-        EXPECT_THAT(reporter_.lines, ElementsAre(log_.retryFailed("noc", "b@x"), log_.refusal("noc", "b@x", reply)));
+// The pieces between the bars; none of an empty text.
+Texts split(std::string_view text) {
+    Texts pieces;
+    while (!text.empty()) {
+        pieces.emplace_back(text.substr(0, text.find('|')));
+        text.remove_prefix(std::min(text.size(), pieces.back().size() + 1));
     }
+    return pieces;
 }
 
-TEST_F(OrvSendDialogueRecipients, areGivenUpAtOnceAfterAPermanentRefusal) {
-    server_.answerRecipient("a@x", line("550 no such user"));
-    const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x"});
+// What becomes of the recipients of one envelope; lists with bars between.
+struct Fate {
+    const char* name;
+    const char* before;
+    const char* refusals;  // recipient and reply; without a reply the server hangs up
+    const char* after;
+    bool done;
+    const char* mailed;  // to whom
+    // Recipient and reply: '$' is tried again, '%' has failed again, '#' is given up; '!': nobody is left.
+    const char* told;
+    const char* reason = "";  // why the dialogue failed
+    MailStage stage = MailStage::kOther;
+    const char* answer = "";  // at that stage
+};
 
-    EXPECT_EQ(run(), 0);
+const Fate kFates[] = {
+    {"isASecondTryAfterATemporaryRefusal", "a@x|b@x", "b@x 452 full", "!a@x|$b@x", false, "a@x", "$b@x 452 full"},
+    {"isDeliveryInTheSecondPass", "!a@x|$b@x", "", "!a@x|!b@x", true, "b@x", ""},
+    {"isToBeGivenUpAfterASecondRefusal", "a@x|$b@x", "b@x 452 full", "!a@x|#b@x", true, "a@x", "%b@x 452 full"},
+    {"isToBeGivenUpAfterASecondOneForGood", "a@x|$b@x", "b@x 550 gone", "!a@x|#b@x", true, "a@x", "%b@x 550 gone"},
+    {"isToBeGivenUpAfterOneForGood", "a@x|b@x", "a@x 550 none", "#a@x|!b@x", true, "b@x", "#a@x 550 none"},
+    {"isJudgedByTheFirstCharacterOfTheRefusal", "a@x|b@x|c@x|d@x|e@x|f@x|g@x",
+     "a@x 4|b@x 421 x|c@x 40|d@x 5|e@x 1 x|f@x -4", "$a@x|$b@x|$c@x|#d@x|#e@x|#f@x|!g@x", false, "g@x",
+     "$a@x 4|$b@x 421 x|$c@x 40|#d@x 5|#e@x 1 x|#f@x -4"},
+    {"isToBeGivenUpByAllThenTheEnvelopeIsDone", "a@x", "a@x 550 none", "#a@x", true, "", "!|#a@x 550 none"},
+    {"isSettledWhateverResetMeets", "a@x", "a@x 452 full", "$a@x", false, "", "!|$a@x 452 full", "", MailStage::kRset,
+     "500 what"},
+    {"isAsBeforeWhenTheConnectionDiesWhileTheyAreOffered", "a@x|b@x|$c@x|d@x|$e@x|f@x|!g@x",
+     "b@x 452 full|c@x 451 later|d@x 550 none|e@x ", "a@x|$b@x|$c@x|#d@x|$e@x|f@x|!g@x", false, "", "",
+     "Socket Closed Error"},
+    {"isTheFirstTryAgainWhenDataIsRefused", "a@x|b@x|$c@x|d@x|!e@x", "b@x 452 full|c@x 451 later|d@x 550 none",
+     "a@x|b@x|$c@x|#d@x|!e@x", false, "", "", "SMTP RESPONSE Error", MailStage::kData, "554 no"},
+    {"isTheFirstTryAgainWhenTheTextIsRefused", "a@x|b@x", "b@x 452 full", "a@x|b@x", false, "", "",
+     "SMTP RESPONSE Error", MailStage::kEndOfData, "552 much"},
+    {"isToldAgainWithoutAReplyOnceTheyAreGivenUp", "#a@x|b@x|!c@x|d@x", "b@x 550 none", "#a@x|#b@x|!c@x|!d@x", true,
+     "d@x", "#a@x |#b@x 550 none"},
+    {"isThatOfNewOnesWhenAFileHasThemRefusedTwice", "%a@x|%b@x|%c@x", "b@x 452 full|c@x 550 none", "!a@x|$b@x|#c@x",
+     false, "a@x", "$b@x 452 full|#c@x 550 none"},
+    {"isNoTryWithAMarkForAnAddress", "#ops@x|a@x", "", "#ops@x|!a@x", true, "a@x", "#ops@x "},
+    {"isToldWithPercentSignsAsTheyAre", "a%s%n@x|b@x", "a%s%n@x 550 100%d", "#a%s%n@x|!b@x", true, "b@x",
+     "#a%s%n@x 550 100%d"},
+};
 
-    EXPECT_THAT(noc.Recipients, ElementsAre("#a@x", "!b@x"));
-    EXPECT_TRUE(noc.Done);
-    EXPECT_THAT(server_.mailsTaken().at(0).recipients, ElementsAre("b@x"));
-    EXPECT_THAT(reporter_.lines,
-                ElementsAre(log_.noRetry("noc", "a@x"), log_.refusal("noc", "a@x", "550 no such user")));
-}
+constexpr char kProfile[] = "n%soc";
 
-TEST_F(OrvSendDialogueRecipients, areJudgedByTheFirstCharacterOfTheRefusal) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"4", "$a@x"}, {"421 x", "$a@x"}, {"40", "$a@x"}, {"5", "#a@x"}, {"1 x", "#a@x"}, {"-4", "#a@x"}, {"", "#a@x"}};
-    for (const auto& [reply, expected] : rows) {
-        message_ = portEvent();
-        server_.answerRecipient("a@x", line(reply));
-        const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x"});
-        EXPECT_EQ(run(), 0);
-        EXPECT_EQ(noc.Recipients[0], expected);
+class TheirFate : public DialogueTest, public testing::WithParamInterface<Fate> {
+protected:
+    Texts expectedLines() const {
+        Texts lines;
+        for (const std::string& told : split(GetParam().told)) {
+            if (told == "!") {
+                lines.push_back(log_.noRecipient(kProfile));
+                continue;
+            }
+            const std::size_t blank = told.find(' ');
+            const std::string address = told.substr(1, blank - 1);
+            lines.push_back(told[0] == '$'   ? log_.retry(kProfile, address)
+                            : told[0] == '%' ? log_.retryFailed(kProfile, address)
+                                             : log_.noRetry(kProfile, address));
+            lines.push_back(log_.refusal(kProfile, address, told.substr(blank + 1)));
+        }
+        if (*GetParam().reason != '\0') {
+            lines.push_back(kCriticalLine);
+        }
+        return lines;
     }
+};
+
+}  // namespace
+
+TEST_P(TheirFate, isWhatTheServerAndTheirMarksMakeIt) {
+    const Fate& fate = GetParam();
+    for (const std::string& refusal : split(fate.refusals)) {
+        const std::size_t blank = refusal.find(' ');
+        const std::string reply = refusal.substr(blank + 1);
+        server_.answerRecipient(refusal.substr(0, blank),
+                                reply.empty() ? ScriptedReply::hangUp() : line(reply.c_str()));
+    }
+    if (fate.stage != MailStage::kOther) {
+        server_.answer(fate.stage, line(fate.answer));
+    }
+    const OrvCHEnvelope& noc = envelope(kProfile, split(fate.before));
+
+    EXPECT_EQ(run(), *fate.reason == '\0' ? 0 : -1);
+
+    EXPECT_EQ(failure_.reason, fate.reason);
+    EXPECT_EQ(noc.Recipients, split(fate.after));
+    EXPECT_EQ(noc.Done, fate.done);
+    EXPECT_EQ(reporter_.lines, expectedLines());
+    Texts mailed;
+    for (const ScriptedMail& mail : server_.mailsTaken()) {
+        mailed.insert(mailed.end(), mail.recipients.begin(), mail.recipients.end());
+    }
+    EXPECT_EQ(mailed, split(fate.mailed));
 }
+
+INSTANTIATE_TEST_SUITE_P(OrvSendDialogueRecipients, TheirFate, testing::ValuesIn(kFates),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(OrvSendDialogueRecipients, areAllRefusedThenTheEnvelopeIsReset) {
     server_.answerRecipient("a@x", line("452 full"));
@@ -105,16 +159,6 @@ TEST_F(OrvSendDialogueRecipients, areAllRefusedThenTheEnvelopeIsReset) {
                             log_.noRetry("noc", "d@x"), log_.refusal("noc", "d@x", "")));
 }
 
-TEST_F(OrvSendDialogueRecipients, areAllGivenUpThenTheEnvelopeIsDone) {
-    server_.answer(MailStage::kRcpt, line("550 unknown"));
-    const OrvCHEnvelope& noc = envelope("noc", {"a@x"});
-
-    EXPECT_EQ(run(), 0);
-
-    EXPECT_THAT(noc.Recipients, ElementsAre("#a@x"));
-    EXPECT_TRUE(noc.Done);
-}
-
 TEST_F(OrvSendDialogueRecipients, areNoneThenTheEnvelopeIsResetAndDone) {
     const OrvCHEnvelope& noc = envelope("noc", {});
 
@@ -123,16 +167,6 @@ TEST_F(OrvSendDialogueRecipients, areNoneThenTheEnvelopeIsResetAndDone) {
     EXPECT_EQ(server_.received(0), "EHLO [10.1.2.3]\r\nMAIL FROM:<switch@example.com>\r\nRSET\r\nQUIT\r\n");
     EXPECT_TRUE(noc.Done);
     EXPECT_THAT(reporter_.lines, ElementsAre(log_.noRecipient("noc")));
-}
-
-TEST_F(OrvSendDialogueRecipients, areSettledWhateverResetMeets) {
-    server_.answer(MailStage::kRcpt, line("452 full"));
-    server_.answer(MailStage::kRset, line("500 what"));
-    const OrvCHEnvelope& noc = envelope("noc", {"a@x"});
-
-    EXPECT_EQ(run(), 0);
-
-    EXPECT_THAT(noc.Recipients, ElementsAre("$a@x"));
 }
 
 TEST_F(OrvSendDialogueRecipients, areSettledAlthoughTheConnectionDiesInResetAndTheNextEnvelopeFails) {
@@ -147,35 +181,6 @@ TEST_F(OrvSendDialogueRecipients, areSettledAlthoughTheConnectionDiesInResetAndT
     EXPECT_THAT(vendor.Recipients, ElementsAre("v@x"));
     EXPECT_THAT(reporter_.lines, ElementsAre(log_.noRecipient("noc"), log_.retry("noc", "a@x"),
                                              log_.refusal("noc", "a@x", "452 full"), kCriticalLine));
-}
-
-TEST_F(OrvSendDialogueRecipients, keepTheirStateWhenTheConnectionDiesWhileTheyAreOffered) {
-    server_.answerRecipient("b@x", line("452 full"));
-    server_.answerRecipient("c@x", line("451 later"));
-    server_.answerRecipient("d@x", line("550 unknown"));
-    server_.answerRecipient("e@x", ScriptedReply::hangUp());
-    OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x", "$c@x", "d@x", "$e@x", "f@x", "!g@x"});
-
-    EXPECT_EQ(run(), -1);
-
-    EXPECT_THAT(noc.Recipients, ElementsAre("a@x", "$b@x", "$c@x", "#d@x", "$e@x", "f@x", "!g@x"));
-    EXPECT_FALSE(noc.Done);
-    EXPECT_EQ(failure_.reason, "Socket Closed Error");
-    EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));
-}
-
-TEST_F(OrvSendDialogueRecipients, goBackToTheirFirstTryWhenDataIsRefused) {
-    server_.answerRecipient("b@x", line("452 full"));
-    server_.answerRecipient("c@x", line("451 later"));
-    server_.answerRecipient("d@x", line("550 unknown"));
-    server_.answer(MailStage::kData, line("554 no"));
-    const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x", "$c@x", "d@x", "!e@x"});
-
-    EXPECT_EQ(run(), -1);
-
-    EXPECT_THAT(noc.Recipients, ElementsAre("a@x", "b@x", "$c@x", "#d@x", "!e@x"));
-    EXPECT_FALSE(noc.Done);
-    EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));
 }
 
 // A message of an unknown kind cannot be composed.
@@ -195,16 +200,6 @@ TEST_F(OrvSendDialogueRecipients, goBackToTheirFirstTryWhenTheMailCannotBeCompos
     EXPECT_EQ(failure_.response, "550 unknown");
 }
 
-TEST_F(OrvSendDialogueRecipients, goBackToTheirFirstTryWhenTheTextIsRefused) {
-    server_.answerRecipient("b@x", line("452 full"));
-    server_.answer(MailStage::kEndOfData, line("552 too much"));
-    const OrvCHEnvelope& noc = envelope("noc", {"a@x", "b@x"});
-
-    EXPECT_EQ(run(), -1);
-
-    EXPECT_THAT(noc.Recipients, ElementsAre("a@x", "b@x"));
-}
-
 TEST_F(OrvSendDialogueRecipients, keepWhatEarlierEnvelopesReachedWhenALaterOneFails) {
     const OrvCHEnvelope& noc = envelope("noc", {"a@x"});
     const OrvCHEnvelope& vendor = envelope("vendor", {"v@x"});
@@ -216,47 +211,6 @@ TEST_F(OrvSendDialogueRecipients, keepWhatEarlierEnvelopesReachedWhenALaterOneFa
     EXPECT_THAT(noc.Recipients, ElementsAre("!a@x"));
     EXPECT_FALSE(vendor.Done);
     EXPECT_THAT(vendor.Recipients, ElementsAre("v@x"));
-}
-
-TEST_F(OrvSendDialogueRecipients, givenUpEarlierAreReportedAgainWithoutAReply) {
-    server_.answerRecipient("b@x", line("550 unknown"));
-    envelope("noc", {"#a@x", "b@x", "!c@x", "d@x"});
-
-    EXPECT_EQ(run(), 0);
-
-    EXPECT_THAT(reporter_.lines, ElementsAre(log_.noRetry("noc", "a@x"), log_.refusal("noc", "a@x", ""),
-                                             log_.noRetry("noc", "b@x"), log_.refusal("noc", "b@x", "550 unknown")));
-}
-
-TEST_F(OrvSendDialogueRecipients, refusedTwiceInAFileAreTriedLikeNewOnes) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"250 ok", "!a@x"}, {"452 full", "$a@x"}, {"550 unknown", "#a@x"}};
-    for (const auto& [reply, expected] : rows) {
-        message_ = portEvent();
-        server_.answerRecipient("a@x", line(reply));
-        const OrvCHEnvelope& noc = envelope("noc", {"%a@x", "b@x"});
-        EXPECT_EQ(run(), 0);
-        EXPECT_EQ(noc.Recipients[0], expected);
-    }
-}
-
-TEST_F(OrvSendDialogueRecipients, withAMarkForAnAddressAreNeverTried) {
-    const OrvCHEnvelope& noc = envelope("noc", {"#ops@x", "a@x"});
-
-    EXPECT_EQ(run(), 0);
-
-    EXPECT_THAT(server_.mailsTaken().at(0).recipients, ElementsAre("a@x"));
-    EXPECT_THAT(noc.Recipients, ElementsAre("#ops@x", "!a@x"));
-}
-
-TEST_F(OrvSendDialogueRecipients, withPercentSignsInNamesAndRepliesAreShownAsTheyAre) {
-    server_.answerRecipient("a%s%n@x", line("550 100%d"));
-    envelope("n%soc", {"a%s%n@x", "b@x"});
-
-    EXPECT_EQ(run(), 0);
-
-    EXPECT_THAT(reporter_.lines,
-                ElementsAre(log_.noRetry("n%soc", "a%s%n@x"), log_.refusal("n%soc", "a%s%n@x", "550 100%d")));
 }
 
 TEST_F(OrvSendDialogueRecipients, keepTheirStateWhenTheirLineCannotBeSent) {
