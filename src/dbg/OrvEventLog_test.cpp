@@ -178,7 +178,7 @@ TEST_F(OrvTimerTest, ticksOnceASecondUntilItIsCancelled) {
     ASSERT_EQ(tick.start(), 0);
 
     std::vector<int> seen;
-    for (const std::uint64_t step : {0, 999, 1, 1000, 999, 1}) {
+    for (const unsigned step : {0u, 999u, 1u, 1000u, 999u, 1u}) {
         clock_.advance(step);
         turn();
         seen.push_back(ticks);

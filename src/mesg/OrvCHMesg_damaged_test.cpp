@@ -82,7 +82,7 @@ TEST_F(OrvCHMesgDamaged, endsForAnyBytes) {
     std::mt19937 random(20231114);
     for (int round = 0; round < 300; ++round) {
         std::string file = round % 2 == 0 ? "<OrvCHMesg>\n" : "";
-        for (std::uint32_t length = random() % 400 + 1; length > 0; --length) {
+        for (auto length = random() % 400 + 1; length > 0; --length) {
             file += random() % 8 == 0 ? '\n' : static_cast<char>(random());
         }
         EXPECT_EQ(restore(file), -1);
@@ -101,7 +101,7 @@ TEST_F(OrvCHMesgDamaged, endsForAnyMixtureOfItsLines) {
     std::mt19937 random(7);
     for (int round = 0; round < 500; ++round) {
         std::string mixture = "<OrvCHMesg>\n";
-        for (std::uint32_t count = random() % 120; count > 0; --count) {
+        for (auto count = random() % 120; count > 0; --count) {
             mixture += lines[random() % lines.size()];
         }
         if (restore(mixture) < 0) {

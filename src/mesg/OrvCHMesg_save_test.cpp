@@ -115,7 +115,7 @@ TEST_F(OrvCHMesgSave, overwritesAnExistingFileInPlace) {
         EXPECT_EQ(stat(host(kFile).c_str(), &status), 0);
         return status.st_ino;
     };
-    for (const std::size_t size : {10000, 10, 0}) {
+    for (const unsigned size : {10000u, 10u, 0u}) {
         writeFile(kFile, std::string(size, 'x'));
         const ino_t before = inode();
 

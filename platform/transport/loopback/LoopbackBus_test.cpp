@@ -47,7 +47,7 @@ protected:
         return process_.send(message);
     }
     void sendThree() {
-        for (const std::uint16_t code : {1, 2, 3}) {
+        for (const std::uint16_t code : std::initializer_list<std::uint16_t>{1, 2, 3}) {
             ASSERT_EQ(send(code), 0);
         }
     }
@@ -219,7 +219,7 @@ TEST_F(LoopbackBusTest, showsItsObserverWhatIsSentAndNotRefused) {
     bus_.drop(LoopbackBus::messages(1, 2));
     bus_.hold(LoopbackBus::messages(1, 3));
 
-    for (const std::uint16_t code : {1, 2, 3, 4}) {
+    for (const std::uint16_t code : std::initializer_list<std::uint16_t>{1, 2, 3, 4}) {
         [[maybe_unused]] const int sent = send(code);
     }
 
