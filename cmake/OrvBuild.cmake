@@ -50,6 +50,19 @@ else()
     find_package(GTest REQUIRED)
 endif()
 
+# The headers that every test includes, parsed once for all of them. Not with a compiler cache: what is compiled with them
+# cannot be cached by its defaults, and a hit saves more.
+set(ORV_TEST_HEADERS ON)
+if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES ccache OR NOT BUILD_TESTING)
+    set(ORV_TEST_HEADERS OFF)
+endif()
+if(ORV_TEST_HEADERS)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/test_headers.cpp CONTENT "")
+    add_library(orv_test_headers OBJECT ${CMAKE_BINARY_DIR}/generated/test_headers.cpp)
+    target_link_libraries(orv_test_headers PRIVATE orv_flags GTest::gmock)
+    target_precompile_headers(orv_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+endif()
+
 # orv_library(NAME SOURCES file... [LINK target...]): a static library whose headers are included as
 # "room/Header.h" (below src/) or "folder/.../Header.h" (below the top).
 function(orv_library name)
@@ -77,6 +90,9 @@ function(orv_test name)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE orv_flags ${ARG_LINK} GTest::gmock_main)
+    if(ORV_TEST_HEADERS)
+        target_precompile_headers(${name} REUSE_FROM orv_test_headers)
+    endif()
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
     set_tests_properties(${name} PROPERTIES TIMEOUT 480 ENVIRONMENT "TZ=UTC;LC_ALL=C")
 endfunction()
