@@ -290,31 +290,37 @@ TEST_F(OrvCHClientMemory, sendsAgainAfterASuccessThatTheQueueCouldNotTakeNoteOf)
     failEachAllocationOfTheOutcome([] {}, [] {});
 }
 
-TEST_F(OrvCHClientMemory, reportsTheConfigurationAsReadWhicheverAllocationFails) {
+// A moment without memory costs nothing: nobody asks for the servers again. However long it lasts, they count as read.
+TEST_F(OrvCHClientMemory, reportsTheConfigurationAsReadWhicheverAllocationsFail) {
     const std::vector<DsEntry> entries = serverEntries("3-mail.of.a.long.name.example.com", 25, "", 0);
     const std::vector<std::int32_t> statuses(entries.size(), 0);
-    const auto checkEach = [this](const std::function<void()>& step) {
-        unsigned failures = 0;
+    const auto failEach = [this](int inARow, const std::function<void()>& step) {
+        unsigned thrown = 0;
         bool failed = true;
         for (int after = 0; failed; ++after) {
             completed_.clear();
             {
-                const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+                const FailingMemory noMemory(FailingMemory::kThrowing, after, inARow);
                 try {
                     step();
                 } catch (const std::bad_alloc&) {
-                    ++failures;
+                    ++thrown;
                 }
                 failed = noMemory.failed();
             }
             EXPECT_THAT(completed_, ElementsAre(2u)) << after;
         }
-        EXPECT_GE(failures, 1u);
+        return thrown;
     };
-
-    checkEach([&] { EXPECT_EQ(client_.processConfigBulk(entries, statuses), 0); });
-    checkEach([&] {
+    const auto answer = [&] { EXPECT_EQ(client_.processConfigBulk(entries, statuses), 0); };
+    const auto ask = [&] {
         recording_.refuseRequest(1);
         EXPECT_EQ(client_.readConfig(), -1);
-    });
+    };
+
+    EXPECT_EQ(failEach(1, answer), 0u);
+    EXPECT_EQ(client_.servers().primary.Address, "mail.of.a.long.name.example.com");
+    EXPECT_EQ(failEach(1, ask), 0u);
+    EXPECT_GE(failEach(1000, answer), 1u);
+    EXPECT_GE(failEach(1000, ask), 1u);
 }
