@@ -1,7 +1,9 @@
-// Life of the component: construction, joining the bus, readiness, the tick, and the end.
 #include "app/OrvApp.h"
 
 #include "Dispatcher.h"
+#include "Ens.h"
+#include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "Timeval.h"
 #include "base/OrvTell.h"
 #include "dbg/OrvDbg.h"
@@ -17,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 namespace {
 
@@ -25,6 +28,14 @@ constexpr char kTraceModule[] = "OrvApp";
 constexpr unsigned kStopPatience = 5;  // seconds
 constexpr char kNoConfiguration[] = "no configuration is read: nothing is mailed until the daemon is started again";
 constexpr char kComponentName[] = {'O', 'r', 'v', 'A', 'p', 'p'};
+
+std::uint32_t lookUpManagement(Hsb_Component* component) {
+    constexpr std::string_view name = CnsName::MANAGEMENT;
+    constexpr std::string_view instance = CnsName::PRIMARY;
+    return Cns_Lookup(CnsName::LOOKUP_KIND, name.data(), static_cast<int>(name.size()), instance.data(),
+                      static_cast<int>(instance.size()), CnsName::LOOKUP_OPTIONS)
+        .send(component);
+}
 
 std::atomic<bool> stopAlarmed{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler writes it
@@ -64,7 +75,7 @@ OrvApp::OrvApp() : callHome_(ds_, responses_), tick_(*this) {
     ORV_TRACE("Application startup!\n");
     if (slot_.insert(this) < 0) {
         ORV_TRACE("Unable to insert into the bus!!!!. Exiting...\n");
-        orvLog(kOrvLogInternal, "Unable to insert into the bus!!!!. Exiting...");
+        orvLog(orv_log::kNoSlot);
         std::exit(1);
     }
     threadsStarted_ = 0;
@@ -86,11 +97,9 @@ void OrvApp::createMonitorClient() {
     }
 }
 
-// Kept: the subscriptions to (2, 56) and (90, 0) are left in place.
 OrvApp::~OrvApp() {
     tick_.cancel();
-    unsubscribeConsumer(1, 0);
-    unsubscribeConsumer(66, 3);
+    subscriptions_.end();
     cmon_.reset();
     slot_.remove();
     ORV_TRACE("Application exiting...\n");
@@ -122,7 +131,7 @@ int OrvApp::inserted() {
         syslog(LOG_NOTICE, "DS API init failed!\n");
         orvTell("%s", kNoConfiguration);
     }
-    smLookupTag_ = Cns_Lookup(3, "SM", 2, "primary", 7, 128).send(this);
+    smLookupTag_ = lookUpManagement(this);
     if (smLookupTag_ != kNoTag) {
         readyBits_ |= kSmLookupSent;
     } else {
@@ -152,7 +161,7 @@ void OrvApp::DSApiReady() {
 void OrvApp::tellReadyForConf() {
     if (cmon_->ready_for_conf() < 0) {
         orvTrace(kTraceModule, "DSApiReady", "error from ready_for_conf\n");
-        orvAlarm("Error returned from ready_for_conf()");
+        orvAlarm(orv_log::kReadyFailed);
         orvTell("%s", kNoConfiguration);
     }
 }
@@ -187,4 +196,140 @@ void OrvApp::awaitEndOfMail() {
             return;
         }
     }
+}
+
+// --- Messages ---
+
+struct OrvApp::Route {
+    static constexpr int kAnyOther = -1;
+
+    std::uint16_t format;
+    int code;
+    int (OrvApp::*handler)(const Hsb_Message& message);
+};
+
+// The first row that fits has the message.
+const OrvApp::Route OrvApp::kRoutes[] = {
+    {MessageFormat::CNS, CnsCode::LOOKUP_RESPONSE, &OrvApp::processLookupResponse},
+    {MessageFormat::CNS, Route::kAnyOther, &OrvApp::ignore},
+    {MessageFormat::ENS_EVENT, Route::kAnyOther, &OrvApp::processEventMsg},
+    {MessageFormat::ENS, EnsCode::READY, &OrvApp::processEventServerReady},
+    {MessageFormat::ENS, Route::kAnyOther, &OrvApp::refuseEnsCode},
+    {MessageFormat::DS, Route::kAnyOther, &OrvApp::processDsMsg},
+    {MessageFormat::CMON, CmonCode::READ_CONF, &OrvApp::readConfiguration},
+    {MessageFormat::CMON, CmonCode::START, &OrvApp::startThreads},
+    {MessageFormat::CMON, Route::kAnyOther, &OrvApp::refuseCmonCode},
+    {MessageFormat::PROBE, Route::kAnyOther, &OrvApp::processProbeMsg},
+    {MessageFormat::MANAGEMENT, Route::kAnyOther, &OrvApp::processOrvMsg},
+};
+
+int OrvApp::handle_message(Hsb_Message* message) {
+    return orvGuarded("handle_message", [this, message] { return route(*message); });
+}
+
+int OrvApp::route(Hsb_Message& message) {
+    for (const Route& each : kRoutes) {
+        if (each.format == message.format() && (each.code == message.code() || each.code == Route::kAnyOther)) {
+            return (this->*each.handler)(message);
+        }
+    }
+    orvLog(orv_log::kUnknownFormat, kTraceModule, __LINE__, message.format(), message.code());
+    return -1;
+}
+
+int OrvApp::processLookupResponse(const Hsb_Message& message) {
+    const Cns_Lookup_Response response(message);
+    // A lookup that was never sent has no tag to match.
+    if (response.tag() == kNoTag) {
+        return 0;
+    }
+    if (response.tag() == ensLookupTag_) {
+        takeEnsServer(response.address());
+    } else if (response.tag() == smLookupTag_) {
+        takeManagement(response.address());
+    }
+    return 0;
+}
+
+void OrvApp::takeEnsServer(const Hsb_Address& address) {
+    startTick();
+    subscriptions_.begin(address);
+    callHome_.queuePowerUpMesg();
+}
+
+void OrvApp::takeManagement(const Hsb_Address& address) {
+    smAddress_ = address;
+    responses_.setReady(this, smAddress_);
+}
+
+int OrvApp::processEventMsg(const Hsb_Message& message) {
+    return events_.process(Ens_Event(message));
+}
+
+int OrvApp::processEventServerReady(const Hsb_Message& /*message*/) {
+    ensReady_ = 1;
+    tryStartFileSync();
+    return 0;
+}
+
+int OrvApp::processDsMsg(const Hsb_Message& message) {
+    return answers_.process(message);
+}
+
+int OrvApp::readConfiguration(const Hsb_Message& /*message*/) {
+    callHome_.readConfig();
+    callHome_.readSwitchOperState();
+    callHome_.monitorReady();
+    if (cmon_ == nullptr || cmon_->conf_read_ack(0) < 0) {
+        orvAlarm(orv_log::kAckFailed);
+        orvTell("the threads are not started: nothing is mailed until the configuration is read again");
+        return -1;
+    }
+    return 0;
+}
+
+int OrvApp::startThreads(const Hsb_Message& /*message*/) {
+    threadsStarted_ = 1;
+    callHome_.monitorReady();
+    const int started = callHome_.startThreads();
+    tryStartFileSync();
+    return started;
+}
+
+int OrvApp::processProbeMsg(const Hsb_Message& message) {
+    // Whatever happens on the way, a probe is answered.
+    orvGuarded("probe", [this, &message] {
+        if (message.code() == ProbeCode::DUMP_STATE) {
+            callHome_.probe();
+        } else {
+            orvLog(orv_log::kUnknownProbe, message.code());
+        }
+        return 0;
+    });
+    return message.reply(MessageFormat::PROBE, ProbeCode::REPLY);
+}
+
+int OrvApp::processOrvMsg(const Hsb_Message& message) {
+    const std::uint16_t code = message.code();
+    const char* const name = OrvCallHome::requestName(code);
+    ORV_TRACE("code = %s(%d)\n", name == nullptr ? "?" : name, code);
+    if (name == nullptr) {
+        orvLog(orv_log::kUnknownRequest, code);
+        return -1;
+    }
+    return callHome_.processOrvMsg(message);
+}
+
+int OrvApp::ignore(const Hsb_Message& /*message*/) {
+    return 0;
+}
+
+int OrvApp::refuseEnsCode(const Hsb_Message& message) {
+    orvLog(orv_log::kUnknownEnsCode, message.code());
+    return -1;
+}
+
+int OrvApp::refuseCmonCode(const Hsb_Message& message) {
+    orvLog(orv_log::kUnknownCmonCode, message.code());
+    return -1;
 }

@@ -5,10 +5,12 @@
 
 #include "Cns.h"
 #include "DSCallbacks.h"
-#include "Ens.h"
 #include "Hsb_Address.h"
 #include "Hsb_Component.h"
 #include "Hsb_Slot.h"
+#include "app/OrvStoreAnswers.h"
+#include "app/OrvSubscriptions.h"
+#include "app/OrvSwitchEvents.h"
 #include "callhome/OrvCallHome.h"
 #include "cmon_client.h"
 #include "dbg/OrvTimer.h"
@@ -42,12 +44,6 @@ public:
     // Hook for starting the standby file synchronisation, which is not started from here: -1.
     int tryStartFileSync();
 
-    // Each subscribes or announces at the event server; a request that cannot be sent raises an alarm. 0 or -1.
-    int subscribeConsumer(std::uint32_t category, std::uint32_t event);
-    int unsubscribeConsumer(std::uint32_t category, std::uint32_t event);
-    int addProducer(std::uint32_t category, std::uint32_t event);
-    int removeProducer(std::uint32_t category, std::uint32_t event);
-
     // (Re)arms the one-second timer.
     void startTick();
 
@@ -57,6 +53,7 @@ public:
     void finishMail();
 
     OrvCallHome& callHome() { return callHome_; }
+    OrvSubscriptions& subscriptions() { return subscriptions_; }
 
 private:
     // Bits of readyBits_.
@@ -79,23 +76,23 @@ private:
     void createMonitorClient();
     void awaitEndOfMail();
     void tellReadyForConf();
-    int route(Hsb_Message& message);
-    int processCnsMsg(const Hsb_Message& message);
     void takeEnsServer(const Hsb_Address& address);
     void takeManagement(const Hsb_Address& address);
-    int processEnsMsg(const Hsb_Message& message);
+
+    struct Route;  // a row of the table of messages
+    static const Route kRoutes[];
+    int route(Hsb_Message& message);
+    int processLookupResponse(const Hsb_Message& message);
+    int processEventMsg(const Hsb_Message& message);
+    int processEventServerReady(const Hsb_Message& message);
     int processDsMsg(const Hsb_Message& message);
-    int processDsAttribute(const Hsb_Message& message);
-    int processDsAttributeBulk(const Hsb_Message& message);
-    int processDsStatus(const Hsb_Message& message);
-    int processCmonMsg(const Hsb_Message& message);
-    int readConfiguration();
+    int readConfiguration(const Hsb_Message& message);
+    int startThreads(const Hsb_Message& message);
     int processProbeMsg(const Hsb_Message& message);
     int processOrvMsg(const Hsb_Message& message);
-    int processEventMsg(const Ens_Event& event);
-    int processCmonEvent(const Ens_Event& event);
-    int processSMEvent(const Ens_Event& event);
-    int processDnsEvent(const Ens_Event& event);
+    int ignore(const Hsb_Message& message);
+    int refuseEnsCode(const Hsb_Message& message);
+    int refuseCmonCode(const Hsb_Message& message);
 
     // First of all: entries that the other members write name this component, to its very end and no longer.
     class Named {
@@ -110,9 +107,11 @@ private:
     orvClient responses_;
     std::unique_ptr<cmon_client> cmon_;
     OrvCallHome callHome_;
+    OrvStoreAnswers answers_{ds_, callHome_};
+    OrvSwitchEvents events_{callHome_};
+    OrvSubscriptions subscriptions_{*this};
     std::string spareName_;
     Hsb_Slot slot_;
-    Hsb_Address ensServer_;
     Hsb_Address smAddress_;
     std::uint32_t ensLookupTag_ = kNoTag;
     std::uint32_t smLookupTag_ = kNoTag;

@@ -207,10 +207,10 @@ TEST_F(OrvAppStart, eachSubscriptionOperationHasItsOwnFailureText) {
         switch_->bus().refuse(LoopbackBus::messages(MessageFormat::ENS, code));
     }
 
-    EXPECT_EQ(app_->subscribeConsumer(7, 8), -1);
-    EXPECT_EQ(app_->unsubscribeConsumer(7, 8), -1);
-    EXPECT_EQ(app_->addProducer(7, 8), -1);
-    EXPECT_EQ(app_->removeProducer(7, 8), -1);
+    EXPECT_EQ(app_->subscriptions().subscribeConsumer({7, 8}), -1);
+    EXPECT_EQ(app_->subscriptions().unsubscribeConsumer({7, 8}), -1);
+    EXPECT_EQ(app_->subscriptions().addProducer({7, 8}), -1);
+    EXPECT_EQ(app_->subscriptions().removeProducer({7, 8}), -1);
     switch_->pump();
 
     EXPECT_THAT(switch_->eventLog(),
@@ -219,8 +219,8 @@ TEST_F(OrvAppStart, eachSubscriptionOperationHasItsOwnFailureText) {
                             LogLine{16, 0, "OrvApp: Error subscribing for producer event category 7 event 8"},
                             LogLine{16, 0, "OrvApp: Error unsubscribing for producer event category 7 event 8"}));
     switch_->bus().clearFaults();
-    EXPECT_EQ(app_->addProducer(7, 8), 0);
-    EXPECT_EQ(app_->removeProducer(7, 8), 0);
+    EXPECT_EQ(app_->subscriptions().addProducer({7, 8}), 0);
+    EXPECT_EQ(app_->subscriptions().removeProducer({7, 8}), 0);
 }
 
 TEST_F(OrvAppStart, ticksOncePerSecondOnceTheEventServerIsKnown) {
