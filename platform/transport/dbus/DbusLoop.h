@@ -30,7 +30,8 @@ public:
 
     static constexpr int MESSAGES_PER_TURN = 64;
 
-    explicit DbusLoop(Owner& owner) : owner_(owner) {}
+    // Many tries: what it waits with is a message.
+    explicit DbusLoop(Owner& owner, const Patience& patience = {20, 30000}) : owner_(owner), patience_(patience) {}
     ~DbusLoop() override { stop(); }
 
     // Serves the connection from now on; it must stay until stop(). 0, or -1.
@@ -64,7 +65,7 @@ private:
     sd_bus* bus_ = nullptr;  // Not owned; null while not serving.
     unsigned mask_ = 0;      // What the dispatcher watches for us.
     DbusAlarm alarm_{*this};
-    Patience patience_{20, 30000};  // Many tries: what it waits with is a message.
-    int pause_ = 0;                 // Milliseconds without a look at the bus, for want of memory; 0: none.
-    DbusMessagePtr held_;           // The message that memory was short for.
+    Patience patience_;
+    int pause_ = 0;        // Milliseconds without a look at the bus, for want of memory; 0: none.
+    DbusMessagePtr held_;  // The message that memory was short for.
 };
