@@ -1,20 +1,8 @@
 #include "smtp/OrvSMTPSystem.h"
 
-#include <sys/time.h>
+#include "base/OrvTimeval.h"
 
 #include <cerrno>
-
-namespace {
-
-timeval toTimeval(std::chrono::milliseconds span) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(span);
-    timeval value{};
-    value.tv_sec = static_cast<decltype(value.tv_sec)>(seconds.count());
-    value.tv_usec = static_cast<decltype(value.tv_usec)>((span - seconds).count() * 1000);
-    return value;
-}
-
-}  // namespace
 
 int OrvSMTPSystem::resolve(const char* name, const addrinfo& hints, addrinfo** list) {
     return getaddrinfo(name, nullptr, &hints, list);
@@ -45,7 +33,7 @@ ssize_t OrvSMTPSystem::receive(int socket, void* bytes, std::size_t length) {
 }
 
 void OrvSMTPSystem::bound(int socket, int option, std::chrono::milliseconds limit) {
-    const timeval value = toTimeval(limit);
+    const timeval value = orvTimeval(limit);
     setsockopt(socket, SOL_SOCKET, option, &value, sizeof value);
 }
 

@@ -1,5 +1,7 @@
 #include "sync/OrvSyncSocket.h"
 
+#include "base/OrvTimeval.h"
+
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/sendfile.h>
@@ -24,14 +26,6 @@ ssize_t persistently(Call call) {
     return result;
 }
 
-timeval toTimeval(std::chrono::milliseconds span) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(span);
-    timeval value{};
-    value.tv_sec = static_cast<decltype(value.tv_sec)>(seconds.count());
-    value.tv_usec = static_cast<decltype(value.tv_usec)>((span - seconds).count() * 1000);
-    return value;
-}
-
 }  // namespace
 
 void OrvSyncSocket::take(Descriptor descriptor) {
@@ -49,7 +43,7 @@ void OrvSyncSocket::end() {
 }
 
 void OrvSyncSocket::prepare(std::chrono::milliseconds limit) const {
-    const timeval value = toTimeval(limit);
+    const timeval value = orvTimeval(limit);
     setsockopt(descriptor_.get(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
     setsockopt(descriptor_.get(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
     const int on = 1;
