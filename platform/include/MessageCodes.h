@@ -122,12 +122,14 @@ inline constexpr std::uint16_t CLEAR_QUEUE = 3;
 inline constexpr std::uint16_t PROFILE_PROCESSED_INFO = 4;
 inline constexpr std::uint16_t CHANGEOVER = 5;
 inline constexpr std::uint16_t MESG_Q_INFO = 6;
-inline constexpr std::uint16_t PROFILE_CHANGE_RESPONSE = 101;
-inline constexpr std::uint16_t TEST_PROFILE_RESPONSE = 102;
-inline constexpr std::uint16_t CLEAR_QUEUE_RESPONSE = 103;
-inline constexpr std::uint16_t PROFILE_PROCESSED_INFO_RESPONSE = 104;
-inline constexpr std::uint16_t CHANGEOVER_RESPONSE = 105;
-inline constexpr std::uint16_t MESG_Q_INFO_RESPONSE = 106;
+// What a response's code has more than its request's.
+inline constexpr std::uint16_t RESPONSE = 100;
+inline constexpr std::uint16_t PROFILE_CHANGE_RESPONSE = RESPONSE + PROFILE_CHANGE;
+inline constexpr std::uint16_t TEST_PROFILE_RESPONSE = RESPONSE + TEST_PROFILE;
+inline constexpr std::uint16_t CLEAR_QUEUE_RESPONSE = RESPONSE + CLEAR_QUEUE;
+inline constexpr std::uint16_t PROFILE_PROCESSED_INFO_RESPONSE = RESPONSE + PROFILE_PROCESSED_INFO;
+inline constexpr std::uint16_t CHANGEOVER_RESPONSE = RESPONSE + CHANGEOVER;
+inline constexpr std::uint16_t MESG_Q_INFO_RESPONSE = RESPONSE + MESG_Q_INFO;
 // Not an answer: tells how a test message fared, once that is known.
 inline constexpr std::uint16_t TEST_PROFILE_RESULTS = 107;
 }  // namespace ManagementCode

@@ -39,19 +39,6 @@ public:
         kStarted = 5  // Kept: no operation clears it, so the event ring stays empty.
     };
 
-    // Attribute store requests of the controller itself; the other ids belong to its parts.
-    enum RequestId : std::uint32_t {
-        DS_PROFILE_INITIAL = 2,
-        DS_PROFILE_EMAIL = 3,
-        DS_PROFILE_CAPTURE_TYPES = 4,
-        DS_PROFILE_CAPTURE_ATTRS = 5,
-        DS_GET_CALLHOME_FEATURE_FLAG = 6,
-        DS_GET_CALLHOME_SERVICES_COMPONENT = 7,
-        DS_GET_CALLHOME_SWITCH_OPER_STATE = 8,
-        DS_GET_CALLHOME_NUM_OF_PROFILES = 9,
-        DS_SET_CALLHOME_WRITE_MARKER = 10
-    };
-
     OrvCallHome(dsClient& store, orvClient& responses);
     ~OrvCallHome();
 

@@ -2,6 +2,7 @@
 // validates the set-up.
 #include "callhome/OrvCallHome.h"
 
+#include "MessageCodes.h"
 #include "base/OrvNumber.h"
 #include "base/OrvOnceMore.h"
 #include "dbg/OrvDbg.h"
@@ -76,7 +77,7 @@ void OrvCallHome::validateCallHomeSetup() {
 }
 
 void OrvCallHome::readFeatureFlag() {
-    if (store_.getAttrReq(DS_GET_CALLHOME_FEATURE_FLAG, kFeatureFlagKey, 1) < 0) {
+    if (store_.getAttrReq(DsRequestId::FEATURE_FLAG, kFeatureFlagKey, 1) < 0) {
         ORV_TRACE("readFeatureFlag() - DS error\n");
         orvLog(orv_log::kFeatureUnread);
         Condition_.reset(kFeatureAllowed);
@@ -86,7 +87,7 @@ void OrvCallHome::readFeatureFlag() {
 }
 
 void OrvCallHome::readServicesComponent() {
-    if (store_.getAttrReq(DS_GET_CALLHOME_SERVICES_COMPONENT, kServicesKey, 1) < 0) {
+    if (store_.getAttrReq(DsRequestId::SERVICES, kServicesKey, 1) < 0) {
         ORV_TRACE("readServicesComponent() - DS error\n");
         orvLog(orv_log::kServicesUnread);
         Condition_.reset(kServiceEnabled);
@@ -95,7 +96,7 @@ void OrvCallHome::readServicesComponent() {
 }
 
 void OrvCallHome::readNumOfProfiles() {
-    if (store_.getAttrReq(DS_GET_CALLHOME_NUM_OF_PROFILES, kNumOfProfilesKey, 1) < 0) {
+    if (store_.getAttrReq(DsRequestId::NUMBER_OF_PROFILES, kNumOfProfilesKey, 1) < 0) {
         orvLog(orv_log::kProfilesUnread);
         Condition_.reset(kProfilesFound);
         keepProfiles();
@@ -103,23 +104,23 @@ void OrvCallHome::readNumOfProfiles() {
 }
 
 void OrvCallHome::readSwitchOperState() {
-    if (store_.getAttrReq(DS_GET_CALLHOME_SWITCH_OPER_STATE, kAdminStateKey, 1) < 0) {
+    if (store_.getAttrReq(DsRequestId::SWITCH_STATE, kAdminStateKey, 1) < 0) {
         orvLog(orv_log::kOperStateUnread);
     }
 }
 
 int OrvCallHome::processConfigBulk(const DsBulkReply& reply) {
     switch (reply.id) {
-        case OrvCHMesgCommon::kRequestId:
+        case DsRequestId::IDENTITY:
             return identity_.processConfigBulk(reply.entries, reply.statuses);
-        case OrvCHClient::kConfigRequestId:
+        case DsRequestId::SEND_CLIENT:
             return client_.processConfigBulk(reply.entries, reply.statuses);
-        case DS_PROFILE_INITIAL:
-        case DS_PROFILE_EMAIL:
-        case DS_PROFILE_CAPTURE_TYPES:
-        case DS_PROFILE_CAPTURE_ATTRS:
+        case DsRequestId::PROFILE_INITIAL:
+        case DsRequestId::PROFILE_EMAIL:
+        case DsRequestId::PROFILE_CAPTURE_TYPES:
+        case DsRequestId::PROFILE_CAPTURE_ATTRS:
             return processProfileBulk(reply);
-        case OrvCHMesgQ::kRequestId:
+        case DsRequestId::QUEUE:
             return queue_.processConfigBulk(reply.entries, reply.statuses);
         default:
             ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
@@ -130,13 +131,13 @@ int OrvCallHome::processConfigBulk(const DsBulkReply& reply) {
 
 int OrvCallHome::processConfig(const DsAttrReply& reply) {
     switch (reply.id) {
-        case DS_GET_CALLHOME_FEATURE_FLAG:
+        case DsRequestId::FEATURE_FLAG:
             return processFeatureFlag(reply);
-        case DS_GET_CALLHOME_SERVICES_COMPONENT:
+        case DsRequestId::SERVICES:
             return processServicesComponent(reply);
-        case DS_GET_CALLHOME_SWITCH_OPER_STATE:
+        case DsRequestId::SWITCH_STATE:
             return processSwitchOperState(reply);
-        case DS_GET_CALLHOME_NUM_OF_PROFILES:
+        case DsRequestId::NUMBER_OF_PROFILES:
             return processNumOfProfiles(reply);
         default:
             ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
@@ -147,9 +148,9 @@ int OrvCallHome::processConfig(const DsAttrReply& reply) {
 
 int OrvCallHome::processDsStatus(const DsStatusReply& reply) {
     switch (reply.id) {
-        case DS_SET_CALLHOME_WRITE_MARKER:
+        case DsRequestId::CAPTURE_MARKER:
             return completeProfileConfig(reply.status);
-        case OrvCHClient::kActiveServerRequestId:
+        case DsRequestId::ACTIVE_SERVER:
             return client_.processDsStatus(reply.id, reply.status);
         default:
             ORV_TRACE("unhandled id 0x%8.8x\n", reply.id);
@@ -281,11 +282,11 @@ int OrvCallHome::processProfileBulk(const DsBulkReply& reply) {
         return -1;
     }
     switch (reply.id) {
-        case DS_PROFILE_INITIAL:
+        case DsRequestId::PROFILE_INITIAL:
             return profile->processInitialConfigBulk(reply.entries, reply.statuses);
-        case DS_PROFILE_EMAIL:
+        case DsRequestId::PROFILE_EMAIL:
             return profile->processEmailConfigBulk(reply.entries, reply.statuses);
-        case DS_PROFILE_CAPTURE_TYPES:
+        case DsRequestId::PROFILE_CAPTURE_TYPES:
             return profile->processCaptureTypesBulk(reply.entries, reply.statuses);
         default:
             return profile->processCaptureAttrsBulk(reply.entries, reply.statuses);
@@ -300,7 +301,7 @@ int OrvCallHome::completeProfileConfig(std::int32_t status) {
     }
     const OrvCHProfile* profile = currentProfile();
     if (profile == nullptr) {
-        orvLog(orv_log::kNoProfileRead, DS_SET_CALLHOME_WRITE_MARKER);
+        orvLog(orv_log::kNoProfileRead, DsRequestId::CAPTURE_MARKER);
         return -1;
     }
     if (profile->captureEnabled() && profile->capture() != nullptr) {

@@ -2,6 +2,7 @@
 #include "callhome/OrvCallHome.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "base/OrvText.h"
 #include "callhome/OrvInfoBlocks.h"
 #include "dbg/OrvDbg.h"
@@ -17,18 +18,6 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvCallHome";
-
-// Payload lengths: a handle and a word that nobody reads, then a name in the test request.
-constexpr std::size_t kPlainLength = 8;
-constexpr std::size_t kNamedLength = 44;
-
-// Status words of the responses.
-constexpr std::uint32_t kDone = 0;
-constexpr std::uint32_t kUpdatingProfiles = 2;
-constexpr std::uint32_t kClearFailed = 4;
-constexpr std::uint32_t kNoMemory = 5;
-constexpr std::uint32_t kTestNotBuilt = 6;
-constexpr std::uint32_t kChangeoverFailed = 7;
 
 void traceUnsent(int result) {
     if (result < 0) {
@@ -47,13 +36,18 @@ struct OrvCallHome::Request {
 };
 
 const OrvCallHome::Request OrvCallHome::kRequests[] = {
-    {1, "CH Profile Change", kPlainLength, orv_log::kBadProfileChange, &OrvCallHome::processOrvCHProfileChangeMsg},
-    {2, "CH Test Profile Cmd", kNamedLength, orv_log::kBadTestProfile, &OrvCallHome::processOrvCHTestProfileCmdMsg},
-    {3, "CH Clear Queue Cmd", kPlainLength, orv_log::kBadClearQueue, &OrvCallHome::processOrvCHClearQueueCmdMsg},
-    {4, "CH Profile Processed Info", kPlainLength, orv_log::kBadProcessedInfo,
-     &OrvCallHome::processOrvCHProfileProcessedInfoMsg},
-    {5, "CH Changeover Cmd", kPlainLength, orv_log::kBadChangeover, &OrvCallHome::processOrvCHChangeoverCmdMsg},
-    {6, "CH Message Queue Info", kPlainLength, orv_log::kBadQueueInfo, &OrvCallHome::processOrvCHMesgQInfoMsg},
+    {ManagementCode::PROFILE_CHANGE, "CH Profile Change", ManagementSize::REQUEST, orv_log::kBadProfileChange,
+     &OrvCallHome::processOrvCHProfileChangeMsg},
+    {ManagementCode::TEST_PROFILE, "CH Test Profile Cmd", ManagementSize::TEST_REQUEST, orv_log::kBadTestProfile,
+     &OrvCallHome::processOrvCHTestProfileCmdMsg},
+    {ManagementCode::CLEAR_QUEUE, "CH Clear Queue Cmd", ManagementSize::REQUEST, orv_log::kBadClearQueue,
+     &OrvCallHome::processOrvCHClearQueueCmdMsg},
+    {ManagementCode::PROFILE_PROCESSED_INFO, "CH Profile Processed Info", ManagementSize::REQUEST,
+     orv_log::kBadProcessedInfo, &OrvCallHome::processOrvCHProfileProcessedInfoMsg},
+    {ManagementCode::CHANGEOVER, "CH Changeover Cmd", ManagementSize::REQUEST, orv_log::kBadChangeover,
+     &OrvCallHome::processOrvCHChangeoverCmdMsg},
+    {ManagementCode::MESG_Q_INFO, "CH Message Queue Info", ManagementSize::REQUEST, orv_log::kBadQueueInfo,
+     &OrvCallHome::processOrvCHMesgQInfoMsg},
 };
 
 const OrvCallHome::Request* OrvCallHome::findRequest(std::uint16_t code) {
@@ -83,12 +77,12 @@ int OrvCallHome::processOrvMsg(const Hsb_Message& message) {
 
 void OrvCallHome::processOrvCHProfileChangeMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     ORV_TRACE("received ORV_API_MSG_CH_PROFILE_CHANGE message\n");
-    traceUnsent(responses_.CH_ProfileChangeResponse(handle, kDone));
+    traceUnsent(responses_.CH_ProfileChangeResponse(handle, ManagementStatus::DONE));
     readConfig();
 }
 
 void OrvCallHome::processOrvCHTestProfileCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> payload) {
-    const std::string name = orvTextUpToNul(payload.subspan(kPlainLength));
+    const std::string name = orvTextUpToNul(payload.subspan(ManagementSize::REQUEST));
     ORV_TRACE("received ORV_API_MSG_CH_TEST_PROFILE_CMD message for profile %s\n", name.c_str());
     const int result = orvGuarded("processOrvCHTestProfileCmdMsg", [&] {
         std::unique_ptr<OrvCHMesg> mesg = newEventMesg();
@@ -98,19 +92,20 @@ void OrvCallHome::processOrvCHTestProfileCmdMsg(std::uint32_t handle, std::span<
         const int built = mesg->buildTestData(name);
         return submit(std::move(mesg), built);
     });
-    traceUnsent(responses_.CH_TestProfileResponse(handle, result == 0 ? kDone : kTestNotBuilt, name));
+    traceUnsent(responses_.CH_TestProfileResponse(
+        handle, result == 0 ? ManagementStatus::DONE : ManagementStatus::TEST_NOT_BUILT, name));
 }
 
 void OrvCallHome::processOrvCHClearQueueCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     ORV_TRACE("received ORV_API_MSG_CH_CLEAR_QUEUE_CMD message\n");
-    const std::uint32_t status = queue_.clearQueue() == 0 ? kDone : kClearFailed;
+    const std::uint32_t status = queue_.clearQueue() == 0 ? ManagementStatus::DONE : ManagementStatus::CLEAR_FAILED;
     traceUnsent(responses_.CH_ClearQueueResponse(handle, status));
 }
 
 void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     if (Config_[kProfiles]) {
         orvLog(orv_log::kProcessedUpdating);
-        traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, kUpdatingProfiles, {}));
+        traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, ManagementStatus::UPDATING_PROFILES, {}));
         return;
     }
     std::vector<std::uint8_t> info;
@@ -121,20 +116,21 @@ void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std:
         }
         info = orvProfileProcessedInfo(processed);
     } catch (const std::bad_alloc&) {
-        traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, kNoMemory, {}));
+        traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, ManagementStatus::NO_MEMORY, {}));
         return;
     }
-    traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, kDone, info));
+    traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, ManagementStatus::DONE, info));
 }
 
 void OrvCallHome::processOrvCHChangeoverCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     if (Config_[kSendClient]) {
         orvLog(orv_log::kChangeoverUpdating);
-        traceUnsent(responses_.CH_ChangeoverResponse(handle, kChangeoverFailed));
+        traceUnsent(responses_.CH_ChangeoverResponse(handle, ManagementStatus::CHANGEOVER_FAILED));
         return;
     }
     ORV_TRACE("received ORV_API_MSG_CH_CHANGEOVER_CMD message\n");
-    const std::uint32_t status = client_.changeover() == 0 ? kDone : kChangeoverFailed;
+    const std::uint32_t status =
+        client_.changeover() == 0 ? ManagementStatus::DONE : ManagementStatus::CHANGEOVER_FAILED;
     traceUnsent(responses_.CH_ChangeoverResponse(handle, status));
 }
 
@@ -142,5 +138,5 @@ void OrvCallHome::processOrvCHMesgQInfoMsg(std::uint32_t handle, std::span<const
     ORV_TRACE("received ORV_API_MSG_CH_MESG_Q_INFO message\n");
     const std::uint32_t open = queue_.openCount();
     const std::vector<std::uint8_t> info = orvMesgQInfo(queue_.spaceInUse(), queue_.sendCount() - open, open);
-    traceUnsent(responses_.CH_MesgQInfoResponse(handle, kDone, info));
+    traceUnsent(responses_.CH_MesgQInfoResponse(handle, ManagementStatus::DONE, info));
 }

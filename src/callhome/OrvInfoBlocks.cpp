@@ -1,5 +1,6 @@
 #include "callhome/OrvInfoBlocks.h"
 
+#include "MessageCodes.h"
 #include "word_order.h"
 
 #include <algorithm>
@@ -7,12 +8,9 @@
 
 namespace {
 
-constexpr std::size_t kHeaderSize = 12;
-constexpr std::size_t kNameField = 36;
+constexpr std::size_t kHeaderSize = ManagementSize::INFO_START + 4;
 constexpr std::size_t kNameLimit = 32;
-constexpr std::size_t kTimeField = 64;
-constexpr std::size_t kTimeLimit = 63;
-constexpr std::size_t kEntrySize = kNameField + 4 + kTimeField;
+constexpr std::size_t kTimeLimit = ManagementSize::LAST_PROCESSED - 1;
 
 void appendText(std::vector<std::uint8_t>& block, const std::string& text, std::size_t limit, std::size_t field) {
     const std::size_t length = std::min(text.size(), limit);
@@ -24,22 +22,22 @@ void appendText(std::vector<std::uint8_t>& block, const std::string& text, std::
 
 std::vector<std::uint8_t> orvProfileProcessedInfo(const std::vector<OrvProfileProcessed>& profiles) {
     std::vector<std::uint8_t> block;
-    block.reserve(kHeaderSize + kEntrySize * std::max<std::size_t>(profiles.size(), 1));
-    block.assign(kHeaderSize - 4, 0);
+    block.reserve(kHeaderSize + ManagementSize::PROCESSED_ENTRY * std::max<std::size_t>(profiles.size(), 1));
+    block.assign(ManagementSize::INFO_START, 0);
     appendBigEndian32(block, static_cast<std::uint32_t>(profiles.size()));
     for (const OrvProfileProcessed& profile : profiles) {
-        appendText(block, profile.name, kNameLimit, kNameField);
+        appendText(block, profile.name, kNameLimit, ManagementSize::NAME);
         appendBigEndian32(block, profile.count);
-        appendText(block, profile.last, kTimeLimit, kTimeField);
+        appendText(block, profile.last, kTimeLimit, ManagementSize::LAST_PROCESSED);
     }
     if (profiles.empty()) {
-        block.resize(kHeaderSize + kEntrySize, 0);
+        block.resize(kHeaderSize + ManagementSize::PROCESSED_ENTRY, 0);
     }
     return block;
 }
 
 std::vector<std::uint8_t> orvMesgQInfo(std::uint32_t spaceInUse, std::uint32_t waiting, std::uint32_t open) {
-    std::vector<std::uint8_t> block(8, 0);
+    std::vector<std::uint8_t> block(ManagementSize::INFO_START, 0);
     appendBigEndian32(block, spaceInUse);
     appendBigEndian32(block, waiting);
     appendBigEndian32(block, open);

@@ -45,7 +45,7 @@ MesgQTest::MesgQTest() {
     setOrvApplication(&component_);
     responses_.setReady(&component_, ServiceAddress::MANAGEMENT);
     component_.onBulk = [this](const DsBulkReply& reply) {
-        EXPECT_EQ(reply.id, OrvCHMesgQ::kRequestId);
+        EXPECT_EQ(reply.id, DsRequestId::QUEUE);
         EXPECT_EQ(queue_->processConfigBulk(reply.entries, reply.statuses), 0);
     };
     switch_.pump();

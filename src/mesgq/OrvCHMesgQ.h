@@ -20,9 +20,6 @@
 
 class OrvCHMesgQ final : public OrvSendQueue {
 public:
-    // The id of the one request to the attribute store; its answer goes to processConfigBulk().
-    static constexpr std::uint32_t kRequestId = OrvCHMesgQConfig::kRequestId;
-
     // Makes the directory tree. All three are referred to for this object's life; none is called yet.
     OrvCHMesgQ(dsClient& store, orvClient& responses, OrvConfigListener& config);
     OrvCHMesgQ(const OrvCHMesgQ&) = delete;

@@ -1,5 +1,6 @@
 #include "mesgq/OrvCHMesgQConfig.h"
 
+#include "MessageCodes.h"
 #include "base/OrvNumber.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -52,7 +53,7 @@ int OrvCHMesgQConfig::readConfig() {
     }
     ORV_TRACE("request %u attributes in a bulk request\n", static_cast<unsigned>(kAttributes.size()));
     // However it fails, this part of the configuration must be settled.
-    if (orvGuarded(__func__, [this] { return store_.bulkGetAttrReq(kRequestId, kAttributes); }) != 0) {
+    if (orvGuarded(__func__, [this] { return store_.bulkGetAttrReq(DsRequestId::QUEUE, kAttributes); }) != 0) {
         orvLog(orv_log::kQueueConfigUnread);
         ORV_TRACE("Error requesting DS bulk data entries\n");
         listener_.configComplete(OrvConfigListener::kQueue);

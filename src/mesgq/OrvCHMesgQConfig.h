@@ -19,9 +19,6 @@ struct OrvCHQuotas {
 
 class OrvCHMesgQConfig {
 public:
-    // The id of the one request to the attribute store.
-    static constexpr std::uint32_t kRequestId = 11;
-
     // Both are referred to for this object's life; neither is called yet.
     OrvCHMesgQConfig(dsClient& store, OrvConfigListener& listener) : store_(store), listener_(listener) {}
 

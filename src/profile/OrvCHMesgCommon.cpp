@@ -1,5 +1,6 @@
 #include "profile/OrvCHMesgCommon.h"
 
+#include "MessageCodes.h"
 #include "base/OrvOnceMore.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
@@ -110,7 +111,7 @@ int OrvCHMesgCommon::readConfig() {
 int OrvCHMesgCommon::request() {
     const std::vector<std::string> names = announcedKeys();
     setReadOutstanding(true);
-    if (store_.bulkGetAttrReq(kRequestId, names) == 0) {
+    if (store_.bulkGetAttrReq(DsRequestId::IDENTITY, names) == 0) {
         return 0;
     }
     setReadOutstanding(false);  // first: nobody may wait for an answer that never comes

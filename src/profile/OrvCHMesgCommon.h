@@ -39,8 +39,6 @@ bool orvIsDefaultSender(const std::string& address);
 
 class OrvCHMesgCommon {
 public:
-    static constexpr std::uint32_t kRequestId = 0;
-
     // Turns an address of a family into a text, as inet_ntop does: null and errno when it cannot.
     using AddressPrinter = const char* (*)(int family, const void* address, char* text, socklen_t size);
 

@@ -1,4 +1,5 @@
 // The interface-change event: its addresses, and which of them the identity takes.
+#include "MessageCodes.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "profile/OrvCHMesgCommon.h"
@@ -17,7 +18,6 @@ namespace {
 constexpr char kTraceModule[] = "OrvCHMesgCommon";
 
 constexpr std::size_t kCountSize = 4;
-constexpr std::size_t kSlotSize = 128;
 
 // Where an address stands in its slot: as the switch lays its socket addresses out, whatever this machine's are like.
 struct AddressFamily {
@@ -29,8 +29,10 @@ struct AddressFamily {
     std::string OrvIdentity::*field;
 };
 constexpr std::array kFamilies{
-    AddressFamily{2, AF_INET, 4, 4, "IPv4", &OrvIdentity::IPv4Address},
-    AddressFamily{10, AF_INET6, 8, 16, "IPv6", &OrvIdentity::IPv6Address},
+    AddressFamily{SwitchSocket::FAMILY_IPV4, AF_INET, SwitchSocket::IPV4_OFFSET, SwitchSocket::IPV4_SIZE, "IPv4",
+                  &OrvIdentity::IPv4Address},
+    AddressFamily{SwitchSocket::FAMILY_IPV6, AF_INET6, SwitchSocket::IPV6_OFFSET, SwitchSocket::IPV6_SIZE, "IPv6",
+                  &OrvIdentity::IPv6Address},
 };
 
 // An index into the table; its size for any other family.
@@ -45,7 +47,7 @@ std::size_t countOf(std::span<const std::uint8_t> data) {
     if (data.size() < kCountSize) {
         return 0;
     }
-    return std::min<std::size_t>(bigEndian32(data), (data.size() - kCountSize) / kSlotSize);
+    return std::min<std::size_t>(bigEndian32(data), (data.size() - kCountSize) / SwitchSocket::SLOT);
 }
 
 }  // namespace
@@ -62,7 +64,7 @@ int OrvCHMesgCommon::setSwitchAddr(std::span<const std::uint8_t> countAndAddress
     }
     std::bitset<kFamilies.size()> taken;
     for (std::size_t i = 0; i < count && !taken.all(); ++i) {
-        const auto slot = countAndAddresses.subspan(kCountSize + i * kSlotSize, kSlotSize);
+        const auto slot = countAndAddresses.subspan(kCountSize + i * SwitchSocket::SLOT, SwitchSocket::SLOT);
         const std::size_t index = familyOf(slot);
         if (index == kFamilies.size() || taken[index]) {
             continue;

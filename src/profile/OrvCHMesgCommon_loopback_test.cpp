@@ -1,3 +1,4 @@
+#include "MessageCodes.h"
 #include "profile/IdentityNeighbours.h"
 #include "profile/OrvCHMesgCommon.h"
 #include "testing/LoopbackSwitch.h"
@@ -14,7 +15,7 @@ class OrvCHMesgCommonOnTheSwitch : public testing::Test {
 protected:
     OrvCHMesgCommonOnTheSwitch() {
         component_.onBulk = [this](const DsBulkReply& reply) {
-            EXPECT_EQ(reply.id, OrvCHMesgCommon::kRequestId);
+            EXPECT_EQ(reply.id, DsRequestId::IDENTITY);
             result_ = common_.processConfigBulk(reply.entries, reply.statuses);
         };
         component_.insert();

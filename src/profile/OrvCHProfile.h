@@ -23,13 +23,6 @@
 
 class OrvCHProfile {
 public:
-    // Request ids of the reads and of the marker.
-    static constexpr std::uint32_t kInitialRequestId = 2;
-    static constexpr std::uint32_t kEmailRequestId = 3;
-    static constexpr std::uint32_t kCaptureTypesRequestId = 4;
-    static constexpr std::uint32_t kCaptureAttrsRequestId = 5;
-    static constexpr std::uint32_t kMarkerRequestId = 10;
-
     // The parts of a read that are still outstanding; bits of config().
     static constexpr std::uint32_t kInitialPart = 1;
     static constexpr std::uint32_t kEmailPart = 2;

@@ -1,4 +1,5 @@
 // How a profile reads its scheduled capture: the types, then the attributes of each capture on a schedule.
+#include "MessageCodes.h"
 #include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
@@ -69,7 +70,7 @@ int OrvCHProfile::readCaptureTypes() {
         orvLog(orv_log::kCaptureTypeRequest, key.c_str());
     }
     requested_ |= kCapturePart;
-    return bulkRead(kCaptureTypesRequestId, keys, __func__, orv_log::kCaptureTypesUnread);
+    return bulkRead(DsRequestId::PROFILE_CAPTURE_TYPES, keys, __func__, orv_log::kCaptureTypesUnread);
 }
 
 int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
@@ -126,7 +127,7 @@ int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
     for (std::size_t i = 0; i < keys.size(); ++i) {
         orvLog(kCaptureAttributes[i].announcement, keys[i].c_str());
     }
-    if (bulkRead(kCaptureAttrsRequestId, keys, __func__, orv_log::kCaptureAttrsUnread) < 0) {
+    if (bulkRead(DsRequestId::PROFILE_CAPTURE_ATTRS, keys, __func__, orv_log::kCaptureAttrsUnread) < 0) {
         return -1;
     }
     ++captureAttrsOutstanding_;

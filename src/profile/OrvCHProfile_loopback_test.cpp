@@ -1,4 +1,5 @@
 // Profiles read from the switch's own attribute store.
+#include "MessageCodes.h"
 #include "profile/OrvCHProfile.h"
 #include "testing/LoopbackSwitch.h"
 #include "testing/StubComponent.h"
@@ -25,9 +26,9 @@ protected:
         using Process = int (OrvCHProfile::*)(std::span<const DsEntry>, std::span<const std::int32_t>);
         constexpr Process kProcess[] = {&OrvCHProfile::processInitialConfigBulk, &OrvCHProfile::processEmailConfigBulk,
                                         &OrvCHProfile::processCaptureTypesBulk, &OrvCHProfile::processCaptureAttrsBulk};
-        ASSERT_GE(reply.id, OrvCHProfile::kInitialRequestId);
-        ASSERT_LE(reply.id, OrvCHProfile::kCaptureAttrsRequestId);
-        const Process process = kProcess[reply.id - OrvCHProfile::kInitialRequestId];
+        ASSERT_GE(reply.id, DsRequestId::PROFILE_INITIAL);
+        ASSERT_LE(reply.id, DsRequestId::PROFILE_CAPTURE_ATTRS);
+        const Process process = kProcess[reply.id - DsRequestId::PROFILE_INITIAL];
         EXPECT_EQ((profile_.*process)(reply.entries, reply.statuses), 0);
     }
 

@@ -1,4 +1,5 @@
 // How a profile reads itself: the initial attributes, the e-mail list and the closing marker.
+#include "MessageCodes.h"
 #include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
@@ -59,7 +60,7 @@ int OrvCHProfile::readInitialConfig() {
         }
         return composed;
     });
-    return bulkRead(kInitialRequestId, keys, __func__, orv_log::kInitialConfigUnread);
+    return bulkRead(DsRequestId::PROFILE_INITIAL, keys, __func__, orv_log::kInitialConfigUnread);
 }
 
 int OrvCHProfile::readEmailConfig() {
@@ -77,7 +78,7 @@ int OrvCHProfile::readEmailConfig() {
         return composed;
     });
     requested_ |= kEmailPart;
-    return bulkRead(kEmailRequestId, keys, __func__, orv_log::kEmailConfigUnread);
+    return bulkRead(DsRequestId::PROFILE_EMAIL, keys, __func__, orv_log::kEmailConfigUnread);
 }
 
 int OrvCHProfile::bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* caller,
@@ -155,7 +156,7 @@ int OrvCHProfile::completePart(std::uint32_t part) {
 }
 
 int OrvCHProfile::writeMarkerData() {
-    if (store_.setAttrReq(kMarkerRequestId, kMarkerKey, dsClient::TYPE_STRING, kMarker, 1) == 0) {
+    if (store_.setAttrReq(DsRequestId::CAPTURE_MARKER, kMarkerKey, dsClient::TYPE_STRING, kMarker, 1) == 0) {
         return 0;
     }
     orvLog(orv_log::kMarkerUnsent);

@@ -27,9 +27,6 @@ class OrvCHMesg;
 class OrvCHClient final : public OrvThread, private OrvMainThreadDoor {
 public:
     static constexpr char kThreadName[] = "orv.out.SMTPClient";
-    // Requests to the attribute store.
-    static constexpr std::uint32_t kConfigRequestId = OrvServerSettings::kConfigRequestId;
-    static constexpr std::uint32_t kActiveServerRequestId = OrvServerSettings::kActiveServerRequestId;
 
     // All outlive the client. Throws when the thread's queues cannot be set up.
     OrvCHClient(dsClient& store, OrvSendQueue& queue, OrvCHMesgCommon& identity, OrvConfigListener& config,

@@ -1,4 +1,5 @@
 // The send client on a whole switch: its servers come from the attribute store, and the active one goes back there.
+#include "MessageCodes.h"
 #include "mesgq/OrvSendQueue.h"
 #include "testing/LoopbackSwitch.h"
 #include "testing/StubComponent.h"
@@ -12,7 +13,7 @@ class OrvCHClientOnTheSwitch : public testing::Test, private OrvConfigListener, 
 protected:
     OrvCHClientOnTheSwitch() {
         component_.onBulk = [this](const DsBulkReply& reply) {
-            EXPECT_EQ(reply.id, OrvCHClient::kConfigRequestId);
+            EXPECT_EQ(reply.id, DsRequestId::SEND_CLIENT);
             EXPECT_EQ(client_.processConfigBulk(reply.entries, reply.statuses), 0);
         };
         component_.onStatus = [this](const DsStatusReply& reply) {

@@ -1,5 +1,6 @@
 #include "smtp/OrvServerSettings.h"
 
+#include "MessageCodes.h"
 #include "base/OrvNumber.h"
 #include "base/OrvOnceMore.h"
 #include "dbg/OrvDbg.h"
@@ -57,7 +58,7 @@ int OrvServerSettings::request() {
     for (const std::string& name : names) {
         orvLog(orv_log::kBuildDetailRequest, name.c_str());
     }
-    if (store_.bulkGetAttrReq(kConfigRequestId, names) == 0) {
+    if (store_.bulkGetAttrReq(DsRequestId::SEND_CLIENT, names) == 0) {
         return 0;
     }
     orvTrace(kTraceModule, "readConfig", "Error reading DS bulk data entries\n");
@@ -118,14 +119,14 @@ void OrvServerSettings::publish() {
         {"Oper.Callhome.ActiveSMTPPort", dsClient::TYPE_INTEGER, published.port},
     };
     for (const auto& write : writes) {
-        if (store_.setAttrReq(kActiveServerRequestId, write.name, write.type, write.value, 1) != 0) {
+        if (store_.setAttrReq(DsRequestId::ACTIVE_SERVER, write.name, write.type, write.value, 1) != 0) {
             orvLog(orv_log::kActiveServerUnwritten);
         }
     }
 }
 
 int OrvServerSettings::processDsStatus(std::uint32_t id, std::int32_t status) {
-    if (id != kActiveServerRequestId) {
+    if (id != DsRequestId::ACTIVE_SERVER) {
         orvLog(orv_log::kClientIdUnknown, __func__, id);
         return -1;
     }

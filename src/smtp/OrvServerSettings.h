@@ -12,10 +12,6 @@
 
 class OrvServerSettings {
 public:
-    // Requests to the attribute store.
-    static constexpr std::uint32_t kConfigRequestId = 1;
-    static constexpr std::uint32_t kActiveServerRequestId = 12;
-
     // Both outlive the settings.
     OrvServerSettings(dsClient& store, OrvSendState& state) : store_(store), state_(state) {}
 

@@ -9,8 +9,6 @@
 
 namespace {
 
-// A response's code is its request's and this.
-constexpr std::uint16_t RESPONSE = 100;
 constexpr std::size_t HANDLE_SIZE = 4;
 
 }  // namespace
@@ -21,7 +19,7 @@ ManagementService::ManagementService(Transport& transport) : Service(transport, 
 std::uint32_t ManagementService::request(const Hsb_Address& component, std::uint16_t code,
                                          std::span<const std::uint8_t> payload, Answered answered) {
     const std::uint32_t handle = sendRequest(component, code, payload);
-    pending_[handle] = {component, static_cast<std::uint16_t>(code + RESPONSE), std::move(answered)};
+    pending_[handle] = {component, static_cast<std::uint16_t>(code + ManagementCode::RESPONSE), std::move(answered)};
     return handle;
 }
 
