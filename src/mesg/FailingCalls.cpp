@@ -26,6 +26,7 @@ struct Plan {
     unsigned spared = 0;
     unsigned seen = 0;
     unsigned failures = 0;
+    std::function<void()> step{};  // instead of failing
 };
 Plan* plan = nullptr;
 // The sizes that cannot be had, in bytes.
@@ -47,6 +48,10 @@ bool fails(const char* call, std::string_view path) {
     }
     ++plan->seen;
     if (plan->seen <= plan->spared || (plan->nth != 0 && plan->seen != plan->nth)) {
+        return false;
+    }
+    if (plan->step) {
+        std::exchange(plan->step, nullptr)();
         return false;
     }
     if (plan->kill) {
@@ -104,6 +109,17 @@ FailingCall::~FailingCall() {
 
 unsigned FailingCall::failures() const {
     return plan->failures;
+}
+
+StepBeforeCall::StepBeforeCall(std::string call, std::string part, std::function<void()> step) {
+    plan = new Plan{std::move(call), std::move(part), 1};
+    plan->step = std::move(step);
+}
+StepBeforeCall::~StepBeforeCall() {
+    delete std::exchange(plan, nullptr);
+}
+bool StepBeforeCall::taken() const {
+    return plan->step == nullptr;
 }
 
 FailingNth::FailingNth(unsigned nth, std::string part, int error) {

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 // Every call of this name on a file whose path contains part fails with the error, but for so many at first, while this
@@ -23,6 +24,17 @@ public:
     FailingCall& operator=(const FailingCall&) = delete;
 
     unsigned failures() const;
+};
+
+// Takes a step right before the first call of this name on a file whose path contains part. One at a time.
+class StepBeforeCall {
+public:
+    StepBeforeCall(std::string call, std::string part, std::function<void()> step);
+    ~StepBeforeCall();
+    StepBeforeCall(const StepBeforeCall&) = delete;
+    StepBeforeCall& operator=(const StepBeforeCall&) = delete;
+
+    bool taken() const;
 };
 
 // Counts the calls on files whose path contains part. One at a time.

@@ -15,12 +15,17 @@ protected:
 
     // An empty flash again, and a queue on it.
     void wipe() {
-        queue_.reset();
-        std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
-        for (const char* directory : {kSendDir, kDuplicateDir, kPersistDir}) {
-            switch_.root().write(std::string(directory) + "/order", "");  // opens without a shell
-        }
+        empty();
         restartAndOpen();
+    }
+    // An empty flash again, and a queue that only has to be opened; a shell lists nothing but the send queue.
+    void wipeForAStart() {
+        empty();
+        std::filesystem::remove(switch_.root().at(std::string(kSendDir) + "/order"));
+        restart();
+        configure();
+        queue_->setMonitorReady();
+        takeTexts();
     }
     // Runs step once for each of its allocations, prepare before each, with that one failing and so many in all, and
     // once with none.
@@ -55,5 +60,14 @@ protected:
         taken.pop_back();
         switch_.forgetEventLog();
         return taken;
+    }
+
+private:
+    void empty() {
+        queue_.reset();
+        std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
+        for (const char* directory : {kSendDir, kDuplicateDir, kPersistDir}) {
+            switch_.root().write(std::string(directory) + "/order", "");  // opens without a shell
+        }
     }
 };

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <sstream>
 
 namespace {
@@ -79,11 +80,30 @@ void MesgQTest::configure(const Attributes& quotas) {
 
 void MesgQTest::open(const Attributes& quotas) {
     configure(quotas);
+    const Texts placed = sayThatNothingIsThere();
     queue_->setMonitorReady();
     queue_->oneSecondChores();
+    for (const std::string& order : placed) {
+        if (switch_.root().read(order).empty()) {
+            std::filesystem::remove(switch_.root().at(order));
+        }
+    }
     ASSERT_TRUE(queue_->openForBusiness());
     takeLog();
     takeTrace();
+}
+
+// An empty order file in each empty directory: a start that finds it runs no shell. Those that were made.
+MesgQTest::Texts MesgQTest::sayThatNothingIsThere() {
+    Texts placed;
+    for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
+        const std::filesystem::path path = switch_.root().at(directory);
+        if (std::filesystem::is_directory(std::filesystem::symlink_status(path)) && std::filesystem::is_empty(path)) {
+            placed.push_back(std::string(directory) + "/order");
+            switch_.root().write(placed.back(), "");
+        }
+    }
+    return placed;
 }
 
 void MesgQTest::restartAndOpen(const Attributes& quotas) {

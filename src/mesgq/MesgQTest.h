@@ -45,7 +45,7 @@ protected:
     void restart();
     // Quotas as the attribute store answers them, what is not named by default.
     void configure(const Attributes& quotas = {});
-    // Configured, restored and open for business.
+    // Configured, restored and open for business. Directories without a file are not listed.
     void open(const Attributes& quotas = {});
     void restartAndOpen(const Attributes& quotas = {});
     void seconds(std::uint32_t count) { switch_.clock().advance(count * 1000ull); }
@@ -96,5 +96,7 @@ protected:
     std::unique_ptr<OrvCHMesgQ> queue_;
 
 private:
+    Texts sayThatNothingIsThere();
+
     std::size_t traced_ = 0;  // bytes of the trace file already seen
 };

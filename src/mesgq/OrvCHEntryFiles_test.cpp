@@ -41,6 +41,14 @@ TEST_F(OrvCHMesgQFilesTest, theOrderFileIsTheCountAndTheNumbersInNativeWords) {
     EXPECT_EQ(send("order"), std::endian::native == std::endian::big ? kBig : kLittle);
 }
 
+TEST_F(OrvCHMesgQFilesTest, whatAKillHasLeftOfAFirstOrderFileMakesWay) {
+    switch_.root().write(std::string(kSendDir) + "/order.new", "half a w");
+    add("one");
+    EXPECT_THAT(takeLog(), IsEmpty());
+    EXPECT_EQ(send("order"), wordsToBytes({1, 0}));
+    EXPECT_THAT(files(kSendDir), ElementsAre("m0", "order"));
+}
+
 TEST_F(OrvCHMesgQFilesTest, theOrderFileShrinksWithTheQueue) {
     for (const char* text : {"one", "two", "three"}) {
         add(text);

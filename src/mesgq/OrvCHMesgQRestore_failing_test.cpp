@@ -16,7 +16,6 @@ namespace {
 
 using testing::Contains;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 using Line = std::pair<int, std::string>;
 
@@ -35,7 +34,9 @@ protected:
         queue_->oneSecondChores();
         ASSERT_TRUE(queue_->openForBusiness());
     }
-    void everySingleFailure(int error, const char* part, unsigned atLeast);
+    // A queue's directory and the names of the files in it, each of which says its own name.
+    using Messages = std::pair<std::string, Texts>;
+    void everySingleFailure(int error, const char* part, const Messages& messages, unsigned atLeast);
 };
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosed) {
@@ -269,6 +270,22 @@ TEST_F(OrvCHMesgQFailingRestoreTest, aFileThatCannotBeUnlinkedIsReportedByItsDir
     EXPECT_EQ(files(kAttachments), Texts{"a.7"}) << "the others go";
 }
 
+TEST_F(OrvCHMesgQFailingRestoreTest, aLinkPutInAnAttachmentsPlaceWhileItIsStagedIsNotFollowed) {
+    const std::string kFrom = std::string(kAttachments) + "/";
+    const std::filesystem::path foreign = switch_.root().at("/foreign");
+    switch_.root().write("/foreign", "somebody else's");
+    switch_.root().write(kFrom + "a.7", "");
+    {
+        const StepBeforeCall swapping("link", "a.7", [&] {
+            std::filesystem::remove(switch_.root().at(kFrom + "a.7"));
+            std::filesystem::create_symlink(foreign, switch_.root().at(kFrom + "a.7"));
+        });
+        OrvCHAttachmentFiles::linkDirEntries(kFrom, std::string(kStage) + "/");
+        EXPECT_TRUE(swapping.taken());
+    }
+    EXPECT_EQ(std::filesystem::hard_link_count(foreign), 1u) << "no name of ours leads to it";
+}
+
 TEST_F(OrvCHMesgQFailingRestoreTest, aStateThatCannotBeReadMeansNotStaged) {
     switch_.root().write(kAttachmentState, wordsToBytes({0}));
     switch_.root().write(std::string(kAttachments) + "/a.7", "");
@@ -278,37 +295,40 @@ TEST_F(OrvCHMesgQFailingRestoreTest, aStateThatCannotBeReadMeansNotStaged) {
     EXPECT_EQ(files(kStage), Texts{"a.7"});
 }
 
-// Of the first of them every call is made to fail, of the others those on the entries' own directory.
+// Every call of a start with one queue to list, and those on the directory of the queue that is flushed. Of the errors
+// that are a moment's, the calls on the entries' own directory.
 TEST_F(OrvCHMesgQFailingRestoreTest, noSingleFailureCostsAStartAMessage) {
-    struct Row {
-        int error;
-        const char* part;
-        unsigned atLeast;
-    };
-    for (const Row& row : {Row{EIO, "orv", 60}, Row{EMFILE, "/send", 20}, Row{EINTR, "/m0", 4}}) {
-        everySingleFailure(row.error, row.part, row.atLeast);
-    }
+    const Messages kSent = {kSendDir, {"m0", "m1"}};
+    const Messages kCounted = {kDuplicateDir, {"m0"}};
+    everySingleFailure(EIO, "orv", kSent, 50);
+    everySingleFailure(EIO, "/duplicate", kCounted, 15);
+    everySingleFailure(EMFILE, "/send", kSent, 20);
+    everySingleFailure(EINTR, "/m0", kSent, 4);
 }
 
-void OrvCHMesgQFailingRestoreTest::everySingleFailure(int error, const char* part, unsigned atLeast) {
+void OrvCHMesgQFailingRestoreTest::everySingleFailure(int error, const char* part, const Messages& messages,
+                                                      unsigned atLeast) {
+    const auto& [listed, names] = messages;
+    Texts expected = names;
+    expected.push_back("early");
     unsigned nth = 0;
     for (bool failed = true; failed;) {
         SCOPED_TRACE(std::to_string(error) + " " + part + " " + std::to_string(nth + 1));
         queue_.reset();
         std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
-        for (const char* name : {"m0", "m1"}) {
-            switch_.root().write(std::string(kSendDir) + "/" + name, messageFile(name) + stateBlock());
+        for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
+            switch_.root().write(std::string(directory) + "/order", listed == directory ? wordsToBytes({2, 0, 1}) : "");
         }
-        switch_.root().write(std::string(kDuplicateDir) + "/m0", messageFile("counted", 2) + stateBlock());
-        switch_.root().write(kOrder, wordsToBytes({2, 0, 1}));
-        switch_.root().write(std::string(kPersistDir) + "/order", "");
+        for (const std::string& name : names) {
+            switch_.root().write(listed + "/" + name, messageFile(name, 2) + stateBlock());
+        }
         switch_.root().write(std::string(kAttachments) + "/a.7", "");
         FailingNth failing(++nth, part, error);
         restart();
         add("early");
         start();
         failed = failing.failed();
-        EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), UnorderedElementsAre("m0", "m1", "counted", "early"));
+        EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), testing::UnorderedElementsAreArray(expected));
         checkConsistency(false);
     }
     EXPECT_GT(nth, atLeast);

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <string>
 #include <utility>
 
@@ -15,15 +14,10 @@ using testing::Contains;
 class OrvCHMesgQStartMemoryTest : public OrvCHMesgQMemoryTest {
 protected:
     bool startWithout(unsigned nth, unsigned count) {
-        wipe();
-        restart();
+        wipeForAStart();
         for (const auto& [path, text] : kFiles) {
             switch_.root().write(path, messageFile(text) + stateBlock());
         }
-        std::filesystem::remove(switch_.root().at(std::string(kSendDir) + "/order"));
-        configure();
-        queue_->setMonitorReady();
-        takeTexts();
         const FailingNthAllocation failing(nth, count);
         queue_->oneSecondChores();
         return failing.failed();
@@ -83,13 +77,8 @@ TEST_F(OrvCHMesgQStartMemoryTest, aStartThatFindsNoMemoryForLongerGoesOnAndLeave
 
 TEST_F(OrvCHMesgQMemoryTest, aFileThatFindsNoMemoryIsNamedLikeOneThatCannotBeRestored) {
     const std::string path = std::string(kSendDir) + "/m7";
-    wipe();
-    restart();
+    wipeForAStart();
     switch_.root().write(path, messageFile("one") + stateBlock());
-    std::filesystem::remove(switch_.root().at(std::string(kSendDir) + "/order"));
-    configure();
-    queue_->setMonitorReady();
-    takeTexts();
     takeTrace();
     {
         const FailingAllocation failing(sizeof(OrvCHMesg), sizeof(OrvCHMesg));
@@ -134,13 +123,8 @@ TEST_F(OrvCHMesgQStartMemoryTest, aFailureThatMeetsAMomentWithoutMemoryIsToldOnc
 
 TEST_F(OrvCHMesgQMemoryTest, anEntryThatFindsNoMemoryAtAStartIsToldOnce) {
     const std::string path = std::string(kSendDir) + "/m7";
-    wipe();
-    restart();
+    wipeForAStart();
     switch_.root().write(path, messageFile("one") + stateBlock());
-    std::filesystem::remove(switch_.root().at(std::string(kSendDir) + "/order"));
-    configure();
-    queue_->setMonitorReady();
-    takeTexts();
     {
         const FailingAllocation failing(sizeof(OrvCHMesgQEntry), sizeof(OrvCHMesgQEntry));
         queue_->oneSecondChores();
@@ -153,11 +137,8 @@ TEST_F(OrvCHMesgQMemoryTest, anEntryThatFindsNoMemoryAtAStartIsToldOnce) {
 
 TEST_F(OrvCHMesgQMemoryTest, aQueueThatFindsNoMemoryTwiceIsLeftOutAndNamedOnce) {
     for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
-        wipe();
-        restart();
-        configure();
-        queue_->setMonitorReady();
-        takeTexts();
+        wipeForAStart();
+        switch_.root().write(std::string(kSendDir) + "/order", "");
         takeTrace();
         const std::string order = std::string(directory) + "/order";
         {
