@@ -43,8 +43,10 @@ std::string shellWord(const std::string& path) {
 
 // Makes the listing a file of our own in a directory where anybody may plant links; a false one is not written to.
 int claimListing() {
-    [[maybe_unused]] const int removed = orvUnlinkFile(kOrvQueueListing);
-    const auto create = [] { return orvOpenFile(kOrvQueueListing, O_WRONLY | O_CREAT | O_EXCL, kPrivateMode); };
+    const auto create = [] {
+        [[maybe_unused]] const int removed = orvUnlinkFile(kOrvQueueListing);  // our own, too, after a failure
+        return orvOpenFile(kOrvQueueListing, O_WRONLY | O_CREAT | O_EXCL, kPrivateMode);
+    };
     if (orvOnceMore(create)) {
         return 0;
     }
