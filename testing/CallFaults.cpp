@@ -14,7 +14,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 
 namespace {
@@ -124,28 +126,68 @@ void tellWhere(const CallFaults& faults) {
     }
 }
 
+// What a call is about: an open file, a name in an open directory, or a path.
+struct Place {
+    int file = AT_FDCWD;
+    const char* name = "";
+
+    Place() = default;
+    Place(int opened) : file(opened) {}
+    Place(int directory, const char* entry) : file(directory), name(entry) {}
+    Place(const char* path) : name(path) {}
+    Place(std::FILE* stream) : file(::fileno(stream)) {}
+    Place(DIR* directory) : file(::dirfd(directory)) {}
+};
+
+// Whether the path of the place contains part. Without memory.
+bool isAt(const Place& place, const char* part) {
+    if (*part == '\0') {
+        return true;
+    }
+    char path[2 * PATH_MAX] = "";
+    if (place.file >= 0) {
+        char link[64];
+        static_cast<void>(std::snprintf(link, sizeof link, "/proc/self/fd/%d", place.file));
+        const ssize_t length = ::readlink(link, path, PATH_MAX);
+        path[length < 0 ? 0 : length] = '\0';
+        std::strcat(path, "/");
+    }
+    return std::strstr(std::strncat(path, place.name, PATH_MAX - 1), part) != nullptr;
+}
+
 // The error number that this call is to fail with; 0: it is made.
-int errorOf(Index call) {
+int errorOf(Index call, const Place& place) {
     CallFaults* const faults = active;
     if (faults == nullptr || within || !faults->watched) {
         return 0;
     }
-    const unsigned number = ++faults->seen[call][mainThread];
-    if (faults->call != call || faults->onMainThread != mainThread || number < faults->nth ||
-        number - faults->nth >= faults->burst) {
+    const unsigned ofItsName = ++faults->seen[call][mainThread];
+    if ((faults->call != call && faults->call != CallFaults::kAny) || faults->onMainThread != mainThread ||
+        !isAt(place, faults->part)) {
+        return 0;
+    }
+    const unsigned meant = ++faults->meant;
+    const bool allOfOneName = faults->call == call && *faults->part == '\0';
+    const unsigned number = allOfOneName ? ofItsName : meant;
+    if (number < faults->nth || number - faults->nth >= faults->burst) {
         return 0;
     }
     faults->hit = true;
     tellWhere(*faults);
+    if (faults->step != nullptr) {
+        (*faults->step)();
+        return 0;
+    }
     if (faults->error == CallFaults::kKill) {
         static_cast<void>(::kill(::getpid(), SIGKILL));
     }
     return faults->error;
 }
 
-bool fails(Index call) {
-    const int error = errorOf(call);
-    errno = error != 0 ? error : errno;
+bool fails(Index call, const Place& place) {
+    const int former = errno;
+    const int error = errorOf(call, place);
+    errno = error != 0 ? error : former;
     return error != 0;
 }
 
@@ -158,7 +200,7 @@ int notOpened(int flags) {
 // What closes, closes in any case.
 template <typename Close, typename Thing>
 int closeOrFail(Index call, Close real, Thing thing, int failed) {
-    const int error = errorOf(call);
+    const int error = errorOf(call, thing);
     const int result = real(thing);
     if (error == 0) {
         return result;
@@ -178,79 +220,103 @@ void CallFaults::use(CallFaults* faults) {
     active = faults;
 }
 
-// Calls that fail with the given result: name for the linker, index, type, failure, parameters, arguments.
-#define ORV_CALL(name, index, type, failure, parameters, arguments) \
-    type __real_##name parameters;                                  \
-    type __wrap_##name parameters {                                 \
-        return fails(index) ? (failure) : __real_##name arguments;  \
+// The linker's names of calls that know times, where 64 bits are not what the system began with.
+#if __SIZEOF_POINTER__ == 8
+#define ORV_STAT stat64
+#define ORV_LSTAT lstat64
+#define ORV_FSTAT fstat64
+#define ORV_FSTATAT fstatat64
+#define ORV_FCNTL fcntl64
+#define ORV_SETSOCKOPT setsockopt
+#define ORV_GETSOCKOPT getsockopt
+#else
+#define ORV_STAT __stat64_time64
+#define ORV_LSTAT __lstat64_time64
+#define ORV_FSTAT __fstat64_time64
+#define ORV_FSTATAT __fstatat64_time64
+#define ORV_FCNTL __fcntl_time64
+#define ORV_SETSOCKOPT __setsockopt64
+#define ORV_GETSOCKOPT __getsockopt64
+#endif
+#define ORV_JOINED(prefix, name) prefix##name
+#define ORV_REAL(name) ORV_JOINED(__real_, name)
+#define ORV_WRAP(name) ORV_JOINED(__wrap_, name)
+
+// Calls that fail with the given result: name for the linker, index, type, failure, place, parameters, arguments.
+#define ORV_CALL(name, index, type, failure, place, parameters, arguments)       \
+    type ORV_REAL(name) parameters;                                              \
+    type ORV_WRAP(name) parameters {                                             \
+        return fails(index, Place place) ? (failure) : ORV_REAL(name) arguments; \
     }
 
 extern "C" {
 
-ORV_CALL(open64, kOpen, int, notOpened(flags), (const char* path, int flags, mode_t mode), (path, flags, mode))
-ORV_CALL(openat64, kOpenAt, int, notOpened(flags), (int place, const char* path, int flags, mode_t mode),
+ORV_CALL(open64, kOpen, int, notOpened(flags), (path), (const char* path, int flags, mode_t mode), (path, flags, mode))
+ORV_CALL(openat64, kOpenAt, int, notOpened(flags), (place, path), (int place, const char* path, int flags, mode_t mode),
          (place, path, flags, mode))
-ORV_CALL(read, kRead, ssize_t, -1, (int file, void* data, std::size_t size), (file, data, size))
-ORV_CALL(writev, kWritev, ssize_t, -1, (int file, const iovec* parts, int count), (file, parts, count))
-ORV_CALL(pread64, kPread, ssize_t, -1, (int file, void* data, std::size_t size, off_t at), (file, data, size, at))
-ORV_CALL(pwrite64, kPwrite, ssize_t, -1, (int file, const void* data, std::size_t size, off_t at),
+ORV_CALL(read, kRead, ssize_t, -1, (file), (int file, void* data, std::size_t size), (file, data, size))
+ORV_CALL(writev, kWritev, ssize_t, -1, (file), (int file, const iovec* parts, int count), (file, parts, count))
+ORV_CALL(pread64, kPread, ssize_t, -1, (file), (int file, void* data, std::size_t size, off_t at),
          (file, data, size, at))
-ORV_CALL(ftruncate64, kFtruncate, int, -1, (int file, off_t size), (file, size))
-ORV_CALL(rename, kRename, int, -1, (const char* from, const char* to), (from, to))
-ORV_CALL(renameat, kRenameAt, int, -1, (int place, const char* from, int target, const char* to),
+ORV_CALL(pwrite64, kPwrite, ssize_t, -1, (file), (int file, const void* data, std::size_t size, off_t at),
+         (file, data, size, at))
+ORV_CALL(ftruncate64, kFtruncate, int, -1, (file), (int file, off_t size), (file, size))
+ORV_CALL(rename, kRename, int, -1, (from), (const char* from, const char* to), (from, to))
+ORV_CALL(renameat, kRenameAt, int, -1, (place, from), (int place, const char* from, int target, const char* to),
          (place, from, target, to))
-ORV_CALL(link, kLink, int, -1, (const char* from, const char* to), (from, to))
-ORV_CALL(linkat, kLinkAt, int, -1, (int place, const char* from, int target, const char* to, int flags),
+ORV_CALL(link, kLink, int, -1, (from), (const char* from, const char* to), (from, to))
+ORV_CALL(linkat, kLinkAt, int, -1, (place, from), (int place, const char* from, int target, const char* to, int flags),
          (place, from, target, to, flags))
-ORV_CALL(unlink, kUnlink, int, -1, (const char* path), (path))
-ORV_CALL(unlinkat, kUnlinkAt, int, -1, (int place, const char* path, int flags), (place, path, flags))
-ORV_CALL(mkdir, kMkdir, int, -1, (const char* path, mode_t mode), (path, mode))
-ORV_CALL(mkdirat, kMkdirAt, int, -1, (int place, const char* path, mode_t mode), (place, path, mode))
-ORV_CALL(rmdir, kRmdir, int, -1, (const char* path), (path))
-ORV_CALL(remove, kRemove, int, -1, (const char* path), (path))
-ORV_CALL(stat64, kStat, int, -1, (const char* path, struct stat* status), (path, status))
-ORV_CALL(lstat64, kLstat, int, -1, (const char* path, struct stat* status), (path, status))
-ORV_CALL(fstat64, kFstat, int, -1, (int file, struct stat* status), (file, status))
-ORV_CALL(fstatat64, kFstatAt, int, -1, (int place, const char* path, struct stat* status, int flags),
+ORV_CALL(unlink, kUnlink, int, -1, (path), (const char* path), (path))
+ORV_CALL(unlinkat, kUnlinkAt, int, -1, (place, path), (int place, const char* path, int flags), (place, path, flags))
+ORV_CALL(mkdir, kMkdir, int, -1, (path), (const char* path, mode_t mode), (path, mode))
+ORV_CALL(mkdirat, kMkdirAt, int, -1, (place, path), (int place, const char* path, mode_t mode), (place, path, mode))
+ORV_CALL(rmdir, kRmdir, int, -1, (path), (const char* path), (path))
+ORV_CALL(remove, kRemove, int, -1, (path), (const char* path), (path))
+ORV_CALL(ORV_STAT, kStat, int, -1, (path), (const char* path, struct stat* status), (path, status))
+ORV_CALL(ORV_LSTAT, kLstat, int, -1, (path), (const char* path, struct stat* status), (path, status))
+ORV_CALL(ORV_FSTAT, kFstat, int, -1, (file), (int file, struct stat* status), (file, status))
+ORV_CALL(ORV_FSTATAT, kFstatAt, int, -1, (place, path), (int place, const char* path, struct stat* status, int flags),
          (place, path, status, flags))
-ORV_CALL(access, kAccess, int, -1, (const char* path, int mode), (path, mode))
-ORV_CALL(opendir, kOpendir, DIR*, nullptr, (const char* path), (path))
-ORV_CALL(fdopendir, kFdopendir, DIR*, nullptr, (int file), (file))
-ORV_CALL(readdir64, kReaddir, dirent*, nullptr, (DIR * directory), (directory))
-ORV_CALL(fopen64, kFopen, std::FILE*, nullptr, (const char* path, const char* mode), (path, mode))
-ORV_CALL(fdopen, kFdopen, std::FILE*, nullptr, (int file, const char* mode), (file, mode))
-ORV_CALL(fread, kFread, std::size_t, 0, (void* data, std::size_t size, std::size_t count, std::FILE* file),
+ORV_CALL(access, kAccess, int, -1, (path), (const char* path, int mode), (path, mode))
+ORV_CALL(opendir, kOpendir, DIR*, nullptr, (path), (const char* path), (path))
+ORV_CALL(fdopendir, kFdopendir, DIR*, nullptr, (file), (int file), (file))
+ORV_CALL(readdir64, kReaddir, dirent*, nullptr, (directory), (DIR * directory), (directory))
+ORV_CALL(fopen64, kFopen, std::FILE*, nullptr, (path), (const char* path, const char* mode), (path, mode))
+ORV_CALL(fdopen, kFdopen, std::FILE*, nullptr, (file), (int file, const char* mode), (file, mode))
+ORV_CALL(fread, kFread, std::size_t, 0, (file), (void* data, std::size_t size, std::size_t count, std::FILE* file),
          (data, size, count, file))
-ORV_CALL(fwrite, kFwrite, std::size_t, 0, (const void* data, std::size_t size, std::size_t count, std::FILE* file),
-         (data, size, count, file))
-ORV_CALL(fgets, kFgets, char*, nullptr, (char* line, int size, std::FILE* file), (line, size, file))
-ORV_CALL(poll, kPoll, int, -1, (pollfd * polled, nfds_t count, int limit), (polled, count, limit))
-ORV_CALL(pipe2, kPipe2, int, -1, (int* ends, int flags), (ends, flags))
-ORV_CALL(eventfd, kEventfd, int, -1, (unsigned count, int flags), (count, flags))
-ORV_CALL(socket, kSocket, int, -1, (int family, int type, int protocol), (family, type, protocol))
-ORV_CALL(connect, kConnect, int, -1, (int file, const sockaddr* address, socklen_t length), (file, address, length))
-ORV_CALL(send, kSend, ssize_t, -1, (int file, const void* data, std::size_t size, int flags), (file, data, size, flags))
-ORV_CALL(recv, kRecv, ssize_t, -1, (int file, void* data, std::size_t size, int flags), (file, data, size, flags))
-ORV_CALL(setsockopt, kSetsockopt, int, -1, (int file, int level, int name, const void* value, socklen_t size),
+ORV_CALL(fwrite, kFwrite, std::size_t, 0, (file),
+         (const void* data, std::size_t size, std::size_t count, std::FILE* file), (data, size, count, file))
+ORV_CALL(fgets, kFgets, char*, nullptr, (file), (char* line, int size, std::FILE* file), (line, size, file))
+ORV_CALL(poll, kPoll, int, -1, (), (pollfd * polled, nfds_t count, int limit), (polled, count, limit))
+ORV_CALL(pipe2, kPipe2, int, -1, (), (int* ends, int flags), (ends, flags))
+ORV_CALL(eventfd, kEventfd, int, -1, (), (unsigned count, int flags), (count, flags))
+ORV_CALL(socket, kSocket, int, -1, (), (int family, int type, int protocol), (family, type, protocol))
+ORV_CALL(connect, kConnect, int, -1, (), (int file, const sockaddr* address, socklen_t length), (file, address, length))
+ORV_CALL(send, kSend, ssize_t, -1, (), (int file, const void* data, std::size_t size, int flags),
+         (file, data, size, flags))
+ORV_CALL(recv, kRecv, ssize_t, -1, (), (int file, void* data, std::size_t size, int flags), (file, data, size, flags))
+ORV_CALL(ORV_SETSOCKOPT, kSetsockopt, int, -1, (), (int file, int level, int name, const void* value, socklen_t size),
          (file, level, name, value, size))
-ORV_CALL(getsockopt, kGetsockopt, int, -1, (int file, int level, int name, void* value, socklen_t* size),
+ORV_CALL(ORV_GETSOCKOPT, kGetsockopt, int, -1, (), (int file, int level, int name, void* value, socklen_t* size),
          (file, level, name, value, size))
-ORV_CALL(fcntl64, kFcntl, int, -1, (int file, int command, long argument), (file, command, argument))
-ORV_CALL(system, kSystem, int, -1, (const char* command), (command))
-ORV_CALL(waitpid, kWaitpid, pid_t, -1, (pid_t child, int* status, int options), (child, status, options))
+ORV_CALL(ORV_FCNTL, kFcntl, int, -1, (file), (int file, int command, long argument), (file, command, argument))
+ORV_CALL(system, kSystem, int, -1, (command), (const char* command), (command))
+ORV_CALL(waitpid, kWaitpid, pid_t, -1, (), (pid_t child, int* status, int options), (child, status, options))
 
 // A pipe carries wake-ups only.
 ssize_t __real_write(int file, const void* data, std::size_t size);
 ssize_t __wrap_write(int file, const void* data, std::size_t size) {
     struct stat status {};
-    const bool wakes = active != nullptr && __real_fstat64(file, &status) == 0 && S_ISFIFO(status.st_mode);
-    return fails(wakes ? kWake : kWrite) ? -1 : __real_write(file, data, size);
+    const bool wakes = active != nullptr && ORV_REAL(ORV_FSTAT)(file, &status) == 0 && S_ISFIFO(status.st_mode);
+    return fails(wakes ? kWake : kWrite, file) ? -1 : __real_write(file, data, size);
 }
 
 // One call to whoever makes it: what it is made of is not counted.
 int __real_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode);
 int __wrap_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode) {
-    if (fails(kOpenUnlinked)) {
+    if (fails(kOpenUnlinked, path)) {
         return notOpened(flags);
     }
     within = true;
@@ -277,7 +343,7 @@ int __wrap_closedir(DIR* directory) {
 // Calls whose result is the error.
 int __real_pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*run)(void*), void* argument);
 int __wrap_pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
-    const int error = errorOf(kThread);
+    const int error = errorOf(kThread, {});
     return error != 0 ? error : __real_pthread_create(id, attributes, run, argument);
 }
 
@@ -285,13 +351,13 @@ int __real_posix_spawn(pid_t* child, const char* path, const posix_spawn_file_ac
                        const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment);
 int __wrap_posix_spawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
                        const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment) {
-    const int error = errorOf(kSpawn);
+    const int error = errorOf(kSpawn, arguments[2]);
     return error != 0 ? error : __real_posix_spawn(child, path, actions, attributes, arguments, environment);
 }
 
 int __real_getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list);
 int __wrap_getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list) {
-    const int error = errorOf(kGetaddrinfo);
+    const int error = errorOf(kGetaddrinfo, {});
     return error != 0 ? error : __real_getaddrinfo(node, service, hints, list);
 }
 

@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <string_view>
 
@@ -17,6 +18,9 @@ struct CallFaults {
     static constexpr std::size_t kMostCalls = 64;
     // In the place of an error number.
     static constexpr int kKill = -1;
+    // In the place of a call's index.
+    static constexpr int kNone = -1;
+    static constexpr int kAny = -2;
 
     struct Call {
         std::string_view name;
@@ -28,15 +32,18 @@ struct CallFaults {
     static void use(CallFaults* faults);
 
     // --- The plan ---
-    int call = -1;  // index in the table; -1: none
+    int call = kNone;       // index in the table
+    const char* part = "";  // of the path of the call's file, or of a shell's command
     bool onMainThread = true;
-    unsigned nth = 0;    // from 1
+    unsigned nth = 0;    // of the calls that this means, from 1
     unsigned burst = 1;  // so many in a row
     int error = 0;
-    bool tells = false;  // where it is, on standard error
+    const std::function<void()>* step = nullptr;  // taken instead of failing, and the call is made
+    bool tells = false;                           // where it is, on standard error
     // --- While true, calls are counted and the plan counts ---
     std::atomic<bool> watched{false};
     // --- What has been seen ---
     std::atomic<bool> hit{false};
+    std::atomic<unsigned> meant{0};                                       // calls that the plan means
     std::array<std::array<std::atomic<unsigned>, 2>, kMostCalls> seen{};  // [call][on the main thread]
 };

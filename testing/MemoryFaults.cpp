@@ -29,13 +29,15 @@ void tellWhere(const MemoryFaults& faults, unsigned number) {
     }
 }
 
-bool fails() {
+bool fails(std::size_t size, bool object) {
     MemoryFaults* const faults = active.load(std::memory_order_relaxed);
-    if (faults == nullptr || paused || !threadIsUp || !faults->watched) {
+    if (faults == nullptr || paused || !threadIsUp || !faults->watched || (faults->objectsOnly && !object)) {
         return false;
     }
     const unsigned number = ++faults->seen;
-    if (faults->first == 0 || number < faults->first || number - faults->first >= faults->burst) {
+    faults->bytes += size;
+    if (faults->first == 0 || number < faults->first || number - faults->first >= faults->burst ||
+        size < faults->least || size > faults->most) {
         return false;
     }
     faults->hit = true;
@@ -65,22 +67,22 @@ void* ORV_REAL_MEMORY(calloc)(std::size_t count, std::size_t size);
 void* ORV_REAL_MEMORY(realloc)(void* memory, std::size_t size);
 
 void* malloc(std::size_t size) noexcept {
-    return fails() ? nullptr : ORV_REAL_MEMORY(malloc)(size);
+    return fails(size, false) ? nullptr : ORV_REAL_MEMORY(malloc)(size);
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    return fails() ? nullptr : ORV_REAL_MEMORY(calloc)(count, size);
+    return fails(count * size, false) ? nullptr : ORV_REAL_MEMORY(calloc)(count, size);
 }
 
 void* realloc(void* memory, std::size_t size) noexcept {
-    return fails() ? nullptr : ORV_REAL_MEMORY(realloc)(memory, size);
+    return fails(size, false) ? nullptr : ORV_REAL_MEMORY(realloc)(memory, size);
 }
 
 }  // extern "C"
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     threadIsUp = true;
-    return std::malloc(size > 0 ? size : 1);
+    return fails(size, true) ? nullptr : ORV_REAL_MEMORY(malloc)(size > 0 ? size : 1);
 }
 void* operator new(std::size_t size) {
     void* const memory = operator new(size, std::nothrow);

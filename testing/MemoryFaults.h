@@ -6,6 +6,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 
 struct MemoryFaults {
     // From now on this block counts; null: nothing does.
@@ -26,10 +28,14 @@ struct MemoryFaults {
     // --- The plan; first counts from 1, 0: none fails ---
     unsigned first = 0;
     unsigned burst = 1;
+    bool objectsOnly = false;  // the C library's own neither count nor fail
+    std::size_t least = 0;     // bytes of one that may fail
+    std::size_t most = SIZE_MAX;
     bool tells = false;  // where the first of them is, on standard error
     // --- While true, allocations are counted and the plan counts ---
     std::atomic<bool> watched{false};
     // --- What has been seen ---
     std::atomic<unsigned> seen{0};
+    std::atomic<std::size_t> bytes{0};
     std::atomic<bool> hit{false};
 };

@@ -1,7 +1,7 @@
 #include "mesg/CronCaptureData.h"
 
-#include "mesg/MesgTest.h"
 #include "mesg/OrvSequenceSource.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <sys/stat.h>
 

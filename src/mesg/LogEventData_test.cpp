@@ -1,7 +1,7 @@
 #include "mesg/LogEventData.h"
 
 #include "Sw_Log_Type.h"
-#include "mesg/MesgTest.h"
+#include "testing/mesg/MesgTest.h"
 
 static Sw_Log_Type recordOfKind(std::int32_t kind) {
     Sw_Log_Type record;

@@ -1,6 +1,6 @@
 // How Base64 opens, reads, writes and closes its files. The program is linked so that these calls go through here.
-#include "mesg/MesgTest.h"
 #include "mesg/OrvBase64.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,8 +1,8 @@
 #include "mesg/OrvBase64.h"
 
 #include "Descriptor.h"
-#include "mesg/MesgTest.h"
 #include "testing/SmallFlash.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 #include "Sw_Log_Type.h"
-#include "mesg/MesgTest.h"
 #include "mesg/OrvMesgId.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <optional>
 

@@ -1,5 +1,5 @@
 // Message files that a power cut or a bad flash block has left: restoring ends, and says what is wrong.
-#include "mesg/MesgTest.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <algorithm>
 #include <random>

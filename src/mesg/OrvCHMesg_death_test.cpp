@@ -1,6 +1,6 @@
 // A program of its own, without threads: death tests fork.
 #include "Sw_Log_Type.h"
-#include "mesg/MesgTest.h"
+#include "testing/mesg/MesgTest.h"
 
 using OrvCHMesgDeathTest = MesgTest;
 

@@ -1,10 +1,7 @@
 // The message's file on a flash that fails, is full, or under a daemon that is killed.
-#include "mesg/FailingCalls.h"
-#include "mesg/MesgTest.h"
+#include "testing/FailingCalls.h"
 #include "testing/SmallFlash.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
+#include "testing/mesg/MesgTest.h"
 
 #include <filesystem>
 #include <functional>
@@ -44,19 +41,6 @@ protected:
         EXPECT_EQ(mesg.DuplicateTime, mesg.DuplicateCount == 4711 ? kNowText : sampleLogEvent()->DuplicateTime);
         return mesg.DuplicateCount;
     }
-    // Another process saves the message again, and ends at its nth call.
-    static bool savesAndIsKilledAt(unsigned nth) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const KillAtNth kill(nth, "/m7");
-            ::_exit(repeated()->save() == 0 ? 0 : 1);
-        }
-        int status = 0;
-        EXPECT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status));
-        EXPECT_THAT(WEXITSTATUS(status), AnyOf(0, KillAtNth::kKilled));
-        return WEXITSTATUS(status) == KillAtNth::kKilled;
-    }
     static int saveFailingAt(unsigned nth, int error, bool& failed) {
         const FailingNth failing(nth, "/m7", error);
         const int result = repeated()->save();
@@ -84,7 +68,7 @@ TEST_F(OrvCHMesgFailing, aKillBetweenAnyTwoCallsLeavesTheOldMessageOrTheNew) {
         bool killed = true;
         while (killed) {
             resetFile();
-            killed = savesAndIsKilledAt(++nth);
+            killed = killedAt(++nth, "/m7", [] { EXPECT_EQ(repeated()->save(), 0); });
             EXPECT_THAT(restored(), AnyOf(oldCount(), 4711)) << nth;
         }
         EXPECT_GE(nth, 4u);
@@ -177,14 +161,12 @@ TEST_F(OrvCHMesgFailing, aFailureOfAMomentCostsNoMessage) {
 }
 
 TEST_F(OrvCHMesgFailing, aFailureOfAMomentDoesNotKeepAMessageFromItsFile) {
-    constexpr unsigned kOpen = 1;
-    constexpr unsigned kWrite = 2;
     for (const int error : {EINTR, EIO, ENOMEM}) {
-        for (const unsigned nth : {kOpen, kWrite}) {
+        for (const char* call : {"openUnlinked", "write"}) {
             std::filesystem::remove(host(kFile));
-            const FailingNth failing(nth, "/m7", error);
-            EXPECT_EQ(sampleLogEvent()->save(), 0) << error << " " << nth;
-            EXPECT_TRUE(failing.failed());
+            const FailingCall failing(call, "/m7", error, 0, 1);
+            EXPECT_EQ(sampleLogEvent()->save(), 0) << error << " " << call;
+            EXPECT_GE(failing.failures(), 1u);
             EXPECT_EQ(readFile(kFile), kSampleFile);
         }
     }

@@ -1,5 +1,5 @@
 // What messages do when there is no memory. A program of its own: it replaces the allocations.
-#include "mesg/MesgTest.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "mesg/MesgTest.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 #include "mesg/OrvCHMesg.h"
 
-#include "mesg/MesgTest.h"
 #include "mesg/OrvSequenceSource.h"
+#include "testing/mesg/MesgTest.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,6 +1,6 @@
 #include "mesg/OrvMesgElement.h"
 
-#include "mesg/MesgTest.h"
+#include "testing/mesg/MesgTest.h"
 
 #include <sstream>
 

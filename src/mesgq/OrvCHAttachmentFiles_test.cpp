@@ -1,6 +1,6 @@
 #include "mesgq/OrvCHAttachmentFiles.h"
 
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

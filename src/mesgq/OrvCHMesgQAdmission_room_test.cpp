@@ -1,6 +1,6 @@
 // What makes room and what does not: how many entries go, which queues are left alone, and what is traced of it.
 #include "MessageCodes.h"
-#include "mesgq/MesgQRestoreTest.h"
+#include "testing/mesgq/MesgQRestoreTest.h"
 
 #include <algorithm>
 

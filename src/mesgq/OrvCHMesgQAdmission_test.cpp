@@ -1,5 +1,5 @@
 #include "MessageCodes.h"
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 #include "uptime.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "MessageCodes.h"
-#include "mesgq/MesgQTest.h"
 #include "platform/wire/DsWire.h"
+#include "testing/mesgq/MesgQTest.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Flushing the duplicate queue and the operator's clear command.
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 #include "uptime.h"
 
 namespace {

@@ -1,9 +1,6 @@
 // The queue on a flash that fails: the restore.
-#include "mesg/FailingCalls.h"
-#include "mesgq/MesgQTest.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
+#include "testing/FailingCalls.h"
+#include "testing/mesgq/MesgQTest.h"
 
 #include <algorithm>
 #include <bit>
@@ -115,7 +112,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, listsADirectoryWithAPlainCommand) {
     const auto host = [this](const std::string& path) { return switch_.root().at(path); };
     for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
         restart();
-        const FailingCall failing("shell", "cd " + host(directory) + " && ls -1t m* > " + host(kListing), EAGAIN);
+        const FailingCall failing("posix_spawn", "cd " + host(directory) + " && ls -1t m* > " + host(kListing), EAGAIN);
         start();
         EXPECT_EQ(failing.failures(), kTries) << directory;
     }
@@ -124,7 +121,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, listsADirectoryWithAPlainCommand) {
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAShellThatCannotBeRun) {
     messageOnFlash();
     {
-        const FailingCall failing("shell", "cd ", EAGAIN);
+        const FailingCall failing("posix_spawn", "cd ", EAGAIN);
         start();
         EXPECT_EQ(failing.failures(), 3 * kTries);
     }
@@ -157,7 +154,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, doesNotWriteToAListingThatSomebodyElseHolds
     messageOnFlash();
     switch_.root().write(kListing, "somebody else's");
     {
-        const FailingCall failing("unlink", "orv-queue-order", EPERM);
+        const FailingCall failing("unlinkat", "orv-queue-order", EPERM);
         start();
     }
     EXPECT_EQ(switch_.root().read(kListing), "somebody else's");
@@ -180,7 +177,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAListingThatCannotBeClosedAndGoesOn)
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeOpenedForItsStateBlock) {
     messageOnFlash();
     {
-        const FailingCall failing("open", "/m0", EACCES, 1);  // the first is the message's
+        const FailingCall failing("openUnlinked", "/m0", EACCES, 1);  // the first is the message's
         start();
     }
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
@@ -262,7 +259,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, aFileThatCannotBeUnlinkedIsReportedByItsDir
     switch_.root().write(kFrom + "b.7", "");
     takeTrace();
     {
-        const FailingCall failing("unlink", "a.7", EPERM);
+        const FailingCall failing("unlinkat", "a.7", EPERM);
         OrvCHAttachmentFiles::cleanDir(kFrom);
     }
     EXPECT_EQ(takeLog(), (Log{{16, failure}}));
@@ -276,7 +273,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, aLinkPutInAnAttachmentsPlaceWhileItIsStaged
     switch_.root().write("/foreign", "somebody else's");
     switch_.root().write(kFrom + "a.7", "");
     {
-        const StepBeforeCall swapping("link", "a.7", [&] {
+        const StepBeforeCall swapping("linkat", "a.7", [&] {
             std::filesystem::remove(switch_.root().at(kFrom + "a.7"));
             std::filesystem::create_symlink(foreign, switch_.root().at(kFrom + "a.7"));
         });
@@ -349,8 +346,8 @@ TEST_F(OrvCHMesgQFailingRestoreTest, theStateIsWrittenLastOfEachStep) {
         return state + ", attachments:" + names(kAttachments) + ", stage:" + names(kStage);
     };
     Texts steps;
-    int status = KillAtNth::kKilled;
-    for (unsigned nth = 1; status == KillAtNth::kKilled; ++nth) {
+    bool killed = true;
+    for (unsigned nth = 1; killed; ++nth) {
         std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
         for (const char* directory : {kSendDir, kDuplicateDir, kPersistDir}) {
             switch_.root().write(std::string(directory) + "/order", "");
@@ -359,22 +356,11 @@ TEST_F(OrvCHMesgQFailingRestoreTest, theStateIsWrittenLastOfEachStep) {
         restart();
         configure();
         queue_->setMonitorReady();
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            const KillAtNth kill(nth, "/ostrel/");
-            queue_->oneSecondChores();
-            ::_exit(0);
-        }
-        int ended = 0;
-        ASSERT_EQ(::waitpid(child, &ended, 0), child);
-        ASSERT_TRUE(WIFEXITED(ended));
-        status = WEXITSTATUS(ended);
+        killed = killedAt(nth, "/ostrel/", [this] { queue_->oneSecondChores(); });
         if (steps.empty() || steps.back() != seen()) {
             steps.push_back(seen());
         }
     }
-    EXPECT_EQ(status, 0);
     EXPECT_EQ(steps,
               (Texts{"not written, attachments: a.7, stage:", "not written, attachments: a.7, stage: a.7",
                      "not written, attachments:, stage: a.7", "0, attachments:, stage: a.7",

@@ -1,5 +1,5 @@
 // A start of the queue when memory runs out: what is on flash is restored, or left there and named.
-#include "mesgq/MesgQMemoryTest.h"
+#include "testing/mesgq/MesgQMemoryTest.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -103,8 +103,8 @@ TEST_F(OrvCHMesgQStartMemoryTest, aFailureThatMeetsAMomentWithoutMemoryIsToldOnc
         unsigned spared;
         std::string text;
     };
-    const Row kRows[] = {{"open", "/orv-queue-order", EACCES, 1, "Unable to open file /tmp/orv-queue-order"},
-                         {"open", "/m0", EACCES, 1, "Error opening " + kEntry + " for reading, ignoring"},
+    const Row kRows[] = {{"openUnlinked", "/orv-queue-order", EACCES, 1, "Unable to open file /tmp/orv-queue-order"},
+                         {"openUnlinked", "/m0", EACCES, 1, "Error opening " + kEntry + " for reading, ignoring"},
                          {"fclose", "/m0", EIO, 0, "Error closing " + kEntry}};
     for (const Row& row : kRows) {
         bool failed = true;

@@ -1,6 +1,6 @@
 // The restore from files and directories that are not as the queue left them.
-#include "mesgq/MesgQRestoreTest.h"
 #include "platform/posix/HostRoot.h"
+#include "testing/mesgq/MesgQRestoreTest.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

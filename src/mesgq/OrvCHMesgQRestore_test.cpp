@@ -1,4 +1,4 @@
-#include "mesgq/MesgQRestoreTest.h"
+#include "testing/mesgq/MesgQRestoreTest.h"
 #include "uptime.h"
 
 #include <sys/stat.h>

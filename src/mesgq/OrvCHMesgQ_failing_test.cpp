@@ -1,9 +1,6 @@
 // The queue on a flash that fails: writing.
-#include "mesg/FailingCalls.h"
-#include "mesgq/MesgQTest.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
+#include "testing/FailingCalls.h"
+#include "testing/mesgq/MesgQTest.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -33,7 +30,6 @@ protected:
         }
         restartAndOpen();
     }
-    static bool killedAt(unsigned nth, const std::function<void()>& step);
 };
 
 TEST_F(OrvCHMesgQFailingTest, reportsAStateBlockThatCannotBeWrittenOrClosed) {
@@ -195,26 +191,17 @@ TEST_F(OrvCHMesgQFailingTest, everySingleFailureLeavesTheListsRight) {
 
 TEST_F(OrvCHMesgQFailingTest, whatWasAcceptedSurvivesAKillBetweenAnyTwoCalls) {
     unsigned nth = 0;
-    for (int status = KillAtNth::kKilled; status == KillAtNth::kKilled;) {
+    for (bool killed = true; killed;) {
         wipe();
         const std::string accepted = switch_.root().at("/tmp/accepted");
         std::ofstream(accepted).close();
-        ++nth;
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            const KillAtNth kill(nth, "/ostrel/");
+        killed = killedAt(++nth, "/ostrel/", [&] {
             for (const char* text : {"one", "two", "one", "three", "four"}) {
                 if (add(text) == 0) {
                     std::ofstream(accepted, std::ios::app) << text << "\n";
                 }
             }
-            ::_exit(0);
-        }
-        int ended = 0;
-        ASSERT_EQ(::waitpid(child, &ended, 0), child);
-        ASSERT_TRUE(WIFEXITED(ended));
-        status = WEXITSTATUS(ended);
+        });
 
         restartAndOpen();
 
@@ -228,20 +215,6 @@ TEST_F(OrvCHMesgQFailingTest, whatWasAcceptedSurvivesAKillBetweenAnyTwoCalls) {
         EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsSupersetOf(texts_)) << nth;
     }
     EXPECT_GT(nth, 25u);
-}
-
-// In another process: step is killed in the place of its nth call on the flash. Whether it came to that.
-bool OrvCHMesgQFailingTest::killedAt(unsigned nth, const std::function<void()>& step) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const KillAtNth kill(nth, "/ostrel/");
-        step();
-        ::_exit(0);
-    }
-    int ended = 0;
-    EXPECT_EQ(::waitpid(child, &ended, 0), child);
-    EXPECT_TRUE(WIFEXITED(ended));
-    return WIFEXITED(ended) && WEXITSTATUS(ended) == KillAtNth::kKilled;
 }
 
 TEST_F(OrvCHMesgQFailingTest, aKillWhileMessagesGoCostsNoneThatStaysAndBringsNoneTwice) {
@@ -272,7 +245,7 @@ TEST_F(OrvCHMesgQFailingTest, aKillWhileMessagesGoCostsNoneThatStaysAndBringsNon
         unsigned nth = 0;
         while (killed) {
             refill(row.quotas);
-            killed = killedAt(++nth, row.step);
+            killed = killedAt(++nth, "/ostrel/", row.step);
             restartAndOpen(row.quotas);
             SCOPED_TRACE(row.name + std::string(" ") + std::to_string(nth));
             Texts restored = texts(ORV_CH_MESG_Q_SEND);
@@ -297,12 +270,13 @@ TEST_F(OrvCHMesgQFailingTest, admissionMakesTheSameCallsHoweverManyMessagesWait)
         ASSERT_EQ(add("text " + std::to_string(i)), 0);
         calls.push_back(counted.calls());
     }
-    EXPECT_EQ(calls.front(), 10u)
-        << "message: open, write, close; order file: open, write, cut, close; state block: open, write, close";
+    EXPECT_EQ(calls.front(), 14u)
+        << "message: open, look twice, write, close; order file: open, look, write, cut, close; state block: open, "
+           "look, write, close";
     EXPECT_EQ(calls, std::vector<unsigned>(calls.size(), calls.front()));
     const CountedCalls counted("/send/");
     EXPECT_EQ(add("text 700"), 0);
-    EXPECT_EQ(counted.calls(), 11u) << "a repeat rewrites one entry, and cuts its message";
+    EXPECT_EQ(counted.calls(), 15u) << "a repeat rewrites one entry, and cuts its message";
 }
 
 TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage) {
@@ -313,7 +287,7 @@ TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage)
         std::filesystem::remove(switch_.root().at(kOrder));
         switch_.root().write(kEntry, messageFile("one") + stateBlock());
         restartAndOpen();
-        again = killedAt(++nth, [this] { add("two"); });
+        again = killedAt(++nth, "/ostrel/", [this] { add("two"); });
         without += !switch_.root().exists(kOrder);
         EXPECT_THAT(switch_.root().read(kOrder), testing::AnyOf("", wordsToBytes({2, 0, 1}))) << nth;
         restartAndOpen();
@@ -325,10 +299,10 @@ TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage)
 }
 
 TEST_F(OrvCHMesgQFailingTest, aFirstOrderFileThatCannotBeMadeDoesNotCome) {
-    const std::pair<const char*, std::string> kRows[] = {{"open", "Unable to open file " + kOrder},
+    const std::pair<const char*, std::string> kRows[] = {{"openUnlinked", "Unable to open file " + kOrder},
                                                          {"write", "Unable to write 8 bytes to file " + kOrder},
                                                          {"ftruncate", "Unable to write 8 bytes to file " + kOrder},
-                                                         {"rename", "Unable to open file " + kOrder}};
+                                                         {"renameat", "Unable to open file " + kOrder}};
     for (const auto& [call, text] : kRows) {
         wipe();
         std::filesystem::remove(switch_.root().at(kOrder));

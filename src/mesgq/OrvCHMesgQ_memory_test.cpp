@@ -1,5 +1,5 @@
 // The queue when memory runs out: what is done to a list is done whole, and what could not be done is said.
-#include "mesgq/MesgQMemoryTest.h"
+#include "testing/mesgq/MesgQMemoryTest.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,7 +1,7 @@
 // What somebody has put in place of the queue's own files and directories: nothing that it leads to is touched, and the
 // queue goes on.
 #include "base/OrvPaths.h"
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // What waits while a copy of the files to the standby is running, and what is made up for afterwards.
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A program of its own, in which nothing forks: the emulator of the target cannot do both reliably.
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 
 #include <atomic>
 #include <cstddef>

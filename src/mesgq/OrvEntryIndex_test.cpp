@@ -1,7 +1,7 @@
 #include "mesgq/OrvEntryIndex.h"
 
-#include "mesg/FailingCalls.h"
 #include "mesgq/OrvCHMesgQEntry.h"
+#include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "mesg/MesgTest.h"
+#include "testing/mesg/MesgTest.h"
 
 #include "Hsb_Component.h"
 #include "app_log.h"

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "dbg/OrvEventLog.h"
-#include "mesg/FailingCalls.h"
-#include "mesgq/MesgQTest.h"
+#include "testing/FailingCalls.h"
+#include "testing/mesgq/MesgQTest.h"
 
 #include <filesystem>
 #include <functional>

@@ -1,7 +1,7 @@
 // The fixture of the restore: files on flash with ages, and starts from them.
 #pragma once
 
-#include "mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQTest.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
