@@ -3,104 +3,69 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
+
+namespace {
 
 using Empty = OrvMailBuffer::Empty;
 
-TEST(OrvMailBuffer, addsLabelValueAndLineEnd) {
-    OrvMailBuffer buffer(100);
+struct Line {
+    OrvMailLabel label;
+    std::string value;
+    Empty empty = Empty::kSkip;
+};
 
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-    buffer.addLabelData(orv_label::kText, "hello");
+// A mail of these lines, cut at the limit, is this text.
+struct Mail {
+    const char* name;
+    std::uint32_t limit;
+    std::vector<Line> lines;
+    std::string text;
+};
 
-    EXPECT_EQ(buffer.text(), "From: a@b\r\nText:           hello\r\n");
+const Line kShort{orv_label::kFrom, "a@b"};  // "From: a@b" CR LF is 11 bytes
+const Line kSkipped{orv_label::kPort, ""};
+const Line kForced{orv_label::kPort, "", Empty::kForce};
+const Line kEmptyLine{orv_label::kNone, "", Empty::kForce};
+const std::string kOdd("100%s%n\0!", 9);
+
+const Mail kMails[] = {
+    {"labelValueAndLineEnd", 100, {kShort, {orv_label::kText, "hi"}}, "From: a@b\r\nText:           hi\r\n"},
+    {"nothingForAnEmptyValue", 100, {kSkipped}, ""},
+    {"anEmptyValueThatIsForced", 100, {kForced}, "Port:           \r\n"},
+    {"aValueOfOneBlank", 100, {{orv_label::kBcc, " "}}, "Bcc:  \r\n"},
+    {"aLineEndOfItsOwnUnderTheEmptyLabel", 100, {{orv_label::kNone, "\r\n"}}, "\r\n\r\n"},
+    {"aLineThatEndsOneByteBeforeTheLimit", 12, {kShort}, "From: a@b\r\n"},
+    {"blanksForALineThatWouldEndExactlyAtTheLimit", 11, {kShort}, std::string(11, ' ')},
+    {"oneBlankWhenOneByteIsLeft", 12, {kShort, kShort}, "From: a@b\r\n "},
+    {"noLineAfterOneThatDidNotFit",
+     20,
+     {kShort, kForced, {orv_label::kNone, "x"}, kEmptyLine},
+     "From: a@b\r\n         "},
+    {"blanksForAForcedLineBeyondTheLimit", 10, {kForced}, std::string(10, ' ')},
+    {"noBlanksForASkippedValue", 3, {kSkipped}, ""},
+    {"nothingWithALimitOfZero", 0, {kShort, kEmptyLine}, ""},
+    {"whateverThereIsWithTheLargestLimit", 4294967295u, {kShort}, "From: a@b\r\n"},
+    {"percentSignsAndZeroBytesAsTheyAre", 100, {{orv_label::kNone, kOdd}}, kOdd + "\r\n"},
+};
+
+class OrvMailBufferLines : public testing::TestWithParam<Mail> {};
+
+}  // namespace
+
+TEST_P(OrvMailBufferLines, holds) {
+    OrvMailBuffer buffer(GetParam().limit);
+
+    for (const Line& line : GetParam().lines) {
+        buffer.addLabelData(line.label, line.value, line.empty);
+    }
+
+    EXPECT_EQ(buffer.text(), GetParam().text);
+    EXPECT_EQ(buffer.limit(), GetParam().limit);
 }
 
-TEST(OrvMailBuffer, skipsAnEmptyValueUnlessItIsForced) {
-    OrvMailBuffer buffer(100);
-
-    buffer.addLabelData(orv_label::kPort, "");
-    EXPECT_EQ(buffer.text(), "");
-
-    buffer.addLabelData(orv_label::kPort, "", Empty::kForce);
-    EXPECT_EQ(buffer.text(), "Port:           \r\n");
-}
-
-TEST(OrvMailBuffer, addsAValueOfOneBlank) {
-    OrvMailBuffer buffer(100);
-
-    buffer.addLabelData(orv_label::kBcc, " ");
-
-    EXPECT_EQ(buffer.text(), "Bcc:  \r\n");
-}
-
-TEST(OrvMailBuffer, addsALineEndOfItsOwnUnderTheEmptyLabel) {
-    OrvMailBuffer buffer(100);
-
-    buffer.addLabelData(orv_label::kNone, "\r\n");
-
-    EXPECT_EQ(buffer.text(), "\r\n\r\n");
-}
-
-TEST(OrvMailBuffer, takesALineThatEndsOneByteBeforeTheLimit) {
-    OrvMailBuffer buffer(12);  // "From: a@b" CR LF is 11 bytes
-
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-
-    EXPECT_EQ(buffer.text(), "From: a@b\r\n");
-}
-
-TEST(OrvMailBuffer, fillsWithBlanksWhenALineWouldEndExactlyAtTheLimit) {
-    OrvMailBuffer buffer(11);
-
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-
-    EXPECT_EQ(buffer.text(), std::string(11, ' '));
-}
-
-TEST(OrvMailBuffer, addsNoLineAfterOneThatDidNotFit) {
-    OrvMailBuffer buffer(20);
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-
-    buffer.addLabelData(orv_label::kText, "too long for the rest");
-    buffer.addLabelData(orv_label::kNone, "x");
-    buffer.addLabelData(orv_label::kNone, "", Empty::kForce);
-
-    EXPECT_EQ(buffer.text(), "From: a@b\r\n" + std::string(9, ' '));
-}
-
-TEST(OrvMailBuffer, keepsTheLimitAlsoForForcedLines) {
-    OrvMailBuffer buffer(10);
-
-    buffer.addLabelData(orv_label::kPort, "", Empty::kForce);
-
-    EXPECT_EQ(buffer.text(), std::string(10, ' '));
-}
-
-TEST(OrvMailBuffer, fillsNothingForASkippedEmptyValue) {
-    OrvMailBuffer buffer(3);
-
-    buffer.addLabelData(orv_label::kPort, "");
-
-    EXPECT_EQ(buffer.text(), "");
-}
-
-TEST(OrvMailBuffer, addsNothingWithALimitOfZero) {
-    OrvMailBuffer buffer(0);
-
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-    buffer.addLabelData(orv_label::kNone, "", Empty::kForce);
-
-    EXPECT_EQ(buffer.text(), "");
-}
-
-TEST(OrvMailBuffer, fillsExactlyOneBlankWhenOneByteIsLeft) {
-    OrvMailBuffer buffer(12);
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-
-    EXPECT_EQ(buffer.text(), "From: a@b\r\n ");
-}
+INSTANTIATE_TEST_SUITE_P(Mail, OrvMailBufferLines, testing::ValuesIn(kMails),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(OrvMailBuffer, appendsDirectTextBeyondTheLimitAndThenAddsNoLine) {
     OrvMailBuffer buffer(5);
@@ -132,21 +97,4 @@ TEST(OrvMailBuffer, goesOnWithoutRoomThatCannotBeMade) {
     buffer.addLabelData(orv_label::kFrom, "a@x");
 
     EXPECT_EQ(buffer.text(), "From: a@x\r\n");
-}
-
-TEST(OrvMailBuffer, takesTheLargestLimitThereIs) {
-    OrvMailBuffer buffer(4294967295u);
-
-    buffer.addLabelData(orv_label::kFrom, "a@b");
-
-    EXPECT_EQ(buffer.text(), "From: a@b\r\n");
-    EXPECT_EQ(buffer.limit(), 4294967295u);
-}
-
-TEST(OrvMailBuffer, carriesPercentSignsAndZeroBytesAsTheyAre) {
-    OrvMailBuffer buffer(100);
-
-    buffer.addLabelData(orv_label::kNone, std::string("100%s%n\0!", 9));
-
-    EXPECT_EQ(buffer.text(), std::string("100%s%n\0!\r\n", 11));
 }
