@@ -1,8 +1,8 @@
 #include "Cns.h"
 
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
 #include "platform/wire/CnsWire.h"
+#include "testing/platform/ClientTest.h"
 
 using testing::IsEmpty;
 

@@ -1,8 +1,8 @@
 #include "Ens.h"
 
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
 #include "platform/wire/CnsWire.h"
+#include "testing/platform/ClientTest.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

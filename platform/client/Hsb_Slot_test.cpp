@@ -1,6 +1,6 @@
 #include "Hsb_Slot.h"
 
-#include "platform/client/ClientTest.h"
+#include "testing/platform/ClientTest.h"
 
 #include <memory>
 #include <stdexcept>

@@ -1,6 +1,6 @@
 #include "Hsb.h"
 
-#include "platform/client/ClientTest.h"
+#include "testing/platform/ClientTest.h"
 
 #include <sys/resource.h>
 

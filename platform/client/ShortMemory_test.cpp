@@ -1,7 +1,7 @@
 // The client library while memory is short: nothing half done stays behind, nothing is lost without a word.
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
-#include "platform/posix/FailingAllocations.h"
+#include "testing/platform/ClientTest.h"
+#include "testing/platform/FailingAllocations.h"
 
 #include "Cns.h"
 #include "Hsb_Timer.h"

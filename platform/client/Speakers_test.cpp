@@ -1,8 +1,8 @@
 // Who may say what to a component.
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
 #include "platform/wire/CmonWire.h"
 #include "platform/wire/DsWire.h"
+#include "testing/platform/ClientTest.h"
 
 #include "DSCallbacks.h"
 #include "dsClient.h"

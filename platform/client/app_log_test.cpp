@@ -2,8 +2,8 @@
 
 #include "Log_Event.h"
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
 #include "platform/wire/EventLogWire.h"
+#include "testing/platform/ClientTest.h"
 
 #include <syslog.h>
 

@@ -1,7 +1,7 @@
 #include "cmon_client.h"
 
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
+#include "testing/platform/ClientTest.h"
 
 namespace {
 

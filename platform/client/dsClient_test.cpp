@@ -1,8 +1,8 @@
 #include "dsClient.h"
 
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
 #include "platform/wire/DsWire.h"
+#include "testing/platform/ClientTest.h"
 
 #include <stdexcept>
 

@@ -1,7 +1,7 @@
 #include "orvClient.h"
 
 #include "MessageCodes.h"
-#include "platform/client/ClientTest.h"
+#include "testing/platform/ClientTest.h"
 
 #include <array>
 

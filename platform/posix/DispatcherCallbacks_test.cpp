@@ -1,6 +1,6 @@
 // What callbacks may do to the dispatcher that calls them.
 #include "Dispatcher.h"
-#include "platform/posix/TestHandler.h"
+#include "testing/platform/TestHandler.h"
 
 #include <gmock/gmock.h>
 

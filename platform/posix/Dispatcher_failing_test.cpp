@@ -1,9 +1,9 @@
 // A loop whose waiting fails: what passes is waited out, what lasts is told.
 #include "Dispatcher.h"
 #include "platform/posix/Clock.h"
-#include "platform/posix/FailingPoll.h"
 #include "platform/posix/Patience.h"
-#include "platform/posix/TestHandler.h"
+#include "testing/platform/FailingPoll.h"
+#include "testing/platform/TestHandler.h"
 
 #include <gmock/gmock.h>
 

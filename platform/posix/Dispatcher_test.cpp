@@ -2,7 +2,7 @@
 
 #include "Descriptor.h"
 #include "platform/posix/Clock.h"
-#include "platform/posix/TestHandler.h"
+#include "testing/platform/TestHandler.h"
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>

@@ -2,7 +2,7 @@
 
 #include "Dispatcher.h"
 #include "Mt/Threader.h"
-#include "platform/posix/TestHandler.h"
+#include "testing/platform/TestHandler.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

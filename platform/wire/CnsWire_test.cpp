@@ -1,6 +1,6 @@
 #include "platform/wire/CnsWire.h"
 
-#include "platform/wire/payloads.h"
+#include "testing/platform/payloads.h"
 
 #include <gmock/gmock.h>
 

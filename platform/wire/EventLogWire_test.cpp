@@ -1,7 +1,7 @@
 #include "platform/wire/EventLogWire.h"
 
 #include "platform/wire/CmonWire.h"
-#include "platform/wire/payloads.h"
+#include "testing/platform/payloads.h"
 
 #include <gmock/gmock.h>
 

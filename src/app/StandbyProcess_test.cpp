@@ -1,6 +1,6 @@
 // A daemon as it runs on a switch: a process of its own on a real bus, which nobody can feed with files.
 #include "app/ListeningPorts.h"
-#include "platform/transport/dbus/PrivateBus.h"
+#include "testing/platform/PrivateBus.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Test support: switchd, the daemon and switchctl as processes on a bus of the test's own, below a root of its own.
 #pragma once
 
-#include "platform/transport/dbus/PrivateBus.h"
+#include "testing/platform/PrivateBus.h"
 #include "testing/switchctl/Child.h"
 
 #include <gmock/gmock.h>

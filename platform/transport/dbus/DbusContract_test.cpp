@@ -1,6 +1,6 @@
 #include "platform/transport/TransportContract.h"
 #include "platform/transport/dbus/DbusTransport.h"
-#include "platform/transport/dbus/PrivateBus.h"
+#include "testing/platform/PrivateBus.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // sd-bus fails for a moment: that is no lost connection.
 #include "MessageCodes.h"
-#include "platform/transport/dbus/DbusTestBus.h"
+#include "testing/platform/DbusTestBus.h"
 
 #include <gmock/gmock.h>
 

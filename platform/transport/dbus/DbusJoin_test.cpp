@@ -1,7 +1,7 @@
 // Joining a bus: who has to be there, how long it may take, and what is said when it fails.
 #include "MessageCodes.h"
 #include "platform/transport/dbus/DbusMessage.h"
-#include "platform/transport/dbus/DbusTestBus.h"
+#include "testing/platform/DbusTestBus.h"
 
 #include <gmock/gmock.h>
 #include <systemd/sd-bus.h>

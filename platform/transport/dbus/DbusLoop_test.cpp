@@ -1,7 +1,7 @@
 // The loop when memory is short for what arrives.
 #include "platform/transport/dbus/DbusLoop.h"
 
-#include "platform/transport/dbus/DbusTestBus.h"
+#include "testing/platform/DbusTestBus.h"
 
 #include <gmock/gmock.h>
 

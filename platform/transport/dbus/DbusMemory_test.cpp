@@ -4,8 +4,8 @@
 #include "Hsb_Slot.h"
 #include "MessageCodes.h"
 #include "platform/client/HostPlatform.h"
-#include "platform/posix/FailingAllocations.h"
-#include "platform/transport/dbus/DbusTestBus.h"
+#include "testing/platform/DbusTestBus.h"
+#include "testing/platform/FailingAllocations.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 // What is particular to D-Bus; what every transport does stands in DbusContract_test.cpp.
 #include "MessageCodes.h"
-#include "platform/transport/dbus/DbusTestBus.h"
+#include "testing/platform/DbusTestBus.h"
 
 #include <gmock/gmock.h>
 

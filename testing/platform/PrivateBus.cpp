@@ -1,4 +1,4 @@
-#include "platform/transport/dbus/PrivateBus.h"
+#include "testing/platform/PrivateBus.h"
 
 #include "Descriptor.h"
 

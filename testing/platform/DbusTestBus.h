@@ -4,7 +4,7 @@
 #include "Dispatcher.h"
 #include "Hsb_Message.h"
 #include "platform/transport/dbus/DbusTransport.h"
-#include "platform/transport/dbus/PrivateBus.h"
+#include "testing/platform/PrivateBus.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/posix/FailingAllocations.h"
+#include "testing/platform/FailingAllocations.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "platform/posix/FailingPoll.h"
+#include "testing/platform/FailingPoll.h"
 
 #include <poll.h>
 
