@@ -92,7 +92,7 @@ protected:
             const auto message = portEvent();
             addEnvelope(*message, "noc", {kA}, "ShortText");
             const int result = run(*message, after, failed);
-            failures += result < 0 ? 1 : 0;
+            failures += result < 0 ? 1u : 0u;
             check(*message, result);
         }
         EXPECT_GE(failures, 10u);

@@ -177,7 +177,7 @@ TEST_F(OrvSendDialogueTest, failsWhenTheConnectionBreaksAfterAnyByte) {
 // What arrives is the composed text, cut at whatever limit, and the one line end behind it.
 TEST_F(OrvSendDialogueTest, deliversAMailThatIsCutAtItsLimit) {
     const std::string whole = shortMail();
-    for (std::uint32_t limit = 0; limit <= whole.size() + 1; limit += limit < whole.size() - 20 ? 11 : 1) {
+    for (std::uint32_t limit = 0; limit <= whole.size() + 1; limit += limit < whole.size() - 20 ? 11u : 1u) {
         message_ = portEvent();
         addEnvelope(*message_, "noc", {"a@example.com"}, "ShortText", limit);
         std::size_t kept = limit == 0 ? 0 : std::min<std::size_t>(limit - 1, whole.size());
