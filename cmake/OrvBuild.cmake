@@ -26,8 +26,10 @@ endif()
 
 # A release is the same bytes from whichever directory, and hard to misuse. Position independence is asked for by name: not
 # every compiler is set up for it.
+# A compiler cache may have made paths relative to the build directory.
+file(RELATIVE_PATH from_build ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
 target_compile_options(orv_flags INTERFACE $<$<CONFIG:Release>:
-    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=build/
+    -ffile-prefix-map=${from_build}= -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=build/
     -fPIE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 target_link_options(orv_flags INTERFACE $<$<CONFIG:Release>:-pie -Wl,-z,relro,-z,now -Wl,-O1 -Wl,--hash-style=gnu>)
 
