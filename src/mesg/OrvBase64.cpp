@@ -145,7 +145,7 @@ private:
 
 // A multiple of three: only the last block of a file can end in a short group. Lines of 72 characters make whole pages
 // of whole pages, so that only the end of a file is copied once more and no page is written in two pieces.
-constexpr std::size_t kBlock = 27 * 4096;
+constexpr std::size_t kBlock = std::size_t{27} * 4096;
 
 // Runs all of the input through the codec. Throws when there is no memory for a block.
 template <typename Codec>
