@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string_view>
@@ -19,27 +20,16 @@
 namespace {
 
 constexpr const char* SEND_THREAD_TRACE = "/tmp/orv.out.SMTPClient";
-constexpr std::string_view OUT_OF_DESCRIPTORS = "Too many open files";
-
-struct Ending {
-    std::string_view method;
-    std::string_view message;
-};
-
-// The last records of a send thread that has ended.
-constexpr Ending ENDINGS[] = {
-    {"OrvThread run", "Thread is terminating"},
-    {"OrvCHClient runThread", "Terminating"},
-    {"OrvThread pushSwLogAppMesg", "thread exiting"},
-};
 
 bool isEnding(const TraceRecord& record) {
-    for (const Ending& ending : ENDINGS) {
-        if (record.is(ending.method, ending.message)) {
-            return true;
-        }
-    }
-    return false;
+    return record.is(DaemonWords::THREAD_ENDS) || record.is(DaemonWords::SENDER_ENDS) ||
+           record.is(DaemonWords::THREAD_GIVES_UP);
+}
+
+// A line about a file, with what the system said.
+bool lacksDescriptors(const TraceRecord& record) {
+    return record.message.find(DaemonWords::FILE_ERROR.text) != std::string_view::npos &&
+           record.message.find(std::strerror(EMFILE)) != std::string_view::npos;
 }
 
 // "" where the system has no such file.
@@ -75,20 +65,19 @@ std::optional<std::int64_t> startOfProcess(long process) {
 }
 
 void takeStart(const TraceRecord& record, DaemonTraces& traces) {
-    if (record.is("OrvApp OrvApp", "Application startup!")) {
+    if (record.is(DaemonWords::STARTED)) {
         // A daemon that gets the same number at each start, as in a container, is not the one before.
         const long process = traces.process;
         traces = DaemonTraces();
         traces.process = process;
         traces.started = record.time();
-    } else if (record.is("OrvApp DSApiReady", "\n\"---- requiredAddressesInitialized() FAILED")) {
+    } else if (record.is(DaemonWords::LOOKUPS_UNSENT)) {
         traces.lookupsUnsent = true;
-    } else if (record.is("OrvApp DSApiReady", "error from ready_for_conf")) {
+    } else if (record.is(DaemonWords::READY_UNSENT)) {
         traces.readyUnsent = true;
-    } else if (record.is("OrvApp startTick", "the one-second timer could not be started")) {
+    } else if (record.is(DaemonWords::CLOCK_STOPPED)) {
         traces.clockStopped = true;
-    } else if (record.message.find("errno = ") != std::string_view::npos &&
-               record.message.find(OUT_OF_DESCRIPTORS) != std::string_view::npos) {
+    } else if (lacksDescriptors(record)) {
         traces.outOfDescriptors = true;
     }
 }
@@ -110,7 +99,7 @@ void readMain(DaemonTraces& traces) {
             takeStart(record, traces);
         }
     }
-    if (records.back().process == traces.process && records.back().method == "main createApplication") {
+    if (records.back().process == traces.process && records.back().is(DaemonWords::START_FAILED)) {
         traces.failedStart = Text::split(records.back().message, '\n').front();
     }
 }

@@ -112,7 +112,7 @@ TEST_F(OrderlyStop, comesAtOnceWhenAMailWaitsForItsNextTry) {
 }
 
 TEST_F(OrderlyStop, letsTheMailThatIsUnderWayComeToItsEnd) {
-    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(2)));
+    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(1)));
     publishAndAwaitItsText("Event A");
     publish("Event B");
 
@@ -124,7 +124,7 @@ TEST_F(OrderlyStop, letsTheMailThatIsUnderWayComeToItsEnd) {
 }
 
 TEST_F(OrderlyStop, isNotHurriedBySignalsThatComeMeanwhile) {
-    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(2)));
+    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(1)));
     publishAndAwaitItsText("Event A");
     daemon_->signal(SIGTERM);
     daemon_->signal(SIGINT);
@@ -157,7 +157,7 @@ TEST_F(OrderlyStop, goesOnToTheSecondTryOfTheMailThatIsUnderWay) {
     done({"profile", "add", "Others", "--level", "Alarm", "--format", "Tsc1", "--email", "b@x", "--email", "c@x"});
     awaitReady();
     server_.answerRecipientOnce("b@x", ScriptedReply::line("450 later"));
-    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(2)));
+    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(1)));
     publishAndAwaitItsText("Event A");
 
     EXPECT_LT(stop(), seconds(5));

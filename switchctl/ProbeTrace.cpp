@@ -16,14 +16,9 @@
 namespace {
 
 constexpr const char* MAIN_TRACE = "/tmp/orv.out.Main";
-constexpr std::string_view FIRST_METHOD = "OrvCallHome probe";
-constexpr std::string_view FIRST_MESSAGE = "Entry\n";
-constexpr std::string_view LAST_METHOD = "OrvCHMesgCommon probe";
-// The daemon's last words in a trace that it cannot go on with.
-constexpr std::string_view FAREWELL = "Goodbye!";
 
 bool isLast(const TraceRecord& record) {
-    return record.method == LAST_METHOD;
+    return record.is(DaemonWords::PROBE_ENDS);
 }
 
 // Why there is no whole probe in what the daemon has traced since it was asked.
@@ -32,7 +27,7 @@ std::string whyNone(const std::string& text, const std::string& file) {
         return "orvApp has answered, but its probe is more than its trace " + file + " keeps";
     }
     std::string all;
-    if (TraceFile(file).readSince(all) == 0 && all.ends_with(FAREWELL)) {
+    if (TraceFile(file).readSince(all) == 0 && all.ends_with(DaemonWords::FAREWELL)) {
         return "orvApp has answered, but traces nothing any more: it could not begin a new file " + file;
     }
     return "orvApp has answered, but traced nothing in " + file + "; is HSB_ROOT the daemon's?";
@@ -47,7 +42,7 @@ std::string ProbeTrace::mainFile() {
 std::optional<std::string> ProbeTrace::probeIn(std::string_view text) {
     const auto records = traceRecords(text);
     const auto first =
-        std::ranges::find_if(records, [](const TraceRecord& record) { return record.is(FIRST_METHOD, FIRST_MESSAGE); });
+        std::ranges::find_if(records, [](const TraceRecord& record) { return record.is(DaemonWords::PROBE_BEGINS); });
     const auto last = std::find_if(first, records.end(), [&](const TraceRecord& record) {
         return isLast(record) && record.process == first->process;
     });
@@ -62,11 +57,10 @@ long ProbeTrace::processOf(const std::string& probe) {
     return records.empty() ? 0 : records.front().process;
 }
 
-std::map<std::string, std::string> ProbeTrace::valuesIn(std::string_view probe, std::string_view title) {
+std::map<std::string, std::string> ProbeTrace::valuesIn(std::string_view probe, const TraceWords& title) {
     std::map<std::string, std::string> values;
     const auto records = traceRecords(probe);
-    const auto record =
-        std::ranges::find_if(records, [&](const TraceRecord& one) { return one.message.starts_with(title); });
+    const auto record = std::ranges::find_if(records, [&](const TraceRecord& one) { return one.is(title); });
     for (const std::string& line :
          record == records.end() ? std::vector<std::string>() : Text::split(record->message, '\n')) {
         const std::size_t equals = line.find(" = ");

@@ -1,6 +1,7 @@
 // What the daemon writes into its main trace while it answers a probe.
 #pragma once
 
+#include "switchctl/DaemonWords.h"
 #include "switchctl/Session.h"
 
 #include <map>
@@ -22,12 +23,8 @@ std::optional<std::string> probeIn(std::string_view text);
 // The process that traced it.
 long processOf(const std::string& probe);
 
-// Titles of its records, each the beginning of a record's message.
-inline constexpr std::string_view STATE = "CallHome State Information:";
-inline constexpr std::string_view QUEUE = "Call Home Message Queue Information:";
-inline constexpr std::string_view STATISTICS = "Call Home Message Queue Internal Stats:";
-// The lines of the form "key = value" in the record of that title, without the blanks around either. A text that has
+// The lines of the form "key = value" in the record that begins so, without the blanks around either. A text that has
 // lines of its own stands above the numbers: of lines with the same key the last counts.
-std::map<std::string, std::string> valuesIn(std::string_view probe, std::string_view title);
+std::map<std::string, std::string> valuesIn(std::string_view probe, const TraceWords& title);
 
 }  // namespace ProbeTrace

@@ -61,14 +61,15 @@ TEST(ProbeInTrace, isOfOneProcess) {
 }
 
 TEST(ProbeInTrace, hasValuesInTheRecordOfATitle) {
-    const auto values = ProbeTrace::valuesIn(PROBE, ProbeTrace::STATE);
+    const auto values = ProbeTrace::valuesIn(PROBE, DaemonWords::STATE);
 
     EXPECT_EQ(values.at("ReadyForMessage"), "1");
     EXPECT_EQ(values.at("Config"), "0");
     EXPECT_FALSE(values.contains("Name"));
-    EXPECT_EQ(ProbeTrace::valuesIn(PROBE, "\nProfile Information:").at("Name"), "a = b");
-    EXPECT_TRUE(ProbeTrace::valuesIn(PROBE, ProbeTrace::QUEUE).empty());
-    EXPECT_TRUE(ProbeTrace::valuesIn("", ProbeTrace::STATE).empty());
+    EXPECT_EQ(ProbeTrace::valuesIn(PROBE, {"OrvCHProfile", "dumpProfileInfo", "\nProfile Information:"}).at("Name"),
+              "a = b");
+    EXPECT_TRUE(ProbeTrace::valuesIn(PROBE, DaemonWords::QUEUE).empty());
+    EXPECT_TRUE(ProbeTrace::valuesIn("", DaemonWords::STATE).empty());
 }
 
 // The state of the switch is a text of anybody's.
@@ -77,8 +78,8 @@ TEST(ProbeInTrace, hasNumbersThatNoTextAboveThemTakesTheirPlaceOf) {
     const std::string probe = head +
                               "CallHome State Information:\nSwitchOperState = Online\nCondition = 0x3f\n"
                               "  messages send OK = 9\nCondition = 0x1\n";
-    EXPECT_EQ(ProbeTrace::valuesIn(probe, ProbeTrace::STATE).at("Condition"), "0x1");
-    EXPECT_TRUE(ProbeTrace::valuesIn(probe, ProbeTrace::STATISTICS).empty());
+    EXPECT_EQ(ProbeTrace::valuesIn(probe, DaemonWords::STATE).at("Condition"), "0x1");
+    EXPECT_TRUE(ProbeTrace::valuesIn(probe, DaemonWords::STATISTICS).empty());
 }
 
 }  // namespace

@@ -4,14 +4,11 @@
 
 namespace {
 
-constexpr std::string_view SENT = "SMTP Send (incl CRLF) {";
-constexpr std::string_view RECEIVED = "SMTP StatusSMTPResponse (incl CRLF) {";
-constexpr std::string_view MODULE = "OrvSMTPClient ";
 constexpr std::string_view GREETING = "220";
 
 // What stands between the brackets.
-std::string_view inside(std::string_view message, std::string_view beginning) {
-    message.remove_prefix(beginning.size());
+std::string_view inside(std::string_view message, const TraceWords& beginning) {
+    message.remove_prefix(beginning.text.size());
     return message.substr(0, message.rfind('}'));
 }
 
@@ -29,12 +26,12 @@ std::size_t repliesIn(std::string_view text) {
 }  // namespace
 
 void SmtpReplies::take(const TraceRecord& record) {
-    if (record.is("OrvSendDialogue presentClient", "Send SMTP client identity as ") && !hello_) {
+    if (record.is(DaemonWords::HELLO) && !hello_) {
         outOfStep_ = !oneReply_;  // A new dialogue, of which the greeting has been read.
-    } else if (record.method.starts_with(MODULE) && record.message.starts_with(SENT)) {
-        takeCommand(inside(record.message, SENT));
-    } else if (record.method.starts_with(MODULE) && record.message.starts_with(RECEIVED)) {
-        takeReply(inside(record.message, RECEIVED));
+    } else if (record.is(DaemonWords::SENT)) {
+        takeCommand(inside(record.message, DaemonWords::SENT));
+    } else if (record.is(DaemonWords::RECEIVED)) {
+        takeReply(inside(record.message, DaemonWords::RECEIVED));
     }
 }
 

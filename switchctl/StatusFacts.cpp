@@ -48,11 +48,11 @@ std::optional<bool> flag(const Values& values, const char* key) {
 void askProbe(Session& session, StatusFacts& facts) {
     try {
         const std::string probe = ProbeTrace::ask(session);
-        const Values state = ProbeTrace::valuesIn(probe, ProbeTrace::STATE);
-        const Values queue = ProbeTrace::valuesIn(probe, ProbeTrace::QUEUE);
-        facts.probe =
-            StatusFacts::Probe{bits(state, "Condition"), bits(state, "Config"), flag(queue, "queueOpenForBusiness"),
-                               flag(queue, "configDataRead"), ProbeTrace::valuesIn(probe, ProbeTrace::STATISTICS)};
+        const Values state = ProbeTrace::valuesIn(probe, DaemonWords::STATE);
+        const Values queue = ProbeTrace::valuesIn(probe, DaemonWords::QUEUE);
+        facts.probe = StatusFacts::Probe{
+            bits(state, DaemonWords::CONDITION), bits(state, DaemonWords::CONFIG), flag(queue, DaemonWords::QUEUE_OPEN),
+            flag(queue, DaemonWords::QUEUE_SETTINGS_READ), ProbeTrace::valuesIn(probe, DaemonWords::STATISTICS)};
         facts.traces.process = ProbeTrace::processOf(probe);
     } catch (const Refused& error) {
         facts.noProbe = error.what();

@@ -1,6 +1,7 @@
 #include "switchctl/StatusReport.h"
 
 #include "switchctl/DaemonVerdict.h"
+#include "switchctl/DaemonWords.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
@@ -23,11 +24,11 @@ struct Loss {
 };
 
 constexpr Loss LOSSES[] = {
-    {"messages deleted for space", "space", " for space, "},
-    {"messages deleted for file limit", "fileLimit", " for the file limit, "},
-    {"messages deleted for time", "age", " for age, "},
-    {"messages deleted for clear req", "cleared", " cleared, "},
-    {"messages could not be added", "notAdded", " not added"},
+    {DaemonWords::DELETED_FOR_SPACE, "space", " for space, "},
+    {DaemonWords::DELETED_FOR_FILE_LIMIT, "fileLimit", " for the file limit, "},
+    {DaemonWords::DELETED_FOR_TIME, "age", " for age, "},
+    {DaemonWords::DELETED_FOR_CLEAR, "cleared", " cleared, "},
+    {DaemonWords::NOT_ADDED, "notAdded", " not added"},
 };
 
 // A retry is over when nothing is left to be sent, and forgotten by a daemon that has started since.

@@ -83,8 +83,10 @@ int twoDigits(std::string_view text, std::size_t place) {
 
 }  // namespace
 
-bool TraceRecord::is(std::string_view name, std::string_view beginning) const {
-    return method == name && message.starts_with(beginning);
+bool TraceRecord::is(const TraceWords& words) const {
+    const std::size_t blank = method.find(' ');
+    return method.substr(0, blank) == words.module && message.starts_with(words.text) &&
+           (words.method.empty() || method.substr(blank + 1) == words.method);
 }
 
 std::optional<std::int64_t> TraceRecord::time() const {

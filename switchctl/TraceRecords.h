@@ -6,6 +6,8 @@
 // begins in the middle of a line.
 #pragma once
 
+#include "switchctl/DaemonWords.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,8 +22,8 @@ struct TraceRecord {
     std::string_view method;   // "OrvCallHome probe"
     std::string_view message;  // what stands behind it
 
-    // The record of that method whose message begins so.
-    bool is(std::string_view method, std::string_view beginning) const;
+    // One that begins with these words.
+    bool is(const TraceWords& words) const;
     // Microseconds since 1970. Nothing when it was traced without a time, or in another zone than ours.
     std::optional<std::int64_t> time() const;
 };

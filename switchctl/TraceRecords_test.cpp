@@ -21,8 +21,11 @@ TEST(TraceRecords, haveHeadProcessMethodAndMessage) {
     EXPECT_EQ(records[1].text, SECOND);
     EXPECT_EQ(records[1].head, "11/14/2023 UTC 22:13:21.000");
     EXPECT_EQ(records[1].message, "a: b\nand more\n");
-    EXPECT_TRUE(records[1].is("main createApplication", "a: "));
-    EXPECT_FALSE(records[1].is("main createApplication", "b"));
+    EXPECT_TRUE(records[1].is({"main", "createApplication", "a: "}));
+    EXPECT_TRUE(records[1].is({"main", "", "a: "}));
+    EXPECT_FALSE(records[1].is({"main", "createApplication", "b"}));
+    EXPECT_FALSE(records[1].is({"main", "create", "a: "}));
+    EXPECT_FALSE(records[1].is({"mai", "", "a: "}));
 }
 
 TEST(TraceRecords, leaveOutTheEndOfAnOlderOne) {

@@ -1,0 +1,54 @@
+// Every text of the daemon's traces that is recognised here; its event log has a catalogue of its own. DaemonWords_test
+// holds each against the daemon's sources, so that no text there is changed without being changed here.
+#pragma once
+
+#include <string_view>
+
+struct TraceWords {
+    std::string_view module;
+    std::string_view method;  // "": any
+    std::string_view text;    // what the message begins with, or has in it
+};
+
+namespace DaemonWords {
+
+// The start.
+inline constexpr TraceWords STARTED = {"OrvApp", "OrvApp", "Application startup!"};
+inline constexpr TraceWords START_FAILED = {"main", "createApplication", ""};
+inline constexpr TraceWords LOOKUPS_UNSENT = {"OrvApp", "DSApiReady", "\n\"---- requiredAddressesInitialized() FAILED"};
+inline constexpr TraceWords READY_UNSENT = {"OrvApp", "DSApiReady", "error from ready_for_conf"};
+inline constexpr TraceWords CLOCK_STOPPED = {"OrvApp", "startTick", "the one-second timer could not be started"};
+// In front of what the system says about a file.
+inline constexpr TraceWords FILE_ERROR = {"OrvCHMesgQ", "saveEntryToFile", "errno = "};
+
+// The last records of a send thread that has ended.
+inline constexpr TraceWords THREAD_ENDS = {"OrvThread", "run", "Thread is terminating"};
+inline constexpr TraceWords SENDER_ENDS = {"OrvCHClient", "runThread", "Terminating"};
+inline constexpr TraceWords THREAD_GIVES_UP = {"OrvThread", "pushSwLogAppMesg", "thread exiting"};
+
+// A dialogue with a mail server.
+inline constexpr TraceWords HELLO = {"OrvSendDialogue", "presentClient", "Send SMTP client identity as "};
+inline constexpr TraceWords SENT = {"OrvSMTPClient", "", "SMTP Send (incl CRLF) {"};
+inline constexpr TraceWords RECEIVED = {"OrvSMTPClient", "", "SMTP StatusSMTPResponse (incl CRLF) {"};
+
+// A probe: its first record, its last, and those with lines of "key = value".
+inline constexpr TraceWords PROBE_BEGINS = {"OrvCallHome", "probe", "Entry\n"};
+inline constexpr TraceWords PROBE_ENDS = {"OrvCHMesgCommon", "probe", ""};
+inline constexpr TraceWords STATE = {"OrvCallHome", "probe", "CallHome State Information:"};
+inline constexpr TraceWords QUEUE = {"OrvCHMesgQ", "probe", "Call Home Message Queue Information:"};
+inline constexpr TraceWords STATISTICS = {"OrvCHMesgQ", "probe", "Call Home Message Queue Internal Stats:"};
+// Their keys.
+inline constexpr const char* CONDITION = "Condition";
+inline constexpr const char* CONFIG = "Config";
+inline constexpr const char* QUEUE_OPEN = "queueOpenForBusiness";
+inline constexpr const char* QUEUE_SETTINGS_READ = "configDataRead";
+inline constexpr const char* DELETED_FOR_SPACE = "messages deleted for space";
+inline constexpr const char* DELETED_FOR_FILE_LIMIT = "messages deleted for file limit";
+inline constexpr const char* DELETED_FOR_TIME = "messages deleted for time";
+inline constexpr const char* DELETED_FOR_CLEAR = "messages deleted for clear req";
+inline constexpr const char* NOT_ADDED = "messages could not be added";
+
+// The daemon's last words in a trace that it cannot go on with.
+inline constexpr std::string_view FAREWELL = "Goodbye!";
+
+}  // namespace DaemonWords

@@ -1,0 +1,76 @@
+#include "switchctl/DaemonWords.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+
+namespace fs = std::filesystem;
+using namespace DaemonWords;
+
+namespace {
+
+// The daemon's sources, texts of several lines in one piece.
+const std::string& sources() {
+    static const std::string all = [] {
+        std::string text;
+        for (const auto& file : fs::recursive_directory_iterator(DAEMON_SOURCES)) {
+            const std::string name = file.path().filename();
+            if (name.ends_with(".cpp") && !name.ends_with("_test.cpp")) {
+                std::ifstream stream(file.path());
+                text.append(std::istreambuf_iterator<char>(stream), {});
+            }
+        }
+        return std::regex_replace(text, std::regex("\"\\s*\n\\s*\""), "");
+    }();
+    return all;
+}
+
+// As it stands in a source.
+std::string escaped(std::string_view text) {
+    std::string result;
+    for (const char c : text) {
+        result += c == '\n' ? "\\n" : c == '"' ? "\\\"" : std::string(1, c);
+    }
+    return result;
+}
+
+bool isInSources(const std::string& text) {
+    return sources().find(text) != std::string::npos;
+}
+
+constexpr TraceWords RECORDS[] = {STARTED,     START_FAILED, LOOKUPS_UNSENT, READY_UNSENT,   CLOCK_STOPPED, THREAD_ENDS,
+                                  SENDER_ENDS, HELLO,        SENT,           RECEIVED,       PROBE_BEGINS,  PROBE_ENDS,
+                                  STATE,       QUEUE,        STATISTICS,     THREAD_GIVES_UP};
+
+TEST(DaemonWords, areThoseThatTheDaemonTraces) {
+    for (const TraceWords& words : RECORDS) {
+        // A record's text stands at the beginning of the format.
+        EXPECT_TRUE(isInSources("(\"" + escaped(words.text)) || isInSources(" \"" + escaped(words.text))) << words.text;
+    }
+    EXPECT_TRUE(isInSources(std::string(FILE_ERROR.text) + "%s(%d)"));
+    EXPECT_TRUE(isInSources(std::string("\\n") + std::string(FAREWELL) + "\""));
+}
+
+TEST(DaemonWords, areTracedByMethodsThatTheDaemonHas) {
+    for (const TraceWords& words : RECORDS) {
+        const std::string module(words.module);
+        const std::string method(words.method);
+        EXPECT_TRUE(isInSources("kTraceModule[] = \"" + module + "\"")) << module;
+        EXPECT_TRUE(isInSources(module + "::" + method + "(") || isInSources(" " + method + "(") ||
+                    isInSources("\"" + method + "\""))
+            << method;
+    }
+}
+
+TEST(DaemonWords, haveTheKeysThatTheDaemonsProbeHas) {
+    for (const char* key : {CONDITION, CONFIG, QUEUE_OPEN, QUEUE_SETTINGS_READ, DELETED_FOR_SPACE,
+                            DELETED_FOR_FILE_LIMIT, DELETED_FOR_TIME, DELETED_FOR_CLEAR, NOT_ADDED}) {
+        EXPECT_TRUE(std::regex_search(sources(), std::regex("\\\\n *" + std::string(key) + " *= %"))) << key;
+    }
+}
+
+}  // namespace
