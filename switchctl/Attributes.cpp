@@ -5,6 +5,7 @@
 #include "switchd/store/AttributeStore.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace Attributes {
@@ -20,10 +21,15 @@ std::string quoted(const std::string& text) {
 
 // A line without its end. A file that has none is not read for ever.
 bool readLine(std::istream& file, std::string& line) {
+    std::array<char, 4096> part{};
     line.clear();
-    char c = '\0';
-    while (line.size() <= MAX_FILE && file.get(c) && c != '\n') {
-        line += c;
+    for (bool more = true; more && line.size() <= MAX_FILE;) {
+        file.getline(part.data(), part.size());
+        line.append(part.data(), static_cast<std::size_t>(file.gcount()) - (file.good() ? 1 : 0));
+        more = file.fail() && !file.eof() && !file.bad();  // The part is full.
+        if (more) {
+            file.clear();
+        }
     }
     if (line.empty() && !file) {
         return false;

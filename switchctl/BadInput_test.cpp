@@ -9,7 +9,8 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <memory>
+#include <vector>
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -73,14 +74,17 @@ TEST_F(BadInput, everyCommandGivesUpOnASwitchdThatHangs) {
     const auto switchd = startSwitchd();
     const std::string before = done({"attr", "list"});
     switchd->signal(SIGSTOP);
+    const auto begin = steady_clock::now();
+    std::vector<std::unique_ptr<Child>> all;
     for (const Words& command : COMMANDS) {
-        const auto begin = steady_clock::now();
-        const ProcessOutcome result = switchctl(within(command, "0.2"));
-
-        EXPECT_EQ(result.status, 3) << testing::PrintToString(command);
-        EXPECT_EQ(result.output, "switchctl: switchd did not answer in 0.2 s\n") << testing::PrintToString(command);
-        EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(20));
+        all.push_back(start(Program::SWITCHCTL, within(command, "1")));
     }
+    for (std::size_t number = 0; number < all.size(); ++number) {
+        SCOPED_TRACE(testing::PrintToString(COMMANDS[number]));
+        EXPECT_EQ(all[number]->readAll(), "switchctl: switchd did not answer in 1 s\n");
+        EXPECT_EQ(all[number]->wait(), 3);
+    }
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(30));
     switchd->signal(SIGCONT);
 
     // Nor does it do afterwards what it was told to.
@@ -128,28 +132,32 @@ TEST_F(BadInput, aDaemonThatIsSuspendedDoesNotAnswerAndGoesOnLater) {
     const auto switchd = startSwitchd();
     const auto daemon = startDaemon();
     const SuspendedCase cases[] = {
-        {{"callhome", "profile-change"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
-        {{"callhome", "test", "Operators"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
-        {{"callhome", "clear-queue"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
-        {{"callhome", "processed"}, "switchctl: orvApp did not answer in 0.2 s\n"},
-        {{"callhome", "changeover"}, "switchctl: orvApp did not answer in 0.2 s; it may still be done\n"},
-        {{"callhome", "queue"}, "switchctl: orvApp did not answer in 0.2 s\n"},
-        {{"callhome", "probe"}, "switchctl: orvApp did not answer in 0.2 s\n"},
+        {{"callhome", "profile-change"}, "switchctl: orvApp did not answer in 1 s; it may still be done\n"},
+        {{"callhome", "test", "Operators"}, "switchctl: orvApp did not answer in 1 s; it may still be done\n"},
+        {{"callhome", "clear-queue"}, "switchctl: orvApp did not answer in 1 s; it may still be done\n"},
+        {{"callhome", "processed"}, "switchctl: orvApp did not answer in 1 s\n"},
+        {{"callhome", "changeover"}, "switchctl: orvApp did not answer in 1 s; it may still be done\n"},
+        {{"callhome", "queue"}, "switchctl: orvApp did not answer in 1 s\n"},
+        {{"callhome", "probe"}, "switchctl: orvApp did not answer in 1 s\n"},
         {{"callhome", "setup", "--enable"},
-         "switchctl: stored, but orvApp did not answer in 0.2 s; it may still be done\n"},
+         "switchctl: stored, but orvApp did not answer in 1 s; it may still be done\n"},
         {{"profile", "add", "Operators", "--level", "Info", "--format", "Tsc1", "--email", "a@x"},
-         "switchctl: stored, but orvApp did not answer in 0.2 s; it may still be done\n"},
+         "switchctl: stored, but orvApp did not answer in 1 s; it may still be done\n"},
     };
     daemon->signal(SIGSTOP);
+    std::vector<std::unique_ptr<Child>> all;
     for (const SuspendedCase& one : cases) {
-        const ProcessOutcome result = switchctl(within(one.command, "0.2"));
-        EXPECT_EQ(result.status, 3) << testing::PrintToString(one.command);
-        EXPECT_EQ(result.output, one.output) << testing::PrintToString(one.command);
+        all.push_back(start(Program::SWITCHCTL, within(one.command, "1")));
     }
-    const ProcessOutcome status = switchctl({"status", "--timeout", "0.2"});
+    for (std::size_t number = 0; number < all.size(); ++number) {
+        SCOPED_TRACE(testing::PrintToString(cases[number].command));
+        EXPECT_EQ(all[number]->readAll(), cases[number].output);
+        EXPECT_EQ(all[number]->wait(), 3);
+    }
+    const ProcessOutcome status = switchctl({"status", "--timeout", "1"});
     EXPECT_EQ(status.status, 3);
-    EXPECT_THAT(status.output, HasSubstr("  1. orvApp did not answer in 0.2 s\n"));
-    EXPECT_THAT(status.output, EndsWith("switchctl: orvApp did not answer in 0.2 s\n"));
+    EXPECT_THAT(status.output, HasSubstr("  1. orvApp did not answer in 1 s\n"));
+    EXPECT_THAT(status.output, EndsWith("switchctl: orvApp did not answer in 1 s\n"));
 
     daemon->signal(SIGCONT);
 
@@ -215,6 +223,8 @@ TEST_F(BadInput, anAttributeOfTenMegabytesIsCarriedEverywhere) {
     const std::string path = file("large", "Global.Callhome.StreetAddr=" + std::string(10u << 20, 'v') + "\n");
 
     EXPECT_EQ(done({"attr", "load", path, "--timeout", "30"}), "");
+    EXPECT_EQ(done({"attr", "get", "Global.Callhome.StreetAddr", "--timeout", "30"}).size(),
+              std::string("Global.Callhome.StreetAddr=\n").size() + (10u << 20));
     done({"callhome", "profile-change", "--timeout", "30"});
 
     EXPECT_THAT(switchctl({"status", "--timeout", "30"}).output, StartsWith("CallHome cannot send."));

@@ -78,10 +78,10 @@ TEST_F(ChangeoverDuringUpdate, isToldApartFromTheLackOfAnotherServer) {
 TEST_F(CallhomeRequests, giveUpWhenNoResponseComes) {
     daemon_.onMessage = nullptr;
 
-    const Outcome result = run({"callhome", "changeover", "--timeout", "1"});
+    const Outcome result = run({"callhome", "changeover", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 1 s; it may still be done\n");
+    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 0.3 s; it may still be done\n");
 }
 
 TEST_F(CallhomeRequests, areRefusedWhenTheDaemonDoesNotRun) {

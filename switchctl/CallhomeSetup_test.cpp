@@ -59,10 +59,10 @@ TEST_F(CallhomeSetup, setsTheStoreAlsoWhenTheDaemonDoesNotRun) {
 TEST_F(CallhomeSetup, tellsThatItIsStoredWhenTheDaemonDoesNotAnswer) {
     daemon_.onMessage = nullptr;
 
-    const Outcome result = run({"callhome", "setup", "--enable", "--timeout", "1"});
+    const Outcome result = run({"callhome", "setup", "--enable", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 1 s; it may still be done\n");
+    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 0.3 s; it may still be done\n");
 }
 
 TEST_F(CallhomeSetup, setsNothingWhenOneSettingCannotBeUsed) {

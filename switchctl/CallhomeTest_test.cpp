@@ -132,12 +132,12 @@ TEST_F(CallhomeTest, tellsThatTheRequestWasRefused) {
 
 TEST_F(CallhomeTest, givesUpWhenNoResultComes) {
     write_ = [&] { write(orv_log::kRetryNow, "x", 25); };
-    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "1"});
+    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
     EXPECT_EQ(result.out, "Operators: accepted, waiting for the result\n");
     EXPECT_EQ(result.err,
-              "switchctl: no result for Operators in 1 s; its mail is still being tried (Will retry sending "
+              "switchctl: no result for Operators in 0.3 s; its mail is still being tried (Will retry sending "
               "via SMTP server=x, port=25)\n");
 }
 
@@ -152,11 +152,11 @@ TEST_F(CallhomeTest, doesNotWaitForAProfileThatTheDaemonDoesNotKnow) {
 TEST_F(CallhomeTest, waitsWhenTheDaemonCannotTellItsProfilesNow) {
     infoStatus_ = 2;
     write_ = [&] { write(orv_log::kProcessedUpdating); };  // Our own doing.
-    const Outcome result = run({"callhome", "test", "Nobody", "--timeout", "1"});
+    const Outcome result = run({"callhome", "test", "Nobody", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
     EXPECT_EQ(result.err,
-              "switchctl: no result for Nobody in 1 s; orvApp is reading its configuration and sends the "
+              "switchctl: no result for Nobody in 0.3 s; orvApp is reading its configuration and sends the "
               "test afterwards\n");
 }
 
@@ -164,7 +164,7 @@ TEST_F(CallhomeTest, isNotMisledByTheResultOfAnotherProfile) {
     result_ = 0;
     resultName_ = "Other";
 
-    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "1"}).status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "0.3"}).status, ExitStatus::NO_ANSWER);
 }
 
 TEST_F(CallhomeTest, isNotMisledByAnEarlierResult) {
@@ -172,7 +172,7 @@ TEST_F(CallhomeTest, isNotMisledByAnEarlierResult) {
     done({"callhome", "test", "Operators"});
     result_ = std::nullopt;
 
-    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "1"}).status, ExitStatus::NO_ANSWER);
+    EXPECT_EQ(run({"callhome", "test", "Operators", "--timeout", "0.3"}).status, ExitStatus::NO_ANSWER);
 }
 
 TEST_F(CallhomeTest, refusesANameThatNoProfileCanHave) {

@@ -185,10 +185,10 @@ TEST_F(DaemonStatus, ofADaemonThatAnswersProbesOnlySaysSoAndIsNoSuccess) {
         }
     };
 
-    const Outcome result = run({"status", "--timeout", "1"});
+    const Outcome result = run({"status", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 1 s\n");
+    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 0.3 s\n");
     EXPECT_THAT(result.out, StartsWith("CallHome can send.\n"));
     EXPECT_THAT(result.out,
                 HasSubstr("\n  1. orvApp answers its probe and no request: it does not know where its answers "
@@ -203,7 +203,7 @@ protected:
             << "11/14/2023 UTC 22:13:20.123  17 " << record;
     }
     void expectFirst(const std::string& text, const std::string& remedy) {
-        EXPECT_THAT(run({"status", "--timeout", "0.1"}).out,
+        EXPECT_THAT(run({"status", "--timeout", "0.3"}).out,
                     StartsWith("CallHome cannot send. What to mend, in this order:\n  1. " + text + "\n       " +
                                remedy + "\n"));
     }

@@ -87,10 +87,10 @@ TEST_F(EndToEnd, switchctlWaitsForASwitchdThatComesLater) {
 }
 
 TEST_F(EndToEnd, switchctlGivesUpWithoutASwitchd) {
-    const ProcessOutcome result = switchctl({"status", "--timeout", "2"});
+    const ProcessOutcome result = switchctl({"status", "--timeout", "0.5"});
 
     EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.output, "hsb: switchd did not come to the bus in 2 s\nswitchctl: switchd cannot be reached\n");
+    EXPECT_EQ(result.output, "hsb: switchd did not come to the bus in 0.5 s\nswitchctl: switchd cannot be reached\n");
 }
 
 TEST_F(EndToEnd, switchctlGivesUpWithoutABus) {
@@ -100,17 +100,6 @@ TEST_F(EndToEnd, switchctlGivesUpWithoutABus) {
 
     EXPECT_EQ(result.status, 3);
     EXPECT_THAT(result.output, StartsWith("hsb: cannot connect with the bus " + bus_.address() + ": "));
-}
-
-TEST_F(EndToEnd, switchctlGivesUpOnASwitchdThatHangs) {
-    const auto switchd = startSwitchd();
-    switchd->signal(SIGSTOP);
-
-    const ProcessOutcome result = switchctl({"attr", "list", "--timeout", "2"});
-
-    EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.output, "switchctl: switchd did not answer in 2 s\n");
-    switchd->signal(SIGCONT);
 }
 
 TEST_F(EndToEnd, loadsThousandsOfAttributesAtOnce) {
@@ -124,18 +113,6 @@ TEST_F(EndToEnd, loadsThousandsOfAttributesAtOnce) {
     EXPECT_EQ(done({"attr", "load", directory() + "/many"}), "");
 
     EXPECT_EQ(done({"attr", "list", "Zz."}), text);
-}
-
-TEST_F(EndToEnd, carriesTheLargestValueThatAStoreTakes) {
-    const auto switchd = startSwitchd();
-    std::ofstream(directory() + "/large") << "Zz.Large=" << std::string(10u << 20, 'v') << "\n";
-    std::ofstream(directory() + "/larger") << "Zz.Larger=" << std::string((10u << 20) + 1, 'v') << "\n";
-
-    EXPECT_EQ(done({"attr", "load", directory() + "/large"}), "");
-    EXPECT_EQ(done({"attr", "get", "Zz.Large"}).size(), std::string("Zz.Large=\n").size() + (10u << 20));
-    const ProcessOutcome larger = switchctl({"attr", "load", directory() + "/larger"});
-    EXPECT_EQ(larger.status, 2);
-    EXPECT_THAT(larger.output, HasSubstr("the value of Zz.Larger is too long; a value has at most 10 MB\n"));
 }
 
 TEST_F(EndToEnd, testTellsThatItsMessageWasClearedWithTheQueue) {

@@ -1,4 +1,5 @@
 // What "cmake --install" puts where, that bash completes with it, and that the manual says what the programs say.
+#include "switchctl/Switchctl.h"
 #include "testing/switchctl/SwitchProcesses.h"
 
 #include <sys/stat.h>
@@ -7,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -35,25 +37,28 @@ Words linesOf(const std::string& text) {
 class Installation : public SwitchProcesses {
 protected:
     std::string file(const std::string& name) const { return directory() + "/prefix/" + name; }
-    // The words that complete the last of these, sorted.
-    Words completionsOf(const Words& words) {
+    // Asks bash for the words that complete the last of these.
+    std::unique_ptr<Child> complete(const Words& words) {
         std::string script = "source " TOP_DIRECTORY "/switchctl/completion/switchctl\nCOMP_WORDS=(";
         for (const std::string& word : words) {
             script += "'" + std::regex_replace(word, std::regex("'"), "'\\''") + "' ";
         }
         script +=
             ")\nCOMP_CWORD=" + std::to_string(words.size() - 1) + "\n_switchctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
-        std::ofstream(directory() + "/complete") << script;
         const std::string path = std::filesystem::path(Program::SWITCHCTL).parent_path().string();
         Environment environment = this->environment();
         environment["PATH"] = path + ":/usr/bin:/bin";
-        Child bash("/bin/bash", {directory() + "/complete"}, environment);
+        return std::make_unique<Child>("/bin/bash", Words{"-c", script}, environment);
+    }
+    // What it says, sorted.
+    static Words completions(Child& bash) {
         Words lines = linesOf(bash.readAll());
         EXPECT_EQ(bash.wait(), 0);
         std::ranges::sort(lines);
         std::erase(lines, "");
         return lines;
     }
+    Words completionsOf(const Words& words) { return completions(*complete(words)); }
 };
 
 TEST_F(Installation, putsProgramsManualAndCompletionWhereTheyBelong) {
@@ -96,8 +101,13 @@ const CompletionCase WITHOUT_SWITCH[] = {
 };
 
 TEST_F(Installation, bashCompletesCommandsOptionsAndTheirValues) {
+    std::vector<std::unique_ptr<Child>> all;
     for (const CompletionCase& one : WITHOUT_SWITCH) {
-        EXPECT_EQ(completionsOf(one.line), one.completions) << testing::PrintToString(one.line);
+        all.push_back(complete(one.line));
+    }
+    for (std::size_t number = 0; number < all.size(); ++number) {
+        EXPECT_EQ(completions(*all[number]), WITHOUT_SWITCH[number].completions)
+            << testing::PrintToString(WITHOUT_SWITCH[number].line);
     }
 }
 
@@ -181,8 +191,9 @@ Words named(const std::string& help, const std::string& heading) {
 TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
     const auto help = [](Words words) {
         words.push_back("--help");
-        Child child(Program::SWITCHCTL, words, {});
-        return child.readAll();
+        std::ostringstream out;
+        EXPECT_EQ(runSwitchctl(words, nullptr, out, out), 0);
+        return out.str();
     };
     const std::string manual = plain(contents(TOP_DIRECTORY "/docs/man/switchctl.8"));
     std::size_t commands = 0;

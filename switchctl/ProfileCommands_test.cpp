@@ -141,14 +141,14 @@ TEST_F(ProfileCommands, sayWhatIsStoredWhenTheDaemonDoesNotAnswer) {
     daemon_.onMessage = nullptr;
 
     const Outcome result =
-        run({"profile", "add", "One", "--level", "Info", "--format", "Tsc1", "--email", "a@x", "--timeout", "1"});
+        run({"profile", "add", "One", "--level", "Info", "--format", "Tsc1", "--email", "a@x", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 1 s; it may still be done\n");
+    EXPECT_EQ(result.err, "switchctl: stored, but orvApp did not answer in 0.3 s; it may still be done\n");
     EXPECT_EQ(switch_.attribute("Global.CallhomeDB.ProfileList.0"), "One");
 
-    EXPECT_EQ(run({"profile", "remove", "One", "--timeout", "1"}).err,
-              "switchctl: removed, but orvApp did not answer in 1 s; it may still be done\n");
+    EXPECT_EQ(run({"profile", "remove", "One", "--timeout", "0.3"}).err,
+              "switchctl: removed, but orvApp did not answer in 0.3 s; it may still be done\n");
 }
 
 TEST_F(ProfileCommands, showTheAddressesThatAreThereAndTenAtMost) {

@@ -220,12 +220,12 @@ TEST_F(Status, ofADaemonThatDoesNotAnswerIsPrintedAndNoSuccess) {
     configure();
     silent_ = true;
 
-    const Outcome result = run({"status", "--timeout", "1"});
+    const Outcome result = run({"status", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 1 s\n");
+    EXPECT_EQ(result.err, "switchctl: orvApp did not answer in 0.3 s\n");
     EXPECT_THAT(result.out, StartsWith("CallHome cannot send. What to mend, in this order:\n"
-                                       "  1. orvApp did not answer in 1 s\n       restart orvApp\n"));
+                                       "  1. orvApp did not answer in 0.3 s\n       restart orvApp\n"));
     EXPECT_THAT(result.out, HasSubstr("\nqueue         not known\n"));
 }
 

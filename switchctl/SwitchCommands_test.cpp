@@ -15,7 +15,7 @@ protected:
     }
     // As status shows it.
     std::string stateNow() {
-        const std::string text = run({"status", "--timeout", "1"}).out;
+        const std::string text = run({"status", "--timeout", "0.3"}).out;
         const std::string label = "components    OrvApp ";
         const std::size_t start = text.find(label) + label.size();
         return text.substr(start, text.find(' ', start) - start);
@@ -48,12 +48,12 @@ TEST_F(SwitchCommands, waitEndsWhenTheStateIsReached) {
 }
 
 TEST_F(SwitchCommands, waitTellsHowFarTheComponentHasComeWhenTimeIsUp) {
-    const Outcome result = run({"wait", "orvApp", "started", "--timeout", "1"});
+    const Outcome result = run({"wait", "orvApp", "started", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.err, "switchctl: orvApp was not started in 1 s: it is registered\n");
-    EXPECT_EQ(run({"wait", "nobody", "ready", "--timeout", "1"}).err,
-              "switchctl: nobody was not ready in 1 s: it is absent\n");
+    EXPECT_EQ(result.err, "switchctl: orvApp was not started in 0.3 s: it is registered\n");
+    EXPECT_EQ(run({"wait", "nobody", "ready", "--timeout", "0.3"}).err,
+              "switchctl: nobody was not ready in 0.3 s: it is absent\n");
 }
 
 TEST_F(SwitchCommands, waitKnowsFourStates) {
