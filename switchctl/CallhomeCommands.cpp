@@ -141,72 +141,64 @@ void setup(Session& session, const CallhomeSettings& settings) {
     session.print(Attributes::json(attributes).set("told", told), lines);
 }
 
-struct PlainCommand {
-    const char* name;
-    CommandText text;
-    void (*action)(Session&);
-};
-
-constexpr PlainCommand PLAIN_COMMANDS[] = {
-    {"profile-change",
-     {"callhome profile-change", "Have settings and profiles read anew", "callhome profile-change"},
-     profileChange},
-    {"clear-queue", {"callhome clear-queue", "Discard all queued messages", "callhome clear-queue"}, clearQueue},
-    {"processed",
-     {"callhome processed", "Print how many messages each profile has processed", "callhome processed"},
-     processed},
-    {"changeover", {"callhome changeover", "Change to the other mail server", "callhome changeover"}, changeover},
-    {"queue", {"callhome queue", "Print the state of the queue", "callhome queue"}, queue},
-    {"probe", {"callhome probe", "Have the daemon trace its state, and print that", "callhome probe"}, probe},
-};
-
 constexpr Argument CODE = {"--code", "N", "Message code", true};
 constexpr Argument PAYLOAD = {"--hex", "PAYLOAD", "Payload, two hexadecimal digits a byte"};
 
 void addRaw(CommandTree& tree, const CommandTree::Group& group) {
-    const auto arguments = std::make_shared<RawArguments>();
-    tree.command(group, "request",
-                 {"callhome request --code N [--hex PAYLOAD]", "Send any management request",
-                  "callhome request --code 6 --hex 0000000000000000"},
-                 [arguments](Session& session) { request(session, *arguments); })
-        .number(CODE, arguments->code, 0, UINT16_MAX)
-        .take(PAYLOAD, arguments->hex);
-    tree.command(group, "message",
-                 {"callhome message --format N --code N [--hex PAYLOAD]", "Send any message",
-                  "callhome message --format 108 --code 5"},
-                 [arguments](Session& session) { message(session, *arguments); })
-        .number({"--format", "N", "Message format", true}, arguments->format, 0, UINT16_MAX)
-        .number(CODE, arguments->code, 0, UINT16_MAX)
-        .take(PAYLOAD, arguments->hex);
+    {
+        auto [command, arguments] =
+            tree.command(group, "request",
+                         {"callhome request --code N [--hex PAYLOAD]", "Send any management request",
+                          "callhome request --code 6 --hex 0000000000000000"},
+                         request);
+        command.number(CODE, arguments.code, 0, UINT16_MAX).take(PAYLOAD, arguments.hex);
+    }
+    auto [command, arguments] = tree.command(group, "message",
+                                             {"callhome message --format N --code N [--hex PAYLOAD]",
+                                              "Send any message", "callhome message --format 108 --code 5"},
+                                             message);
+    command.number({"--format", "N", "Message format", true}, arguments.format, 0, UINT16_MAX)
+        .number(CODE, arguments.code, 0, UINT16_MAX)
+        .take(PAYLOAD, arguments.hex);
 }
 
 void addSetup(CommandTree& tree, const CommandTree::Group& group) {
-    const auto settings = std::make_shared<CallhomeSettings>();
-    tree.command(group, "setup",
-                 {"callhome setup [OPTION...]", "Set what an operator sets, then have it read",
-                  "callhome setup --enable --from sw@example.com --smtp 1-192.0.2.1:25"},
-                 [settings](Session& session) { setup(session, *settings); })
-        .take({"--from", "A", "Sender of all mails"}, settings->from)
-        .take({"--reply-to", "A", "Where answers go"}, settings->replyTo)
-        .take({"--smtp", "KIND-ADDR:PORT", "Mail server: 1- IPv4, 2- IPv6, 3- name; or off"}, settings->smtp)
-        .take({"--smtp2", "KIND-ADDR:PORT", "Second mail server, likewise"}, settings->smtp2)
-        .flag("--enable", "Switch CallHome on", settings->enable)
-        .flag("--disable", "Switch CallHome off", settings->disable)
+    auto [command, settings] =
+        tree.command(group, "setup",
+                     {"callhome setup [OPTION...]", "Set what an operator sets, then have it read",
+                      "callhome setup --enable --from sw@example.com --smtp 1-192.0.2.1:25"},
+                     setup);
+    command.take({"--from", "A", "Sender of all mails"}, settings.from)
+        .take({"--reply-to", "A", "Where answers go"}, settings.replyTo)
+        .take({"--smtp", "KIND-ADDR:PORT", "Mail server: 1- IPv4, 2- IPv6, 3- name; or off"}, settings.smtp)
+        .take({"--smtp2", "KIND-ADDR:PORT", "Second mail server, likewise"}, settings.smtp2)
+        .flag("--enable", "Switch CallHome on", settings.enable)
+        .flag("--disable", "Switch CallHome off", settings.disable)
         .exclusive("--enable", "--disable")
-        .take({"--contact", "TEXT", "Contact's name"}, settings->contact)
-        .take({"--contact-email", "A", "Contact's address"}, settings->contactEmail)
-        .take({"--phone", "TEXT", "Contact's telephone number"}, settings->phone)
-        .take({"--street", "TEXT", "Contact's street address"}, settings->street)
-        .take({"--location", "TEXT", "Where the switch stands"}, settings->location);
+        .take({"--contact", "TEXT", "Contact's name"}, settings.contact)
+        .take({"--contact-email", "A", "Contact's address"}, settings.contactEmail)
+        .take({"--phone", "TEXT", "Contact's telephone number"}, settings.phone)
+        .take({"--street", "TEXT", "Contact's street address"}, settings.street)
+        .take({"--location", "TEXT", "Where the switch stands"}, settings.location);
 }
 
 }  // namespace
 
 void addCallhomeCommands(CommandTree& tree) {
     const CommandTree::Group group = tree.group("callhome", "Requests to the CallHome daemon, and its setup");
-    for (const PlainCommand& plain : PLAIN_COMMANDS) {
-        tree.command(group, plain.name, plain.text, plain.action);
-    }
+    tree.command(group, "profile-change",
+                 {"callhome profile-change", "Have settings and profiles read anew", "callhome profile-change"},
+                 profileChange);
+    tree.command(group, "clear-queue", {"callhome clear-queue", "Discard all queued messages", "callhome clear-queue"},
+                 clearQueue);
+    tree.command(group, "processed",
+                 {"callhome processed", "Print how many messages each profile has processed", "callhome processed"},
+                 processed);
+    tree.command(group, "changeover", {"callhome changeover", "Change to the other mail server", "callhome changeover"},
+                 changeover);
+    tree.command(group, "queue", {"callhome queue", "Print the state of the queue", "callhome queue"}, queue);
+    tree.command(group, "probe",
+                 {"callhome probe", "Have the daemon trace its state, and print that", "callhome probe"}, probe);
     addCallhomeTest(tree, group);
     addSetup(tree, group);
     addRaw(tree, group);

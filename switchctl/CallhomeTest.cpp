@@ -109,10 +109,8 @@ void test(Session& session, const std::string& name) {
 }  // namespace
 
 void addCallhomeTest(CommandTree& tree, const CommandTree::Group& group) {
-    const auto name = std::make_shared<std::string>();
     tree.command(group, "test",
                  {"callhome test NAME [--timeout S]", "Send a test message and wait for its result",
                   "callhome test Operators --timeout 60"},
-                 [name](Session& session) { test(session, *name); })
-        .take({"NAME", "", "Name of the profile", true}, *name);
+                 test, {"NAME", "", "Name of the profile", true});
 }

@@ -1,6 +1,6 @@
 // One command's arguments, as its command line has them. The parser behind it is known to CommandTree.cpp alone.
 //
-// Targets must live as long as the tree: keep them in a shared_ptr that the command's action holds too.
+// Targets must live as long as the tree, as those of CommandTree::With do.
 #pragma once
 
 #include <cstdint>

@@ -36,6 +36,27 @@ public:
     Group group(const char* name, const char* summary);
     Command command(const Group& group, const char* name, const CommandText& text, Action action);
 
+    // A command with arguments of its own, which the action gets: they are taken into what stands beside the command.
+    template <typename Arguments>
+    struct With {
+        Command command;
+        Arguments& arguments;
+    };
+    template <typename Arguments>
+    With<Arguments> command(const Group& group, const char* name, const CommandText& text,
+                            void (*action)(Session&, const Arguments&)) {
+        const auto arguments = std::make_shared<Arguments>();
+        return {command(group, name, text, [arguments, action](Session& session) { action(session, *arguments); }),
+                *arguments};
+    }
+    // With a single one.
+    template <typename Arguments>
+    void command(const Group& group, const char* name, const CommandText& text,
+                 void (*action)(Session&, const Arguments&), const Argument& only) {
+        auto with = command(group, name, text, action);
+        with.command.take(only, with.arguments);
+    }
+
     // Reads the line. With WRONG, problem says why.
     [[nodiscard]] Outcome parse(const std::vector<std::string>& arguments, std::string& problem);
     // After parse gave RUN: does what the line says.

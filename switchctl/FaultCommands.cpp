@@ -4,64 +4,41 @@
 #include "switchctl/Errors.h"
 #include "switchctl/Text.h"
 
+#include <algorithm>
+#include <span>
+
 namespace {
 
-struct KindText {
-    FaultKind kind;
+template <typename Value>
+struct Named {
+    Value value;
     const char* name;
 };
 
-constexpr KindText KINDS[] = {
+constexpr Named<FaultKind> KINDS[] = {
     {FaultKind::REFUSE, "refuse"}, {FaultKind::BAD_STATUS, "bad-status"}, {FaultKind::DELAY, "delay"},
     {FaultKind::HOLD, "hold"},     {FaultKind::DROP_ENTRY, "drop-entry"}, {FaultKind::CORRUPT, "corrupt"},
     {FaultKind::SILENT, "silent"},
 };
 
-struct OperationText {
-    FaultOperation operation;
-    const char* name;
-};
-
-constexpr OperationText OPERATIONS[] = {
+constexpr Named<FaultOperation> OPERATIONS[] = {
     {FaultOperation::ANY, "any"},           {FaultOperation::CONNECT, "connect"}, {FaultOperation::GET, "get"},
     {FaultOperation::BULK_GET, "bulk-get"}, {FaultOperation::SET, "set"},         {FaultOperation::LOOKUP, "lookup"},
 };
 
-FaultKind kindCalled(const std::string& name) {
-    for (const KindText& text : KINDS) {
-        if (name == text.name) {
-            return text.kind;
-        }
+template <typename Value>
+Value called(const std::string& name, std::span<const Named<Value>> table, const char* what, const char* rule) {
+    const auto found = std::ranges::find(table, name, &Named<Value>::name);
+    if (found == table.end()) {
+        throw UsageError(std::string("unknown ") + what + " \"" + name + "\"; it is " + rule);
     }
-    throw UsageError("unknown fault \"" + name +
-                     "\"; it is refuse, bad-status, delay, hold, drop-entry, corrupt or silent");
+    return found->value;
 }
 
-FaultOperation operationCalled(const std::string& name) {
-    for (const OperationText& text : OPERATIONS) {
-        if (name == text.name) {
-            return text.operation;
-        }
-    }
-    throw UsageError("unknown operation \"" + name + "\"; it is any, connect, get, bulk-get, set or lookup");
-}
-
-std::string nameOf(FaultKind kind) {
-    for (const KindText& text : KINDS) {
-        if (kind == text.kind) {
-            return text.name;
-        }
-    }
-    return "?";
-}
-
-std::string nameOf(FaultOperation operation) {
-    for (const OperationText& text : OPERATIONS) {
-        if (operation == text.operation) {
-            return text.name;
-        }
-    }
-    return "?";
+template <typename Value>
+std::string nameOf(Value value, std::span<const Named<Value>> table) {
+    const auto found = std::ranges::find(table, value, &Named<Value>::value);
+    return found == table.end() ? "?" : found->name;
 }
 
 struct FaultArguments {
@@ -72,8 +49,10 @@ struct FaultArguments {
 
 void add(Session& session, const FaultArguments& arguments) {
     FaultRule rule = arguments.rule;
-    rule.kind = kindCalled(arguments.kind);
-    rule.operation = operationCalled(arguments.operation);
+    rule.kind = called<FaultKind>(arguments.kind, KINDS, "fault",
+                                  "refuse, bad-status, delay, hold, drop-entry, corrupt or silent");
+    rule.operation = called<FaultOperation>(arguments.operation, OPERATIONS, "operation",
+                                            "any, connect, get, bulk-get, set or lookup");
     if (rule.operation == FaultOperation::LOOKUP && rule.kind != FaultKind::SILENT) {
         throw UsageError("a lookup can only be silent; write fault add silent --operation lookup");
     }
@@ -88,11 +67,13 @@ void list(Session& session) {
     Json json = Json::array();
     for (const auto& [number, rule] : faults) {
         const std::string count = rule.count == 0 ? "all" : std::to_string(rule.count);
-        rows.push_back({std::to_string(number), nameOf(rule.kind), nameOf(rule.operation), rule.pattern, count});
+        const std::string kind = nameOf<FaultKind>(rule.kind, KINDS);
+        const std::string operation = nameOf<FaultOperation>(rule.operation, OPERATIONS);
+        rows.push_back({std::to_string(number), kind, operation, rule.pattern, count});
         json.add(Json()
                      .set("fault", number)
-                     .set("kind", nameOf(rule.kind))
-                     .set("operation", nameOf(rule.operation))
+                     .set("kind", kind)
+                     .set("operation", operation)
                      .set("key", rule.pattern)
                      .set("count", rule.count)
                      .set("milliseconds", rule.milliseconds)
@@ -107,29 +88,31 @@ void doToAll(Session& session, std::uint16_t code, const char* what) {
     session.print(Json().set(what, count), std::string(what) + " " + std::to_string(count) + "\n");
 }
 
+void remove(Session& session, const std::uint32_t& number) {
+    session.client.change(OperatorCode::REMOVE_FAULT, OneTag{number}.encode());
+    session.print(Json().set("removed", number), "");
+}
+
+void clear(Session& session) {
+    doToAll(session, OperatorCode::CLEAR_FAULTS, "removed");
+}
+
+void release(Session& session) {
+    doToAll(session, OperatorCode::RELEASE_HELD, "released");
+}
+
 void addAdd(CommandTree& tree, const CommandTree::Group& fault) {
-    const auto arguments = std::make_shared<FaultArguments>();
-    FaultRule& rule = arguments->rule;
-    tree.command(fault, "add",
-                 {"fault add KIND [OPTION...]", "Add a fault; prints its number",
-                  "fault add refuse --operation get --key 'Global.Callhome*' --count 2"},
-                 [arguments](Session& session) { add(session, *arguments); })
-        .take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry,\ncorrupt or silent", true}, arguments->kind)
-        .take({"--operation", "OP", "any, connect, get, bulk-get, set, lookup (any)"}, arguments->operation)
+    auto [command, arguments] = tree.command(fault, "add",
+                                             {"fault add KIND [OPTION...]", "Add a fault; prints its number",
+                                              "fault add refuse --operation get --key 'Global.Callhome*' --count 2"},
+                                             add);
+    FaultRule& rule = arguments.rule;
+    command.take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry,\ncorrupt or silent", true}, arguments.kind)
+        .take({"--operation", "OP", "any, connect, get, bulk-get, set, lookup (any)"}, arguments.operation)
         .take({"--key", "PATTERN", "Attribute or component; * for anything (*)"}, rule.pattern)
         .number({"--count", "N", "Answers to spoil, never switchctl's own (1); 0: all"}, rule.count, 0, UINT32_MAX)
         .number({"--ms", "N", "delay: milliseconds (0)"}, rule.milliseconds, 0, UINT32_MAX)
         .number({"--status", "N", "bad-status: the status (-1)"}, rule.status, INT32_MIN, INT32_MAX);
-}
-
-void addRemove(CommandTree& tree, const CommandTree::Group& fault) {
-    const auto number = std::make_shared<std::uint32_t>();
-    tree.command(fault, "remove", {"fault remove NUMBER", "Remove a fault", "fault remove 1"},
-                 [number](Session& session) {
-                     session.client.change(OperatorCode::REMOVE_FAULT, OneTag{*number}.encode());
-                     session.print(Json().set("removed", *number), "");
-                 })
-        .number({"NUMBER", "", "Its number, as fault add and list print it", true}, *number, 0, UINT32_MAX);
 }
 
 }  // namespace
@@ -138,9 +121,9 @@ void addFaultCommands(CommandTree& tree) {
     const CommandTree::Group fault = tree.group("fault", "Misbehave: add, list, remove, clear, release");
     addAdd(tree, fault);
     tree.command(fault, "list", {"fault list", "Print the faults that are set", "fault list"}, list);
-    addRemove(tree, fault);
-    tree.command(fault, "clear", {"fault clear", "Remove all faults; held answers go out", "fault clear"},
-                 [](Session& session) { doToAll(session, OperatorCode::CLEAR_FAULTS, "removed"); });
-    tree.command(fault, "release", {"fault release", "Let held answers go out", "fault release"},
-                 [](Session& session) { doToAll(session, OperatorCode::RELEASE_HELD, "released"); });
+    auto [command, number] =
+        tree.command(fault, "remove", {"fault remove NUMBER", "Remove a fault", "fault remove 1"}, remove);
+    command.number({"NUMBER", "", "Its number, as fault add and list print it", true}, number, 0, UINT32_MAX);
+    tree.command(fault, "clear", {"fault clear", "Remove all faults; held answers go out", "fault clear"}, clear);
+    tree.command(fault, "release", {"fault release", "Let held answers go out", "fault release"}, release);
 }

@@ -99,12 +99,12 @@ void log(Session& session, const LogArguments& arguments) {
 }  // namespace
 
 void addLogCommands(CommandTree& tree) {
-    const auto arguments = std::make_shared<LogArguments>();
-    tree.command(tree.root(), "log",
-                 {"log [--follow] [--since ID] [--level N]", "Event log: time, level, id, flags, component, text",
-                  "log --level 3 --since 17"},
-                 [arguments](Session& session) { log(session, *arguments); })
-        .flag("--follow", "Go on printing what is added", arguments->follow)
-        .take({"--since", "ID", "Only what came after this id"}, arguments->since)
-        .number({"--level", "N", "Only levels up to N; operators see 0, 2 and 3"}, arguments->level, 0, INT32_MAX);
+    auto [command, arguments] =
+        tree.command(tree.root(), "log",
+                     {"log [--follow] [--since ID] [--level N]", "Event log: time, level, id, flags, component, text",
+                      "log --level 3 --since 17"},
+                     log);
+    command.flag("--follow", "Go on printing what is added", arguments.follow)
+        .take({"--since", "ID", "Only what came after this id"}, arguments.since)
+        .number({"--level", "N", "Only levels up to N; operators see 0, 2 and 3"}, arguments.level, 0, INT32_MAX);
 }

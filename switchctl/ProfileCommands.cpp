@@ -100,33 +100,29 @@ void remove(Session& session, const std::string& name) {
 }
 
 void addAdd(CommandTree& tree, const CommandTree::Group& group) {
-    const auto settings = std::make_shared<ProfileSettings>();
-    tree.command(group, "add",
-                 {"profile add NAME --level L --format F --email A... [OPTION...]", "Add a profile",
-                  "profile add Ops --level Alarm --format Tsc1 --email ops@example.com"},
-                 [settings](Session& session) { add(session, *settings); })
-        .take({"NAME", "", "Up to 32 bytes", true}, settings->name)
-        .take({"--level", "L", "Info, Warn, Critical, Alarm, Fault or None", true}, settings->level)
-        .take({"--format", "F", "FullText, Tsc1, or any other word for the short form", true}, settings->format)
-        .take({"--email", "A", "Up to 10 addresses", true}, settings->emails)
-        .number({"--max-size", "N", "Bytes of a mail (2000000)"}, settings->maxSize, Rules::MIN_SIZE, Rules::MAX_SIZE)
-        .take({"--subject", "S", "Up to 64 bytes"}, settings->subject)
-        .take({"--capture", "DAY,HH:MM,WEEKS", "Weekly capture, as in Mon,02:30,1"}, settings->capture);
+    auto [command, settings] =
+        tree.command(group, "add",
+                     {"profile add NAME --level L --format F --email A... [OPTION...]", "Add a profile",
+                      "profile add Ops --level Alarm --format Tsc1 --email ops@example.com"},
+                     add);
+    command.take({"NAME", "", "Up to 32 bytes", true}, settings.name)
+        .take({"--level", "L", "Info, Warn, Critical, Alarm, Fault or None", true}, settings.level)
+        .take({"--format", "F", "FullText, Tsc1, or any other word for the short form", true}, settings.format)
+        .take({"--email", "A", "Up to 10 addresses", true}, settings.emails)
+        .number({"--max-size", "N", "Bytes of a mail (2000000)"}, settings.maxSize, Rules::MIN_SIZE, Rules::MAX_SIZE)
+        .take({"--subject", "S", "Up to 64 bytes"}, settings.subject)
+        .take({"--capture", "DAY,HH:MM,WEEKS", "Weekly capture, as in Mon,02:30,1"}, settings.capture);
 }
 
-void addNamed(CommandTree& tree, const CommandTree::Group& group, const char* word, const CommandText& text,
-              void (*action)(Session&, const std::string&)) {
-    const auto name = std::make_shared<std::string>();
-    tree.command(group, word, text, [name, action](Session& session) { action(session, *name); })
-        .take({"NAME", "", "Name of the profile", true}, *name);
-}
+constexpr Argument NAME = {"NAME", "", "Name of the profile", true};
 
 }  // namespace
 
 void addProfileCommands(CommandTree& tree) {
     const CommandTree::Group group = tree.group("profile", "CallHome's profiles: list, show, add, remove");
     tree.command(group, "list", {"profile list", "Print all profiles, a line each", "profile list"}, list);
-    addNamed(tree, group, "show", {"profile show NAME", "Print one profile", "profile show Operators"}, show);
+    tree.command(group, "show", {"profile show NAME", "Print one profile", "profile show Operators"}, show, NAME);
     addAdd(tree, group);
-    addNamed(tree, group, "remove", {"profile remove NAME", "Remove a profile", "profile remove Operators"}, remove);
+    tree.command(group, "remove", {"profile remove NAME", "Remove a profile", "profile remove Operators"}, remove,
+                 NAME);
 }

@@ -57,7 +57,13 @@ std::string presentState(Session& session, const std::string& name) {
     return "absent";
 }
 
-void wait(Session& session, const std::string& component, const std::string& state) {
+struct WaitArguments {
+    std::string component;
+    std::string state;
+};
+
+void wait(Session& session, const WaitArguments& arguments) {
+    const auto& [component, state] = arguments;
     if (component.empty()) {
         throw UsageError("a component has a name; write it as status prints it");
     }
@@ -74,20 +80,15 @@ void wait(Session& session, const std::string& component, const std::string& sta
     session.print(Json().set("component", component).set("state", state), "");
 }
 
-struct WaitArguments {
-    std::string component;
-    std::string state;
-};
-
 }  // namespace
 
 void addSwitchCommands(CommandTree& tree) {
-    const auto arguments = std::make_shared<WaitArguments>();
-    tree.command(tree.root(), "wait",
-                 {"wait COMPONENT STATE [--timeout S]", "Wait until a component has come so far",
-                  "wait orvApp started --timeout 30"},
-                 [arguments](Session& session) { wait(session, arguments->component, arguments->state); })
-        .take({"COMPONENT", "", "Name of the component", true}, arguments->component)
-        .take({"STATE", "", "registered, ready, configured or started", true}, arguments->state);
+    auto [command, arguments] =
+        tree.command(tree.root(), "wait",
+                     {"wait COMPONENT STATE [--timeout S]", "Wait until a component has come so far",
+                      "wait orvApp started --timeout 30"},
+                     wait);
+    command.take({"COMPONENT", "", "Name of the component", true}, arguments.component)
+        .take({"STATE", "", "registered, ready, configured or started", true}, arguments.state);
     tree.command(tree.root(), "status", {"status", "Whether CallHome can send and, if not, why", "status"}, status);
 }
