@@ -1,4 +1,5 @@
 #include "app_log.h"
+#include "testing/Uncatalogued.h"
 #include "testing/switchctl/SwitchctlTest.h"
 
 using testing::HasSubstr;
@@ -7,6 +8,10 @@ namespace {
 
 class LogCommands : public SwitchctlDaemonTest {
 protected:
+    void SetUp() override {
+        SwitchctlDaemonTest::SetUp();
+        Uncatalogued::acceptAll();
+    }
     void write(int level, std::uint32_t number, const char* text) {
         app_log(level, number, -1, -1, -1, -1, 4096, &daemon_, "%s", text);
         switch_.pump();

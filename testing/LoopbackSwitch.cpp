@@ -7,7 +7,10 @@
 #include "platform/client/HostPlatform.h"
 #include "platform/wire/ManagementWire.h"
 #include "switchd/services/FactoryAttributes.h"
+#include "testing/Uncatalogued.h"
 
+#include <cstdlib>
+#include <iostream>
 #include <limits>
 #include <ostream>
 #include <stdexcept>
@@ -43,6 +46,8 @@ LoopbackSwitch::LoopbackSwitch(TempRoot* root)
     services_.management().messages().add([this](const Hsb_Message& message) {
         replies_.push_back({message.code(), {message.payload().begin(), message.payload().end()}});
     });
+    Uncatalogued::forget();
+    services_.log().entries().add(Uncatalogued::take);
     Log_Event::instance_m = &logConnection_;
     logConnection_.open();
     HostPlatform::useTransport(&processSide_);
@@ -50,6 +55,10 @@ LoopbackSwitch::LoopbackSwitch(TempRoot* root)
 }
 
 LoopbackSwitch::~LoopbackSwitch() {
+    if (const std::string problem = Uncatalogued::next(); !problem.empty()) {
+        std::cerr << "LoopbackSwitch: " << problem << std::endl;
+        std::abort();
+    }
     leaveBus();
     HostPlatform::useTransport(nullptr);
     Log_Event::instance_m = formerLogConnection_;
@@ -170,6 +179,8 @@ void LoopbackSwitch::pump() {
     do {
         require(++turns < ENDLESS, "the loop never comes to rest");
     } while (turn(Timeval(0, 0)) > 0 || !bus_.idle());
+    const std::string problem = Uncatalogued::next();
+    require(problem.empty(), problem);
 }
 
 void LoopbackSwitch::tick(unsigned seconds) {

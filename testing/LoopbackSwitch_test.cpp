@@ -8,6 +8,7 @@
 #include "orvClient.h"
 #include "platform/wire/ManagementWire.h"
 #include "testing/StubComponent.h"
+#include "testing/Uncatalogued.h"
 #include "uptime.h"
 
 #include <gmock/gmock.h>
@@ -64,6 +65,7 @@ TEST(LoopbackSwitch, keepsEventLogLinesFromTheBeginningOrFromTheLastForgetting) 
     StubComponent component;
     component.insert();
     sw.pump();
+    Uncatalogued::acceptAll();
 
     app_log(15, 0x8B000001u, -1, -1, -1, -1, 4096, &component, "%d%% done", 50);
     sw.pump();
@@ -174,6 +176,54 @@ TEST(LoopbackSwitch, keepsManagementRepliesUntilTheyAreTaken) {
                 ElementsAre(ManagementReply{107, TestProfileResults{1, "Ops"}.encode()},
                             ManagementReply{102, TestProfileResponse{handle, 0, "Ops"}.encode()}));
     EXPECT_THAT(sw.managementReplies(), IsEmpty());
+}
+
+// What a component logs, and whether it is held against the daemon's catalogue and found wanting.
+struct LoggedCase {
+    const char* name;
+    std::uint32_t flags;
+    const char* component;
+    const char* text;
+    bool refused;
+};
+
+constexpr LoggedCase LOGGED[] = {
+    {"anEntryOfTheCatalogue", 4096, "OrvApp", "Message is too large", false},
+    {"aTextThatIsNone", 4096, "OrvApp", "Message is too large to print", true},
+    {"withoutTheDaemonsFlags", 0, "OrvApp", "Message is too large to print", false},
+    {"ofAnotherComponent", 4096, "other", "Message is too large to print", false},
+};
+
+class LoopbackSwitchCatalogue : public testing::TestWithParam<LoggedCase> {};
+
+TEST_P(LoopbackSwitchCatalogue, isWhatTheDaemonsEntriesAreHeldAgainst) {
+    LoopbackSwitch sw;
+    StubComponent component(GetParam().component);
+    component.insert();
+    sw.pump();
+
+    app_log(15, 0x8b000001, -1, -1, -1, -1, GetParam().flags, &component, "%s", GetParam().text);
+
+    if (GetParam().refused) {
+        EXPECT_THROW(sw.pump(), std::runtime_error);
+    } else {
+        sw.pump();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Entries, LoopbackSwitchCatalogue, testing::ValuesIn(LOGGED),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(LoopbackSwitch, acceptsAnyEntryWhereATestWritesInTheDaemonsName) {
+    LoopbackSwitch sw;
+    StubComponent component;
+    component.insert();
+    Uncatalogued::acceptAll();
+
+    app_log(15, 0x8b000001, -1, -1, -1, -1, 4096, &component, "%s", "a text of the test's own");
+    sw.pump();
+
+    EXPECT_THAT(sw.eventLog(), SizeIs(1));
 }
 
 TEST(LoopbackSwitch, leavesNothingBehindForTheNextOne) {

@@ -2,10 +2,13 @@
 
 #include "Dispatcher.h"
 #include "Hsb_Component.h"
+#include "app_log.h"
 #include "dbg/OrvGuard.h"
 #include "dbg/OrvTimer.h"
 #include "dbg/RecordedEventLog.h"
 #include "dbg/TraceFixture.h"
+
+#include <gtest/gtest-spi.h>
 
 #include <functional>
 #include <new>
@@ -44,18 +47,21 @@ protected:
 };
 
 TEST_F(OrvEventLogTest, writesTheDaemonsOwnEntries) {
+    const UncataloguedEntries own;
     orvLog(kOrvLogWarning, 0x8b000012u, "server %s, port %d", "10.0.0.1", 25);
 
     EXPECT_EQ(recordedEventLog(), Entries{entry(3, 0x8b000012, "server 10.0.0.1, port 25")});
 }
 
 TEST_F(OrvEventLogTest, givesEntriesWithoutNumberTheCommonOne) {
+    const UncataloguedEntries own;
     orvLog(kOrvLogInternal, "failed: %s", "it");
 
     EXPECT_EQ(recordedEventLog(), Entries{entry(15, 0x8B000001, "failed: it")});
 }
 
 TEST_F(OrvEventLogTest, takesPercentSignsInArgumentsAsTheyAre) {
+    const UncataloguedEntries own;
     orvLog(kOrvLogInfo, "%s", "100% %s %n");
 
     EXPECT_EQ(recordedEventLog(), Entries{entry(31, 0x8B000001, "100% %s %n")});
@@ -87,6 +93,7 @@ TEST_F(OrvEventLogTest, raisesTwoAlarmsWhenMemoryIsShort) {
 TEST_F(OrvEventLogTest, writesEntriesBeforeThereIsAnApplication) {
     setOrvApplication(nullptr);
 
+    const UncataloguedEntries own;
     orvLog(kOrvLogInternal, "early");
 
     EXPECT_EQ(recordedEventLog(), (Entries{{false, 15, 0x8B000001, {-1, -1, -1, -1}, 4096, nullptr, "early"}}));
@@ -108,6 +115,17 @@ TEST_F(OrvEventLogTest, losesWhatFindsNoMemoryAndTracesIt) {
         expected += prefix("OrvEventLog", "orvAlarm") + lost;
     }
     EXPECT_EQ(file("orv.out.Main"), expected);
+}
+
+TEST_F(OrvEventLogTest, failsATestWhoseDaemonLogsWhatTheCatalogueDoesNotDescribe) {
+    EXPECT_NONFATAL_FAILURE(orvLog(orv_log::kRecovered.level, 0x8b000099u, "%s", orv_log::kRecovered.text),
+                            "not in the daemon's catalogue: entry 2");
+    EXPECT_NONFATAL_FAILURE(orvLog(kOrvLogInternal, "Message is too large to print"), "not in the daemon's catalogue");
+    EXPECT_NONFATAL_FAILURE(orvAlarm("Message is too large"), "not in the daemon's catalogue: alarm 16");
+
+    orvLog(orv_log::kMessageTooLarge);
+    app_log(3, 1, -1, -1, -1, -1, kOrvOwnEntryFlags, nullptr, "another component's");
+    app_log(3, 1, -1, -1, -1, -1, 0, &application_, "without the daemon's flags");
 }
 
 TEST_F(OrvEventLogTest, goesOnAfterAStepWhoseExceptionWasReported) {

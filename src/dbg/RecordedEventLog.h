@@ -1,4 +1,5 @@
-// Test support: stands in for the switch's event log and keeps what was written to it.
+// Test support: stands in for the switch's event log and keeps what was written to it. A test fails when the daemon
+// writes what no row of its catalogue describes.
 #pragma once
 
 #include <cstdint>
@@ -32,3 +33,13 @@ std::vector<RecordedEntry>& recordedEventLog();
 
 // Whether every call finds no memory and throws, on this thread.
 bool& eventLogWithoutMemory();
+
+// While one lives, a test writes texts of its own in the daemon's name.
+struct UncataloguedEntries {
+    UncataloguedEntries() { ++alive; }
+    ~UncataloguedEntries() { --alive; }
+    UncataloguedEntries(const UncataloguedEntries&) = delete;
+    UncataloguedEntries& operator=(const UncataloguedEntries&) = delete;
+
+    static inline thread_local int alive = 0;
+};
