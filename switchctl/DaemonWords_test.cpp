@@ -19,7 +19,7 @@ const std::string& sources() {
         std::string text;
         for (const auto& file : fs::recursive_directory_iterator(DAEMON_SOURCES)) {
             const std::string name = file.path().filename();
-            if (name.ends_with(".cpp") && !name.ends_with("_test.cpp")) {
+            if ((name.ends_with(".cpp") && !name.ends_with("_test.cpp")) || name.ends_with(".h")) {
                 std::ifstream stream(file.path());
                 text.append(std::istreambuf_iterator<char>(stream), {});
             }
@@ -60,9 +60,8 @@ TEST(DaemonWords, areTracedByMethodsThatTheDaemonHas) {
         const std::string module(words.module);
         const std::string method(words.method);
         EXPECT_TRUE(isInSources("kTraceModule[] = \"" + module + "\"")) << module;
-        EXPECT_TRUE(isInSources(module + "::" + method + "(") || isInSources(" " + method + "(") ||
-                    isInSources("\"" + method + "\""))
-            << method;
+        const std::string head = module == "main" ? " " + method + "(" : module + "::" + method + "(";
+        EXPECT_TRUE(method.empty() || isInSources(head) || isInSources("\"" + method + "\"")) << head;
     }
 }
 
