@@ -1,5 +1,6 @@
 #include "switchctl/Attributes.h"
 
+#include "dsClient.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Text.h"
 #include "switchd/store/AttributeStore.h"
@@ -57,7 +58,7 @@ Attribute parse(const std::string& text) {
     if (equals == std::string::npos) {
         throw UsageError(quoted(text) + " has no '='; write KEY=VALUE");
     }
-    Attribute attribute{text.substr(0, equals), STRING, text.substr(equals + 1)};
+    Attribute attribute{text.substr(0, equals), dsClient::TYPE_STRING, text.substr(equals + 1)};
     checkKey(attribute.key);
     if (attribute.value.size() > AttributeStore::MAX_VALUE) {
         throw UsageError("the value of " + attribute.key + " is too long; a value has at most 10 MB");

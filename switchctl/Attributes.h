@@ -11,9 +11,6 @@
 
 namespace Attributes {
 
-// The type of a text (dsClient::TYPE_STRING).
-inline constexpr std::uint32_t STRING = 1;
-
 // KEY=VALUE; throws UsageError when it is not.
 Attribute parse(const std::string& text);
 // Throws UsageError when no attribute can be called so.

@@ -199,7 +199,10 @@ void addCallhomeCommands(CommandTree& tree) {
     tree.command(group, "queue", {"callhome queue", "Print the state of the queue", "callhome queue"}, queue);
     tree.command(group, "probe",
                  {"callhome probe", "Have the daemon trace its state, and print that", "callhome probe"}, probe);
-    addCallhomeTest(tree, group);
+    tree.command(group, "test",
+                 {"callhome test NAME [--timeout S]", "Send a test message and wait for its result",
+                  "callhome test Operators --timeout 60"},
+                 callhomeTest, {"NAME", "", "Name of the profile", true});
     addSetup(tree, group);
     addRaw(tree, group);
 }

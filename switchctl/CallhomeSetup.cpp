@@ -1,13 +1,14 @@
 #include "switchctl/CallhomeSetup.h"
 
+#include "dsClient.h"
 #include "switchctl/Errors.h"
 #include "switchctl/MailServer.h"
 #include "switchctl/Rules.h"
 
 namespace {
 
-constexpr std::uint32_t STRING = 1;
-constexpr std::uint32_t INTEGER = 2;
+constexpr std::uint32_t STRING = dsClient::TYPE_STRING;
+constexpr std::uint32_t INTEGER = dsClient::TYPE_INTEGER;
 constexpr const char* OFF = "off";
 
 using Check = void (*)(const std::string& option, const std::string& text);

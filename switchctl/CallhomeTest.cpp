@@ -39,9 +39,6 @@ std::shared_ptr<const Result> watchResults(Session& session, const std::string& 
     return result;
 }
 
-// The daemon's response to a request for its profiles while it reads its configuration.
-constexpr std::uint32_t READING = 2;
-
 // A profile that the daemon does not know has no result ever. False when it cannot tell now, as it is reading its
 // configuration.
 bool refuseUnknown(Session& session, const std::string& name) {
@@ -49,7 +46,7 @@ bool refuseUnknown(Session& session, const std::string& name) {
     try {
         info = Management::processed(session);
     } catch (const Refused& error) {
-        return error.responseStatus != READING;
+        return error.responseStatus != ManagementStatus::UPDATING_PROFILES;
     }
     const bool known = std::ranges::any_of(info.profiles, [&](const auto& profile) { return profile.name == name; });
     if (!known) {
@@ -84,8 +81,10 @@ void tell(Session& session, const std::string& name, std::uint32_t result, const
     }
 }
 
+}  // namespace
+
 // What is wrong is written into the event log before the result, and the result may come before the response.
-void test(Session& session, const std::string& name) {
+void callhomeTest(Session& session, const std::string& name) {
     Rules::profileName(name);
     const auto result = watchResults(session, name);
     const DaemonLog log(session);
@@ -104,13 +103,4 @@ void test(Session& session, const std::string& name) {
                        because(log));
     }
     tell(session, name, **result, log);
-}
-
-}  // namespace
-
-void addCallhomeTest(CommandTree& tree, const CommandTree::Group& group) {
-    tree.command(group, "test",
-                 {"callhome test NAME [--timeout S]", "Send a test message and wait for its result",
-                  "callhome test Operators --timeout 60"},
-                 test, {"NAME", "", "Name of the profile", true});
 }

@@ -1,6 +1,8 @@
-// callhome test: a test message, and what became of it.
+// callhome test: a test message for a profile, and what became of it.
 #pragma once
 
-#include "switchctl/CommandTree.h"
+#include "switchctl/Session.h"
 
-void addCallhomeTest(CommandTree& tree, const CommandTree::Group& group);
+#include <string>
+
+void callhomeTest(Session& session, const std::string& profile);

@@ -1,6 +1,7 @@
-#include "switchctl/DaemonVerdict.h"
-
+#include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
+
+#include <span>
 
 namespace {
 
@@ -59,8 +60,7 @@ std::string timeOf(std::int64_t microseconds) {
 }
 
 // Only what is known to be of this start keeps it from sending: the daemon may have been restarted since.
-template <std::size_t SIZE>
-std::optional<StatusProblem> firstOf(const BrokenStart (&table)[SIZE], const StatusFacts& facts) {
+std::optional<StatusProblem> firstOf(std::span<const BrokenStart> table, const StatusFacts& facts) {
     for (const BrokenStart& one : table) {
         if (facts.traces.started && facts.count(one.trouble).times != 0) {
             return restart(one.text);
@@ -70,8 +70,7 @@ std::optional<StatusProblem> firstOf(const BrokenStart (&table)[SIZE], const Sta
 }
 
 // With the time, where it may be of an earlier start.
-template <std::size_t SIZE>
-void addAll(const BrokenStart (&table)[SIZE], const StatusFacts& facts, std::vector<StatusProblem>& warnings) {
+void addAll(std::span<const BrokenStart> table, const StatusFacts& facts, std::vector<StatusProblem>& warnings) {
     for (const BrokenStart& one : table) {
         const auto count = facts.count(one.trouble);
         if (count.times != 0) {

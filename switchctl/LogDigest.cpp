@@ -1,5 +1,6 @@
 #include "switchctl/LogDigest.h"
 
+#include "MessageCodes.h"
 #include "switchctl/Management.h"
 #include "switchctl/Text.h"
 
@@ -67,9 +68,9 @@ bool isListing(const Entry& entry) {
     return entry.argument(0).starts_with("/tmp/orv-queue-order");
 }
 
-template <int CATEGORY, int EVENT>
+template <EventId EVENT>
 bool isEvent(const Entry& entry) {
-    return entry.argument(0) == std::to_string(CATEGORY) && entry.argument(1) == std::to_string(EVENT);
+    return entry.argument(0) == std::to_string(EVENT.category) && entry.argument(1) == std::to_string(EVENT.number);
 }
 
 // What the system said when a mail could not be sent; what the server says stands behind it.
@@ -98,10 +99,10 @@ constexpr KindTrouble TROUBLES[] = {
     {orv_log::kAckFailed, Trouble::CONFIGURED_UNSENT},
     {orv_log::kSendThreadNotStarted, Trouble::NO_SEND_THREAD},
     {orv_log::kCaptureThreadNotStarted, Trouble::NO_CAPTURE_THREAD},
-    {orv_log::kConsumerNotAdded, Trouble::NO_LOG_EVENTS, isEvent<1, 0>},
-    {orv_log::kConsumerNotAdded, Trouble::NO_STATE_EVENTS, isEvent<66, 3>},
-    {orv_log::kConsumerNotAdded, Trouble::NO_ADDRESS_EVENTS, isEvent<2, 56>},
-    {orv_log::kConsumerNotAdded, Trouble::NO_HOSTNAME_EVENTS, isEvent<90, 0>},
+    {orv_log::kConsumerNotAdded, Trouble::NO_LOG_EVENTS, isEvent<SwitchEvent::LOG_RECORD>},
+    {orv_log::kConsumerNotAdded, Trouble::NO_STATE_EVENTS, isEvent<SwitchEvent::STATE>},
+    {orv_log::kConsumerNotAdded, Trouble::NO_ADDRESS_EVENTS, isEvent<SwitchEvent::INTERFACE_CHANGE>},
+    {orv_log::kConsumerNotAdded, Trouble::NO_HOSTNAME_EVENTS, isEvent<SwitchEvent::HOSTNAME>},
     {orv_log::kNoMemory, Trouble::OUT_OF_MEMORY},
     {orv_log::kNoEntryMemory, Trouble::OUT_OF_MEMORY},
     {orv_log::kNoOrderMemory, Trouble::OUT_OF_MEMORY},

@@ -1,5 +1,6 @@
 #include "switchctl/ProfileTable.h"
 
+#include "dsClient.h"
 #include "switchctl/CaptureTime.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Rules.h"
@@ -10,8 +11,8 @@
 
 namespace {
 
-constexpr std::uint32_t STRING = 1;
-constexpr std::uint32_t INTEGER = 2;
+constexpr std::uint32_t STRING = dsClient::TYPE_STRING;
+constexpr std::uint32_t INTEGER = dsClient::TYPE_INTEGER;
 constexpr std::uint32_t MOST_EMAILS = 10;  // of a profile; the daemon reads no more
 const std::string COUNT = "Global.CallhomeDB.NumberOfProfiles";
 const std::string NAMES = "Global.CallhomeDB.ProfileList.";

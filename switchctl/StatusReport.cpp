@@ -1,6 +1,5 @@
 #include "switchctl/StatusReport.h"
 
-#include "switchctl/DaemonVerdict.h"
 #include "switchctl/DaemonWords.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"

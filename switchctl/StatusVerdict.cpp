@@ -1,6 +1,5 @@
 #include "switchctl/StatusVerdict.h"
 
-#include "switchctl/DaemonVerdict.h"
 #include "switchctl/MailServer.h"
 #include "switchctl/Text.h"
 

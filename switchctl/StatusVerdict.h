@@ -3,6 +3,7 @@
 
 #include "switchctl/StatusFacts.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,12 @@ struct StatusProblem {
 
 // None: it can send.
 std::vector<StatusProblem> statusProblems(const StatusFacts& facts);
+
+// What is wrong with the daemon itself: how it has started, whether its threads work, what it ran out of. What keeps it
+// from sending anything; nothing when it works.
+std::optional<StatusProblem> daemonProblem(const StatusFacts& facts);
+// What keeps no mail from leaving now, and is worth knowing.
+std::vector<StatusProblem> daemonWarnings(const StatusFacts& facts);
 
 // A mail server as the attribute store has it.
 struct StatusServer {

@@ -13,6 +13,8 @@ inline constexpr int kOrvLogDetail = 17;
 inline constexpr int kOrvLogInfo = 31;
 // The number of every entry that has none of its own.
 inline constexpr std::uint32_t kOrvLogId = 0x8B000001u;
+// The flags that mark the daemon's own entries.
+inline constexpr std::uint32_t kOrvOwnEntryFlags = 4096;
 
 namespace orv_log {
 

@@ -14,8 +14,6 @@
 
 class Hsb_Component;
 
-inline constexpr std::uint32_t kOrvOwnEntryFlags = 4096;
-
 // Writes an entry of the catalogue, with what is to be filled in.
 template <typename... Arguments>
 void orvLog(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Arguments>... arguments) noexcept;

@@ -85,7 +85,8 @@ protected:
     // Writes into the event log as the daemon does.
     template <typename... Arguments>
     void write(const OrvLogEntry<Arguments...>& kind, std::type_identity_t<Arguments>... arguments) {
-        app_log(kind.level, kind.id, -1, -1, -1, -1, 4096, &daemon_, "%s", filledText(kind, arguments...).c_str());
+        app_log(kind.level, kind.id, -1, -1, -1, -1, kOrvOwnEntryFlags, &daemon_, "%s",
+                filledText(kind, arguments...).c_str());
     }
     // The same, and it is there.
     template <typename... Arguments>
