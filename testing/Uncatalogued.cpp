@@ -1,13 +1,13 @@
 #include "testing/Uncatalogued.h"
 
 #include "catalogue/OrvEventCatalogue.h"
+#include "catalogue/OrvLogEntries.h"
 
 #include <sstream>
 #include <utility>
 
 namespace {
 
-constexpr std::uint32_t DAEMONS_FLAGS = 4096;
 // A room's own tests may have no component at all.
 constexpr const char* DAEMONS_NAMES[] = {"OrvApp", ""};
 
@@ -16,7 +16,7 @@ bool acceptsAll = false;
 
 bool isDaemons(const LogEntry& entry) {
     const bool named = entry.component == DAEMONS_NAMES[0] || entry.component == DAEMONS_NAMES[1];
-    return named && entry.flags == DAEMONS_FLAGS;
+    return named && entry.flags == kOrvOwnEntryFlags;
 }
 
 }  // namespace

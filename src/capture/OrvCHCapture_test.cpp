@@ -380,11 +380,12 @@ TEST_F(OrvCHCaptureTest, tracesMessagesItDoesNotKnow) {
 }
 
 TEST_F(OrvCHCaptureTest, writesTheEntriesThatItsThreadAsksFor) {
-    OrvThreadSwLogApp request({3, 0x8b000013, -1, -1, kOrvOwnEntryFlags, orvApplication(), "100% full"});
+    OrvThreadSwLogApp request(
+        {16, 0x8b000001, -1, -1, kOrvOwnEntryFlags, orvApplication(), "Invalid file name 100%, skipping"});
 
     capture().handleMainMesg(&request);
 
-    EXPECT_THAT(switch_.takeSent(), ElementsAre("log 3 8b000013 100% full"));
+    EXPECT_THAT(switch_.takeSent(), ElementsAre("log 16 8b000001 Invalid file name 100%, skipping"));
 }
 
 TEST_F(OrvCHCaptureTest, numbersTheMessagesBetweenTheThreads) {

@@ -5,6 +5,7 @@
 #include "MessageCodes.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
+#include "catalogue/OrvEventCatalogue.h"
 #include "dbg/OrvEventLog.h"
 #include "platform/client/HostPlatform.h"
 #include "platform/wire/DsWire.h"
@@ -31,6 +32,9 @@ std::string entryLine(std::uint16_t code, const EventLogEntry& entry) {
     line += orvFormat(" %d %x ", entry.level, entry.id) + entry.text;
     const bool isOwn = entry.slot == -1 && entry.chip == -1 && entry.port == -1 && entry.spare == -1 &&
                        entry.flags == kOrvOwnEntryFlags && entry.component == kName;
+    if (isOwn && !orvFindInCatalogue(entry.level, entry.id, entry.text)) {
+        line += " (not in the daemon's catalogue)";
+    }
     return isOwn ? line : line + " (not marked as the daemon's own)";
 }
 
