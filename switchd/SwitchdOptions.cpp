@@ -1,5 +1,7 @@
 #include "switchd/SwitchdOptions.h"
 
+#include "host_help.h"
+
 namespace {
 
 constexpr const char* STATE = "--state";
@@ -14,10 +16,7 @@ const char* const SwitchdOptions::HELP =
     "  --state DIR    where attributes and event log are kept; created, with the factory's attributes, when missing\n"
     "  --help         this text\n"
     "  --version      which version this is\n"
-    "\n"
-    "Environment:\n"
-    "  HSB_BUS        D-Bus address (default: the system bus for root, else the session bus)\n"
-    "  HSB_ROOT       directory that stands for the switch's / (default: none)\n"
+    "\n" HSB_ENVIRONMENT_HELP
     "  HSB_TIME_SCALE how many times as fast the switch's timers run (default: 1)\n"
     "\n"
     "Ends with status 0 on SIGTERM and SIGINT. Example: switchd --state /var/lib/switchd\n";

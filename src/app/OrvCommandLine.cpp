@@ -1,5 +1,6 @@
 #include "app/OrvCommandLine.h"
 
+#include "host_help.h"
 #include "orv_version.h"
 
 #include <cstdio>
@@ -18,10 +19,7 @@ constexpr char kHelp[] =
     "\n"
     "  --help         this text\n"
     "  --version      which version this is\n"
-    "\n"
-    "Environment:\n"
-    "  HSB_BUS        D-Bus address (default: the system bus for root, else the session bus)\n"
-    "  HSB_ROOT       directory that stands for the switch's / (default: none)\n"
+    "\n" HSB_ENVIRONMENT_HELP
     "  HSB_TIME_SCALE how many times as fast timers and delays run (default: 1)\n"
     "\n"
     "Ends with status 0 on SIGTERM and SIGINT.\n";
