@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr int kAlarmLevel = 16;
-constexpr std::uint32_t kAlarmId = 0;
 constexpr std::size_t kLongestAlarm = 256;
 constexpr std::size_t kLongestText = 512;  // in the catalogue
 
@@ -96,24 +94,6 @@ void orvFillText(char* buffer, std::size_t size, const char* text, ...) noexcept
     va_start(arguments, text);
     fill(buffer, size, text, arguments);
     va_end(arguments);
-}
-
-void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept {
-    std::va_list arguments;
-    va_start(arguments, format);
-    write(level, id, format, arguments);
-    va_end(arguments);
-}
-
-void orvLog(int level, const char* format, ...) noexcept {
-    std::va_list arguments;
-    va_start(arguments, format);
-    write(level, kOrvLogId, format, arguments);
-    va_end(arguments);
-}
-
-void orvAlarm(const char* text) noexcept {
-    raise(kAlarmLevel, kAlarmId, text);
 }
 
 void orvMemoryAlarm() noexcept {

@@ -21,9 +21,12 @@ void orvLog(const OrvLogEntry<Arguments...>& entry, std::type_identity_t<Argumen
 template <typename... Arguments>
 void orvAlarm(const OrvLogEntry<Arguments...>& alarm, std::type_identity_t<Arguments>... arguments) noexcept;
 
-// The developer's share: the same text as a trace line of the calling method, then the entry.
+// The developer's share: the same text as a trace line of the calling method, before the entry or after it.
 template <typename... Arguments>
 void orvTraceAndLog(const char* module, const char* function, const OrvLogEntry<Arguments...>& entry,
+                    std::type_identity_t<Arguments>... arguments) noexcept;
+template <typename... Arguments>
+void orvLogAndTrace(const char* module, const char* function, const OrvLogEntry<Arguments...>& entry,
                     std::type_identity_t<Arguments>... arguments) noexcept;
 
 // An entry's text with what is to be filled in, cut to what the buffer takes. Needs no memory. Any thread.
@@ -31,12 +34,6 @@ template <typename... Arguments>
 void orvFillEntry(std::span<char> buffer, const OrvLogEntry<Arguments...>& entry,
                   std::type_identity_t<Arguments>... arguments) noexcept;
 
-__attribute__((format(printf, 3, 4))) void orvLog(int level, std::uint32_t id, const char* format, ...) noexcept;
-// The same under kOrvLogId.
-__attribute__((format(printf, 2, 3))) void orvLog(int level, const char* format, ...) noexcept;
-
-// An alarm of the daemon: level 16, id 0.
-void orvAlarm(const char* text) noexcept;
 // The two alarms of a failed allocation.
 void orvMemoryAlarm() noexcept;
 
@@ -65,6 +62,13 @@ void orvTraceAndLog(const char* module, const char* function, const OrvLogEntry<
                     std::type_identity_t<Arguments>... arguments) noexcept {
     orvTraceEntry(module, function, entry.text, arguments...);
     orvLog(entry, arguments...);
+}
+
+template <typename... Arguments>
+void orvLogAndTrace(const char* module, const char* function, const OrvLogEntry<Arguments...>& entry,
+                    std::type_identity_t<Arguments>... arguments) noexcept {
+    orvLog(entry, arguments...);
+    orvTraceEntry(module, function, entry.text, arguments...);
 }
 
 template <typename... Arguments>

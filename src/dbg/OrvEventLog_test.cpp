@@ -47,24 +47,29 @@ protected:
 };
 
 TEST_F(OrvEventLogTest, writesTheDaemonsOwnEntries) {
-    const UncataloguedEntries own;
-    orvLog(kOrvLogWarning, 0x8b000012u, "server %s, port %d", "10.0.0.1", 25);
+    orvLog(orv_log::kRetryNow, "10.0.0.1", 25);
 
-    EXPECT_EQ(recordedEventLog(), Entries{entry(3, 0x8b000012, "server 10.0.0.1, port 25")});
-}
-
-TEST_F(OrvEventLogTest, givesEntriesWithoutNumberTheCommonOne) {
-    const UncataloguedEntries own;
-    orvLog(kOrvLogInternal, "failed: %s", "it");
-
-    EXPECT_EQ(recordedEventLog(), Entries{entry(15, 0x8B000001, "failed: it")});
+    EXPECT_EQ(recordedEventLog(),
+              Entries{entry(3, 0x8b000010, "Will retry sending via SMTP server=10.0.0.1, port=25")});
 }
 
 TEST_F(OrvEventLogTest, takesPercentSignsInArgumentsAsTheyAre) {
-    const UncataloguedEntries own;
-    orvLog(kOrvLogInfo, "%s", "100% %s %n");
+    orvLog(orv_log::kBuildDetailRequest, "100% %s %n");
 
-    EXPECT_EQ(recordedEventLog(), Entries{entry(31, 0x8B000001, "100% %s %n")});
+    EXPECT_EQ(recordedEventLog(), Entries{entry(kOrvLogDetail, 0x8B000001, "build request for 100% %s %n")});
+}
+
+TEST_F(OrvEventLogTest, writesTheSameTextAsEntryAndAsTrace) {
+    const ThreadLogger logger("orv.out.Main");
+
+    orvLogAndTrace("OrvCHMesg", "restore", orv_log::kFileEmpty, "m0");
+    orvTraceAndLog("OrvCHClient", "handleFailMesg", orv_log::kRecovered);
+
+    EXPECT_EQ(recordedEventLog(), (Entries{entry(15, 0x8B000001, "File m0 is empty, ignoring"),
+                                           entry(2, 0x8b000014, "Successful recovery of SMTP communications")}));
+    EXPECT_EQ(file("orv.out.Main"), prefix("OrvCHMesg", "restore") + "File m0 is empty, ignoring\n" +
+                                        prefix("OrvCHClient", "handleFailMesg") +
+                                        "Successful recovery of SMTP communications\n");
 }
 
 TEST_F(OrvEventLogTest, fillsATextIntoWhatTheBufferTakes) {
@@ -79,7 +84,7 @@ TEST_F(OrvEventLogTest, fillsATextIntoWhatTheBufferTakes) {
 }
 
 TEST_F(OrvEventLogTest, raisesAlarmsOfLevelSixteen) {
-    orvAlarm("Error returned from ready_for_conf()");
+    orvAlarm(orv_log::kReadyFailed);
 
     EXPECT_EQ(recordedEventLog(), Entries{alarm(16, 0, "Error returned from ready_for_conf()")});
 }
@@ -93,18 +98,20 @@ TEST_F(OrvEventLogTest, raisesTwoAlarmsWhenMemoryIsShort) {
 TEST_F(OrvEventLogTest, writesEntriesBeforeThereIsAnApplication) {
     setOrvApplication(nullptr);
 
-    const UncataloguedEntries own;
-    orvLog(kOrvLogInternal, "early");
+    orvLog(orv_log::kRecovered);
 
-    EXPECT_EQ(recordedEventLog(), (Entries{{false, 15, 0x8B000001, {-1, -1, -1, -1}, 4096, nullptr, "early"}}));
+    EXPECT_EQ(
+        recordedEventLog(),
+        (Entries{
+            {false, 2, 0x8b000014, {-1, -1, -1, -1}, 4096, nullptr, "Successful recovery of SMTP communications"}}));
 }
 
 TEST_F(OrvEventLogTest, losesWhatFindsNoMemoryAndTracesIt) {
     const ThreadLogger logger("orv.out.Main");
     eventLogWithoutMemory() = true;
 
-    orvLog(kOrvLogInternal, "failed: %s", "it");
-    orvAlarm("an alarm");
+    orvLog(orv_log::kRecovered);
+    orvAlarm(orv_log::kReadyFailed);
     orvMemoryAlarm();
 
     eventLogWithoutMemory() = false;
@@ -118,10 +125,11 @@ TEST_F(OrvEventLogTest, losesWhatFindsNoMemoryAndTracesIt) {
 }
 
 TEST_F(OrvEventLogTest, failsATestWhoseDaemonLogsWhatTheCatalogueDoesNotDescribe) {
-    EXPECT_NONFATAL_FAILURE(orvLog(orv_log::kRecovered.level, 0x8b000099u, "%s", orv_log::kRecovered.text),
+    EXPECT_NONFATAL_FAILURE(orvWriteEntry(orv_log::kRecovered.level, 0x8b000099u, "%s", orv_log::kRecovered.text),
                             "not in the daemon's catalogue: entry 2");
-    EXPECT_NONFATAL_FAILURE(orvLog(kOrvLogInternal, "Message is too large to print"), "not in the daemon's catalogue");
-    EXPECT_NONFATAL_FAILURE(orvAlarm("Message is too large"), "not in the daemon's catalogue: alarm 16");
+    EXPECT_NONFATAL_FAILURE(orvWriteEntry(kOrvLogInternal, kOrvLogId, "Message is too large to print"),
+                            "not in the daemon's catalogue");
+    EXPECT_NONFATAL_FAILURE(orvRaiseAlarm(16, 0, "Message is too large"), "not in the daemon's catalogue: alarm 16");
 
     orvLog(orv_log::kMessageTooLarge);
     app_log(3, 1, -1, -1, -1, -1, kOrvOwnEntryFlags, nullptr, "another component's");

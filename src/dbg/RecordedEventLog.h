@@ -33,13 +33,3 @@ std::vector<RecordedEntry>& recordedEventLog();
 
 // Whether every call finds no memory and throws, on this thread.
 bool& eventLogWithoutMemory();
-
-// While one lives, a test writes texts of its own in the daemon's name.
-struct UncataloguedEntries {
-    UncataloguedEntries() { ++alive; }
-    ~UncataloguedEntries() { --alive; }
-    UncataloguedEntries(const UncataloguedEntries&) = delete;
-    UncataloguedEntries& operator=(const UncataloguedEntries&) = delete;
-
-    static inline thread_local int alive = 0;
-};

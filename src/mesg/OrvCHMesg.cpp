@@ -285,7 +285,7 @@ static bool isEmptyFile(const std::string& path) {
 
 int OrvCHMesg::restore() {
     if (isEmptyFile(FileName)) {
-        orvTraceAndLog(kTraceModule, __func__, orv_log::kFileEmpty, FileName.c_str());
+        orvLogAndTrace(kTraceModule, __func__, orv_log::kFileEmpty, FileName.c_str());
         return -1;
     }
     ORV_TRACE("restoring from file %s\n", FileName.c_str());

@@ -29,11 +29,11 @@ constexpr unsigned kMostLevels = 32;
 using CallFailed = OrvLogEntry<const char*, const char*>;
 
 void report(const char* function, const CallFailed& entry, const std::string& path, int error) {
-    orvTraceAndLog(kTraceModule, function, entry, path.c_str(), orvErrorText(error).c_str());
+    orvLogAndTrace(kTraceModule, function, entry, path.c_str(), orvErrorText(error).c_str());
 }
 
 void reportLink(const char* function, const std::string& from, const std::string& to, int error) {
-    orvTraceAndLog(kTraceModule, function, orv_log::kRestoreLinkFailed, from.c_str(), to.c_str(),
+    orvLogAndTrace(kTraceModule, function, orv_log::kRestoreLinkFailed, from.c_str(), to.c_str(),
                    orvErrorText(error).c_str());
 }
 

@@ -50,13 +50,13 @@ protected:
     // The texts of the event log's entries and alarms since the last call.
     Texts takeTexts() {
         // What found no memory for its delivery on the test's bus waits there until something else is sent.
-        orvLog(kOrvLogInfo, "last");
+        orvLog(orv_log::kRecovered);
         switch_.pump();
         Texts taken;
         for (const LogEntry& each : switch_.logEntries()) {
             taken.push_back(each.text);
         }
-        EXPECT_EQ(taken.back(), "last");
+        EXPECT_EQ(taken.back(), orv_log::kRecovered.text);
         taken.pop_back();
         switch_.forgetEventLog();
         return taken;
