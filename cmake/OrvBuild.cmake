@@ -11,9 +11,12 @@ find_package(Threads REQUIRED)
 
 add_library(orv_flags INTERFACE)
 target_compile_options(orv_flags INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wformat=2 -Werror)
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-qual -Wconversion
+    -Wsign-conversion -Wformat=2 -Werror)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_compile_options(orv_flags INTERFACE -Wthread-safety)
+else()
+    target_compile_options(orv_flags INTERFACE -Wduplicated-branches)
 endif()
 # 64-bit time and file sizes on 32-bit targets too: the calendar does not end in 2038.
 target_compile_definitions(orv_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64 _GNU_SOURCE)

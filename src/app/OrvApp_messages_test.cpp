@@ -5,6 +5,8 @@
 #include "Hsb_Message.h"
 #include "Sw_Log_Type.h"
 
+#include <array>
+
 namespace {
 
 using testing::AllOf;
@@ -204,7 +206,7 @@ TEST_F(OrvAppMessages, refusesAnswersThatCannotBeRead) {
 }
 
 TEST_F(OrvAppMessages, refusesFailedAnswers) {
-    for (const std::uint8_t id : {6, 7, 8, 9}) {
+    for (const auto id : std::to_array<std::uint8_t>({6, 7, 8, 9})) {
         std::vector<std::uint8_t> payload = dsReply(DsCode::ATTRIBUTE_REPLY, id);
         payload[4 + 255 + 7] = 1;  // the last byte of its status
         Hsb_Message message(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY, payload);
@@ -239,7 +241,7 @@ TEST_F(OrvAppMessages, passesId13OnToTheControllerWhichRefusesIt) {
 }
 
 TEST_F(OrvAppMessages, ignoresAnswersForProfilesWhenNoneIsBeingRead) {
-    for (const std::uint8_t id : {2, 3, 4, 5}) {
+    for (const auto id : std::to_array<std::uint8_t>({2, 3, 4, 5})) {
         switch_->send(103, DsCode::BULK_REPLY, dsReply(DsCode::BULK_REPLY, id));
     }
     switch_->send(103, DsCode::STATUS_REPLY, dsReply(DsCode::STATUS_REPLY, 10));
@@ -254,8 +256,8 @@ TEST_F(OrvAppMessages, ignoresAnswersForProfilesWhenNoneIsBeingRead) {
 TEST_F(OrvAppMessages, survivesEveryFormatAndCodeWithAnyPayload) {
     std::uint32_t random = 12345;
     const auto next = [&random] { return random = random * 1664525u + 1013904223u; };
-    for (const std::uint16_t format : {0, 1, 2, 3, 4, 103, 105, 108, 109, 16405, 65535}) {
-        for (const std::uint16_t code : {0, 1, 2, 3, 4, 5, 6, 7, 9, 51, 96, 97, 100, 101, 65535}) {
+    for (const auto format : std::to_array<std::uint16_t>({0, 1, 2, 3, 4, 103, 105, 108, 109, 16405, 65535})) {
+        for (const auto code : std::to_array<std::uint16_t>({0, 1, 2, 3, 4, 5, 6, 7, 9, 51, 96, 97, 100, 101, 65535})) {
             for (const std::size_t length : {0u, 1u, 4u, 8u, 44u, 312u, 1000u}) {
                 std::vector<std::uint8_t> payload(length);
                 for (std::uint8_t& byte : payload) {

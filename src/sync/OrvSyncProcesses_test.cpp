@@ -117,7 +117,7 @@ protected:
         return at(static_cast<std::uint16_t>(std::strtoul(standby.line().c_str(), nullptr, 10)));
     }
     static std::int64_t told(OrvSyncPri& sender, int result) {
-        return result < 0 || sender.recvResponse() < 0 ? -sender.error() : sender.reply();
+        return result < 0 || sender.recvResponse() < 0 ? -std::int64_t{sender.error()} : std::int64_t{sender.reply()};
     }
 };
 

@@ -40,7 +40,7 @@ std::vector<Thing> sampleOf(const std::vector<Thing>& things, std::size_t most, 
     taken.front() = taken.back() = true;
     for (std::size_t left = most - std::min<std::size_t>(most, 2); left > 0;) {
         const std::size_t index = random() % things.size();
-        left -= taken[index] ? 0 : 1;
+        left -= taken[index] ? 0u : 1u;
         taken[index] = true;
     }
     std::vector<Thing> sample;
