@@ -19,7 +19,7 @@ bool isForOperators(const LogEntry& entry) {
 }
 
 std::optional<OrvCatalogueMatch> catalogued(const LogEntry& entry) {
-    return orvFindInCatalogue(entry.level, entry.number, entry.text);
+    return orvRecognise(entry.level, entry.number, entry.text);
 }
 
 bool isTestRefusal(const OrvCatalogueMatch& match) {

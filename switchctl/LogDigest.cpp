@@ -161,8 +161,8 @@ LogDigest LogDigest::read(Session& session) {
 }
 
 void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
-    const auto found = Management::isDaemon(entry.component) ? orvFindInCatalogue(entry.level, entry.number, entry.text)
-                                                             : std::nullopt;
+    const auto found =
+        Management::isDaemon(entry.component) ? orvRecognise(entry.level, entry.number, entry.text) : std::nullopt;
     if (!found) {
         return;
     }

@@ -146,6 +146,17 @@ TEST(LogDigest, leavesOutWhatOthersWroteAndTextsThatOnlyBeginAlike) {
     EXPECT_FALSE(digest.retry);
 }
 
+TEST(LogDigest, knowsByItsNumberWhatAnotherReleaseHasWorded) {
+    LogEntry givenUp = entryOf(orv_log::kRecipientGivenUp, "Ops", "a@b", "x", 25);
+    givenUp.text = "Ops has lost a@b";
+    LogEntry retry = RETRY;
+    retry.text = "soon";
+
+    EXPECT_EQ(digestOf({givenUp}).recipientsGivenUp, 1u);
+    EXPECT_TRUE(digestOf({RETRY}).retry);
+    EXPECT_FALSE(digestOf({RETRY, retry}).retry) << "the former one no longer holds";
+}
+
 struct TroubleCase {
     const char* name;
     LogEntry entry;

@@ -144,13 +144,30 @@ bool OrvCatalogueMatch::is(const OrvLogKind& kind) const {
 }
 
 std::optional<OrvCatalogueMatch> orvFindInCatalogue(int level, std::uint32_t id, std::string_view text) {
-    for (const OrvCatalogueRow& row : orvCatalogue()) {
-        std::vector<std::string> arguments;
-        if (row.level == level && row.id == id && matches(row.text, text, text.size() >= kOrvCutEntry, arguments)) {
-            return OrvCatalogueMatch{row, std::move(arguments)};
+    for (const bool cut : {false, true}) {
+        if (cut && text.size() < kOrvCutEntry) {
+            continue;
+        }
+        for (const OrvCatalogueRow& row : orvCatalogue()) {
+            std::vector<std::string> arguments;
+            // A row that begins with a place would take everything that was cut.
+            const bool decides = !cut || row.text[0] != '%';
+            if (row.level == level && row.id == id && decides && matches(row.text, text, cut, arguments)) {
+                return OrvCatalogueMatch{row, std::move(arguments)};
+            }
         }
     }
     return std::nullopt;
+}
+
+std::optional<OrvCatalogueMatch> orvRecognise(int level, std::uint32_t id, std::string_view text) {
+    auto found = orvFindInCatalogue(level, id, text);
+    if (found || id == kOrvLogId || id == 0) {
+        return found;
+    }
+    const auto rows = orvCatalogue();
+    const auto row = std::ranges::find(rows, id, &OrvCatalogueRow::id);
+    return row == rows.end() ? std::nullopt : std::optional<OrvCatalogueMatch>({*row, {}});
 }
 
 std::string orvEventLogPage() {

@@ -37,6 +37,9 @@ struct OrvCatalogueMatch {
 };
 // None when no row has this level, this number and this text. A text of kOrvCutEntry bytes or more may have been cut.
 std::optional<OrvCatalogueMatch> orvFindInCatalogue(int level, std::uint32_t id, std::string_view text);
+// The same; an entry with a number of its own counts by that, without arguments, when its words are those of another
+// release.
+std::optional<OrvCatalogueMatch> orvRecognise(int level, std::uint32_t id, std::string_view text);
 inline constexpr std::size_t kOrvCutEntry = 511;
 
 // docs/event-log.md as it ought to be.
