@@ -252,8 +252,9 @@ int OrvApp::processLookupResponse(const Hsb_Message& message) {
 }
 
 void OrvApp::takeEnsServer(const Hsb_Address& address) {
+    subscriptions_.setServer(address);
     startTick();
-    subscriptions_.begin(address);
+    subscriptions_.begin();
     callHome_.queuePowerUpMesg();
 }
 

@@ -20,7 +20,7 @@ constexpr std::uint32_t kBulkIds[] = {
 // Kept: an id under which nothing is asked for passes here and is refused further on.
 constexpr std::uint32_t kAttributeIds[] = {DsRequestId::FEATURE_FLAG, DsRequestId::SERVICES, DsRequestId::SWITCH_STATE,
                                            DsRequestId::NUMBER_OF_PROFILES, DsRequestId::UNUSED};
-constexpr std::uint32_t kStatusIds[] = {DsRequestId::CAPTURE_MARKER, DsRequestId::ACTIVE_SERVER};
+constexpr std::uint32_t kStatusIds[] = {DsRequestId::PROFILE_MARKER, DsRequestId::ACTIVE_SERVER};
 
 bool isAmong(std::span<const std::uint32_t> ids, std::uint32_t id) {
     return std::ranges::find(ids, id) != ids.end();

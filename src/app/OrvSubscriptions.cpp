@@ -30,8 +30,7 @@ int checked(int sent, const OrvLogEntry<unsigned, unsigned>& alarm, const EventI
 
 }  // namespace
 
-void OrvSubscriptions::begin(const Hsb_Address& server) {
-    server_ = server;
+void OrvSubscriptions::begin() {
     for (const Subscription& each : kSubscriptions) {
         if (subscribeConsumer(each.event) < 0) {
             orvTell("%s are not heard of until the daemon is started again", each.subject);

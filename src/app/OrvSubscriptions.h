@@ -13,8 +13,10 @@ public:
     // In its name; must outlive this object.
     explicit OrvSubscriptions(Hsb_Component& component) : component_(component) {}
 
-    // The event server is found: subscribes to all that the daemon wants to hear of.
-    void begin(const Hsb_Address& server);
+    // The event server is found.
+    void setServer(const Hsb_Address& server) { server_ = server; }
+    // Subscribes there to all that the daemon wants to hear of.
+    void begin();
     // Kept: only the log's and the state's events are given up, the others stay subscribed.
     void end();
 

@@ -148,7 +148,7 @@ int OrvCallHome::processConfig(const DsAttrReply& reply) {
 
 int OrvCallHome::processDsStatus(const DsStatusReply& reply) {
     switch (reply.id) {
-        case DsRequestId::CAPTURE_MARKER:
+        case DsRequestId::PROFILE_MARKER:
             return completeProfileConfig(reply.status);
         case DsRequestId::ACTIVE_SERVER:
             return client_.processDsStatus(reply.id, reply.status);
@@ -301,7 +301,7 @@ int OrvCallHome::completeProfileConfig(std::int32_t status) {
     }
     const OrvCHProfile* profile = currentProfile();
     if (profile == nullptr) {
-        orvLog(orv_log::kNoProfileRead, DsRequestId::CAPTURE_MARKER);
+        orvLog(orv_log::kNoProfileRead, DsRequestId::PROFILE_MARKER);
         return -1;
     }
     if (profile->captureEnabled() && profile->capture() != nullptr) {

@@ -156,7 +156,7 @@ int OrvCHProfile::completePart(std::uint32_t part) {
 }
 
 int OrvCHProfile::writeMarkerData() {
-    if (store_.setAttrReq(DsRequestId::CAPTURE_MARKER, kMarkerKey, dsClient::TYPE_STRING, kMarker, 1) == 0) {
+    if (store_.setAttrReq(DsRequestId::PROFILE_MARKER, kMarkerKey, dsClient::TYPE_STRING, kMarker, 1) == 0) {
         return 0;
     }
     orvLog(orv_log::kMarkerUnsent);
