@@ -48,7 +48,6 @@ int OrvCHClient::applyAnswer(std::span<const DsEntry> entries, std::span<const s
     const int result = settings_.apply(entries, statuses);
     endRetry();
     delay_.setValidServers(settings_.validCount());
-    settings_.publish();
     return result;
 }
 

@@ -25,7 +25,7 @@ char stateAfterRefusal(char before, const std::string& reply) {
     return reply.starts_with("4") ? Envelope::kRefusedOnce : Envelope::kGivenUp;
 }
 
-// A step's result; unless that is 0 the undoing runs, also when an exception ends the step.
+// A step's result; when that is negative the undoing runs, also when an exception ends the step.
 template <typename Step, typename Undo>
 int runOrUndo(const Step& step, const Undo& undo) {
     int result = -1;

@@ -1,7 +1,7 @@
 // One envelope's part of a dialogue: its recipients offered, its text delivered, and the recipients' states settled.
 //
-// The marks are changed under the message's lock, which is never held while the network is waited for. What a step did
-// to them is undone when it fails, by an exception too. Send thread only.
+// The marks are changed under the message's lock, which is never held while the network is waited for. What
+// was tried in vain is undone, by an exception too; a recipient that was refused before stays so. Send thread only.
 #pragma once
 
 #include "mesg/OrvCHMesg.h"

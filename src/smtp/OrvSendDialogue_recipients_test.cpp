@@ -37,7 +37,7 @@ Texts split(std::string_view text) {
 struct Fate {
     const char* name;
     const char* before;
-    const char* refusals;  // recipient and reply; without a reply the server hangs up
+    const char* refusals;  // recipient and reply; for the reply "-" the server hangs up
     const char* after;
     bool done;
     const char* mailed;  // to whom
@@ -57,11 +57,12 @@ const Fate kFates[] = {
     {"isJudgedByTheFirstCharacterOfTheRefusal", "a@x|b@x|c@x|d@x|e@x|f@x|g@x",
      "a@x 4|b@x 421 x|c@x 40|d@x 5|e@x 1 x|f@x -4", "$a@x|$b@x|$c@x|#d@x|#e@x|#f@x|!g@x", false, "g@x",
      "$a@x 4|$b@x 421 x|$c@x 40|#d@x 5|#e@x 1 x|#f@x -4"},
+    {"isToBeGivenUpAfterAReplyOfNothing", "a@x|b@x", "a@x ", "#a@x|!b@x", true, "b@x", "#a@x "},
     {"isToBeGivenUpByAllThenTheEnvelopeIsDone", "a@x", "a@x 550 none", "#a@x", true, "", "!|#a@x 550 none"},
     {"isSettledWhateverResetMeets", "a@x", "a@x 452 full", "$a@x", false, "", "!|$a@x 452 full", "", MailStage::kRset,
      "500 what"},
     {"isAsBeforeWhenTheConnectionDiesWhileTheyAreOffered", "a@x|b@x|$c@x|d@x|$e@x|f@x|!g@x",
-     "b@x 452 full|c@x 451 later|d@x 550 none|e@x ", "a@x|$b@x|$c@x|#d@x|$e@x|f@x|!g@x", false, "", "",
+     "b@x 452 full|c@x 451 later|d@x 550 none|e@x -", "a@x|$b@x|$c@x|#d@x|$e@x|f@x|!g@x", false, "", "",
      "Socket Closed Error"},
     {"isTheFirstTryAgainWhenDataIsRefused", "a@x|b@x|$c@x|d@x|!e@x", "b@x 452 full|c@x 451 later|d@x 550 none",
      "a@x|b@x|$c@x|#d@x|!e@x", false, "", "", "SMTP RESPONSE Error", MailStage::kData, "554 no"},
@@ -108,8 +109,7 @@ TEST_P(TheirFate, isWhatTheServerAndTheirMarksMakeIt) {
     for (const std::string& refusal : split(fate.refusals)) {
         const std::size_t blank = refusal.find(' ');
         const std::string reply = refusal.substr(blank + 1);
-        server_.answerRecipient(refusal.substr(0, blank),
-                                reply.empty() ? ScriptedReply::hangUp() : line(reply.c_str()));
+        server_.answerRecipient(refusal.substr(0, blank), reply == "-" ? ScriptedReply::hangUp() : line(reply.c_str()));
     }
     if (fate.stage != MailStage::kOther) {
         server_.answer(fate.stage, line(fate.answer));

@@ -82,6 +82,7 @@ int OrvServerSettings::apply(std::span<const DsEntry> entries, std::span<const s
         }
     }
     state_.servers.chooseActive();
+    publish();
     return -unknown;
 }
 
@@ -108,7 +109,8 @@ bool OrvServerSettings::applyEntry(const DsEntry& entry) {
 }
 
 void OrvServerSettings::publish() {
-    const OrvMailServers::Published published = orvPersistently([this] { return ask(&OrvMailServers::published); });
+    const OrvMailServers::Published published =
+        orvPersistently([this]() ORV_REQUIRES(state_.lock) { return state_.servers.published(); });
     const struct {
         const char* name;
         std::uint32_t type;
@@ -138,11 +140,9 @@ int OrvServerSettings::processDsStatus(std::uint32_t id, std::int32_t status) {
 }
 
 int OrvServerSettings::changeover() {
-    {
-        const Mt::Lock lock(state_.lock);
-        if (state_.servers.changeover() < 0) {
-            return -1;
-        }
+    const Mt::Lock lock(state_.lock);
+    if (state_.servers.changeover() < 0) {
+        return -1;
     }
     publish();
     return 0;

@@ -17,10 +17,9 @@ public:
 
     // Asks the store for the servers. 0, or -1 when the request could not be sent.
     [[nodiscard]] int request();
-    // Takes the answer in and chooses the active server. Minus the number of unknown keys.
+    // Takes the answer in, chooses the active server and tells the store which it is: no dialogue begins meanwhile.
+    // Minus the number of unknown keys.
     [[nodiscard]] int apply(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
-    // Tells the store which server is active.
-    void publish();
     // The answer to that. 0, or -1 when the write failed or was not this part's.
     [[nodiscard]] int processDsStatus(std::uint32_t id, std::int32_t status);
     // Makes the other server active, and publishes it, if it is valid. 0, or -1 when nothing changed.
@@ -45,6 +44,7 @@ private:
         return (state_.servers.*question)();
     }
     bool applyEntry(const DsEntry& entry) ORV_REQUIRES(state_.lock);
+    void publish() ORV_REQUIRES(state_.lock);
 
     dsClient& store_;
     OrvSendState& state_;

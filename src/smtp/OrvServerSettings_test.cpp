@@ -17,9 +17,7 @@ class OrvServerSettingsTest : public testing::Test {
 protected:
     // The answer to a request, every entry's status being good; what the store is told then. Minus the unknown keys.
     int configure(const std::vector<DsEntry>& entries) {
-        const int result = settings_.apply(entries, std::vector<std::int32_t>(entries.size(), 0));
-        settings_.publish();
-        return result;
+        return settings_.apply(entries, std::vector<std::int32_t>(entries.size(), 0));
     }
 
     std::vector<std::string> takeLog() { return takeLogOf(recording_); }
