@@ -23,7 +23,7 @@ constexpr char kSave[] = "saveEntryToFile";
 constexpr char kDelete[] = "deleteEntryFile";
 constexpr mode_t kFileMode = 0666;
 
-void unlinkEntryFile(const char* path) {
+int unlinkEntryFile(const char* path) {
     // What stays is restored, and mailed once more.
     const auto unlink = [&] { return orvOnceMore([&] { return orvUnlinkFile(path); }); };
     if (orvOnceMoreForMemory(unlink) < 0) {
@@ -31,7 +31,9 @@ void unlinkEntryFile(const char* path) {
         orvLog(orv_log::kEntryUndeleted, path);
         orvTrace(kTraceModule, kDelete, "error deleting file %s, errno = %s(%d)\n", path, orvErrorText(error).c_str(),
                  error);
+        return -1;
     }
+    return 0;
 }
 
 void saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
@@ -69,23 +71,24 @@ void appendState(const OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
 
 }  // namespace
 
-void saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
+int saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
     if (entry.posting.testMsg) {
-        return;
+        return 0;
     }
     orvBestEffort(kSave, [&] { saveMessage(entry, queue); });
     updateOrderFile(queue);
     orvBestEffort(kSave, [&] { appendState(entry, queue); });
+    return 0;
 }
 
-void deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
+int deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
     if (entry.posting.testMsg || (queue.type() == ORV_CH_MESG_Q_DUPLICATE && entry.message->DuplicateCount == 0)) {
-        return;
+        return 0;
     }
     char path[kOrvPathBuffer];
     orvEntryPath(path, orvQueueDirectory(queue.type()), entry.uniqueId);
     orvTrace(kTraceModule, kDelete, "file=%s\n", path);
     updateOrderFile(queue);
     // Whatever became of the order file: either of the two is enough for the message not to be mailed once more.
-    orvBestEffort(kDelete, [&] { unlinkEntryFile(path); });
+    return orvGuarded(kDelete, [&] { return unlinkEntryFile(path); });
 }

@@ -13,6 +13,7 @@
 #include "mesgq/OrvCHMesgQLists.h"
 #include "mesgq/OrvCHMesgQRestore.h"
 #include "mesgq/OrvCHMesgQSending.h"
+#include "mesgq/OrvSendQueue.h"
 
 #include <cstdint>
 #include <memory>
@@ -63,8 +64,8 @@ public:
     // The configuration monitor is ready; with the quotas known, the next chores restore and open the queue.
     void setMonitorReady() { monitorReady_ = true; }
     bool openForBusiness() const { return lists_.isOpenForBusiness(); }
-    // A copy of the files to the standby is running: nothing is opened meanwhile, and what the sender finishes, the
-    // operator clears or a configuration read flushes is deleted afterwards.
+    // A copy of the files to the standby is running: nothing is opened meanwhile, and what the sender finishes or
+    // the operator clears is deleted afterwards.
     bool busy() const { return sending_.syncInProgress(); }
     void setSyncInProgress(bool running) { sending_.setSyncInProgress(running); }
 

@@ -13,12 +13,12 @@ public:
     OrvCHMesgQHousekeeping(OrvCHMesgQLists& lists, const OrvCHQuotas& quotas, OrvCHMesgQSending& sending)
         : lists_(lists), quotas_(quotas), sending_(sending) {}
 
-    // Once a second on a queue that is open for business. While a copy to the standby runs, what would be deleted is
-    // marked, and a flush is made up for afterwards; likewise below.
+    // Once a second on a queue that is open for business, whether a copy to the standby runs or not.
     void oneSecondChores();
-    // Posts what was counted on the duplicate queue, forgets the rest: 0.
+    // Posts what was counted on the duplicate queue, forgets the rest: 0. While a copy to the standby runs it is put
+    // off to the next tick, and is not made when the copy still runs then.
     int flushDuplicateQueue();
-    // The operator's clear command: 0.
+    // The operator's clear command: 0. While a copy to the standby runs, what would be deleted is marked for later.
     int clearQueue();
 
     bool pendingDuplicateFlush() const { return (pendingActions_ & kPendingDuplicateFlush) != 0; }

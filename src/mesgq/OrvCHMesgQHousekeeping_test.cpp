@@ -258,8 +258,6 @@ TEST_F(OrvCHMesgQChoresTest, returnAParkedMessageWithRepeatsAfterThePeriod) {
 }
 
 TEST_F(OrvCHMesgQChoresTest, stopAtTheFirstParkedMessageWhoseTimeHasNotCome) {
-    switch_.root().write(std::string(kDuplicateDir) + "/order", "");  // without it, the start leaves it unordered
-    restartAndOpen();
     ASSERT_TRUE(queue_->queue(ORV_CH_MESG_Q_DUPLICATE).ordered());
     park("one");
     seconds(5);

@@ -33,7 +33,7 @@ protected:
     }
     // A queue's directory and the names of the files in it, each of which says its own name.
     using Messages = std::pair<std::string, Texts>;
-    void everySingleFailure(int error, const char* part, const Messages& messages, unsigned atLeast);
+    void everySingleFailure(int error, const char* part, const std::vector<Messages>& queues, unsigned atLeast);
 };
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosed) {
@@ -297,27 +297,34 @@ TEST_F(OrvCHMesgQFailingRestoreTest, aStateThatCannotBeReadMeansNotStaged) {
 TEST_F(OrvCHMesgQFailingRestoreTest, noSingleFailureCostsAStartAMessage) {
     const Messages kSent = {kSendDir, {"m0", "m1"}};
     const Messages kCounted = {kDuplicateDir, {"m0"}};
-    everySingleFailure(EIO, "orv", kSent, 50);
-    everySingleFailure(EIO, "/duplicate", kCounted, 15);
-    everySingleFailure(EMFILE, "/send", kSent, 20);
-    everySingleFailure(EINTR, "/m0", kSent, 4);
+    everySingleFailure(EIO, "orv", {kSent}, 50);
+    everySingleFailure(EIO, "/duplicate", {kCounted}, 15);
+    everySingleFailure(EIO, "orv-queue-order", {kSent, kCounted}, 8);
+    everySingleFailure(EMFILE, "/send", {kSent}, 20);
+    everySingleFailure(EINTR, "/m0", {kSent}, 4);
 }
 
-void OrvCHMesgQFailingRestoreTest::everySingleFailure(int error, const char* part, const Messages& messages,
+void OrvCHMesgQFailingRestoreTest::everySingleFailure(int error, const char* part, const std::vector<Messages>& queues,
                                                       unsigned atLeast) {
-    const auto& [listed, names] = messages;
-    Texts expected = names;
-    expected.push_back("early");
+    Texts expected{"early"};
+    for (const auto& [listed, names] : queues) {
+        for (const std::string& name : names) {
+            expected.push_back(listed + name);
+        }
+    }
     unsigned nth = 0;
     for (bool failed = true; failed;) {
         SCOPED_TRACE(std::to_string(error) + " " + part + " " + std::to_string(nth + 1));
         queue_.reset();
         std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
         for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
-            switch_.root().write(std::string(directory) + "/order", listed == directory ? wordsToBytes({2, 0, 1}) : "");
+            switch_.root().write(std::string(directory) + "/order", "");
         }
-        for (const std::string& name : names) {
-            switch_.root().write(listed + "/" + name, messageFile(name, 2) + stateBlock());
+        for (const auto& [listed, names] : queues) {
+            switch_.root().write(listed + "/order", wordsToBytes({2, 0, 1}));
+            for (const std::string& name : names) {
+                switch_.root().write(listed + "/" + name, messageFile(listed + name, 2) + stateBlock());
+            }
         }
         switch_.root().write(std::string(kAttachments) + "/a.7", "");
         FailingNth failing(++nth, part, error);

@@ -2,21 +2,20 @@
 #pragma once
 
 #include "mesgq/OrvCHMesgQLists.h"
-#include "mesgq/OrvSendQueue.h"
 
 #include <cstdint>
 
-class OrvCHMesgQSending final : public OrvSendQueue {
+class OrvCHMesgQSending {
 public:
     // Both are referred to for this object's life.
     OrvCHMesgQSending(OrvCHMesgQLists& lists, const OrvCHQuotas& quotas) : lists_(lists), quotas_(quotas) {}
 
-    // OrvSendQueue
-    std::uint32_t sendCount() const override { return lists_.send().count(); }
-    std::uint32_t openCount() const override { return lists_.statistics().openCount; }
-    OrvCHMesg* peekOpen() override;
-    int peekClose(OrvCHMesg* message) override;
-    int peekDelete(OrvCHMesg* message, int result) override;
+    // What OrvSendQueue is answered with.
+    std::uint32_t sendCount() const { return lists_.send().count(); }
+    std::uint32_t openCount() const { return lists_.statistics().openCount; }
+    OrvCHMesg* peekOpen();
+    int peekClose(OrvCHMesg* message);
+    int peekDelete(OrvCHMesg* message, int result);
 
     // A copy of the files to the standby is running: nothing is opened meanwhile, and what the sender finishes is
     // deleted afterwards.

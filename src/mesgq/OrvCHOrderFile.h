@@ -1,4 +1,4 @@
-// A queue's order file: how many of its entries have files, and their numbers from head to tail. Main thread only.
+// A queue's order file: how many of its entries are no tests, and their numbers from head to tail. Main thread only.
 #pragma once
 
 #include "mesgq/OrvCHMesgQQueue.h"

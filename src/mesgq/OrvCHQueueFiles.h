@@ -1,6 +1,7 @@
-// What stands on flash for the queues: names of directories and files, and the text of an entry's state block.
+// What stands on flash for the queues: names of directories and files, how they are opened for reading, and
+// the text of an entry's state block.
 //
-// Knows no queue. The directories outlive the process; nothing here keeps a file open. Main thread only.
+// Knows no queue. The directories outlive the process. Main thread only.
 #pragma once
 
 #include "mesgq/OrvCHMesgQEntry.h"
@@ -17,6 +18,7 @@ struct OrvFileCloser {
     void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 using OrvFilePtr = std::unique_ptr<std::FILE, OrvFileCloser>;
+
 // Null with error set to the reason.
 OrvFilePtr orvOpenForReading(const std::string& path, int& error);
 
