@@ -42,8 +42,8 @@ auto orvOnceMoreForMemory(Call&& call) {
     }
 }
 
-// Tried more often still: for a part of the configuration, which nobody reads again. The step changes nothing, and
-// reports nothing, before it succeeds.
+// Tried more often still: for what a start sets up and reads, which nobody does again. The step changes nothing before
+// it succeeds; what it traces is traced again.
 template <typename Step>
 auto orvPersistently(Step&& step) {
     constexpr int kMostTries = 64;

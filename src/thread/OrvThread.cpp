@@ -30,14 +30,15 @@ std::unique_ptr<OrvThreadSwLogApp> makeSwLogApp(OrvThreadSwLogApp::Entry entry, 
     }
 }
 
-// Null when memory is short all the time.
+// Null when there is no memory for it all the time; what its construction throws all the time goes on.
 template <typename Queue>
 std::unique_ptr<Queue> makeQueue(OrvThread& thread, Dispatcher& dispatcher) {
-    try {
-        return orvPersistently([&] { return std::make_unique<Queue>(thread, dispatcher); });
-    } catch (const std::bad_alloc&) {
-        return nullptr;
+    constexpr int kMostTries = 64;
+    std::unique_ptr<Queue> queue;
+    for (int tries = 0; queue == nullptr && tries < kMostTries; ++tries) {
+        queue = orvPersistently([&] { return std::unique_ptr<Queue>(new (std::nothrow) Queue(thread, dispatcher)); });
     }
+    return queue;
 }
 
 // The key is cleared too: a late trace on this thread must not meet a logger that is gone.

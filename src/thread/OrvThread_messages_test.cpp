@@ -175,11 +175,10 @@ class OrvThreadWithoutQueue : public OrvThreadMessages {
 protected:
     // A worker of which the given queue, 1 towards it or 2 towards the main thread, could not be allocated.
     static std::unique_ptr<Worker> without(int queue) {
-        static_assert(sizeof(OrvThreadMesgQ) == sizeof(OrvMainMesgQ));
         Faults faults;
         int allocations = 0;
-        faults.throwingNewOfSize = [&allocations, queue](std::size_t size) {
-            return size == sizeof(OrvThreadMesgQ) && ++allocations >= queue && allocations < queue + kMostTries;
+        faults.nothrowNew = [&allocations, queue] {
+            return ++allocations >= queue && allocations < queue + kMostTries;
         };
         return std::make_unique<Worker>();
     }
@@ -191,12 +190,10 @@ TEST_F(OrvThreadMessages, reachBothQueuesAlsoWhenMemoryWasShortForAMomentAtTheSt
     std::unique_ptr<Worker> worker;
     {
         Faults faults;
-        int failures = 0;
-        faults.throwingNewOfSize = [&failures](std::size_t size) {
-            return size == sizeof(OrvThreadMesgQ) && ++failures <= 50;
-        };
+        int allocations = 0;
+        faults.nothrowNew = [&allocations] { return ++allocations <= 50; };
         worker = std::make_unique<Worker>();
-        EXPECT_GT(failures, 50);
+        EXPECT_EQ(allocations, 52);
     }
 
     EXPECT_EQ(worker->pushToThread(ToThread::make(1)), 0);

@@ -99,8 +99,7 @@ void* ORV_WRAP(ORV_NOTHROW_NEW)(std::size_t size, const std::nothrow_t& tag) {
 }
 
 void* ORV_WRAP(ORV_THROWING_NEW)(std::size_t size) {
-    if (fails(&Faults::throwingNew) ||
-        (active != nullptr && active->throwingNewOfSize && call(active->throwingNewOfSize, size))) {
+    if (fails(&Faults::throwingNew)) {
         throw std::bad_alloc();
     }
     return ORV_REAL(ORV_THROWING_NEW)(size);

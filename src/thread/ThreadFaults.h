@@ -21,7 +21,6 @@ struct Faults {
     std::function<bool()> setspecific;
     std::function<bool()> nothrowNew;
     std::function<bool()> throwingNew;
-    std::function<bool(std::size_t)> throwingNewOfSize;
     // The number of bytes "written" or "read", or -1.
     std::function<ssize_t(int, const void*, std::size_t)> write;
     std::function<ssize_t(int, void*, std::size_t)> read;
