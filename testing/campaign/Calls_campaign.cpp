@@ -21,7 +21,7 @@ struct Place {
 };
 
 std::vector<Place> placesOf(const CallFaults& faults) {
-    constexpr std::size_t kMostOfOneCall = 6;
+    constexpr std::size_t kMostOfOneCall = 4;
     std::vector<Place> all;
     for (std::size_t call = 0; call < CallFaults::table().size(); ++call) {
         for (const bool onMainThread : {false, true}) {

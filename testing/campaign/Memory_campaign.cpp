@@ -25,7 +25,7 @@ CampaignCase caseOf(const Road& road, const std::set<std::string>& forms, unsign
 }
 
 std::vector<CampaignCase> makeCases() {
-    constexpr std::size_t kMostOfOneRoad = 30;
+    constexpr std::size_t kMostOfOneRoad = 16;
     std::vector<CampaignCase> cases;
     for (const Road& road : campaignRoads()) {
         unsigned allocations = 0;
