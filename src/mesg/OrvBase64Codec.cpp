@@ -49,10 +49,11 @@ inline std::uint64_t load(const unsigned char* bytes) {
 
 inline void encodeTwoGroups(const unsigned char* bytes, unsigned char* text) {
     const std::uint64_t word = load(bytes);
-    std::memcpy(text, kPairs[word >> 52].data(), 2);
-    std::memcpy(text + 2, kPairs[word >> 40 & 0xFFF].data(), 2);
-    std::memcpy(text + 4, kPairs[word >> 28 & 0xFFF].data(), 2);
-    std::memcpy(text + 6, kPairs[word >> 16 & 0xFFF].data(), 2);
+    const auto pair = [word](int shift) { return kPairs[static_cast<std::size_t>(word >> shift & 0xFFF)].data(); };
+    std::memcpy(text, pair(52), 2);
+    std::memcpy(text + 2, pair(40), 2);
+    std::memcpy(text + 4, pair(28), 2);
+    std::memcpy(text + 6, pair(16), 2);
 }
 
 // Two groups at a time as long as eight bytes can be loaded for their six.

@@ -138,7 +138,7 @@ void OrvCHMesgQQueue::addToOrder(const OrvCHMesgQEntry& entry) {
         if (entry.posting.testMsg) {
             order_.push_back(0);
         } else {
-            order_.insert(order_.begin() + 1 + order_[0], entry.uniqueId);
+            order_.insert(order_.begin() + 1 + static_cast<std::ptrdiff_t>(order_[0]), entry.uniqueId);
             ++order_[0];
         }
     } catch (const std::bad_alloc&) {
