@@ -142,9 +142,10 @@ std::vector<Attribute> ProfileTable::wanted() const {
     std::vector<Attribute> attributes = {{COUNT, INTEGER, std::to_string(profiles_.size())}};
     for (std::size_t number = 0; number < profiles_.size(); ++number) {
         const std::string text = std::to_string(number);
+        const std::string stem = PROFILE + text + ".";
         attributes.push_back({NAMES + text, STRING, profiles_[number].name});
         for (const auto& [suffix, field] : profiles_[number].fields) {
-            attributes.push_back({PROFILE + text + "." + suffix, field.type, field.value});
+            attributes.push_back({stem + suffix, field.type, field.value});
         }
     }
     return attributes;

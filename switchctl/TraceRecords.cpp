@@ -108,7 +108,7 @@ std::optional<std::int64_t> TraceRecord::time() const {
     if (seconds == -1 || std::strftime(ours, sizeof ours, "%Z", &local) == 0 || zone != ours) {
         return std::nullopt;
     }
-    const int milliseconds = twoDigits(clock, 9) * 10 + (clock[11] - '0');
+    const std::int64_t milliseconds = twoDigits(clock, 9) * 10 + (clock[11] - '0');
     return std::int64_t{seconds} * 1000000 + milliseconds * 1000;
 }
 

@@ -26,7 +26,7 @@ inline constexpr std::int32_t FAILED = -3;  // the store could not do it
 class AttributeService final : public Service {
 public:
     // Bytes of values in one answer: what every bus carries, with room to spare.
-    static constexpr std::size_t MAX_ANSWER = 24u * 1024 * 1024;
+    static constexpr std::size_t MAX_ANSWER = std::size_t{24} * 1024 * 1024;
 
     AttributeService(Transport& transport, AttributeStore& store, Faults& faults);
 

@@ -39,9 +39,9 @@ class OperatorService final : public Service {
 public:
     // No answer holds more than this many log entries, or (but for a single item) this many bytes of values.
     static constexpr std::size_t PAGE_ENTRIES = 500;
-    static constexpr std::size_t PAGE_BYTES = 1024 * 1024;
+    static constexpr std::size_t PAGE_BYTES = std::size_t{1024} * 1024;
     // Bytes of values in the answer to GET: what every bus carries, with room to spare.
-    static constexpr std::size_t MAX_ANSWER = 24u * 1024 * 1024;
+    static constexpr std::size_t MAX_ANSWER = std::size_t{24} * 1024 * 1024;
 
     OperatorService(Transport& transport, const OperatorParts& parts);
 

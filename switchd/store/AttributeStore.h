@@ -23,7 +23,7 @@ enum class StoreStatus { OK, MISSING, FAILED };
 class AttributeStore {
 public:
     static constexpr std::size_t MAX_KEY = 255;
-    static constexpr std::size_t MAX_VALUE = 10u * 1024 * 1024;
+    static constexpr std::size_t MAX_VALUE = std::size_t{10} * 1024 * 1024;
 
     virtual ~AttributeStore() = default;
 
