@@ -170,6 +170,17 @@ TEST_F(OrvCaptureScheduleTest, startsDueItemsInTheOrderOfTheirTimesAndEqualOnesI
     EXPECT_THAT(takeDue(), ElementsAre("tomorrow", "b", "a", "c", "later"));
 }
 
+TEST_F(OrvCaptureScheduleTest, findsAnItemByItsProfileAndItsRhythm) {
+    schedule_.replace({itemOf("Ops", "Mon", "02:30"), itemOf("Labs", "Mon", "02:30")});
+
+    const CronCaptureItem* found = schedule_.find(itemOf("Labs", "Mon", "02:30"));
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->profileName(), "Labs");
+    EXPECT_EQ(schedule_.find(itemOf("Labs", "Mon", "02:31")), nullptr);
+    EXPECT_EQ(schedule_.find(itemOf("Labs", "Mon", "02:30", "2")), nullptr);
+    EXPECT_EQ(schedule_.find(itemOf("Other", "Mon", "02:30")), nullptr);
+}
+
 TEST_F(OrvCaptureScheduleTest, startsAnItemOncePerMissedInterval) {
     schedule_.replace({itemOf("weekly", "Mon", "02:30"), itemOf("biweekly", "Mon", "02:31", "2")});
 
