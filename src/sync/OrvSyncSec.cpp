@@ -2,14 +2,12 @@
 #include "sync/OrvSyncSec.h"
 
 #include "base/OrvPaths.h"
-#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "sync/OrvSyncRecord.h"
 #include "word_order.h"
 
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <utility>
 #include <vector>
@@ -30,7 +28,7 @@ constexpr char kMisspelledSyncDirectory[] = "/ostreel/conf/orv/callHome/sync";
 
 OrvSyncSec::OrvSyncSec(const OrvSyncSettings& settings)
     : OrvThread(kOrdinaryPriority, kThreadName), settings_(settings) {
-    if (cleandir(kOrvSyncDirectory) < 0) {
+    if (files_.cleandir(kOrvSyncDirectory) < 0) {
         ORV_TRACE("cleandir(%s): directory not cleaned, probably didn't exist\n", kMisspelledSyncDirectory);
     }
 }
@@ -53,21 +51,21 @@ void OrvSyncSec::handleMainMesg(OrvToMainMesg* mesg) {
 
 int OrvSyncSec::startConnection() {
     endConnection();
-    error_ = 0;
+    last_.number = 0;
     local_ = {};
     local_.sin_family = AF_INET;
     local_.sin_port = htons(settings_.port);
     local_.sin_addr.s_addr = htonl(settings_.address);
     listener_.take(Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
     if (listener_.descriptor() < 0) {
-        return failed(__func__, "socket", errno);
+        return last_.failed(__func__, "socket", errno);
     }
     // A session that this end has closed lingers in the kernel for a minute; it must not keep the next start away.
     const int on = 1;
     setsockopt(listener_.descriptor(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     socklen_t size = sizeof local_;
     if (bind(listener_.descriptor(), reinterpret_cast<const sockaddr*>(&local_), size) < 0) {
-        return failed(__func__, "bind", errno);
+        return last_.failed(__func__, "bind", errno);
     }
     if (settings_.port == 0) {
         getsockname(listener_.descriptor(), reinterpret_cast<sockaddr*>(&local_), &size);
@@ -77,7 +75,7 @@ int OrvSyncSec::startConnection() {
 }
 
 int OrvSyncSec::listenConnection() {
-    return listen(listener_.descriptor(), kBacklog) < 0 ? failed(__func__, "listen", errno) : 0;
+    return listen(listener_.descriptor(), kBacklog) < 0 ? last_.failed(__func__, "listen", errno) : 0;
 }
 
 void OrvSyncSec::endConnection() {
@@ -90,11 +88,11 @@ int OrvSyncSec::startSession() {
         session = Descriptor(accept4(listener_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
     } while (!session && errno == EINTR);
     if (!session) {
-        return failed(__func__, "accept", errno);
+        return last_.failed(__func__, "accept", errno);
     }
     session_.take(std::move(session));
     session_.prepare(settings_.limit);
-    unread_ = 0;
+    files_.forgetUnread();
     return 0;
 }
 
@@ -118,7 +116,7 @@ int OrvSyncSec::recvOp() {
         const int error = errno;
         if (listening_) {
             listening_ = false;
-            failed(__func__, "recv", error);
+            last_.failed(__func__, "recv", error);
         }
         return -1;
     }
@@ -131,10 +129,8 @@ int OrvSyncSec::recvOp() {
 
 // A whole record, 0 when the peer has closed instead, or -1 with errno; ECONNRESET for one that is cut short.
 ssize_t OrvSyncSec::receiveRecord(RecordBytes& bytes) {
-    if (unread_ > 0) {
-        if (const ssize_t dropped = dropUnread(); dropped <= 0) {
-            return dropped;
-        }
+    if (const ssize_t dropped = files_.dropUnread(); dropped <= 0) {
+        return dropped;
     }
     ssize_t got = session_.awaitAndReceive(bytes, MSG_WAITALL);
     std::size_t total = 0;
@@ -146,20 +142,6 @@ ssize_t OrvSyncSec::receiveRecord(RecordBytes& bytes) {
         return -1;
     }
     return got;
-}
-
-// 1 when nothing is left; 0 when the peer has closed, or -1 with errno.
-ssize_t OrvSyncSec::dropUnread() {
-    std::array<std::uint8_t, 4096> dropped;
-    while (unread_ > 0) {
-        const std::size_t most = std::min(dropped.size(), static_cast<std::size_t>(unread_));
-        const ssize_t got = session_.receive(std::span(dropped).first(most));
-        if (got <= 0) {
-            return got;
-        }
-        unread_ -= static_cast<std::int32_t>(got);
-    }
-    return 1;
 }
 
 // function: whose traces these are.
@@ -175,35 +157,28 @@ void OrvSyncSec::carryOut(const OrvSyncRecord& record, const char* function) {
     // What fails is recorded, and thus answered.
     switch (record.operation) {
         case OrvSyncRecord::kRemoveFile:
-            removeFile(record.path, function);
+            files_.removeFile(record.path, function);
             break;
         case OrvSyncRecord::kCopyFile:
-            recvFile(record.path, record.size);
+            files_.recvFile(record.path, record.size);
             break;
         case OrvSyncRecord::kMakeDirectory:
-            cleanmkdir(record.path);
+            files_.cleanmkdir(record.path);
             break;
         case OrvSyncRecord::kMoveDirectory:
-            cleanmvdir(record.path, record.destination);
+            files_.cleanmvdir(record.path, record.destination);
             break;
         case OrvSyncRecord::kRemoveDirectory:
-            cleanrmdir(record.path);
+            files_.cleanrmdir(record.path);
             break;
         default:
             orvTrace(kTraceModule, function, "Unrecognized operation code\n");
-            error_ = kUnknownOperation;
+            last_.number = kUnknownOperation;
     }
 }
 
 int OrvSyncSec::sendResponse() {
     std::vector<std::uint8_t> word;
-    appendBigEndian32(word, static_cast<std::uint32_t>(error_));
-    return session_.send(word) < 0 ? failed(__func__, "send", errno) : 0;
-}
-
-// Records and traces; errno must have been read before. Always -1.
-int OrvSyncSec::failed(const char* function, const char* call, int error) {
-    error_ = error;
-    orvTrace(kTraceModule, function, "%s: %s\n", call, orvErrorText(error).c_str());
-    return -1;
+    appendBigEndian32(word, static_cast<std::uint32_t>(last_.number));
+    return session_.send(word) < 0 ? last_.failed(__func__, "send", errno) : 0;
 }

@@ -5,10 +5,11 @@
 // it; who attaches a receive loop decides first how to confine it (docs/standby.md). Its thread's body ends at once.
 // Made on the main thread; every operation on one thread.
 //
-// The error number is that of the last failure, whichever record or call it was; only startConnection() clears it.
-// Kept: a reply repeats it even when its own record went well. See OrvSyncSecRecords.repeatsTheLastErrorInLaterReplies.
+// Only startConnection() clears the last error number.
 #pragma once
 
+#include "sync/OrvSyncFiles.h"
+#include "sync/OrvSyncLastError.h"
 #include "sync/OrvSyncSettings.h"
 #include "sync/OrvSyncSocket.h"
 #include "thread/OrvThread.h"
@@ -18,7 +19,6 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <string>
 
 struct OrvSyncRecord;
 
@@ -50,22 +50,13 @@ public:
     int recvOp();
     int sendResponse();
 
-    // What records ask for, with paths of the switch. Each returns 0 or -1.
-    // After recvFile() has failed, recvOp() drops what is still to come of the file: none of it is taken for a record.
-    int recvFile(const std::string& path, std::int32_t size);
-    // Leaves an empty directory, new or not, with all that lead to it.
-    int cleanmkdir(const std::string& path);
-    // Kept: a destination that does not exist is an error in all later replies, although the move succeeds.
-    // See OrvSyncSecDirectories.recordsAMissingDestinationAndMovesAllTheSame.
-    int cleanmvdir(const std::string& source, const std::string& destination);
-    int cleanrmdir(const std::string& path);
-    // Removes everything in a directory, however deep; links are removed, not followed. Stops at the first failure.
-    int cleandir(const std::string& path);
+    // What records ask for.
+    OrvSyncFiles& files() { return files_; }
 
     bool running() const { return running_; }
     // Set by startConnection(), cleared by the first read of a record that fails: only that one is reported.
     bool listening() const { return listening_; }
-    int error() const { return error_; }
+    int error() const { return last_.number; }
     // Where startConnection() has bound the listener.
     std::uint16_t port() const { return ntohs(local_.sin_port); }
 
@@ -74,17 +65,14 @@ private:
 
     int runThread() override;
     ssize_t receiveRecord(RecordBytes& bytes);
-    ssize_t dropUnread();
     void carryOut(const OrvSyncRecord& record, const char* function);
-    void removeFile(const std::string& path, const char* function);
-    int failed(const char* function, const char* call, int error);
 
     OrvSyncSocket listener_;
     OrvSyncSocket session_;
     sockaddr_in local_{};
     bool listening_ = false;
-    int error_ = 0;
+    OrvSyncLastError last_;
+    OrvSyncFiles files_{session_, last_};
     const OrvSyncSettings settings_;
-    std::int32_t unread_ = 0;  // bytes of the last file that are still to come
     std::atomic<bool> running_{false};
 };

@@ -22,7 +22,7 @@ TEST_F(OrvSyncSecFiles, createsAFileThatItsOwnerMayWriteAndAllMayRead) {
     const mode_t former = umask(0);
     peer_->write("text");
 
-    EXPECT_EQ(receiver_->recvFile("/file", 4), 0);
+    EXPECT_EQ(receiver_->files().recvFile("/file", 4), 0);
 
     umask(former);
     struct stat status {};
@@ -38,7 +38,7 @@ TEST_F(OrvSyncSecFiles, replacesWhatWasInTheFile) {
     write("/file", "something longer");
     peer_->write("text");
 
-    EXPECT_EQ(receiver_->recvFile("/file", 4), 0);
+    EXPECT_EQ(receiver_->files().recvFile("/file", 4), 0);
 
     EXPECT_EQ(contents(onHost("/file")), "text");
 }
@@ -47,7 +47,7 @@ TEST_F(OrvSyncSecFiles, emptiesAFileForASizeBelowOne) {
     for (const std::int32_t size : {0, -1, -2147483647 - 1}) {
         write("/file", "something");
 
-        EXPECT_EQ(receiver_->recvFile("/file", size), 0);
+        EXPECT_EQ(receiver_->files().recvFile("/file", size), 0);
 
         EXPECT_EQ(contents(onHost("/file")), "");
         EXPECT_EQ(traced(), secTrace({{"recvFile", "Receiving file=/file, size=" + std::to_string(size)}}));
@@ -64,7 +64,7 @@ TEST_F(OrvSyncSecFiles, takesAFileInPiecesOf4096Bytes) {
     text.resize(10000);
     peer_->write(text + "next");
 
-    EXPECT_EQ(receiver_->recvFile("/file", 10000), 0);
+    EXPECT_EQ(receiver_->files().recvFile("/file", 10000), 0);
 
     EXPECT_EQ(contents(onHost("/file")), text);
     EXPECT_EQ(traced(), secTrace({
@@ -86,7 +86,7 @@ TEST_F(OrvSyncSecFiles, takesWhatComesWhenItComes) {
         return static_cast<ssize_t>(piece.size());
     };
 
-    EXPECT_EQ(receiver_->recvFile("/file", 7), 0);
+    EXPECT_EQ(receiver_->files().recvFile("/file", 7), 0);
 
     EXPECT_EQ(contents(onHost("/file")), "abcdefg");
     EXPECT_EQ(traced(), secTrace({
@@ -118,7 +118,7 @@ TEST_F(OrvSyncSecFiles, reportsAFailedReceive) {
     SyncFaults faults;
     faults.recv = [](int, void*, std::size_t, int) -> ssize_t { return failWith(EIO); };
 
-    EXPECT_EQ(receiver_->recvFile("/file", 10), -1);
+    EXPECT_EQ(receiver_->files().recvFile("/file", 10), -1);
 
     EXPECT_EQ(receiver_->error(), EIO);
     EXPECT_TRUE(receiver_->listening());
@@ -139,7 +139,7 @@ TEST_F(OrvSyncSecFiles, doesNotWaitForEverForTheRest) {
     ASSERT_EQ(sec.startSession(), 0);
     peer.write("text");
 
-    EXPECT_EQ(sec.recvFile("/file", 10), -1);
+    EXPECT_EQ(sec.files().recvFile("/file", 10), -1);
 
     EXPECT_EQ(sec.error(), ETIMEDOUT);
     EXPECT_EQ(traced(), secTrace({
@@ -186,7 +186,7 @@ TEST_F(OrvSyncSecFiles, writesInAsManyPiecesAsTheDiskTakes) {
     };
     peer_->write("12345678");
 
-    EXPECT_EQ(receiver_->recvFile("/file", 8), 0);
+    EXPECT_EQ(receiver_->files().recvFile("/file", 8), 0);
 
     EXPECT_EQ(calls, 4);
     EXPECT_EQ(contents(onHost("/file")), "12345678");
@@ -201,7 +201,7 @@ TEST_F(OrvSyncSecFiles, doesNotTryForEverToWriteNothing) {
     faults.write = [](int, const void*, std::size_t) -> ssize_t { return 0; };
     peer_->write("12345678");
 
-    EXPECT_EQ(receiver_->recvFile("/file", 8), -1);
+    EXPECT_EQ(receiver_->files().recvFile("/file", 8), -1);
 
     EXPECT_EQ(receiver_->error(), EIO);
 }

@@ -364,4 +364,13 @@ TEST_F(OrvSyncSecRecords, answersWhateverItIsTold) {
     EXPECT_TRUE(isEmptyDirectory("/base"));
 }
 
+TEST_F(OrvSyncSecRecords, trustsItsPeerCompletely) {
+    write("/elsewhere/file", "x");
+    write("/conf/file", "x");
+
+    EXPECT_EQ(answer(removeDirectory("/conf/../elsewhere")), reply(0));
+
+    EXPECT_FALSE(isThere("/elsewhere"));
+}
+
 }  // namespace

@@ -1,4 +1,4 @@
-// Test support: a receiver with one peer that writes records and reads replies.
+// Test support: the file tree of a receiver; and a receiver with one peer that writes records and reads replies.
 #pragma once
 
 #include "platform/posix/HostRoot.h"
@@ -8,7 +8,21 @@
 #include <filesystem>
 #include <optional>
 
-class SecFixture : public SyncFixture {
+class TreeFixture : public SyncFixture {
+protected:
+    bool isThere(const std::string& path) const { return std::filesystem::exists(onHost(path)); }
+    bool isEmptyDirectory(const std::string& path) const {
+        return std::filesystem::is_directory(onHost(path)) && std::filesystem::is_empty(onHost(path));
+    }
+    // Makes the directories on the way.
+    void write(const std::string& path, const std::string& bytes) const {
+        std::filesystem::create_directories(onHost(path).parent_path());
+        fill(onHost(path), bytes);
+    }
+    std::string secTrace(const std::vector<Line>& messages) const { return lines("OrvSyncSec", messages); }
+};
+
+class SecFixture : public TreeFixture {
 protected:
     SecFixture() {
         std::filesystem::create_directories(onHost("/ostrel/conf/orv/callHome/sync"));
@@ -48,17 +62,6 @@ protected:
     static std::string makeDirectory(const std::string& path) { return record(2, path); }
     static std::string move(const std::string& from, const std::string& to) { return record(3, from, to); }
     static std::string removeDirectory(const std::string& path) { return record(4, path); }
-
-    bool isThere(const std::string& path) const { return std::filesystem::exists(onHost(path)); }
-    bool isEmptyDirectory(const std::string& path) const {
-        return std::filesystem::is_directory(onHost(path)) && std::filesystem::is_empty(onHost(path));
-    }
-    // Makes the directories on the way.
-    void write(const std::string& path, const std::string& bytes) const {
-        std::filesystem::create_directories(onHost(path).parent_path());
-        fill(onHost(path), bytes);
-    }
-    std::string secTrace(const std::vector<Line>& messages) const { return lines("OrvSyncSec", messages); }
 
     std::optional<OrvSyncSec> receiver_;
     std::optional<PlainSocket> peer_;

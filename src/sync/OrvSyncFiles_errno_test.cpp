@@ -1,50 +1,50 @@
 // What the receiver says of what it could not do, where freeing memory loses errno: part of a program that replaces the
 // allocations.
-#include "sync/OrvSyncSec.h"
+#include "sync/OrvSyncFiles.h"
 #include "sync/SyncFixture.h"
 
 #include <cerrno>
 
 namespace {
 
-class OrvSyncSecErrno : public SyncFixture {
+class OrvSyncFilesErrno : public SyncFixture {
 protected:
-    OrvSyncSecErrno() {
+    OrvSyncFilesErrno() {
         fill(onHost("/file"), "x");
         std::filesystem::create_directory(onHost("/directory"));
     }
 };
 
 struct Case {
-    int (*operation)(OrvSyncSec& receiver);
+    int (*operation)(OrvSyncFiles& files);
     std::vector<std::pair<std::string, std::string>> lines;
     int result;
     int error;
 };
 
-TEST_F(OrvSyncSecErrno, ofTheReceiverIsThatOfTheCallThatFailed) {
+TEST_F(OrvSyncFilesErrno, ofTheReceiverIsThatOfTheCallThatFailed) {
     const Case cases[] = {
-        {[](OrvSyncSec& receiver) { return receiver.recvFile("/missing/file", 1); },
+        {[](OrvSyncFiles& files) { return files.recvFile("/missing/file", 1); },
          {{"recvFile", "Receiving file=/missing/file, size=1"}, {"recvFile", "open: No such file or directory"}},
          -1,
          ENOENT},
-        {[](OrvSyncSec& receiver) { return receiver.cleanmkdir("/file/below"); },
+        {[](OrvSyncFiles& files) { return files.cleanmkdir("/file/below"); },
          {{"cleanmkdir", "mkdir /file"}, {"cleanmkdir", "mkdir /file/below"}, {"cleanmkdir", "mkdir: Not a directory"}},
          -1,
          ENOTDIR},
-        {[](OrvSyncSec& receiver) { return receiver.cleanmkdir("/directory"); },
+        {[](OrvSyncFiles& files) { return files.cleanmkdir("/directory"); },
          {{"cleanmkdir", "mkdir /directory"}},
          0,
          0},
-        {[](OrvSyncSec& receiver) { return receiver.cleandir("/missing"); },
+        {[](OrvSyncFiles& files) { return files.cleandir("/missing"); },
          {{"cleandir", "opendir: No such file or directory"}},
          -1,
          ENOENT},
-        {[](OrvSyncSec& receiver) { return receiver.cleanrmdir("/directory/."); },
+        {[](OrvSyncFiles& files) { return files.cleanrmdir("/directory/."); },
          {{"cleanrmdir", "remove: Invalid argument"}},
          -1,
          EINVAL},
-        {[](OrvSyncSec& receiver) { return receiver.cleanmvdir("/missing", "/missing/too"); },
+        {[](OrvSyncFiles& files) { return files.cleanmvdir("/missing", "/missing/too"); },
          {{"cleandir", "opendir: No such file or directory"},
           {"cleanmvdir", "remove: No such file or directory"},
           {"cleanmvdir", "remove: No such file or directory"},
@@ -52,14 +52,14 @@ TEST_F(OrvSyncSecErrno, ofTheReceiverIsThatOfTheCallThatFailed) {
          -1,
          ENOENT},
     };
-    std::filesystem::create_directories(onHost("/ostrel/conf/orv/callHome/sync"));
     for (const Case& c : cases) {
-        OrvSyncSec receiver(at(0));
-        traced();
+        const OrvSyncSocket noSession;
+        OrvSyncLastError last;
+        OrvSyncFiles files(noSession, last);
 
-        EXPECT_EQ(c.operation(receiver), c.result);
+        EXPECT_EQ(c.operation(files), c.result);
 
-        EXPECT_EQ(receiver.error(), c.error);
+        EXPECT_EQ(last.number, c.error);
         EXPECT_EQ(traced(), lines("OrvSyncSec", c.lines));
     }
 }

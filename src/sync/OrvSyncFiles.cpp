@@ -1,11 +1,11 @@
-// What records ask for in the file tree.
+#include "sync/OrvSyncFiles.h"
+
 #include "Descriptor.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "host_root.h"
 #include "sync/OrvSyncCleaner.h"
-#include "sync/OrvSyncSec.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -69,32 +69,43 @@ int writeAll(int file, std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 
-void OrvSyncSec::removeFile(const std::string& path, const char* function) {
-    const std::string where = hostPath(path);  // freed after errno has been looked at, here and below
-    if (std::remove(where.c_str()) < 0) {
-        failed(function, "remove", errno);
+ssize_t OrvSyncFiles::dropUnread() {
+    std::array<std::uint8_t, 4096> dropped;
+    while (unread_ > 0) {
+        const std::size_t most = std::min(dropped.size(), static_cast<std::size_t>(unread_));
+        const ssize_t got = session_.receive(std::span(dropped).first(most));
+        if (got <= 0) {
+            return got;
+        }
+        unread_ -= static_cast<std::int32_t>(got);
     }
+    return 1;
 }
 
-int OrvSyncSec::recvFile(const std::string& path, std::int32_t size) {
+int OrvSyncFiles::removeFile(const std::string& path, const char* function) {
+    const std::string where = hostPath(path);  // freed after errno has been looked at, here and below
+    return std::remove(where.c_str()) < 0 ? last_.failed(function, "remove", errno) : 0;
+}
+
+int OrvSyncFiles::recvFile(const std::string& path, std::int32_t size) {
     ORV_TRACE("Receiving file=%s, size=%d\n", path.c_str(), size);
     unread_ = size;
     // Not blocking: a FIFO in the file's place would make us wait for somebody to read it.
     const std::string where = hostPath(path);
     const Descriptor file(open(where.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0644));
     if (!file) {
-        return failed(__func__, "open", errno);
+        return last_.failed(__func__, "open", errno);
     }
     std::array<std::uint8_t, kPiece> bytes;
     for (std::int32_t total = 0; total < size;) {
         const std::size_t most = std::min(bytes.size(), static_cast<std::size_t>(unread_));
         const ssize_t got = session_.receive(std::span(bytes).first(most));
         if (got <= 0) {
-            return failed(__func__, "recv", got < 0 ? errno : ECONNRESET);
+            return last_.failed(__func__, "recv", got < 0 ? errno : ECONNRESET);
         }
         unread_ -= static_cast<std::int32_t>(got);
         if (writeAll(file.get(), std::span(bytes).first(static_cast<std::size_t>(got))) < 0) {
-            return failed(__func__, "write", errno);
+            return last_.failed(__func__, "write", errno);
         }
         total += static_cast<std::int32_t>(got);
         ORV_TRACE("Received bytes=%d, bytes written total=%d\n", static_cast<int>(got), total);
@@ -102,15 +113,15 @@ int OrvSyncSec::recvFile(const std::string& path, std::int32_t size) {
     return 0;
 }
 
-int OrvSyncSec::cleanmkdir(const std::string& path) {
+int OrvSyncFiles::cleanmkdir(const std::string& path) {
     if (path.size() > kLongestPath) {
-        return failed(__func__, "cleanmkdir() directory path", kNameTooLong);
+        return last_.failed(__func__, "cleanmkdir() directory path", kNameTooLong);
     }
     std::string rebuilt;
     bool existed = false;
     for (const std::string_view component : componentsOf(path)) {
         if (rebuilt.size() + 1 + component.size() > kLongestRebuiltPath) {
-            return failed(__func__, "creating directory path", kNameTooLong);
+            return last_.failed(__func__, "creating directory path", kNameTooLong);
         }
         rebuilt.append("/").append(component);
         ORV_TRACE("mkdir %s\n", rebuilt.c_str());
@@ -118,7 +129,7 @@ int OrvSyncSec::cleanmkdir(const std::string& path) {
         const std::string where = hostPath(rebuilt);
         if (mkdir(where.c_str(), 0777) < 0) {
             if (errno != EEXIST) {
-                return failed(__func__, "mkdir", errno);
+                return last_.failed(__func__, "mkdir", errno);
             }
             existed = true;
         }
@@ -126,31 +137,31 @@ int OrvSyncSec::cleanmkdir(const std::string& path) {
     return existed ? cleandir(rebuilt) : 0;
 }
 
-int OrvSyncSec::cleanmvdir(const std::string& source, const std::string& destination) {
+int OrvSyncFiles::cleanmvdir(const std::string& source, const std::string& destination) {
     if (cleandir(destination) < 0) {
-        ORV_TRACE("remove: %s\n", orvErrorText(error_).c_str());
+        ORV_TRACE("remove: %s\n", orvErrorText(last_.number).c_str());
     }
     const std::string from = hostPath(source);
     const std::string to = hostPath(destination);
     if (std::remove(to.c_str()) < 0) {
-        failed(__func__, "remove", errno);
+        last_.failed(__func__, "remove", errno);
     }
     if (std::rename(from.c_str(), to.c_str()) < 0) {
-        return failed(__func__, "rename", errno);
+        return last_.failed(__func__, "rename", errno);
     }
     return 0;
 }
 
-int OrvSyncSec::cleanrmdir(const std::string& path) {
+int OrvSyncFiles::cleanrmdir(const std::string& path) {
     if (cleandir(path) < 0) {
         return -1;
     }
     const std::string where = hostPath(path);
-    return std::remove(where.c_str()) < 0 ? failed(__func__, "remove", errno) : 0;
+    return std::remove(where.c_str()) < 0 ? last_.failed(__func__, "remove", errno) : 0;
 }
 
-int OrvSyncSec::cleandir(const std::string& path) {
+int OrvSyncFiles::cleandir(const std::string& path) {
     const std::string where = hostPath(path);
     OrvSyncCleaner cleaner;
-    return cleaner.empty(where) < 0 ? failed(__func__, cleaner.failedCall(), errno) : 0;
+    return cleaner.empty(where) < 0 ? last_.failed(__func__, cleaner.failedCall(), errno) : 0;
 }
