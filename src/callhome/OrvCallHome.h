@@ -14,6 +14,7 @@
 #include "profile/OrvCHProfile.h"
 #include "profile/OrvConfigListener.h"
 #include "profile/OrvIdentityListener.h"
+#include "profile/OrvProfileReader.h"
 #include "smtp/OrvCHClient.h"
 
 #include <bitset>
@@ -21,6 +22,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -106,6 +108,7 @@ private:
     int makeNewProfiles();
     int readCurrentProfile();
     void keepProfiles();
+    void forgetNewProfiles();
     void endWithoutProfiles();
     void activateNewProfiles();
     OrvCHProfile* currentProfile() const;
@@ -149,6 +152,7 @@ private:
     std::vector<std::unique_ptr<OrvCHProfile>> newProfiles_;  // being read
     std::vector<std::unique_ptr<OrvCHProfile>> profiles_;     // used for matching
     std::size_t currentProfile_ = 0;                          // index into newProfiles_
+    std::optional<OrvProfileReader> profileReader_;           // of the current one
     OrvEventRing eventRing_;
     std::deque<std::unique_ptr<OrvCHMesg>> incomingMesgQ_;
     bool ReadyForMessage_ = false;

@@ -237,19 +237,20 @@ int OrvCallHome::processNumOfProfiles(const DsAttrReply& reply) {
 // All of them, or none when memory is short.
 int OrvCallHome::makeNewProfiles() {
     currentProfile_ = 0;
-    newProfiles_.clear();
+    forgetNewProfiles();
     std::vector<std::unique_ptr<OrvCHProfile>> profiles;
     orvPersistently([&] { profiles.reserve(static_cast<std::size_t>(std::clamp(NumOfProfiles_, 0, kMostProfiles))); });
     for (std::int32_t index = 0; index < std::min(NumOfProfiles_, kMostProfiles); ++index) {
         profiles.push_back(
-            orvPersistently([&] { return std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index), store_); }));
+            orvPersistently([&] { return std::make_unique<OrvCHProfile>(static_cast<std::uint32_t>(index)); }));
     }
     newProfiles_ = std::move(profiles);
     return 0;
 }
 
 int OrvCallHome::readCurrentProfile() {
-    if (orvGuarded(__func__, [this] { return currentProfile()->readInitialConfig(); }) < 0) {
+    profileReader_.emplace(*currentProfile(), store_);
+    if (orvGuarded(__func__, [this] { return profileReader_->readInitialConfig(); }) < 0) {
         keepProfiles();
         return -1;
     }
@@ -258,9 +259,14 @@ int OrvCallHome::readCurrentProfile() {
 
 // The new profiles cannot be read: the active ones stay.
 void OrvCallHome::keepProfiles() {
-    newProfiles_.clear();
+    forgetNewProfiles();
     ReadyForMessage_ = true;
     configComplete(kProfiles);
+}
+
+void OrvCallHome::forgetNewProfiles() {
+    profileReader_.reset();
+    newProfiles_.clear();
 }
 
 void OrvCallHome::endWithoutProfiles() {
@@ -276,20 +282,19 @@ OrvCHProfile* OrvCallHome::currentProfile() const {
 }
 
 int OrvCallHome::processProfileBulk(const DsBulkReply& reply) {
-    OrvCHProfile* profile = currentProfile();
-    if (profile == nullptr) {
+    if (!profileReader_) {
         orvLog(orv_log::kNoProfileRead, reply.id);
         return -1;
     }
     switch (reply.id) {
         case DsRequestId::PROFILE_INITIAL:
-            return profile->processInitialConfigBulk(reply.entries, reply.statuses);
+            return profileReader_->processInitialConfigBulk(reply.entries, reply.statuses);
         case DsRequestId::PROFILE_EMAIL:
-            return profile->processEmailConfigBulk(reply.entries, reply.statuses);
+            return profileReader_->processEmailConfigBulk(reply.entries, reply.statuses);
         case DsRequestId::PROFILE_CAPTURE_TYPES:
-            return profile->processCaptureTypesBulk(reply.entries, reply.statuses);
+            return profileReader_->processCaptureTypesBulk(reply.entries, reply.statuses);
         default:
-            return profile->processCaptureAttrsBulk(reply.entries, reply.statuses);
+            return profileReader_->processCaptureAttrsBulk(reply.entries, reply.statuses);
     }
 }
 
@@ -317,6 +322,7 @@ int OrvCallHome::completeProfileConfig(std::int32_t status) {
 
 void OrvCallHome::activateNewProfiles() {
     profiles_ = std::exchange(newProfiles_, {});
+    profileReader_.reset();
     orvBestEffort(__func__, [this] { capture_.completeRegistration(); });
     ReadyForMessage_ = true;
     configComplete(kProfiles);

@@ -1,7 +1,7 @@
-// What a profile is and whom it mails to; how it reads itself stands in its other source files.
 #include "profile/OrvCHProfile.h"
 
 #include "base/OrvNumber.h"
+#include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
 #include "dbg/OrvDbg.h"
@@ -29,9 +29,6 @@ int assignUpTo(std::size_t longest, const std::string& value, std::string& field
 }
 
 }  // namespace
-
-OrvCHProfile::OrvCHProfile(std::uint32_t index, dsClient& store) : index_(index), store_(store) {
-}
 
 int OrvCHProfile::setName(const std::string& name) {
     return assignUpTo(kLongestName, name, name_);
@@ -90,6 +87,12 @@ int OrvCHProfile::clearEmailList() {
     emails_.clear();
     numOfEmailEntries_ = 0;
     return 0;
+}
+
+void OrvCHProfile::provideCapture() {
+    if (!capture_) {
+        capture_ = orvPersistently([this] { return std::make_unique<CronCaptureItem>(name_); });
+    }
 }
 
 std::unique_ptr<OrvCHEnvelope> OrvCHProfile::envelopeFor(std::int32_t level, bool force) {

@@ -1,52 +1,31 @@
 // One configured audience: who gets mail from which level on, in which format, and which capture is due for it.
 //
-// The controller makes one object per entry of the profile list and asks it to read itself: an initial bulk read,
-// then the e-mail list, the capture types and their attributes, each answered through the controller. When nothing
-// is outstanding the profile writes a marker into the store; its status tells the controller to go on.
-// Main thread only.
+// The controller makes one object per entry of the profile list, and OrvProfileReader fills it. Main thread only.
 #pragma once
 
-#include "catalogue/OrvLogEntry.h"
-#include "dsClient.h"
 #include "mesg/OrvCHEnvelope.h"
 #include "mesg/OrvLevel.h"
 #include "profile/CronCaptureItem.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 class OrvCHProfile {
 public:
-    // The parts of a read that are still outstanding; bits of config().
+    // The parts of a read that are still to be read; bits of config().
     static constexpr std::uint32_t kInitialPart = 1;
     static constexpr std::uint32_t kEmailPart = 2;
     static constexpr std::uint32_t kCapturePart = 4;
 
-    // The store must outlive the profile.
-    OrvCHProfile(std::uint32_t index, dsClient& store);
+    explicit OrvCHProfile(std::uint32_t index) : index_(index) {}
     OrvCHProfile(const OrvCHProfile&) = delete;
     OrvCHProfile& operator=(const OrvCHProfile&) = delete;
 
-    // Starts the read. 0, or -1 when the request could not be sent.
-    [[nodiscard]] int readInitialConfig();
-    // The follow-up reads; nothing is sent when there is nothing to ask for.
-    [[nodiscard]] int readEmailConfig();
-    [[nodiscard]] int readCaptureTypes();
-    [[nodiscard]] int readCaptureAttrs(std::uint32_t capture);
-
-    // The answers. -1 when a follow-up read could not be sent (the profile then stays incomplete), when an answer
-    // about captures holds nothing, or when the marker could not be written.
-    [[nodiscard]] int processInitialConfigBulk(std::span<const DsEntry> entries,
-                                               std::span<const std::int32_t> statuses);
-    [[nodiscard]] int processEmailConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
-    [[nodiscard]] int processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
-    [[nodiscard]] int processCaptureAttrsBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    // What its reader has still to read: all of it, or without these parts.
+    void nothingRead() { config_ = kInitialPart | kEmailPart | kCapturePart; }
+    void partRead(std::uint32_t parts) { config_ &= ~parts; }
 
     // Each takes an attribute's text. 0, or -1 when the value is refused; the field then keeps its value, except
     // that a level name that is too long sets "None".
@@ -65,12 +44,19 @@ public:
     // has nobody to send it to, or there is no memory for it. force overrides the level only.
     std::unique_ptr<OrvCHEnvelope> envelopeFor(std::int32_t level, bool force);
 
+    // Makes its capture item, which bears the profile's name, unless it has one. Throws when there is no memory for it.
+    void provideCapture();
+
+    std::uint32_t index() const { return index_; }
     const std::string& name() const { return name_; }
     std::int32_t level() const { return level_; }
     std::uint32_t maxSize() const { return maxSize_; }
     const std::vector<std::string>& emails() const { return emails_; }
     bool captureEnabled() const { return captureEnable_; }
+    std::uint32_t numOfEmailEntries() const { return numOfEmailEntries_; }
+    std::uint32_t captureEntries() const { return captureEntries_; }
     const CronCaptureItem* capture() const { return capture_.get(); }  // null when there is none
+    CronCaptureItem* capture() { return capture_.get(); }
     std::uint32_t processedCount() const { return processedCount_; }
     const std::string& processedLast() const { return processedLast_; }
     std::uint32_t config() const { return config_; }
@@ -79,21 +65,9 @@ public:
     void dumpProfileInfo(const CronCaptureItem* scheduled = nullptr) const;
 
 private:
-    enum class Reading { kGoesOn, kStops };
-
-    int bulkRead(std::uint32_t requestId, const std::vector<std::string>& keys, const char* caller,
-                 const OrvLogEntry<>& failure);
-    Reading takeInitialEntry(const DsEntry& entry);
-    void takeBadInitialEntry(std::size_t position, const std::string& key);
-    Reading takeCaptureType(const DsEntry& entry, std::uint32_t capture);
-    void takeCaptureAttr(const DsEntry& entry, std::size_t position);
-    int completePart(std::uint32_t part);
-    int completeCapturesWhenRead();
-    int writeMarkerData();
     std::string dumpCapture(const CronCaptureItem* scheduled) const;
 
     const std::uint32_t index_;
-    dsClient& store_;
 
     std::string name_;
     std::int32_t level_ = kOrvLevelAlarm;
@@ -108,10 +82,4 @@ private:
     std::uint32_t config_ = kInitialPart | kEmailPart | kCapturePart;
     std::vector<std::string> emails_;
     std::unique_ptr<CronCaptureItem> capture_;
-
-    // Parts whose follow-up read has been sent.
-    std::uint32_t requested_ = 0;
-    // The capture part ends when the types have been taken and every attribute read they caused is answered.
-    bool captureTypesTaken_ = false;
-    std::uint32_t captureAttrsOutstanding_ = 0;
 };

@@ -1,6 +1,6 @@
 // What a profile does when there is no memory for an envelope.
 #include "profile/FailingMemory.h"
-#include "profile/OrvCHProfile.h"
+#include "profile/OrvProfileReader.h"
 #include "profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
@@ -17,7 +17,7 @@ using testing::ElementsAre;
 
 TEST(OrvCHProfileMemory, raisesBothAlarmsAndMakesNoEnvelope) {
     RecordingSwitch recording;
-    OrvCHProfile profile(0, recording.store());
+    OrvCHProfile profile(0);
     ASSERT_EQ(profile.addEmail("a@x"), 0);
     std::unique_ptr<OrvCHEnvelope> envelope;
     {
@@ -37,7 +37,7 @@ TEST(OrvCHProfileMemory, raisesBothAlarmsAndMakesNoEnvelope) {
 // Whichever allocation fails, the profile counts only the envelopes that it gave away.
 TEST(OrvCHProfileMemory, countsNothingThatItCouldNotFinish) {
     RecordingSwitch recording;
-    OrvCHProfile profile(0, recording.store());
+    OrvCHProfile profile(0);
     ASSERT_EQ(profile.setName("a name that is too long for a short string"), -1);
     ASSERT_EQ(profile.setName("a name not kept in place"), 0);
     ASSERT_EQ(profile.addEmail("somebody@somewhere.example"), 0);
@@ -65,7 +65,7 @@ bool tells(const std::vector<std::string>& lines, const std::string& text) {
 }
 
 struct Answer {
-    int (OrvCHProfile::*process)(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    int (OrvProfileReader::*process)(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     std::vector<DsEntry> entries;
 };
 
@@ -77,14 +77,14 @@ DsEntry value(const std::string& key, const std::string& text) {
 TEST(OrvCHProfileMemory, endsItsReadWhicheverAllocationFailsInAValue) {
     const std::string key = "Global.CallhomeDB.Profile.0.";
     const std::vector<Answer> answers{
-        {&OrvCHProfile::processInitialConfigBulk,
+        {&OrvProfileReader::processInitialConfigBulk,
          {value("Global.CallhomeDB.ProfileList.0", "a name not kept in place"), value(key + "Level", "Fault"),
           value(key + "Format", "a format not kept in place"), value(key + "MaxSize", "5000"),
           value(key + "EmailSubject", "a subject not kept in place"), value(key + "NumberOfEmails", "1"),
           value(key + "CaptureEnable", "True"), value(key + "CaptureEntries", "1")}},
-        {&OrvCHProfile::processEmailConfigBulk, {value(key + "EmailList.0", "somebody@somewhere.example")}},
-        {&OrvCHProfile::processCaptureTypesBulk, {value(key + "Capture.0.Type", "Cron")}},
-        {&OrvCHProfile::processCaptureAttrsBulk,
+        {&OrvProfileReader::processEmailConfigBulk, {value(key + "EmailList.0", "somebody@somewhere.example")}},
+        {&OrvProfileReader::processCaptureTypesBulk, {value(key + "Capture.0.Type", "Cron")}},
+        {&OrvProfileReader::processCaptureAttrsBulk,
          {value(key + "Capture.0.DayOfWeek", "Fri"), value(key + "Capture.0.TimeOfDay", "17:05"),
           value(key + "Capture.0.Interval", "2")}}};
     const std::vector<std::int32_t> statuses(8, 0);
@@ -94,8 +94,9 @@ TEST(OrvCHProfileMemory, endsItsReadWhicheverAllocationFailsInAValue) {
         bool failed = true;
         for (int after = 0; failed; ++after) {
             SCOPED_TRACE(std::to_string(which) + "/" + std::to_string(after));
-            OrvCHProfile profile(0, recording.store());
-            ASSERT_EQ(profile.readInitialConfig(), 0);
+            OrvCHProfile profile(0);
+            OrvProfileReader reader(profile, recording.store());
+            ASSERT_EQ(reader.readInitialConfig(), 0);
             recording.takeSent();
             failed = false;
             bool unsent = false;
@@ -103,7 +104,7 @@ TEST(OrvCHProfileMemory, endsItsReadWhicheverAllocationFailsInAValue) {
                 const std::span<const DsEntry> entries = answers[i].entries;
                 const FailingMemory memory(FailingMemory::kThrowing, i == which ? after : 1000000, 1);
                 try {
-                    unsent = (profile.*answers[i].process)(entries, statuses) < 0;
+                    unsent = (reader.*answers[i].process)(entries, statuses) < 0;
                 } catch (const std::bad_alloc&) {
                     ADD_FAILURE() << "the answer is given up";
                 }

@@ -32,7 +32,8 @@ protected:
     LocalZone zone_{"UTC0"};
     ManualClock clock_{1700000000};
     RecordingSwitch switch_;
-    OrvCHProfile profile_{7, switch_.store()};
+    OrvCHProfile profile_{7};
+    OrvProfileReader reader_{profile_, switch_.store()};
 };
 
 TEST_F(OrvCHProfileTest, startsWithItsDefaults) {
@@ -251,7 +252,7 @@ TEST_F(OrvCHProfileTest, countsAndTimesTheEnvelopesItMakes) {
 }
 
 TEST_F(OrvCHProfileTest, dumpsEverythingItHolds) {
-    ProfileDriver driver(switch_, profile_);
+    ProfileDriver driver(switch_, profile_, reader_);
     driver.readWhole({{"ProfileList", "Ops"},
                       {"Level", "Critical"},
                       {"Format", "Tsc1"},
@@ -292,7 +293,7 @@ TEST_F(OrvCHProfileTest, dumpsEverythingItHolds) {
 }
 
 TEST_F(OrvCHProfileTest, showsItsCaptureAsNeverRunWhenItIsNotScheduled) {
-    ProfileDriver driver(switch_, profile_);
+    ProfileDriver driver(switch_, profile_, reader_);
     driver.readWhole({{"NumberOfEmails", "0"}, {"CaptureEntries", "1"}}, {}, {{"Fri", "17:05", "26"}});
     const std::string before = dump();
     CronCaptureItem copy = *profile_.capture();
@@ -302,7 +303,7 @@ TEST_F(OrvCHProfileTest, showsItsCaptureAsNeverRunWhenItIsNotScheduled) {
 }
 
 TEST_F(OrvCHProfileTest, showsTheTimesOfTheCopyThatIsScheduled) {
-    ProfileDriver driver(switch_, profile_);
+    ProfileDriver driver(switch_, profile_, reader_);
     driver.readWhole({{"NumberOfEmails", "0"}, {"CaptureEntries", "1"}}, {}, {{"Fri", "17:05", "26"}});
     CronCaptureItem copy = *profile_.capture();
     copy.LastExecution = 1700000000;

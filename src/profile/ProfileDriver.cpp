@@ -6,21 +6,21 @@
 
 namespace {
 
-using Bulk = int (OrvCHProfile::*)(std::span<const DsEntry>, std::span<const std::int32_t>);
+using Bulk = int (OrvProfileReader::*)(std::span<const DsEntry>, std::span<const std::int32_t>);
 
-int answer(OrvCHProfile& profile, Bulk process, const std::vector<DsEntry>& entries,
+int answer(OrvProfileReader& reader, Bulk process, const std::vector<DsEntry>& entries,
            std::vector<std::int32_t> statuses) {
     if (statuses.empty()) {
         statuses.resize(entries.size(), 0);
     }
-    return (profile.*process)(entries, statuses);
+    return (reader.*process)(entries, statuses);
 }
 
 }  // namespace
 
 std::string ProfileDriver::key(const std::string& word) const {
-    return word == "ProfileList" ? orvFormat("Global.CallhomeDB.ProfileList.%u", index_)
-                                 : orvFormat("Global.CallhomeDB.Profile.%u.", index_) + word;
+    return word == "ProfileList" ? orvFormat("Global.CallhomeDB.ProfileList.%u", profile_.index())
+                                 : orvFormat("Global.CallhomeDB.Profile.%u.", profile_.index()) + word;
 }
 
 int ProfileDriver::initial(const Values& values, std::vector<std::int32_t> statuses) {
@@ -28,7 +28,7 @@ int ProfileDriver::initial(const Values& values, std::vector<std::int32_t> statu
     for (const auto& [word, value] : values) {
         entries.push_back({key(word), dsClient::TYPE_STRING, value});
     }
-    return answer(profile_, &OrvCHProfile::processInitialConfigBulk, entries, std::move(statuses));
+    return answer(reader_, &OrvProfileReader::processInitialConfigBulk, entries, std::move(statuses));
 }
 
 int ProfileDriver::emails(const std::vector<std::string>& addresses, std::vector<std::int32_t> statuses) {
@@ -36,7 +36,7 @@ int ProfileDriver::emails(const std::vector<std::string>& addresses, std::vector
     for (std::size_t i = 0; i < addresses.size(); ++i) {
         entries.push_back({key("EmailList." + std::to_string(i)), dsClient::TYPE_STRING, addresses[i]});
     }
-    return answer(profile_, &OrvCHProfile::processEmailConfigBulk, entries, std::move(statuses));
+    return answer(reader_, &OrvProfileReader::processEmailConfigBulk, entries, std::move(statuses));
 }
 
 int ProfileDriver::types(const std::vector<std::string>& types, std::vector<std::int32_t> statuses) {
@@ -44,7 +44,7 @@ int ProfileDriver::types(const std::vector<std::string>& types, std::vector<std:
     for (std::size_t i = 0; i < types.size(); ++i) {
         entries.push_back({key("Capture." + std::to_string(i) + ".Type"), dsClient::TYPE_STRING, types[i]});
     }
-    return answer(profile_, &OrvCHProfile::processCaptureTypesBulk, entries, std::move(statuses));
+    return answer(reader_, &OrvProfileReader::processCaptureTypesBulk, entries, std::move(statuses));
 }
 
 int ProfileDriver::attrs(std::uint32_t capture, const Capture& values, std::vector<std::int32_t> statuses) {
@@ -60,12 +60,12 @@ int ProfileDriver::rawAttrs(const Values& values, std::vector<std::int32_t> stat
     for (const auto& [name, value] : values) {
         entries.push_back({name, dsClient::TYPE_STRING, value});
     }
-    return answer(profile_, &OrvCHProfile::processCaptureAttrsBulk, entries, std::move(statuses));
+    return answer(reader_, &OrvProfileReader::processCaptureAttrsBulk, entries, std::move(statuses));
 }
 
 void ProfileDriver::readWhole(const Values& initialValues, const std::vector<std::string>& addresses,
                               const std::vector<Capture>& captures) {
-    EXPECT_EQ(profile_.readInitialConfig(), 0);
+    EXPECT_EQ(reader_.readInitialConfig(), 0);
     EXPECT_EQ(initial(initialValues), 0);
     if (!addresses.empty()) {
         EXPECT_EQ(emails(addresses), 0);

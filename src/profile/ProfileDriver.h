@@ -1,7 +1,7 @@
 // Test support: gives a profile the answers it waits for, as the attribute store would.
 #pragma once
 
-#include "profile/OrvCHProfile.h"
+#include "profile/OrvProfileReader.h"
 #include "profile/RecordingSwitch.h"
 
 #include <cstdint>
@@ -18,8 +18,8 @@ public:
         std::string interval;
     };
 
-    ProfileDriver(RecordingSwitch& recording, OrvCHProfile& profile, std::uint32_t index = 7)
-        : recording_(recording), profile_(profile), index_(index) {}
+    ProfileDriver(RecordingSwitch& recording, OrvCHProfile& profile, OrvProfileReader& reader)
+        : recording_(recording), profile_(profile), reader_(reader) {}
 
     // Each gives one answer; what is not named has no entry. Statuses are all 0 unless given.
     int initial(const Values& values, std::vector<std::int32_t> statuses = {});
@@ -38,5 +38,5 @@ private:
 
     RecordingSwitch& recording_;
     OrvCHProfile& profile_;
-    std::uint32_t index_;
+    OrvProfileReader& reader_;
 };

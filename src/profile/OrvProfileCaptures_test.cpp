@@ -16,11 +16,11 @@ using testing::Not;
 constexpr char kMarker[] = "set 10 1 1 Oper.Callhome.MarkerData=OK";
 constexpr std::int32_t kBad = static_cast<std::int32_t>(0x80000021);
 
-class OrvCHProfileCapture : public testing::Test {
+class OrvProfileCapturesTest : public testing::Test {
 protected:
     // Up to the request for the types of so many captures.
     void startWith(unsigned captures) {
-        ASSERT_EQ(profile_.readInitialConfig(), 0);
+        ASSERT_EQ(reader_.readInitialConfig(), 0);
         ASSERT_EQ(driver_.initial({{"ProfileList", "Ops"},
                                    {"NumberOfEmails", "0"},
                                    {"CaptureEnable", "True"},
@@ -35,11 +35,12 @@ protected:
     }
 
     RecordingSwitch switch_;
-    OrvCHProfile profile_{7, switch_.store()};
-    ProfileDriver driver_{switch_, profile_};
+    OrvCHProfile profile_{7};
+    OrvProfileReader reader_{profile_, switch_.store()};
+    ProfileDriver driver_{switch_, profile_, reader_};
 };
 
-TEST_F(OrvCHProfileCapture, isMadeForTheScheduleTypeAndBearsTheProfilesName) {
+TEST_F(OrvProfileCapturesTest, isMadeForTheScheduleTypeAndBearsTheProfilesName) {
     startWith(1);
 
     EXPECT_EQ(driver_.types({"Cron"}), 0);
@@ -52,7 +53,7 @@ TEST_F(OrvCHProfileCapture, isMadeForTheScheduleTypeAndBearsTheProfilesName) {
 }
 
 // Written any earlier, the marker would let the next profile take this one's attributes.
-TEST_F(OrvCHProfileCapture, isCompleteWhenEveryAttributeReadIsAnswered) {
+TEST_F(OrvProfileCapturesTest, isCompleteWhenEveryAttributeReadIsAnswered) {
     startWith(2);
     driver_.types({"Cron", "Cron"});
     EXPECT_EQ(profile_.config(), 4u);
@@ -66,7 +67,7 @@ TEST_F(OrvCHProfileCapture, isCompleteWhenEveryAttributeReadIsAnswered) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
-TEST_F(OrvCHProfileCapture, isOneItemForSeveralCapturesAndTheLastAnswerCounts) {
+TEST_F(OrvProfileCapturesTest, isOneItemForSeveralCapturesAndTheLastAnswerCounts) {
     startWith(2);
     driver_.types({"Cron", "Cron"});
     const CronCaptureItem* item = profile_.capture();
@@ -78,7 +79,7 @@ TEST_F(OrvCHProfileCapture, isOneItemForSeveralCapturesAndTheLastAnswerCounts) {
     EXPECT_EQ(timing(), "Tue 01:00 2");
 }
 
-TEST_F(OrvCHProfileCapture, reportsOtherTypesAndNeedsNoAttributesForThem) {
+TEST_F(OrvProfileCapturesTest, reportsOtherTypesAndNeedsNoAttributesForThem) {
     startWith(4);
     switch_.takeTraces();
 
@@ -98,7 +99,7 @@ TEST_F(OrvCHProfileCapture, reportsOtherTypesAndNeedsNoAttributesForThem) {
     EXPECT_EQ(profile_.capture(), nullptr);
 }
 
-TEST_F(OrvCHProfileCapture, asksForTheAttributesOfTheScheduledOnesAmongOthers) {
+TEST_F(OrvProfileCapturesTest, asksForTheAttributesOfTheScheduledOnesAmongOthers) {
     startWith(3);
 
     driver_.types({"Event", "bad", "Cron"}, {0, kBad, 0});
@@ -116,7 +117,7 @@ TEST_F(OrvCHProfileCapture, asksForTheAttributesOfTheScheduledOnesAmongOthers) {
                     "Global.CallhomeDB.Profile.7.Capture.2.TimeOfDay Global.CallhomeDB.Profile.7.Capture.2.Interval"));
 }
 
-TEST_F(OrvCHProfileCapture, passesOverTypesAndAttributesThatHaveNoStatus) {
+TEST_F(OrvProfileCapturesTest, passesOverTypesAndAttributesThatHaveNoStatus) {
     startWith(2);
 
     EXPECT_EQ(driver_.types({"Cron", "Cron"}, {0}), 0);
@@ -131,7 +132,7 @@ TEST_F(OrvCHProfileCapture, passesOverTypesAndAttributesThatHaveNoStatus) {
     EXPECT_EQ(timing(), "Tue 02:30 1");
 }
 
-TEST_F(OrvCHProfileCapture, reportsATypesAnswerWithoutEntriesAndIsComplete) {
+TEST_F(OrvProfileCapturesTest, reportsATypesAnswerWithoutEntriesAndIsComplete) {
     startWith(1);
 
     EXPECT_EQ(driver_.types({}), -1);
@@ -140,7 +141,7 @@ TEST_F(OrvCHProfileCapture, reportsATypesAnswerWithoutEntriesAndIsComplete) {
                 ElementsAre("log 17 8b000001 Error CALLHOME_READ_PROFILE_CAPTURE_TYPES in DS ffffffff\n", kMarker));
 }
 
-TEST_F(OrvCHProfileCapture, staysIncompleteWhenItsAttributesCannotBeAskedFor) {
+TEST_F(OrvProfileCapturesTest, staysIncompleteWhenItsAttributesCannotBeAskedFor) {
     startWith(2);
     switch_.refuseRequest(2);
 
@@ -158,14 +159,16 @@ TEST_F(OrvCHProfileCapture, staysIncompleteWhenItsAttributesCannotBeAskedFor) {
                             "alarm 16 0 OrvApp - problem reading capture entries from DS"));
 }
 
-TEST_F(OrvCHProfileCapture, asksForNoAttributesWithoutAnItem) {
-    EXPECT_EQ(profile_.readCaptureAttrs(0), 0);
+TEST_F(OrvProfileCapturesTest, asksForNoAttributesWithoutAnItem) {
+    OrvProfileCaptures captures(profile_, switch_.store());
+
+    EXPECT_EQ(captures.readCaptureAttrs(0), 0);
 
     EXPECT_THAT(switch_.takeSent(), IsEmpty());
     EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHProfile readCaptureAttrs: Index=7\n"));
 }
 
-TEST_F(OrvCHProfileCapture, reportsRefusedValuesAndKeepsTheFormerOnes) {
+TEST_F(OrvProfileCapturesTest, reportsRefusedValuesAndKeepsTheFormerOnes) {
     startWith(1);
     driver_.types({"Cron"});
     driver_.attrs(0, {"Tue", "01:00", "2"});
@@ -183,7 +186,7 @@ TEST_F(OrvCHProfileCapture, reportsRefusedValuesAndKeepsTheFormerOnes) {
     EXPECT_EQ(timing(), "Tue 01:00 2");
 }
 
-TEST_F(OrvCHProfileCapture, reportsBadStatusesAndTakesTheOtherAttributes) {
+TEST_F(OrvProfileCapturesTest, reportsBadStatusesAndTakesTheOtherAttributes) {
     startWith(1);
     driver_.types({"Cron"});
     switch_.takeSent();
@@ -197,7 +200,7 @@ TEST_F(OrvCHProfileCapture, reportsBadStatusesAndTakesTheOtherAttributes) {
     EXPECT_EQ(timing(), "Mon 01:00 1");
 }
 
-TEST_F(OrvCHProfileCapture, reportsAnAttributesAnswerWithoutEntriesAndIsComplete) {
+TEST_F(OrvProfileCapturesTest, reportsAnAttributesAnswerWithoutEntriesAndIsComplete) {
     startWith(1);
     driver_.types({"Cron"});
     switch_.takeSent();
@@ -208,7 +211,7 @@ TEST_F(OrvCHProfileCapture, reportsAnAttributesAnswerWithoutEntriesAndIsComplete
                 ElementsAre("log 17 8b000001 Error CALLHOME_READ_PROFILE_CAPTURE_ATTRS in DS ffffffff\n", kMarker));
 }
 
-TEST_F(OrvCHProfileCapture, reportsKeysThatHoldNoCaptureNumber) {
+TEST_F(OrvProfileCapturesTest, reportsKeysThatHoldNoCaptureNumber) {
     startWith(1);
     driver_.types({"Cron"});
     switch_.takeSent();
@@ -235,7 +238,7 @@ TEST_F(OrvCHProfileCapture, reportsKeysThatHoldNoCaptureNumber) {
     EXPECT_EQ(timing(), "Mon 02:30 1");
 }
 
-TEST_F(OrvCHProfileCapture, reportsAttributesOfACaptureThatIsNotOnASchedule) {
+TEST_F(OrvProfileCapturesTest, reportsAttributesOfACaptureThatIsNotOnASchedule) {
     startWith(1);
     driver_.types({"Event"});
     switch_.takeSent();
@@ -247,7 +250,7 @@ TEST_F(OrvCHProfileCapture, reportsAttributesOfACaptureThatIsNotOnASchedule) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kUnhandled, kUnhandled, kUnhandled));
 }
 
-TEST_F(OrvCHProfileCapture, tracesAttributesItDoesNotKnow) {
+TEST_F(OrvProfileCapturesTest, tracesAttributesItDoesNotKnow) {
     startWith(1);
     driver_.types({"Cron"});
     switch_.takeSent();

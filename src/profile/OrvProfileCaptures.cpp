@@ -1,16 +1,21 @@
-// How a profile reads its scheduled capture: the types, then the attributes of each capture on a schedule.
+#include "profile/OrvProfileCaptures.h"
+
 #include "MessageCodes.h"
 #include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
-#include "profile/OrvCHProfile.h"
 #include "profile/OrvDsStatus.h"
+#include "profile/OrvProfileRequests.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
@@ -50,30 +55,42 @@ std::optional<std::uint32_t> captureNumber(std::string_view key) {
     return number;
 }
 
+bool onSchedule(const CronCaptureItem* item) {
+    return item != nullptr && item->kind() == ScheduleItem::kCron;
+}
+
 }  // namespace
 
-int OrvCHProfile::readCaptureTypes() {
-    ORV_TRACE("Index=%u\n", index_);
-    if (captureEntries_ == 0) {
-        config_ &= ~kCapturePart;
+void OrvProfileCaptures::restart() {
+    requested_ = false;
+    typesTaken_ = false;
+    attrsOutstanding_ = 0;
+}
+
+int OrvProfileCaptures::readCaptureTypes() {
+    ORV_TRACE("Index=%u\n", profile_.index());
+    if (profile_.captureEntries() == 0) {
+        profile_.partRead(OrvCHProfile::kCapturePart);
         return 0;
     }
     const auto keys = orvPersistently([this] {
         std::vector<std::string> composed;
-        const std::uint32_t count = std::min<std::uint32_t>(captureEntries_, dsClient::MAX_BULK_NAMES);
+        const std::uint32_t count = std::min<std::uint32_t>(profile_.captureEntries(), dsClient::MAX_BULK_NAMES);
         for (std::uint32_t i = 0; i < count; ++i) {
-            composed.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.Type", index_, i));
+            composed.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.Type", profile_.index(), i));
         }
         return composed;
     });
     for (const std::string& key : keys) {
         orvLog(orv_log::kCaptureTypeRequest, key.c_str());
     }
-    requested_ |= kCapturePart;
-    return bulkRead(DsRequestId::PROFILE_CAPTURE_TYPES, keys, __func__, orv_log::kCaptureTypesUnread);
+    requested_ = true;
+    return orvReadProfileAttributes(store_, DsRequestId::PROFILE_CAPTURE_TYPES, keys, __func__,
+                                    orv_log::kCaptureTypesUnread);
 }
 
-int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+int OrvProfileCaptures::processCaptureTypesBulk(std::span<const DsEntry> entries,
+                                                std::span<const std::int32_t> statuses) {
     ORV_TRACE("Entry\n");
     if (entries.empty()) {
         orvLog(orv_log::kCaptureTypesEmpty, kNothingAnswered);
@@ -82,59 +99,59 @@ int OrvCHProfile::processCaptureTypesBulk(std::span<const DsEntry> entries, std:
         const std::int32_t status = orvStatusAt(statuses, i);
         if (!orvIsNotNegativeStatus(status)) {
             orvLog(orv_log::kCaptureTypesStatus, static_cast<unsigned>(status));
-        } else if (takeCaptureType(entries[i], static_cast<std::uint32_t>(i)) == Reading::kStops) {
+        } else if (takeCaptureType(entries[i], static_cast<std::uint32_t>(i)) == OrvReading::kStops) {
             return -1;
         }
     }
-    captureTypesTaken_ = true;
-    const int result = completeCapturesWhenRead();
-    return entries.empty() ? -1 : result;
+    typesTaken_ = true;
+    return entries.empty() ? -1 : 0;
 }
 
 // Kept: however many captures a profile lists, it has one item; the attributes answered last count.
-OrvCHProfile::Reading OrvCHProfile::takeCaptureType(const DsEntry& entry, std::uint32_t capture) {
+OrvReading OrvProfileCaptures::takeCaptureType(const DsEntry& entry, std::uint32_t capture) {
     const auto provideItem = [this] {
-        if (!capture_) {
-            capture_ = orvPersistently([this] { return std::make_unique<CronCaptureItem>(name_); });
-        }
+        profile_.provideCapture();
         return 0;
     };
     if (ScheduleItem::kindByName(entry.value) != ScheduleItem::kCron || orvGuarded(__func__, provideItem) < 0) {
         constexpr int kResult = -1;
-        orvLog(orv_log::kCaptureTypeRefused, static_cast<unsigned>(kResult), entry.value.c_str(), index_, capture);
-        return Reading::kGoesOn;
+        orvLog(orv_log::kCaptureTypeRefused, static_cast<unsigned>(kResult), entry.value.c_str(), profile_.index(),
+               capture);
+        return OrvReading::kGoesOn;
     }
     if (orvGuarded(__func__, [&] { return readCaptureAttrs(capture); }) < 0) {
         orvAlarm(orv_log::kCapturesUnread);
-        return Reading::kStops;
+        return OrvReading::kStops;
     }
-    return Reading::kGoesOn;
+    return OrvReading::kGoesOn;
 }
 
-int OrvCHProfile::readCaptureAttrs(std::uint32_t capture) {
-    ORV_TRACE("Index=%u\n", index_);
-    if (!capture_ || capture_->kind() != ScheduleItem::kCron) {
+int OrvProfileCaptures::readCaptureAttrs(std::uint32_t capture) {
+    ORV_TRACE("Index=%u\n", profile_.index());
+    if (!onSchedule(profile_.capture())) {
         return 0;
     }
     const auto keys = orvPersistently([this, capture] {
         std::vector<std::string> composed;
         for (const CaptureAttribute& attribute : kCaptureAttributes) {
-            composed.push_back(
-                orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.%s", index_, capture, attribute.name.data()));
+            composed.push_back(orvFormat("Global.CallhomeDB.Profile.%u.Capture.%u.%s", profile_.index(), capture,
+                                         attribute.name.data()));
         }
         return composed;
     });
     for (std::size_t i = 0; i < keys.size(); ++i) {
         orvLog(kCaptureAttributes[i].announcement, keys[i].c_str());
     }
-    if (bulkRead(DsRequestId::PROFILE_CAPTURE_ATTRS, keys, __func__, orv_log::kCaptureAttrsUnread) < 0) {
+    if (orvReadProfileAttributes(store_, DsRequestId::PROFILE_CAPTURE_ATTRS, keys, __func__,
+                                 orv_log::kCaptureAttrsUnread) < 0) {
         return -1;
     }
-    ++captureAttrsOutstanding_;
+    ++attrsOutstanding_;
     return 0;
 }
 
-int OrvCHProfile::processCaptureAttrsBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
+int OrvProfileCaptures::processCaptureAttrsBulk(std::span<const DsEntry> entries,
+                                                std::span<const std::int32_t> statuses) {
     ORV_TRACE("Entry\n");
     if (entries.empty()) {
         orvLog(orv_log::kCaptureAttrsEmpty, kNothingAnswered);
@@ -147,38 +164,32 @@ int OrvCHProfile::processCaptureAttrsBulk(std::span<const DsEntry> entries, std:
             orvBestEffort(__func__, [&] { takeCaptureAttr(entries[i], i); });
         }
     }
-    if (captureAttrsOutstanding_ > 0) {
-        --captureAttrsOutstanding_;
+    if (attrsOutstanding_ > 0) {
+        --attrsOutstanding_;
     }
-    const int result = completeCapturesWhenRead();
-    return entries.empty() ? -1 : result;
+    return entries.empty() ? -1 : 0;
 }
 
-void OrvCHProfile::takeCaptureAttr(const DsEntry& entry, std::size_t position) {
+void OrvProfileCaptures::takeCaptureAttr(const DsEntry& entry, std::size_t position) {
     const std::optional<std::uint32_t> capture = captureNumber(entry.name);
     if (!capture) {
         orvLog(orv_log::kCaptureNoNumber, entry.name.c_str(), static_cast<int>(position));
         return;
     }
-    if (!capture_ || capture_->kind() != ScheduleItem::kCron) {
-        orvLog(orv_log::kCaptureUnknownType, index_, *capture);
+    if (!onSchedule(profile_.capture())) {
+        orvLog(orv_log::kCaptureUnknownType, profile_.index(), *capture);
         return;
     }
     for (const CaptureAttribute& attribute : kCaptureAttributes) {
         if (!entry.name.ends_with(attribute.name)) {
             continue;
         }
-        const int result = orvPersistently([&] { return attribute.set(*capture_, entry.value); });
+        const int result = orvPersistently([&] { return attribute.set(*profile_.capture(), entry.value); });
         if (result < 0) {
-            orvLog(orv_log::kCaptureAttrRefused, index_, *capture, attribute.name.data(), entry.value.c_str(),
+            orvLog(orv_log::kCaptureAttrRefused, profile_.index(), *capture, attribute.name.data(), entry.value.c_str(),
                    static_cast<unsigned>(result));
         }
         return;
     }
     ORV_TRACE("unknown capture attribute %s\n", entry.name.c_str());
-}
-
-// Before the last attributes are in, the next profile must not be read: their answer would reach that one.
-int OrvCHProfile::completeCapturesWhenRead() {
-    return captureTypesTaken_ && captureAttrsOutstanding_ == 0 ? completePart(kCapturePart) : 0;
 }

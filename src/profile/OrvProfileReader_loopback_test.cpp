@@ -1,6 +1,6 @@
 // Profiles read from the switch's own attribute store.
 #include "MessageCodes.h"
-#include "profile/OrvCHProfile.h"
+#include "profile/OrvProfileReader.h"
 #include "testing/LoopbackSwitch.h"
 #include "testing/StubComponent.h"
 
@@ -13,9 +13,9 @@ namespace {
 
 using testing::ElementsAre;
 
-class OrvCHProfileOnTheSwitch : public testing::Test {
+class OrvProfileReaderOnTheSwitch : public testing::Test {
 protected:
-    OrvCHProfileOnTheSwitch() {
+    OrvProfileReaderOnTheSwitch() {
         component_.onBulk = [this](const DsBulkReply& reply) { route(reply); };
         component_.onStatus = [this](const DsStatusReply& reply) { markers_.push_back(reply.status); };
         component_.insert();
@@ -23,13 +23,14 @@ protected:
     }
 
     void route(const DsBulkReply& reply) {
-        using Process = int (OrvCHProfile::*)(std::span<const DsEntry>, std::span<const std::int32_t>);
-        constexpr Process kProcess[] = {&OrvCHProfile::processInitialConfigBulk, &OrvCHProfile::processEmailConfigBulk,
-                                        &OrvCHProfile::processCaptureTypesBulk, &OrvCHProfile::processCaptureAttrsBulk};
+        using Process = int (OrvProfileReader::*)(std::span<const DsEntry>, std::span<const std::int32_t>);
+        constexpr Process kProcess[] = {
+            &OrvProfileReader::processInitialConfigBulk, &OrvProfileReader::processEmailConfigBulk,
+            &OrvProfileReader::processCaptureTypesBulk, &OrvProfileReader::processCaptureAttrsBulk};
         ASSERT_GE(reply.id, DsRequestId::PROFILE_INITIAL);
         ASSERT_LE(reply.id, DsRequestId::PROFILE_CAPTURE_ATTRS);
         const Process process = kProcess[reply.id - DsRequestId::PROFILE_INITIAL];
-        EXPECT_EQ((profile_.*process)(reply.entries, reply.statuses), 0);
+        EXPECT_EQ((reader_.*process)(reply.entries, reply.statuses), 0);
     }
 
     void setProfile(const std::string& attribute, const std::string& value) {
@@ -38,11 +39,12 @@ protected:
 
     LoopbackSwitch switch_;
     StubComponent component_;
-    OrvCHProfile profile_{0, component_.ds()};
+    OrvCHProfile profile_{0};
+    OrvProfileReader reader_{profile_, component_.ds()};
     std::vector<std::int32_t> markers_;
 };
 
-TEST_F(OrvCHProfileOnTheSwitch, readsAProfileWithACaptureAndEndsWithTheMarker) {
+TEST_F(OrvProfileReaderOnTheSwitch, readsAProfileWithACaptureAndEndsWithTheMarker) {
     switch_.set("Global.CallhomeDB.ProfileList.0", "Ops");
     setProfile("Level", "Warn");
     setProfile("Format", "Tsc1");
@@ -58,7 +60,7 @@ TEST_F(OrvCHProfileOnTheSwitch, readsAProfileWithACaptureAndEndsWithTheMarker) {
     setProfile("Capture.0.TimeOfDay", "23:15");
     setProfile("Capture.0.Interval", "4");
 
-    ASSERT_EQ(profile_.readInitialConfig(), 0);
+    ASSERT_EQ(reader_.readInitialConfig(), 0);
     switch_.pump();
 
     EXPECT_EQ(profile_.config(), 0u);
@@ -89,8 +91,8 @@ TEST_F(OrvCHProfileOnTheSwitch, readsAProfileWithACaptureAndEndsWithTheMarker) {
             LogLine{31, 0x8B000001u, "reading 3 DS bulk data entries"}));
 }
 
-TEST_F(OrvCHProfileOnTheSwitch, isCompleteAlsoWhenTheStoreKnowsNothingOfIt) {
-    ASSERT_EQ(profile_.readInitialConfig(), 0);
+TEST_F(OrvProfileReaderOnTheSwitch, isCompleteAlsoWhenTheStoreKnowsNothingOfIt) {
+    ASSERT_EQ(reader_.readInitialConfig(), 0);
     switch_.pump();
 
     EXPECT_EQ(profile_.config(), 0u);

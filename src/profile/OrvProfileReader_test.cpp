@@ -14,21 +14,22 @@ using testing::IsEmpty;
 constexpr char kMarker[] = "set 10 1 1 Oper.Callhome.MarkerData=OK";
 constexpr std::int32_t kBad = static_cast<std::int32_t>(0x80000021);
 
-class OrvCHProfileRead : public testing::Test {
+class OrvProfileReaderTest : public testing::Test {
 protected:
     void start() {
-        ASSERT_EQ(profile_.readInitialConfig(), 0);
+        ASSERT_EQ(reader_.readInitialConfig(), 0);
         switch_.takeSent();
         switch_.takeTraces();
     }
 
     RecordingSwitch switch_;
-    OrvCHProfile profile_{7, switch_.store()};
-    ProfileDriver driver_{switch_, profile_};
+    OrvCHProfile profile_{7};
+    OrvProfileReader reader_{profile_, switch_.store()};
+    ProfileDriver driver_{switch_, profile_, reader_};
 };
 
-TEST_F(OrvCHProfileRead, asksForEightAttributesAtFirst) {
-    EXPECT_EQ(profile_.readInitialConfig(), 0);
+TEST_F(OrvProfileReaderTest, asksForEightAttributesAtFirst) {
+    EXPECT_EQ(reader_.readInitialConfig(), 0);
 
     EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHProfile readInitialConfig: Index=7\n"));
     EXPECT_THAT(switch_.takeSent(),
@@ -40,10 +41,10 @@ TEST_F(OrvCHProfileRead, asksForEightAttributesAtFirst) {
     EXPECT_EQ(profile_.config(), 7u);
 }
 
-TEST_F(OrvCHProfileRead, reportsAnInitialRequestThatCannotBeSentWithTheDoubledWord) {
+TEST_F(OrvProfileReaderTest, reportsAnInitialRequestThatCannotBeSentWithTheDoubledWord) {
     switch_.refuseRequest(1);
 
-    EXPECT_EQ(profile_.readInitialConfig(), -1);
+    EXPECT_EQ(reader_.readInitialConfig(), -1);
 
     EXPECT_THAT(switch_.takeSent(),
                 ElementsAre("log 31 8b000001 reading 8 DS bulk data entries",
@@ -53,8 +54,8 @@ TEST_F(OrvCHProfileRead, reportsAnInitialRequestThatCannotBeSentWithTheDoubledWo
                                                   "OrvCHProfile readInitialConfig: flushBulkGetSameComp() error\n"));
 }
 
-TEST_F(OrvCHProfileRead, tracesAndLogsACompleteReadInItsOrder) {
-    EXPECT_EQ(profile_.readInitialConfig(), 0);
+TEST_F(OrvProfileReaderTest, tracesAndLogsACompleteReadInItsOrder) {
+    EXPECT_EQ(reader_.readInitialConfig(), 0);
     EXPECT_EQ(driver_.initial({{"ProfileList", "Ops"},
                                {"Level", "Critical"},
                                {"Format", "Tsc1"},
@@ -100,7 +101,7 @@ TEST_F(OrvCHProfileRead, tracesAndLogsACompleteReadInItsOrder) {
     EXPECT_EQ(profile_.config(), 0u);
 }
 
-TEST_F(OrvCHProfileRead, isCompleteAtTheEndOfTheFirstAnswerWhenBothListsAreEmpty) {
+TEST_F(OrvProfileReaderTest, isCompleteAtTheEndOfTheFirstAnswerWhenBothListsAreEmpty) {
     start();
 
     EXPECT_EQ(driver_.initial({{"NumberOfEmails", "0"}, {"CaptureEntries", "0"}}), 0);
@@ -109,7 +110,7 @@ TEST_F(OrvCHProfileRead, isCompleteAtTheEndOfTheFirstAnswerWhenBothListsAreEmpty
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
-TEST_F(OrvCHProfileRead, waitsForEveryListBeforeItWritesTheMarker) {
+TEST_F(OrvProfileReaderTest, waitsForEveryListBeforeItWritesTheMarker) {
     start();
 
     driver_.initial({{"NumberOfEmails", "1"}, {"CaptureEntries", "1"}});
@@ -123,7 +124,7 @@ TEST_F(OrvCHProfileRead, waitsForEveryListBeforeItWritesTheMarker) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
-TEST_F(OrvCHProfileRead, dispatchesOnTheFirstWordThatAKeyHolds) {
+TEST_F(OrvProfileReaderTest, dispatchesOnTheFirstWordThatAKeyHolds) {
     start();
 
     driver_.initial({{"Level.ProfileList", "Ops"}, {"MaxSize.Format", "Tsc1"}, {"EmailSubjectMaxSize", "4000"}});
@@ -133,7 +134,7 @@ TEST_F(OrvCHProfileRead, dispatchesOnTheFirstWordThatAKeyHolds) {
     EXPECT_EQ(profile_.maxSize(), 4000u);
 }
 
-TEST_F(OrvCHProfileRead, logsTheValueOfAKeyItDoesNotKnowAndGoesOn) {
+TEST_F(OrvProfileReaderTest, logsTheValueOfAKeyItDoesNotKnowAndGoesOn) {
     start();
 
     EXPECT_EQ(driver_.initial({{"Colour", "100%s"}, {"MaxSize", "4000"}}), 0);
@@ -143,7 +144,7 @@ TEST_F(OrvCHProfileRead, logsTheValueOfAKeyItDoesNotKnowAndGoesOn) {
     EXPECT_EQ(profile_.maxSize(), 4000u);
 }
 
-TEST_F(OrvCHProfileRead, keepsTheFieldOfARefusedValueAndGoesOn) {
+TEST_F(OrvProfileReaderTest, keepsTheFieldOfARefusedValueAndGoesOn) {
     start();
 
     EXPECT_EQ(driver_.initial({{"ProfileList", std::string(33, 'x')}, {"MaxSize", "12k"}, {"Level", "Fault"}}), 0);
@@ -153,7 +154,7 @@ TEST_F(OrvCHProfileRead, keepsTheFieldOfARefusedValueAndGoesOn) {
     EXPECT_EQ(profile_.level(), 4);
 }
 
-TEST_F(OrvCHProfileRead, goesOnAfterALevelNameThatIsTooLong) {
+TEST_F(OrvProfileReaderTest, goesOnAfterALevelNameThatIsTooLong) {
     start();
 
     EXPECT_EQ(driver_.initial({{"Level", std::string(40, 'F')}, {"MaxSize", "4000"}, {"ProfileList", "Ops"}}), 0);
@@ -164,7 +165,7 @@ TEST_F(OrvCHProfileRead, goesOnAfterALevelNameThatIsTooLong) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
-TEST_F(OrvCHProfileRead, logsAndPassesOverEntriesWithABadStatus) {
+TEST_F(OrvProfileReaderTest, logsAndPassesOverEntriesWithABadStatus) {
     start();
 
     EXPECT_EQ(driver_.initial({{"ProfileList", "Ops"}, {"Level", "Fault"}, {"MaxSize", "4000"}}, {kBad, 0, -1}), 0);
@@ -178,7 +179,7 @@ TEST_F(OrvCHProfileRead, logsAndPassesOverEntriesWithABadStatus) {
     EXPECT_EQ(profile_.maxSize(), 2000000u);
 }
 
-TEST_F(OrvCHProfileRead, takesEveryStatusThatIsNotNegative) {
+TEST_F(OrvProfileReaderTest, takesEveryStatusThatIsNotNegative) {
     start();
 
     driver_.initial({{"ProfileList", "Ops"}, {"Level", "Fault"}}, {1, 0x7FFFFFFF});
@@ -188,7 +189,7 @@ TEST_F(OrvCHProfileRead, takesEveryStatusThatIsNotNegative) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
-TEST_F(OrvCHProfileRead, passesOverEntriesThatHaveNoStatus) {
+TEST_F(OrvProfileReaderTest, passesOverEntriesThatHaveNoStatus) {
     start();
 
     driver_.initial({{"ProfileList", "Ops"}, {"Level", "Fault"}}, {0});
@@ -197,7 +198,7 @@ TEST_F(OrvCHProfileRead, passesOverEntriesThatHaveNoStatus) {
     EXPECT_EQ(profile_.level(), 3);
 }
 
-TEST_F(OrvCHProfileRead, takesABadCaptureEnableAsDisabledAndBadCaptureEntriesAsNone) {
+TEST_F(OrvProfileReaderTest, takesABadCaptureEnableAsDisabledAndBadCaptureEntriesAsNone) {
     ASSERT_EQ(profile_.setCaptureEnable("True"), 0);
     ASSERT_EQ(profile_.setCaptureEntries("3"), 0);
     start();
@@ -212,7 +213,7 @@ TEST_F(OrvCHProfileRead, takesABadCaptureEnableAsDisabledAndBadCaptureEntriesAsN
 }
 
 // The service must not stop because a list's length could not be read.
-TEST_F(OrvCHProfileRead, takesListsWhoseLengthIsBadOrMissingAsEmpty) {
+TEST_F(OrvProfileReaderTest, takesListsWhoseLengthIsBadOrMissingAsEmpty) {
     start();
     driver_.initial({{"NumberOfEmails", "1"}}, {kBad});
     EXPECT_EQ(profile_.config(), 0u);
@@ -224,7 +225,7 @@ TEST_F(OrvCHProfileRead, takesListsWhoseLengthIsBadOrMissingAsEmpty) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
-TEST_F(OrvCHProfileRead, stopsAtOnceWithAnAlarmWhenTheEmailListCannotBeAskedFor) {
+TEST_F(OrvProfileReaderTest, stopsAtOnceWithAnAlarmWhenTheEmailListCannotBeAskedFor) {
     start();
     switch_.refuseRequest(1);
 
@@ -238,7 +239,7 @@ TEST_F(OrvCHProfileRead, stopsAtOnceWithAnAlarmWhenTheEmailListCannotBeAskedFor)
     EXPECT_FALSE(profile_.captureEnabled());
 }
 
-TEST_F(OrvCHProfileRead, stopsAtOnceWithAnAlarmWhenTheCaptureTypesCannotBeAskedFor) {
+TEST_F(OrvProfileReaderTest, stopsAtOnceWithAnAlarmWhenTheCaptureTypesCannotBeAskedFor) {
     start();
     switch_.refuseRequest(2);
 
@@ -258,7 +259,7 @@ TEST_F(OrvCHProfileRead, stopsAtOnceWithAnAlarmWhenTheCaptureTypesCannotBeAskedF
                     "alarm 16 0 OrvApp - problem reading capture entries from DS"));
 }
 
-TEST_F(OrvCHProfileRead, addsGoodAddressesInOrderAndLogsBadOnes) {
+TEST_F(OrvProfileReaderTest, addsGoodAddressesInOrderAndLogsBadOnes) {
     start();
     driver_.initial({{"NumberOfEmails", "3"}});
     switch_.takeSent();
@@ -271,7 +272,7 @@ TEST_F(OrvCHProfileRead, addsGoodAddressesInOrderAndLogsBadOnes) {
         ElementsAre("log 15 8b000001 Error getting Profile Email Config from DS - bad status array[1]", kMarker));
 }
 
-TEST_F(OrvCHProfileRead, passesOverAddressesThatHaveNoStatus) {
+TEST_F(OrvProfileReaderTest, passesOverAddressesThatHaveNoStatus) {
     start();
     driver_.initial({{"NumberOfEmails", "3"}});
     switch_.takeSent();
@@ -285,7 +286,7 @@ TEST_F(OrvCHProfileRead, passesOverAddressesThatHaveNoStatus) {
                     "log 15 8b000001 Error getting Profile Email Config from DS - bad status array[2]", kMarker));
 }
 
-TEST_F(OrvCHProfileRead, asksForAnEleventhAddressButDoesNotTakeIt) {
+TEST_F(OrvProfileReaderTest, asksForAnEleventhAddressButDoesNotTakeIt) {
     start();
     driver_.initial({{"NumberOfEmails", "11"}});
     EXPECT_EQ(switch_.takeSent().front(), "log 31 8b000001 reading 11 DS bulk data entries");
@@ -296,7 +297,7 @@ TEST_F(OrvCHProfileRead, asksForAnEleventhAddressButDoesNotTakeIt) {
     EXPECT_EQ(profile_.config(), 0u);
 }
 
-TEST_F(OrvCHProfileRead, asksForNoMoreNamesThanOneRequestTakes) {
+TEST_F(OrvProfileReaderTest, asksForNoMoreNamesThanOneRequestTakes) {
     start();
 
     EXPECT_EQ(driver_.initial({{"NumberOfEmails", "4000000000"}, {"CaptureEntries", "65"}}), 0);
@@ -311,7 +312,7 @@ TEST_F(OrvCHProfileRead, asksForNoMoreNamesThanOneRequestTakes) {
                 testing::Contains("OrvCHProfile readEmailConfig: Index=7, emailCount=4000000000\n"));
 }
 
-TEST_F(OrvCHProfileRead, reportsAMarkerThatCannotBeWritten) {
+TEST_F(OrvProfileReaderTest, reportsAMarkerThatCannotBeWritten) {
     start();
     switch_.refuseRequest(1);
 
@@ -322,7 +323,7 @@ TEST_F(OrvCHProfileRead, reportsAMarkerThatCannotBeWritten) {
 }
 
 // A second marker would make the controller leave out the next profile.
-TEST_F(OrvCHProfileRead, writesNoSecondMarkerForAnAnswerThatComesTwice) {
+TEST_F(OrvProfileReaderTest, writesNoSecondMarkerForAnAnswerThatComesTwice) {
     start();
     driver_.initial({{"NumberOfEmails", "1"}});
     driver_.emails({"a@x"});
@@ -335,12 +336,13 @@ TEST_F(OrvCHProfileRead, writesNoSecondMarkerForAnAnswerThatComesTwice) {
 }
 
 // Two profiles read side by side, one of them with the largest index that there is.
-TEST_F(OrvCHProfileRead, asksUnderItsOwnIndex) {
-    OrvCHProfile last(4294967295u, switch_.store());
-    ProfileDriver lastDriver(switch_, last, 4294967295u);
+TEST_F(OrvProfileReaderTest, asksUnderItsOwnIndex) {
+    OrvCHProfile last(4294967295u);
+    OrvProfileReader lastReader(last, switch_.store());
+    ProfileDriver lastDriver(switch_, last, lastReader);
     const ProfileDriver::Values values{{"NumberOfEmails", "1"}, {"CaptureEntries", "1"}};
     start();
-    ASSERT_EQ(last.readInitialConfig(), 0);
+    ASSERT_EQ(lastReader.readInitialConfig(), 0);
     EXPECT_THAT(switch_.takeTraces(), ElementsAre("OrvCHProfile readInitialConfig: Index=4294967295\n"));
     driver_.initial(values);
     lastDriver.initial(values);
@@ -363,7 +365,7 @@ TEST_F(OrvCHProfileRead, asksUnderItsOwnIndex) {
                                       attributes(first + "Capture.0."), attributes(second + "Capture.0.")));
 }
 
-TEST_F(OrvCHProfileRead, canBeReadAgain) {
+TEST_F(OrvProfileReaderTest, canBeReadAgain) {
     driver_.readWhole({{"NumberOfEmails", "1"}, {"CaptureEntries", "1"}}, {"a@x"}, {{"Fri", "17:05", "26"}});
 
     start();
@@ -373,7 +375,7 @@ TEST_F(OrvCHProfileRead, canBeReadAgain) {
     EXPECT_THAT(switch_.takeSent(), ElementsAre(kMarker));
 }
 
-TEST_F(OrvCHProfileRead, canBeReadAgainWithTwoCaptures) {
+TEST_F(OrvProfileReaderTest, canBeReadAgainWithTwoCaptures) {
     const ProfileDriver::Values values{{"CaptureEnable", "True"}, {"NumberOfEmails", "0"}, {"CaptureEntries", "2"}};
     driver_.readWhole(values, {}, {{"Fri", "17:05", "26"}, {"Sat", "18:00", "3"}});
 
