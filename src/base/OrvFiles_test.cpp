@@ -106,6 +106,13 @@ TEST_F(OrvFiles, followsLinksAboveItsOwnDirectories) {
     expectUntouched();
 }
 
+TEST_F(OrvFiles, findsANameThatHasGrownTogetherWithItsRoots) {
+    fs::create_directory_symlink(onHost("/outside"), onHost("/way"));
+    const std::string path = onHost("/way/secret").string();
+
+    EXPECT_TRUE(Descriptor(orvOpenUnlinked(path.c_str(), path.size() - 3, O_RDONLY | O_CLOEXEC, 0)));
+}
+
 TEST_F(OrvFiles, writesToNoFileWithASecondName) {
     for (const char* path : {kFile, kTrace}) {
         fs::create_hard_link(onHost("/outside/secret"), onHost(path));
