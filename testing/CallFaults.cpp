@@ -5,24 +5,30 @@
 #include <netdb.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <iterator>
 
 namespace {
 
 std::atomic<CallFaults*> active{nullptr};
-thread_local bool mainThread = false;
+std::atomic<int> looking{0};  // threads at the active block
+std::atomic<unsigned> plans{0};
+thread_local unsigned ownPlan = 0;
 thread_local bool within = false;  // a call that is made of calls
 
 constexpr int kOpening[] = {EINTR, EMFILE, ENOSPC, EIO, ENOMEM};
@@ -96,22 +102,45 @@ enum Index {
     kWaitpid,
     kThread,
     kWake,
+    kSetpriority,
+    kKeyCreate,
+    kSetspecific,
+    kMutexLock,
+    kCondSignal,
+    kCondWait,
+    kNanosleep,
     kCalls
 };
 constexpr CallFaults::Call kTable[] = {
-    {"open", kOpening},     {"openat", kOpening},          {"openUnlinked", kOpening}, {"close", kClosing},
-    {"read", kReading},     {"write", kWriting},           {"writev", kWriting},       {"pread", kReading},
-    {"pwrite", kWriting},   {"ftruncate", kWriting},       {"rename", kNaming},        {"renameat", kNaming},
-    {"link", kNaming},      {"linkat", kNaming},           {"unlink", kLooking},       {"unlinkat", kLooking},
-    {"mkdir", kNaming},     {"mkdirat", kNaming},          {"rmdir", kLooking},        {"remove", kLooking},
-    {"stat", kLooking},     {"lstat", kLooking},           {"fstat", kLooking},        {"fstatat", kLooking},
-    {"access", kLooking},   {"opendir", kNumbers},         {"fdopendir", kSetting},    {"readdir", kLooking},
-    {"closedir", kClosing}, {"fopen", kOpening},           {"fdopen", kSetting},       {"fread", kReading},
-    {"fwrite", kWriting},   {"fgets", kReading},           {"fclose", kWriting},       {"poll", kWaiting},
-    {"pipe2", kNumbers},    {"eventfd", kNumbers},         {"socket", kNumbers},       {"connect", kConnecting},
-    {"send", kSending},     {"recv", kReceiving},          {"setsockopt", kSetting},   {"getsockopt", kSetting},
-    {"fcntl", kClosing},    {"getaddrinfo", kResolving},   {"system", kStarting},      {"posix_spawn", kStarting},
-    {"waitpid", kReaping},  {"pthread_create", kStarting}, {"wake", kWaking},
+    {"open", kOpening},         {"openat", kOpening},
+    {"openUnlinked", kOpening}, {"close", kClosing},
+    {"read", kReading},         {"write", kWriting},
+    {"writev", kWriting},       {"pread", kReading},
+    {"pwrite", kWriting},       {"ftruncate", kWriting},
+    {"rename", kNaming},        {"renameat", kNaming},
+    {"link", kNaming},          {"linkat", kNaming},
+    {"unlink", kLooking},       {"unlinkat", kLooking},
+    {"mkdir", kNaming},         {"mkdirat", kNaming},
+    {"rmdir", kLooking},        {"remove", kLooking},
+    {"stat", kLooking},         {"lstat", kLooking},
+    {"fstat", kLooking},        {"fstatat", kLooking},
+    {"access", kLooking},       {"opendir", kNumbers},
+    {"fdopendir", kSetting},    {"readdir", kLooking},
+    {"closedir", kClosing},     {"fopen", kOpening},
+    {"fdopen", kSetting},       {"fread", kReading},
+    {"fwrite", kWriting},       {"fgets", kReading},
+    {"fclose", kWriting},       {"poll", kWaiting},
+    {"pipe2", kNumbers},        {"eventfd", kNumbers},
+    {"socket", kNumbers},       {"connect", kConnecting},
+    {"send", kSending},         {"recv", kReceiving},
+    {"setsockopt", kSetting},   {"getsockopt", kSetting},
+    {"fcntl", kClosing},        {"getaddrinfo", kResolving},
+    {"system", kStarting},      {"posix_spawn", kStarting},
+    {"waitpid", kReaping},      {"pthread_create", kStarting},
+    {"wake", kWaking},          {"setpriority", {}},
+    {"pthread_key_create", {}}, {"pthread_setspecific", {}},
+    {"pthread_mutex_lock", {}}, {"pthread_cond_signal", {}},
+    {"pthread_cond_wait", {}},  {"nanosleep", {}},
 };
 static_assert(std::size(kTable) == kCalls && kCalls <= CallFaults::kMostCalls);
 
@@ -126,10 +155,11 @@ void tellWhere(const CallFaults& faults) {
     }
 }
 
-// What a call is about: an open file, a name in an open directory, or a path.
+// What a call is about: an open file, a name in an open directory, a path, or what it is told.
 struct Place {
     int file = AT_FDCWD;
     const char* name = "";
+    const void* argument = nullptr;
 
     Place() = default;
     Place(int opened) : file(opened) {}
@@ -137,6 +167,7 @@ struct Place {
     Place(const char* path) : name(path) {}
     Place(std::FILE* stream) : file(::fileno(stream)) {}
     Place(DIR* directory) : file(::dirfd(directory)) {}
+    Place(const timespec* span) : argument(span) {}
 };
 
 // Whether the path of the place contains part. Without memory.
@@ -155,19 +186,53 @@ bool isAt(const Place& place, const char* part) {
     return std::strstr(std::strncat(path, place.name, PATH_MAX - 1), part) != nullptr;
 }
 
-// The error number that this call is to fail with; 0: it is made.
+bool isMainThread() {
+    return ownPlan == plans;
+}
+
+// The block, which stays as long as anybody looks at it.
+class Look {
+public:
+    Look() : block_((++looking, active.load())) {}
+    ~Look() { --looking; }
+    Look(const Look&) = delete;
+    Look& operator=(const Look&) = delete;
+
+    CallFaults* block() const { return block_; }
+
+private:
+    CallFaults* const block_;
+};
+
+int resultOf(const CallFaults::Step& step, Index call, const Place& place) {
+    struct Within {
+        Within() { within = true; }
+        ~Within() { within = false; }
+    } const calls;
+    return step({kTable[call].name, isMainThread(), place.file, place.name, place.argument});
+}
+
+bool isMeant(const CallFaults& faults, Index call, const Place& place) {
+    return (faults.call == call || faults.call == CallFaults::kAny) &&
+           (faults.onEveryThread || faults.onMainThread == isMainThread()) && isAt(place, faults.part);
+}
+
+// The error number that this call is to fail with, or what stands in its place; 0: it is made.
 int errorOf(Index call, const Place& place) {
-    CallFaults* const faults = active;
-    if (faults == nullptr || within || !faults->watched) {
+    if (active == nullptr || within) {
         return 0;
     }
-    const unsigned ofItsName = ++faults->seen[call][mainThread];
-    if ((faults->call != call && faults->call != CallFaults::kAny) || faults->onMainThread != mainThread ||
-        !isAt(place, faults->part)) {
+    const Look look;
+    CallFaults* const faults = look.block();
+    if (faults == nullptr || !faults->watched) {
+        return 0;
+    }
+    const unsigned ofItsName = ++faults->seen[call][isMainThread()];
+    if (!isMeant(*faults, call, place)) {
         return 0;
     }
     const unsigned meant = ++faults->meant;
-    const bool allOfOneName = faults->call == call && *faults->part == '\0';
+    const bool allOfOneName = faults->call == call && *faults->part == '\0' && !faults->onEveryThread;
     const unsigned number = allOfOneName ? ofItsName : meant;
     if (number < faults->nth || number - faults->nth >= faults->burst) {
         return 0;
@@ -175,8 +240,7 @@ int errorOf(Index call, const Place& place) {
     faults->hit = true;
     tellWhere(*faults);
     if (faults->step != nullptr) {
-        (*faults->step)();
-        return 0;
+        return resultOf(*faults->step, call, place);
     }
     if (faults->error == CallFaults::kKill) {
         static_cast<void>(::kill(::getpid(), SIGKILL));
@@ -187,8 +251,17 @@ int errorOf(Index call, const Place& place) {
 bool fails(Index call, const Place& place) {
     const int former = errno;
     const int error = errorOf(call, place);
-    errno = error != 0 ? error : former;
-    return error != 0;
+    errno = error > 0 ? error : former;
+    return error > 0;
+}
+
+// The same for a call that moves so many bytes, or fewer.
+bool failsToMove(Index call, int file, std::size_t& size) {
+    const int former = errno;
+    const int error = errorOf(call, file);
+    errno = error > 0 ? error : former;
+    size = error == CallFaults::kShort ? std::min<std::size_t>(size, 1) : size;
+    return error > 0;
 }
 
 // A file that is not made needs no room. -1.
@@ -216,8 +289,11 @@ std::span<const CallFaults::Call> CallFaults::table() {
 }
 
 void CallFaults::use(CallFaults* faults) {
-    mainThread = true;
+    ownPlan = faults != nullptr ? ++plans : ownPlan;
     active = faults;
+    while (faults == nullptr && looking != 0) {
+        ::sched_yield();
+    }
 }
 
 // The linker's names of calls that know times, where 64 bits are not what the system began with.
@@ -229,6 +305,7 @@ void CallFaults::use(CallFaults* faults) {
 #define ORV_FCNTL fcntl64
 #define ORV_SETSOCKOPT setsockopt
 #define ORV_GETSOCKOPT getsockopt
+#define ORV_NANOSLEEP nanosleep
 #else
 #define ORV_STAT __stat64_time64
 #define ORV_LSTAT __lstat64_time64
@@ -237,6 +314,7 @@ void CallFaults::use(CallFaults* faults) {
 #define ORV_FCNTL __fcntl_time64
 #define ORV_SETSOCKOPT __setsockopt64
 #define ORV_GETSOCKOPT __getsockopt64
+#define ORV_NANOSLEEP __nanosleep64
 #endif
 #define ORV_JOINED(prefix, name) prefix##name
 #define ORV_REAL(name) ORV_JOINED(__real_, name)
@@ -254,8 +332,6 @@ extern "C" {
 ORV_CALL(open64, kOpen, int, notOpened(flags), (path), (const char* path, int flags, mode_t mode), (path, flags, mode))
 ORV_CALL(openat64, kOpenAt, int, notOpened(flags), (place, path), (int place, const char* path, int flags, mode_t mode),
          (place, path, flags, mode))
-ORV_CALL(read, kRead, ssize_t, -1, (file), (int file, void* data, std::size_t size), (file, data, size))
-ORV_CALL(writev, kWritev, ssize_t, -1, (file), (int file, const iovec* parts, int count), (file, parts, count))
 ORV_CALL(pread64, kPread, ssize_t, -1, (file), (int file, void* data, std::size_t size, off_t at),
          (file, data, size, at))
 ORV_CALL(pwrite64, kPwrite, ssize_t, -1, (file), (int file, const void* data, std::size_t size, off_t at),
@@ -304,13 +380,30 @@ ORV_CALL(ORV_GETSOCKOPT, kGetsockopt, int, -1, (), (int file, int level, int nam
 ORV_CALL(ORV_FCNTL, kFcntl, int, -1, (file), (int file, int command, long argument), (file, command, argument))
 ORV_CALL(system, kSystem, int, -1, (command), (const char* command), (command))
 ORV_CALL(waitpid, kWaitpid, pid_t, -1, (), (pid_t child, int* status, int options), (child, status, options))
+ORV_CALL(setpriority, kSetpriority, int, -1, (), (__priority_which_t which, id_t who, int priority),
+         (which, who, priority))
+
+ssize_t __real_read(int file, void* data, std::size_t size);
+ssize_t __wrap_read(int file, void* data, std::size_t size) {
+    return failsToMove(kRead, file, size) ? -1 : __real_read(file, data, size);
+}
+
+ssize_t __real_writev(int file, const iovec* parts, int count);
+ssize_t __wrap_writev(int file, const iovec* parts, int count) {
+    std::size_t size = SIZE_MAX;
+    if (failsToMove(kWritev, file, size)) {
+        return -1;
+    }
+    const iovec part{parts[0].iov_base, std::min(parts[0].iov_len, size)};
+    return size == SIZE_MAX ? __real_writev(file, parts, count) : __real_writev(file, &part, 1);
+}
 
 // A pipe carries wake-ups only.
 ssize_t __real_write(int file, const void* data, std::size_t size);
 ssize_t __wrap_write(int file, const void* data, std::size_t size) {
     struct stat status {};
     const bool wakes = active != nullptr && ORV_REAL(ORV_FSTAT)(file, &status) == 0 && S_ISFIFO(status.st_mode);
-    return fails(wakes ? kWake : kWrite, file) ? -1 : __real_write(file, data, size);
+    return failsToMove(wakes ? kWake : kWrite, file, size) ? -1 : __real_write(file, data, size);
 }
 
 // One call to whoever makes it: what it is made of is not counted.
@@ -355,10 +448,46 @@ int __wrap_posix_spawn(pid_t* child, const char* path, const posix_spawn_file_ac
     return error != 0 ? error : __real_posix_spawn(child, path, actions, attributes, arguments, environment);
 }
 
+int __real_pthread_key_create(pthread_key_t* key, void (*destroy)(void*));
+int __wrap_pthread_key_create(pthread_key_t* key, void (*destroy)(void*)) {
+    const int error = errorOf(kKeyCreate, {});
+    return error != 0 ? error : __real_pthread_key_create(key, destroy);
+}
+
+int __real_pthread_setspecific(pthread_key_t key, const void* value);
+int __wrap_pthread_setspecific(pthread_key_t key, const void* value) {
+    const int error = errorOf(kSetspecific, {});
+    return error != 0 ? error : __real_pthread_setspecific(key, value);
+}
+
 int __real_getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list);
 int __wrap_getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list) {
     const int error = errorOf(kGetaddrinfo, {});
     return error != 0 ? error : __real_getaddrinfo(node, service, hints, list);
+}
+
+// Calls that are watched only.
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    errorOf(kMutexLock, {});
+    return __real_pthread_mutex_lock(mutex);
+}
+
+int __real_pthread_cond_signal(pthread_cond_t* cond);
+int __wrap_pthread_cond_signal(pthread_cond_t* cond) {
+    errorOf(kCondSignal, {});
+    return __real_pthread_cond_signal(cond);
+}
+
+int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex);
+int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex) {
+    errorOf(kCondWait, {});
+    return __real_pthread_cond_wait(cond, mutex);
+}
+
+int ORV_REAL(ORV_NANOSLEEP)(const timespec* span, timespec* left);
+int ORV_WRAP(ORV_NANOSLEEP)(const timespec* span, timespec* left) {
+    return errorOf(kNanosleep, span) == CallFaults::kNoEffect ? 0 : ORV_REAL(ORV_NANOSLEEP)(span, left);
 }
 
 }  // extern "C"

@@ -45,8 +45,16 @@ FailingNth::FailingNth(unsigned nth, std::string part, int error) : CallPlan({},
     faults_.nth = nth;
 }
 
-StepBeforeCall::StepBeforeCall(const std::string& call, std::string part, std::function<void()> step)
+OnCall::OnCall(const std::string& call, std::string part, CallFaults::Step step, bool onEveryThread)
     : CallPlan(call, std::move(part)), step_(std::move(step)) {
+    faults_.step = &step_;
+    faults_.onEveryThread = onEveryThread;
+    faults_.burst = UINT_MAX;
+    faults_.nth = 1;
+}
+
+StepBeforeCall::StepBeforeCall(const std::string& call, std::string part, std::function<void()> step)
+    : CallPlan(call, std::move(part)), step_([step = std::move(step)](const CallFaults::Made&) { return step(), 0; }) {
     faults_.step = &step_;
     faults_.nth = 1;
 }
@@ -64,8 +72,9 @@ bool killedAt(unsigned nth, std::string part, const std::function<void()>& step)
     return WIFSIGNALED(ended);
 }
 
-CountedAllocations::CountedAllocations() {
-    faults_.objectsOnly = true;
+CountedAllocations::CountedAllocations(MemoryFaults::Kind kinds) {
+    faults_.kinds = kinds;
+    faults_.onEveryThread = false;
     faults_.watched = true;
     MemoryFaults::use(&faults_);
 }
@@ -77,7 +86,7 @@ FailingAllocation::FailingAllocation(std::size_t least, std::size_t most) {
     faults_.first = 1;
 }
 
-FailingNthAllocation::FailingNthAllocation(unsigned nth, unsigned count) {
+FailingMemory::FailingMemory(MemoryFaults::Kind kinds, unsigned spared, unsigned count) : CountedAllocations(kinds) {
     faults_.burst = count;
-    faults_.first = nth;
+    faults_.first = spared + 1;
 }

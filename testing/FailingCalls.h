@@ -56,6 +56,16 @@ public:
     explicit CountedCalls(std::string part) : CallPlan({}, std::move(part)) {}
 };
 
+// Takes a step at each such call, on every thread if so wanted, which tells what becomes of it: an error number, or 0
+// and it is made. An empty name: every call.
+class OnCall final : public CallPlan {
+public:
+    OnCall(const std::string& call, std::string part, CallFaults::Step step, bool onEveryThread = false);
+
+private:
+    const CallFaults::Step step_;
+};
+
 // Takes a step right before the first such call.
 class StepBeforeCall final : public CallPlan {
 public:
@@ -63,16 +73,17 @@ public:
     bool taken() const { return faults_.hit; }
 
 private:
-    const std::function<void()> step_;
+    const CallFaults::Step step_;
 };
 
 // In another process: step is killed in the place of its nth call. Whether it came to that.
 bool killedAt(unsigned nth, std::string part, const std::function<void()>& step);
 
-// The allocations of objects, counted, and as a plan says failing, from here to the end of the scope.
+// This thread's allocations, of objects unless otherwise said, counted, and as a plan says failing, from here to the
+// end of the scope.
 class CountedAllocations {
 public:
-    CountedAllocations();
+    explicit CountedAllocations(MemoryFaults::Kind kinds = MemoryFaults::kObjects);
     ~CountedAllocations() { MemoryFaults::use(nullptr); }
     CountedAllocations(const CountedAllocations&) = delete;
     CountedAllocations& operator=(const CountedAllocations&) = delete;
@@ -91,8 +102,8 @@ public:
     explicit FailingAllocation(std::size_t least, std::size_t most = SIZE_MAX);
 };
 
-// The nth fails, the first being 1, and with it so many in all.
-class FailingNthAllocation final : public CountedAllocations {
+// Those of these kinds fail, but for so many at first, or as many as are said then.
+class FailingMemory final : public CountedAllocations {
 public:
-    explicit FailingNthAllocation(unsigned nth, unsigned count = 1);
+    explicit FailingMemory(MemoryFaults::Kind kinds, unsigned spared = 0, unsigned count = UINT_MAX);
 };

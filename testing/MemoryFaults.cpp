@@ -1,5 +1,7 @@
 #include "testing/MemoryFaults.h"
 
+#include <sched.h>
+
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -12,9 +14,19 @@
 #define ORV_REAL_MEMORY(call) __libc_##call
 #endif
 
+// They throw nothing, so that they are jumped to: a sanitizer then sees who asked for the memory.
+extern "C" {
+void* ORV_REAL_MEMORY(malloc)(std::size_t size) noexcept;
+void* ORV_REAL_MEMORY(calloc)(std::size_t count, std::size_t size) noexcept;
+void* ORV_REAL_MEMORY(realloc)(void* memory, std::size_t size) noexcept;
+}
+
 namespace {
 
 std::atomic<MemoryFaults*> active{nullptr};
+std::atomic<int> looking{0};  // threads at the active block
+std::atomic<unsigned> plans{0};
+thread_local unsigned ownPlan = 0;
 thread_local bool paused = false;
 // A new thread is the C library's and the sanitizer's own until it makes its first object.
 thread_local bool threadIsUp = false;
@@ -29,27 +41,46 @@ void tellWhere(const MemoryFaults& faults, unsigned number) {
     }
 }
 
-bool fails(std::size_t size, bool object) {
-    MemoryFaults* const faults = active.load(std::memory_order_relaxed);
-    if (faults == nullptr || paused || !threadIsUp || !faults->watched || (faults->objectsOnly && !object)) {
+bool failsBy(MemoryFaults& faults, std::size_t size, MemoryFaults::Kind kind) {
+    if (!faults.watched || (faults.kinds & kind) == 0 || (!faults.onEveryThread && ownPlan != plans)) {
         return false;
     }
-    const unsigned number = ++faults->seen;
-    faults->bytes += size;
-    if (faults->first == 0 || number < faults->first || number - faults->first >= faults->burst ||
-        size < faults->least || size > faults->most) {
+    const unsigned number = ++faults.seen;
+    faults.bytes += size;
+    if (faults.first == 0 || number < faults.first || number - faults.first >= faults.burst || size < faults.least ||
+        size > faults.most) {
         return false;
     }
-    faults->hit = true;
-    tellWhere(*faults, number);
+    faults.hit = true;
+    tellWhere(faults, number);
     errno = ENOMEM;
     return true;
+}
+
+bool fails(std::size_t size, MemoryFaults::Kind kind) {
+    if (active.load(std::memory_order_relaxed) == nullptr || paused || !threadIsUp) {
+        return false;
+    }
+    ++looking;
+    MemoryFaults* const faults = active;
+    const bool result = faults != nullptr && failsBy(*faults, size, kind);
+    --looking;
+    return result;
+}
+
+void* objectOf(std::size_t size, MemoryFaults::Kind kind) {
+    threadIsUp = true;
+    return fails(size, kind) ? nullptr : ORV_REAL_MEMORY(malloc)(size > 0 ? size : 1);
 }
 
 }  // namespace
 
 void MemoryFaults::use(MemoryFaults* faults) {
+    ownPlan = faults != nullptr ? ++plans : ownPlan;
     active = faults;
+    while (faults == nullptr && looking != 0) {
+        sched_yield();
+    }
 }
 
 MemoryFaults::Pause::Pause(bool pauses) : former_(paused) {
@@ -62,30 +93,25 @@ MemoryFaults::Pause::~Pause() {
 
 extern "C" {
 
-void* ORV_REAL_MEMORY(malloc)(std::size_t size);
-void* ORV_REAL_MEMORY(calloc)(std::size_t count, std::size_t size);
-void* ORV_REAL_MEMORY(realloc)(void* memory, std::size_t size);
-
 void* malloc(std::size_t size) noexcept {
-    return fails(size, false) ? nullptr : ORV_REAL_MEMORY(malloc)(size);
+    return fails(size, MemoryFaults::kLibrary) ? nullptr : ORV_REAL_MEMORY(malloc)(size);
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    return fails(count * size, false) ? nullptr : ORV_REAL_MEMORY(calloc)(count, size);
+    return fails(count * size, MemoryFaults::kLibrary) ? nullptr : ORV_REAL_MEMORY(calloc)(count, size);
 }
 
 void* realloc(void* memory, std::size_t size) noexcept {
-    return fails(size, false) ? nullptr : ORV_REAL_MEMORY(realloc)(memory, size);
+    return fails(size, MemoryFaults::kLibrary) ? nullptr : ORV_REAL_MEMORY(realloc)(memory, size);
 }
 
 }  // extern "C"
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    threadIsUp = true;
-    return fails(size, true) ? nullptr : ORV_REAL_MEMORY(malloc)(size > 0 ? size : 1);
+    return objectOf(size, MemoryFaults::kNothrow);
 }
 void* operator new(std::size_t size) {
-    void* const memory = operator new(size, std::nothrow);
+    void* const memory = objectOf(size, MemoryFaults::kThrowing);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }

@@ -10,7 +10,11 @@
 #include <cstdint>
 
 struct MemoryFaults {
-    // From now on this block counts; null: nothing does.
+    // Who asks: the C library's functions, or a new expression of either kind.
+    enum Kind : unsigned { kLibrary = 1, kThrowing = 2, kNothrow = 4, kObjects = 6, kAll = 7 };
+
+    // From now on this block counts; null: nothing does, and no thread looks at the former block any more. The calling
+    // thread is the plan's own.
     static void use(MemoryFaults* faults);
 
     // This thread's allocations neither count nor fail while one of these lives: they belong to the test.
@@ -28,8 +32,9 @@ struct MemoryFaults {
     // --- The plan; first counts from 1, 0: none fails ---
     unsigned first = 0;
     unsigned burst = 1;
-    bool objectsOnly = false;  // the C library's own neither count nor fail
-    std::size_t least = 0;     // bytes of one that may fail
+    unsigned kinds = kAll;      // that count
+    bool onEveryThread = true;  // or on the plan's own only
+    std::size_t least = 0;      // bytes of one that may fail
     std::size_t most = SIZE_MAX;
     bool tells = false;  // where the first of them is, on standard error
     // --- While true, allocations are counted and the plan counts ---

@@ -1,7 +1,7 @@
 // The client library while memory is short: nothing half done stays behind, nothing is lost without a word.
 #include "MessageCodes.h"
+#include "testing/FailingCalls.h"
 #include "testing/platform/ClientTest.h"
-#include "testing/platform/FailingAllocations.h"
 
 #include "Cns.h"
 #include "Hsb_Timer.h"
@@ -26,7 +26,7 @@ protected:
     template <typename Action>
     static void withEveryFailure(Action&& action) {
         bool struck = true;
-        for (int first = 1; struck; ++first) {
+        for (unsigned first = 1; struck; ++first) {
             struck = action(first);
         }
     }
@@ -52,13 +52,13 @@ extern "C" __attribute__((format(printf, 2, 3))) void __wrap_syslog(int /*priori
 
 TEST_F(ShortMemory, leavesASlotTakenOrEmpty) {
     join();
-    withEveryFailure([this](int first) {
+    withEveryFailure([this](unsigned first) {
         bool struck = false;
         int result = 0;
         {
-            const FailingAllocations failing(first, 1);
+            const FailingMemory failing(MemoryFaults::kAll, first - 1, 1);
             result = slot_.insert(&component_);
-            struck = failing.struck();
+            struck = failing.failed();
         }
         component_.messages.clear();
         if (result == 0) {
@@ -78,14 +78,14 @@ TEST_F(ShortMemory, readsAnAnswerOfTheStoreAsSoonAsThereIsMemory) {
     answer.id = 5;
     answer.attributes = {{"Global.Callhome.FromAddr", 1, 0, "a sender of more letters than a string holds by itself"}};
     Hsb_Message message(MessageFormat::DS, DsCode::BULK_REPLY, answer.encode());
-    for (const int burst : {1, 5, 50}) {
-        withEveryFailure([&](int first) {
+    for (const unsigned burst : {1u, 5u, 50u}) {
+        withEveryFailure([&](unsigned first) {
             dsClient store;
             DsBulkReply reply;
-            const FailingAllocations failing(first, burst);
+            const FailingMemory failing(MemoryFaults::kAll, first - 1, burst);
             EXPECT_EQ(store.bulkAttr(message, reply), 0) << "burst of " << burst << " from " << first;
             EXPECT_EQ(reply.entries.size(), 1u);
-            return failing.struck();
+            return failing.failed();
         });
     }
 }
@@ -93,15 +93,15 @@ TEST_F(ShortMemory, readsAnAnswerOfTheStoreAsSoonAsThereIsMemory) {
 // Nobody asks a second time.
 TEST_F(ShortMemory, triesARequestsPayloadAgainAndSendsItOnceOrNotAtAll) {
     joinAndInsert();
-    for (const int burst : {1, 5, 50}) {
-        withEveryFailure([&](int first) {
+    for (const unsigned burst : {1u, 5u, 50u}) {
+        withEveryFailure([&](unsigned first) {
             const std::size_t before = names_.messages.size();
             bool struck = false;
             int sent = -1;
             {
-                const FailingAllocations failing(first, burst);
+                const FailingMemory failing(MemoryFaults::kAll, first - 1, burst);
                 sent = Cns_Registration(&component_, 1, 0).add();
-                struck = failing.struck();
+                struck = failing.failed();
             }
             deliver();
             EXPECT_TRUE(sent == 0 || first > 1) << "the first allocation is the payload's";
@@ -113,7 +113,7 @@ TEST_F(ShortMemory, triesARequestsPayloadAgainAndSendsItOnceOrNotAtAll) {
 
 TEST_F(ShortMemory, neverKeepsAComponentOnTheBusThatIsGone) {
     join();
-    withEveryFailure([this](int first) {
+    withEveryFailure([this](unsigned first) {
         auto component = std::make_unique<TestComponent>();
         auto slot = std::make_unique<Hsb_Slot>();
         EXPECT_EQ(slot->insert(component.get()), 0);
@@ -121,9 +121,9 @@ TEST_F(ShortMemory, neverKeepsAComponentOnTheBusThatIsGone) {
         const Hsb_Address address = slot->address();
         bool struck = false;
         {
-            const FailingAllocations failing(first, 1);
+            const FailingMemory failing(MemoryFaults::kAll, first - 1, 1);
             slot.reset();
-            struck = failing.struck();
+            struck = failing.failed();
         }
         component.reset();
         Hsb_Message late(1, 2);
@@ -140,14 +140,14 @@ TEST_F(ShortMemory, losesNoLineOfTheEventLog) {
     Log_Event log;
     Log_Event* const former = std::exchange(Log_Event::instance_m, &log);
     log.open();
-    withEveryFailure([this](int first) {
+    withEveryFailure([this](unsigned first) {
         told[0] = '\0';
         eventLog_.messages.clear();
         bool struck = false;
         {
-            const FailingAllocations failing(first, 1);
+            const FailingMemory failing(MemoryFaults::kAll, first - 1, 1);
             app_log(15, 1, -1, -1, -1, -1, 4096, &component_, "a line that is rather long: %d", 7);
-            struck = failing.struck();
+            struck = failing.failed();
         }
         deliver();
         if (eventLog_.messages.empty()) {
@@ -164,15 +164,15 @@ TEST_F(ShortMemory, doesNotEndATimerThatIsSetAnew) {
     Ticker ticker;
     ticker.set(Timeval(1, 0), true);
     ASSERT_EQ(ticker.start(), 0);
-    withEveryFailure([&](int first) {
+    withEveryFailure([&](unsigned first) {
         bool struck = false;
         {
-            const FailingAllocations failing(first, 1);
+            const FailingMemory failing(MemoryFaults::kAll, first - 1, 1);
             try {
                 [[maybe_unused]] const int result = ticker.start();
             } catch (const std::bad_alloc&) {
             }
-            struck = failing.struck();
+            struck = failing.failed();
         }
         const int before = ticker.ticks;
         clock.advance(1000);

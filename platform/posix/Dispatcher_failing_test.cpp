@@ -2,14 +2,16 @@
 #include "Dispatcher.h"
 #include "platform/posix/Clock.h"
 #include "platform/posix/Patience.h"
-#include "testing/platform/FailingPoll.h"
+#include "testing/FailingCalls.h"
 #include "testing/platform/TestHandler.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
 #include <climits>
+#include <ctime>
 #include <numeric>
+#include <vector>
 
 using testing::Each;
 using testing::ElementsAre;
@@ -20,6 +22,32 @@ using testing::Le;
 namespace {
 
 constexpr int TRANSIENT[] = {EINTR, EAGAIN, ENOMEM};
+
+// Waiting fails, so many times; pauses take no time but are written down.
+class FailingPoll {
+public:
+    FailingPoll(int error, int times) : error_(error), times_(times) {}
+
+    int calls() const { return calls_; }
+    // In milliseconds, in the order made.
+    const std::vector<int>& pauses() const { return pauses_; }
+
+private:
+    int resultOf(const CallFaults::Made& made) {
+        if (made.call == "nanosleep") {
+            const auto& span = *static_cast<const timespec*>(made.argument);
+            pauses_.push_back(static_cast<int>(span.tv_sec * 1000 + span.tv_nsec / 1000000));
+            return CallFaults::kNoEffect;
+        }
+        return made.call == "poll" && ++calls_ <= times_ ? error_ : 0;
+    }
+
+    const int error_;
+    const int times_;
+    int calls_ = 0;
+    std::vector<int> pauses_;
+    const OnCall waits_{"", "", [this](const CallFaults::Made& made) { return resultOf(made); }};
+};
 
 class FailingWait : public testing::TestWithParam<int> {
 protected:

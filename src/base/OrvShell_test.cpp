@@ -2,7 +2,7 @@
 
 #include "base/HostFixture.h"
 #include "base/OrvFiles.h"
-#include "base/ShellFaults.h"
+#include "testing/FailingCalls.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -17,9 +17,6 @@ namespace {
 
 class OrvShellTest : public HostFixture {
 protected:
-    OrvShellTest() { faults::refuseShells(0, 0); }
-    ~OrvShellTest() override { faults::refuseShells(0, 0); }
-
     // What a command prints.
     std::string printed(const std::string& command) {
         const auto file = onHost("/tmp/printed");
@@ -85,30 +82,30 @@ TEST_F(OrvShellTest, saysThatNoShellCouldBeStartedWhenThereAreTooManyProcesses) 
 
 TEST_F(OrvShellTest, triesOnceMoreWhatMayPass) {
     for (const int error : {EAGAIN, ENOMEM}) {
-        faults::refuseShells(1, error);
+        const FailingCall shells("posix_spawn", "", error, 0, 1);
 
         EXPECT_EQ(orvRunShell("true"), 0);
 
-        EXPECT_EQ(faults::shellsAskedFor(), 2);
+        EXPECT_EQ(shells.calls(), 2u);
     }
 }
 
 TEST_F(OrvShellTest, triesNoThirdTime) {
-    faults::refuseShells(2, EAGAIN);
+    const FailingCall shells("posix_spawn", "", EAGAIN, 0, 2);
 
     EXPECT_EQ(orvRunShell("true"), -1);
 
     EXPECT_EQ(errno, EAGAIN);
-    EXPECT_EQ(faults::shellsAskedFor(), 2);
+    EXPECT_EQ(shells.calls(), 2u);
 }
 
 TEST_F(OrvShellTest, doesNotTryAgainWhatDoesNotPass) {
-    faults::refuseShells(1, ENOENT);
+    const FailingCall shells("posix_spawn", "", ENOENT, 0, 1);
 
     EXPECT_EQ(orvRunShell("true"), -1);
 
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_EQ(faults::shellsAskedFor(), 1);
+    EXPECT_EQ(shells.calls(), 1u);
 }
 
 TEST_F(OrvShellTest, handsOnWhatIsIgnoredButForTheEndOfChildren) {

@@ -1,6 +1,6 @@
 // The configuration read cycle when memory is short for a moment, whenever that is: no cycle stays open for it.
 #include "callhome/ControllerFixture.h"
-#include "profile/FailingMemory.h"
+#include "testing/FailingCalls.h"
 
 #include <algorithm>
 #include <iterator>
@@ -28,7 +28,7 @@ protected:
         ASSERT_EQ(stateValue("Config"), "0");
     }
     // The configuration monitor asks for a read, during which one allocation fails; false when there were fewer.
-    bool readWithFailure(int after) {
+    bool readWithFailure(unsigned after) {
         asked_.clear();
         acknowledged_ = 0;
         switch_->forgetEventLog();
@@ -42,7 +42,7 @@ protected:
         Hsb_Message message(MessageFormat::CMON, CmonCode::READ_CONF, {});
         bool failed = false;
         {
-            const FailingMemory memory(FailingMemory::kThrowing, after, 1);
+            const FailingMemory memory(MemoryFaults::kThrowing, after, 1);
             app_->handle_message(&message);
             failed = memory.failed();
         }
@@ -62,7 +62,7 @@ TEST_F(OrvCallHomeFaults, asksForEveryPartWhicheverAllocationFails) {
     startReady();
     const std::set<int> everything{0, 1, 6, 7, 8, 9, 11};
     std::set<int> missed;
-    for (int after = 0; readWithFailure(after); ++after) {
+    for (unsigned after = 0; readWithFailure(after); ++after) {
         SCOPED_TRACE(after);
         EXPECT_GE(asked_.size(), everything.size() - 1);
         std::set_difference(everything.begin(), everything.end(), asked_.begin(), asked_.end(),
@@ -77,7 +77,7 @@ TEST_F(OrvCallHomeFaults, asksForEveryPartWhicheverAllocationFails) {
 TEST_F(OrvCallHomeFaults, acknowledgesTheReadWhicheverAllocationFails) {
     startReady();
     unsigned unsent = 0;
-    for (int after = 0; readWithFailure(after); ++after) {
+    for (unsigned after = 0; readWithFailure(after); ++after) {
         SCOPED_TRACE(after);
         if (acknowledged_ == 0) {  // the failure was the acknowledgement's own
             ++unsent;
@@ -101,7 +101,7 @@ TEST_F(OrvCallHomeFaults, endsTheCycleWhicheverAllocationFailsInACountOrMarkerSt
     for (const int which : {0, 1, 2}) {
         bool failed = true;
         int failures = -1;
-        for (int after = 0; failed; ++after, ++failures) {
+        for (unsigned after = 0; failed; ++after, ++failures) {
             SCOPED_TRACE(std::to_string(which) + "/" + std::to_string(after));
             int seen = 0;
             const auto match = which == 0 ? answers(DsCode::ATTRIBUTE_REPLY, 9) : answers(DsCode::STATUS_REPLY, 10);
@@ -110,7 +110,7 @@ TEST_F(OrvCallHomeFaults, endsTheCycleWhicheverAllocationFailsInACountOrMarkerSt
             changeProfiles();
             ASSERT_EQ(stateValue("Config"), "0x20");
             {
-                const FailingMemory memory(FailingMemory::kThrowing, after, 1);
+                const FailingMemory memory(MemoryFaults::kThrowing, after, 1);
                 try {
                     static_cast<void>(which == 0 ? app_->callHome().processConfig(numberOfProfiles)
                                                  : app_->callHome().processDsStatus(markerStatus));

@@ -1,6 +1,6 @@
 // What captures do when there is no memory.
 #include "capture/CaptureTest.h"
-#include "profile/FailingMemory.h"
+#include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ TEST_F(OrvCHCaptureMemoryDeathTest, endsTheProcessWhenACaptureCannotBeHandedOver
     EXPECT_EXIT(
         {
             switch_.echo();
-            const FailingMemory noMemory(FailingMemory::kNothrow);
+            const FailingMemory noMemory(MemoryFaults::kNothrow);
             checkAt(kMonday);
         },
         testing::ExitedWithCode(1),
@@ -52,7 +52,7 @@ TEST_F(OrvCHCaptureMemoryDeathTest, endsTheProcessWhenAResultCannotBeHandedOver)
                 // From the end of the capture on, the capture thread has no memory: the message's data is there.
                 std::unique_ptr<FailingMemory> noMemory;
                 shell_.before = [&](const std::string&) {
-                    noMemory = std::make_unique<FailingMemory>(FailingMemory::kNothrow, succeeds ? 1 : 0);
+                    noMemory = std::make_unique<FailingMemory>(MemoryFaults::kNothrow, succeeds ? 1u : 0u);
                 };
                 shell_.refuse(succeeds ? 0 : 1, EAGAIN);
                 [[maybe_unused]] const int started = capture().start();
@@ -66,7 +66,7 @@ TEST_F(OrvCHCaptureMemoryDeathTest, endsTheProcessWhenAResultCannotBeHandedOver)
 // A copy left on the list would not match the next result, which would end the daemon.
 TEST_F(OrvCHCaptureMemoryDeathTest, keepsNoCopyOfACaptureThatFindsNoQueueToItsThread) {
     {
-        const FailingMemory noMemory(FailingMemory::kNothrow);
+        const FailingMemory noMemory(MemoryFaults::kNothrow);
         capture_ = std::make_unique<OrvCHCapture>(sink_, ScriptedShell::run);
     }
     prepare();
@@ -86,7 +86,7 @@ TEST_F(OrvCHCaptureMemoryDeathTest, failsACaptureThatHasNoMemoryForItsMessage) {
     prepare();
     std::unique_ptr<FailingMemory> noMemory;
     shell_.before = [&](const std::string&) {
-        noMemory = std::make_unique<FailingMemory>(FailingMemory::kNothrow, 0, 1);
+        noMemory = std::make_unique<FailingMemory>(MemoryFaults::kNothrow, 0, 1);
     };
     ASSERT_EQ(capture().start(), 0);
     checkAt(kMonday);
@@ -104,7 +104,7 @@ TEST_F(OrvCHCaptureMemoryDeathTest, startsACaptureOnceWhicheverAllocationFailsIn
     std::int64_t now = kMonday - 60;
     unsigned failures = 0;
     bool failed = true;
-    for (int after = 0; failed; ++after) {
+    for (unsigned after = 0; failed; ++after) {
         // A week on, an hour at a time, so that the clock never counts as set.
         for (const std::int64_t end = kMonday + after * kWeek; now < end - 60;) {
             now = std::min(now + 3600, end - 60);
@@ -116,7 +116,7 @@ TEST_F(OrvCHCaptureMemoryDeathTest, startsACaptureOnceWhicheverAllocationFailsIn
                 capture().tick(true);
             }
             clock_.setCalendar(now + 60);
-            const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+            const FailingMemory noMemory(MemoryFaults::kThrowing, after, 1);
             try {
                 capture().tick(true);
             } catch (const std::bad_alloc&) {

@@ -1,6 +1,6 @@
 // Captures on the thread, and what becomes of their results.
-#include "base/ShellFaults.h"
 #include "capture/CaptureTest.h"
+#include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -53,6 +53,16 @@ protected:
 
     static constexpr std::size_t npos = std::string::npos;
     std::vector<std::string> traces_;
+};
+
+// The next shells cannot be started, so many times, whichever thread asks.
+class ShellsRefused {
+public:
+    explicit ShellsRefused(int times) : left_(times) {}
+
+private:
+    std::atomic<int> left_;
+    const OnCall shells_{"posix_spawn", "", [this](const CallFaults::Made&) { return left_-- > 0 ? EAGAIN : 0; }, true};
 };
 
 TEST_F(OrvCHCaptureThread, givesTheMessageTheEnvelopeOfItsProfileAndQueuesIt) {
@@ -143,12 +153,11 @@ TEST_F(OrvCHCaptureThread, mailsNoEarlierReportWhenNoProcessCanBeHad) {
     addProfile("Ops", "ops@x");
     capture_ = std::make_unique<OrvCHCapture>(sink_);
     ASSERT_EQ(capture().start(), 0);
-    faults::refuseShells(2, EAGAIN);
+    const ShellsRefused refused(2);
     startCaptures({"Ops"});
 
     ASSERT_TRUE(runUntilFinished());
 
-    faults::refuseShells(0, 0);
     EXPECT_THAT(switch_.takeSent(),
                 ElementsAre("log 16 8b000001 CronCapture failed: Resource temporarily unavailable!"));
     EXPECT_THAT(sink_.queued, IsEmpty());
@@ -160,7 +169,7 @@ TEST_F(OrvCHCaptureThread, runsACaptureWhoseShellsStartAtTheSecondTry) {
     addProfile("Ops", "ops@x");
     capture_ = std::make_unique<OrvCHCapture>(sink_);
     ASSERT_EQ(capture().start(), 0);
-    faults::refuseShells(1, EAGAIN);
+    const ShellsRefused refused(1);
     startCaptures({"Ops"});
 
     ASSERT_TRUE(runUntilFinished());

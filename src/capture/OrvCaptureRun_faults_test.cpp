@@ -1,5 +1,4 @@
 // A whole capture when any one of its file calls fails, or is the process's last: the next one is complete.
-#include "capture/CaptureFaults.h"
 #include "capture/OrvCaptureRun.h"
 #include "capture/OrvCaptureSequence.h"
 #include "capture/OrvStartedCapture.h"
@@ -7,11 +6,11 @@
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
 #include "profile/RecordingSwitch.h"
+#include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -84,13 +83,13 @@ TEST_F(OrvCaptureRunFaults, leaveTheNextCaptureCompleteWhicheverFileCallFails) {
             OrvCaptureSequence sequences;
             OrvCaptureRun run(sequences, ScriptedShell::run);
             {
-                const faults::FailNthFileCall fault(failures + 1, error);
+                const FailingNth fault(failures + 1, root_.path(), error);
                 try {
                     EXPECT_EQ(run.execute(started_, mesg), 0);
                 } catch (const OrvFileError&) {
                     EXPECT_EQ(error, ENOSPC) << failures;
                 }
-                failed = faults::FailNthFileCall::happened();
+                failed = fault.failed();
             }
             // A signal costs nothing.
             EXPECT_TRUE(error != EINTR || mesg->cronCapture()->Attachments.size() == 3u) << failures;
@@ -107,17 +106,11 @@ TEST_F(OrvCaptureRunFaults, leaveTheNextCaptureCompleteWhicheverFileCallFails) {
 TEST_F(OrvCaptureRunFaults, leaveTheNextCaptureCompleteAfterAKillAtAnyFileCall) {
     unsigned kills = 0;
     for (bool killed = true; killed; ++kills) {
-        const pid_t process = fork();
-        if (process == 0) {
-            faults::killAtNthFileCall(kills + 1);
-            const std::unique_ptr<OrvCHMesg> mesg = capture();
-            _exit(mesg ? 0 : 1);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(process, &status, 0), process);
-        ASSERT_TRUE(WIFEXITED(status));
-        killed = WEXITSTATUS(status) == faults::kKilled;
-        ASSERT_TRUE(killed || WEXITSTATUS(status) == 0) << kills;
+        killed = killedAt(kills + 1, root_.path(), [this] {
+            if (capture() == nullptr) {
+                ::_exit(1);
+            }
+        });
 
         expectACompleteCapture();
     }

@@ -4,8 +4,8 @@
 #include "capture/ScriptedShell.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
-#include "profile/FailingMemory.h"
 #include "profile/RecordingSwitch.h"
+#include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,21 +25,21 @@ private:
     std::uint32_t last_ = 0;
 };
 
-int allocationsLeft = 0;
+unsigned allocationsLeft = 0;
 std::unique_ptr<FailingMemory> noMemory;
 
 // From the end of the compressor on, one allocation fails.
 int runShell(const char* command) {
     const int result = ScriptedShell::run(command);
     if (std::string_view(command).starts_with("/bin/gzip ")) {
-        noMemory = std::make_unique<FailingMemory>(FailingMemory::kThrowing, allocationsLeft, 1);
+        noMemory = std::make_unique<FailingMemory>(MemoryFaults::kThrowing, allocationsLeft, 1);
     }
     return result;
 }
 
 // The daemon's memory is short, not that of the commands it runs.
 int runShellWithMemory(const char* command) {
-    const MemoryOfItsOwn memory;
+    const MemoryFaults::Pause pause;
     return ScriptedShell::run(command);
 }
 
@@ -82,12 +82,12 @@ TEST(OrvCaptureRunMemory, makesTheNextCaptureCompleteWhicheverAllocationsFail) {
     OrvCaptureRun run(sequences, runShellWithMemory);
     const OrvStartedCapture capture;
     const std::string attachments = "/ostrel/conf/orv/callHome/attachments";
-    for (const int burst : {1, 5, 50}) {
+    for (const unsigned burst : {1u, 5u, 50u}) {
         unsigned failing = 0;
         for (bool failed = true; failed; ++failing) {
             std::unique_ptr<OrvCHMesg> mesg;
             {
-                const FailingMemory noMemoryNow(FailingMemory::kThrowing, static_cast<int>(failing), burst);
+                const FailingMemory noMemoryNow(MemoryFaults::kThrowing, failing, burst);
                 try {
                     EXPECT_EQ(run.execute(capture, mesg), 0);
                 } catch (const std::bad_alloc&) {

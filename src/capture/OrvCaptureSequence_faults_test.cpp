@@ -1,20 +1,16 @@
 // The sequence number's file when any one of its calls fails, or is the process's last.
-#include "capture/CaptureFaults.h"
 #include "capture/OrvCaptureSequence.h"
 #include "mesg/OrvSequenceSource.h"
 #include "profile/RecordingSwitch.h"
+#include "testing/FailingCalls.h"
 #include "word_order.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <functional>
 #include <string>
 
 namespace {
@@ -29,20 +25,6 @@ protected:
         root_.write(kPath, {bytes.begin(), bytes.end()});
     }
 
-    // Does it in a process that is killed at its nth file call. False when it came to its end before.
-    static bool killedAt(unsigned nth, const std::function<void()>& action) {
-        const pid_t process = fork();
-        if (process == 0) {
-            faults::killAtNthFileCall(nth);
-            action();
-            _exit(0);
-        }
-        int status = 0;
-        EXPECT_EQ(waitpid(process, &status, 0), process);
-        EXPECT_TRUE(WIFEXITED(status));
-        return WEXITSTATUS(status) == faults::kKilled;
-    }
-
     RecordingSwitch switch_;
     TempRoot& root_ = switch_.root();
 };
@@ -52,7 +34,7 @@ TEST_F(OrvCaptureSequenceFaults, goesOnWithTheOldOrTheNewNumberAfterAKillAtAnyCa
     for (bool killed = true; killed; ++kills) {
         write(41);
 
-        killed = killedAt(kills + 1, [] { OrvCaptureSequence().nextSequence(); });
+        killed = killedAt(kills + 1, root_.path(), [] { OrvCaptureSequence().nextSequence(); });
 
         const OrvCaptureSequence sequence;
         EXPECT_THAT(sequence.last(), testing::AnyOf(41u, 42u)) << kills;
@@ -64,7 +46,7 @@ TEST_F(OrvCaptureSequenceFaults, goesOnWithTheOldOrTheNewNumberAfterAKillAtAnyCa
 TEST_F(OrvCaptureSequenceFaults, startsAfterAFirstStartThatWasKilledAtAnyCall) {
     unsigned kills = 0;
     for (bool killed = true; killed; ++kills) {
-        killed = killedAt(kills + 1, [] { OrvCaptureSequence(); });
+        killed = killedAt(kills + 1, root_.path(), [] { OrvCaptureSequence(); });
 
         EXPECT_EQ(OrvCaptureSequence().last(), 0u) << kills;
         EXPECT_FALSE(root_.exists(std::string(kPath) + ".new")) << kills;
@@ -81,14 +63,14 @@ TEST_F(OrvCaptureSequenceFaults, startsAgainWhicheverCallFailsWhileANumberIsKept
             OrvCaptureSequence sequence;
             std::uint32_t number = 42;
             {
-                const faults::FailNthFileCall fault(nth, error);
+                const FailingNth fault(nth, root_.path(), error);
                 try {
                     number = sequence.nextSequence();
                 } catch (const OrvFileError&) {
                     EXPECT_EQ(errno, error) << nth;
                     EXPECT_EQ(error, ENOSPC) << "what may pass is tried once more";
                 }
-                failed = faults::FailNthFileCall::happened();
+                failed = fault.failed();
             }
             EXPECT_EQ(number, 42u);
             EXPECT_THAT(OrvCaptureSequence().last(), testing::AnyOf(41u, 42u)) << nth;
@@ -102,13 +84,13 @@ TEST_F(OrvCaptureSequenceFaults, startsAgainWhicheverCallFailsAtTheFirstStart) {
         bool failed = true;
         for (unsigned nth = 1; failed; ++nth) {
             {
-                const faults::FailNthFileCall fault(nth, error);
+                const FailingNth fault(nth, root_.path(), error);
                 try {
                     const OrvCaptureSequence sequence;
                 } catch (const OrvFileError& failure) {
                     EXPECT_EQ(error, ENOSPC) << nth << failure.what();
                 }
-                failed = faults::FailNthFileCall::happened();
+                failed = fault.failed();
             }
             EXPECT_EQ(OrvCaptureSequence().last(), 0u) << nth;
             std::filesystem::remove(root_.at(kPath));

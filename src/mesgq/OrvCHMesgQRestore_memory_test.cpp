@@ -18,7 +18,7 @@ protected:
         for (const auto& [path, text] : kFiles) {
             switch_.root().write(path, messageFile(text) + stateBlock());
         }
-        const FailingNthAllocation failing(nth, count);
+        const FailingMemory failing(MemoryFaults::kObjects, nth - 1, count);
         queue_->oneSecondChores();
         return failing.failed();
     }

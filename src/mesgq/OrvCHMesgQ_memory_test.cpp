@@ -286,7 +286,7 @@ TEST_F(OrvCHMesgQMemoryTest, aDeletionWithoutAnyMemoryIsMadeUpForByTheNextMessag
     add("one");
     OrvCHMesg* const opened = queue_->peekOpen();
     {
-        const FailingNthAllocation failing(1, 1000);
+        const FailingMemory failing(MemoryFaults::kObjects, 0, 1000);
         EXPECT_EQ(queue_->peekDelete(opened, 0), 0);
         EXPECT_TRUE(failing.failed());
     }
@@ -306,7 +306,7 @@ TEST_F(OrvCHMesgQMemoryTest, aRequestForTheQuotasWithoutMemorySettlesThemAtOnce)
         controller_.settled.clear();
         int result = 0;
         {
-            const FailingNthAllocation failing(nth);
+            const FailingMemory failing(MemoryFaults::kObjects, nth - 1, 1);
             result = queue_->readConfig();
             failed = failing.failed();
         }

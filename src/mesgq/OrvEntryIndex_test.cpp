@@ -113,7 +113,7 @@ TEST_F(OrvEntryIndexTest, takesALargerTableWithEachDoubling) {
 TEST_F(OrvEntryIndexTest, growsWithTheNextEntryAfterATableWasMissed) {
     insertFrom(0, 8);
     for (std::size_t i = 8; i < 20; ++i) {
-        const FailingNthAllocation failing(1);
+        const FailingMemory failing(MemoryFaults::kObjects, 0, 1);
         index_.insert(entries_[i], i);
         EXPECT_TRUE(failing.failed()) << i;
     }

@@ -1,8 +1,8 @@
 // What becomes of a read of the identity when memory runs out in it: nobody waits for it any longer.
-#include "profile/FailingMemory.h"
 #include "profile/IdentityNeighbours.h"
 #include "profile/OrvCHMesgCommon.h"
 #include "profile/RecordingSwitch.h"
+#include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,14 +37,14 @@ protected:
         failEachAllocationOf(step, check, kOutlastsEveryTry);
     }
 
-    void failEachAllocationOf(const std::function<void()>& step, const std::function<void(bool)>& check, int row) {
+    void failEachAllocationOf(const std::function<void()>& step, const std::function<void(bool)>& check, unsigned row) {
         unsigned failures = 0;
         bool failed = true;
-        for (int after = 0; failed; ++after) {
+        for (unsigned after = 0; failed; ++after) {
             bool thrown = false;
             neighbours_.calls.clear();
             {
-                const FailingMemory noMemory(FailingMemory::kThrowing, after, row);
+                const FailingMemory noMemory(MemoryFaults::kThrowing, after, row);
                 try {
                     step();
                 } catch (const std::bad_alloc&) {

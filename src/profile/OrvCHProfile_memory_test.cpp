@@ -1,7 +1,7 @@
 // What a profile does when there is no memory for an envelope.
-#include "profile/FailingMemory.h"
 #include "profile/OrvProfileReader.h"
 #include "profile/RecordingSwitch.h"
+#include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ TEST(OrvCHProfileMemory, raisesBothAlarmsAndMakesNoEnvelope) {
     ASSERT_EQ(profile.addEmail("a@x"), 0);
     std::unique_ptr<OrvCHEnvelope> envelope;
     {
-        const FailingMemory noMemory(FailingMemory::kNothrow);
+        const FailingMemory noMemory(MemoryFaults::kNothrow);
         envelope = profile.envelopeFor(kOrvLevelNone, false);
         EXPECT_TRUE(noMemory.failed());
     }
@@ -43,8 +43,8 @@ TEST(OrvCHProfileMemory, countsNothingThatItCouldNotFinish) {
     ASSERT_EQ(profile.addEmail("somebody@somewhere.example"), 0);
     bool failed = true;
     unsigned failures = 0;
-    for (int after = 0; failed; ++after) {
-        const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+    for (unsigned after = 0; failed; ++after) {
+        const FailingMemory noMemory(MemoryFaults::kThrowing, after, 1);
         std::unique_ptr<OrvCHEnvelope> envelope;
         try {
             envelope = profile.envelopeFor(kOrvLevelNone, false);
@@ -92,7 +92,7 @@ TEST(OrvCHProfileMemory, endsItsReadWhicheverAllocationFailsInAValue) {
     unsigned ended = 0;  // in spite of a failure
     for (std::size_t which = 0; which < answers.size(); ++which) {
         bool failed = true;
-        for (int after = 0; failed; ++after) {
+        for (unsigned after = 0; failed; ++after) {
             SCOPED_TRACE(std::to_string(which) + "/" + std::to_string(after));
             OrvCHProfile profile(0);
             OrvProfileReader reader(profile, recording.store());
@@ -102,7 +102,7 @@ TEST(OrvCHProfileMemory, endsItsReadWhicheverAllocationFailsInAValue) {
             bool unsent = false;
             for (std::size_t i = 0; i < answers.size() && !unsent; ++i) {
                 const std::span<const DsEntry> entries = answers[i].entries;
-                const FailingMemory memory(FailingMemory::kThrowing, i == which ? after : 1000000, 1);
+                const FailingMemory memory(MemoryFaults::kThrowing, i == which ? after : 1000000, 1);
                 try {
                     unsent = (reader.*answers[i].process)(entries, statuses) < 0;
                 } catch (const std::bad_alloc&) {

@@ -2,8 +2,8 @@
 #include "Dispatcher.h"
 #include "Timeval.h"
 #include "base/OrvAtEnd.h"
-#include "profile/FailingMemory.h"
 #include "smtp/OrvSMTPSystem.h"
+#include "testing/FailingCalls.h"
 #include "testing/smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ namespace {
 class ShortFromConnectOn final : public OrvSMTPSystem {
 public:
     int connect(int socket, const sockaddr* address, socklen_t length) override {
-        noMemory_ = std::make_unique<FailingMemory>(FailingMemory::kNothrow);
+        noMemory_ = std::make_unique<FailingMemory>(MemoryFaults::kNothrow);
         return OrvSMTPSystem::connect(socket, address, length);
     }
 
@@ -39,18 +39,18 @@ protected:
     void sendWithoutMemoryForMessages(const std::string& text) {
         queueMail(text);
         OrvCHClientSend send(queue_.peekOpen());
-        const FailingMemory noMemory(FailingMemory::kNothrow);
+        const FailingMemory noMemory(MemoryFaults::kNothrow);
         client_.handleThreadMesg(&send);
         EXPECT_TRUE(noMemory.failed());
     }
 
     // Sends on a thread of its own, which is what ends if it must: whether it came back. So many allocations of it
     // succeed, and then so many fail.
-    bool cameBackFromSending(OrvCHMesg& message, int after, int inARow, bool& failed) {
+    bool cameBackFromSending(OrvCHMesg& message, unsigned after, unsigned inARow, bool& failed) {
         bool cameBack = false;
         std::thread sender([&] {
             OrvCHClientSend send(&message);
-            const FailingMemory noMemory(FailingMemory::kBoth, after, inARow);
+            const FailingMemory noMemory(MemoryFaults::kObjects, after, inARow);
             const OrvAtEnd look([&] { failed = noMemory.failed(); });
             client_.handleThreadMesg(&send);
             cameBack = true;
@@ -65,7 +65,7 @@ protected:
     }
 
     // Serves the main thread until no dialogue is running. In every turn this allocation fails. True when one did.
-    bool awaitOutcomeWithFailing(int after) {
+    bool awaitOutcomeWithFailing(unsigned after) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         bool failed = false;
         while (client_.sendOutstanding()) {
@@ -74,7 +74,7 @@ protected:
                 break;
             }
             const Timeval limit(0, 5000);
-            const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+            const FailingMemory noMemory(MemoryFaults::kThrowing, after, 1);
             try {
                 [[maybe_unused]] const int calls = Dispatcher::instance()->handle_events(&limit);
             } catch (const std::bad_alloc&) {
@@ -91,7 +91,7 @@ protected:
         startSending();
         unsigned failures = 0;
         bool failed = true;
-        for (int after = 0; failed; ++after) {
+        for (unsigned after = 0; failed; ++after) {
             SCOPED_TRACE(after);
             prepare();
             queueMail("mail", {"a@x", "b@x"});
@@ -170,9 +170,9 @@ TEST_F(OrvCHClientMemory, deliversEachMailOnceWhicheverAllocationsOfItsSendFail)
     serverA_.answerRecipient("c@x", ScriptedReply::line("550 nobody of this name, and there never was one"));
     const std::ptrdiff_t before = openDescriptors();
     std::size_t mails = 0;
-    for (const int inARow : {1, 5, 50}) {
+    for (const unsigned inARow : {1u, 5u, 50u}) {
         bool failed = true;
-        for (int after = 0; failed; after += inARow == 1 ? 1 : 7) {
+        for (unsigned after = 0; failed; after += inARow == 1 ? 1 : 7) {
             SCOPED_TRACE(std::to_string(inARow) + " after " + std::to_string(after));
             OrvCHMesg& message = queueMail("mail", {"a@x", "c@x"});
             addEnvelope(message, "vendor", {"v@x"}, "ShortText");
@@ -202,7 +202,7 @@ TEST_F(OrvCHClientMemory, raisesBothAlarmsBeforeItEndsTheProcess) {
 
     EXPECT_EXIT(
         {
-            const FailingMemory noMemory(FailingMemory::kNothrow, 0, 1);
+            const FailingMemory noMemory(MemoryFaults::kNothrow, 0, 1);
             client_.oneSecondTick();
         },
         testing::ExitedWithCode(1),
@@ -244,7 +244,7 @@ TEST_F(OrvCHClientMemory, reportsACriticalFailureWhenADialogueCannotBegin) {
     // Its server twice, and the entry about its end.
     constexpr char kServer[] = "mail.of.a.long.name.example.com";
     struct {
-        int after;
+        unsigned after;
         const char* server;
         int port;
     } const rows[] = {{0, "", 0}, {1, kServer, 25}, {2, kServer, 25}, {3, kServer, 25}};
@@ -261,7 +261,7 @@ TEST_F(OrvCHClientMemory, reportsACriticalFailureWhenADialogueCannotBegin) {
 
         OrvCHClientSend again(queue_.peekOpen());
         {
-            const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+            const FailingMemory noMemory(MemoryFaults::kThrowing, after, 1);
             client_.handleThreadMesg(&again);
             EXPECT_TRUE(noMemory.failed());
         }
@@ -294,13 +294,13 @@ TEST_F(OrvCHClientMemory, sendsAgainAfterASuccessThatTheQueueCouldNotTakeNoteOf)
 TEST_F(OrvCHClientMemory, reportsTheConfigurationAsReadWhicheverAllocationsFail) {
     const std::vector<DsEntry> entries = serverEntries("3-mail.of.a.long.name.example.com", 25, "", 0);
     const std::vector<std::int32_t> statuses(entries.size(), 0);
-    const auto failEach = [this](int inARow, const std::function<void()>& step) {
+    const auto failEach = [this](unsigned inARow, const std::function<void()>& step) {
         unsigned thrown = 0;
         bool failed = true;
-        for (int after = 0; failed; ++after) {
+        for (unsigned after = 0; failed; ++after) {
             completed_.clear();
             {
-                const FailingMemory noMemory(FailingMemory::kThrowing, after, inARow);
+                const FailingMemory noMemory(MemoryFaults::kThrowing, after, inARow);
                 try {
                     step();
                 } catch (const std::bad_alloc&) {

@@ -1,8 +1,8 @@
 // A capture mail between its attachments and its copy when calls on files fail, memory runs out, or somebody has
 // planted a link in a file's place.
-#include "profile/FailingMemory.h"
 #include "smtp/OrvMailComposer.h"
 #include "testing/CallFaults.h"
+#include "testing/FailingCalls.h"
 #include "testing/smtp/MailFixture.h"
 
 #include <gmock/gmock.h>
@@ -85,8 +85,8 @@ protected:
         faults_.call = -1;
         watchedMail();
         std::array<unsigned, CallFaults::kMostCalls> counts{};
-        for (std::size_t call = 0; call < counts.size(); ++call) {
-            counts[call] = faults_.seen[call][true];
+        for (std::size_t call = 0; call < CallFaults::table().size(); ++call) {
+            counts[call] = CallFaults::table()[call].errors.empty() ? 0 : faults_.seen[call][true].load();
         }
         unsigned calls = 0;
         for (std::size_t call = 0; call < counts.size(); ++call) {
@@ -157,14 +157,14 @@ TEST_F(OrvMailFiles, areClosedWhicheverAllocationFails) {
     stage();
     mail();
     const std::ptrdiff_t before = openDescriptors();
-    for (const int inARow : {1, 5, 50}) {
+    for (const unsigned inARow : {1u, 5u, 50u}) {
         unsigned thrown = 0;
         bool failed = true;
-        for (int after = 0; failed; ++after) {
+        for (unsigned after = 0; failed; ++after) {
             SCOPED_TRACE(after);
             std::string text;
             {
-                const FailingMemory noMemory(FailingMemory::kThrowing, after, inARow);
+                const FailingMemory noMemory(MemoryFaults::kThrowing, after, inARow);
                 try {
                     EXPECT_EQ(composer_.compose(*message_, *message_->Envelopes[0], clientIdentity_, text), 0);
                 } catch (const std::bad_alloc&) {

@@ -1,6 +1,6 @@
 // An SMTP client for which memory runs out, at each place in turn.
-#include "profile/FailingMemory.h"
 #include "smtp/OrvSMTPClient.h"
+#include "testing/FailingCalls.h"
 #include "testing/ScriptedMailServer.h"
 #include "testing/smtp/MailFixture.h"
 #include "testing/smtp/StagedSystem.h"
@@ -17,14 +17,14 @@ protected:
         unsigned thrown = 0;
         unsigned resolved = 0;
         bool failed = true;
-        for (int after = 0; failed; ++after) {
+        for (unsigned after = 0; failed; ++after) {
             SCOPED_TRACE(after);
             StagedSystem system;
             system.addresses = {"127.0.0.1", "127.0.0.1"};
             system.canonical = "switch.of.a.long.name.example.com";
             OrvSMTPClient client({}, system);
             {
-                const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+                const FailingMemory noMemory(MemoryFaults::kThrowing, after, 1);
                 try {
                     step(client);
                 } catch (const std::bad_alloc&) {

@@ -1,7 +1,7 @@
 // A dialogue in which memory runs out, at each place in turn.
-#include "profile/FailingMemory.h"
 #include "smtp/OrvMailComposer.h"
 #include "smtp/OrvSendDialogue.h"
+#include "testing/FailingCalls.h"
 #include "testing/ScriptedMailServer.h"
 #include "testing/smtp/MailFixture.h"
 #include "testing/smtp/SendFixture.h"
@@ -62,7 +62,7 @@ protected:
     }
 
     // Sends a mail; so many allocations succeed before one fails. The dialogue's result; failed tells whether one did.
-    int run(OrvCHMesg& message, int after, bool& failed) {
+    int run(OrvCHMesg& message, unsigned after, bool& failed) {
         const TestIdentity identity(identity_);
         OrvSMTPTimeouts timeouts;
         timeouts.quit = std::chrono::milliseconds(1);  // inside a text it is never answered
@@ -70,7 +70,7 @@ protected:
         OrvSendDialogue dialogue(client, identity.common(), reporter_, mailServerAt(server_), message);
         int result = 0;
         {
-            const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+            const FailingMemory noMemory(MemoryFaults::kThrowing, after, 1);
             result = dialogue.run();
             failed = noMemory.failed();
         }
@@ -87,7 +87,7 @@ protected:
     void runWithEachFailure(const std::function<void(OrvCHMesg&, int)>& check) {
         unsigned failures = 0;
         bool failed = true;
-        for (int after = 0; failed; ++after) {
+        for (unsigned after = 0; failed; ++after) {
             SCOPED_TRACE(after);
             const auto message = portEvent();
             addEnvelope(*message, "noc", {kA}, "ShortText");
@@ -110,7 +110,7 @@ TEST_F(OrvSendDialogueMemory, failsLikeARefusedOneOrReachesItsEndWhicheverAlloca
     unsigned failures = 0;
     std::size_t characters = 0;
     bool failed = true;
-    for (int after = 0; failed; ++after) {
+    for (unsigned after = 0; failed; ++after) {
         SCOPED_TRACE(after);
         const auto message = portEvent();
         const OrvCHEnvelope& noc = addEnvelope(*message, "noc", {kA, kB, std::string("$") + kC}, "ShortText");
@@ -168,7 +168,7 @@ TEST_F(OrvSendDialogueMemory, failsWithoutAReasonOrAReplyOfTheServer) {
 }
 
 TEST_F(OrvSendDialogueMemory, tracesWhatEndedIt) {
-    for (const int after : {0, 5, 10, std::numeric_limits<int>::max()}) {
+    for (const unsigned after : {0u, 5u, 10u, 1000000u}) {
         SCOPED_TRACE(after);
         const auto message = portEvent();
         addEnvelope(*message, "noc", {kA}, "ShortText");
@@ -189,11 +189,11 @@ TEST_F(OrvSendDialogueMemory, composesTheWholeMailOrNoneWhicheverAllocationFails
     unsigned thrown = 0;
     unsigned whole = 0;
     bool failed = true;
-    for (int after = 0; failed; ++after) {
+    for (unsigned after = 0; failed; ++after) {
         SCOPED_TRACE(after);
         std::string text;
         {
-            const FailingMemory noMemory(FailingMemory::kThrowing, after, 1);
+            const FailingMemory noMemory(MemoryFaults::kThrowing, after, 1);
             try {
                 EXPECT_EQ(composer.compose(*message, noc, clientIdentity, text), 0);
                 ++whole;

@@ -24,6 +24,9 @@ std::vector<Place> placesOf(const CallFaults& faults) {
     constexpr std::size_t kMostOfOneCall = 4;
     std::vector<Place> all;
     for (std::size_t call = 0; call < CallFaults::table().size(); ++call) {
+        if (CallFaults::table()[call].errors.empty()) {
+            continue;
+        }
         for (const bool onMainThread : {false, true}) {
             std::vector<Place> places;
             for (unsigned nth = 1; nth <= faults.seen[call][onMainThread]; ++nth) {

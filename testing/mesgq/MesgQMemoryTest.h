@@ -38,7 +38,7 @@ protected:
             prepare();
             takeTexts();
             {
-                const FailingNthAllocation failing(nth, burst);
+                const FailingMemory failing(MemoryFaults::kObjects, nth - 1, burst);
                 step();
                 failed = failing.failed();
             }
