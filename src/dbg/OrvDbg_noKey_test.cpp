@@ -1,20 +1,15 @@
 // A program of its own: the key is made once per process, and here it cannot be.
 #include "dbg/TraceFixture.h"
-
-#include <pthread.h>
+#include "testing/FailingCalls.h"
 
 #include <cerrno>
 
-extern "C" int __real_pthread_key_create(pthread_key_t* key, void (*destroy)(void*));
-
-// The trace's key is the one without destructor.
-extern "C" int __wrap_pthread_key_create(pthread_key_t* key, void (*destroy)(void*)) {
-    return destroy == nullptr ? EAGAIN : __real_pthread_key_create(key, destroy);
-}
-
 namespace {
 
-class OrvDbgWithoutKey : public TraceFixture {};
+class OrvDbgWithoutKey : public TraceFixture {
+protected:
+    const FailingCall keys_{"pthread_key_create", "", EAGAIN};
+};
 
 TEST_F(OrvDbgWithoutKey, saysSoAndTracesNothing) {
     OrvDbg logger("orv.out.Main");

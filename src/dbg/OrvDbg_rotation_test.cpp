@@ -1,8 +1,8 @@
 #include "dbg/OrvDbg.h"
 
 #include "Descriptor.h"
-#include "dbg/SystemFaults.h"
 #include "dbg/TraceFixture.h"
+#include "testing/FailingCalls.h"
 
 #include <atomic>
 #include <cerrno>
@@ -28,9 +28,6 @@ protected:
         return prefix("OrvDbg", "Rotate") +
                "Rotation of logs for orvApp failed!\nShutting down logging for orvApp!\nGoodbye!";
     }
-
-private:
-    const faults::Scope faultScope_;
 };
 
 TEST_F(OrvDbgRotation, leavesAFileAtTheLimitAlone) {
@@ -118,15 +115,24 @@ TEST_F(OrvDbgRotation, rotatesAfterALineInPartsToo) {
 TEST_F(OrvDbgRotation, renamesFromTheOldestToTheYoungest) {
     OrvDbg logger("t");
     std::vector<std::string> renames;
-    faults::onRename = [&renames](const char* from, const char* to) {
-        renames.push_back(std::filesystem::path(from).filename().string() + " " +
-                          std::filesystem::path(to).filename().string());
-        return faults::realRename(from, to);
-    };
+    for (const char* name : {"t.1", "t.2", "t.3", "t.4"}) {
+        fill(onHost("/tmp") / name, "");
+    }
+    // What is there by then shows where the ones before have gone.
+    const OnCall renaming("rename", "", [&](const CallFaults::Made& made) {
+        std::string there = std::filesystem::path(made.name).filename().string() + ":";
+        for (const char* name : {"t", "t.1", "t.2", "t.3", "t.4", "t.5"}) {
+            there += exists(name) ? std::string(" ") + name : "";
+        }
+        renames.push_back(there);
+        return 0;
+    });
 
     traceLine(logger, lineOf(kLimit + 1));
 
-    EXPECT_EQ(renames, (std::vector<std::string>{"t.4 t.5", "t.3 t.4", "t.2 t.3", "t.1 t.2", "t t.1"}));
+    EXPECT_EQ(renames,
+              (std::vector<std::string>{"t.4: t t.1 t.2 t.3 t.4", "t.3: t t.1 t.2 t.3 t.5", "t.2: t t.1 t.2 t.4 t.5",
+                                        "t.1: t t.1 t.3 t.4 t.5", "t: t t.2 t.3 t.4 t.5"}));
 }
 
 // The number of the next descriptor to be opened.
@@ -144,10 +150,7 @@ TEST_F(OrvDbgRotation, closesTheOldFile) {
         traceLine(logger, lineOf(kLimit + 1));
         EXPECT_EQ(nextDescriptor(), next) << rotation;
     }
-    faults::onRename = [](const char*, const char*) {
-        errno = EIO;
-        return -1;
-    };
+    const FailingCall renaming("rename", "", EIO);
     traceLine(logger, lineOf(kLimit + 1));
 
     EXPECT_EQ(nextDescriptor(), logFile);  // after the farewell
@@ -162,19 +165,13 @@ TEST_P(OrvDbgRotationFailure, saysFarewellAndIsSilentForGood) {
     for (const char filler : {'a', 'b', 'c', 'd', 'e'}) {
         traceLine(logger, lineOf(kLimit + 1, filler));
     }
-    int calls = 0;
-    faults::onRename = [&calls](const char* from, const char* to) {
-        if (++calls == GetParam()) {
-            errno = EACCES;
-            return -1;
-        }
-        return faults::realRename(from, to);
-    };
+    const auto nth = static_cast<unsigned>(GetParam());
+    const FailingCall renaming("rename", "", EACCES, nth - 1, 1);
 
     const long reached = traceLine(logger, lineOf(kLimit + 7, 'f'));
 
     EXPECT_EQ(reached, static_cast<long>(kLimit + 7));
-    EXPECT_EQ(calls, GetParam());
+    EXPECT_EQ(renaming.calls(), nth);
     EXPECT_EQ(file("t"), lineOf(kLimit + 7, 'f') + farewell());
     const std::vector<std::string> youngestFirst{"t.1", "t.2", "t.3", "t.4", "t.5"};
     for (int generation = 1; generation <= 5; ++generation) {
@@ -187,7 +184,6 @@ TEST_P(OrvDbgRotationFailure, saysFarewellAndIsSilentForGood) {
             EXPECT_EQ(file(name), lineOf(kLimit + 1, filler)) << name;
         }
     }
-    faults::onRename = nullptr;
     EXPECT_EQ(traceLine(logger, lineOf(100)), -1);
     EXPECT_EQ(file("t"), lineOf(kLimit + 7, 'f') + farewell());
     EXPECT_EQ(traceLine(other, lineOf(100)), 100);
@@ -252,13 +248,8 @@ TEST_F(OrvDbgRotation, harmsNothingInADirectoryInPlaceOfAGeneration) {
 TEST_F(OrvDbgRotation, writesToNoFileThatHasAnotherName) {
     OrvDbg logger("t");
     fill(onHost("/precious"), "precious");
-    faults::onRename = [this](const char* from, const char* to) {
-        const int result = faults::realRename(from, to);
-        if (!exists("t")) {
-            std::filesystem::create_hard_link(onHost("/precious"), onHost("/tmp/t"));
-        }
-        return result;
-    };
+    const StepBeforeCall plant("open", "/tmp/t",
+                               [this] { std::filesystem::create_hard_link(onHost("/precious"), onHost("/tmp/t")); });
 
     traceLine(logger, lineOf(kLimit + 1));
 
@@ -268,11 +259,10 @@ TEST_F(OrvDbgRotation, writesToNoFileThatHasAnotherName) {
 
 TEST_F(OrvDbgRotation, saysFarewellAtTheTimeOfTheFailure) {
     OrvDbg logger("t");
-    faults::onRename = [this](const char*, const char*) {
+    const OnCall renaming("rename", "", [this](const CallFaults::Made&) {
         clock_.set(kNoLocalTime, 0);
-        errno = EIO;
-        return -1;
-    };
+        return EIO;
+    });
 
     traceLine(logger, lineOf(kLimit + 1));
 
@@ -284,12 +274,11 @@ TEST_F(OrvDbgRotation, saysFarewellAtTheTimeOfTheFailure) {
 TEST_F(OrvDbgRotation, isSilentWithoutFarewellWhenTheFileCannotBeReopened) {
     OrvDbg logger("t");
     fill(onHost("/precious"), "precious");
-    faults::onRename = [this](const char*, const char*) {
+    const OnCall renaming("rename", "", [this](const CallFaults::Made&) {
         std::filesystem::remove(onHost("/tmp/t"));
         std::filesystem::create_symlink(onHost("/precious"), onHost("/tmp/t"));
-        errno = EIO;
-        return -1;
-    };
+        return EIO;
+    });
 
     traceLine(logger, lineOf(kLimit + 1));
 
@@ -300,13 +289,8 @@ TEST_F(OrvDbgRotation, isSilentWithoutFarewellWhenTheFileCannotBeReopened) {
 TEST_F(OrvDbgRotation, isSilentWhenTheNewFileCannotBeOpened) {
     OrvDbg logger("t");
     fill(onHost("/precious"), "precious");
-    faults::onRename = [this](const char* from, const char* to) {
-        const int result = faults::realRename(from, to);
-        if (!exists("t")) {
-            std::filesystem::create_symlink(onHost("/precious"), onHost("/tmp/t"));
-        }
-        return result;
-    };
+    const StepBeforeCall plant("open", "/tmp/t",
+                               [this] { std::filesystem::create_symlink(onHost("/precious"), onHost("/tmp/t")); });
 
     EXPECT_EQ(traceLine(logger, lineOf(kLimit + 1)), static_cast<long>(kLimit + 1));
 
@@ -320,7 +304,7 @@ TEST_F(OrvDbgRotation, keepsALineTracedWhileAnotherThreadRotates) {
     std::atomic<bool> started{false};
     long reached = 0;
     std::jthread other;
-    faults::onRename = [&](const char* from, const char* to) {
+    const OnCall renaming("rename", "", [&](const CallFaults::Made&) {
         if (!other.joinable()) {
             other = std::jthread([&] {
                 started = true;
@@ -333,8 +317,8 @@ TEST_F(OrvDbgRotation, keepsALineTracedWhileAnotherThreadRotates) {
         for (int turn = 0; turn < 1000; ++turn) {
             std::this_thread::yield();  // the other one looks at the logger now, and waits
         }
-        return faults::realRename(from, to);
-    };
+        return 0;
+    });
 
     traceLine(logger, lineOf(kLimit + 1));
     other.join();
@@ -353,18 +337,22 @@ TEST_P(OrvDbgRotationMeanwhile, refusesALineThatWaitedForARotationThatFailed) {
     std::atomic<bool> waits{false};
     long reached = 0;
     std::jthread other;
-    faults::onRename = [&](const char*, const char*) {
+    const auto step = [&](const CallFaults::Made& made) {
+        waits = waits ||
+                (!made.onMainThread && made.call == "pthread_mutex_lock");  // the look at the logger lies behind it
+        if (made.call != "rename") {
+            return 0;
+        }
         other = std::jthread([&] {
-            faults::onMutexLock = [&waits] { waits = true; };  // the look at the logger lies behind it
             reached = GetParam() ? logger.traceParts("A", "b", "{", "meanwhile", "}\n")
                                  : trace(logger, "A", "b", "meanwhile\n");
         });
         while (!waits) {
             std::this_thread::yield();
         }
-        errno = EIO;
-        return -1;
+        return EIO;
     };
+    const OnCall calls("", "", step, true);
 
     traceLine(logger, lineOf(kLimit + 1));
     other.join();

@@ -1,8 +1,8 @@
 #include "dbg/OrvDbg.h"
 
 #include "Descriptor.h"
-#include "dbg/SystemFaults.h"
 #include "dbg/TraceFixture.h"
+#include "testing/FailingCalls.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,9 +15,7 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvApp";
 
-class OrvDbgTest : public TraceFixture {
-    const faults::Scope faultScope_;
-};
+class OrvDbgTest : public TraceFixture {};
 
 TEST_F(OrvDbgTest, writesDateZoneTimeTwoBlanksProcessModuleFunctionAndMessage) {
     OrvDbg logger("orv.out.Main");
@@ -164,7 +162,7 @@ TEST_F(OrvDbgTest, writesAMailInOneLine) {
 
 TEST_F(OrvDbgTest, writesWhatItCanOfALongLineWhenMemoryIsShort) {
     OrvDbg logger("orv.out.Main");
-    faults::failNothrowNew = true;
+    const FailingMemory noMemory(MemoryFaults::kNothrow, 0, 1);
 
     trace(logger, "A", "b", "%s\n", std::string(3000, 'x').c_str());
     trace(logger, "A", "b", "%s\n", "after");
@@ -214,14 +212,8 @@ TEST_F(OrvDbgTest, writesEmptyParts) {
 TEST_F(OrvDbgTest, goesOnAfterInterruptedAndShortWrites) {
     OrvDbg logger("parts");
     int calls = 0;
-    faults::onWritev = [&calls](int out, const iovec* parts, int) -> ssize_t {
-        if (++calls % 2 == 1) {
-            errno = EINTR;
-            return -1;
-        }
-        const iovec part{parts[0].iov_base, std::min<std::size_t>(parts[0].iov_len, 3)};
-        return faults::realWritev(out, &part, 1);
-    };
+    const OnCall writing("writev", "",
+                         [&calls](const CallFaults::Made&) { return ++calls % 2 == 1 ? EINTR : CallFaults::kShort; });
 
     logger.traceParts("A", "b", "start ", "", "");
     logger.traceParts("A", "b", "{", "0123456789", "}\n");
@@ -232,12 +224,8 @@ TEST_F(OrvDbgTest, goesOnAfterInterruptedAndShortWrites) {
 
 TEST_F(OrvDbgTest, losesALineThatTheFileSystemRefusesAndGoesOn) {
     OrvDbg logger("orv.out.Main");
-    faults::onWritev = [](int, const iovec*, int) -> ssize_t {
-        errno = ENOSPC;
-        return -1;
-    };
+    const FailingCall writing("writev", "", ENOSPC, 0, 1);
     const long lost = trace(logger, "A", "b", "lost\n");
-    faults::onWritev = nullptr;
 
     const long kept = trace(logger, "A", "b", "kept\n");
 
@@ -247,10 +235,7 @@ TEST_F(OrvDbgTest, losesALineThatTheFileSystemRefusesAndGoesOn) {
 
 TEST_F(OrvDbgTest, leavesErrnoAsItWas) {
     OrvDbg logger("orv.out.Main");
-    faults::onWritev = [](int, const iovec*, int) -> ssize_t {
-        errno = ENOSPC;
-        return -1;
-    };
+    const FailingCall writing("writev", "", ENOSPC);
     errno = ECONNREFUSED;
 
     trace(logger, "A", "b", "%s\n", "x");
@@ -350,7 +335,7 @@ TEST_F(OrvDbgTest, givesEachThreadItsOwnLogger) {
 
 TEST_F(OrvDbgTest, saysWhenTheLoggerCannotBeSet) {
     OrvDbg logger("orv.out.Main");
-    faults::onSetspecific = [](pthread_key_t, const void*) { return ENOMEM; };
+    const FailingCall setting("pthread_setspecific", "", ENOMEM);
 
     EXPECT_EQ(OrvDbg::setOfThread(&logger), -1);
     EXPECT_EQ(OrvDbg::ofThread(), nullptr);
