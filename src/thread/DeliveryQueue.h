@@ -19,12 +19,15 @@ public:
     static inline std::atomic<int> alive{0};
 };
 
-class DeliveryQueue final : public Mt::EventQueue<Counted> {
+template <typename Loop>
+class DeliveryQueueOf final : public Mt::EventQueue<Counted, Loop> {
 public:
-    using EventQueue::EventQueue;
-    using EventQueue::readFd;
+    using Mt::EventQueue<Counted, Loop>::EventQueue;
+    using Mt::EventQueue<Counted, Loop>::readFd;
     Event_Handler* handler() { return this; }
-    void pushCode(std::uint32_t code, bool block = false) { push(std::make_unique<Counted>(code), nullptr, block); }
+    void pushCode(std::uint32_t code, bool block = false) {
+        this->push(std::make_unique<Counted>(code), nullptr, block);
+    }
     void process(Counted* message) override {
         delivered.push_back(message->code());
         if (onProcess) {
@@ -35,6 +38,7 @@ public:
     std::vector<std::uint32_t> delivered;
     std::function<void(std::uint32_t)> onProcess;
 };
+using DeliveryQueue = DeliveryQueueOf<Dispatcher>;
 
 // One turn that does not wait; the number of calls made.
 inline int turn(Dispatcher& dispatcher) {

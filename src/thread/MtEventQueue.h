@@ -9,11 +9,12 @@
 
 namespace Mt {
 
-template <typename T>
+// Of the platform's dispatcher, or of one that is like it.
+template <typename T, typename Loop = Dispatcher>
 class EventQueue : public SelectQueue<T>, protected Event_Handler {
 public:
     // Throws a text (const char*) when there is no pipe or the dispatcher refuses.
-    explicit EventQueue(Dispatcher& dispatcher) : dispatcher_(dispatcher) {
+    explicit EventQueue(Loop& dispatcher) : dispatcher_(dispatcher) {
         if (dispatcher_.register_handler(this, READ) != 0) {
             throw "register_handler failed";
         }
@@ -47,7 +48,7 @@ private:
 
     int deregister() { return dispatcher_.remove_handler(this, READ | DONT_CALL); }
 
-    Dispatcher& dispatcher_;
+    Loop& dispatcher_;
 };
 
 }  // namespace Mt

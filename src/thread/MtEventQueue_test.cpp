@@ -1,11 +1,12 @@
 #include "thread/MtEventQueue.h"
 
 #include "Descriptor.h"
+#include "testing/FailingCalls.h"
 #include "thread/DeliveryQueue.h"
-#include "thread/ThreadFaults.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <array>
@@ -32,6 +33,16 @@ public:
         const ssize_t count = ::read(readFd(), bytes.data(), bytes.size());
         return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
     }
+};
+
+// In a dispatcher's place: keeps the masks that it is told.
+struct WatchedLoop {
+    int register_handler(Event_Handler*, unsigned mask) { return registered.push_back(mask), result; }
+    int remove_handler(Event_Handler*, unsigned mask) { return removed.push_back(mask), 0; }
+
+    int result = 0;
+    std::vector<unsigned> registered;
+    std::vector<unsigned> removed;
 };
 
 // The number of the next descriptor to be opened.
@@ -81,35 +92,21 @@ TEST(MtSelectQueue, keepsItsPipeFromProgramsThatTheProcessStarts) {
 
 TEST(MtSelectQueue, repeatsAnInterruptedWakeUp) {
     PipeQueue queue;
-    Faults faults;
-    int calls = 0;
-    faults.write = [&calls](int file, const void* bytes, std::size_t count) -> ssize_t {
-        if (++calls < 3) {
-            errno = EINTR;
-            return -1;
-        }
-        return realWrite(file, bytes, count);
-    };
+    const FailingCall wakeUps("wake", "", EINTR, 0, 2);
 
     queue.pushCode(1);
 
-    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(wakeUps.calls(), 3u);
     EXPECT_EQ(queue.takeBytes(), "X");
 }
 
 TEST(MtSelectQueue, ignoresAnyOtherErrorOfTheWakeUp) {
     PipeQueue queue;
-    Faults faults;
-    int calls = 0;
-    faults.write = [&calls](int, const void*, std::size_t) -> ssize_t {
-        ++calls;
-        errno = EAGAIN;
-        return -1;
-    };
+    const FailingCall wakeUps("wake", "", EAGAIN);
 
     queue.pushCode(1);
 
-    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(wakeUps.calls(), 1u);
     EXPECT_EQ(queue.count(), 1u);
 }
 
@@ -141,8 +138,10 @@ TEST(MtSelectQueue, closesItsPipe) {
 
 TEST(MtSelectQueue, closesTheWriteEndFirst) {
     std::vector<int> closedEnds;
-    Faults faults;
-    faults.closing = [&closedEnds](int end) { closedEnds.push_back(fcntl(end, F_GETFL) & O_ACCMODE); };
+    const OnCall closing("close", "", [&closedEnds](const CallFaults::Made& made) {
+        closedEnds.push_back(fcntl(made.file, F_GETFL) & O_ACCMODE);
+        return 0;
+    });
 
     { const PipeQueue queue; }
 
@@ -150,32 +149,28 @@ TEST(MtSelectQueue, closesTheWriteEndFirst) {
 }
 
 TEST(MtSelectQueue, throwsATextWhenThereIsNoPipe) {
-    Faults faults;
-    faults.pipe = [] { return true; };
+    const FailingCall pipes("pipe2", "", EMFILE);
 
     EXPECT_EQ(textThrownBy<PipeQueue>(), "pipe create");
 }
 
 TEST(MtSelectQueue, throwsATextWhenEitherEndWouldBlock) {
-    for (const int failing : {1, 2}) {
+    for (const unsigned failing : {1u, 2u}) {
         const int first = nextDescriptor();
-        Faults faults;
-        int calls = 0;
-        faults.fcntl = [&calls, failing] { return ++calls == failing; };
+        const FailingCall setting("fcntl", "", EIO, failing - 1, 1);
 
         EXPECT_EQ(textThrownBy<PipeQueue>(), "pipe nonblock");
-        EXPECT_EQ(calls, failing);
+        EXPECT_EQ(setting.calls(), failing);
         EXPECT_EQ(nextDescriptor(), first);
     }
 }
 
 TEST(MtEventQueue, throwsATextWhenTheDispatcherRefuses) {
-    Dispatcher dispatcher;
+    WatchedLoop loop;
+    loop.result = -1;
     const int first = nextDescriptor();
-    Faults faults;
-    faults.registerHandler = [] { return true; };
 
-    EXPECT_EQ(textThrownBy<DeliveryQueue>(dispatcher), "register_handler failed");
+    EXPECT_EQ(textThrownBy<DeliveryQueueOf<WatchedLoop>>(loop), "register_handler failed");
     EXPECT_EQ(nextDescriptor(), first);
 }
 
@@ -215,22 +210,21 @@ TEST(MtEventQueue, goesOnDrainingAfterAnInterruptedRead) {
     for (std::uint32_t i = 0; i < 300; ++i) {  // more than one read takes
         queue.pushCode(i);
     }
-    std::vector<ssize_t> results;
+    std::vector<int> bytesLeft;  // at each read of the pipe
     {
-        Faults faults;
-        faults.read = [&](int file, void* bytes, std::size_t count) -> ssize_t {
-            if (file != queue.readFd()) {
-                return realRead(file, bytes, count);
+        const OnCall reads("read", "", [&](const CallFaults::Made& made) {
+            if (made.file != queue.readFd()) {
+                return 0;
             }
-            const bool interrupted = results.size() % 2 == 0;  // the first of any two
-            results.push_back(interrupted ? -1 : realRead(file, bytes, count));
-            errno = interrupted ? EINTR : errno;
-            return results.back();
-        };
+            int bytes = -1;
+            EXPECT_EQ(ioctl(made.file, FIONREAD, &bytes), 0);
+            bytesLeft.push_back(bytes);
+            return bytesLeft.size() % 2 == 1 ? EINTR : 0;  // the first of any two
+        });
         EXPECT_EQ(turn(dispatcher), 1);
     }
 
-    EXPECT_EQ(results, (std::vector<ssize_t>{-1, 256, -1, 44, -1, -1}));
+    EXPECT_EQ(bytesLeft, (std::vector<int>{300, 300, 44, 44, 0, 0}));
     EXPECT_EQ(queue.delivered.size(), 300u);
     EXPECT_EQ(turn(dispatcher), 0);
 }
@@ -266,16 +260,16 @@ TEST(MtEventQueue, leavesTheWakeUpsOfAPushAfterItsLastLook) {
     Dispatcher dispatcher;
     DeliveryQueue queue(dispatcher);
     queue.pushCode(1);
-    Faults faults;
     bool lookedInVain = false;
     int locks = 0;
-    faults.mutexLock = [&] {
+    const OnCall locking("pthread_mutex_lock", "", [&](const CallFaults::Made&) {
         // The locks after message 1: for the look that finds nothing, and for the one before the pipe is drained.
         if (queue.delivered.size() == 1 && !lookedInVain && ++locks == 2) {
             lookedInVain = true;
             queue.pushCode(2);
         }
-    };
+        return 0;
+    });
 
     EXPECT_EQ(turn(dispatcher), 1);
     EXPECT_TRUE(lookedInVain);
@@ -319,7 +313,7 @@ TEST(MtEventQueue, leavesItsDispatcherWhenItIsDestroyed) {
     const Descriptor reading(ends[0]);
     const Descriptor writing(ends[1]);
     ASSERT_EQ(reading.get(), descriptor);
-    ASSERT_EQ(realWrite(writing.get(), "X", 1), 1);
+    ASSERT_EQ(write(writing.get(), "X", 1), 1);
 
     EXPECT_EQ(turn(dispatcher), 0);
 
@@ -340,25 +334,20 @@ TEST(MtEventQueue, leavesItsDispatcherWhenItIsClosed) {
 
 TEST(MtEventQueue, registersWithMaskOneAndRemovesItselfWithSeventeen) {
     using Masks = std::vector<unsigned>;
-    Dispatcher dispatcher;
-    Masks registered;
-    Masks removed;
-    Faults faults;
-    faults.registering = [&registered](unsigned mask) { registered.push_back(mask); };
-    faults.removing = [&removed](unsigned mask) { removed.push_back(mask); };
+    WatchedLoop loop;
     {
-        DeliveryQueue queue(dispatcher);
-        EXPECT_EQ(registered, Masks{1});
-        EXPECT_EQ(removed, Masks{});
+        DeliveryQueueOf<WatchedLoop> queue(loop);
+        EXPECT_EQ(loop.registered, Masks{1});
+        EXPECT_EQ(loop.removed, Masks{});
 
         EXPECT_EQ(queue.handler()->handle_close(queue.readFd(), Event_Handler::READ), 0);
-        EXPECT_EQ(removed, Masks{17});
+        EXPECT_EQ(loop.removed, Masks{17});
     }
-    removed.clear();
-    { const DeliveryQueue queue(dispatcher); }
+    loop.removed.clear();
+    { const DeliveryQueueOf<WatchedLoop> queue(loop); }
 
-    EXPECT_EQ(registered, (Masks{1, 1}));
-    EXPECT_EQ(removed, Masks{17});
+    EXPECT_EQ(loop.registered, (Masks{1, 1}));
+    EXPECT_EQ(loop.removed, Masks{17});
 }
 
 TEST(MtEventQueue, showsTheDispatcherItsReadEnd) {

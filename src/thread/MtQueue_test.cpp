@@ -1,6 +1,6 @@
 #include "thread/MtQueue.h"
 
-#include "thread/ThreadFaults.h"
+#include "testing/FailingCalls.h"
 
 #include <gtest/gtest.h>
 
@@ -191,35 +191,31 @@ TEST(MtQueue, holdsEveryPusherWhileItIsFull) {
 
 TEST(MtQueue, signalsAPushThatMakesTheCountOne) {
     CountedQueue queue;
-    Faults faults;
-    int signals = 0;
-    faults.condSignal = [&signals] { ++signals; };
+    const FailingCall signals("pthread_cond_signal", "", 0);
 
     queue.pushCode(1);
-    EXPECT_EQ(signals, 1);
+    EXPECT_EQ(signals.calls(), 1u);
     queue.pushCode(2);
-    EXPECT_EQ(signals, 1);
+    EXPECT_EQ(signals.calls(), 1u);
     queue.clear();
     queue.pushCode(3);
 
-    EXPECT_EQ(signals, 2);
+    EXPECT_EQ(signals.calls(), 2u);
 }
 
 TEST(MtQueue, signalsAtAnotherCountWhenAsked) {
     CountedQueue queue;
     queue.setSignalAt(3);
-    Faults faults;
-    int signals = 0;
-    faults.condSignal = [&signals] { ++signals; };
+    const FailingCall signals("pthread_cond_signal", "", 0);
 
     queue.pushCode(1);
     queue.pushCode(2);
-    EXPECT_EQ(signals, 0);
+    EXPECT_EQ(signals.calls(), 0u);
     queue.pushCode(3);
-    EXPECT_EQ(signals, 1);
+    EXPECT_EQ(signals.calls(), 1u);
     queue.pushCode(4);
 
-    EXPECT_EQ(signals, 1);
+    EXPECT_EQ(signals.calls(), 1u);
 }
 
 }  // namespace

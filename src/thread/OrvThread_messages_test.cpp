@@ -1,7 +1,7 @@
 #include "Hsb_Component.h"
+#include "testing/FailingCalls.h"
 #include "thread/OrvThread.h"
 #include "thread/OrvThreadSwLogApp.h"
-#include "thread/ThreadFaults.h"
 #include "thread/WorkerFixture.h"
 
 #include <pthread.h>
@@ -174,26 +174,20 @@ TEST_F(OrvThreadMessages, whoseHandlerThrowsOnTheMainThreadAreReportedAndDropped
 class OrvThreadWithoutQueue : public OrvThreadMessages {
 protected:
     // A worker of which the given queue, 1 towards it or 2 towards the main thread, could not be allocated.
-    static std::unique_ptr<Worker> without(int queue) {
-        Faults faults;
-        int allocations = 0;
-        faults.nothrowNew = [&allocations, queue] {
-            return ++allocations >= queue && allocations < queue + kMostTries;
-        };
+    static std::unique_ptr<Worker> without(unsigned queue) {
+        const FailingMemory noMemory(MemoryFaults::kNothrow, queue - 1, kMostTries);
         return std::make_unique<Worker>();
     }
 
-    static constexpr int kMostTries = 64;
+    static constexpr unsigned kMostTries = 64;
 };
 
 TEST_F(OrvThreadMessages, reachBothQueuesAlsoWhenMemoryWasShortForAMomentAtTheStart) {
     std::unique_ptr<Worker> worker;
     {
-        Faults faults;
-        int allocations = 0;
-        faults.nothrowNew = [&allocations] { return ++allocations <= 50; };
+        const FailingMemory noMemory(MemoryFaults::kNothrow, 0, 50);
         worker = std::make_unique<Worker>();
-        EXPECT_EQ(allocations, 52);
+        EXPECT_EQ(noMemory.count(), 52u);
     }
 
     EXPECT_EQ(worker->pushToThread(ToThread::make(1)), 0);
@@ -381,8 +375,7 @@ TEST_P(OrvThreadSwLogMemory, endsTheThreadWhenTheRequestCannotBeAllocated) {
     const bool failText = GetParam();
     bool cameBack = false;
     Worker worker([&cameBack, failText](Worker& self) {
-        Faults faults;
-        (failText ? faults.throwingNew : faults.nothrowNew) = [] { return true; };
+        const FailingMemory noMemory(failText ? MemoryFaults::kThrowing : MemoryFaults::kNothrow);
         self.pushSwLogAppMesg(15, 0x8B000001, -1, -1, 4096, nullptr, "a text that is too long for a short string");
         cameBack = true;
         return 0;

@@ -1,20 +1,15 @@
 // A program of its own: the key is made once per process, and here it cannot be.
+#include "testing/FailingCalls.h"
 #include "thread/WorkerFixture.h"
-
-#include <pthread.h>
 
 #include <cerrno>
 
-extern "C" int __real_pthread_key_create(pthread_key_t* key, void (*destroy)(void*));
-
-// The trace's key is the one without destructor.
-extern "C" int __wrap_pthread_key_create(pthread_key_t* key, void (*destroy)(void*)) {
-    return destroy == nullptr ? EAGAIN : __real_pthread_key_create(key, destroy);
-}
-
 namespace {
 
-class OrvThreadWithoutKey : public WorkerFixture {};
+class OrvThreadWithoutKey : public WorkerFixture {
+protected:
+    const OnCall keys_{"pthread_key_create", "", [](const CallFaults::Made&) { return EAGAIN; }, true};
+};
 
 TEST_F(OrvThreadWithoutKey, neverRunsItsBodyAndLeavesTheTraceOfTheLastRun) {
     fill(onHost("/tmp/orv.out.Worker"), "of the last run\n");

@@ -1,7 +1,7 @@
 #include "thread/OrvThread.h"
 
 #include "Descriptor.h"
-#include "thread/ThreadFaults.h"
+#include "testing/FailingCalls.h"
 #include "thread/WorkerFixture.h"
 
 #include <pthread.h>
@@ -106,11 +106,7 @@ TEST_F(OrvThreadTest, runsDetachedWhenItIsLaunched) {
 TEST_F(OrvThreadTest, tracesAPriorityThatIsRefusedAndGoesOn) {
     Worker worker([](Worker&) { return 1; }, -5);
     std::thread([&worker] {
-        Faults faults;
-        faults.setpriority = [] {
-            errno = EACCES;
-            return true;
-        };
+        const FailingCall setting("setpriority", "", EACCES);
         worker.run();
     }).join();
 
@@ -135,12 +131,11 @@ TEST_F(OrvThreadTest, catchesAnythingThatItsBodyThrows) {
     EXPECT_EQ(file(kWorkerLog), running() + line("run", "Thread threw an exception") + terminating("(nil)"));
 }
 
-// The result of run() with faults on the new thread.
-int runWith(Worker& worker, const std::function<void(Faults&)>& prepare) {
+// The result of run() on a new thread that cannot set its logger.
+int runWithoutLogger(Worker& worker) {
     int result = 0;
     std::thread([&] {
-        Faults faults;
-        prepare(faults);
+        const FailingCall setting("pthread_setspecific", "", ENOMEM);
         result = worker.run();
     }).join();
     return result;
@@ -154,7 +149,7 @@ TEST_F(OrvThreadTest, neverRunsItsBodyWhenItsLoggerCannotBeSet) {
     });
 
     testing::internal::CaptureStderr();
-    EXPECT_EQ(runWith(worker, [](Faults& faults) { faults.setspecific = [] { return true; }; }), -1);
+    EXPECT_EQ(runWithoutLogger(worker), -1);
 
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "orvApp: orv.out.Worker: Thread is terminating, retval=-1\n");
     EXPECT_FALSE(ran);
@@ -170,8 +165,13 @@ TEST_F(OrvThreadTest, neverRunsItsBodyWhenItsLoggerCannotBeAllocated) {
         return 0;
     });
 
-    EXPECT_EQ(runWith(worker, [](Faults& faults) { faults.throwingNew = [] { return true; }; }), -1);
+    int result = 0;
+    std::thread([&] {
+        const FailingMemory noMemory(MemoryFaults::kThrowing);
+        result = worker.run();
+    }).join();
 
+    EXPECT_EQ(result, -1);
     EXPECT_FALSE(ran);
     EXPECT_EQ(worker.retval(), -1);
     EXPECT_EQ(worker.refcnt(), 1);
@@ -198,7 +198,7 @@ TEST_F(OrvThreadTest, isWaitedForAndDestroyedWhenItsLoggerCouldNotBeSet) {
             }
             bool& gone_;
         } worker(destroyed);
-        result = runWith(worker, [](Faults& faults) { faults.setspecific = [] { return true; }; });
+        result = runWithoutLogger(worker);
         EXPECT_EQ(worker.refcnt(), 1);
     }
 
@@ -297,8 +297,7 @@ TEST_P(OrvThreadOwned, isWaitedForUntilItsBodyHasEnded) {
             &thread, nullptr, [](void* self) -> void* { return static_cast<Worker*>(self)->run(), nullptr; }, &worker),
         0);
     {
-        Faults faults;
-        faults.condWait = [&ownerWaits] { ownerWaits = true; };
+        const StepBeforeCall waiting("pthread_cond_wait", "", [&ownerWaits] { ownerWaits = true; });
 
         worker.stopAndWait();
 
@@ -334,15 +333,13 @@ TEST_F(OrvThreadTest, endsByPthreadExitWithoutItsLastLine) {
 }
 
 TEST_F(OrvThreadTest, throwsTheQueuesTextsAndLeavesNothingOpen) {
-    for (const int failing : {1, 2}) {
+    for (const unsigned failing : {1u, 2u}) {
         const int before = Descriptor(dup(0)).get();
-        Faults faults;
-        int calls = 0;
-        faults.registerHandler = [&calls, failing] { return ++calls == failing; };
+        const FailingCall pipes("pipe2", "", EMFILE, failing - 1, 1);
 
         EXPECT_THROW(Worker(), const char*);
 
-        EXPECT_EQ(calls, failing);
+        EXPECT_EQ(pipes.calls(), failing);
         const int after = Descriptor(dup(0)).get();
         EXPECT_EQ(after, before);
     }
