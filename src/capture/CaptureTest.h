@@ -77,7 +77,7 @@ protected:
     }
 
     void addProfile(const std::string& name, const std::string& address) {
-        auto profile = std::make_unique<OrvCHProfile>(0, switch_.store());
+        auto profile = std::make_unique<OrvCHProfile>(0u);
         EXPECT_EQ(profile->setName(name), 0);
         if (!address.empty()) {
             EXPECT_EQ(profile->addEmail(address), 0);
