@@ -1,0 +1,171 @@
+#include "box/Box.h"
+
+#include "box/RealCalls.h"
+
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+
+namespace box {
+
+namespace {
+
+// The box's own way to the system, past its own definitions.
+int pollReally(pollfd* polled, nfds_t count) {
+    const Aside aside;
+    return ::poll(polled, count, 0);
+}
+
+}  // namespace
+
+// Also holds when the main thread's alarm is due.
+class Box::PollCondition final : public Condition {
+public:
+    static constexpr std::size_t kMost = 64;
+
+    PollCondition(Box& owner, pollfd* polled, nfds_t count)
+        : box_(owner), polled_(polled), count_(count), hearsAlarm_(owner.threads_.onMainThread()) {}
+
+    bool holds(Time now) override {
+        ready_ = 0;
+        nfds_t systems = 0;
+        for (nfds_t i = 0; i < count_; ++i) {
+            const auto file = polled_[i].fd < 0 ? nullptr : box_.file(polled_[i].fd);
+            if (file != nullptr) {
+                const int seen = file->ready(now) & (polled_[i].events | POLLERR | POLLHUP);
+                polled_[i].revents = static_cast<short>(seen);
+                ready_ += seen != 0 ? 1 : 0;
+            } else {
+                places_[systems] = i;
+                asked_[systems++] = {polled_[i].fd, polled_[i].events, 0};
+            }
+        }
+        if (pollReally(asked_.data(), systems) < 0) {
+            return true;
+        }
+        for (nfds_t i = 0; i < systems; ++i) {
+            polled_[places_[i]].revents = asked_[i].revents;
+            ready_ += asked_[i].revents != 0 ? 1 : 0;
+        }
+        return ready_ > 0 || alarmIsDue(now);
+    }
+
+    Time due() const override {
+        Time next = hearsAlarm_ ? box_.alarm_ : kNever;
+        for (nfds_t i = 0; i < count_; ++i) {
+            if (const auto file = polled_[i].fd < 0 ? nullptr : box_.file(polled_[i].fd)) {
+                next = std::min(next, file->due(box_.now()));
+            }
+        }
+        return next;
+    }
+
+    int ready() const { return ready_; }
+    bool alarmIsDue(Time now) const { return hearsAlarm_ && box_.alarm_ <= now; }
+
+private:
+    Box& box_;
+    pollfd* const polled_;
+    const nfds_t count_;
+    const bool hearsAlarm_;
+    int ready_ = 0;
+    std::array<pollfd, kMost> asked_{};
+    std::array<nfds_t, kMost> places_{};
+};
+
+Box::Box(const Settings& settings, Timeline& timeline, Network& network, Ended ended)
+    : settings_(settings),
+      timeline_(timeline),
+      network_(network),
+      ended_(std::move(ended)),
+      chance_(settings.chance),
+      threads_(chance_.branch(), settings.now, [this](const std::string& why) { end(LifeEnd::kStuck, 1, why); }),
+      commands_(settings.root) {
+    threads_.begin();
+    active_ = this;
+}
+
+Box::~Box() {
+    active_ = nullptr;
+}
+
+int Box::call(const char* name) {
+    if (++calls_ == settings_.killAtCall) {
+        end(LifeEnd::kKilled, 0, name);
+    }
+    threads_.point();
+    return 0;
+}
+
+void Box::end(LifeEnd how, int status, const std::string& why) {
+    const Aside aside;
+    ended_(how, status, why);
+    ::_exit(0);
+}
+
+int Box::open(std::shared_ptr<BoxFile> file) {
+    const Aside aside;
+    const int descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (descriptor >= 0) {
+        files_[descriptor] = std::move(file);
+    }
+    return descriptor;
+}
+
+std::shared_ptr<BoxFile> Box::file(int descriptor) const {
+    const auto found = files_.find(descriptor);
+    return found != files_.end() ? found->second : nullptr;
+}
+
+bool Box::close(int descriptor) {
+    const Aside aside;
+    threads_.changed();
+    return files_.erase(descriptor) > 0;
+}
+
+void Box::stamp(int descriptor) {
+    const Time time = now() + ++writes_;
+    timespec stamp{};
+    stamp.tv_sec = static_cast<time_t>(kFirstSecond + static_cast<std::int64_t>(time / kSecond));
+    stamp.tv_nsec = static_cast<long>(time % kSecond);
+    const timespec both[2] = {stamp, stamp};
+    static_cast<void>(::futimens(descriptor, both));
+}
+
+int Box::poll(pollfd* polled, nfds_t count, int limit) {
+    if (count > PollCondition::kMost) {
+        end(LifeEnd::kUnowned, 1, "poll of more descriptors than the box can watch");
+    }
+    PollCondition condition(*this, polled, count);
+    const Time deadline = limit < 0 ? kNever : later(now(), static_cast<Time>(limit) * kMillisecond);
+    threads_.wait("poll", condition, deadline);
+    if (condition.alarmIsDue(now())) {
+        const Aside aside;
+        alarm_ = kNever;
+        static_cast<void>(std::raise(SIGALRM));
+        threads_.changed();
+        errno = EINTR;
+        return -1;
+    }
+    return condition.ready();
+}
+
+void Box::sleep(Time span) {
+    struct Never final : Condition {
+        bool holds(Time /*now*/) override { return false; }
+    } never;
+    threads_.wait("nanosleep", never, later(now(), span));
+}
+
+unsigned Box::alarm(unsigned seconds) {
+    const Time left = alarm_ == kNever ? 0 : alarm_ - std::min(alarm_, now());
+    alarm_ = seconds == 0 ? kNever : later(now(), seconds * kSecond);
+    return static_cast<unsigned>((left + kSecond - 1) / kSecond);
+}
+
+}  // namespace box

@@ -1,0 +1,145 @@
+// Calls on files and descriptors: the system makes them, but the life may end before each of them, and what is written
+// counts for the timeline's number.
+#include "box/Calls.h"
+
+#include "box/Box.h"
+#include "box/RealCalls.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace box {
+
+void keepFileCalls() {
+}
+
+namespace {
+
+// The error number that the call is to fail with; 0: it is made.
+int begin(const char* name) {
+    Box* const box = Box::ofCaller();
+    return box == nullptr ? 0 : box->call(name);
+}
+
+// One byte goes to a pipe.
+void wrote(int file, const void* bytes, ssize_t size) {
+    Box* const box = Box::ofCaller();
+    if (box != nullptr && size > 0) {
+        box->timeline().take({static_cast<const char*>(bytes), static_cast<std::size_t>(size)});
+        box->threads().changed();
+        if (size > 1) {
+            box->stamp(file);
+        }
+    }
+}
+
+}  // namespace
+
+// A call that is only one more place to end at: type, failure, name, the linker's name, parameters, arguments.
+#define BOX_PLACE(type, failure, name, symbol, parameters, arguments) \
+    BOX_CALL(type, name, symbol, parameters)                          \
+    type name parameters {                                            \
+        if (const int error = begin(symbol); error != 0) {            \
+            errno = error;                                            \
+            return failure;                                           \
+        }                                                             \
+        return name##Really() arguments;                              \
+    }
+
+BOX_PLACE(int, -1, fileOpen, "open64", (const char* path, int flags, mode_t mode), (path, flags, mode))
+BOX_PLACE(int, -1, fileOpenAt, "openat64", (int place, const char* path, int flags, mode_t mode),
+          (place, path, flags, mode))
+BOX_PLACE(ssize_t, -1, fileRead, "read", (int file, void* data, std::size_t size), (file, data, size))
+BOX_PLACE(ssize_t, -1, filePread, "pread64", (int file, void* data, std::size_t size, off_t at), (file, data, size, at))
+BOX_PLACE(int, -1, fileRename, "rename", (const char* from, const char* to), (from, to))
+BOX_PLACE(int, -1, fileRenameAt, "renameat", (int place, const char* from, int target, const char* to),
+          (place, from, target, to))
+BOX_PLACE(int, -1, fileLinkAt, "linkat", (int place, const char* from, int target, const char* to, int flags),
+          (place, from, target, to, flags))
+BOX_PLACE(int, -1, fileUnlinkAt, "unlinkat", (int place, const char* path, int flags), (place, path, flags))
+BOX_PLACE(int, -1, fileMkdirAt, "mkdirat", (int place, const char* path, mode_t mode), (place, path, mode))
+BOX_PLACE(DIR*, nullptr, directoryOpen, "fdopendir", (int file), (file))
+BOX_PLACE(dirent*, nullptr, directoryRead, "readdir64", (DIR * directory), (directory))
+BOX_PLACE(int, -1, pipeOpen, "pipe2", (int* ends, int flags), (ends, flags))
+BOX_PLACE(int, -1, eventOpen, "eventfd", (unsigned count, int flags), (count, flags))
+BOX_PLACE(std::FILE*, nullptr, streamOpen, "fdopen", (int file, const char* mode), (file, mode))
+
+BOX_CALL(ssize_t, fileWrite, "write", (int file, const void* data, std::size_t size))
+BOX_CALL(ssize_t, fileWritePieces, "writev", (int file, const iovec* parts, int count))
+BOX_CALL(ssize_t, filePwrite, "pwrite64", (int file, const void* data, std::size_t size, off_t at))
+BOX_CALL(int, fileCut, "ftruncate64", (int file, off_t size))
+BOX_CALL(int, fileClose, "close", (int file))
+BOX_CALL(int, eventWrite, "eventfd_write", (int file, eventfd_t count))
+
+ssize_t fileWrite(int file, const void* data, std::size_t size) {
+    if (const int error = begin("write"); error != 0) {
+        errno = error;
+        return -1;
+    }
+    const ssize_t written = fileWriteReally()(file, data, size);
+    wrote(file, data, written);
+    return written;
+}
+
+ssize_t fileWritePieces(int file, const iovec* parts, int count) {
+    if (const int error = begin("writev"); error != 0) {
+        errno = error;
+        return -1;
+    }
+    Box* const box = Box::ofCaller();
+    const ssize_t written = fileWritePiecesReally()(file, parts, count);
+    // Traces: nobody lists them by time.
+    for (int i = 0; box != nullptr && i < count; ++i) {
+        box->timeline().take({static_cast<const char*>(parts[i].iov_base), parts[i].iov_len});
+    }
+    return written;
+}
+
+ssize_t filePwrite(int file, const void* data, std::size_t size, off_t at) {
+    if (const int error = begin("pwrite64"); error != 0) {
+        errno = error;
+        return -1;
+    }
+    const ssize_t written = filePwriteReally()(file, data, size, at);
+    wrote(file, data, written);
+    return written;
+}
+
+int fileCut(int file, off_t size) {
+    if (const int error = begin("ftruncate64"); error != 0) {
+        errno = error;
+        return -1;
+    }
+    const int result = fileCutReally()(file, size);
+    if (Box* const box = Box::ofCaller()) {
+        box->stamp(file);
+    }
+    return result;
+}
+
+int fileClose(int file) {
+    Box* const box = Box::ofCaller();
+    if (box != nullptr) {
+        static_cast<void>(box->call("close"));
+        box->close(file);
+    }
+    return fileCloseReally()(file);
+}
+
+int eventWrite(int file, eventfd_t count) {
+    Box* const box = Box::ofCaller();
+    const int result = eventWriteReally()(file, count);
+    if (box != nullptr) {
+        box->threads().changed();
+    }
+    return result;
+}
+
+}  // namespace box

@@ -1,0 +1,117 @@
+#include "box/Lives.h"
+
+#include "Descriptor.h"
+#include "box/Life.h"
+#include "platform/wire/Wire.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <system_error>
+
+namespace box {
+
+namespace {
+
+// Of real time without a word: whatever the life waits in then, the box does not know it.
+constexpr int kPatience = 600000;
+
+void writeAll(int file, const std::vector<std::uint8_t>& bytes) {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t written = ::write(file, bytes.data() + done, bytes.size() - done);
+        if (written < 0 && errno != EINTR) {
+            return;
+        }
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+}
+
+// All that comes until the other end is closed; nothing when it never is.
+std::vector<std::uint8_t> readAll(int file) {
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t buffer[65536];
+    pollfd readable{file, POLLIN, 0};
+    while (::poll(&readable, 1, kPatience) > 0) {
+        const ssize_t got = ::read(file, buffer, sizeof buffer);
+        if (got == 0) {
+            return bytes;
+        }
+        bytes.insert(bytes.end(), buffer, buffer + (got > 0 ? got : 0));
+    }
+    return {};
+}
+
+[[noreturn]] void liveHere(World& world, Script& script, const std::string& root, int report) {
+    try {
+        Life life(world, script, root, [&](LifeEnd how, int status, const std::string& why) {
+            WireWriter out;
+            out.u32(static_cast<std::uint32_t>(how)).i32(status).text32(why);
+            world.encode(out);
+            script.encode(out);
+            std::fflush(stdout);
+            writeAll(report, out.take());
+        });
+        life.live();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "box: %s\n", error.what());
+    }
+    ::_exit(1);
+}
+
+}  // namespace
+
+LifeOutcome live(World& world, Script& script, const std::string& root) {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) < 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    Descriptor in(ends[0]);
+    Descriptor out(ends[1]);
+    std::fflush(stdout);
+    const pid_t child = ::fork();
+    if (child < 0) {
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    if (child == 0) {
+        in.reset();
+        liveHere(world, script, root, out.get());
+    }
+    out.reset();
+    const std::vector<std::uint8_t> bytes = readAll(in.get());
+    if (bytes.empty()) {
+        ::kill(child, SIGKILL);  // in vain when it is gone already
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    LifeOutcome outcome;
+    if (bytes.empty()) {
+        outcome.status = status;
+        outcome.why = WIFSIGNALED(status) ? ::strsignal(WTERMSIG(status)) : "no word of it";
+        return outcome;
+    }
+    WireReader reader(bytes);
+    outcome.told = true;
+    outcome.how = static_cast<LifeEnd>(reader.u32());
+    outcome.status = reader.i32();
+    outcome.why = reader.text32();
+    world.decode(reader);
+    script.decode(reader);
+    return outcome;
+}
+
+LifeOutcome liveOn(World& world, Script& script, const std::string& root) {
+    LifeOutcome outcome;
+    do {
+        outcome = live(world, script, root);
+    } while (outcome.mayGoOn() && script.next() != kNever);
+    return outcome;
+}
+
+}  // namespace box

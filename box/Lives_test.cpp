@@ -1,0 +1,157 @@
+#include "box/Lives.h"
+
+#include "box/Life.h"
+#include "platform/wire/Wire.h"
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace box {
+namespace {
+
+// A file tree of its own, in memory where the machine has such a place.
+class BoxRoot {
+public:
+    BoxRoot() {
+        std::string pattern = (std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp") + std::string("/box-XXXXXX");
+        path_ = mkdtemp(pattern.data());
+        std::filesystem::create_directories(path_ + "/ostrel/conf");
+        std::filesystem::create_directories(path_ + "/tmp");
+    }
+    ~BoxRoot() { std::filesystem::remove_all(path_); }
+    BoxRoot(const BoxRoot&) = delete;
+    BoxRoot& operator=(const BoxRoot&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+// One alarm in the tenth second; the history ends with the second minute.
+class OneAlarm final : public Script {
+public:
+    Time next() const override { return steps_ == 0 ? 10 * kSecond : steps_ == 1 ? 120 * kSecond : kNever; }
+    void step(Life& life) override {
+        if (steps_++ == 0) {
+            if (inBetween) {
+                inBetween();
+            }
+            Sw_Log_Type record;
+            record.number = 0x00010001;
+            record.text = "a fan has stopped";
+            EXPECT_EQ(life.services().happenings().logRecord(record, false), 0);
+        }
+    }
+    void mailTaken(Life&, const MailServer&, const Mail& mail) override { mails_.push_back(mail.text); }
+    void encode(WireWriter& out) const override {
+        out.u32(steps_).u32(static_cast<std::uint32_t>(mails_.size()));
+        for (const std::string& mail : mails_) {
+            out.text32(mail);
+        }
+    }
+    void decode(WireReader& in) override {
+        steps_ = in.u32();
+        mails_.resize(in.u32());
+        for (std::string& mail : mails_) {
+            mail = in.text32();
+        }
+    }
+
+    const std::vector<std::string>& mails() const { return mails_; }
+    // On the daemon's main thread, with the alarm.
+    std::function<void()> inBetween;
+
+private:
+    std::uint32_t steps_ = 0;
+    std::vector<std::string> mails_;
+};
+
+World worldWithOperators(std::uint64_t seed) {
+    World world(seed);
+    world.servers.push_back({"mail1", "192.0.2.1", 25, {}});
+    world.set("Global.Services.CallhomeEnable", "True");
+    world.set("Global.Callhome.FromAddr", "switch@example.com");
+    world.set("Global.Callhome.NF-SMTPAddr", "1-192.0.2.1");
+    world.set("Global.Callhome.SMTPPort", "25");
+    world.set("Global.Callhome.SMTPEnable", "True");
+    world.set("Global.CallhomeDB.ProfileList.0", "Operators");
+    const std::string key = "Global.CallhomeDB.Profile.0.";
+    world.set(key + "Level", "Alarm");
+    world.set(key + "Format", "FullText");
+    world.set(key + "MaxSize", "2000000");
+    world.set(key + "EmailSubject", "Lab switch");
+    world.set(key + "NumberOfEmails", "1");
+    world.set(key + "EmailList.0", "a@example.com");
+    world.set("Global.CallhomeDB.NumberOfProfiles", "1");
+    return world;
+}
+
+}  // namespace
+
+TEST(Lives, mailAnAlarmInVirtualTime) {
+    const BoxRoot root;
+    World world = worldWithOperators(1);
+    OneAlarm script;
+
+    const LifeOutcome outcome = liveOn(world, script, root.path());
+
+    EXPECT_TRUE(outcome.told) << outcome.why;
+    EXPECT_EQ(outcome.how, LifeEnd::kPaused) << outcome.why;
+    EXPECT_EQ(world.now, 120 * kSecond);
+    ASSERT_EQ(script.mails().size(), 1u);
+    EXPECT_NE(script.mails()[0].find("a fan has stopped"), std::string::npos);
+}
+
+TEST(Lives, areTheSameForTheSameSeedToTheLastByte) {
+    const auto digestOf = [](std::uint64_t seed) {
+        const BoxRoot root;
+        World world = worldWithOperators(seed);
+        OneAlarm script;
+        EXPECT_EQ(liveOn(world, script, root.path()).how, LifeEnd::kPaused);
+        return world.timeline.digest();
+    };
+
+    for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+        EXPECT_EQ(digestOf(seed), digestOf(seed)) << seed;
+    }
+    EXPECT_NE(digestOf(1), digestOf(2));
+}
+
+TEST(Lives, endWithTheNameOfACallThatTheBoxDoesNotOwn) {
+    const BoxRoot root;
+    World world = worldWithOperators(1);
+    OneAlarm script;
+    script.inBetween = [] { ::usleep(1); };
+
+    const LifeOutcome outcome = liveOn(world, script, root.path());
+
+    EXPECT_EQ(outcome.how, LifeEnd::kUnowned);
+    EXPECT_EQ(outcome.why, "usleep");
+}
+
+TEST(Lives, endWhenNoThreadCanEverGoOn) {
+    const BoxRoot root;
+    World world = worldWithOperators(1);
+    OneAlarm script;
+    script.inBetween = [] {
+        pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+        pthread_mutex_lock(&mutex);
+        pthread_mutex_lock(&mutex);
+    };
+
+    const LifeOutcome outcome = liveOn(world, script, root.path());
+
+    EXPECT_EQ(outcome.how, LifeEnd::kStuck);
+    EXPECT_NE(outcome.why.find("thread 0 in pthread_mutex_lock"), std::string::npos) << outcome.why;
+}
+
+}  // namespace box

@@ -1,0 +1,37 @@
+// What happens to a switch, and when: the timetable of a history, which goes on across lives.
+#pragma once
+
+#include "box/Network.h"
+#include "box/Times.h"
+#include "switchd/store/LogEntry.h"
+
+#include <cstdint>
+
+class WireReader;
+class WireWriter;
+
+namespace box {
+
+class Life;
+
+class Script {
+public:
+    virtual ~Script() = default;
+
+    // When it wants its next step; kNever: it is over, and the history with it.
+    virtual Time next() const = 0;
+    // On the daemon's main thread, between two turns of its loop.
+    virtual void step(Life& life) = 0;
+    // The call before which the life that begins is killed; 0: none.
+    virtual std::uint64_t killAtCall() { return 0; }
+
+    // What the world sees of the daemon, in whichever of its threads that happens.
+    virtual void mailTaken(Life& /*life*/, const MailServer& /*server*/, const Mail& /*mail*/) {}
+    virtual void logged(Life& /*life*/, const LogEntry& /*entry*/) {}
+
+    // Its state, from life to life.
+    virtual void encode(WireWriter& out) const = 0;
+    virtual void decode(WireReader& in) = 0;
+};
+
+}  // namespace box

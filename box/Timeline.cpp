@@ -1,0 +1,35 @@
+#include "box/Timeline.h"
+
+#include "box/Aside.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace box {
+
+std::string timeText(Time time) {
+    const unsigned long long seconds = time / kSecond;
+    char text[48];
+    std::snprintf(text, sizeof text, "%llu %02llu:%02llu:%02llu.%06llu", seconds / 86400, seconds / 3600 % 24,
+                  seconds / 60 % 60, seconds % 60, static_cast<unsigned long long>(time % kSecond / 1000));
+    return text;
+}
+
+void Timeline::tell(Time now, std::string_view who, std::string_view what) {
+    const Aside aside;
+    std::string line = timeText(now);
+    line.append(" ").append(who).append(": ").append(what).append("\n");
+    take(line);
+    if (printing_) {
+        std::fwrite(line.data(), 1, line.size(), stdout);
+    }
+}
+
+void Timeline::take(std::string_view bytes) {
+    for (const char byte : bytes) {
+        digest_ = (digest_ ^ static_cast<std::uint8_t>(byte)) * 0x100000001B3u;
+    }
+}
+
+}  // namespace box

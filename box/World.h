@@ -1,0 +1,48 @@
+// What goes on while lives come and go: the switch's attributes and event log, the mail servers, time and chance.
+//
+// Plain data. A life ends with its world written down, and the next one begins with it.
+#pragma once
+
+#include "box/Network.h"
+#include "box/Timeline.h"
+#include "box/Times.h"
+#include "switchd/store/Attribute.h"
+#include "switchd/store/LogEntry.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+class WireReader;
+class WireWriter;
+
+namespace box {
+
+struct World {
+    // The factory's attributes, no mail servers, and chance from this number alone.
+    explicit World(std::uint64_t seed);
+
+    // Replaces the attribute of that name or adds it.
+    void set(const std::string& key, const std::string& value);
+    void encode(WireWriter& out) const;
+    void decode(WireReader& in);
+
+    Time now = 0;
+    std::uint64_t chance;         // of the lives: whose turn it is, where they end
+    std::uint64_t networkChance;  // of the mail servers
+    std::uint32_t lives = 0;      // begun so far
+    std::uint64_t calls = 0;      // made so far by the lives
+    std::uint64_t mails = 0;      // taken by the servers
+    std::uint64_t entries = 0;    // written to the event log
+    Timeline timeline;
+    std::vector<Attribute> attributes;
+    std::vector<LogEntry> log;
+    std::vector<MailServer> servers;
+};
+
+// 64 bits in a message of the wire, the higher half first.
+void encode64(WireWriter& out, std::uint64_t value);
+std::uint64_t decode64(WireReader& in);
+
+}  // namespace box
