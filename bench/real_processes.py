@@ -54,36 +54,53 @@ def road(stack, mails, pause_us):
     return used / mails, stack.fresh_sink()["longest_us"]
 
 
-def traced_calls(stack, work):
-    """System calls of the daemon while work() runs, by name."""
+def traced(stack, work, *options):
+    """What strace lists of the daemon while work() runs."""
     listing = stack.directory / "strace"
-    tracer = subprocess.Popen(["strace", "-f", "-c", "-p", str(stack.daemon.pid), "-o", str(listing)],
+    tracer = subprocess.Popen(["strace", "-f", *options, "-p", str(stack.daemon.pid), "-o", str(listing)],
                               stderr=subprocess.PIPE, text=True)
     tracer.stderr.readline()  # it is attached
     work()
     tracer.terminate()
     tracer.wait()
+    return listing.read_text().splitlines()
+
+
+def traced_calls(stack, work):
+    """System calls of the daemon while work() runs, by name."""
     calls = {}
-    for line in listing.read_text().splitlines():
+    for line in traced(stack, work, "-c"):
         match = re.match(r"\s*[\d.]+\s+[\d.]+\s+\d+\s+(\d+)\s+(?:\d+\s+)?(\w+)$", line)
         if match and match.group(2) != "total":
             calls[match.group(2)] = int(match.group(1))
     return calls
 
 
+def trace_lines(stack, work):
+    """Trace lines of the daemon while work() runs: each is a write of its own."""
+    calls = traced(stack, work, "-y", "-s", "0", "-e", "trace=write,writev")
+    return sum(1 for call in calls if re.search(r" writev?\(\d+<[^>]*/orv\.out\.", call))
+
+
+def each_by_itself(stack, mails):
+    """So many events, each of which finds the daemon idle."""
+    stack.fresh_sink()
+    stack.publish(mails, pause_us=20000)
+    stack.wait_taken(mails)
+
+
 def calls_a_mail(stack, mails=50):
     drain(stack, 5)
-    stack.fresh_sink()
-
-    def work():
-        stack.publish(mails, pause_us=20000)
-        stack.wait_taken(mails)
-
-    return {name: count / mails for name, count in traced_calls(stack, work).items()}
+    return {name: count / mails for name, count in traced_calls(stack, lambda: each_by_itself(stack, mails)).items()}
 
 
-def trace_lines_a_mail(stack, mails=50):
-    """Trace lines of the way out alone."""
+def lines_of_the_road(stack, mails=50):
+    """Trace lines a mail, from the event on."""
+    return round(trace_lines(stack, lambda: each_by_itself(stack, mails)) / mails)
+
+
+def lines_of_the_drain(stack, mails=50):
+    """Trace lines a mail, of the way out alone."""
     stack.fresh_sink()
     stack.sink.hold()
     stack.publish(mails)
@@ -93,7 +110,7 @@ def trace_lines_a_mail(stack, mails=50):
         stack.sink.release()
         stack.wait_waiting(0)
 
-    lines = traced_calls(stack, work).get("writev", 0)
+    lines = trace_lines(stack, work)
     stack.fresh_sink()
     return round(lines / mails)
 
@@ -102,8 +119,7 @@ def measure_mails(stack, rounds):
     calls = calls_a_mail(stack)
     report("system calls a mail, event in to file gone", f"{sum(calls.values()):.1f}", "at most 85")
     print("    " + ", ".join(f"{name} {count:.1f}" for name, count in sorted(calls.items(), key=lambda c: -c[1])))
-    road_lines = round(calls.get("writev", 0))
-    drain_lines = trace_lines_a_mail(stack)
+    road_lines, drain_lines = lines_of_the_road(stack), lines_of_the_drain(stack)
     drain(stack, MAILS)  # warm
     own, floor, roads, floor_roads, singles, slowest = [], [], [], [], [], []
     for _ in range(rounds):

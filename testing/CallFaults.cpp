@@ -109,6 +109,7 @@ enum Index {
     kCondSignal,
     kCondWait,
     kNanosleep,
+    kTrace,
     kCalls
 };
 constexpr CallFaults::Call kTable[] = {
@@ -141,6 +142,7 @@ constexpr CallFaults::Call kTable[] = {
     {"pthread_key_create", {}}, {"pthread_setspecific", {}},
     {"pthread_mutex_lock", {}}, {"pthread_cond_signal", {}},
     {"pthread_cond_wait", {}},  {"nanosleep", {}},
+    {"trace", kWriting},
 };
 static_assert(std::size(kTable) == kCalls && kCalls <= CallFaults::kMostCalls);
 
@@ -398,12 +400,23 @@ ssize_t __wrap_writev(int file, const iovec* parts, int count) {
     return size == SIZE_MAX ? __real_writev(file, parts, count) : __real_writev(file, &part, 1);
 }
 
-// A pipe carries wake-ups only.
+// A pipe carries wake-ups only. The trace's lines, of which there are many, are told from what matters more.
+static Index writeInto(int file) {
+    const int former = errno;
+    Index call = kWrite;
+    if (active != nullptr) {
+        struct stat status {};
+        const bool wakes = ORV_REAL(ORV_FSTAT)(file, &status) == 0 && S_ISFIFO(status.st_mode);
+        const Index other = isAt(file, "/orv.out.") ? kTrace : kWrite;
+        call = wakes ? kWake : other;
+    }
+    errno = former;
+    return call;
+}
+
 ssize_t __real_write(int file, const void* data, std::size_t size);
 ssize_t __wrap_write(int file, const void* data, std::size_t size) {
-    struct stat status {};
-    const bool wakes = active != nullptr && ORV_REAL(ORV_FSTAT)(file, &status) == 0 && S_ISFIFO(status.st_mode);
-    return failsToMove(wakes ? kWake : kWrite, file, size) ? -1 : __real_write(file, data, size);
+    return failsToMove(writeInto(file), file, size) ? -1 : __real_write(file, data, size);
 }
 
 // One call to whoever makes it: what it is made of is not counted.

@@ -65,11 +65,16 @@ constexpr char digit(unsigned number) {
     return static_cast<char>('0' + number % 10);
 }
 
+// One part alone costs the system less when it is not in a list.
+ssize_t writeParts(int file, const iovec* parts, std::size_t count) {
+    return count == 1 ? ::write(file, parts->iov_base, parts->iov_len) : ::writev(file, parts, static_cast<int>(count));
+}
+
 // What cannot be written is lost.
 void writeAll(int file, iovec* parts, std::size_t count) {
     std::size_t first = skip(parts, count, 0);
     while (first < count) {
-        const ssize_t written = ::writev(file, parts + first, static_cast<int>(count - first));
+        const ssize_t written = writeParts(file, parts + first, count - first);
         if (written < 0 && errno == EINTR) {
             continue;
         }
@@ -118,7 +123,16 @@ long OrvDbg::traceParts(const char* module, const char* function, std::string_vi
     Line line;
     startLine(line, module, function);
     // A printf text ends at its first NUL, so this one does too.
-    write({{line.text, line.length}, start, big.substr(0, big.find('\0')), end});
+    big = big.substr(0, big.find('\0'));
+    if (start.size() + big.size() + end.size() > line.room()) {
+        write({{line.text, line.length}, start, big, end});
+    } else {
+        // A copy costs less than the system's way through the parts.
+        line.append(start);
+        line.append(big);
+        line.append(end);
+        write({{line.text, line.length}});
+    }
     return finishLine();
 }
 
@@ -144,34 +158,34 @@ void OrvDbg::fallSilent() {
     file_.reset();
 }
 
-void OrvDbg::composeDate(std::int64_t second) {
-    if (dateComposed_ && second == dateSecond_) {
+void OrvDbg::composePrefix(std::int64_t second) {
+    if (prefixComposed_ && second == prefixSecond_) {
         return;
     }
     std::tm local{};
-    if (orvLocalTime(static_cast<std::time_t>(second), local) < 0 ||
-        std::strftime(date_, sizeof date_, "%m/%d/%Y %Z %X", &local) == 0) {
-        date_[0] = '\0';
-    }
-    std::snprintf(process_, sizeof process_, " %d ", static_cast<int>(::getpid()));
-    dateSecond_ = second;
-    dateComposed_ = true;
+    char date[32];
+    const std::size_t length = orvLocalTime(static_cast<std::time_t>(second), local) < 0
+                                   ? 0
+                                   : std::strftime(date, sizeof date, "%m/%d/%Y %Z %X", &local);
+    // Kept: no blank behind the question marks. See hasOneBlankLessWithoutLocalTime.
+    const int composed = std::snprintf(prefix_, sizeof prefix_, "%s%s %d ", length == 0 ? kNoDate : date,
+                                       length == 0 ? ".???" : ".000 ", static_cast<int>(::getpid()));
+    prefixLength_ = static_cast<std::size_t>(composed);
+    millisecondsAt_ = length == 0 ? 0 : length + 1;
+    prefixSecond_ = second;
+    prefixComposed_ = true;
 }
 
 // Every line of the daemon passes here: no printf, and nothing anew that only a new second can change.
 void OrvDbg::startLine(Line& line, const char* module, const char* function) {
     const timeval now = calendar_time();
-    composeDate(now.tv_sec);
-    if (date_[0] == '\0') {
-        line.append(kNoDate);
-        line.append(".???");  // Kept: no blank behind it. See hasOneBlankLessWithoutLocalTime.
-    } else {
+    composePrefix(now.tv_sec);
+    line.append({prefix_, prefixLength_});
+    if (millisecondsAt_ != 0) {
         const auto milliseconds = static_cast<unsigned>(now.tv_usec / 1000);
-        const char digits[] = {'.', digit(milliseconds / 100), digit(milliseconds / 10), digit(milliseconds), ' '};
-        line.append(date_);
-        line.append({digits, sizeof digits});
+        const char digits[] = {digit(milliseconds / 100), digit(milliseconds / 10), digit(milliseconds)};
+        std::memcpy(line.text + millisecondsAt_, digits, sizeof digits);
     }
-    line.append(process_);
     line.append(module);
     line.append(" ");
     line.append(function);
@@ -179,7 +193,7 @@ void OrvDbg::startLine(Line& line, const char* module, const char* function) {
 }
 
 void OrvDbg::Line::append(std::string_view part) {
-    const std::size_t size = std::min(part.size(), sizeof text - 1 - length);
+    const std::size_t size = std::min(part.size(), room());
     std::memcpy(text + length, part.data(), size);
     length += size;
 }
@@ -191,7 +205,8 @@ void OrvDbg::writeMessage(Line& line, const char* format, std::va_list arguments
     const int result = std::vsnprintf(line.text + line.length, room, format, arguments);
     const std::size_t length = static_cast<std::size_t>(std::max(result, 0));
     if (length < room) {
-        write({{line.text, line.length + length}});
+        line.length += length;
+        write({{line.text, line.length}});
     } else {
         writeLongMessage(line, length, format, again);
     }

@@ -50,13 +50,14 @@ private:
         char text[1024];
         std::size_t length = 0;
 
+        std::size_t room() const { return sizeof text - 1 - length; }
         void append(std::string_view part);  // as much of it as there is room for
     };
 
     void open(int flags) ORV_REQUIRES(mutex_);
     void fallSilent() ORV_REQUIRES(mutex_);
     void startLine(Line& line, const char* module, const char* function) ORV_REQUIRES(mutex_);
-    void composeDate(std::int64_t second) ORV_REQUIRES(mutex_);
+    void composePrefix(std::int64_t second) ORV_REQUIRES(mutex_);
     __attribute__((format(printf, 3, 0))) void writeMessage(Line& line, const char* format, std::va_list arguments)
         ORV_REQUIRES(mutex_);
     __attribute__((format(printf, 4, 0))) void writeLongMessage(const Line& line, std::size_t length,
@@ -77,12 +78,12 @@ private:
     Descriptor file_ ORV_GUARDED_BY(mutex_);
     std::uint32_t bytesWritten_ ORV_GUARDED_BY(mutex_) = 0;
     bool rotateFailed_ ORV_GUARDED_BY(mutex_) = false;
-    // The date part of the second traced last, empty without local time, and the process number between blanks:
-    // composed once a second, not once a line.
-    bool dateComposed_ ORV_GUARDED_BY(mutex_) = false;
-    std::int64_t dateSecond_ ORV_GUARDED_BY(mutex_) = 0;
-    char date_[32] ORV_GUARDED_BY(mutex_) = "";
-    char process_[16] ORV_GUARDED_BY(mutex_) = "";
+    // What opens each line of the second traced last, up to the module: composed once a second, not once a line.
+    bool prefixComposed_ ORV_GUARDED_BY(mutex_) = false;
+    std::int64_t prefixSecond_ ORV_GUARDED_BY(mutex_) = 0;
+    char prefix_[64] ORV_GUARDED_BY(mutex_) = "";
+    std::size_t prefixLength_ ORV_GUARDED_BY(mutex_) = 0;
+    std::size_t millisecondsAt_ ORV_GUARDED_BY(mutex_) = 0;  // where in it; 0 without local time
 };
 
 // Traces through the calling thread's logger; -1 when it has none.

@@ -211,20 +211,37 @@ TEST_F(OrvDbgTest, writesEmptyParts) {
 
 TEST_F(OrvDbgTest, goesOnAfterInterruptedAndShortWrites) {
     OrvDbg logger("parts");
+    const std::string big(2000, 'b');
     int calls = 0;
-    const OnCall writing("writev", "",
+    const OnCall writing("", "parts",
                          [&calls](const CallFaults::Made&) { return ++calls % 2 == 1 ? EINTR : CallFaults::kShort; });
 
     logger.traceParts("A", "b", "start ", "", "");
-    logger.traceParts("A", "b", "{", "0123456789", "}\n");
+    trace(logger, "A", "b", "%s\n", "message");
+    logger.traceParts("A", "b", "{", big, "}\n");
 
-    EXPECT_EQ(file("parts"), prefix("A", "b") + "start " + prefix("A", "b") + "{0123456789}\n");
-    EXPECT_GT(calls, 20);
+    EXPECT_EQ(file("parts"),
+              prefix("A", "b") + "start " + prefix("A", "b") + "message\n" + prefix("A", "b") + "{" + big + "}\n");
+    EXPECT_EQ(calls, 2 * static_cast<int>(file("parts").size()));
+}
+
+TEST_F(OrvDbgTest, writesPartsOfEveryLengthInOneCall) {
+    for (std::size_t length = 900; length < 1030; ++length) {
+        OrvDbg logger("parts");
+        const std::string text(length, 'x');
+        const CountedCalls calls("parts");
+
+        const long bytes = logger.traceParts("A", "b", "{", text, "}\n");
+
+        EXPECT_EQ(calls.calls(), 1u);
+        ASSERT_EQ(file("parts"), prefix("A", "b") + "{" + text + "}\n");
+        EXPECT_EQ(bytes, static_cast<long>(file("parts").size()));
+    }
 }
 
 TEST_F(OrvDbgTest, losesALineThatTheFileSystemRefusesAndGoesOn) {
     OrvDbg logger("orv.out.Main");
-    const FailingCall writing("writev", "", ENOSPC, 0, 1);
+    const FailingCall writing("trace", "", ENOSPC, 0, 1);
     const long lost = trace(logger, "A", "b", "lost\n");
 
     const long kept = trace(logger, "A", "b", "kept\n");
@@ -235,7 +252,7 @@ TEST_F(OrvDbgTest, losesALineThatTheFileSystemRefusesAndGoesOn) {
 
 TEST_F(OrvDbgTest, leavesErrnoAsItWas) {
     OrvDbg logger("orv.out.Main");
-    const FailingCall writing("writev", "", ENOSPC);
+    const FailingCall writing("trace", "", ENOSPC);
     errno = ECONNREFUSED;
 
     trace(logger, "A", "b", "%s\n", "x");
