@@ -4,6 +4,7 @@
 #include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "base/OrvTimeText.h"
+#include "dbg/OrvLineFormat.h"
 #include "uptime.h"
 
 #include <fcntl.h>
@@ -202,7 +203,7 @@ void OrvDbg::writeMessage(Line& line, const char* format, std::va_list arguments
     std::va_list again;
     va_copy(again, arguments);
     const std::size_t room = sizeof line.text - line.length;
-    const int result = std::vsnprintf(line.text + line.length, room, format, arguments);
+    const int result = orvFillLine(line.text + line.length, room, format, arguments);
     const std::size_t length = static_cast<std::size_t>(std::max(result, 0));
     if (length < room) {
         line.length += length;
