@@ -6,6 +6,7 @@
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvAddressText.h"
 #include "profile/OrvDsStatus.h"
+#include "profile/OrvSwitchAddresses.h"
 
 #include <array>
 #include <string_view>
@@ -96,12 +97,7 @@ bool orvIsDefaultSender(const std::string& address) {
 }
 
 OrvCHMesgCommon::OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses)
-    : OrvCHMesgCommon(store, config, addresses, defaultAddressPrinter()) {
-}
-
-OrvCHMesgCommon::OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses,
-                                 AddressPrinter addressPrinter)
-    : store_(store), config_(config), addresses_(addresses), addressPrinter_(addressPrinter) {
+    : store_(store), config_(config), addresses_(addresses) {
 }
 
 int OrvCHMesgCommon::readConfig() {
@@ -175,6 +171,14 @@ int OrvCHMesgCommon::processConfig(const std::string& name, std::uint32_t type, 
 
 void OrvCHMesgCommon::abandonRead() {
     setReadOutstanding(false);
+}
+
+int OrvCHMesgCommon::setSwitchAddr(std::span<const std::uint8_t> countAndAddresses) {
+    orvTakeSwitchAddresses(countAndAddresses, [this](int family, const char* text) {
+        const Mt::Lock lock(lock_);
+        (family == AF_INET ? identity_.IPv4Address : identity_.IPv6Address) = text;
+    });
+    return 0;
 }
 
 void OrvCHMesgCommon::setHostname(const std::string& text) {

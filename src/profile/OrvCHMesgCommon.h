@@ -9,8 +9,6 @@
 #include "profile/OrvConfigListener.h"
 #include "profile/OrvIdentityListener.h"
 
-#include <sys/socket.h>
-
 #include <cstdint>
 #include <span>
 #include <string>
@@ -39,13 +37,8 @@ bool orvIsDefaultSender(const std::string& address);
 
 class OrvCHMesgCommon {
 public:
-    // Turns an address of a family into a text, as inet_ntop does: null and errno when it cannot.
-    using AddressPrinter = const char* (*)(int family, const void* address, char* text, socklen_t size);
-
     // All three must outlive this object.
     OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses);
-    OrvCHMesgCommon(dsClient& store, OrvConfigListener& config, OrvIdentityListener& addresses,
-                    AddressPrinter addressPrinter);
     OrvCHMesgCommon(const OrvCHMesgCommon&) = delete;
     OrvCHMesgCommon& operator=(const OrvCHMesgCommon&) = delete;
 
@@ -60,8 +53,7 @@ public:
     int processConfig(const std::string& name, std::uint32_t type, const std::string& value);
     // An answer of this part could not be decoded: readers need not wait for it any longer.
     void abandonRead();
-    // Interface-change event: its payload from the address count on, a word and so many socket addresses of 128
-    // bytes. The first address of each family is taken. 0.
+    // Interface-change event: its payload from the address count on (profile/OrvSwitchAddresses.h). 0.
     int setSwitchAddr(std::span<const std::uint8_t> countAndAddresses);
     // A host name as the name service tells it: stored as it stands, without the prefix "3-" if it has one.
     void setHostname(const std::string& text);
@@ -101,13 +93,10 @@ private:
     int request();
     int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
     bool apply(const DsEntry& entry, OrvIdentity& identity);
-    static AddressPrinter defaultAddressPrinter();
-    void setAddress(std::string OrvIdentity::*field, const char* text);
 
     dsClient& store_;
     OrvConfigListener& config_;
     OrvIdentityListener& addresses_;
-    const AddressPrinter addressPrinter_;
 
     // Both threads, under the lock; the main thread, being the only writer, also reads identity_ without it.
     mutable Mt::Mutex lock_;

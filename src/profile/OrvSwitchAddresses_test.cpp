@@ -1,14 +1,15 @@
+#include "profile/OrvSwitchAddresses.h"
+
 #include "profile/IdentityNeighbours.h"
 #include "profile/OrvCHMesgCommon.h"
 #include "profile/RecordingSwitch.h"
 #include "word_order.h"
 
-#include <arpa/inet.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -59,35 +60,44 @@ const char* printUnlessNine(int family, const void* address, char* text, socklen
     return inet_ntop(family, address, text, size);
 }
 
-class OrvCHMesgCommonAddressTest : public testing::Test {
+class OrvSwitchAddressesTest : public testing::Test {
 protected:
-    OrvCHMesgCommonAddressTest() { switch_.takeTraces(); }
+    void take(const Bytes& event) {
+        orvTakeSwitchAddresses(
+            event, [this](int family, const char* text) { EXPECT_TRUE(taken_.emplace(family, text).second); },
+            printUnlessNine);
+    }
 
     RecordingSwitch switch_;
+    std::map<int, std::string> taken_;
+};
+
+class OrvCHMesgCommonAddressTest : public testing::Test {
+protected:
+    RecordingSwitch switch_;
     IdentityNeighbours neighbours_;
-    OrvCHMesgCommon common_{switch_.store(), neighbours_, neighbours_, printUnlessNine};
+    OrvCHMesgCommon common_{switch_.store(), neighbours_, neighbours_};
 };
 
 constexpr char kNoAddresses[] = "OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event sent 0 IP addresses count\n";
 
-TEST_F(OrvCHMesgCommonAddressTest, takesOneAddressOfEachFamily) {
-    EXPECT_EQ(common_.setSwitchAddr(eventOf({ipv6(1), ipv4(2)})), 0);
+TEST_F(OrvSwitchAddressesTest, takesOneAddressOfEachFamily) {
+    take(eventOf({ipv6(1), ipv4(2)}));
 
-    EXPECT_EQ(common_.current().IPv4Address, "10.0.0.2");
-    EXPECT_EQ(common_.current().IPv6Address, "2001:db8::1");
+    EXPECT_EQ(taken_[AF_INET], "10.0.0.2");
+    EXPECT_EQ(taken_[AF_INET6], "2001:db8::1");
     EXPECT_THAT(switch_.takeTraces(),
                 ElementsAre("OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event - Setting switch IPv6 address to "
                             "'2001:db8::1'\n",
                             "OrvCHMesgCommon setSwitchAddr: CMON_IF_CHANGED event - Setting switch IPv4 address to "
                             "'10.0.0.2'\n"));
-    EXPECT_THAT(neighbours_.calls, IsEmpty());
 }
 
-TEST_F(OrvCHMesgCommonAddressTest, takesTheFirstOfSeveralOnly) {
-    common_.setSwitchAddr(eventOf({ipv4(1), ipv4(2), ipv6(3), ipv6(4), ipv4(5)}));
+TEST_F(OrvSwitchAddressesTest, takesTheFirstOfSeveralOnly) {
+    take(eventOf({ipv4(1), ipv4(2), ipv6(3), ipv6(4), ipv4(5)}));
 
-    EXPECT_EQ(common_.current().IPv4Address, "10.0.0.1");
-    EXPECT_EQ(common_.current().IPv6Address, "2001:db8::3");
+    EXPECT_EQ(taken_[AF_INET], "10.0.0.1");
+    EXPECT_EQ(taken_[AF_INET6], "2001:db8::3");
     EXPECT_EQ(switch_.takeTraces().size(), 2u);
 }
 
@@ -98,13 +108,14 @@ TEST_F(OrvCHMesgCommonAddressTest, replacesWhatAnEarlierEventSetAndKeepsTheOther
 
     EXPECT_EQ(common_.current().IPv4Address, "10.0.0.2");
     EXPECT_EQ(common_.current().IPv6Address, "2001:db8::1");
+    EXPECT_THAT(neighbours_.calls, IsEmpty());
 }
 
-TEST_F(OrvCHMesgCommonAddressTest, takesTheNextAddressWhenOneCannotBeConverted) {
-    common_.setSwitchAddr(eventOf({ipv4(9), ipv6(9), ipv4(2), ipv6(3)}));
+TEST_F(OrvSwitchAddressesTest, takesTheNextAddressWhenOneCannotBeConverted) {
+    take(eventOf({ipv4(9), ipv6(9), ipv4(2), ipv6(3)}));
 
-    EXPECT_EQ(common_.current().IPv4Address, "10.0.0.2");
-    EXPECT_EQ(common_.current().IPv6Address, "2001:db8::3");
+    EXPECT_EQ(taken_[AF_INET], "10.0.0.2");
+    EXPECT_EQ(taken_[AF_INET6], "2001:db8::3");
     EXPECT_THAT(
         switch_.takeTraces(),
         ElementsAre(
@@ -118,45 +129,45 @@ TEST_F(OrvCHMesgCommonAddressTest, takesTheNextAddressWhenOneCannotBeConverted) 
             "'2001:db8::3'\n"));
 }
 
-TEST_F(OrvCHMesgCommonAddressTest, stopsWalkingOnceBothAreSet) {
-    common_.setSwitchAddr(eventOf({ipv4(1), ipv6(1), ipv4(9), ipv6(9)}));
+TEST_F(OrvSwitchAddressesTest, stopsWalkingOnceBothAreSet) {
+    take(eventOf({ipv4(1), ipv6(1), ipv4(9), ipv6(9)}));
 
     EXPECT_EQ(switch_.takeTraces().size(), 2u);
 }
 
-TEST_F(OrvCHMesgCommonAddressTest, ignoresOtherFamilies) {
-    EXPECT_EQ(common_.setSwitchAddr(eventOf({slotOf(1, 4, {1, 2, 3, 4}), slotOf(0x0200, 4, {1, 2, 3, 4})})), 0);
+TEST_F(OrvSwitchAddressesTest, ignoresOtherFamilies) {
+    take(eventOf({slotOf(1, 4, {1, 2, 3, 4}), slotOf(0x0200, 4, {1, 2, 3, 4})}));
 
-    EXPECT_EQ(common_.current().IPv4Address, "");
-    EXPECT_EQ(common_.current().IPv6Address, "");
+    EXPECT_EQ(taken_[AF_INET], "");
+    EXPECT_EQ(taken_[AF_INET6], "");
     EXPECT_THAT(switch_.takeTraces(), IsEmpty());
 }
 
-TEST_F(OrvCHMesgCommonAddressTest, tracesAnEventWithoutAddresses) {
-    EXPECT_EQ(common_.setSwitchAddr(eventOf({})), 0);
+TEST_F(OrvSwitchAddressesTest, tracesAnEventWithoutAddresses) {
+    take(eventOf({}));
     // A count of which nothing is there counts as none, and so does no count at all.
-    EXPECT_EQ(common_.setSwitchAddr(eventOf(1, {})), 0);
-    EXPECT_EQ(common_.setSwitchAddr(Bytes{0, 0, 1}), 0);
-    EXPECT_EQ(common_.setSwitchAddr({}), 0);
+    take(eventOf(1, {}));
+    take(Bytes{0, 0, 1});
+    take({});
 
     EXPECT_THAT(switch_.takeTraces(), ElementsAre(kNoAddresses, kNoAddresses, kNoAddresses, kNoAddresses));
 }
 
-TEST_F(OrvCHMesgCommonAddressTest, looksAtNoMoreAddressesThanAreThere) {
+TEST_F(OrvSwitchAddressesTest, looksAtNoMoreAddressesThanAreThere) {
     Bytes event = eventOf(0xFFFFFFFFu, {ipv4(1), ipv6(2)});
     event.pop_back();
 
-    EXPECT_EQ(common_.setSwitchAddr(event), 0);
+    take(event);
 
-    EXPECT_EQ(common_.current().IPv4Address, "10.0.0.1");
-    EXPECT_EQ(common_.current().IPv6Address, "");
+    EXPECT_EQ(taken_[AF_INET], "10.0.0.1");
+    EXPECT_EQ(taken_[AF_INET6], "");
 }
 
-TEST_F(OrvCHMesgCommonAddressTest, looksAtNoMoreAddressesThanTheCountSays) {
-    common_.setSwitchAddr(eventOf(1, {ipv4(1), ipv6(2)}));
+TEST_F(OrvSwitchAddressesTest, looksAtNoMoreAddressesThanTheCountSays) {
+    take(eventOf(1, {ipv4(1), ipv6(2)}));
 
-    EXPECT_EQ(common_.current().IPv4Address, "10.0.0.1");
-    EXPECT_EQ(common_.current().IPv6Address, "");
+    EXPECT_EQ(taken_[AF_INET], "10.0.0.1");
+    EXPECT_EQ(taken_[AF_INET6], "");
 }
 
 TEST_F(OrvCHMesgCommonAddressTest, losesItsAddressToTheAnswerOfAReReadThatWasUnderWay) {

@@ -1,11 +1,10 @@
-// The interface-change event: its addresses, and which of them the identity takes.
+#include "profile/OrvSwitchAddresses.h"
+
 #include "MessageCodes.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
-#include "profile/OrvCHMesgCommon.h"
 #include "word_order.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvCHMesgCommon";
+constexpr char kFunction[] = "setSwitchAddr";
 
 constexpr std::size_t kCountSize = 4;
 
@@ -26,13 +26,10 @@ struct AddressFamily {
     std::size_t offset;
     std::size_t size;
     const char* name;
-    std::string OrvIdentity::*field;
 };
 constexpr std::array kFamilies{
-    AddressFamily{SwitchSocket::FAMILY_IPV4, AF_INET, SwitchSocket::IPV4_OFFSET, SwitchSocket::IPV4_SIZE, "IPv4",
-                  &OrvIdentity::IPv4Address},
-    AddressFamily{SwitchSocket::FAMILY_IPV6, AF_INET6, SwitchSocket::IPV6_OFFSET, SwitchSocket::IPV6_SIZE, "IPv6",
-                  &OrvIdentity::IPv6Address},
+    AddressFamily{SwitchSocket::FAMILY_IPV4, AF_INET, SwitchSocket::IPV4_OFFSET, SwitchSocket::IPV4_SIZE, "IPv4"},
+    AddressFamily{SwitchSocket::FAMILY_IPV6, AF_INET6, SwitchSocket::IPV6_OFFSET, SwitchSocket::IPV6_SIZE, "IPv6"},
 };
 
 // An index into the table; its size for any other family.
@@ -52,15 +49,12 @@ std::size_t countOf(std::span<const std::uint8_t> data) {
 
 }  // namespace
 
-OrvCHMesgCommon::AddressPrinter OrvCHMesgCommon::defaultAddressPrinter() {
-    return inet_ntop;
-}
-
-int OrvCHMesgCommon::setSwitchAddr(std::span<const std::uint8_t> countAndAddresses) {
+void orvTakeSwitchAddresses(std::span<const std::uint8_t> countAndAddresses, const OrvAddressTaker& take,
+                            OrvAddressPrinter print) {
     const std::size_t count = countOf(countAndAddresses);
     if (count == 0) {
-        ORV_TRACE("CMON_IF_CHANGED event sent 0 IP addresses count\n");
-        return 0;
+        orvTrace(kTraceModule, kFunction, "CMON_IF_CHANGED event sent 0 IP addresses count\n");
+        return;
     }
     std::bitset<kFamilies.size()> taken;
     for (std::size_t i = 0; i < count && !taken.all(); ++i) {
@@ -71,21 +65,16 @@ int OrvCHMesgCommon::setSwitchAddr(std::span<const std::uint8_t> countAndAddress
         }
         const AddressFamily& family = kFamilies[index];
         std::array<char, INET6_ADDRSTRLEN> text{};
-        if (addressPrinter_(family.hostNumber, slot.subspan(family.offset, family.size).data(), text.data(),
-                            text.size()) == nullptr) {
+        if (print(family.hostNumber, slot.subspan(family.offset, family.size).data(), text.data(), text.size()) ==
+            nullptr) {
             const int error = errno;
-            ORV_TRACE("CMON_IF_CHANGED event sent invalid IP address inet_top(%d, %s) %s\n", family.number, text.data(),
-                      orvErrorText(error).c_str());
+            orvTrace(kTraceModule, kFunction, "CMON_IF_CHANGED event sent invalid IP address inet_top(%d, %s) %s\n",
+                     family.number, text.data(), orvErrorText(error).c_str());
             continue;
         }
-        setAddress(family.field, text.data());
+        take(family.hostNumber, text.data());
         taken.set(index);
-        ORV_TRACE("CMON_IF_CHANGED event - Setting switch %s address to '%s'\n", family.name, text.data());
+        orvTrace(kTraceModule, kFunction, "CMON_IF_CHANGED event - Setting switch %s address to '%s'\n", family.name,
+                 text.data());
     }
-    return 0;
-}
-
-void OrvCHMesgCommon::setAddress(std::string OrvIdentity::*field, const char* text) {
-    const Mt::Lock lock(lock_);
-    identity_.*field = text;
 }
