@@ -312,7 +312,7 @@ int OrvApp::processProbeMsg(const Hsb_Message& message) {
 
 int OrvApp::processOrvMsg(const Hsb_Message& message) {
     const std::uint16_t code = message.code();
-    const char* const name = OrvCallHome::requestName(code);
+    const char* const name = OrvCHRequests::requestName(code);
     ORV_TRACE("code = %s(%d)\n", name == nullptr ? "?" : name, code);
     if (name == nullptr) {
         orvLog(orv_log::kUnknownRequest, code);

@@ -22,7 +22,7 @@ class Hsb_Component;
 class Hsb_Slot;
 class OrvCHCapture;
 class OrvCHClient;
-class OrvCallHome;
+class OrvCHIncoming;
 
 namespace Mt {
 class Threadable;
@@ -55,7 +55,7 @@ void failOrGoOn(const char* name) {
 }  // namespace
 
 extern "C" {
-int __real__ZN11OrvCallHome20processIncomingMesgQEv(OrvCallHome* self);
+int __real__ZN13OrvCHIncoming20processIncomingMesgQEv(OrvCHIncoming* self);
 void __real__ZN12OrvCHCapture4tickEb(OrvCHCapture* self, bool open);
 void __real__ZN10OrvCHMesgQ15oneSecondChoresEv(OrvCHMesgQ* self);
 void __real__ZN11OrvCHClient13oneSecondTickEv(OrvCHClient* self);
@@ -65,9 +65,9 @@ int __real__ZN8Hsb_Slot6insertEP13Hsb_Component(Hsb_Slot* slot, Hsb_Component* c
 void* ORV_REAL(ORV_NOTHROW_NEW)(std::size_t size, const std::nothrow_t& tag);
 void* ORV_REAL(ORV_THROWING_NEW)(std::size_t size);
 
-int __wrap__ZN11OrvCallHome20processIncomingMesgQEv(OrvCallHome* self) {
+int __wrap__ZN13OrvCHIncoming20processIncomingMesgQEv(OrvCHIncoming* self) {
     failOrGoOn(ControllerFaults::kIncoming);
-    return __real__ZN11OrvCallHome20processIncomingMesgQEv(self);
+    return __real__ZN13OrvCHIncoming20processIncomingMesgQEv(self);
 }
 
 void __wrap__ZN12OrvCHCapture4tickEb(OrvCHCapture* self, bool open) {

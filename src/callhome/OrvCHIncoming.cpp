@@ -1,12 +1,11 @@
-// What happens on the switch becomes messages, and messages find their profiles.
-#include "callhome/OrvCallHome.h"
+#include "callhome/OrvCHIncoming.h"
 
 #include "Sw_Log_Type.h"
-#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
-#include "mesg/OrvCHMesg.h"
-#include "word_order.h"
+#include "mesgq/OrvCHMesgQ.h"
+#include "orvClient.h"
+#include "profile/OrvConfigListener.h"
 
 #include <new>
 #include <utility>
@@ -30,7 +29,7 @@ bool isForCallHome(std::int32_t kind) {
 
 }  // namespace
 
-std::unique_ptr<OrvCHMesg> OrvCallHome::newEventMesg() {
+std::unique_ptr<OrvCHMesg> OrvCHIncoming::newEventMesg() {
     std::unique_ptr<OrvCHMesg> mesg(new (std::nothrow) OrvCHMesg(OrvCHMesg::kLogEvent));
     // The message may have been had without the event's data.
     if (mesg == nullptr || mesg->logEvent() == nullptr) {
@@ -40,7 +39,25 @@ std::unique_ptr<OrvCHMesg> OrvCallHome::newEventMesg() {
     return mesg;
 }
 
-int OrvCallHome::takeLogEvent(std::span<const std::uint8_t> data) {
+// build fills the message: negative when it could not.
+template <typename Build>
+int OrvCHIncoming::submitNew(const Build& build) {
+    std::unique_ptr<OrvCHMesg> mesg = newEventMesg();
+    if (mesg == nullptr) {
+        return -1;
+    }
+    if (build(*mesg) < 0) {
+        orvMemoryAlarm();
+        return -1;
+    }
+    incomingMesgQ_.push_back(std::move(mesg));
+    if (incomingMesgQ_.size() % kTraceEvery == 0) {
+        orvTrace(kTraceModule, "submit", "%zu messages are waiting for the configuration\n", incomingMesgQ_.size());
+    }
+    return processIncomingMesgQ();
+}
+
+int OrvCHIncoming::takeLogEvent(std::span<const std::uint8_t> data) {
     Sw_Log_Type record;
     if (Sw_Log_Type::decode(data, record) < 0) {
         ORV_TRACE("log event of %zu bytes ignored\n", data.size());
@@ -49,29 +66,24 @@ int OrvCallHome::takeLogEvent(std::span<const std::uint8_t> data) {
     return takeRecord(record);
 }
 
-int OrvCallHome::takeRecord(const Sw_Log_Type& record) {
+int OrvCHIncoming::takeRecord(const Sw_Log_Type& record) {
     if (!isForCallHome(record.kind)) {
         return 0;
     }
-    if (!Condition_[kStarted]) {
-        if (Condition_.count() == Condition_.size() - 1) {
+    if (!setUp_.condition[OrvCHSetUp::kStarted]) {
+        if (setUp_.condition.count() == setUp_.condition.size() - 1) {
             eventRing_.keep(record);
         }
         return 0;
     }
     // The daemon's own entries never come back as mail.
-    if (!Condition_.all() || record.flags == kOrvOwnEntryFlags) {
+    if (!setUp_.condition.all() || record.flags == kOrvOwnEntryFlags) {
         return 0;
     }
-    std::unique_ptr<OrvCHMesg> mesg = newEventMesg();
-    if (mesg == nullptr) {
-        return -1;
-    }
-    const int built = mesg->extractData(record);
-    return submit(std::move(mesg), built);
+    return submitNew([&record](OrvCHMesg& mesg) { return mesg.extractData(record); });
 }
 
-void OrvCallHome::processIncomingLogEventQ() {
+void OrvCHIncoming::processIncomingLogEventQ() {
     static const char* const kMethod = __func__;
     eventRing_.drain([](std::uint32_t bucket) { orvTrace(kTraceModule, kMethod, "incomingLogEventQ[%u]\n", bucket); },
                      [this](const Sw_Log_Type& record) {
@@ -80,73 +92,27 @@ void OrvCallHome::processIncomingLogEventQ() {
                      });
 }
 
-int OrvCallHome::setSwitchState(const std::string& state) {
+int OrvCHIncoming::setSwitchState(const std::string& state) {
     if (state == SwitchOperState_) {
         return 0;
     }
     SwitchOperState_ = state;
-    if (!Condition_[kFeatureAllowed] || !Condition_[kServiceEnabled]) {
+    if (!setUp_.serviceAllowed()) {
         return 0;
     }
-    std::unique_ptr<OrvCHMesg> mesg = newEventMesg();
-    if (mesg == nullptr) {
-        return -1;
-    }
-    const int built = mesg->buildSwitchStateData(state);
-    return submit(std::move(mesg), built);
+    return submitNew([&state](OrvCHMesg& mesg) { return mesg.buildSwitchStateData(state); });
 }
 
-int OrvCallHome::queuePowerUpMesg() {
-    std::unique_ptr<OrvCHMesg> mesg = newEventMesg();
-    if (mesg == nullptr) {
-        return -1;
-    }
-    const int built = mesg->buildSwitchPowerUpData();
-    return submit(std::move(mesg), built);
+int OrvCHIncoming::queuePowerUpMesg() {
+    return submitNew([](OrvCHMesg& mesg) { return mesg.buildSwitchPowerUpData(); });
 }
 
-int OrvCallHome::setSwitchHostname(std::span<const std::uint8_t> text) {
-    if (text.empty()) {
-        ORV_TRACE("Invalid hostname data received!\n");
-        return -1;
-    }
-    identity_.setHostname(orvTextUpToNul(text));
-    return 0;
+int OrvCHIncoming::queueTestMesg(const std::string& profile) {
+    return submitNew([&profile](OrvCHMesg& mesg) { return mesg.buildTestData(profile); });
 }
 
-int OrvCallHome::setSwitchAddr(std::span<const std::uint8_t> data) {
-    constexpr std::size_t kLeadingWords = 8;
-    if (data.size() < kLeadingWords) {
-        ORV_TRACE("Invalid address data received!\n");
-        return -1;
-    }
-    if (bigEndian32(data) != bigEndian32(data.subspan(4))) {
-        return 0;
-    }
-    if (identity_.setSwitchAddr(data.subspan(kLeadingWords)) < 0) {
-        return -1;
-    }
-    const OrvIdentity identity = identity_.current();
-    if (!identity.IPv4Address.empty() || !identity.IPv6Address.empty()) {
-        client_.switchAddressChanged();
-    }
-    return 0;
-}
-
-int OrvCallHome::submit(std::unique_ptr<OrvCHMesg> mesg, int built) {
-    if (built < 0) {
-        orvMemoryAlarm();
-        return -1;
-    }
-    incomingMesgQ_.push_back(std::move(mesg));
-    if (incomingMesgQ_.size() % kTraceEvery == 0) {
-        ORV_TRACE("%zu messages are waiting for the configuration\n", incomingMesgQ_.size());
-    }
-    return processIncomingMesgQ();
-}
-
-int OrvCallHome::processIncomingMesgQ() {
-    if (!ReadyForMessage_ || queue_.busy()) {
+int OrvCHIncoming::processIncomingMesgQ() {
+    if (!setUp_.readyForMessage || queue_.busy()) {
         return 0;
     }
     while (!incomingMesgQ_.empty()) {
@@ -161,7 +127,7 @@ int OrvCallHome::processIncomingMesgQ() {
     return 0;
 }
 
-void OrvCallHome::keepIncomingMesgs() {
+void OrvCHIncoming::keepIncomingMesgs() {
     for (std::size_t before = incomingMesgQ_.size() + 1; !incomingMesgQ_.empty() && incomingMesgQ_.size() < before;) {
         before = incomingMesgQ_.size();
         processIncomingMesgQ();
@@ -169,11 +135,11 @@ void OrvCallHome::keepIncomingMesgs() {
 }
 
 // False when the test was refused.
-bool OrvCallHome::processTestMesg(std::unique_ptr<OrvCHMesg> mesg) {
+bool OrvCHIncoming::processTestMesg(std::unique_ptr<OrvCHMesg> mesg) {
     if (refuseTest(mesg->TestProfile)) {
         return false;
     }
-    OrvCHProfile* profile = profileByName(mesg->TestProfile);
+    OrvCHProfile* profile = setUp_.profileByName(mesg->TestProfile);
     if (profile == nullptr) {
         return true;
     }
@@ -185,15 +151,15 @@ bool OrvCallHome::processTestMesg(std::unique_ptr<OrvCHMesg> mesg) {
     return true;
 }
 
-bool OrvCallHome::refuseTest(const std::string& profile) {
+bool OrvCHIncoming::refuseTest(const std::string& profile) {
     const OrvLogEntry<const char*>* refusal = nullptr;
-    if (!Condition_[kFeatureAllowed] || !Condition_[kServiceEnabled]) {
+    if (!setUp_.serviceAllowed()) {
         refusal = &orv_log::kTestServiceDisabled;
-    } else if (!Condition_[kServersUsable]) {
+    } else if (!setUp_.condition[OrvCHSetUp::kServersUsable]) {
         refusal = &orv_log::kTestNoServer;
-    } else if (!Condition_[kSenderConfigured]) {
+    } else if (!setUp_.condition[OrvCHSetUp::kSenderConfigured]) {
         refusal = &orv_log::kTestNoSender;
-    } else if (Config_[kProfiles]) {
+    } else if (setUp_.config[OrvConfigListener::kProfiles]) {
         refusal = &orv_log::kTestUpdating;
     } else {
         return false;
@@ -205,8 +171,8 @@ bool OrvCallHome::refuseTest(const std::string& profile) {
     return true;
 }
 
-void OrvCallHome::matchAndQueue(std::unique_ptr<OrvCHMesg> mesg) {
-    for (const auto& profile : profiles_) {
+void OrvCHIncoming::matchAndQueue(std::unique_ptr<OrvCHMesg> mesg) {
+    for (const auto& profile : setUp_.profiles) {
         if (std::unique_ptr<OrvCHEnvelope> envelope = profile->envelopeFor(mesg->logEvent()->Level, false)) {
             mesg->addEnvelope(std::move(envelope));
         }
@@ -216,16 +182,12 @@ void OrvCallHome::matchAndQueue(std::unique_ptr<OrvCHMesg> mesg) {
     }
 }
 
-int OrvCallHome::queueMesg(std::unique_ptr<OrvCHMesg> mesg) {
+int OrvCHIncoming::queueMesg(std::unique_ptr<OrvCHMesg> mesg) {
     const bool test = !mesg->TestProfile.empty();
     return queue_.add(std::move(mesg), test, false, kRepostPeriod, kNeverExpires, false);
 }
 
-int OrvCallHome::enqueue(std::unique_ptr<OrvCHMesg> mesg) {
-    return queueMesg(std::move(mesg));
-}
-
-void OrvCallHome::clearIncomingMesgQ() {
+void OrvCHIncoming::clearIncomingMesgQ() {
     ORV_TRACE("Entry\n");
     incomingMesgQ_.clear();
 }

@@ -1,19 +1,25 @@
-// The six management requests and their answers.
-#include "callhome/OrvCallHome.h"
+#include "callhome/OrvCHRequests.h"
 
 #include "Hsb_Message.h"
 #include "MessageCodes.h"
 #include "base/OrvText.h"
+#include "callhome/OrvCHConfigCycle.h"
+#include "callhome/OrvCHIncoming.h"
+#include "callhome/OrvCHSetUp.h"
 #include "callhome/OrvInfoBlocks.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
-#include "mesg/OrvCHMesg.h"
+#include "mesgq/OrvCHMesgQ.h"
+#include "orvClient.h"
+#include "profile/OrvConfigListener.h"
+#include "smtp/OrvCHClient.h"
 #include "word_order.h"
 
 #include <algorithm>
 #include <new>
-#include <utility>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -27,41 +33,41 @@ void traceUnsent(int result) {
 
 }  // namespace
 
-struct OrvCallHome::Request {
+struct OrvCHRequests::Request {
     std::uint16_t code;
     const char* name;
     std::size_t length;
     const OrvLogEntry<>& error;
-    void (OrvCallHome::*handler)(std::uint32_t handle, std::span<const std::uint8_t> payload);
+    void (OrvCHRequests::*handler)(std::uint32_t handle, std::span<const std::uint8_t> payload);
 };
 
-const OrvCallHome::Request OrvCallHome::kRequests[] = {
+const OrvCHRequests::Request OrvCHRequests::kRequests[] = {
     {ManagementCode::PROFILE_CHANGE, "CH Profile Change", ManagementSize::REQUEST, orv_log::kBadProfileChange,
-     &OrvCallHome::processOrvCHProfileChangeMsg},
+     &OrvCHRequests::processOrvCHProfileChangeMsg},
     {ManagementCode::TEST_PROFILE, "CH Test Profile Cmd", ManagementSize::TEST_REQUEST, orv_log::kBadTestProfile,
-     &OrvCallHome::processOrvCHTestProfileCmdMsg},
+     &OrvCHRequests::processOrvCHTestProfileCmdMsg},
     {ManagementCode::CLEAR_QUEUE, "CH Clear Queue Cmd", ManagementSize::REQUEST, orv_log::kBadClearQueue,
-     &OrvCallHome::processOrvCHClearQueueCmdMsg},
+     &OrvCHRequests::processOrvCHClearQueueCmdMsg},
     {ManagementCode::PROFILE_PROCESSED_INFO, "CH Profile Processed Info", ManagementSize::REQUEST,
-     orv_log::kBadProcessedInfo, &OrvCallHome::processOrvCHProfileProcessedInfoMsg},
+     orv_log::kBadProcessedInfo, &OrvCHRequests::processOrvCHProfileProcessedInfoMsg},
     {ManagementCode::CHANGEOVER, "CH Changeover Cmd", ManagementSize::REQUEST, orv_log::kBadChangeover,
-     &OrvCallHome::processOrvCHChangeoverCmdMsg},
+     &OrvCHRequests::processOrvCHChangeoverCmdMsg},
     {ManagementCode::MESG_Q_INFO, "CH Message Queue Info", ManagementSize::REQUEST, orv_log::kBadQueueInfo,
-     &OrvCallHome::processOrvCHMesgQInfoMsg},
+     &OrvCHRequests::processOrvCHMesgQInfoMsg},
 };
 
-const OrvCallHome::Request* OrvCallHome::findRequest(std::uint16_t code) {
+const OrvCHRequests::Request* OrvCHRequests::findRequest(std::uint16_t code) {
     const auto* found = std::find_if(std::begin(kRequests), std::end(kRequests),
                                      [code](const Request& request) { return request.code == code; });
     return found == std::end(kRequests) ? nullptr : found;
 }
 
-const char* OrvCallHome::requestName(std::uint16_t code) {
+const char* OrvCHRequests::requestName(std::uint16_t code) {
     const Request* request = findRequest(code);
     return request == nullptr ? nullptr : request->name;
 }
 
-int OrvCallHome::processOrvMsg(const Hsb_Message& message) {
+int OrvCHRequests::processOrvMsg(const Hsb_Message& message) {
     const Request* request = findRequest(message.code());
     if (request == nullptr) {
         return -1;
@@ -75,35 +81,29 @@ int OrvCallHome::processOrvMsg(const Hsb_Message& message) {
     return 0;
 }
 
-void OrvCallHome::processOrvCHProfileChangeMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+void OrvCHRequests::processOrvCHProfileChangeMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     ORV_TRACE("received ORV_API_MSG_CH_PROFILE_CHANGE message\n");
     traceUnsent(responses_.CH_ProfileChangeResponse(handle, ManagementStatus::DONE));
-    readConfig();
+    cycle_.readConfig();
 }
 
-void OrvCallHome::processOrvCHTestProfileCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> payload) {
+void OrvCHRequests::processOrvCHTestProfileCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> payload) {
     const std::string name = orvTextUpToNul(payload.subspan(ManagementSize::REQUEST));
     ORV_TRACE("received ORV_API_MSG_CH_TEST_PROFILE_CMD message for profile %s\n", name.c_str());
-    const int result = orvGuarded("processOrvCHTestProfileCmdMsg", [&] {
-        std::unique_ptr<OrvCHMesg> mesg = newEventMesg();
-        if (mesg == nullptr) {
-            return -1;
-        }
-        const int built = mesg->buildTestData(name);
-        return submit(std::move(mesg), built);
-    });
+    const int result = orvGuarded("processOrvCHTestProfileCmdMsg", [&] { return incoming_.queueTestMesg(name); });
     traceUnsent(responses_.CH_TestProfileResponse(
         handle, result == 0 ? ManagementStatus::DONE : ManagementStatus::TEST_NOT_BUILT, name));
 }
 
-void OrvCallHome::processOrvCHClearQueueCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+void OrvCHRequests::processOrvCHClearQueueCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     ORV_TRACE("received ORV_API_MSG_CH_CLEAR_QUEUE_CMD message\n");
     const std::uint32_t status = queue_.clearQueue() == 0 ? ManagementStatus::DONE : ManagementStatus::CLEAR_FAILED;
     traceUnsent(responses_.CH_ClearQueueResponse(handle, status));
 }
 
-void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
-    if (Config_[kProfiles]) {
+void OrvCHRequests::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle,
+                                                        std::span<const std::uint8_t> /*payload*/) {
+    if (setUp_.config[OrvConfigListener::kProfiles]) {
         orvLog(orv_log::kProcessedUpdating);
         traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, ManagementStatus::UPDATING_PROFILES, {}));
         return;
@@ -111,7 +111,7 @@ void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std:
     std::vector<std::uint8_t> info;
     try {
         std::vector<OrvProfileProcessed> processed;
-        for (const auto& profile : profiles_) {
+        for (const auto& profile : setUp_.profiles) {
             processed.push_back({profile->name(), profile->processedCount(), profile->processedLast()});
         }
         info = orvProfileProcessedInfo(processed);
@@ -122,8 +122,8 @@ void OrvCallHome::processOrvCHProfileProcessedInfoMsg(std::uint32_t handle, std:
     traceUnsent(responses_.CH_ProfileProcessedInfoResponse(handle, ManagementStatus::DONE, info));
 }
 
-void OrvCallHome::processOrvCHChangeoverCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
-    if (Config_[kSendClient]) {
+void OrvCHRequests::processOrvCHChangeoverCmdMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+    if (setUp_.config[OrvConfigListener::kSendClient]) {
         orvLog(orv_log::kChangeoverUpdating);
         traceUnsent(responses_.CH_ChangeoverResponse(handle, ManagementStatus::CHANGEOVER_FAILED));
         return;
@@ -134,7 +134,7 @@ void OrvCallHome::processOrvCHChangeoverCmdMsg(std::uint32_t handle, std::span<c
     traceUnsent(responses_.CH_ChangeoverResponse(handle, status));
 }
 
-void OrvCallHome::processOrvCHMesgQInfoMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
+void OrvCHRequests::processOrvCHMesgQInfoMsg(std::uint32_t handle, std::span<const std::uint8_t> /*payload*/) {
     ORV_TRACE("received ORV_API_MSG_CH_MESG_Q_INFO message\n");
     const std::uint32_t open = queue_.openCount();
     const std::vector<std::uint8_t> info = orvMesgQInfo(queue_.spaceInUse(), queue_.sendCount() - open, open);

@@ -1,8 +1,9 @@
-// Construction, the tick and the state dump; what the controller does stands in its other source files.
 #include "callhome/OrvCallHome.h"
 
+#include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvGuard.h"
+#include "word_order.h"
 
 namespace {
 
@@ -11,12 +12,13 @@ constexpr char kTraceModule[] = "OrvCallHome";
 }  // namespace
 
 OrvCallHome::OrvCallHome(dsClient& store, orvClient& responses)
-    : store_(store),
-      responses_(responses),
-      queue_(store, responses, *this),
+    : queue_(store, responses, *this),
       identity_(store, *this, *this),
       client_(store, queue_, identity_, *this),
-      capture_(*this) {
+      capture_(*this),
+      cycle_(store, setUp_, {queue_, identity_, client_, capture_, incoming_}),
+      incoming_(setUp_, queue_, responses),
+      requests_(responses, setUp_, cycle_, incoming_, queue_, client_) {
 }
 
 OrvCallHome::~OrvCallHome() {
@@ -37,7 +39,7 @@ int OrvCallHome::startThreads() {
 
 void OrvCallHome::oneSecondTick() {
     // Each is guarded by itself: one that fails must not stop the others.
-    orvGuarded("processIncomingMesgQ", [this] { return processIncomingMesgQ(); });
+    orvGuarded("processIncomingMesgQ", [this] { return incoming_.processIncomingMesgQ(); });
     orvGuarded("captureTick", [this] {
         // Before the queue is open the start-up collection may still empty the attachments directory.
         capture_.tick(queue_.openForBusiness());
@@ -58,9 +60,9 @@ void OrvCallHome::probe() {
     ORV_TRACE(
         "CallHome State Information:\nReadyForMessage = %d\nSwitchOperState = %s\nNumOfProfiles = %d\n"
         "Condition = %#x\nConfig = %#x\nConfigRequestsPending = %d\n\n",
-        ReadyForMessage_ ? 1 : 0, SwitchOperState_.c_str(), NumOfProfiles_,
-        static_cast<unsigned>(Condition_.to_ulong()), static_cast<unsigned>(Config_.to_ulong()),
-        ConfigRequestsPending_);
+        setUp_.readyForMessage ? 1 : 0, incoming_.switchOperState().c_str(), cycle_.numOfProfiles(),
+        static_cast<unsigned>(setUp_.condition.to_ulong()), static_cast<unsigned>(setUp_.config.to_ulong()),
+        cycle_.requestsPending());
     queue_.probe();
     probeProfiles();
     capture_.probe();
@@ -70,23 +72,42 @@ void OrvCallHome::probe() {
 
 void OrvCallHome::probeProfiles() {
     ORV_TRACE("Entry...\n\n");
-    for (const auto& profile : profiles_) {
+    for (const auto& profile : setUp_.profiles) {
         profile->dumpProfileInfo(capture_.scheduled(profile->capture()));
     }
-    if (profiles_.empty()) {
+    if (setUp_.profiles.empty()) {
         ORV_TRACE(" ------------------------------------------\n");
         ORV_TRACE(" ---- there are no configured profiles ----\n");
         ORV_TRACE(" ------------------------------------------\n\n");
     }
 }
 
-OrvCHProfile* OrvCallHome::profileByName(const std::string& name) {
-    for (const auto& profile : profiles_) {
-        if (profile->name() == name) {
-            return profile.get();
-        }
+int OrvCallHome::setSwitchHostname(std::span<const std::uint8_t> text) {
+    if (text.empty()) {
+        ORV_TRACE("Invalid hostname data received!\n");
+        return -1;
     }
-    return nullptr;
+    identity_.setHostname(orvTextUpToNul(text));
+    return 0;
+}
+
+int OrvCallHome::setSwitchAddr(std::span<const std::uint8_t> data) {
+    constexpr std::size_t kLeadingWords = 8;
+    if (data.size() < kLeadingWords) {
+        ORV_TRACE("Invalid address data received!\n");
+        return -1;
+    }
+    if (bigEndian32(data) != bigEndian32(data.subspan(4))) {
+        return 0;
+    }
+    if (identity_.setSwitchAddr(data.subspan(kLeadingWords)) < 0) {
+        return -1;
+    }
+    const OrvIdentity identity = identity_.current();
+    if (!identity.IPv4Address.empty() || !identity.IPv6Address.empty()) {
+        client_.switchAddressChanged();
+    }
+    return 0;
 }
 
 void OrvCallHome::identityAddressRead(const std::string& address) {
