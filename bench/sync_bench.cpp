@@ -20,7 +20,7 @@
 #include "host_root.h"
 #include "platform/posix/HostRoot.h"
 #include "sync/OrvSyncPri.h"
-#include "sync/SyncStandby.h"
+#include "testing/sync/SyncStandby.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

@@ -1,5 +1,5 @@
 // Two daemons for one switch: the second one ends before it has touched anything, and the first one does not notice.
-#include "app/ListeningPorts.h"
+#include "testing/app/ListeningPorts.h"
 #include "testing/switchctl/SwitchProcesses.h"
 
 #include <signal.h>

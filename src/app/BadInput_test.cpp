@@ -1,5 +1,5 @@
 // Whatever the bus, the store and the switch hand it, the daemon goes on, and says what it could not use.
-#include "callhome/ControllerFixture.h"
+#include "testing/callhome/ControllerFixture.h"
 
 #include "platform/wire/DsWire.h"
 

@@ -1,5 +1,5 @@
 // Profiles that change while a capture waits, runs, or is due.
-#include "app/CaptureFixture.h"
+#include "testing/app/CaptureFixture.h"
 
 #include "switchd/services/FaultRule.h"
 

@@ -1,5 +1,5 @@
 // The road of a capture in one process: from the attribute store over shell and compressor to a mail server.
-#include "app/CaptureFixture.h"
+#include "testing/app/CaptureFixture.h"
 
 #include "mesg/OrvSequenceSource.h"
 #include "testing/SmallFlash.h"

@@ -1,6 +1,6 @@
 // Routing of bus messages by format and code.
 #include "MessageCodes.h"
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 #include "Hsb_Message.h"
 #include "Sw_Log_Type.h"

@@ -1,6 +1,6 @@
 // Joining the bus, readiness, the handshake with the configuration monitor, and the end.
 #include "MessageCodes.h"
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 #include "Dispatcher.h"
 #include "Hsb_Message.h"

@@ -6,9 +6,9 @@
 #include "Hsb_Message.h"
 #include "Log_Event.h"
 #include "MessageCodes.h"
-#include "app/MainSteps.h"
 #include "dbg/OrvEventLog.h"
 #include "testing/LoopbackSwitch.h"
+#include "testing/app/MainSteps.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The road of a log event in one process: from the switch's bus to a mail server and back.
 #include "MessageCodes.h"
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 namespace {
 

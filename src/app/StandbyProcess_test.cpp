@@ -1,5 +1,5 @@
 // A daemon as it runs on a switch: a process of its own on a real bus, which nobody can feed with files.
-#include "app/ListeningPorts.h"
+#include "testing/app/ListeningPorts.h"
 #include "testing/platform/PrivateBus.h"
 
 #include <fcntl.h>

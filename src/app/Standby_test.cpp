@@ -1,6 +1,6 @@
 // The daemon starts neither end of the standby's file synchronisation, and does not even have it.
-#include "app/DaemonFixture.h"
-#include "app/ListeningPorts.h"
+#include "testing/app/DaemonFixture.h"
+#include "testing/app/ListeningPorts.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

@@ -1,6 +1,6 @@
 #include "Descriptor.h"
 #include "Directory_Stream.h"
-#include "base/HostFixture.h"
+#include "testing/base/HostFixture.h"
 
 #include <fcntl.h>
 

@@ -1,9 +1,9 @@
 #include "base/OrvFiles.h"
 
 #include "Directory_Stream.h"
-#include "base/HostFixture.h"
 #include "base/OrvOpenUnlinked.h"
 #include "base/OrvPaths.h"
+#include "testing/base/HostFixture.h"
 
 #include <fcntl.h>
 

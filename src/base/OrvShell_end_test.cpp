@@ -2,7 +2,7 @@
 #include "base/OrvShell.h"
 
 #include "Descriptor.h"
-#include "base/HostFixture.h"
+#include "testing/base/HostFixture.h"
 
 #include <fcntl.h>
 #include <poll.h>

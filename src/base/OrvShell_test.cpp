@@ -1,8 +1,8 @@
 #include "base/OrvShell.h"
 
-#include "base/HostFixture.h"
 #include "base/OrvFiles.h"
 #include "testing/FailingCalls.h"
+#include "testing/base/HostFixture.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>

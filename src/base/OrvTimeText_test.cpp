@@ -1,6 +1,6 @@
 #include "base/OrvTimeText.h"
 
-#include "base/HostFixture.h"
+#include "testing/base/HostFixture.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // The configuration read cycle: what is asked for, what each failure does, and when the set-up is judged.
 #include "base/OrvText.h"
-#include "callhome/ConfigFixture.h"
+#include "testing/callhome/ConfigFixture.h"
 
 #include <random>
 #include <stdexcept>

@@ -1,5 +1,5 @@
 // Reads of the configuration that cannot be sent: each ends its part, so that no cycle stays open for them.
-#include "callhome/ConfigFixture.h"
+#include "testing/callhome/ConfigFixture.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // What becomes of events: the intake, the conditions, and the matching with profiles.
-#include "callhome/ControllerFixture.h"
+#include "testing/callhome/ControllerFixture.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The six management requests: their answers byte by byte, and what is refused.
 #include "MessageCodes.h"
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The management requests as an operator's program sends them: every length, any handle, at any time.
-#include "callhome/ControllerFixture.h"
+#include "testing/callhome/ControllerFixture.h"
 
 #include "word_order.h"
 

@@ -1,6 +1,6 @@
 // What the controller does for captures: whose are scheduled, and where their messages go.
-#include "callhome/ControllerFaults.h"
-#include "callhome/ControllerFixture.h"
+#include "testing/callhome/ControllerFaults.h"
+#include "testing/callhome/ControllerFixture.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -1,6 +1,6 @@
 // What the controller does without memory or threads.
-#include "callhome/ControllerFaults.h"
-#include "callhome/ControllerFixture.h"
+#include "testing/callhome/ControllerFaults.h"
+#include "testing/callhome/ControllerFixture.h"
 
 #include "Sw_Log_Type.h"
 

@@ -1,6 +1,6 @@
 // The configuration read cycle when memory is short for a moment, whenever that is: no cycle stays open for it.
-#include "callhome/ControllerFixture.h"
 #include "testing/FailingCalls.h"
+#include "testing/callhome/ControllerFixture.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
 // The state dump, whole.
 #include "MessageCodes.h"
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 #include <unistd.h>
 

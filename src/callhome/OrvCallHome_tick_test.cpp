@@ -1,8 +1,8 @@
 // The tick and the dump: their order, and that nothing that fails keeps the rest from being done. And what waits.
-#include "callhome/ControllerFaults.h"
-#include "callhome/ControllerFixture.h"
 #include "dbg/OrvEventLog.h"
 #include "mesgq/OrvCHMesgQ.h"
+#include "testing/callhome/ControllerFaults.h"
+#include "testing/callhome/ControllerFixture.h"
 
 #include <memory>
 

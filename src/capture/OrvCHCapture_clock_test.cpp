@@ -1,6 +1,6 @@
 // Which captures run when the clock is moved, when it changes for summer and winter, and at both ends of 32 bits.
 #include "base/OrvTimeText.h"
-#include "capture/CaptureTest.h"
+#include "testing/capture/CaptureTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

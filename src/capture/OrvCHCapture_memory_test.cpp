@@ -1,6 +1,6 @@
 // What captures do when there is no memory.
-#include "capture/CaptureTest.h"
 #include "testing/FailingCalls.h"
+#include "testing/capture/CaptureTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

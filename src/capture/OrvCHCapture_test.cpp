@@ -1,8 +1,8 @@
 // The main thread's side without the thread: registration, the check and its order.
-#include "capture/CaptureTest.h"
 #include "capture/OrvCaptureMesgs.h"
 #include "dbg/OrvEventLog.h"
 #include "mesg/OrvSequenceSource.h"
+#include "testing/capture/CaptureTest.h"
 #include "thread/OrvThreadSwLogApp.h"
 
 #include <gmock/gmock.h>

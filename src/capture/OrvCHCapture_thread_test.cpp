@@ -1,6 +1,6 @@
 // Captures on the thread, and what becomes of their results.
-#include "capture/CaptureTest.h"
 #include "testing/FailingCalls.h"
+#include "testing/capture/CaptureTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

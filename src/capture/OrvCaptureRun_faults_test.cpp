@@ -2,11 +2,11 @@
 #include "capture/OrvCaptureRun.h"
 #include "capture/OrvCaptureSequence.h"
 #include "capture/OrvStartedCapture.h"
-#include "capture/ScriptedShell.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
-#include "profile/RecordingSwitch.h"
 #include "testing/FailingCalls.h"
+#include "testing/capture/ScriptedShell.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -5,8 +5,8 @@
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
 #include "platform/posix/HostRoot.h"
-#include "profile/RecordingSwitch.h"
 #include "testing/SmallFlash.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

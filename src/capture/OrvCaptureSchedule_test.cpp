@@ -1,7 +1,7 @@
 #include "capture/OrvCaptureSchedule.h"
 
 #include "platform/posix/Clock.h"
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // The sequence number's file when any one of its calls fails, or is the process's last.
 #include "capture/OrvCaptureSequence.h"
 #include "mesg/OrvSequenceSource.h"
-#include "profile/RecordingSwitch.h"
 #include "testing/FailingCalls.h"
+#include "testing/profile/RecordingSwitch.h"
 #include "word_order.h"
 
 #include <gmock/gmock.h>

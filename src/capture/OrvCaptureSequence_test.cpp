@@ -2,8 +2,8 @@
 
 #include "Descriptor.h"
 #include "mesg/OrvSequenceSource.h"
-#include "profile/RecordingSwitch.h"
 #include "testing/SmallFlash.h"
+#include "testing/profile/RecordingSwitch.h"
 #include "word_order.h"
 
 #include <gmock/gmock.h>

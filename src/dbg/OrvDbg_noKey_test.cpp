@@ -1,6 +1,6 @@
 // A program of its own: the key is made once per process, and here it cannot be.
-#include "dbg/TraceFixture.h"
 #include "testing/FailingCalls.h"
+#include "testing/dbg/TraceFixture.h"
 
 #include <cerrno>
 

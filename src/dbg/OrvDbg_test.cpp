@@ -1,8 +1,8 @@
 #include "dbg/OrvDbg.h"
 
 #include "Descriptor.h"
-#include "dbg/TraceFixture.h"
 #include "testing/FailingCalls.h"
+#include "testing/dbg/TraceFixture.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -5,8 +5,8 @@
 #include "app_log.h"
 #include "dbg/OrvGuard.h"
 #include "dbg/OrvTimer.h"
-#include "dbg/RecordedEventLog.h"
-#include "dbg/TraceFixture.h"
+#include "testing/dbg/RecordedEventLog.h"
+#include "testing/dbg/TraceFixture.h"
 
 #include <gtest/gtest-spi.h>
 

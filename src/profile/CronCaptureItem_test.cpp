@@ -1,7 +1,7 @@
 #include "profile/CronCaptureItem.h"
 
 #include "base/OrvText.h"
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include "MessageCodes.h"
-#include "profile/IdentityNeighbours.h"
 #include "profile/OrvCHMesgCommon.h"
 #include "testing/LoopbackSwitch.h"
 #include "testing/StubComponent.h"
+#include "testing/profile/IdentityNeighbours.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

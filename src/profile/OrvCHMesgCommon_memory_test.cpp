@@ -1,8 +1,8 @@
 // What becomes of a read of the identity when memory runs out in it: nobody waits for it any longer.
-#include "profile/IdentityNeighbours.h"
 #include "profile/OrvCHMesgCommon.h"
-#include "profile/RecordingSwitch.h"
 #include "testing/FailingCalls.h"
+#include "testing/profile/IdentityNeighbours.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "profile/OrvCHMesgCommon.h"
 
-#include "profile/IdentityNeighbours.h"
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/IdentityNeighbours.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

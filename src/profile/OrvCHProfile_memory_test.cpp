@@ -1,7 +1,7 @@
 // What a profile does when there is no memory for an envelope.
 #include "profile/OrvProfileReader.h"
-#include "profile/RecordingSwitch.h"
 #include "testing/FailingCalls.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

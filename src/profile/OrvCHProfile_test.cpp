@@ -2,8 +2,8 @@
 #include "profile/OrvCHProfile.h"
 
 #include "platform/posix/Clock.h"
-#include "profile/ProfileDriver.h"
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/ProfileDriver.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

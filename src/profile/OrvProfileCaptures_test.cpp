@@ -1,5 +1,5 @@
 // The scheduled capture of a profile.
-#include "profile/ProfileDriver.h"
+#include "testing/profile/ProfileDriver.h"
 
 #include "base/OrvText.h"
 

@@ -1,5 +1,5 @@
 // The initial read, the e-mail list and the marker.
-#include "profile/ProfileDriver.h"
+#include "testing/profile/ProfileDriver.h"
 
 #include "base/OrvText.h"
 

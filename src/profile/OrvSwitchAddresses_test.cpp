@@ -1,8 +1,8 @@
 #include "profile/OrvSwitchAddresses.h"
 
-#include "profile/IdentityNeighbours.h"
 #include "profile/OrvCHMesgCommon.h"
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/IdentityNeighbours.h"
+#include "testing/profile/RecordingSwitch.h"
 #include "word_order.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // The mail servers' configuration: asking for it, taking it in, publishing the active server.
 #include "smtp/OrvServerSettings.h"
 
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/RecordingSwitch.h"
 #include "testing/smtp/ClientFixture.h"
 
 #include <gmock/gmock.h>

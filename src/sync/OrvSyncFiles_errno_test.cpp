@@ -1,7 +1,7 @@
 // What the receiver says of what it could not do, where freeing memory loses errno: part of a program that replaces the
 // allocations.
 #include "sync/OrvSyncFiles.h"
-#include "sync/SyncFixture.h"
+#include "testing/sync/SyncFixture.h"
 
 #include <cerrno>
 

@@ -1,6 +1,6 @@
 // What is done to directories in a receiver's file tree, without a receiver.
-#include "sync/SecFixture.h"
-#include "sync/SyncFaults.h"
+#include "testing/sync/SecFixture.h"
+#include "testing/sync/SyncFaults.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>

@@ -1,8 +1,8 @@
 // How the sender gets its connection, and what it says when it gets none.
 #include "sync/OrvSyncPri.h"
 
-#include "sync/SyncFaults.h"
-#include "sync/SyncFixture.h"
+#include "testing/sync/SyncFaults.h"
+#include "testing/sync/SyncFixture.h"
 
 #include <fcntl.h>
 

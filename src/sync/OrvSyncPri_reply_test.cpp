@@ -1,8 +1,8 @@
 // How the sender reads what the standby answers.
 #include "sync/OrvSyncPri.h"
 
-#include "sync/SyncFaults.h"
-#include "sync/SyncFixture.h"
+#include "testing/sync/SyncFaults.h"
+#include "testing/sync/SyncFixture.h"
 
 #include <cerrno>
 

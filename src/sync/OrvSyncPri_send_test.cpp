@@ -3,8 +3,8 @@
 
 #include "base/OrvText.h"
 #include "sync/OrvSyncRecord.h"
-#include "sync/SyncFaults.h"
-#include "sync/SyncFixture.h"
+#include "testing/sync/SyncFaults.h"
+#include "testing/sync/SyncFixture.h"
 
 #include <netinet/tcp.h>
 #include <sys/sendfile.h>

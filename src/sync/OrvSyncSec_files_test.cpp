@@ -1,6 +1,6 @@
 // How the receiver takes a file.
-#include "sync/SecFixture.h"
-#include "sync/SyncFaults.h"
+#include "testing/sync/SecFixture.h"
+#include "testing/sync/SyncFaults.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

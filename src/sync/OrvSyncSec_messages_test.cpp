@@ -1,8 +1,8 @@
 // The receiver's messages to and from the main thread.
 #include "Hsb_Component.h"
-#include "dbg/RecordedEventLog.h"
 #include "sync/OrvSyncSec.h"
-#include "sync/SyncFixture.h"
+#include "testing/dbg/RecordedEventLog.h"
+#include "testing/sync/SyncFixture.h"
 #include "thread/OrvThreadSwLogApp.h"
 
 #include <chrono>

@@ -1,6 +1,6 @@
 // How the receiver takes records and answers them.
-#include "sync/SecFixture.h"
-#include "sync/SyncFaults.h"
+#include "testing/sync/SecFixture.h"
+#include "testing/sync/SyncFaults.h"
 
 #include <netinet/tcp.h>
 

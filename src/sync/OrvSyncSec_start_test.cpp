@@ -1,8 +1,8 @@
 // The receiver's construction, its thread, its listener and its sessions.
 #include "sync/OrvSyncSec.h"
 
-#include "sync/SecFixture.h"
-#include "sync/SyncFaults.h"
+#include "testing/sync/SecFixture.h"
+#include "testing/sync/SyncFaults.h"
 
 #include <fcntl.h>
 

@@ -1,6 +1,6 @@
 #include "sync/OrvSyncSocket.h"
 
-#include "sync/SyncFaults.h"
+#include "testing/sync/SyncFaults.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -2,9 +2,9 @@
 #include "base/OrvText.h"
 #include "sync/OrvSyncPri.h"
 #include "sync/OrvSyncRecord.h"
-#include "sync/SyncFixture.h"
-#include "sync/SyncStandby.h"
-#include "sync/SyncTree.h"
+#include "testing/sync/SyncFixture.h"
+#include "testing/sync/SyncStandby.h"
+#include "testing/sync/SyncTree.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,7 +1,7 @@
 // What the sender says of a file that is not to be had, where freeing memory loses errno. A program of its own: it
 // replaces the allocations.
 #include "sync/OrvSyncPri.h"
-#include "sync/SyncFixture.h"
+#include "testing/sync/SyncFixture.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 // Many producers at once, and more wake-ups than a pipe holds.
-#include "thread/DeliveryQueue.h"
+#include "testing/thread/DeliveryQueue.h"
 
 #include <gtest/gtest.h>
 

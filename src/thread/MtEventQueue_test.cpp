@@ -2,7 +2,7 @@
 
 #include "Descriptor.h"
 #include "testing/FailingCalls.h"
-#include "thread/DeliveryQueue.h"
+#include "testing/thread/DeliveryQueue.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -1,6 +1,6 @@
 // A program of its own: the key is made once per process, and here it cannot be.
 #include "testing/FailingCalls.h"
-#include "thread/WorkerFixture.h"
+#include "testing/thread/WorkerFixture.h"
 
 #include <cerrno>
 

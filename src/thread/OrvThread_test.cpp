@@ -2,7 +2,7 @@
 
 #include "Descriptor.h"
 #include "testing/FailingCalls.h"
-#include "thread/WorkerFixture.h"
+#include "testing/thread/WorkerFixture.h"
 
 #include <pthread.h>
 #include <sys/resource.h>

@@ -1,5 +1,5 @@
 #include "switchd/store/MemoryStore.h"
-#include "switchd/store/StoreContract.h"
+#include "testing/switchd/StoreContract.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 #include "switchd/store/SqliteStore.h"
-#include "switchd/store/StoreContract.h"
+#include "testing/switchd/StoreContract.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>

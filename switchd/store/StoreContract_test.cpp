@@ -1,4 +1,4 @@
-#include "switchd/store/StoreContract.h"
+#include "testing/switchd/StoreContract.h"
 
 #include <gmock/gmock.h>
 

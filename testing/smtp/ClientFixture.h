@@ -2,8 +2,8 @@
 #pragma once
 
 #include "mesgq/OrvSendQueue.h"
-#include "profile/RecordingSwitch.h"
 #include "smtp/OrvCHClient.h"
+#include "testing/profile/RecordingSwitch.h"
 #include "testing/smtp/MailFixture.h"
 #include "testing/smtp/SendFixture.h"
 

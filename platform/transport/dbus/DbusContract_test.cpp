@@ -1,6 +1,6 @@
-#include "platform/transport/TransportContract.h"
 #include "platform/transport/dbus/DbusTransport.h"
 #include "testing/platform/PrivateBus.h"
+#include "testing/platform/TransportContract.h"
 
 namespace {
 

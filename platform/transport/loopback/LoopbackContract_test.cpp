@@ -1,6 +1,6 @@
-#include "platform/transport/TransportContract.h"
 #include "platform/transport/loopback/LoopbackBus.h"
 #include "platform/transport/loopback/LoopbackTransport.h"
+#include "testing/platform/TransportContract.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 // The receiver sees nothing but DIRECTORY, listens on 127.0.0.1 only, prints its port, takes one peer, and prints how
 // many records it answered. The sender reads a step of the tree per line and prints what went wrong, or "done".
 #include "sync/OrvSyncPri.h"
-#include "sync/SyncStandby.h"
-#include "sync/SyncTree.h"
+#include "testing/sync/SyncStandby.h"
+#include "testing/sync/SyncTree.h"
 
 #include <netinet/in.h>
 #include <unistd.h>

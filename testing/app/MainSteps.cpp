@@ -1,4 +1,4 @@
-#include "app/MainSteps.h"
+#include "testing/app/MainSteps.h"
 
 #include "Cns.h"
 #include "Ens.h"

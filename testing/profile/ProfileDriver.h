@@ -2,7 +2,7 @@
 #pragma once
 
 #include "profile/OrvProfileReader.h"
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <cstdint>
 #include <string>

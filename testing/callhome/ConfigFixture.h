@@ -1,7 +1,7 @@
 // Test support: a controller whose reads of the attribute store go wrong.
 #pragma once
 
-#include "callhome/ControllerFixture.h"
+#include "testing/callhome/ControllerFixture.h"
 
 #include <cstdint>
 #include <string>

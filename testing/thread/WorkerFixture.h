@@ -3,8 +3,8 @@
 
 #include "Mt/Threader.h"
 #include "dbg/OrvEventLog.h"
-#include "dbg/RecordedEventLog.h"
-#include "dbg/TraceFixture.h"
+#include "testing/dbg/RecordedEventLog.h"
+#include "testing/dbg/TraceFixture.h"
 #include "thread/OrvThread.h"
 
 #include <atomic>

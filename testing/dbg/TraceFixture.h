@@ -1,8 +1,8 @@
 // Test support: a host with trace files, and the lines expected in them.
 #pragma once
 
-#include "base/HostFixture.h"
 #include "dbg/OrvDbg.h"
+#include "testing/base/HostFixture.h"
 
 #include <cstdarg>
 #include <string>

@@ -1,4 +1,4 @@
-#include "app/CaptureFixture.h"
+#include "testing/app/CaptureFixture.h"
 
 #include "MessageCodes.h"
 

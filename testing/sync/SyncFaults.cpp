@@ -1,4 +1,4 @@
-#include "sync/SyncFaults.h"
+#include "testing/sync/SyncFaults.h"
 
 #include <sys/sendfile.h>
 #include <unistd.h>

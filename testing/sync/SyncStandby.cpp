@@ -1,4 +1,4 @@
-#include "sync/SyncStandby.h"
+#include "testing/sync/SyncStandby.h"
 
 #include "Descriptor.h"
 

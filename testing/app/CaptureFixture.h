@@ -5,7 +5,7 @@
 // the machine's own. Main thread only.
 #pragma once
 
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 #include <map>
 #include <string>

@@ -1,4 +1,4 @@
-#include "profile/ProfileDriver.h"
+#include "testing/profile/ProfileDriver.h"
 
 #include "base/OrvText.h"
 

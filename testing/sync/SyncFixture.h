@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Descriptor.h"
-#include "dbg/TraceFixture.h"
 #include "sync/OrvSyncSettings.h"
+#include "testing/dbg/TraceFixture.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

@@ -1,4 +1,4 @@
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 #include <algorithm>
 

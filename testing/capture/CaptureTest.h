@@ -4,11 +4,11 @@
 #include "Dispatcher.h"
 #include "Timeval.h"
 #include "capture/OrvCHCapture.h"
-#include "capture/ScriptedShell.h"
 #include "mesg/OrvCHMesg.h"
 #include "platform/posix/Clock.h"
 #include "profile/OrvCHProfile.h"
-#include "profile/RecordingSwitch.h"
+#include "testing/capture/ScriptedShell.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include <gtest/gtest.h>
 

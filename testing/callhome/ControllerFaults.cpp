@@ -1,4 +1,4 @@
-#include "callhome/ControllerFaults.h"
+#include "testing/callhome/ControllerFaults.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "MessageCodes.h"
-#include "app/DaemonFixture.h"
+#include "testing/app/DaemonFixture.h"
 
 #include "Hsb_Message.h"
 

@@ -1,4 +1,4 @@
-#include "dbg/RecordedEventLog.h"
+#include "testing/dbg/RecordedEventLog.h"
 
 #include "app_log.h"
 #include "base/OrvText.h"

@@ -1,4 +1,4 @@
-#include "profile/RecordingSwitch.h"
+#include "testing/profile/RecordingSwitch.h"
 
 #include "Hsb.h"
 #include "Log_Event.h"

@@ -3,7 +3,7 @@
 
 #include "platform/posix/HostRoot.h"
 #include "sync/OrvSyncSec.h"
-#include "sync/SyncFixture.h"
+#include "testing/sync/SyncFixture.h"
 
 #include <filesystem>
 #include <optional>

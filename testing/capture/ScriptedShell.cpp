@@ -1,4 +1,4 @@
-#include "capture/ScriptedShell.h"
+#include "testing/capture/ScriptedShell.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "sync/SyncTree.h"
+#include "testing/sync/SyncTree.h"
 
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
