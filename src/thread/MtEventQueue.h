@@ -48,13 +48,14 @@ public:
 protected:
     int readFd() const { return readFd_.get(); }
 
-    // Takes what the pipe holds.
+    // Takes what the pipe holds: less than was asked for is the rest of it.
     void drainPipe() ORV_REQUIRES(this->mutex()) {
         char bytes[256];
+        constexpr auto kAll = static_cast<ssize_t>(sizeof bytes);
         ssize_t taken = 0;
         do {
             taken = ::read(readFd(), bytes, sizeof bytes);
-        } while (taken > 0 || (taken < 0 && errno == EINTR));
+        } while (taken == kAll || (taken < 0 && errno == EINTR));
     }
 
 private:
