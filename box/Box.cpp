@@ -33,7 +33,7 @@ public:
 
     bool holds(Time now) override {
         ready_ = 0;
-        nfds_t systems = 0;
+        systems_ = 0;
         for (nfds_t i = 0; i < count_; ++i) {
             const auto file = polled_[i].fd < 0 ? nullptr : box_.file(polled_[i].fd);
             if (file != nullptr) {
@@ -41,14 +41,15 @@ public:
                 polled_[i].revents = static_cast<short>(seen);
                 ready_ += seen != 0 ? 1 : 0;
             } else {
-                places_[systems] = i;
-                asked_[systems++] = {polled_[i].fd, polled_[i].events, 0};
+                places_[systems_] = i;
+                asked_[systems_].fd = polled_[i].fd;
+                asked_[systems_++].events = polled_[i].events;
             }
         }
-        if (pollReally(asked_.data(), systems) < 0) {
+        if (!askSystem()) {
             return true;
         }
-        for (nfds_t i = 0; i < systems; ++i) {
+        for (nfds_t i = 0; i < systems_; ++i) {
             polled_[places_[i]].revents = asked_[i].revents;
             ready_ += asked_[i].revents != 0 ? 1 : 0;
         }
@@ -69,11 +70,22 @@ public:
     bool alarmIsDue(Time now) const { return hearsAlarm_ && box_.alarm_ <= now; }
 
 private:
+    // Only when something can have become ready since it was asked. False when waiting fails.
+    bool askSystem() {
+        if (asOf_ == box_.touches_) {
+            return true;
+        }
+        asOf_ = box_.touches_;
+        return pollReally(asked_.data(), systems_) >= 0;
+    }
+
     Box& box_;
     pollfd* const polled_;
     const nfds_t count_;
     const bool hearsAlarm_;
     int ready_ = 0;
+    nfds_t systems_ = 0;
+    std::uint64_t asOf_ = 0;
     std::array<pollfd, kMost> asked_{};
     std::array<nfds_t, kMost> places_{};
 };
@@ -122,9 +134,14 @@ std::shared_ptr<BoxFile> Box::file(int descriptor) const {
     return found != files_.end() ? found->second : nullptr;
 }
 
+void Box::touched() {
+    ++touches_;
+    threads_.changed();
+}
+
 bool Box::close(int descriptor) {
     const Aside aside;
-    threads_.changed();
+    touched();
     return files_.erase(descriptor) > 0;
 }
 
@@ -148,7 +165,7 @@ int Box::poll(pollfd* polled, nfds_t count, int limit) {
         const Aside aside;
         alarm_ = kNever;
         static_cast<void>(std::raise(SIGALRM));
-        threads_.changed();
+        touched();
         errno = EINTR;
         return -1;
     }

@@ -83,6 +83,9 @@ public:
     // This file was written: what a listing by time goes by is the box's time, no two files at once.
     void stamp(int descriptor);
 
+    // A descriptor of the system's may have become ready.
+    void touched();
+
     int poll(pollfd* polled, nfds_t count, int limit);
     void sleep(Time span);
     // As alarm, of which only the main thread's poll hears.
@@ -104,6 +107,7 @@ private:
     Time alarm_ = kNever;
     std::uint64_t calls_ = 0;
     std::uint64_t writes_ = 0;
+    std::uint64_t touches_ = 1;
 };
 
 }  // namespace box

@@ -33,7 +33,7 @@ void wrote(int file, const void* bytes, ssize_t size) {
     Box* const box = Box::ofCaller();
     if (box != nullptr && size > 0) {
         box->timeline().take({static_cast<const char*>(bytes), static_cast<std::size_t>(size)});
-        box->threads().changed();
+        box->touched();
         if (size > 1) {
             box->stamp(file);
         }
@@ -137,7 +137,7 @@ int eventWrite(int file, eventfd_t count) {
     Box* const box = Box::ofCaller();
     const int result = eventWriteReally()(file, count);
     if (box != nullptr) {
-        box->threads().changed();
+        box->touched();
     }
     return result;
 }

@@ -107,8 +107,10 @@ LifeOutcome live(World& world, Script& script, const std::string& root) {
 }
 
 LifeOutcome liveOn(World& world, Script& script, const std::string& root) {
+    constexpr Time kRestart = kSecond;  // until somebody has started the daemon again
     LifeOutcome outcome;
     do {
+        world.now += world.lives > 0 ? kRestart : 0;
         outcome = live(world, script, root);
     } while (outcome.mayGoOn() && script.next() != kNever);
     return outcome;

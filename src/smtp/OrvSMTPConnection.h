@@ -78,9 +78,7 @@ private:
     int openConnection(const sockaddr_storage& server, socklen_t length, Limit limit);
     int awaitConnection(Limit limit) const;
     ssize_t sendWithin(std::string_view bytes);
-    ssize_t receiveWithin();
-    ssize_t receiveOnce();
-    void bound(SetLimit& set, Limit limit);
+    void bound(SetLimit& set);
     int lose(int error);
 
     OrvSMTPSystem& system_;

@@ -5,7 +5,7 @@
 #include "base/OrvTell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
-#include "dbg/OrvGuard.h"
+#include "thread/OrvThreadSwLogApp.h"
 
 #include <pthread.h>
 #include <sys/resource.h>
@@ -50,17 +50,6 @@ void deleteLoggerOfThread() {
 }
 
 }  // namespace
-
-void OrvThreadMesgQ::process(OrvToThreadMesg* mesg) {
-    owner_.handleThreadMesg(mesg);
-}
-
-void OrvMainMesgQ::process(OrvToMainMesg* mesg) {
-    orvGuarded("OrvMainMesgQ::process", [this, mesg] {
-        owner_.handleMainMesg(mesg);
-        return 0;
-    });
-}
 
 OrvThread::OrvThread(int priority, const char* loggerName)
     : priority_(priority),

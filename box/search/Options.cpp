@@ -1,0 +1,137 @@
+#include "box/search/Options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <functional>
+#include <string_view>
+
+namespace box {
+
+namespace {
+
+struct NamedFault {
+    std::string_view name;
+    std::uint32_t faults;
+};
+constexpr NamedFault kFaults[] = {{"all", kAllFaults},        {"none", 0},
+                                  {"servers", kServerFaults}, {"kills", kKills},
+                                  {"restarts", kRestarts},    {"config", kConfigChanges},
+                                  {"requests", kRequests}};
+
+// A whole number within the bounds.
+template <typename Number>
+bool readNumber(std::string_view text, Number least, Number most, Number& number) {
+    Number read = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read);
+    if (error != std::errc() || end != text.data() + text.size() || read < least || read > most) {
+        return false;
+    }
+    number = read;
+    return true;
+}
+
+// "3d", "5h", "20m" or "40s".
+bool readSpan(std::string_view text, Time& span) {
+    constexpr struct {
+        char unit;
+        std::uint64_t seconds;
+    } kUnits[] = {{'d', 86400}, {'h', 3600}, {'m', 60}, {'s', 1}};
+    for (const auto& each : kUnits) {
+        std::uint64_t count = 0;
+        if (text.ends_with(each.unit) &&
+            readNumber<std::uint64_t>(text.substr(0, text.size() - 1), 0, 4000000000u / each.seconds, count)) {
+            span = count * each.seconds * kSecond;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool readFaults(std::string_view text, std::uint32_t& faults) {
+    faults = 0;
+    while (!text.empty()) {
+        const std::string_view name = text.substr(0, text.find(','));
+        const auto* const found = std::ranges::find(kFaults, name, &NamedFault::name);
+        if (found == std::ranges::end(kFaults)) {
+            return false;
+        }
+        faults |= found->faults;
+        text.remove_prefix(std::min(text.size(), name.size() + 1));
+    }
+    return true;
+}
+
+struct Option {
+    std::string_view name;
+    std::string_view value;  // what it is called in the usage; empty: it takes none
+    std::string_view meaning;
+    bool (*take)(std::string_view text, Options& options);
+};
+
+constexpr Option kOptions[] = {
+    {"--seed", "N", "decides all that is not given (1)",
+     [](std::string_view text, Options& o) { return readNumber<std::uint64_t>(text, 0, UINT64_MAX, o.seed); }},
+    {"--runs", "N", "so many histories, of this seed and those that follow (1)",
+     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 1000000000, o.runs); }},
+    {"--days", "N", "so long is a history (1)",
+     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 20000, o.days); }},
+    {"--events", "N", "so many events a day, about (200)",
+     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 1000000, o.eventsPerDay); }},
+    {"--faults", "KINDS", "all, none, or of servers,kills,restarts,config,requests (all)",
+     [](std::string_view text, Options& o) { return readFaults(text, o.faults); }},
+    {"--until", "TIME", "the history ends there, as 3d, 5h, 20m or 40s",
+     [](std::string_view text, Options& o) { return readSpan(text, o.until); }},
+    {"--jobs", "N", "so many histories at once (1)",
+     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 64, o.jobs); }},
+    {"--minutes", "N", "looks for a history that fails, that long",
+     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 100000, o.minutes); }},
+    {"--directory", "DIR", "the switch's files, in an empty directory in memory (a new one)",
+     [](std::string_view text, Options& o) { return o.directory = text, !text.empty(); }},
+    {"--trace", "", "prints what happens", [](std::string_view, Options& o) { return o.trace = true; }},
+    {"--help", "", "prints this", [](std::string_view, Options& o) { return o.help = true; }},
+};
+
+}  // namespace
+
+bool readOptions(int argc, const char* const* argv, Options& options, std::string& problem) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string name = argv[i];
+        const auto* const found = std::ranges::find(kOptions, std::string_view(name), &Option::name);
+        if (found == std::ranges::end(kOptions)) {
+            problem = "unknown option " + name;
+            return false;
+        }
+        const bool takesValue = !found->value.empty();
+        if (takesValue && i + 1 == argc) {
+            problem = name + " takes a value";
+            return false;
+        }
+        const std::string value = takesValue ? argv[++i] : "";
+        if (!found->take(value, options)) {
+            problem = name + " cannot be " + (value.empty() ? "empty" : value);
+            return false;
+        }
+    }
+    if (options.minutes > 0 && options.trace) {
+        problem = "--trace goes with one history, not with --minutes";
+        return false;
+    }
+    if (!options.directory.empty() && (options.minutes > 0 || options.runs > 1)) {
+        problem = "--directory goes with one history";
+        return false;
+    }
+    return true;
+}
+
+std::string usage() {
+    std::string text = "Usage: orvBox [OPTION]...\nRuns the daemon through random histories in virtual time.\n\n";
+    for (const Option& option : kOptions) {
+        std::string line =
+            "  " + std::string(option.name) + (option.value.empty() ? "" : " ") + std::string(option.value);
+        line.resize(std::max<std::size_t>(line.size() + 1, 20), ' ');
+        text += line + std::string(option.meaning) + "\n";
+    }
+    return text;
+}
+
+}  // namespace box

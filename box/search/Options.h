@@ -1,0 +1,39 @@
+// The command line of orvBox.
+#pragma once
+
+#include "box/Times.h"
+
+#include <cstdint>
+#include <string>
+
+namespace box {
+
+// What may happen in a random history beside events; each is a bit.
+enum Fault : std::uint32_t {
+    kServerFaults = 1,  // mail servers go, come back, refuse, split and break off
+    kKills = 2,         // the daemon is killed, before any call or while it waits
+    kRestarts = 4,      // it is told to end
+    kConfigChanges = 8,
+    kRequests = 16,  // of management
+    kAllFaults = 31
+};
+
+struct Options {
+    std::uint64_t seed = 1;
+    std::uint32_t runs = 1;  // histories, of this seed and those that follow
+    std::uint32_t days = 1;
+    std::uint32_t eventsPerDay = 200;
+    std::uint32_t faults = kAllFaults;
+    std::uint32_t jobs = 1;
+    std::uint32_t minutes = 0;  // looks for failures that long; 0: runs the histories that are asked for
+    Time until = kNever;
+    bool trace = false;
+    bool help = false;
+    std::string directory;  // empty: a new one in memory
+};
+
+// False with a line that says what is wrong.
+bool readOptions(int argc, const char* const* argv, Options& options, std::string& problem);
+std::string usage();
+
+}  // namespace box

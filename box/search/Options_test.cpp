@@ -1,0 +1,65 @@
+#include "box/search/Options.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace box {
+namespace {
+
+std::string problemOf(std::vector<const char*> arguments, Options& options) {
+    arguments.insert(arguments.begin(), "orvBox");
+    std::string problem;
+    const bool read = readOptions(static_cast<int>(arguments.size()), arguments.data(), options, problem);
+    EXPECT_EQ(read, problem.empty());
+    return problem;
+}
+
+struct Impossible {
+    std::vector<const char*> arguments;
+    const char* problem;
+};
+
+}  // namespace
+
+TEST(BoxOptions, areReadByTheirNames) {
+    Options options;
+
+    ASSERT_EQ(problemOf({"--seed", "18446744073709551615", "--days", "90", "--events", "11000", "--until", "5h",
+                         "--faults", "servers,kills", "--trace"},
+                        options),
+              "");
+
+    EXPECT_EQ(options.seed, UINT64_MAX);
+    EXPECT_EQ(options.days, 90u);
+    EXPECT_EQ(options.eventsPerDay, 11000u);
+    EXPECT_EQ(options.until, 5 * 3600 * kSecond);
+    EXPECT_EQ(options.faults, kServerFaults | kKills);
+    EXPECT_TRUE(options.trace);
+}
+
+TEST(BoxOptions, areRefusedWithALineThatNamesThem) {
+    const Impossible all[] = {
+        {{"--sed", "1"}, "unknown option --sed"},
+        {{"5"}, "unknown option 5"},
+        {{"--seed"}, "--seed takes a value"},
+        {{"--seed", "-1"}, "--seed cannot be -1"},
+        {{"--seed", "18446744073709551616"}, "--seed cannot be 18446744073709551616"},
+        {{"--days", "0"}, "--days cannot be 0"},
+        {{"--days", "1d"}, "--days cannot be 1d"},
+        {{"--until", "5"}, "--until cannot be 5"},
+        {{"--until", "99999999999d"}, "--until cannot be 99999999999d"},
+        {{"--faults", "kill"}, "--faults cannot be kill"},
+        {{"--jobs", "0"}, "--jobs cannot be 0"},
+        {{"--directory", ""}, "--directory cannot be empty"},
+        {{"--minutes", "1", "--trace"}, "--trace goes with one history, not with --minutes"},
+        {{"--runs", "2", "--directory", "/x"}, "--directory goes with one history"},
+    };
+    for (const Impossible& each : all) {
+        Options options;
+        EXPECT_EQ(problemOf(each.arguments, options), each.problem);
+    }
+}
+
+}  // namespace box

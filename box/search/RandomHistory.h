@@ -1,0 +1,70 @@
+// A history that is drawn: events and their repeats, mail servers that come and go, restarts and kills, changes of the
+// configuration and requests. In its end all faults are over, and time is left for what still waits.
+#pragma once
+
+#include "box/Random.h"
+#include "box/Script.h"
+#include "box/World.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace box {
+
+class RandomHistory final : public Script {
+public:
+    struct Settings {
+        std::uint64_t seed = 1;
+        Time end = kDay;  // of the faults
+        std::uint32_t eventsPerDay = 200;
+        std::uint32_t faults = 0;  // of Options.h
+        Time until = kNever;
+    };
+
+    // Also gives the world its mail servers and its first configuration.
+    RandomHistory(const Settings& settings, World& world);
+
+    Time next() const override { return next_; }
+    void step(Life& life) override;
+    std::uint64_t killAtCall() override;
+    void mailTaken(Life& life, const MailServer& server, const Mail& mail) override;
+    void logged(Life& life, const LogEntry& entry) override;
+    void encode(WireWriter& out) const override;
+    void decode(WireReader& in) override;
+
+    std::uint32_t events() const { return static_cast<std::uint32_t>(published_.size()); }
+    // What is wrong, "" when nothing is.
+    const std::string& problem() const { return problem_; }
+
+private:
+    struct Kind;
+    static const Kind kKinds[];
+    // What is known of one event.
+    struct Event {
+        std::uint8_t published = 0;
+        std::uint8_t mailed = 0;  // to the profile that takes all
+    };
+
+    void schedule(Time now);
+    void publish(Life& life, std::uint32_t event);
+    void publishNew(Life& life);
+    void repeat(Life& life);
+    void burst(Life& life);
+    void changeServer(Life& life);
+    void changeConfig(Life& life);
+    void request(Life& life);
+    void endLife(Life& life);
+    void calmDown(Life& life);
+    void fail(Life& life, const std::string& problem);
+
+    const Settings settings_;
+    Random chance_;
+    Time next_ = 0;
+    std::uint32_t phase_ = 0;  // 0: faults; 1: calm; 2: over
+    std::uint32_t kills_ = 0;  // so far; each may have doubled what was in flight
+    std::vector<Event> published_;
+    std::string problem_;
+};
+
+}  // namespace box

@@ -1,0 +1,32 @@
+// Histories run to their end and judged: one, or as many as a time allows.
+#pragma once
+
+#include "box/search/BoxDirectory.h"
+#include "box/search/Options.h"
+
+#include <cstdint>
+#include <string>
+
+namespace box {
+
+struct Report {
+    std::uint64_t seed = 0;
+    std::uint32_t lives = 0;
+    std::uint32_t events = 0;
+    std::uint64_t mails = 0;
+    std::uint64_t entries = 0;  // of the event log
+    std::uint64_t calls = 0;
+    std::uint64_t time = 0;  // virtual
+    std::uint64_t timeline = 0;
+    std::uint64_t files = 0;
+    std::string problem;  // "" when all held
+
+    std::string text() const;
+};
+
+Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory& directory);
+// Runs the histories of the options, several at once, and prints those that fail and how far it is. 0, or 1 when one
+// has failed.
+int search(const Options& options);
+
+}  // namespace box

@@ -1,0 +1,47 @@
+// Runs the daemon through random histories in virtual time: one to look at, many to look for failures.
+#include "box/Lives.h"
+#include "box/search/BoxDirectory.h"
+#include "box/search/Options.h"
+#include "box/search/RandomHistory.h"
+#include "box/search/Search.h"
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+int runAll(const box::Options& options) {
+    int status = 0;
+    for (std::uint32_t i = 0; i < options.runs; ++i) {
+        const box::BoxDirectory directory(options.directory);
+        const box::Report report = box::runHistory(options, options.seed + i, directory);
+        std::printf("%s\n", report.text().c_str());
+        status = report.problem.empty() ? status : kFailed;
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    box::Options options;
+    std::string problem;
+    if (!box::readOptions(argc, argv, options, problem)) {
+        std::fprintf(stderr, "orvBox: %s\n", problem.c_str());
+        return kWrongUsage;
+    }
+    if (options.help) {
+        std::fputs(box::usage().c_str(), stdout);
+        return 0;
+    }
+    try {
+        return options.minutes > 0 || options.jobs > 1 ? box::search(options) : runAll(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orvBox: %s\n", error.what());
+        return kWrongUsage;
+    }
+}

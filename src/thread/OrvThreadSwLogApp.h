@@ -1,0 +1,35 @@
+// A worker's request that the main thread write an entry to the event log.
+#pragma once
+
+#include "thread/OrvMesg.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+class Hsb_Component;
+
+class OrvThreadSwLogApp : public OrvToMainMesg {
+public:
+    static constexpr std::uint32_t kCode = 3;
+
+    // What app_log gets; its fourth and sixth arguments are always -1.
+    struct Entry {
+        std::uint32_t level = 0;
+        std::uint32_t id = 0;
+        int arg1 = -1;
+        int arg2 = -1;
+        std::uint32_t flags = 0;
+        Hsb_Component* component = nullptr;  // not owned
+        std::string text;
+    };
+
+    explicit OrvThreadSwLogApp(Entry entry) : OrvToMainMesg(kCode), entry_(std::move(entry)) {}
+
+    const Entry& entry() const { return entry_; }
+    // To be filled in while the request is its maker's.
+    Entry& entry() { return entry_; }
+
+private:
+    Entry entry_;
+};
