@@ -104,6 +104,15 @@ TEST_F(Road, mailsALogEventInFullText) {
               "\r\n");
 }
 
+TEST_F(Road, mailsNothingWithoutAnEvent) {
+    fillIdentity();
+    startReady();
+    switch_->tick();
+
+    EXPECT_EQ(primary_.connections(), 0u);
+    EXPECT_EQ(root_.list(kSendQueue), std::vector<std::string>{});
+}
+
 TEST_F(Road, mailsALogEventInTsc1) {
     addProfile({.name = "Support", .format = "Tsc1", .emails = {"tsc@example.com"}, .subject = "Event"});
     enableCallHome();

@@ -24,7 +24,7 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvDbg";
 constexpr char kNoDate[] = "?\?/?\?/????";
-constexpr std::size_t kMostParts = 4;
+constexpr std::size_t kMostParts = 4;  // of a message
 constexpr int kTruncate = O_TRUNC;
 constexpr int kAppend = O_APPEND;
 
@@ -111,8 +111,7 @@ long OrvDbg::trace(const char* module, const char* function, const char* format,
     return finishLine();
 }
 
-long OrvDbg::traceParts(const char* module, const char* function, std::string_view start, std::string_view big,
-                        std::string_view end) {
+long OrvDbg::traceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts) {
     if (silent_) {
         return -1;
     }
@@ -123,16 +122,22 @@ long OrvDbg::traceParts(const char* module, const char* function, std::string_vi
     }
     Line line;
     startLine(line, module, function);
-    // A printf text ends at its first NUL, so this one does too.
-    big = big.substr(0, big.find('\0'));
-    if (start.size() + big.size() + end.size() > line.room()) {
-        write({{line.text, line.length}, start, big, end});
+    std::string_view texts[kMostParts];
+    std::size_t count = 0;
+    std::size_t size = 0;
+    for (const std::string_view part : parts) {
+        texts[count] = part.substr(0, part.find('\0'));  // a printf text ends at its first NUL, so these do too
+        size += texts[count++].size();
+    }
+    const std::span<const std::string_view> message(texts, count);
+    if (size > line.room()) {
+        write(line, message);
     } else {
         // A copy costs less than the system's way through the parts.
-        line.append(start);
-        line.append(big);
-        line.append(end);
-        write({{line.text, line.length}});
+        for (const std::string_view text : message) {
+            line.append(text);
+        }
+        write(line);
     }
     return finishLine();
 }
@@ -207,29 +212,35 @@ void OrvDbg::writeMessage(Line& line, const char* format, std::va_list arguments
     const std::size_t length = static_cast<std::size_t>(std::max(result, 0));
     if (length < room) {
         line.length += length;
-        write({{line.text, line.length}});
+        write(line);
     } else {
         writeLongMessage(line, length, format, again);
     }
     va_end(again);
 }
 
-void OrvDbg::writeLongMessage(const Line& line, std::size_t length, const char* format, std::va_list arguments) {
+void OrvDbg::writeLongMessage(Line& line, std::size_t length, const char* format, std::va_list arguments) {
     const std::unique_ptr<char[]> message(new (std::nothrow) char[length + 1]);
     if (message == nullptr) {
-        write({{line.text, sizeof line.text - 1}});  // as much as there is
+        line.length = sizeof line.text - 1;
+        write(line);  // as much as there is
         return;
     }
     std::vsnprintf(message.get(), length + 1, format, arguments);
-    write({{line.text, line.length}, {message.get(), length}});
+    const std::string_view text(message.get(), length);
+    write(line, {&text, 1});
 }
 
-void OrvDbg::write(std::initializer_list<std::string_view> parts) {
-    iovec vectors[kMostParts];
+void OrvDbg::write(const Line& line, std::span<const std::string_view> more) {
+    iovec vectors[1 + kMostParts];
     std::size_t count = 0;
-    for (const std::string_view part : parts) {
+    const auto add = [&](std::string_view part) {
         vectors[count++] = {const_cast<char*>(part.data()), part.size()};
         bytesWritten_ += static_cast<std::uint32_t>(part.size());
+    };
+    add({line.text, line.length});
+    for (const std::string_view part : more) {
+        add(part);
     }
     writeAll(file_.get(), vectors, count);
 }
@@ -272,8 +283,8 @@ void OrvDbg::sayFarewell(const char* function) {
     if (file_) {
         Line line;
         startLine(line, kTraceModule, function);
-        write({{line.text, line.length},
-               "Rotation of logs for orvApp failed!\nShutting down logging for orvApp!\nGoodbye!"});
+        line.append("Rotation of logs for orvApp failed!\nShutting down logging for orvApp!\nGoodbye!");
+        write(line);
         fallSilent();
     }
 }
@@ -302,8 +313,7 @@ long orvTrace(const char* module, const char* function, const char* format, ...)
     return bytes;
 }
 
-long orvTraceParts(const char* module, const char* function, std::string_view start, std::string_view big,
-                   std::string_view end) {
+long orvTraceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts) {
     OrvDbg* const logger = OrvDbg::ofThread();
-    return logger == nullptr ? -1 : logger->traceParts(module, function, start, big, end);
+    return logger == nullptr ? -1 : logger->traceParts(module, function, parts);
 }

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -32,9 +33,8 @@ public:
     // Writes one line, any length. Returns the bytes in the current file after the write, -1 when silent. Any thread.
     __attribute__((format(printf, 4, 0))) long trace(const char* module, const char* function, const char* format,
                                                      std::va_list arguments);
-    // The same with a message in three parts, none of which is copied: for texts of a mail's size.
-    long traceParts(const char* module, const char* function, std::string_view start, std::string_view big,
-                    std::string_view end);
+    // The same with a message in at most four parts, not copied when they are long: for texts of a mail's size.
+    long traceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts);
 
     // Creates the key on first use. 0, or -1 when there is none to be had.
     [[nodiscard]] static int createKey();
@@ -60,10 +60,9 @@ private:
     void composePrefix(std::int64_t second) ORV_REQUIRES(mutex_);
     __attribute__((format(printf, 3, 0))) void writeMessage(Line& line, const char* format, std::va_list arguments)
         ORV_REQUIRES(mutex_);
-    __attribute__((format(printf, 4, 0))) void writeLongMessage(const Line& line, std::size_t length,
-                                                                const char* format, std::va_list arguments)
-        ORV_REQUIRES(mutex_);
-    void write(std::initializer_list<std::string_view> parts) ORV_REQUIRES(mutex_);
+    __attribute__((format(printf, 4, 0))) void writeLongMessage(Line& line, std::size_t length, const char* format,
+                                                                std::va_list arguments) ORV_REQUIRES(mutex_);
+    void write(const Line& line, std::span<const std::string_view> more = {}) ORV_REQUIRES(mutex_);
     long finishLine() ORV_REQUIRES(mutex_);
     int Rotate() ORV_REQUIRES(mutex_);
     int shiftGenerations() const;
@@ -88,9 +87,8 @@ private:
 
 // Traces through the calling thread's logger; -1 when it has none.
 __attribute__((format(printf, 3, 4))) long orvTrace(const char* module, const char* function, const char* format, ...);
-// Traces start + big + end as one message, without copying it.
-long orvTraceParts(const char* module, const char* function, std::string_view start, std::string_view big,
-                   std::string_view end);
+// Traces at most four parts as one message, without copying long ones.
+long orvTraceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts);
 
 // Opens a trace line with the module and the calling function's name. Each source file that traces names its
 // module: static constexpr char kTraceModule[] = "OrvApp";

@@ -18,7 +18,7 @@ TEST_F(OrvDbgWithoutKey, saysSoAndTracesNothing) {
     EXPECT_EQ(OrvDbg::setOfThread(&logger), -1);
     EXPECT_EQ(OrvDbg::ofThread(), nullptr);
     EXPECT_EQ(orvTrace("A", "b", "x\n"), -1);
-    EXPECT_EQ(orvTraceParts("A", "b", "x", "y", "\n"), -1);
+    EXPECT_EQ(orvTraceParts("A", "b", {"x", "y", "\n"}), -1);
     EXPECT_EQ(file("orv.out.Main"), "");
 }
 

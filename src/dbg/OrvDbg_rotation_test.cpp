@@ -106,7 +106,7 @@ TEST_F(OrvDbgRotation, keepsFiveGenerationsAndOverwritesTheOldest) {
 TEST_F(OrvDbgRotation, rotatesAfterALineInPartsToo) {
     OrvDbg logger("t");
 
-    logger.traceParts("A", "b", "{", std::string(kLimit, 'p'), "}\n");
+    logger.traceParts("A", "b", {"{", std::string(kLimit, 'p'), "}\n"});
 
     EXPECT_EQ(file("t.1"), prefix("A", "b") + "{" + std::string(kLimit, 'p') + "}\n");
     EXPECT_EQ(file("t"), "");
@@ -344,7 +344,7 @@ TEST_P(OrvDbgRotationMeanwhile, refusesALineThatWaitedForARotationThatFailed) {
             return 0;
         }
         other = std::jthread([&] {
-            reached = GetParam() ? logger.traceParts("A", "b", "{", "meanwhile", "}\n")
+            reached = GetParam() ? logger.traceParts("A", "b", {"{", "meanwhile", "}\n"})
                                  : trace(logger, "A", "b", "meanwhile\n");
         });
         while (!waits) {

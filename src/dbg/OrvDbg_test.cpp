@@ -186,25 +186,28 @@ TEST_F(OrvDbgTest, writesTheSameBytesInParts) {
     OrvDbg parts("parts");
 
     const long wholeBytes = trace(whole, "OrvSMTPClient", "send", "SMTP Send (incl CRLF) {%s}\n", big.c_str());
-    const long partsBytes = parts.traceParts("OrvSMTPClient", "send", "SMTP Send (incl CRLF) {", big, "}\n");
+    const long partsBytes = parts.traceParts("OrvSMTPClient", "send", {"SMTP Send (incl CRLF) {", big, "}\n"});
 
     EXPECT_EQ(file("parts.1"), file("whole.1"));
     EXPECT_EQ(partsBytes, wholeBytes);
 }
 
-TEST_F(OrvDbgTest, endsTheBigPartAtItsFirstNulAsPrintfDoes) {
+TEST_F(OrvDbgTest, endsPartsAtTheirFirstNulAsPrintfDoes) {
     OrvDbg logger("parts");
 
-    logger.traceParts("A", "b", "{", std::string_view("be\0hind", 7), "}\n");
+    logger.traceParts("A", "b", {"{", std::string_view("be\0hind", 7), "}\n"});
 
-    EXPECT_EQ(file("parts"), prefix("A", "b") + "{be}\n");
+    const std::string big = std::string(2000, 'b') + '\0' + std::string(2000, 'h');
+    logger.traceParts("A", "b", {"{", big, "", "}\n"});
+
+    EXPECT_EQ(file("parts"), prefix("A", "b") + "{be}\n" + prefix("A", "b") + "{" + big.substr(0, 2000) + "}\n");
 }
 
 TEST_F(OrvDbgTest, writesEmptyParts) {
     OrvDbg logger("parts");
 
-    logger.traceParts("A", "b", "", "", "");
-    logger.traceParts("A", "b", "", "", "}\n");
+    logger.traceParts("A", "b", {"", "", ""});
+    logger.traceParts("A", "b", {"", "", "}\n"});
 
     EXPECT_EQ(file("parts"), prefix("A", "b") + prefix("A", "b") + "}\n");
 }
@@ -216,9 +219,9 @@ TEST_F(OrvDbgTest, goesOnAfterInterruptedAndShortWrites) {
     const OnCall writing("", "parts",
                          [&calls](const CallFaults::Made&) { return ++calls % 2 == 1 ? EINTR : CallFaults::kShort; });
 
-    logger.traceParts("A", "b", "start ", "", "");
+    logger.traceParts("A", "b", {"start ", "", ""});
     trace(logger, "A", "b", "%s\n", "message");
-    logger.traceParts("A", "b", "{", big, "}\n");
+    logger.traceParts("A", "b", {"{", big, "}\n"});
 
     EXPECT_EQ(file("parts"),
               prefix("A", "b") + "start " + prefix("A", "b") + "message\n" + prefix("A", "b") + "{" + big + "}\n");
@@ -231,7 +234,7 @@ TEST_F(OrvDbgTest, writesPartsOfEveryLengthInOneCall) {
         const std::string text(length, 'x');
         const CountedCalls calls("parts");
 
-        const long bytes = logger.traceParts("A", "b", "{", text, "}\n");
+        const long bytes = logger.traceParts("A", "b", {"{", text, "}\n"});
 
         EXPECT_EQ(calls.calls(), 1u);
         ASSERT_EQ(file("parts"), prefix("A", "b") + "{" + text + "}\n");
@@ -257,7 +260,7 @@ TEST_F(OrvDbgTest, leavesErrnoAsItWas) {
 
     trace(logger, "A", "b", "%s\n", "x");
     EXPECT_EQ(errno, ECONNREFUSED);
-    logger.traceParts("A", "b", "", "x", "\n");
+    logger.traceParts("A", "b", {"", "x", "\n"});
 
     EXPECT_EQ(errno, ECONNREFUSED);
 }
@@ -267,7 +270,7 @@ TEST_F(OrvDbgTest, isSilentWhenItsFileCannotBeOpened) {
     OrvDbg logger("orv.out.Main");
 
     EXPECT_EQ(trace(logger, "A", "b", "x\n"), -1);
-    EXPECT_EQ(logger.traceParts("A", "b", "x", "y", "z"), -1);
+    EXPECT_EQ(logger.traceParts("A", "b", {"x", "y", "z"}), -1);
     EXPECT_FALSE(exists(""));
 }
 
@@ -314,7 +317,7 @@ TEST_F(OrvDbgTest, tracesThroughTheLoggerOfTheThread) {
     const ThreadLogger logger("orv.out.Main");
 
     const long bytes = ORV_TRACE("Entry\n");
-    const long more = orvTraceParts("OrvSMTPClient", "send", "{", "big", "}\n");
+    const long more = orvTraceParts("OrvSMTPClient", "send", {"{", "big", "}\n"});
 
     const std::string first = prefix("OrvApp", __func__) + "Entry\n";
     EXPECT_EQ(file("orv.out.Main"), first + prefix("OrvSMTPClient", "send") + "{big}\n");
@@ -329,7 +332,7 @@ TEST_F(OrvDbgTest, tracesNothingOnAThreadWithoutLogger) {
 
     std::thread([&] {
         formatted = ORV_TRACE("Entry\n");
-        parts = orvTraceParts("A", "b", "", "big", "\n");
+        parts = orvTraceParts("A", "b", {"", "big", "\n"});
     }).join();
 
     EXPECT_EQ(formatted, -1);

@@ -70,7 +70,8 @@ std::size_t takeWidth(const char*& format) {
 // False when it takes more than this.
 __attribute__((format(printf, 2, 0))) bool fill(Filler& line, const char* format, std::va_list arguments) {
     while (*format != '\0') {
-        const std::size_t plain = std::strcspn(format, "%");
+        const char* const next = std::strchr(format, '%');
+        const std::size_t plain = next == nullptr ? std::strlen(format) : static_cast<std::size_t>(next - format);
         if (!line.add({format, plain})) {
             return false;
         }

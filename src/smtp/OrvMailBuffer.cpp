@@ -30,7 +30,7 @@ void OrvMailBuffer::addLabelData(OrvMailLabel label, std::string_view value, Emp
         text_.resize(limit_, ' ');
         return;
     }
-    orvTraceParts(kTraceModule, __func__, std::string("Adding to buffer: ").append(label.text), value, " CRLF\n");
+    orvTraceParts(kTraceModule, __func__, {"Adding to buffer: ", label.text, value, " CRLF\n"});
     text_.append(label.text).append(value).append(kLineEnd);
 }
 

@@ -101,7 +101,7 @@ int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::
 }
 
 int OrvSMTPClient::sendRequest(std::string_view request) {
-    orvTraceParts(kTraceModule, __func__, "SMTP Send (incl CRLF) {", request, "}\n");
+    orvTraceParts(kTraceModule, __func__, {"SMTP Send (incl CRLF) {", request, "}\n"});
     std::size_t length = request.size();
     while (!request.empty()) {
         const ssize_t sent = connection_.send(request);

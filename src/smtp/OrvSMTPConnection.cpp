@@ -16,6 +16,8 @@ namespace {
 
 // A command line, which the system takes at once. Longer ones may have to wait.
 constexpr std::size_t kLine = 1024;
+// Hardly a reply takes longer, and no step is given less: set once, it serves a whole dialogue.
+constexpr std::chrono::seconds kUsualWait(5);
 
 constexpr std::array<const char*, 14> kErrorNames{
     "Okay",
@@ -212,7 +214,7 @@ ssize_t OrvSMTPConnection::sendWithin(std::string_view bytes) {
             return sent;
         }
     }
-    bound(sendLimit_);
+    bound(sendLimit_, limit_);
     return system_.send(socket_.get(), bytes.data(), bytes.size(), OrvSMTPSystem::Waiting::kAllowed);
 }
 
@@ -220,12 +222,7 @@ int OrvSMTPConnection::receive() {
     if (!socket_) {
         return lose(ENOTCONN);
     }
-    bound(receiveLimit_);
-    ssize_t got = -1;
-    do {
-        errno = 0;  // a connection closed in order has no error: its text is then the one for success
-        got = system_.receive(socket_.get(), received_.data(), received_.size() - 1);
-    } while (got < 0 && errno == EINTR);
+    const ssize_t got = receiveWithin();
     if (got <= 0) {
         return lose(errno);
     }
@@ -233,10 +230,31 @@ int OrvSMTPConnection::receive() {
     return 0;
 }
 
-void OrvSMTPConnection::bound(SetLimit& set) {
-    if (set.limit != limit_) {
-        set.limit = limit_;
-        system_.bound(socket_.get(), set.option, limit_);
+// Only who takes longer than usual is waited for in two parts.
+ssize_t OrvSMTPConnection::receiveWithin() {
+    const Limit usual = std::min<Limit>(limit_, kUsualWait);
+    bound(receiveLimit_, usual);
+    const ssize_t got = receiveOnce();
+    if (got >= 0 || !isPassedLimit(errno) || limit_ == usual) {
+        return got;
+    }
+    bound(receiveLimit_, limit_ - usual);
+    return receiveOnce();
+}
+
+ssize_t OrvSMTPConnection::receiveOnce() {
+    ssize_t got = -1;
+    do {
+        errno = 0;  // a connection closed in order has no error: its text is then the one for success
+        got = system_.receive(socket_.get(), received_.data(), received_.size() - 1);
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+void OrvSMTPConnection::bound(SetLimit& set, Limit limit) {
+    if (set.limit != limit) {
+        set.limit = limit;
+        system_.bound(socket_.get(), set.option, limit);
     }
 }
 

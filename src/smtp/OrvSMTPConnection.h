@@ -78,7 +78,9 @@ private:
     int openConnection(const sockaddr_storage& server, socklen_t length, Limit limit);
     int awaitConnection(Limit limit) const;
     ssize_t sendWithin(std::string_view bytes);
-    void bound(SetLimit& set);
+    ssize_t receiveWithin();
+    ssize_t receiveOnce();
+    void bound(SetLimit& set, Limit limit);
     int lose(int error);
 
     OrvSMTPSystem& system_;

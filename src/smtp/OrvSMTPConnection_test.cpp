@@ -171,16 +171,35 @@ TEST_F(OrvSMTPConnectionTest, givesUpOnAConnectThatIsNeverAnswered) {
 
 TEST_F(OrvSMTPConnectionTest, setsALimitWhenAStepHasToWaitAndOnlyIfItIsAnotherThanBefore) {
     ASSERT_EQ(connect(server_.address(), server_.port(), SmtpAddrMode::kIPv4), 0);
-    connection_.limitSteps(std::chrono::seconds(7));
+    connection_.limitSteps(std::chrono::seconds(300));
 
     EXPECT_EQ(connection_.receive(), 0);  // the greeting: before it a reply might come with it
     EXPECT_EQ(system_.limitsSet, 1u);
+    connection_.limitSteps(std::chrono::seconds(7));
     EXPECT_EQ(connection_.send("NOOP\r\n"), 6);
     EXPECT_EQ(connection_.receive(), 0);
     EXPECT_EQ(system_.limitsSet, 1u);
     EXPECT_EQ(connection_.send(std::string(2000, 'x')), 2000);
     EXPECT_EQ(connection_.send(std::string(2000, 'x')), 2000);
     EXPECT_EQ(system_.limitsSet, 2u);
+}
+
+TEST_F(OrvSMTPConnectionTest, waitsForALateReplyTheRestOfItsLimitAndForTheNextAsUsual) {
+    ASSERT_EQ(connect(server_.address(), server_.port(), SmtpAddrMode::kIPv4), 0);
+    connection_.limitSteps(std::chrono::seconds(300));
+    system_.receiveErrors = {EINTR, EAGAIN, EINTR};
+
+    EXPECT_EQ(connection_.receive(), 0);
+    EXPECT_EQ(system_.limitsSet, 2u);
+    EXPECT_FALSE(connection_.limitPassed());
+    EXPECT_EQ(connection_.send("NOOP\r\n"), 6);
+    system_.muteSince = "";
+
+    EXPECT_EQ(connection_.receive(), -1);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_EQ(system_.held, std::chrono::seconds(300));
+    EXPECT_EQ(system_.limitsSet, 4u);
+    EXPECT_TRUE(connection_.limitPassed());
 }
 
 TEST_F(OrvSMTPConnectionTest, isLostWithTheLimitThatPasses) {

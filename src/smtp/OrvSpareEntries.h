@@ -3,7 +3,7 @@
 #pragma once
 
 #include "catalogue/OrvLogEntry.h"
-#include "thread/OrvThreadSwLogApp.h"
+#include "thread/OrvMesg.h"
 
 #include <cstddef>
 #include <memory>

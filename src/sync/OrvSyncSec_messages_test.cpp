@@ -3,7 +3,7 @@
 #include "sync/OrvSyncSec.h"
 #include "testing/dbg/RecordedEventLog.h"
 #include "testing/sync/SyncFixture.h"
-#include "thread/OrvThreadSwLogApp.h"
+#include "thread/OrvMesg.h"
 
 #include <chrono>
 #include <filesystem>

@@ -6,13 +6,46 @@
 #pragma once
 
 #include "base/OrvMutex.h"
-#include "thread/MtMessage.h"
 
 #include <cstdint>
 #include <memory>
 #include <utility>
 
 namespace Mt {
+
+template <typename T>
+class Queue;
+
+// What can stand in a queue.
+class QueueElement {
+public:
+    QueueElement() = default;
+    virtual ~QueueElement() = default;
+    QueueElement(const QueueElement&) = delete;
+    QueueElement& operator=(const QueueElement&) = delete;
+
+private:
+    template <typename T>
+    friend class Queue;
+    QueueElement* next_ = nullptr;  // null outside a queue
+};
+
+// What kind it is, and the number its queue gave it. One thread at a time.
+class Message : public QueueElement {
+public:
+    explicit Message(std::uint32_t code) : code_(code) {}
+
+    // The kind, within its direction.
+    std::uint32_t code() const { return code_; }
+    // 0 until pushed.
+    std::uint32_t sequence() const { return sequence_; }
+
+private:
+    template <typename T>
+    friend class Queue;
+    const std::uint32_t code_;
+    std::uint32_t sequence_ = 0;
+};
 
 // T: a Message.
 template <typename T>

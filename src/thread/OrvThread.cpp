@@ -5,7 +5,7 @@
 #include "base/OrvTell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
-#include "thread/OrvThreadSwLogApp.h"
+#include "dbg/OrvGuard.h"
 
 #include <pthread.h>
 #include <sys/resource.h>
@@ -50,6 +50,17 @@ void deleteLoggerOfThread() {
 }
 
 }  // namespace
+
+void OrvThreadMesgQ::process(OrvToThreadMesg* mesg) {
+    owner_.handleThreadMesg(mesg);
+}
+
+void OrvMainMesgQ::process(OrvToMainMesg* mesg) {
+    orvGuarded("OrvMainMesgQ::process", [this, mesg] {
+        owner_.handleMainMesg(mesg);
+        return 0;
+    });
+}
 
 OrvThread::OrvThread(int priority, const char* loggerName)
     : priority_(priority),

@@ -8,9 +8,8 @@
 #include "Mt/Threadable.h"
 #include "base/OrvMutex.h"
 #include "dbg/OrvEventLog.h"
-#include "thread/OrvMainMesgQ.h"
+#include "thread/MtEventQueue.h"
 #include "thread/OrvMesg.h"
-#include "thread/OrvThreadMesgQ.h"
 
 #include <atomic>
 #include <cstddef>
@@ -20,6 +19,34 @@
 #include <type_traits>
 
 class Hsb_Component;
+
+class OrvThread;
+
+// From the main thread to one worker thread: delivers to the worker object's handleThreadMesg, on the worker.
+class OrvThreadMesgQ final : public Mt::EventQueue<OrvToThreadMesg> {
+public:
+    // The owner outlives the queue. Throws a text, see Mt::EventQueue.
+    OrvThreadMesgQ(OrvThread& owner, Dispatcher& dispatcher) : EventQueue(dispatcher), owner_(owner) {}
+
+    // An exception goes on through the thread's loop to its body.
+    void process(OrvToThreadMesg* mesg) override;
+
+private:
+    OrvThread& owner_;
+};
+
+// From one worker thread to the main thread: delivers to the worker object's handleMainMesg, on the main thread.
+class OrvMainMesgQ final : public Mt::EventQueue<OrvToMainMesg> {
+public:
+    // The owner outlives the queue. Throws a text, see Mt::EventQueue.
+    OrvMainMesgQ(OrvThread& owner, Dispatcher& dispatcher) : EventQueue(dispatcher), owner_(owner) {}
+
+    // An exception is reported, and the message dropped.
+    void process(OrvToMainMesg* mesg) override;
+
+private:
+    OrvThread& owner_;
+};
 
 class OrvThread : public Mt::Threadable {
 public:

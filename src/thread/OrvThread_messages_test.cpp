@@ -1,8 +1,8 @@
 #include "Hsb_Component.h"
 #include "testing/FailingCalls.h"
 #include "testing/thread/WorkerFixture.h"
+#include "thread/OrvMesg.h"
 #include "thread/OrvThread.h"
-#include "thread/OrvThreadSwLogApp.h"
 
 #include <pthread.h>
 
