@@ -17,7 +17,7 @@ import subprocess
 import sys
 import time
 
-from real_stack import BIN, SERVED, Stack, cpu_us, figures, pss_kib, wait_until
+from real_stack import BIN, SERVED, Stack, cpu_us, figures, memory_kib, pss_kib, wait_until
 
 MAILS = 200
 
@@ -187,8 +187,10 @@ def measure_memory(stack):
     peer = stack.spawn([BIN / "bus_peer", "idle", stack.environment["HSB_BUS"]], stdout=subprocess.PIPE, text=True)
     peer.stdout.readline()
     idle, bare = pss_kib(stack.daemon.pid), pss_kib(peer.pid)
+    dirty, bare_dirty = (memory_kib(pid, "Private_Dirty") for pid in (stack.daemon.pid, peer.pid))
     report("PSS idle, KiB", idle, f"idle bus client {bare}")
     report("  against the idle bus client", f"{idle / bare:.2f}", "at most 1.5")
+    report("private dirty memory idle, KiB", dirty, f"idle bus client {bare_dirty}; below 512")
     stack.fresh_sink()
     stack.sink.hold()
     stack.publish(100)

@@ -40,12 +40,17 @@ def cpu_us(pid):
     return total / 1000
 
 
+def memory_kib(pid, what):
+    """Pss, Private_Dirty or another sum over all that a process has mapped, in KiB."""
+    for line in pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines():
+        if line.startswith(what + ":"):
+            return int(line.split()[1])
+    raise RuntimeError(f"no {what} of process {pid}")
+
+
 def pss_kib(pid):
     """Proportional set size in KiB."""
-    for line in pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines():
-        if line.startswith("Pss:"):
-            return int(line.split()[1])
-    raise RuntimeError(f"no Pss of process {pid}")
+    return memory_kib(pid, "Pss")
 
 
 def figures(text):
