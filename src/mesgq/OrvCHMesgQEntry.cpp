@@ -1,5 +1,3 @@
-#include "mesgq/OrvEntryIndex.h"
-
 #include "mesgq/OrvCHMesgQEntry.h"
 
 #include <algorithm>

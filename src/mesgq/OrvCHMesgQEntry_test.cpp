@@ -1,6 +1,5 @@
-#include "mesgq/OrvEntryIndex.h"
-
 #include "mesgq/OrvCHMesgQEntry.h"
+
 #include "testing/FailingCalls.h"
 
 #include <gmock/gmock.h>
