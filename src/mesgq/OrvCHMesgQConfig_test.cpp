@@ -2,13 +2,21 @@
 #include "platform/wire/DsWire.h"
 #include "testing/mesgq/MesgQTest.h"
 
+#include <sstream>
+
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// Without a queue.
 class OrvCHMesgQConfigTest : public MesgQTest {
 protected:
+    OrvCHMesgQConfigTest() {
+        component_.onBulk = [this](const DsBulkReply& reply) {
+            EXPECT_EQ(config_.processConfigBulk(reply.entries, reply.statuses), 0);
+        };
+    }
     struct Answered {
         std::string name;
         std::string value;
@@ -21,24 +29,25 @@ protected:
             entries.push_back({each.name, dsClient::TYPE_STRING, each.value});
             statuses.push_back(each.status);
         }
-        EXPECT_EQ(queue_->processConfigBulk(entries, statuses), 0);
+        EXPECT_EQ(config_.processConfigBulk(entries, statuses), 0);
     }
-    // "throttle period space files discard" as the probe shows them.
-    std::string settings() {
-        takeTrace();
-        queue_->probe();
-        const std::string text = takeTrace().at(1);
-        std::string found;
-        for (const char* label : {"throttleDuplicates              = ", "throttleDuplicatesPeriod        = ",
-                                  "spaceAllowed                    = ", "files allowed (send queue)      = ",
-                                  "discardPeriod                   = "}) {
-            const std::size_t start = text.find(label) + std::string(label).size();
-            found += text.substr(start, text.find_first_of(" \n", start) - start) + " ";
+    // "throttle period space files discard", -1 where there is no limit.
+    std::string settings() const {
+        const OrvCHQuotas& quotas = config_.quotas();
+        std::ostringstream text;
+        text << std::boolalpha << quotas.throttleDuplicates << ' ';
+        for (const std::uint32_t number :
+             {quotas.throttleDuplicatesPeriod, quotas.spaceAllowed, quotas.filesAllowed, quotas.discardPeriod}) {
+            text << static_cast<std::int32_t>(number) << ' ';
         }
-        return found;
+        return text.str();
     }
     static constexpr char kDefaults[] = "true 15 5120000 100 86400 ";
+
+    OrvCHMesgQConfig config_{component_.ds(), controller_};
 };
+
+using OrvCHMesgQOpening = MesgQTest;
 
 TEST_F(OrvCHMesgQConfigTest, hasNoLimitsBeforeTheFirstAnswer) {
     EXPECT_EQ(settings(), "true 15 -1 -1 -1 ");
@@ -57,13 +66,12 @@ TEST_F(OrvCHMesgQConfigTest, asksForTheFiveAttributesInOneRequest) {
         }
     });
 
-    EXPECT_EQ(queue_->readConfig(), 0);
+    EXPECT_EQ(config_.readConfig(), 0);
 
     EXPECT_THAT(asked, ElementsAre("Global.Callhome.ThrottleDupsEnable", "Global.Callhome.ThrottleDupsPeriod",
                                    "Global.Callhome.DiscardPeriod", "Global.Callhome.FileSystemSpaceAllowed",
                                    "Global.Callhome.FilesAllowed"));
-    EXPECT_EQ(takeTrace(), (Texts{"readConfig: Entry\n", "readConfig: request 5 attributes in a bulk request\n",
-                                  "flushDuplicateQueue: Entry\n"}));
+    EXPECT_EQ(takeTrace(), (Texts{"readConfig: Entry\n", "readConfig: request 5 attributes in a bulk request\n"}));
     EXPECT_THAT(controller_.settled, IsEmpty()) << "settled by the answer only";
     switch_.bus().observe(nullptr);
     EXPECT_EQ(takeLog(), (Log{{31, "build request for Global.Callhome.ThrottleDupsEnable"},
@@ -79,7 +87,7 @@ TEST_F(OrvCHMesgQConfigTest, settlesAtOnceWhenTheRequestCannotBeSent) {
     takeTrace();
     switch_.bus().refuse(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_GET));
 
-    EXPECT_EQ(queue_->readConfig(), -1);
+    EXPECT_EQ(config_.readConfig(), -1);
 
     EXPECT_THAT(controller_.settled, ElementsAre(4u));
     EXPECT_EQ(takeLog().back(), (std::pair<int, std::string>{15, "Error requesting Message Queue Config from DS"}));
@@ -88,7 +96,7 @@ TEST_F(OrvCHMesgQConfigTest, settlesAtOnceWhenTheRequestCannotBeSent) {
     EXPECT_EQ(settings(), "true 15 -1 -1 -1 ") << "the constructor's values stay";
 }
 
-TEST_F(OrvCHMesgQConfigTest, neverOpensWithoutAnAnswer) {
+TEST_F(OrvCHMesgQOpening, neverOpensWithoutAnAnswer) {
     switch_.bus().refuse(LoopbackBus::messages(MessageFormat::DS, DsCode::BULK_GET), 1);
     EXPECT_EQ(queue_->readConfig(), -1);
     queue_->setMonitorReady();
@@ -100,7 +108,7 @@ TEST_F(OrvCHMesgQConfigTest, neverOpensWithoutAnAnswer) {
     EXPECT_TRUE(queue_->openForBusiness());
 }
 
-TEST_F(OrvCHMesgQConfigTest, flushesTheDuplicateQueueWithEveryRequestThatWasSent) {
+TEST_F(OrvCHMesgQOpening, flushesTheDuplicateQueueWithEveryRequestThatWasSent) {
     open();
     park("one");
     ASSERT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), Texts{"one"});
@@ -225,12 +233,12 @@ TEST_F(OrvCHMesgQConfigTest, treatsAMissingStatusAsBad) {
     takeLog();
     const std::vector<DsEntry> entries = {{"DiscardPeriod", 1, "5"}, {"FilesAllowed", 1, "6"}};
     const std::vector<std::int32_t> statuses = {0};
-    EXPECT_EQ(queue_->processConfigBulk(entries, statuses), 0);
+    EXPECT_EQ(config_.processConfigBulk(entries, statuses), 0);
     EXPECT_EQ(settings(), "true 15 5120000 100 5 ");
     EXPECT_EQ(takeLog(), (Log{{15, "Error getting Message Queue Config from DS - bad status array[1]"}}));
 }
 
-TEST_F(OrvCHMesgQConfigTest, opensOnlyWithAnswerAndMonitor) {
+TEST_F(OrvCHMesgQOpening, opensOnlyWithAnswerAndMonitor) {
     queue_->setMonitorReady();
     chores(2);
     EXPECT_FALSE(queue_->openForBusiness());
