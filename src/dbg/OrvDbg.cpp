@@ -232,15 +232,12 @@ void OrvDbg::writeLongMessage(Line& line, std::size_t length, const char* format
 }
 
 void OrvDbg::write(const Line& line, std::span<const std::string_view> more) {
-    iovec vectors[1 + kMostParts];
-    std::size_t count = 0;
-    const auto add = [&](std::string_view part) {
+    iovec vectors[1 + kMostParts] = {{const_cast<char*>(line.text), line.length}};
+    std::size_t count = 1;
+    bytesWritten_ += static_cast<std::uint32_t>(line.length);
+    for (const std::string_view part : more) {
         vectors[count++] = {const_cast<char*>(part.data()), part.size()};
         bytesWritten_ += static_cast<std::uint32_t>(part.size());
-    };
-    add({line.text, line.length});
-    for (const std::string_view part : more) {
-        add(part);
     }
     writeAll(file_.get(), vectors, count);
 }

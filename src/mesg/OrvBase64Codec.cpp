@@ -36,7 +36,7 @@ constexpr PairTable kPairs = makePairs();
 constexpr std::array<std::uint8_t, 256> kDigits = makeDigits();
 
 inline void encodeGroup(const unsigned char* bytes, unsigned char* text) {
-    const unsigned word = bytes[0] << 16 | bytes[1] << 8 | bytes[2];
+    const unsigned word = unsigned{bytes[0]} << 16 | unsigned{bytes[1]} << 8 | bytes[2];
     std::memcpy(text, kPairs[word >> 12].data(), 2);
     std::memcpy(text + 2, kPairs[word & 0xFFF].data(), 2);
 }
