@@ -90,13 +90,14 @@ private:
     std::array<nfds_t, kMost> places_{};
 };
 
-Box::Box(const Settings& settings, Timeline& timeline, Network& network, Ended ended)
+Box::Box(const Settings& settings, Timeline& timeline, Network& network, Ended ended, MainWaits mainWaits)
     : settings_(settings),
       timeline_(timeline),
       network_(network),
       ended_(std::move(ended)),
       chance_(settings.chance),
-      threads_(chance_.branch(), settings.now, [this](const std::string& why) { end(LifeEnd::kStuck, 1, why); }),
+      threads_(chance_.branch(), settings.now,
+               {[this](const std::string& why) { end(LifeEnd::kStuck, 1, why); }, std::move(mainWaits)}),
       commands_(settings.root) {
     threads_.begin();
     active_ = this;

@@ -43,10 +43,11 @@ public:
         std::uint64_t killAtCall = 0;  // 0: never
     };
     using Ended = std::function<void(LifeEnd how, int status, const std::string& why)>;
+    using MainWaits = std::function<void(const char* call)>;
 
     // The calling thread becomes the main thread. ended: told of the end, in whichever thread it comes; when it
-    // returns, the process is gone.
-    Box(const Settings& settings, Timeline& timeline, Network& network, Ended ended);
+    // returns, the process is gone. mainWaits: told when time moves while the main thread waits in a call.
+    Box(const Settings& settings, Timeline& timeline, Network& network, Ended ended, MainWaits mainWaits);
     ~Box();
     Box(const Box&) = delete;
     Box& operator=(const Box&) = delete;

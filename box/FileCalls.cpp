@@ -14,6 +14,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 
 namespace box {
 
@@ -28,11 +29,18 @@ int begin(const char* name) {
     return box == nullptr ? 0 : box->call(name);
 }
 
+// What holds a NUL is words, in the order of bytes that this machine has.
+void takeText(Box& box, std::string_view bytes) {
+    if (bytes.find('\0') == std::string_view::npos) {
+        box.timeline().take(bytes);
+    }
+}
+
 // One byte goes to a pipe.
 void wrote(int file, const void* bytes, ssize_t size) {
     Box* const box = Box::ofCaller();
     if (box != nullptr && size > 0) {
-        box->timeline().take({static_cast<const char*>(bytes), static_cast<std::size_t>(size)});
+        takeText(*box, {static_cast<const char*>(bytes), static_cast<std::size_t>(size)});
         box->touched();
         if (size > 1) {
             box->stamp(file);
@@ -97,7 +105,7 @@ ssize_t fileWritePieces(int file, const iovec* parts, int count) {
     const ssize_t written = fileWritePiecesReally()(file, parts, count);
     // Traces: nobody lists them by time.
     for (int i = 0; box != nullptr && i < count; ++i) {
-        box->timeline().take({static_cast<const char*>(parts[i].iov_base), parts[i].iov_len});
+        takeText(*box, {static_cast<const char*>(parts[i].iov_base), parts[i].iov_len});
     }
     return written;
 }

@@ -94,8 +94,10 @@ Life::Life(World& world, Script& script, const std::string& root, Report report)
                     world_.timeline.take(mail.text);
                     script_.mailTaken(*this, server, mail);
                 }}),
-      box_(settingsOf(world, script, root), world.timeline, network_,
-           [this](LifeEnd how, int status, const std::string& why) { end(how, status, why); }) {
+      box_(
+          settingsOf(world, script, root), world.timeline, network_,
+          [this](LifeEnd how, int status, const std::string& why) { end(how, status, why); },
+          [this](const char* call) { script_.mainWaits(*this, call); }) {
     keepCalls();
     setHostRoot(root);
     box_.tell("life", std::to_string(world.lives) + " begins");
@@ -156,6 +158,7 @@ void Life::end(LifeEnd how, int status, const std::string& why) {
     world_.now = box_.now();
     world_.networkChance = network_.randomState();
     world_.calls += box_.calls();
+    world_.troubles += network_.troubles;
     world_.servers = network_.servers();
     world_.attributes.clear();
     world_.log.clear();

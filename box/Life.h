@@ -34,6 +34,7 @@ public:
 
     // --- For the script ---
     Time now() const { return box_.now(); }
+    Time began() const { return box_.settings().now; }
     World& world() { return world_; }
     MemoryStore& attributes() { return store_; }
     SwitchServices& services() { return services_; }

@@ -74,6 +74,7 @@ void Connection::say(const MailSession::Answer& answer, Time now) {
         return;
     }
     if (random.below(1000) < manner.mute) {
+        ++network_.troubles;
         over_ = true;
         network_.told().happening(*server_, std::string("says nothing at ") + mailStepName(answer.step));
         return;
@@ -82,6 +83,7 @@ void Connection::say(const MailSession::Answer& answer, Time now) {
     pieces_.push_back({at, answer.reply.substr(0, cut), 0});
     lastPiece_ = at;
     if (cut < answer.reply.size()) {
+        ++network_.troubles;
         lastPiece_ = at + (1 + random.below(50)) * kMillisecond;
         pieces_.push_back({lastPiece_, answer.reply.substr(cut), 0});
     }
@@ -92,6 +94,7 @@ void Connection::say(const MailSession::Answer& answer, Time now) {
 }
 
 void Connection::breakOff(Time at) {
+    ++network_.troubles;
     const bool inOrder = network_.random().oneIn(2);
     network_.told().happening(*server_, inOrder ? "closes early" : "breaks off");
     pieces_.push_back({at, "", inOrder ? 0 : ECONNRESET});

@@ -57,6 +57,8 @@ public:
     std::uint64_t randomState() const { return random_.state(); }
     const Told& told() const { return told_; }
     std::uint32_t openDialogues = 0;
+    // Of this life: replies that were late, lost or in pieces, so that the client cannot know what the server has done.
+    std::uint32_t troubles = 0;
 
 private:
     std::vector<MailServer> servers_;

@@ -5,9 +5,11 @@
 #include "box/RealCalls.h"
 
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -18,6 +20,7 @@ BOX_CALL(pid_t, processId, "getpid", ())
 BOX_CALL(int, priorityOf, "setpriority", (int which, id_t who, int priority))
 BOX_CALL(void, leaveProcess, "exit", (int status))
 BOX_CALL(void, leaveAtOnce, "_exit", (int status))
+BOX_CALL(long, systemCall, "syscall", (long number, ...))
 void logToSystem(int priority, const char* format, ...) __asm__("syslog");
 void logToSystemChecked(int priority, int flag, const char* format, ...) __asm__("__syslog_chk");
 
@@ -47,6 +50,31 @@ pid_t processId() {
 
 int priorityOf(int which, id_t who, int priority) {
     return Box::ofCaller() == nullptr ? priorityOfReally()(which, who, priority) : 0;
+}
+
+// A call that not every kernel has is one that this one has not: the daemon takes the same way everywhere.
+long systemCall(long number, ...) {
+    std::va_list arguments;
+    va_start(arguments, number);
+    long values[6];
+    for (long& value : values) {
+        value = va_arg(arguments, long);
+    }
+    va_end(arguments);
+    if (Box* const box = Box::ofCaller()) {
+#ifdef SYS_futex
+        if (number == SYS_futex) {
+            box->end(LifeEnd::kUnowned, 1, "futex");
+        }
+#endif
+#ifdef SYS_openat2
+        if (number == SYS_openat2) {
+            errno = ENOSYS;
+            return -1;
+        }
+#endif
+    }
+    return systemCallReally()(number, values[0], values[1], values[2], values[3], values[4], values[5]);
 }
 
 void leaveProcess(int status) {

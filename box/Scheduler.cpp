@@ -50,8 +50,8 @@ thread_local void* self = nullptr;  // this thread's Scheduler::Thread
 
 }  // namespace
 
-Scheduler::Scheduler(Random random, Time now, std::function<void(const std::string&)> stuck)
-    : random_(random), now_(now), stuck_(std::move(stuck)), restlessness_(1u << random_.below(6)) {
+Scheduler::Scheduler(Random random, Time now, Told told)
+    : random_(random), now_(now), told_(std::move(told)), restlessness_(1u << random_.below(6)) {
     pthread_key_create(&endKey_, leave);
 }
 
@@ -76,7 +76,7 @@ bool Scheduler::onMainThread() const {
 
 void Scheduler::point() {
     if (++pointsAtOnce_ > kMostPointsAtOnce) {
-        stuck_("time stands still");
+        told_.stuck("time stands still");
     }
     if (threads_.size() > 1 && random_.oneIn(restlessness_)) {
         handTo(pick());
@@ -146,14 +146,17 @@ void Scheduler::passTime() {
         }
     }
     if (next == kNever) {
-        stuck_("no thread can ever go on: " + whoWaits());
+        told_.stuck("no thread can ever go on: " + whoWaits());
     }
     if (next > now_) {
+        if (!threads_.front()->ended && threads_.front()->call != nullptr) {
+            told_.mainWaits(threads_.front()->call);
+        }
         now_ = next;
         changed();
         pointsAtOnce_ = 0;
     } else if (++pointsAtOnce_ > kMostPointsAtOnce) {
-        stuck_("time stands still");
+        told_.stuck("time stands still");
     }
 }
 

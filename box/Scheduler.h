@@ -33,8 +33,14 @@ public:
     // At this many points without a move of time the threads are taken to run in a circle.
     static constexpr std::uint64_t kMostPointsAtOnce = 20000000;
 
-    // stuck: told, without coming back, that no thread can ever go on, and why.
-    Scheduler(Random random, Time now, std::function<void(const std::string&)> stuck);
+    struct Told {
+        // No thread can ever go on; does not come back.
+        std::function<void(const std::string& why)> stuck;
+        // Time moves while the main thread waits in this call.
+        std::function<void(const char* call)> mainWaits;
+    };
+
+    Scheduler(Random random, Time now, Told told);
     ~Scheduler();
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
@@ -76,7 +82,7 @@ private:
 
     Random random_;
     Time now_;
-    const std::function<void(const std::string&)> stuck_;
+    const Told told_;
     std::vector<std::unique_ptr<Thread>> threads_;  // the main thread is the first
     std::vector<Thread*> ready_;                    // those that can go on, while one is picked
     std::uint64_t changes_ = 1;

@@ -29,6 +29,9 @@ public:
     virtual void mailTaken(Life& /*life*/, const MailServer& /*server*/, const Mail& /*mail*/) {}
     virtual void logged(Life& /*life*/, const LogEntry& /*entry*/) {}
 
+    // Time moves while the daemon's main thread waits in this call.
+    virtual void mainWaits(Life& /*life*/, const char* /*call*/) {}
+
     // Its state, from life to life.
     virtual void encode(WireWriter& out) const = 0;
     virtual void decode(WireReader& in) = 0;

@@ -86,7 +86,7 @@ void World::encode(WireWriter& out) const {
     for (const std::uint64_t value : {now, chance, networkChance, calls, mails, entries, timeline.digest()}) {
         encode64(out, value);
     }
-    out.u32(lives).u32(static_cast<std::uint32_t>(attributes.size()));
+    out.u32(lives).u32(troubles).u32(static_cast<std::uint32_t>(attributes.size()));
     for (const Attribute& attribute : attributes) {
         out.text32(attribute.key).u32(attribute.type).text32(attribute.value);
     }
@@ -106,6 +106,7 @@ void World::decode(WireReader& in) {
     }
     timeline.restore(decode64(in));
     lives = in.u32();
+    troubles = in.u32();
     decodeAll(in, attributes, [](WireReader& from) {
         Attribute attribute;
         attribute.key = from.text32();

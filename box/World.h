@@ -32,6 +32,7 @@ struct World {
     std::uint64_t chance;         // of the lives: whose turn it is, where they end
     std::uint64_t networkChance;  // of the mail servers
     std::uint32_t lives = 0;      // begun so far
+    std::uint32_t troubles = 0;   // of the lives that have ended: replies that did not come as they should
     std::uint64_t calls = 0;      // made so far by the lives
     std::uint64_t mails = 0;      // taken by the servers
     std::uint64_t entries = 0;    // written to the event log

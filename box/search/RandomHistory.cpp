@@ -1,11 +1,14 @@
 #include "box/search/RandomHistory.h"
 
 #include "MessageCodes.h"
+#include "box/Aside.h"
 #include "box/Life.h"
 #include "box/search/Options.h"
+#include "box/search/QueueFiles.h"
 #include "catalogue/OrvEventCatalogue.h"
 #include "catalogue/OrvLogEntries.h"
 #include "dsClient.h"
+#include "host_root.h"
 #include "platform/wire/ManagementWire.h"
 #include "platform/wire/Wire.h"
 
@@ -140,6 +143,7 @@ void RandomHistory::schedule(Time now) {
 }
 
 void RandomHistory::step(Life& life) {
+    checkFiles(life);
     if (life.now() >= settings_.until || phase_ == 1) {
         next_ = kNever;
         return;
@@ -234,7 +238,6 @@ void RandomHistory::request(Life& life) {
 void RandomHistory::endLife(Life& life) {
     const bool kills = (settings_.faults & kKills) != 0 && ((settings_.faults & kRestarts) == 0 || chance_.oneIn(2));
     if (kills) {
-        ++kills_;
         life.kill();
     }
     life.stop();
@@ -246,7 +249,6 @@ std::uint64_t RandomHistory::killAtCall() {
         return 0;
     }
     const std::uint64_t order = std::uint64_t{1} << chance_.below(24);
-    ++kills_;
     return order + chance_.next() % order;
 }
 
@@ -264,6 +266,9 @@ void RandomHistory::calmDown(Life& life) {
 }
 
 void RandomHistory::mailTaken(Life& life, const MailServer& /*server*/, const Mail& mail) {
+    if (life.network().openDialogues != 1) {
+        fail(life, "one dialogue at a time");
+    }
     const std::int64_t event = eventIn(mail.text);
     const bool isOperators = std::ranges::find(mail.to, kOperator) != mail.to.end();
     if (event < 0 || !isOperators) {
@@ -275,12 +280,48 @@ void RandomHistory::mailTaken(Life& life, const MailServer& /*server*/, const Ma
     }
     Event& known = published_[static_cast<std::size_t>(event)];
     known.mailed = static_cast<std::uint8_t>(std::min(known.mailed + 1, 255));
+    checkDoubles(life, known);
 }
 
 void RandomHistory::logged(Life& life, const LogEntry& entry) {
     const bool isDaemons = (entry.component == "OrvApp" || entry.component.empty()) && entry.flags == kOrvOwnEntryFlags;
     if (isDaemons && !orvFindInCatalogue(entry.level, entry.number, entry.text)) {
         fail(life, "an entry that is not in the catalogue: " + entry.text);
+    }
+}
+
+// A start lists directories by a command, which is prescribed; a poll that a signal has interrupted is tried again
+// after a millisecond.
+void RandomHistory::mainWaits(Life& life, const char* call) {
+    const std::string_view name = call;
+    if (name != "poll" && name != "waitid" && name != "nanosleep") {
+        fail(life, "the main thread waits in " + std::string(call));
+    }
+}
+
+// The order file lists what exists, and after a while without faults nothing waits any more. Not before the queue of a
+// life is open.
+void RandomHistory::checkFiles(Life& life) {
+    constexpr Time kOpen = 10 * kSecond;
+    if (life.now() < later(life.began(), kOpen)) {
+        return;
+    }
+    const Aside aside;
+    const std::string problem = queueFilesProblem(host_root());
+    if (!problem.empty()) {
+        fail(life, problem);
+    }
+    const unsigned waiting = waitingEntries(host_root());
+    if (phase_ == 1 && waiting > 0 && life.now() < settings_.until) {
+        fail(life, std::to_string(waiting) + " entries wait for ever");
+    }
+}
+
+// Each end of a life, and each reply that did not come as it should, may have one mail sent once more.
+void RandomHistory::checkDoubles(Life& life, const Event& event) {
+    doubled_ += event.mailed > event.published ? 1 : 0;
+    if (doubled_ > life.world().lives - 1 + life.world().troubles + life.network().troubles) {
+        fail(life, "a mail comes twice");
     }
 }
 
@@ -292,7 +333,7 @@ void RandomHistory::fail(Life& life, const std::string& problem) {
 void RandomHistory::encode(WireWriter& out) const {
     encode64(out, chance_.state());
     encode64(out, next_);
-    out.u32(phase_).u32(kills_).text32(problem_).u32(events());
+    out.u32(phase_).u32(doubled_).text32(problem_).u32(events());
     for (const Event& event : published_) {
         out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed));
     }
@@ -302,7 +343,7 @@ void RandomHistory::decode(WireReader& in) {
     chance_ = Random(decode64(in));
     next_ = decode64(in);
     phase_ = in.u32();
-    kills_ = in.u32();
+    doubled_ = in.u32();
     problem_ = in.text32();
     published_.resize(in.u32());
     for (Event& event : published_) {

@@ -30,6 +30,7 @@ public:
     std::uint64_t killAtCall() override;
     void mailTaken(Life& life, const MailServer& server, const Mail& mail) override;
     void logged(Life& life, const LogEntry& entry) override;
+    void mainWaits(Life& life, const char* call) override;
     void encode(WireWriter& out) const override;
     void decode(WireReader& in) override;
 
@@ -56,13 +57,15 @@ private:
     void request(Life& life);
     void endLife(Life& life);
     void calmDown(Life& life);
+    void checkFiles(Life& life);
+    void checkDoubles(Life& life, const Event& event);
     void fail(Life& life, const std::string& problem);
 
     const Settings settings_;
     Random chance_;
     Time next_ = 0;
-    std::uint32_t phase_ = 0;  // 0: faults; 1: calm; 2: over
-    std::uint32_t kills_ = 0;  // so far; each may have doubled what was in flight
+    std::uint32_t phase_ = 0;    // 0: faults; 1: calm; 2: over
+    std::uint32_t doubled_ = 0;  // mails that came once more than their event
     std::vector<Event> published_;
     std::string problem_;
 };

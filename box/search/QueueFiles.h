@@ -1,0 +1,14 @@
+// The queue's files as they must stand whenever the daemon rests: what an order file lists is there, and what is there
+// is listed.
+#pragma once
+
+#include <string>
+
+namespace box {
+
+// What is wrong with the queues' files below root; "" when nothing is.
+std::string queueFilesProblem(const std::string& root);
+// How many entries of the send queue have a file.
+unsigned waitingEntries(const std::string& root);
+
+}  // namespace box
