@@ -19,8 +19,8 @@ public:
 
     // Another session begins: nothing of the last one's files is to come any more.
     void forgetUnread() { unread_ = 0; }
-    // Drops what is still to come of a file that failed: none of it may be taken for a record. 1 when nothing is left, 0
-    // when the peer has closed, or -1 with errno, which is not recorded.
+    // Drops what is still to come of a file that failed: none of it may be taken for a record. 1 when nothing is left,
+    // 0 when the peer has closed, or -1 with errno, which is not recorded.
     ssize_t dropUnread();
 
     int recvFile(const std::string& path, std::int32_t size);
