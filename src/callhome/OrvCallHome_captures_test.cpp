@@ -1,9 +1,11 @@
 // What the controller does for captures: whose are scheduled, and where their messages go.
-#include "testing/callhome/ControllerFaults.h"
+#include "testing/FailingCalls.h"
 #include "testing/callhome/ControllerFixture.h"
 
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
 #include <mutex>
 
 namespace {
@@ -12,15 +14,15 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// A door in the shell: commands wait in front of it while it is shut. Both threads.
+// A door to the shell: commands wait in front of it while it is shut. Both threads.
 class Door {
 public:
     void shut() { set(false); }
     void open() { set(true); }
-    // 0, or -1 when nobody opened in time.
+    // 0, or an error number when nobody opened in time.
     int pass() {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(30), [this] { return open_; }) ? 0 : -1;
+        return changed_.wait_for(lock, std::chrono::seconds(30), [this] { return open_; }) ? 0 : EIO;
     }
 
 private:
@@ -38,12 +40,13 @@ private:
 class OrvCallHomeCaptures : public ControllerFixture {
 protected:
     OrvCallHomeCaptures() {
-        ControllerFaults::shell() = [this](const char*) { return door_.pass(); };
+        const std::string shell = "/ostrel/bin/clish";
+        root_.write(shell, "#!/bin/sh\n");
+        std::filesystem::permissions(root_.at(shell), std::filesystem::perms::owner_all);
     }
     ~OrvCallHomeCaptures() override {
         door_.open();
         killDaemon();
-        ControllerFaults::shell() = nullptr;
     }
 
     // The profile's one capture: today, a bit more than a minute after the start.
@@ -78,6 +81,7 @@ protected:
     }
 
     Door door_;
+    const OnCall shells_{"posix_spawn", "", [this](const CallFaults::Made&) { return door_.pass(); }, true};
 };
 
 TEST_F(OrvCallHomeCaptures, areScheduledForAProfileThatHasThemEnabled) {

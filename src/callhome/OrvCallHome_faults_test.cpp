@@ -1,5 +1,5 @@
 // What the controller does without memory or threads.
-#include "testing/callhome/ControllerFaults.h"
+#include "testing/FailingCalls.h"
 #include "testing/callhome/ControllerFixture.h"
 
 #include "Sw_Log_Type.h"
@@ -70,7 +70,7 @@ TEST_F(OrvCallHomeFaults, eachBuilderRaisesTheMemoryAlarmsAndLosesTheEvent) {
             SCOPED_TRACE(std::string(builder.name) + "/" + std::to_string(allocation));
             switch_->forgetEventLog();
             {
-                const ControllerFaults faults(failNth(ControllerFaults::kNothrowNew, allocation));
+                const FailingMemory noMemory(MemoryFaults::kNothrow, allocation - 1, 1);
                 EXPECT_EQ(builder.build(app_->callHome()), -1);
             }
             switch_->pump();
@@ -93,15 +93,14 @@ TEST_F(OrvCallHomeFaults, eachBuilderQueuesItsMessageWhenThereIsMemory) {
 TEST_F(OrvCallHomeFaults, answersATestThatCannotBeBuiltWithStatusSix) {
     startReady();
     record(ManagementCode::TEST_PROFILE_RESPONSE);
-    for (const auto& [name, nth] :
-         {std::pair(ControllerFaults::kNothrowNew, 1u), std::pair(ControllerFaults::kNothrowNew, 2u),
-          std::pair(ControllerFaults::kNew, 3u)}) {
-        SCOPED_TRACE(std::string(name) + "/" + std::to_string(nth));
+    for (const auto& [kind, nth] : {std::pair(MemoryFaults::kNothrow, 1u), std::pair(MemoryFaults::kNothrow, 2u),
+                                    std::pair(MemoryFaults::kThrowing, 3u)}) {
+        SCOPED_TRACE(std::to_string(kind) + "/" + std::to_string(nth));
         switch_->forgetEventLog();
         answers_.clear();
         const Hsb_Message request = testRequest("Operators");
         {
-            const ControllerFaults faults(failNth(name, nth));
+            const FailingMemory noMemory(kind, nth - 1, 1);
             EXPECT_EQ(app_->callHome().processOrvMsg(request), 0);
         }
         switch_->pump();
@@ -121,7 +120,7 @@ TEST_F(OrvCallHomeFaults, answersProcessedInformationWithoutMemoryWithStatusFive
     for (const unsigned allocation : {1u, 2u}) {
         answers_.clear();
         {
-            const ControllerFaults faults(failNth(ControllerFaults::kNew, allocation));
+            const FailingMemory noMemory(MemoryFaults::kThrowing, allocation - 1, 1);
             EXPECT_EQ(app_->callHome().processOrvMsg(request), 0);
         }
         switch_->pump();
@@ -132,7 +131,8 @@ TEST_F(OrvCallHomeFaults, answersProcessedInformationWithoutMemoryWithStatusFive
 
 struct FailedLaunch {
     const char* name;
-    std::vector<unsigned> launches;  // which of the two fail
+    unsigned first;  // of the two launches that fails
+    unsigned count;
     std::vector<LogLine> log;
     const char* running;  // the trace log of the thread that runs all the same; null: none
 };
@@ -140,17 +140,12 @@ struct FailedLaunch {
 class OrvCallHomeLaunch : public OrvCallHomeFaults, public testing::WithParamInterface<FailedLaunch> {};
 
 TEST_P(OrvCallHomeLaunch, isReportedAndTheOtherThreadIsStarted) {
-    unsigned launches = 0;
     {
-        const ControllerFaults faults([&](const std::string& name) {
-            const std::vector<unsigned>& failing = GetParam().launches;
-            return name == ControllerFaults::kLaunch &&
-                   std::find(failing.begin(), failing.end(), ++launches) != failing.end();
-        });
+        const FailingCall launches("pthread_create", "", EAGAIN, GetParam().first - 1, GetParam().count);
         startDaemon();
+        EXPECT_EQ(launches.calls(), 2u);
     }
 
-    EXPECT_EQ(launches, 2u);
     std::vector<LogLine> log = switch_->eventLog();
     std::erase_if(log, [](const LogLine& line) { return line.level != 16; });
     EXPECT_EQ(log, GetParam().log);
@@ -168,16 +163,16 @@ const LogLine kNoSendingThread{16, 0x8B000001u, "orvApp failed to launch sending
 const LogLine kNoCaptureThread{16, 0x8B000001u, "orvApp failed to launch capture thread"};
 
 INSTANTIATE_TEST_SUITE_P(Threads, OrvCallHomeLaunch,
-                         testing::Values(FailedLaunch{"sending", {1}, {kNoSendingThread}, "orv.out.Capture"},
-                                         FailedLaunch{"capture", {2}, {kNoCaptureThread}, "orv.out.SMTPClient"},
-                                         FailedLaunch{"both", {1, 2}, {kNoSendingThread, kNoCaptureThread}, nullptr}),
+                         testing::Values(FailedLaunch{"sending", 1, 1, {kNoSendingThread}, "orv.out.Capture"},
+                                         FailedLaunch{"capture", 2, 1, {kNoCaptureThread}, "orv.out.SMTPClient"},
+                                         FailedLaunch{"both", 1, 2, {kNoSendingThread, kNoCaptureThread}, nullptr}),
                          [](const auto& test) { return test.param.name; });
 
 TEST_F(OrvCallHomeFaults, startingTheThreadsFailsWhenEitherLaunchFails) {
     switch_->bus().drop(LoopbackBus::messages(MessageFormat::CMON, CmonCode::START));
     startDaemon();
     for (const unsigned launch : {1u, 2u}) {
-        const ControllerFaults faults(failNth(ControllerFaults::kLaunch, launch));
+        const FailingCall launches("pthread_create", "", EAGAIN, launch - 1, 1);
         EXPECT_EQ(app_->callHome().startThreads(), launch == 1 ? -1 : 0);  // the capture thread runs by now
     }
     EXPECT_EQ(app_->callHome().startThreads(), 0);

@@ -1,8 +1,8 @@
 // The tick and the dump: their order, and that nothing that fails keeps the rest from being done. And what waits.
 #include "dbg/OrvEventLog.h"
 #include "mesgq/OrvCHMesgQ.h"
-#include "testing/callhome/ControllerFaults.h"
 #include "testing/callhome/ControllerFixture.h"
+#include "testing/callhome/ControllerParts.h"
 
 #include <memory>
 
@@ -14,15 +14,15 @@ using testing::SizeIs;
 
 using Calls = std::vector<std::string>;
 
-const Calls kTick{ControllerFaults::kIncoming, ControllerFaults::kCapture, ControllerFaults::kQueue,
-                  ControllerFaults::kClient};
+const Calls kTick{ControllerParts::kIncoming, ControllerParts::kCapture, ControllerParts::kQueue,
+                  ControllerParts::kClient};
 
 class OrvCallHomeTick : public ControllerFixture {
 protected:
     // The tick's calls while these seconds pass; the one named fails.
     Calls callsOf(unsigned seconds, const std::string& failing = "") {
         Calls calls;
-        const ControllerFaults faults([&](const std::string& name) {
+        const ControllerParts parts([&](const std::string& name) {
             if (std::find(kTick.begin(), kTick.end(), name) != kTick.end()) {
                 calls.push_back(name);
             }
@@ -48,7 +48,7 @@ TEST_F(OrvCallHomeTick, goesOnWithTheRestWhenOneOfThemFails) {
         EXPECT_EQ(callsOf(1, failing), kTick);
 
         const std::string name = failing.substr(failing.rfind(':') == std::string::npos ? 0 : failing.rfind(':') + 1);
-        const std::string where = failing == ControllerFaults::kCapture ? "captureTick" : name;
+        const std::string where = failing == ControllerParts::kCapture ? "captureTick" : name;
         EXPECT_THAT(switch_->eventLog(),
                     ElementsAre(LogLine{15, 0x8B000001u, where + ": exception fault, event dropped"}));
     }
@@ -76,13 +76,13 @@ TEST_F(OrvCallHomeTick, staysOneASecondWhenTheEventServerAnswersAgain) {
 
 TEST_F(OrvCallHomeTick, leavesMessagesWaitingWhileTheQueueIsBusy) {
     startWithoutSending();
-    ASSERT_NE(ControllerFaults::queue(), nullptr);
-    ControllerFaults::queue()->setSyncInProgress(true);
+    ASSERT_NE(ControllerParts::queue(), nullptr);
+    ControllerParts::queue()->setSyncInProgress(true);
 
     switch_->publishLog(0, 0x00010002, "Blade fault while the queue is copied");
     switch_->tick(3);
     EXPECT_EQ(queued(), 0u);
-    ControllerFaults::queue()->setSyncInProgress(false);
+    ControllerParts::queue()->setSyncInProgress(false);
     switch_->tick();
 
     EXPECT_EQ(queued(), 1u);
@@ -91,7 +91,7 @@ TEST_F(OrvCallHomeTick, leavesMessagesWaitingWhileTheQueueIsBusy) {
 TEST_F(OrvCallHomeTick, answersAProbeWhoseDumpFails) {
     startReady();
     switch_->forgetEventLog();
-    const ControllerFaults faults(failNth(ControllerFaults::kCaptureProbe, 1));
+    const ControllerParts parts([](const std::string& name) { return name == ControllerParts::kCaptureProbe; });
 
     EXPECT_TRUE(alive());
 
@@ -108,11 +108,11 @@ TEST_F(OrvCallHomeTick, tellsTheMonitorAfterConstructionWhenTheStoreWasReadyDuri
     });
     logger_ = std::make_unique<OrvDbg>("orv.out.Main");
     ASSERT_EQ(OrvDbg::setOfThread(logger_.get()), 0);
+
     std::size_t toldDuringInsertion = 1;
-    const ControllerFaults faults([&](const std::string& name) {
-        if (name == ControllerFaults::kInsert) {
-            auto* const component = dynamic_cast<DSCallbacks*>(orvApplication());
-            component->DSApiReady();
+    const ControllerParts parts([&](const std::string& name) {
+        if (name == ControllerParts::kInserted) {
+            dynamic_cast<DSCallbacks*>(orvApplication())->DSApiReady();
             toldDuringInsertion = told.size();
         }
         return false;
