@@ -110,16 +110,7 @@ TEST_F(OrvCHMesgQChoresTest, aDiscardPeriodOfZeroDropsEverythingOlderThanZeroSec
 }
 
 TEST_F(OrvCHMesgQChoresTest, discardClosedMarkedMessagesByTheirReason) {
-    struct Row {
-        OrvDeletionReason reason;
-        std::uint32_t OrvCHMesgQStatistics::*counter;
-        std::uint32_t result;
-    };
-    const Row kRows[] = {{kOrvMarkedByClear, &OrvCHMesgQStatistics::deletedForClearReq, 2},
-                         {kOrvMarkedForSpace, &OrvCHMesgQStatistics::deletedForSpace, 1},
-                         {kOrvMarkedForFileLimit, &OrvCHMesgQStatistics::deletedForFileLimit, 1},
-                         {kOrvMarkedForTime, &OrvCHMesgQStatistics::deletedForTime, 1}};
-    for (const Row& row : kRows) {
+    for (const Deletion& row : kDeletions) {
         addTest("test", "Profile");
         entry(ORV_CH_MESG_Q_SEND, 0).markedForDeletion = row.reason;
         EXPECT_EQ(choresTrace(), Texts{"discard msg marked for deletion from send queue\n"});

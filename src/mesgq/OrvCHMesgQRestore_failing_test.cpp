@@ -1,6 +1,6 @@
 // The queue on a flash that fails: the restore.
 #include "testing/FailingCalls.h"
-#include "testing/mesgq/MesgQTest.h"
+#include "testing/mesgq/MesgQRestoreTest.h"
 
 #include <algorithm>
 #include <bit>
@@ -20,15 +20,11 @@ const std::string kOrder = std::string(kSendDir) + "/order";
 const std::string kEntry = std::string(kSendDir) + "/m0";
 constexpr unsigned kTries = 4;  // to start a shell
 
-class OrvCHMesgQFailingRestoreTest : public MesgQTest {
+class OrvCHMesgQFailingRestoreTest : public MesgQRestoreTest {
 protected:
     void messageOnFlash() { switch_.root().write(kEntry, messageFile("one") + stateBlock()); }
     void start(const Attributes& quotas = {}) {
-        configure(quotas);
-        takeLog();
-        takeTrace();
-        queue_->setMonitorReady();
-        queue_->oneSecondChores();
+        MesgQRestoreTest::start(quotas);
         ASSERT_TRUE(queue_->openForBusiness());
     }
     // A queue's directory and the names of the files in it, each of which says its own name.

@@ -28,6 +28,17 @@ inline constexpr char kStage[] = "/ostrel/conf/orv/callHome/attachments.stage";
 inline constexpr char kAttachmentState[] = "/ostrel/conf/orv/callHome/attachments.state";
 inline constexpr char kListing[] = "/tmp/orv-queue-order";
 
+// Why a message goes before it is mailed, what counts it, and what a test message reports.
+struct Deletion {
+    OrvDeletionReason reason;
+    std::uint32_t OrvCHMesgQStatistics::*counter;
+    std::uint32_t result;
+};
+inline constexpr Deletion kDeletions[] = {{kOrvMarkedByClear, &OrvCHMesgQStatistics::deletedForClearReq, 2},
+                                          {kOrvMarkedForSpace, &OrvCHMesgQStatistics::deletedForSpace, 1},
+                                          {kOrvMarkedForFileLimit, &OrvCHMesgQStatistics::deletedForFileLimit, 1},
+                                          {kOrvMarkedForTime, &OrvCHMesgQStatistics::deletedForTime, 1}};
+
 class MesgQTest : public testing::Test {
 protected:
     using Texts = std::vector<std::string>;
