@@ -140,6 +140,18 @@ void awaitEnd(pid_t process) {
 
 }  // namespace
 
+std::string orvShellWord(std::string_view text) {
+    constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-";
+    if (text.find_first_not_of(kPlain) == std::string_view::npos) {
+        return std::string(text);
+    }
+    std::string word = "'";
+    for (const char character : text) {
+        word += character == '\'' ? std::string("'\\''") : std::string(1, character);
+    }
+    return word + "'";
+}
+
 int orvRunShell(const char* command) {
     Shells::Running shell;
     int error = shells().start(command, shell);

@@ -67,6 +67,13 @@ TEST_F(OrvShellTest, passesTheCommandOnAsItStands) {
     EXPECT_EQ(printed("echo \"two  words\" 'and one'"), "two  words and one\n");
 }
 
+TEST_F(OrvShellTest, takesAnyTextAsOneWordAndLeavesPlainPathsAlone) {
+    EXPECT_EQ(orvShellWord("/tmp/small-1_2.gz"), "/tmp/small-1_2.gz");
+    for (const char* text : {"it's a root", "a  b", "$HOME;`true`\"\\*", "'"}) {
+        EXPECT_EQ(printed("printf %s " + orvShellWord(text)), text);
+    }
+}
+
 // No process at all can be had: the C library's system() says 127 then, as if the shell had run.
 TEST_F(OrvShellTest, saysThatNoShellCouldBeStartedWhenThereAreTooManyProcesses) {
     const int error = inAProcess([] {

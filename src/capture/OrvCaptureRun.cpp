@@ -4,6 +4,7 @@
 #include "base/OrvFiles.h"
 #include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvShell.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
 #include "capture/OrvCompressedFile.h"
@@ -38,19 +39,6 @@ struct LogFiles {
     int generations;  // beside the current one
 };
 constexpr LogFiles kLogFiles[] = {{"logfile", 9}, {"messages", 5}};
-
-// A path as a word of a shell command: quoted only where a host's root makes it necessary.
-std::string shellWord(const std::string& path) {
-    constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-";
-    if (path.find_first_not_of(kPlain) == std::string::npos) {
-        return path;
-    }
-    std::string word = "'";
-    for (const char character : path) {
-        word += character == '\'' ? std::string("'\\''") : std::string(1, character);
-    }
-    return word + "'";
-}
 
 std::string compressCommand(const std::string& path, const std::string& target) {
     return kCompress + path + " > " + target;
@@ -93,7 +81,7 @@ OrvCaptureRun::OrvCaptureRun(OrvSequenceSource& sequences, OrvShell shell) : seq
 }
 
 int OrvCaptureRun::execute(const OrvStartedCapture& capture, std::unique_ptr<OrvCHMesg>& mesg) {
-    const std::string command = shellWord(orvHostPath(kOrvSupportShell)) + kSupportArguments;
+    const std::string command = orvShellWord(orvHostPath(kOrvSupportShell)) + kSupportArguments;
     if (shell_(command.c_str()) < 0) {
         const int error = errno;
         orvTrace(kTraceModule, kTraceMethod, "system(): %s\n", orvErrorText(error).c_str());
@@ -153,7 +141,8 @@ bool OrvCaptureRun::attachFile(OrvCHMesg& mesg, const char* directory, const std
 
 // Where no file may be made nothing is run: attaching it fails, and tells why.
 bool OrvCaptureRun::compress(const std::string& path, const OrvCompressedFile& file) {
-    const std::string command = compressCommand(shellWord(orvHostPath(path)), shellWord(orvHostPath(file.path())));
+    const std::string command =
+        compressCommand(orvShellWord(orvHostPath(path)), orvShellWord(orvHostPath(file.path())));
     if (!file.makeWay() || shell_(command.c_str()) >= 0) {
         return true;
     }

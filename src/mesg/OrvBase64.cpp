@@ -3,6 +3,7 @@
 #include "base/OrvFiles.h"
 #include "base/OrvOnceMore.h"
 #include "base/OrvText.h"
+#include "base/OrvWriteAll.h"
 #include "mesg/OrvBase64Codec.h"
 
 #include <fcntl.h>
@@ -24,22 +25,6 @@ thread_local std::array<char, 1024> detail{};
 
 void storeDetail(const char* call, const std::string& path, int error) {
     std::snprintf(detail.data(), detail.size(), "%s(%s): %s", call, path.c_str(), orvErrorText(error).c_str());
-}
-
-// 0, or -1 with errno: all of it, however often a signal comes.
-int writeAll(int file, const unsigned char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = ::write(file, data, size);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return -1;
-        }
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return 0;
 }
 
 // A file of the switch, or a standard stream when the path is empty. A link in the file's place is not followed.
@@ -118,7 +103,7 @@ public:
             }
         }
         const std::size_t whole = size - size % page_.size();
-        if (pending_ == 0 && writeAll(number(), data, whole) < 0) {
+        if (pending_ == 0 && orvWriteAll(number(), data, whole) < 0) {
             return -1;
         }
         if (pending_ == 0) {
@@ -128,7 +113,7 @@ public:
         return 0;
     }
 
-    int flush() { return writeAll(number(), page_.data(), std::exchange(pending_, 0)); }
+    int flush() { return orvWriteAll(number(), page_.data(), std::exchange(pending_, 0)); }
 
     int close() {
         const int result = flush();

@@ -16,9 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
-#include <cstring>
 #include <string>
 
 namespace {
@@ -27,19 +25,6 @@ constexpr char kTraceModule[] = "OrvCHMesgQ";
 // Its steps are traced under this name.
 constexpr char kHardWay[] = "reconstituteQueueTheHardWay";
 constexpr mode_t kPrivateMode = 0600;
-
-// path as one word of a shell command: as it is wherever that will do.
-std::string shellWord(const std::string& path) {
-    const auto plain = [](unsigned char c) { return std::isalnum(c) || std::strchr("/._-", c); };
-    if (std::ranges::all_of(path, plain)) {
-        return path;
-    }
-    std::string word = "'";
-    for (const char c : path) {
-        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return word + "'";
-}
 
 // Makes the listing a file of our own in a directory where anybody may plant links; a false one is not written to.
 int claimListing() {
@@ -80,7 +65,7 @@ bool holdsEntries(const char* dir) {
 // The names in the queue's directory, newest file first. A negative value when the shell could not be run.
 int listDirectory(const char* dir) {
     const std::string command =
-        "cd " + shellWord(orvHostPath(dir)) + " && ls -1t m* > " + shellWord(orvHostPath(kOrvQueueListing));
+        "cd " + orvShellWord(orvHostPath(dir)) + " && ls -1t m* > " + orvShellWord(orvHostPath(kOrvQueueListing));
     if (claimListing() < 0) {
         return -1;
     }

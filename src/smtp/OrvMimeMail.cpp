@@ -4,6 +4,7 @@
 #include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
+#include "base/OrvWriteAll.h"
 #include "dbg/OrvDbg.h"
 #include "mesg/OrvCHMesg.h"
 
@@ -149,25 +150,13 @@ void compileAttachment(OrvMailBuffer& buffer, const OrvMimeAttachments& attachme
     addFile(buffer, path, name);
 }
 
-int writeAll(int file, std::string_view rest) {
-    while (!rest.empty()) {
-        const ssize_t written = write(file, rest.data(), rest.size());
-        if (written > 0) {
-            rest.remove_prefix(static_cast<std::size_t>(written));
-        } else if (written == 0 || errno != EINTR) {
-            return -1;
-        }
-    }
-    return 0;
-}
-
 // Numbered from 1. Kept: a copy is written on every send and never removed. Neither a link in the file's place nor a
 // second name of another file leads anywhere.
 void orvWriteMailCopy(const std::string& text) {
     static std::atomic<std::uint32_t> copies{0};
     const std::string path = kOrvMailCopyPrefix + std::to_string(++copies);
     const Descriptor file = orvOpenFile(path, O_WRONLY | O_CREAT | O_TRUNC, kCopyMode);
-    if (!file || writeAll(file.get(), text) < 0) {
+    if (!file || orvWriteAll(file.get(), text.data(), text.size()) < 0) {
         const int error = errno;
         orvTrace(kCopyModule, __func__, "%s: %s\n", path.c_str(), orvErrorText(error).c_str());
     }

@@ -1,14 +1,13 @@
 #include "smtp/OrvSMTPConnection.h"
 
+#include "base/OrvAwaitConnection.h"
 #include "base/OrvText.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -168,18 +167,7 @@ int OrvSMTPConnection::openConnection(const sockaddr_storage& server, socklen_t 
 
 // Waits for the connect that is in progress. 0, or -1 with errno.
 int OrvSMTPConnection::awaitConnection(Limit limit) const {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + limit;
-    pollfd writable{socket_.get(), POLLOUT, 0};
-    int ready = -1;
-    do {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        ready = poll(&writable, 1, std::max(0, static_cast<int>(left.count())));
-    } while (ready < 0 && errno == EINTR);
-    if (ready == 0) {
-        errno = ETIMEDOUT;
-    }
-    if (ready <= 0) {
+    if (orvAwaitConnection(socket_.get(), limit) < 0) {
         return -1;
     }
     int error = 0;

@@ -3,6 +3,7 @@
 #include "Descriptor.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
+#include "base/OrvWriteAll.h"
 #include "dbg/OrvDbg.h"
 #include "host_root.h"
 #include "sync/OrvSyncCleaner.h"
@@ -51,22 +52,6 @@ std::vector<std::string_view> componentsOf(std::string_view path) {
     return components;
 }
 
-// All of the bytes, in as many pieces as it takes. 0, or -1 with errno.
-int writeAll(int file, std::span<const std::uint8_t> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            errno = written < 0 ? errno : EIO;
-            return -1;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return 0;
-}
-
 }  // namespace
 
 ssize_t OrvSyncFiles::dropUnread() {
@@ -104,7 +89,7 @@ int OrvSyncFiles::recvFile(const std::string& path, std::int32_t size) {
             return last_.failed(__func__, "recv", got < 0 ? errno : ECONNRESET);
         }
         unread_ -= static_cast<std::int32_t>(got);
-        if (writeAll(file.get(), std::span(bytes).first(static_cast<std::size_t>(got))) < 0) {
+        if (orvWriteAll(file.get(), bytes.data(), static_cast<std::size_t>(got)) < 0) {
             return last_.failed(__func__, "write", errno);
         }
         total += static_cast<std::int32_t>(got);

@@ -1,6 +1,7 @@
 #include "sync/OrvSyncPri.h"
 
 #include "Descriptor.h"
+#include "base/OrvAwaitConnection.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
@@ -8,15 +9,12 @@
 #include "word_order.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <limits>
 #include <vector>
 
@@ -83,7 +81,7 @@ int OrvSyncPri::connectPeer() {
     };
     int result = attempt();
     if (result < 0 && errno == EINTR) {
-        result = awaitConnection() < 0 ? -1 : attempt();
+        result = orvAwaitConnection(socket_.descriptor(), settings_.limit) < 0 ? -1 : attempt();
         if (result < 0 && errno == EISCONN) {
             result = 0;
         }
@@ -92,22 +90,6 @@ int OrvSyncPri::connectPeer() {
         errno = ETIMEDOUT;
     }
     return result;
-}
-
-// Until the connect is over, well or badly. 0, or -1 with errno.
-int OrvSyncPri::awaitConnection() const {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + settings_.limit;
-    pollfd writable{socket_.descriptor(), POLLOUT, 0};
-    int ready = -1;
-    do {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        ready = poll(&writable, 1, static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0)));
-    } while (ready < 0 && errno == EINTR);
-    if (ready == 0) {
-        errno = ETIMEDOUT;
-    }
-    return ready > 0 ? 0 : -1;
 }
 
 void OrvSyncPri::endConnection() {

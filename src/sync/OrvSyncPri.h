@@ -54,7 +54,6 @@ public:
 
 private:
     int connectPeer();
-    int awaitConnection() const;
     int failed(const char* function, const char* call, int error);
 
     OrvSyncSocket socket_;
