@@ -1,5 +1,7 @@
 #include "Mt/Threadable.h"
 
+#include "Mt/Threader.h"
+
 #include <cxxabi.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -174,6 +176,10 @@ void* Threadable::enter(void* self) {
         thread.tid_ = gettid();
     }
     return reinterpret_cast<void*>(static_cast<std::intptr_t>(runGuarded(thread)));
+}
+
+int Threader::launch(Threadable& thread) {
+    return thread.launch();
 }
 
 }  // namespace Mt
