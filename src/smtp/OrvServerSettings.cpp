@@ -110,7 +110,7 @@ bool OrvServerSettings::applyEntry(const DsEntry& entry) {
 
 void OrvServerSettings::publish() {
     const OrvMailServers::Published published =
-        orvPersistently([this]() ORV_REQUIRES(state_.lock) { return state_.servers.published(); });
+        orvPersistently([servers = &state_.servers] { return servers->published(); });
     const struct {
         const char* name;
         std::uint32_t type;
