@@ -23,7 +23,7 @@ constexpr const char* DAY_RULE = "the day is one of Sun, Mon, Tue, Wed, Thu, Fri
 constexpr const char* TIME_RULE = "no blanks; the time is H:MM or HH:MM, from 0:00 to 23:59";
 constexpr const char* WEEKS_RULE = "the interval is 1 to 26 weeks";
 
-const RefusedCapture REFUSED[] = {
+const RefusedCapture REFUSED_CAPTURES[] = {
     {"", "it does not have three parts"},
     {"Mon,02:30", "it does not have three parts"},
     {"Mon,02:30,1,2", "it does not have three parts"},
@@ -47,7 +47,7 @@ const RefusedCapture REFUSED[] = {
 };
 
 TEST(CaptureTime, isRefusedWithItsRuleAndARightForm) {
-    for (const RefusedCapture& one : REFUSED) {
+    for (const RefusedCapture& one : REFUSED_CAPTURES) {
         try {
             CaptureTime::parse(one.text);
             ADD_FAILURE() << one.text << " was taken";

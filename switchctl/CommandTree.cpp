@@ -18,9 +18,9 @@ constexpr CommandText ROOT_TEXT = {
 };
 constexpr double LONGEST_TIMEOUT = 1000000;
 
-using Texts = std::map<const CLI::App*, CommandText>;
+using CommandTexts = std::map<const CLI::App*, CommandText>;
 
-const CommandText* textOf(const Texts& texts, const CLI::App* app) {
+const CommandText* textOf(const CommandTexts& texts, const CLI::App* app) {
     const auto text = texts.find(app);
     return text == texts.end() ? nullptr : &text->second;
 }
@@ -28,7 +28,7 @@ const CommandText* textOf(const Texts& texts, const CLI::App* app) {
 // The parser's help with our own usage line and an example below.
 class HelpFormatter final : public CLI::Formatter {
 public:
-    explicit HelpFormatter(const Texts& texts) : texts_(texts) { column_width(26); }
+    explicit HelpFormatter(const CommandTexts& texts) : texts_(texts) { column_width(26); }
 
     std::string make_usage(const CLI::App* app, std::string name) const override {
         const CommandText* text = textOf(texts_, app);
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    const Texts& texts_;
+    const CommandTexts& texts_;
 };
 
 std::string checkTimeout(const std::string& text) {
@@ -109,7 +109,7 @@ public:
     std::optional<std::string> unknownCommand();
 
     CLI::App root;
-    Texts texts;
+    CommandTexts texts;
     Action action;
     bool json = false;
     bool explained = false;  // The problem says already where to look.

@@ -1,21 +1,10 @@
 #include "switchctl/EventArguments.h"
 
-#include "switchctl/Errors.h"
+#include "testing/switchctl/Refusal.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 namespace {
-
-std::string refusal(const std::function<void()>& check) {
-    try {
-        check();
-        return "";
-    } catch (const UsageError& error) {
-        return error.what();
-    }
-}
 
 LogRecord record(const std::string& location, const std::string& names = "", const std::string& time = "") {
     LogEventArguments arguments;

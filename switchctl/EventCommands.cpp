@@ -28,13 +28,13 @@ void hostname(Session& session, const std::string& name) {
     publish(session, OperatorCode::PUBLISH_HOSTNAME, OneText{name}.encode());
 }
 
-struct RawArguments {
+struct RawEventArguments {
     std::uint32_t category = 0;
     std::uint32_t number = 0;
     std::string hex;
 };
 
-void raw(Session& session, const RawArguments& arguments) {
+void raw(Session& session, const RawEventArguments& arguments) {
     const auto data = bytesFrom(arguments.hex);
     publish(session, OperatorCode::PUBLISH_EVENT, RawEvent{arguments.category, arguments.number, data}.encode());
 }

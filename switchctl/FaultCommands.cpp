@@ -47,7 +47,7 @@ struct FaultArguments {
     FaultRule rule;
 };
 
-void add(Session& session, const FaultArguments& arguments) {
+void addFault(Session& session, const FaultArguments& arguments) {
     FaultRule rule = arguments.rule;
     rule.kind = called<FaultKind>(arguments.kind, KINDS, "fault",
                                   "refuse, bad-status, delay, hold, drop-entry, corrupt or silent");
@@ -61,7 +61,7 @@ void add(Session& session, const FaultArguments& arguments) {
     session.print(Json().set("fault", number), std::to_string(number) + "\n");
 }
 
-void list(Session& session) {
+void listFaults(Session& session) {
     const auto faults = OperatorClient::decode<FaultList>(session.client.call(OperatorCode::LIST_FAULTS)).faults;
     std::vector<std::vector<std::string>> rows = {{"NUMBER", "KIND", "OPERATION", "KEY", "COUNT"}};
     Json json = Json::array();
@@ -88,7 +88,7 @@ void doToAll(Session& session, std::uint16_t code, const char* what) {
     session.print(Json().set(what, count), std::string(what) + " " + std::to_string(count) + "\n");
 }
 
-void remove(Session& session, const std::uint32_t& number) {
+void removeFault(Session& session, const std::uint32_t& number) {
     session.client.change(OperatorCode::REMOVE_FAULT, OneTag{number}.encode());
     session.print(Json().set("removed", number), "");
 }
@@ -101,11 +101,11 @@ void release(Session& session) {
     doToAll(session, OperatorCode::RELEASE_HELD, "released");
 }
 
-void addAdd(CommandTree& tree, const CommandTree::Group& fault) {
+void addFaultAdd(CommandTree& tree, const CommandTree::Group& fault) {
     auto [command, arguments] = tree.command(fault, "add",
                                              {"fault add KIND [OPTION...]", "Add a fault; prints its number",
                                               "fault add refuse --operation get --key 'Global.Callhome*' --count 2"},
-                                             add);
+                                             addFault);
     FaultRule& rule = arguments.rule;
     command.take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry,\ncorrupt or silent", true}, arguments.kind)
         .take({"--operation", "OP", "any, connect, get, bulk-get, set, lookup (any)"}, arguments.operation)
@@ -119,10 +119,10 @@ void addAdd(CommandTree& tree, const CommandTree::Group& fault) {
 
 void addFaultCommands(CommandTree& tree) {
     const CommandTree::Group fault = tree.group("fault", "Misbehave: add, list, remove, clear, release");
-    addAdd(tree, fault);
-    tree.command(fault, "list", {"fault list", "Print the faults that are set", "fault list"}, list);
+    addFaultAdd(tree, fault);
+    tree.command(fault, "list", {"fault list", "Print the faults that are set", "fault list"}, listFaults);
     auto [command, number] =
-        tree.command(fault, "remove", {"fault remove NUMBER", "Remove a fault", "fault remove 1"}, remove);
+        tree.command(fault, "remove", {"fault remove NUMBER", "Remove a fault", "fault remove 1"}, removeFault);
     command.number({"NUMBER", "", "Its number, as fault add and list print it", true}, number, 0, UINT32_MAX);
     tree.command(fault, "clear", {"fault clear", "Remove all faults; held answers go out", "fault clear"}, clear);
     tree.command(fault, "release", {"fault release", "Let held answers go out", "fault release"}, release);

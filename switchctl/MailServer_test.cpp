@@ -37,7 +37,7 @@ struct RefusedServer {
     const char* why;
 };
 
-const RefusedServer REFUSED[] = {
+const RefusedServer REFUSED_SERVERS[] = {
     {"", "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)"},
     {"127.0.0.1:25", "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)"},
     {"0-", "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)"},
@@ -60,7 +60,7 @@ const RefusedServer REFUSED[] = {
 };
 
 TEST(MailServer, isRefusedWithTheRightForms) {
-    for (const RefusedServer& one : REFUSED) {
+    for (const RefusedServer& one : REFUSED_SERVERS) {
         try {
             MailServer::parse(one.text);
             ADD_FAILURE() << one.text << " was taken";

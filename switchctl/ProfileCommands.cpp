@@ -58,7 +58,7 @@ std::string lines(const ProfileTable::Profile& profile) {
     return Text::table(rows);
 }
 
-void list(Session& session) {
+void listProfiles(Session& session) {
     const ProfileTable table = read(session);
     std::vector<std::vector<std::string>> rows = {{"NAME", "LEVEL", "FORMAT", "ADDRESSES"}};
     Json array = Json::array();
@@ -99,7 +99,7 @@ void remove(Session& session, const std::string& name) {
     session.print(Json().set("removed", name).set("told", told), "profile " + name + " removed\n");
 }
 
-void addAdd(CommandTree& tree, const CommandTree::Group& group) {
+void addProfileAdd(CommandTree& tree, const CommandTree::Group& group) {
     auto [command, settings] =
         tree.command(group, "add",
                      {"profile add NAME --level L --format F --email A... [OPTION...]", "Add a profile",
@@ -120,9 +120,9 @@ constexpr Argument NAME = {"NAME", "", "Name of the profile", true};
 
 void addProfileCommands(CommandTree& tree) {
     const CommandTree::Group group = tree.group("profile", "CallHome's profiles: list, show, add, remove");
-    tree.command(group, "list", {"profile list", "Print all profiles, a line each", "profile list"}, list);
+    tree.command(group, "list", {"profile list", "Print all profiles, a line each", "profile list"}, listProfiles);
     tree.command(group, "show", {"profile show NAME", "Print one profile", "profile show Operators"}, show, NAME);
-    addAdd(tree, group);
+    addProfileAdd(tree, group);
     tree.command(group, "remove", {"profile remove NAME", "Remove a profile", "profile remove Operators"}, remove,
                  NAME);
 }

@@ -1,22 +1,10 @@
 #include "switchctl/Rules.h"
 
-#include "switchctl/Errors.h"
+#include "testing/switchctl/Refusal.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 namespace {
-
-// What the check says; empty when it takes the value.
-std::string refusal(const std::function<void()>& check) {
-    try {
-        check();
-        return "";
-    } catch (const UsageError& error) {
-        return error.what();
-    }
-}
 
 using Rule = void (*)(const std::string&);
 

@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr std::uint32_t NO_TAG = 0xFFFFFFFFu;
 constexpr std::size_t LONGEST_NAME = 255;
 
 std::uint32_t nextTag() {

@@ -8,8 +8,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr std::uint32_t NO_TAG = 0xFFFFFFFFu;
-
 class CnsTest : public ClientTest {
 protected:
     int registerComponent() { return Cns_Registration(&component_, 1, 0).add(); }
@@ -121,7 +119,7 @@ TEST_F(CnsTest, asksForTheAddressOfAComponent) {
 
     const auto request = CnsLookup::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
     ASSERT_TRUE(request);
-    EXPECT_NE(tag, NO_TAG);
+    EXPECT_NE(tag, kNoTag);
     EXPECT_EQ(request->tag, tag);
     EXPECT_EQ(request->kind, 3);
     EXPECT_EQ(request->options, 128);
@@ -132,7 +130,7 @@ TEST_F(CnsTest, asksForTheAddressOfAComponent) {
 TEST_F(CnsTest, takesNoMoreOfANameThanItsLength) {
     joinAndInsert();
 
-    ASSERT_NE(Cns_Lookup(3, "SMART", 2, "primary", 3, 128).send(&component_), NO_TAG);
+    ASSERT_NE(Cns_Lookup(3, "SMART", 2, "primary", 3, 128).send(&component_), kNoTag);
 
     const auto request = CnsLookup::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
     ASSERT_TRUE(request);
@@ -147,15 +145,15 @@ TEST_F(CnsTest, givesEveryLookupATagOfItsOwn) {
 }
 
 TEST_F(CnsTest, hasNoTagForALookupThatWasNotSent) {
-    EXPECT_EQ(lookUp("SM"), NO_TAG);
+    EXPECT_EQ(lookUp("SM"), kNoTag);
     joinAndInsert();
-    EXPECT_EQ(lookUp(""), NO_TAG);
-    EXPECT_EQ(lookUp(std::string(256, 'n')), NO_TAG);
-    EXPECT_EQ(Cns_Lookup(3, nullptr, 2, nullptr, 7, 128).send(&component_), NO_TAG);
-    EXPECT_EQ(Cns_Lookup(3, "SM", -1, "primary", 7, 128).send(&component_), NO_TAG);
-    EXPECT_EQ(Cns_Lookup(3, "SM", 2, std::string(256, 'i').c_str(), 256, 128).send(&component_), NO_TAG);
+    EXPECT_EQ(lookUp(""), kNoTag);
+    EXPECT_EQ(lookUp(std::string(256, 'n')), kNoTag);
+    EXPECT_EQ(Cns_Lookup(3, nullptr, 2, nullptr, 7, 128).send(&component_), kNoTag);
+    EXPECT_EQ(Cns_Lookup(3, "SM", -1, "primary", 7, 128).send(&component_), kNoTag);
+    EXPECT_EQ(Cns_Lookup(3, "SM", 2, std::string(256, 'i').c_str(), 256, 128).send(&component_), kNoTag);
     bus_.refuse(LoopbackBus::messages(MessageFormat::CNS, CnsCode::LOOKUP));
-    EXPECT_EQ(lookUp("SM"), NO_TAG);
+    EXPECT_EQ(lookUp("SM"), kNoTag);
 
     deliver();
     EXPECT_THAT(names_.messages, IsEmpty());
@@ -164,7 +162,7 @@ TEST_F(CnsTest, hasNoTagForALookupThatWasNotSent) {
 TEST_F(CnsTest, asksForNamesOf255Characters) {
     joinAndInsert();
 
-    EXPECT_NE(lookUp(std::string(255, 'n')), NO_TAG);
+    EXPECT_NE(lookUp(std::string(255, 'n')), kNoTag);
 }
 
 TEST(CnsLookupResponseView, readsTagAndAddress) {
@@ -181,6 +179,6 @@ TEST(CnsLookupResponseView, hasNoTagWhenItCannotBeRead) {
 
     const Cns_Lookup_Response response(message);
 
-    EXPECT_EQ(response.tag(), NO_TAG);
+    EXPECT_EQ(response.tag(), kNoTag);
     EXPECT_EQ(response.address(), Hsb_Address{});
 }

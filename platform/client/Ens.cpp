@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr std::uint32_t NO_TAG = 0xFFFFFFFFu;
-
 // 0 when it could not be sent, else a positive value.
 int ask(Hsb_Component* component, const Hsb_Address& server, std::uint16_t code, std::uint32_t category,
         std::uint32_t event) {

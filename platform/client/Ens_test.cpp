@@ -9,8 +9,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr std::uint32_t NO_TAG = 0xFFFFFFFFu;
-
 class EnsTest : public ClientTest {
 protected:
     struct Operation {
@@ -47,7 +45,7 @@ TEST_F(EnsTest, asksTheNameServiceForItsServer) {
 
     const auto request = CnsLookup::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
     ASSERT_TRUE(request);
-    EXPECT_NE(tag, NO_TAG);
+    EXPECT_NE(tag, kNoTag);
     EXPECT_EQ(request->tag, tag);
     EXPECT_EQ(request->kind, 3);
     EXPECT_EQ(request->options, 128);
@@ -56,10 +54,10 @@ TEST_F(EnsTest, asksTheNameServiceForItsServer) {
 }
 
 TEST_F(EnsTest, hasNoTagWhenItCannotAskForItsServer) {
-    EXPECT_EQ(Ens::lookup_server(&component_), NO_TAG);
+    EXPECT_EQ(Ens::lookup_server(&component_), kNoTag);
     joinAndInsert();
     bus_.refuse(LoopbackBus::messages(MessageFormat::CNS, CnsCode::LOOKUP));
-    EXPECT_EQ(Ens::lookup_server(&component_), NO_TAG);
+    EXPECT_EQ(Ens::lookup_server(&component_), kNoTag);
 }
 
 TEST_F(EnsTest, sendsEachRequestToItsServer) {

@@ -8,6 +8,9 @@
 #include <utility>
 #include <vector>
 
+// Of a request that could not be sent.
+constexpr std::uint32_t NO_TAG = 0xFFFFFFFFu;
+
 // Encode gives the payload. 0, or -1 when it could not be sent, for want of memory too; nobody asks again, so the
 // payload is worth more than one try. Main thread only.
 template <typename Encode>

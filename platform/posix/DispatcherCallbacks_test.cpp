@@ -12,8 +12,6 @@ using testing::IsEmpty;
 
 namespace {
 
-const Timeval AT_ONCE(0, 0);
-
 // Three handlers with something to read, called in this order.
 class DispatcherCallbacks : public testing::Test {
 protected:
@@ -26,7 +24,7 @@ protected:
         }
     }
 
-    int turn() { return dispatcher_.handle_events(&AT_ONCE); }
+    int turn() { return dispatcher_.handle_events(&kAtOnce); }
     int remove(TestHandler& handler) { return dispatcher_.remove_handler(&handler, Event_Handler::DONT_CALL); }
 
     Dispatcher dispatcher_;

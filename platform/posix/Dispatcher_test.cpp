@@ -16,13 +16,12 @@ using testing::IsEmpty;
 
 namespace {
 
-const Timeval AT_ONCE(0, 0);
 const Timeval LONG(20, 0);  // a limit that only a failing test reaches
 
 class DispatcherTest : public testing::Test {
 protected:
     // One turn that waits for nothing; returns the number of calls.
-    int turn() { return dispatcher_.handle_events(&AT_ONCE); }
+    int turn() { return dispatcher_.handle_events(&kAtOnce); }
 
     Dispatcher dispatcher_;
     SocketPair pair_;
@@ -243,7 +242,7 @@ TEST_F(DispatcherTest, failsWhenItCannotWait) {
     Dispatcher& dispatcher = dispatcher_;  // a sanitizer needs descriptors to check a call through the fixture
 
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &one), 0);
-    const int result = dispatcher.handle_events(&AT_ONCE);
+    const int result = dispatcher.handle_events(&kAtOnce);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &former), 0);
 
     EXPECT_EQ(result, -1);

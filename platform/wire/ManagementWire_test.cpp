@@ -1,5 +1,6 @@
 #include "platform/wire/ManagementWire.h"
 
+#include "testing/PayloadPieces.h"
 #include "testing/platform/payloads.h"
 
 #include <gmock/gmock.h>
@@ -13,12 +14,6 @@ using testing::SizeIs;
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-Bytes slot(const std::string& text, std::size_t size) {
-    Bytes bytes(text.begin(), text.end());
-    bytes.resize(size);
-    return bytes;
-}
 
 Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());
@@ -41,7 +36,7 @@ TEST(ManagementRequest, takesEightBytes) {
 TEST(TestProfileRequest, takesFortyFourBytes) {
     const auto payload = TestProfileRequest{1, 2, "support"}.encode();
 
-    EXPECT_EQ(payload, Bytes({0, 0, 0, 1, 0, 0, 0, 2}) + slot("support", 36));
+    EXPECT_EQ(payload, Bytes({0, 0, 0, 1, 0, 0, 0, 2}) + paddedText("support", 36));
     const auto read = TestProfileRequest::decode(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->handle, 1u);
@@ -69,7 +64,7 @@ TEST(ManagementResponse, carriesHandleAndStatus) {
 TEST(TestProfileResponse, carriesHandleStatusAndName) {
     const auto payload = TestProfileResponse{7, 6, "p"}.encode();
 
-    EXPECT_EQ(payload, Bytes({0, 0, 0, 7, 0, 0, 0, 6}) + slot("p", 36));
+    EXPECT_EQ(payload, Bytes({0, 0, 0, 7, 0, 0, 0, 6}) + paddedText("p", 36));
     const auto read = TestProfileResponse::decode(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->handle, 7u);
@@ -81,7 +76,7 @@ TEST(TestProfileResponse, carriesHandleStatusAndName) {
 TEST(TestProfileResults, carriesStatusAndName) {
     const auto payload = TestProfileResults{1, "p"}.encode();
 
-    EXPECT_EQ(payload, Bytes({0, 0, 0, 1}) + slot("p", 36));
+    EXPECT_EQ(payload, Bytes({0, 0, 0, 1}) + paddedText("p", 36));
     const auto read = TestProfileResults::decode(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->status, 1u);
@@ -111,9 +106,9 @@ TEST(InfoResponse, mayHaveNoBlock) {
 }
 
 TEST(ProcessedInfo, readsEveryProfile) {
-    const Bytes block = Bytes(8) + Bytes({0, 0, 0, 2})                                              //
-                        + slot("one", 36) + Bytes({0, 0, 1, 0}) + slot("NotApplicable", 64)         //
-                        + slot("two", 36) + Bytes({0, 0, 0, 3}) + slot("Tue Nov 14 22:13:20", 64);  //
+    const Bytes block = Bytes(8) + Bytes({0, 0, 0, 2})                                                          //
+                        + paddedText("one", 36) + Bytes({0, 0, 1, 0}) + paddedText("NotApplicable", 64)         //
+                        + paddedText("two", 36) + Bytes({0, 0, 0, 3}) + paddedText("Tue Nov 14 22:13:20", 64);  //
 
     const auto info = ProcessedInfo::decode(block);
 

@@ -1,5 +1,7 @@
 #include "Sw_Log_Type.h"
 
+#include "testing/PayloadPieces.h"
+
 #include <gmock/gmock.h>
 
 namespace {
@@ -33,12 +35,6 @@ Bytes part(const Bytes& bytes, std::size_t offset, std::size_t size) {
     return {begin, begin + static_cast<std::ptrdiff_t>(size)};
 }
 
-Bytes slot(const std::string& text, std::size_t size) {
-    Bytes bytes(text.begin(), text.end());
-    bytes.resize(size);
-    return bytes;
-}
-
 void expectSame(const Sw_Log_Type& read, const Sw_Log_Type& written) {
     EXPECT_EQ(read.kind, written.kind);
     EXPECT_EQ(read.number, written.number);
@@ -69,10 +65,10 @@ TEST(Sw_Log_Type, takesTheseBytes) {
                                          0, 0,    0x10, 0,    0,    0, 0, 64, 0xFF, 0xFF, 0xFF, 0xFF,  //
                                          0, 0x0F, 0x42, 0x3F, 0,    0, 0, 7,  0xFF, 0xFF, 0xFF, 0xF8}));
     EXPECT_EQ(part(bytes, 48, 2), (Bytes{0, 9}));
-    EXPECT_EQ(part(bytes, 50, 16), slot("Blade", 16));
-    EXPECT_EQ(part(bytes, 66, 16), slot("Port", 16));
+    EXPECT_EQ(part(bytes, 50, 16), paddedText("Blade", 16));
+    EXPECT_EQ(part(bytes, 66, 16), paddedText("Port", 16));
     EXPECT_EQ(part(bytes, 82, 2), (Bytes{0, 0}));
-    EXPECT_EQ(part(bytes, 84, 228), slot("Link failure", 228));
+    EXPECT_EQ(part(bytes, 84, 228), paddedText("Link failure", 228));
 }
 
 TEST(Sw_Log_Type, isReadAsItWasWritten) {

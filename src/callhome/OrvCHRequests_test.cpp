@@ -1,5 +1,6 @@
 // The six management requests: their answers byte by byte, and what is refused.
 #include "MessageCodes.h"
+#include "testing/PayloadPieces.h"
 #include "testing/app/DaemonFixture.h"
 
 namespace {
@@ -9,20 +10,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 using Bytes = std::vector<std::uint8_t>;
-
-Bytes name36(const std::string& text) {
-    Bytes bytes(text.begin(), text.end());
-    bytes.resize(36, 0);
-    return bytes;
-}
-
-Bytes joined(std::initializer_list<Bytes> pieces) {
-    Bytes all;
-    for (const Bytes& piece : pieces) {
-        all.insert(all.end(), piece.begin(), piece.end());
-    }
-    return all;
-}
 
 class OrvCallHomeManagement : public DaemonFixture {
 protected:
@@ -95,13 +82,13 @@ TEST_F(OrvCallHomeManagement, answersAProfileChangeAtOnceAndThenReads) {
 TEST_F(OrvCallHomeManagement, answersATestRequestAndLaterItsResult) {
     startReady();
     record();
-    request(2, name36("Operators"));
+    request(2, paddedText("Operators", 36));
 
-    EXPECT_THAT(answers(102), ElementsAre(joined({handle(2), word(0), name36("Operators")})));
+    EXPECT_THAT(answers(102), ElementsAre(joined({handle(2), word(0), paddedText("Operators", 36)})));
     EXPECT_THAT(traced("received ORV_API_MSG_CH_TEST_PROFILE_CMD message for profile Operators"), SizeIs(1));
     switch_->tick();
     ASSERT_TRUE(switch_->runUntil([this] { return !answers(107).empty(); }));
-    EXPECT_THAT(answers(107), ElementsAre(joined({word(0), name36("Operators")})));
+    EXPECT_THAT(answers(107), ElementsAre(joined({word(0), paddedText("Operators", 36)})));
     ASSERT_THAT(primary_.mailsTaken(), SizeIs(1));
     EXPECT_NE(primary_.mailsTaken()[0].text.find("Text:           CALLHOME TEST PROFILE MESSAGE\r\n"),
               std::string::npos);
@@ -110,10 +97,10 @@ TEST_F(OrvCallHomeManagement, answersATestRequestAndLaterItsResult) {
 TEST_F(OrvCallHomeManagement, aTestOfAProfileThatDoesNotExistIsDeletedWithoutAWord) {
     startReady();
     record();
-    request(2, name36("Nobody"));
+    request(2, paddedText("Nobody", 36));
     switch_->tick(3);
 
-    EXPECT_THAT(answers(102), ElementsAre(joined({handle(2), word(0), name36("Nobody")})));
+    EXPECT_THAT(answers(102), ElementsAre(joined({handle(2), word(0), paddedText("Nobody", 36)})));
     EXPECT_THAT(answers(107), IsEmpty());
     EXPECT_THAT(operatorLog(), IsEmpty());
     EXPECT_EQ(primary_.connections(), 0u);
@@ -134,12 +121,12 @@ TEST_P(OrvCallHomeTestRefusal, isLoggedThenReportedAsFailedThenAnswered) {
     switch_->set(GetParam().key, GetParam().value);
     request(1);
     record();
-    request(2, name36("Operators"));
+    request(2, paddedText("Operators", 36));
 
     EXPECT_THAT(operatorLog(), ElementsAre(LogLine{2, GetParam().id, GetParam().text}));
     EXPECT_THAT(answerCodes(), ElementsAre(107, 102));
-    EXPECT_THAT(answers(107), ElementsAre(joined({word(1), name36("Operators")})));
-    EXPECT_THAT(answers(102), ElementsAre(joined({handle(2), word(0), name36("Operators")})));
+    EXPECT_THAT(answers(107), ElementsAre(joined({word(1), paddedText("Operators", 36)})));
+    EXPECT_THAT(answers(102), ElementsAre(joined({handle(2), word(0), paddedText("Operators", 36)})));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -163,7 +150,7 @@ TEST_F(OrvCallHomeManagement, refusesATestWhileTheConfigurationIsBeingUpdated) {
     switch_->faults().add({FaultKind::BAD_STATUS, FaultOperation::GET, "Global.CallhomeDB.NumberOfProfiles", 1, 0, 3});
     request(1);
     record();
-    request(2, name36("Operators"));
+    request(2, paddedText("Operators", 36));
 
     EXPECT_THAT(operatorLog(), ElementsAre(LogLine{2, 0x8b000008u,
                                                    "Unable to test profile Operators because the CallHome service is "
@@ -175,8 +162,8 @@ TEST_F(OrvCallHomeManagement, refusesOneTestACall) {
     startReady();
     switch_->set("Global.Callhome.SMTPEnable", "False");
     holdConfiguration();
-    request(2, name36("first"));
-    request(2, name36("second"));
+    request(2, paddedText("first", 36));
+    request(2, paddedText("second", 36));
     EXPECT_THAT(operatorLog(), IsEmpty());
     switch_->bus().clearFaults();
     switch_->bus().release();
@@ -200,7 +187,7 @@ TEST_F(OrvCallHomeManagement, logsAResultThatCannotBeSent) {
     request(1);
     record();
     switch_->bus().refuse(LoopbackBus::messages(MessageFormat::MANAGEMENT, 107));
-    request(2, name36("Operators"));
+    request(2, paddedText("Operators", 36));
 
     EXPECT_THAT(operatorLog(),
                 ElementsAre(LogLine{2, 0x8b000005u,
@@ -237,9 +224,10 @@ TEST_F(OrvCallHomeManagement, tellsWhatWasProcessedForEachProfile) {
         bytes.resize(64, 0);
         return bytes;
     };
-    EXPECT_THAT(answers(104), ElementsAre(joined({handle(4), word(0), Bytes(8, 0), word(2), name36("Faults"), word(1),
-                                                  time("Tue Nov 14 22:13:21 UTC 2023"), name36("Operators"), word(2),
-                                                  time("Tue Nov 14 22:13:21 UTC 2023")})));
+    EXPECT_THAT(answers(104),
+                ElementsAre(joined({handle(4), word(0), Bytes(8, 0), word(2), paddedText("Faults", 36), word(1),
+                                    time("Tue Nov 14 22:13:21 UTC 2023"), paddedText("Operators", 36), word(2),
+                                    time("Tue Nov 14 22:13:21 UTC 2023")})));
 }
 
 TEST_F(OrvCallHomeManagement, tellsOfNoProfilesWithOneZeroEntry) {
@@ -301,8 +289,9 @@ TEST_F(OrvCallHomeManagement, answersInformationAndChangeoverWhileOnlyTheIdentit
     EXPECT_THAT(operatorLog(), IsEmpty());
     Bytes never{'N', 'o', 't', 'A', 'p', 'p', 'l', 'i', 'c', 'a', 'b', 'l', 'e'};
     never.resize(64, 0);
-    EXPECT_THAT(answers(104),
-                ElementsAre(joined({handle(4), word(0), Bytes(8, 0), word(1), name36("Operators"), word(0), never})));
+    EXPECT_THAT(
+        answers(104),
+        ElementsAre(joined({handle(4), word(0), Bytes(8, 0), word(1), paddedText("Operators", 36), word(0), never})));
     EXPECT_THAT(answers(105), ElementsAre(joined({handle(5), word(0)})));
     EXPECT_EQ(switch_->attribute("Oper.Callhome.ActiveSMTPPort"), std::to_string(secondary_.port()));
 }
@@ -310,7 +299,7 @@ TEST_F(OrvCallHomeManagement, answersInformationAndChangeoverWhileOnlyTheIdentit
 TEST_F(OrvCallHomeManagement, takesATestWhileOnlyTheIdentityIsBeingRead) {
     startReady();
     holdIdentity();
-    request(2, name36("Operators"));
+    request(2, paddedText("Operators", 36));
 
     EXPECT_THAT(operatorLog(), IsEmpty());
     EXPECT_THAT(answerCodes(), ElementsAre(102));
@@ -318,7 +307,7 @@ TEST_F(OrvCallHomeManagement, takesATestWhileOnlyTheIdentityIsBeingRead) {
     switch_->bus().release();
     switch_->tick();
     ASSERT_TRUE(switch_->runUntil([this] { return !answers(107).empty(); }));
-    EXPECT_THAT(answers(107), ElementsAre(joined({word(0), name36("Operators")})));
+    EXPECT_THAT(answers(107), ElementsAre(joined({word(0), paddedText("Operators", 36)})));
 }
 
 TEST_F(OrvCallHomeManagement, tellsTheFillOfTheQueue) {

@@ -1,6 +1,6 @@
 // The management requests as an operator's program sends them: every length, any handle, at any time.
+#include "testing/PayloadPieces.h"
 #include "testing/callhome/ControllerFixture.h"
-
 #include "word_order.h"
 
 #include <span>
@@ -30,20 +30,6 @@ Bytes word(std::uint32_t value) {
     return bytes;
 }
 
-Bytes joined(std::initializer_list<Bytes> pieces) {
-    Bytes all;
-    for (const Bytes& piece : pieces) {
-        all.insert(all.end(), piece.begin(), piece.end());
-    }
-    return all;
-}
-
-Bytes name36(const std::string& text) {
-    Bytes bytes(text.begin(), text.end());
-    bytes.resize(36, 0);
-    return bytes;
-}
-
 using Answer = std::pair<std::uint16_t, Bytes>;
 
 class OrvCallHomeRequests : public ControllerFixture {
@@ -61,7 +47,7 @@ protected:
     void request(std::uint16_t code, std::uint32_t handle, const std::string& name = "Nobody") {
         Bytes payload = joined({word(handle), word(0xEEEEEEEEu)});
         if (code == ManagementCode::TEST_PROFILE) {
-            payload = joined({payload, name36(name)});
+            payload = joined({payload, paddedText(name, 36)});
         }
         switch_->send(MessageFormat::MANAGEMENT, code, payload);
     }
@@ -110,8 +96,8 @@ TEST_F(OrvCallHomeRequests, echoAnyHandle) {
 
         EXPECT_THAT(sent_, ElementsAre(Answer{101, joined({word(handle), word(0)})},
                                        // No service: the result precedes the answer.
-                                       Answer{107, joined({word(1), name36("Nobody")})},
-                                       Answer{102, joined({word(handle), word(0), name36("Nobody")})},
+                                       Answer{107, joined({word(1), paddedText("Nobody", 36)})},
+                                       Answer{102, joined({word(handle), word(0), paddedText("Nobody", 36)})},
                                        Answer{103, joined({word(handle), word(0)})},
                                        Answer{104, joined({word(handle), word(0), Bytes(116, 0)})},
                                        Answer{105, joined({word(handle), word(7)})},
@@ -128,11 +114,11 @@ TEST_F(OrvCallHomeRequests, duringAReadAreAnsweredByWhatMayBeDoneThen) {
         request(each.code, each.code);
     }
 
-    EXPECT_THAT(
-        sent_,
-        ElementsAre(Answer{101, joined({word(1), word(0)})}, Answer{102, joined({word(2), word(0), name36("Nobody")})},
-                    Answer{103, joined({word(3), word(0)})}, Answer{104, joined({word(4), word(2)})},
-                    Answer{105, joined({word(5), word(7)})}, Answer{106, joined({word(6), word(0), Bytes(20, 0)})}));
+    EXPECT_THAT(sent_, ElementsAre(Answer{101, joined({word(1), word(0)})},
+                                   Answer{102, joined({word(2), word(0), paddedText("Nobody", 36)})},
+                                   Answer{103, joined({word(3), word(0)})}, Answer{104, joined({word(4), word(2)})},
+                                   Answer{105, joined({word(5), word(7)})},
+                                   Answer{106, joined({word(6), word(0), Bytes(20, 0)})}));
     EXPECT_EQ(stateValue("ConfigRequestsPending"), "1");
     releaseAll();
     EXPECT_EQ(stateValue("ConfigRequestsPending"), "0");
@@ -196,7 +182,7 @@ TEST_F(OrvCallHomeRequests, takeANameThatFillsItsField) {
                 ElementsAre("OrvCallHome processOrvCHTestProfileCmdMsg: received ORV_API_MSG_CH_TEST_PROFILE_CMD "
                             "message for profile " +
                             name));
-    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), name36(std::string(35, 'n'))})}));
+    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), paddedText(std::string(35, 'n'), 36)})}));
 }
 
 TEST_F(OrvCallHomeRequests, testTheFirstProfileOfAName) {
@@ -229,7 +215,7 @@ TEST_F(OrvCallHomeRequests, testNobodyWhereAProfileHasNoRecipients) {
     request(ManagementCode::TEST_PROFILE, 5, "Silent");
     switch_->tick(2);
 
-    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), name36("Silent")})}));
+    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), paddedText("Silent", 36)})}));
     EXPECT_EQ(inQueue(), 0u);
 }
 
@@ -256,8 +242,8 @@ TEST_F(OrvCallHomeRequests, tellThatATestFailedWhenNobodyTookIt) {
     switch_->tick();
     ASSERT_TRUE(switch_->runUntil([this] { return sent_.size() == 2; }));
 
-    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), name36("Operators")})},
-                                   Answer{107, joined({word(1), name36("Operators")})}));
+    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), paddedText("Operators", 36)})},
+                                   Answer{107, joined({word(1), paddedText("Operators", 36)})}));
 }
 
 TEST_F(OrvCallHomeRequests, tellThatAWaitingTestWasCleared) {
@@ -267,8 +253,8 @@ TEST_F(OrvCallHomeRequests, tellThatAWaitingTestWasCleared) {
     request(ManagementCode::TEST_PROFILE, 5, "Operators");
     request(ManagementCode::CLEAR_QUEUE, 6);
 
-    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), name36("Operators")})},
-                                   Answer{107, joined({word(2), name36("Operators")})},
+    EXPECT_THAT(sent_, ElementsAre(Answer{102, joined({word(5), word(0), paddedText("Operators", 36)})},
+                                   Answer{107, joined({word(2), paddedText("Operators", 36)})},
                                    Answer{103, joined({word(6), word(0)})}));
 }
 

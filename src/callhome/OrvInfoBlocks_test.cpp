@@ -1,5 +1,7 @@
 #include "callhome/OrvInfoBlocks.h"
 
+#include "testing/PayloadPieces.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -7,20 +9,6 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-Bytes padded(const std::string& text, std::size_t size) {
-    Bytes bytes(text.begin(), text.end());
-    bytes.resize(size, 0);
-    return bytes;
-}
-
-Bytes joined(std::initializer_list<Bytes> pieces) {
-    Bytes all;
-    for (const Bytes& piece : pieces) {
-        all.insert(all.end(), piece.begin(), piece.end());
-    }
-    return all;
-}
 
 TEST(OrvInfoBlocks, processedInfoWithoutProfilesIsOneZeroEntryOf116Bytes) {
     EXPECT_EQ(orvProfileProcessedInfo({}), Bytes(116, 0));
@@ -32,12 +20,12 @@ TEST(OrvInfoBlocks, processedInfoHasOneEntryAProfileInListOrder) {
 
     EXPECT_EQ(block, joined({Bytes(8, 0),
                              {0, 0, 0, 2},
-                             padded("first", 36),
+                             paddedText("first", 36),
                              {0, 0, 0, 1},
-                             padded("NotApplicable", 64),
-                             padded("second", 36),
+                             paddedText("NotApplicable", 64),
+                             paddedText("second", 36),
                              {1, 2, 3, 4},
-                             padded("Tue Nov 14 22:13:20 UTC 2023", 64)}));
+                             paddedText("Tue Nov 14 22:13:20 UTC 2023", 64)}));
 }
 
 TEST(OrvInfoBlocks, processedInfoCutsNamesAt32AndTimesAt63Characters) {
@@ -45,9 +33,9 @@ TEST(OrvInfoBlocks, processedInfoCutsNamesAt32AndTimesAt63Characters) {
 
     EXPECT_EQ(block, joined({Bytes(8, 0),
                              {0, 0, 0, 1},
-                             padded(std::string(32, 'n'), 36),
+                             paddedText(std::string(32, 'n'), 36),
                              {0, 0, 0, 7},
-                             padded(std::string(63, 't'), 64)}));
+                             paddedText(std::string(63, 't'), 64)}));
 }
 
 TEST(OrvInfoBlocks, mesgQInfoIsFiveBigEndianWordsTheFirstTwoZero) {

@@ -28,13 +28,13 @@ using namespace orv_mesg_tags;
 
 namespace {
 
-struct Element {
+struct CaptureElement {
     std::string_view tag;
     std::string CronCaptureData::*field;
 };
 
 // In the order written, which is also the order of the bits of MissingAttributes; the attachment list follows.
-constexpr std::array<Element, 6> kElements = {{
+constexpr std::array<CaptureElement, 6> kCaptureElements = {{
     {kCronSeq, &CronCaptureData::Sequence},
     {kCronDay, &CronCaptureData::DayOfWeek},
     {kCronTime, &CronCaptureData::TimeOfDay},
@@ -180,7 +180,7 @@ std::string CronCaptureData::nextAttachmentFile() {
 std::int32_t CronCaptureData::bytesToSave() {
     constexpr std::int64_t kLineFeeds = 20;
     std::int64_t bytes = orvLengths({kCronAttchList, kCronAttchListEnd}) + kLineFeeds;
-    for (const Element& element : kElements) {
+    for (const CaptureElement& element : kCaptureElements) {
         bytes += orvLengths({element.tag, this->*element.field, kEndOfRecord});
     }
     for (const std::string& name : Attachments) {
@@ -194,7 +194,7 @@ std::int32_t CronCaptureData::bytesToSave() {
 }
 
 void CronCaptureData::save(std::string& file) const {
-    for (const Element& element : kElements) {
+    for (const CaptureElement& element : kCaptureElements) {
         orvAppendElement(file, element.tag, this->*element.field);
     }
     orvAppendLine(file, kCronAttchList);
@@ -214,14 +214,14 @@ bool CronCaptureData::restoreAttachments(std::istream& stream) {
     if (orvReadList(kCronAttchListEnd, stream, Attachments) < 0) {
         return false;
     }
-    MissingAttributes = withoutBit(MissingAttributes, kElements.size());
+    MissingAttributes = withoutBit(MissingAttributes, kCaptureElements.size());
     return true;
 }
 
 bool CronCaptureData::restoreText(std::string_view tag, std::istream& stream) {
-    for (std::size_t i = 0; i < kElements.size(); ++i) {
-        if (tag == kElements[i].tag) {
-            if (restoreThruDashTag(tag, stream, this->*kElements[i].field) < 0) {
+    for (std::size_t i = 0; i < kCaptureElements.size(); ++i) {
+        if (tag == kCaptureElements[i].tag) {
+            if (restoreThruDashTag(tag, stream, this->*kCaptureElements[i].field) < 0) {
                 RestoreStatus = -1;
             } else {
                 MissingAttributes = withoutBit(MissingAttributes, i);

@@ -12,7 +12,7 @@ using namespace orv_mesg_tags;
 namespace {
 
 // Elements that an envelope cannot do without.
-enum Seen : unsigned { kSeenMaxSize = 1, kSeenType = 2, kSeenSubject = 4, kSeenRecipients = 8, kSeenAll = 15 };
+enum Seen : unsigned { kSeenMaxSize = 1, kSeenType = 2, kSeenSubject = 4, kSeenRecipients = 8, kSeenWhole = 15 };
 
 // Reads one envelope, element by element.
 class Reader {
@@ -57,7 +57,7 @@ int Reader::read() {
         }
         orvReadLine(stream_, line);
         if (line == kEnvelopeEnd) {
-            return seen_ == kSeenAll ? 0 : fail("[FAIL] attributes missing\n");
+            return seen_ == kSeenWhole ? 0 : fail("[FAIL] attributes missing\n");
         }
         if (take(line) < 0) {
             return -1;

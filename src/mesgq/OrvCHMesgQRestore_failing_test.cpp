@@ -16,13 +16,11 @@ using testing::IsEmpty;
 
 using Line = std::pair<int, std::string>;
 
-const std::string kOrder = std::string(kSendDir) + "/order";
-const std::string kEntry = std::string(kSendDir) + "/m0";
 constexpr unsigned kTries = 4;  // to start a shell
 
 class OrvCHMesgQFailingRestoreTest : public MesgQRestoreTest {
 protected:
-    void messageOnFlash() { switch_.root().write(kEntry, messageFile("one") + stateBlock()); }
+    void messageOnFlash() { switch_.root().write(kFirstEntry, messageFile("one") + stateBlock()); }
     void start(const Attributes& quotas = {}) {
         MesgQRestoreTest::start(quotas);
         ASSERT_TRUE(queue_->openForBusiness());
@@ -35,23 +33,24 @@ protected:
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosed) {
     messageOnFlash();
     for (const std::string& bytes : {std::string(), wordsToBytes({1, 0})}) {
-        switch_.root().write(kOrder, bytes);
+        switch_.root().write(kOrderFile, bytes);
         restart();
         const FailingCall failing("fclose", "/send/order", EIO);
         start();
-        EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to close file " + kOrder}));
-        EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to close order file " + kOrder + "\n"));
+        EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to close file " + kOrderFile}));
+        EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to close order file " + kOrderFile + "\n"));
         EXPECT_EQ(queue_->sendCount(), bytes.empty() ? 0u : 1u);
     }
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsNumbersThatCannotBeReadAndTakesTheDirectory) {
     messageOnFlash();
-    switch_.root().write(kOrder, std::string("\0\1\1", 3));  // a count cut short, more than none
+    switch_.root().write(kOrderFile, std::string("\0\1\1", 3));  // a count cut short, more than none
     start({{"FilesAllowed", "4294967295"}});
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
-    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to read uniqueId field from file " + kOrder}));
-    EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to read uniqueId data from file " + kOrder + "\n"));
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to read uniqueId field from file " + kOrderFile}));
+    EXPECT_THAT(takeTrace(),
+                Contains("reconstituteQueue: unable to read uniqueId data from file " + kOrderFile + "\n"));
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsMissingMemoryForTheNumbersAndTakesTheDirectory) {
@@ -59,7 +58,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsMissingMemoryForTheNumbersAndTakesTh
     const std::string kCut("\0\1\1", 3);
     std::uint32_t count = 0;
     std::memcpy(&count, kCut.data(), kCut.size());
-    switch_.root().write(kOrder, kCut);
+    switch_.root().write(kOrderFile, kCut);
     const std::uint32_t size = 4 * (count + 1);
     {
         const FailingAllocation failing(size, size);
@@ -89,16 +88,17 @@ TEST_F(OrvCHMesgQFailingRestoreTest, aCutCountIsCutFurtherToTheFileQuota) {
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosedWhenItsCountFindsNoRoom) {
     switch_.root().write(std::string(kDuplicateDir) + "/order", "");
     switch_.root().write(std::string(kPersistDir) + "/order", "");
-    switch_.root().write(kOrder, std::string("\7\7\7", 3));
+    switch_.root().write(kOrderFile, std::string("\7\7\7", 3));
     {
         const FailingCall failing("fclose", "/send/order", EIO);
         start();
         EXPECT_EQ(failing.failures(), 1u);
     }
     EXPECT_EQ(takeLog(), (Log{{16, "Unable reduce message count to allowed number: 100"},
-                              {16, "Unable to close file " + kOrder}}));
+                              {16, "Unable to close file " + kOrderFile}}));
     Texts traced = takeTrace();
-    const auto reported = std::ranges::find(traced, "reconstituteQueue: unable to close order file " + kOrder + "\n");
+    const auto reported =
+        std::ranges::find(traced, "reconstituteQueue: unable to close order file " + kOrderFile + "\n");
     ASSERT_NE(reported, traced.end());
     EXPECT_THAT(*(reported - 1), testing::StartsWith("reconstituteQueue: unable to make room\ncount = "));
     EXPECT_EQ(*(reported + 1), "reconstituteQueueTheHardWay: queue type = send\n");
@@ -124,7 +124,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAShellThatCannotBeRun) {
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
     EXPECT_TRUE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
     EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to create file /tmp/orv-queue-order"}).Times(3));
-    EXPECT_TRUE(switch_.root().exists(kEntry)) << "the file stays";
+    EXPECT_TRUE(switch_.root().exists(kFirstEntry)) << "the file stays";
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, aShellThatCannotBeRunOnceCostsNothing) {
@@ -177,8 +177,8 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeOpenedForIts
         start();
     }
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
-    EXPECT_THAT(takeLog(), Contains(Line{16, "Error opening " + kEntry + " for reading, ignoring"}));
-    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to open file " + kEntry +
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Error opening " + kFirstEntry + " for reading, ignoring"}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to open file " + kFirstEntry +
                                       " for reading, skipping, errno = Permission denied(13)\n"));
     EXPECT_EQ(queue_->statistics().reconstituted, 0u);
 }
@@ -190,8 +190,8 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeClosedAndRes
         start();
     }
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
-    EXPECT_THAT(takeLog(), Contains(Line{17, "Error closing " + kEntry}));
-    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to close file " + kEntry +
+    EXPECT_THAT(takeLog(), Contains(Line{17, "Error closing " + kFirstEntry}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to close file " + kFirstEntry +
                                       "\n, errno = Input/output error(5)"));
 }
 
@@ -201,21 +201,21 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAStreamThatCannotBeMadeLikeAFileThat
         const FailingCall failing("fdopen", "/m0", ENOMEM);
         start();
     }
-    EXPECT_THAT(takeLog(), Contains(Line{16, "Error opening " + kEntry + " for reading, ignoring"}));
-    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to open file " + kEntry +
+    EXPECT_THAT(takeLog(), Contains(Line{16, "Error opening " + kFirstEntry + " for reading, ignoring"}));
+    EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to open file " + kFirstEntry +
                                       " for reading, skipping, errno = Cannot allocate memory(12)\n"));
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, aFileTooBigForTheMemoryIsLeftOutAndTheStartGoesOn) {
     constexpr std::size_t kBig = 1 << 20;
-    switch_.root().write(kEntry, messageFile(std::string(2 * kBig, 'x')));
+    switch_.root().write(kFirstEntry, messageFile(std::string(2 * kBig, 'x')));
     switch_.root().write(std::string(kSendDir) + "/m1", messageFile("small"));
     {
         const FailingAllocation failing(kBig);
         start();
     }
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"small"});
-    EXPECT_TRUE(switch_.root().exists(kEntry));
+    EXPECT_TRUE(switch_.root().exists(kFirstEntry));
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, anInitQueueMessageWithoutMemoryDoesNotStopTheOthers) {

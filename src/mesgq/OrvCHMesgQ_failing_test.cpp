@@ -14,9 +14,6 @@ using testing::Contains;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
 
-const std::string kOrder = std::string(kSendDir) + "/order";
-const std::string kEntry = std::string(kSendDir) + "/m0";
-
 class OrvCHMesgQFailingTest : public MesgQTest {
 protected:
     OrvCHMesgQFailingTest() { open(); }
@@ -47,7 +44,7 @@ TEST_F(OrvCHMesgQFailingTest, reportsAStateBlockThatCannotBeWrittenOrClosed) {
             EXPECT_EQ(add("one"), 0);
             EXPECT_EQ(failing.failures(), 1u);
         }
-        EXPECT_EQ(takeLog(), (Log{{15, "Unable to close file " + kEntry}}));
+        EXPECT_EQ(takeLog(), (Log{{15, "Unable to close file " + kFirstEntry}}));
         EXPECT_EQ(takeTrace().back(), std::string("saveEntryToFile: unable to close file, errno = ") + row.text + "\n");
         EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
     }
@@ -63,11 +60,11 @@ TEST_F(OrvCHMesgQFailingTest, reportsAnOrderFileThatCannotBeWrittenOrCut) {
             EXPECT_EQ(add("two"), 0);
             EXPECT_EQ(failing.failures(), 1u);
         }
-        EXPECT_EQ(takeLog(), (Log{{15, "Unable to write 12 bytes to file " + kOrder}}));
-        EXPECT_EQ(takeTrace().back(), "updateOrderFile: unable to write 12 bytes to file " + kOrder + "\n");
+        EXPECT_EQ(takeLog(), (Log{{15, "Unable to write 12 bytes to file " + kOrderFile}}));
+        EXPECT_EQ(takeTrace().back(), "updateOrderFile: unable to write 12 bytes to file " + kOrderFile + "\n");
         EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"one", "two"}));
         mailNext();
-        EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({1, 1})) << "the next write is whole again";
+        EXPECT_EQ(switch_.root().read(kOrderFile), wordsToBytes({1, 1})) << "the next write is whole again";
     }
 }
 
@@ -76,8 +73,8 @@ TEST_F(OrvCHMesgQFailingTest, reportsAnOrderFileThatCannotBeClosed) {
         const FailingCall failing("close", "/send/order", EIO);
         EXPECT_EQ(add("one"), 0);
     }
-    EXPECT_EQ(takeLog(), (Log{{15, "Unable to close file " + kOrder}}));
-    EXPECT_EQ(takeTrace().back(), "updateOrderFile: unable to close file " + kOrder + "\n");
+    EXPECT_EQ(takeLog(), (Log{{15, "Unable to close file " + kOrderFile}}));
+    EXPECT_EQ(takeTrace().back(), "updateOrderFile: unable to close file " + kOrderFile + "\n");
 }
 
 TEST_F(OrvCHMesgQFailingTest, aSignalBeforeAWriteIsNoFailure) {
@@ -88,7 +85,7 @@ TEST_F(OrvCHMesgQFailingTest, aSignalBeforeAWriteIsNoFailure) {
         EXPECT_TRUE(failing.failed());
     }
     EXPECT_THAT(takeLog(), IsEmpty());
-    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes({2, 0, 1}));
+    EXPECT_EQ(switch_.root().read(kOrderFile), wordsToBytes({2, 0, 1}));
 }
 
 TEST_F(OrvCHMesgQFailingTest, reportsMissingMemoryForTheOrderFile) {
@@ -108,11 +105,11 @@ TEST_F(OrvCHMesgQFailingTest, reportsMissingMemoryForTheOrderFile) {
     EXPECT_EQ(takeLog(), (Log{{15, "Unable to allocate memory needed for order file"}}));
     EXPECT_THAT(takeTrace(), Contains("updateOrderFile: unable to allocate memory needed for order file\n"));
     EXPECT_EQ(switch_.root().read(kFile), messageFile("one") + stateBlock());
-    EXPECT_EQ(switch_.root().read(kOrder), "") << "as it was";
+    EXPECT_EQ(switch_.root().read(kOrderFile), "") << "as it was";
     add("two");
     Words words = {2, 600, 601};
     words.resize(words.size() + kTests);
-    EXPECT_EQ(switch_.root().read(kOrder), wordsToBytes(words));
+    EXPECT_EQ(switch_.root().read(kOrderFile), wordsToBytes(words));
 }
 
 TEST_F(OrvCHMesgQFailingTest, orderWordsComeBackWhenThereIsMemoryAgain) {
@@ -284,12 +281,12 @@ TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage)
     unsigned without = 0;
     for (bool again = true; again;) {
         wipe();
-        std::filesystem::remove(switch_.root().at(kOrder));
-        switch_.root().write(kEntry, messageFile("one") + stateBlock());
+        std::filesystem::remove(switch_.root().at(kOrderFile));
+        switch_.root().write(kFirstEntry, messageFile("one") + stateBlock());
         restartAndOpen();
         again = killedAt(++nth, "/ostrel/", [this] { add("two"); });
-        without += !switch_.root().exists(kOrder);
-        EXPECT_THAT(switch_.root().read(kOrder), testing::AnyOf("", wordsToBytes({2, 0, 1}))) << nth;
+        without += !switch_.root().exists(kOrderFile);
+        EXPECT_THAT(switch_.root().read(kOrderFile), testing::AnyOf("", wordsToBytes({2, 0, 1}))) << nth;
         restartAndOpen();
         EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), Contains("one")) << nth;
     }
@@ -299,13 +296,13 @@ TEST_F(OrvCHMesgQFailingTest, noKillLeavesAnEmptyOrderFileBehindTheFirstMessage)
 }
 
 TEST_F(OrvCHMesgQFailingTest, aFirstOrderFileThatCannotBeMadeDoesNotCome) {
-    const std::pair<const char*, std::string> kRows[] = {{"openUnlinked", "Unable to open file " + kOrder},
-                                                         {"write", "Unable to write 8 bytes to file " + kOrder},
-                                                         {"ftruncate", "Unable to write 8 bytes to file " + kOrder},
-                                                         {"renameat", "Unable to open file " + kOrder}};
+    const std::pair<const char*, std::string> kRows[] = {{"openUnlinked", "Unable to open file " + kOrderFile},
+                                                         {"write", "Unable to write 8 bytes to file " + kOrderFile},
+                                                         {"ftruncate", "Unable to write 8 bytes to file " + kOrderFile},
+                                                         {"renameat", "Unable to open file " + kOrderFile}};
     for (const auto& [call, text] : kRows) {
         wipe();
-        std::filesystem::remove(switch_.root().at(kOrder));
+        std::filesystem::remove(switch_.root().at(kOrderFile));
         {
             const FailingCall failing(call, "/send/order.new", EIO);
             EXPECT_EQ(add("one"), 0);

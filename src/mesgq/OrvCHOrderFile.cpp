@@ -19,7 +19,7 @@ namespace {
 constexpr char kTraceModule[] = "OrvCHMesgQ";
 // Its steps are traced under this name.
 constexpr char kOrder[] = "updateOrderFile";
-constexpr mode_t kFileMode = 0666;
+constexpr mode_t kOrderFileMode = 0666;
 // Of an order file that is not yet whole; no start takes it for an entry's.
 constexpr char kNewSuffix[] = ".new";
 
@@ -50,7 +50,7 @@ void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_
     const std::string newPath = path + kNewSuffix;
     // What a kill has left there, or a stranger has put there, makes way.
     [[maybe_unused]] const int removed = orvUnlinkFile(newPath);
-    Descriptor file = orvOpenFile(newPath, O_WRONLY | O_CREAT | O_EXCL, kFileMode);
+    Descriptor file = orvOpenFile(newPath, O_WRONLY | O_CREAT | O_EXCL, kOrderFileMode);
     if (!file) {
         reportUnopened(path);
         return;

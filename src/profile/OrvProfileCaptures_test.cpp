@@ -13,9 +13,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr char kMarker[] = "set 10 1 1 Oper.Callhome.MarkerData=OK";
-constexpr std::int32_t kBad = static_cast<std::int32_t>(0x80000021);
-
 class OrvProfileCapturesTest : public testing::Test {
 protected:
     // Up to the request for the types of so many captures.
@@ -102,7 +99,7 @@ TEST_F(OrvProfileCapturesTest, reportsOtherTypesAndNeedsNoAttributesForThem) {
 TEST_F(OrvProfileCapturesTest, asksForTheAttributesOfTheScheduledOnesAmongOthers) {
     startWith(3);
 
-    driver_.types({"Event", "bad", "Cron"}, {0, kBad, 0});
+    driver_.types({"Event", "bad", "Cron"}, {0, kBadStatus, 0});
 
     EXPECT_THAT(
         switch_.takeSent(),
@@ -191,7 +188,7 @@ TEST_F(OrvProfileCapturesTest, reportsBadStatusesAndTakesTheOtherAttributes) {
     driver_.types({"Cron"});
     switch_.takeSent();
 
-    EXPECT_EQ(driver_.attrs(0, {"Tue", "01:00", "2"}, {kBad, 1, -1}), 0);
+    EXPECT_EQ(driver_.attrs(0, {"Tue", "01:00", "2"}, {kBadStatus, 1, -1}), 0);
 
     EXPECT_THAT(
         switch_.takeSent(),

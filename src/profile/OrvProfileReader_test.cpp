@@ -11,9 +11,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char kMarker[] = "set 10 1 1 Oper.Callhome.MarkerData=OK";
-constexpr std::int32_t kBad = static_cast<std::int32_t>(0x80000021);
-
 class OrvProfileReaderTest : public testing::Test {
 protected:
     void start() {
@@ -168,7 +165,8 @@ TEST_F(OrvProfileReaderTest, goesOnAfterALevelNameThatIsTooLong) {
 TEST_F(OrvProfileReaderTest, logsAndPassesOverEntriesWithABadStatus) {
     start();
 
-    EXPECT_EQ(driver_.initial({{"ProfileList", "Ops"}, {"Level", "Fault"}, {"MaxSize", "4000"}}, {kBad, 0, -1}), 0);
+    EXPECT_EQ(driver_.initial({{"ProfileList", "Ops"}, {"Level", "Fault"}, {"MaxSize", "4000"}}, {kBadStatus, 0, -1}),
+              0);
 
     EXPECT_THAT(
         switch_.takeSent(),
@@ -203,7 +201,8 @@ TEST_F(OrvProfileReaderTest, takesABadCaptureEnableAsDisabledAndBadCaptureEntrie
     ASSERT_EQ(profile_.setCaptureEntries("3"), 0);
     start();
 
-    driver_.initial({{"NumberOfEmails", "1"}, {"CaptureEnable", "True"}, {"CaptureEntries", "2"}}, {0, kBad, kBad});
+    driver_.initial({{"NumberOfEmails", "1"}, {"CaptureEnable", "True"}, {"CaptureEntries", "2"}},
+                    {0, kBadStatus, kBadStatus});
 
     EXPECT_FALSE(profile_.captureEnabled());
     EXPECT_EQ(profile_.config(), 2u);
@@ -215,7 +214,7 @@ TEST_F(OrvProfileReaderTest, takesABadCaptureEnableAsDisabledAndBadCaptureEntrie
 // The service must not stop because a list's length could not be read.
 TEST_F(OrvProfileReaderTest, takesListsWhoseLengthIsBadOrMissingAsEmpty) {
     start();
-    driver_.initial({{"NumberOfEmails", "1"}}, {kBad});
+    driver_.initial({{"NumberOfEmails", "1"}}, {kBadStatus});
     EXPECT_EQ(profile_.config(), 0u);
     EXPECT_EQ(switch_.takeSent().back(), kMarker);
 
@@ -264,7 +263,7 @@ TEST_F(OrvProfileReaderTest, addsGoodAddressesInOrderAndLogsBadOnes) {
     driver_.initial({{"NumberOfEmails", "3"}});
     switch_.takeSent();
 
-    EXPECT_EQ(driver_.emails({"a@x", "bad", "c@x"}, {1, kBad, 0}), 0);
+    EXPECT_EQ(driver_.emails({"a@x", "bad", "c@x"}, {1, kBadStatus, 0}), 0);
 
     EXPECT_THAT(profile_.emails(), ElementsAre("a@x", "c@x"));
     EXPECT_THAT(

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr char kTraceModule[] = "OrvSMTPClient";
-constexpr char kLineEnd[] = "\r\n";
+constexpr char kCrLf[] = "\r\n";
 // A request up to this size that is too long for one message is not tried again.
 constexpr std::size_t kShortRequest = 1024;
 
@@ -78,7 +78,7 @@ int OrvSMTPClient::sendBody(std::string text) {
     if (connection_.limitPassed()) {
         return refuseToGoOn();
     }
-    text += kLineEnd;
+    text += kCrLf;
     connection_.limitSteps(timeouts_.text);
     if (sendRequest(text) < 0) {
         error_.code = Error::kDataError;
@@ -93,7 +93,7 @@ int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::
         return refuseToGoOn();
     }
     connection_.limitSteps(limit);
-    if (sendRequest(line + kLineEnd) < 0) {
+    if (sendRequest(line + kCrLf) < 0) {
         error_.code = sendError;
         return -1;
     }
@@ -135,7 +135,7 @@ int OrvSMTPClient::recvResponse() {
         return 0;
     }
     std::string_view text = reply;
-    if (text.ends_with(kLineEnd)) {
+    if (text.ends_with(kCrLf)) {
         text.remove_suffix(2);
     }
     lastReply_ = text;

@@ -243,10 +243,10 @@ TEST_F(OrvSendDialogueTest, saysQuitAfterAnExceptionWhileItIsConnected) {
         {"MAIL FROM:<switch@example.com>\r\n", "EHLO [10.1.2.3]\r\nQUIT\r\n"},
         {"RCPT TO:<a@example.com>\r\n", "EHLO [10.1.2.3]\r\nMAIL FROM:<switch@example.com>\r\nQUIT\r\n"},
     };
-    for (const auto& [fatal, received] : rows) {
+    for (const auto& [command, received] : rows) {
         message_ = portEvent();
         reporter_.lines.clear();
-        system_.onSend = [&](std::string_view bytes) {
+        system_.onSend = [&fatal = command](std::string_view bytes) {
             if (bytes == fatal) {
                 throw std::runtime_error("out of order");
             }

@@ -9,10 +9,10 @@ namespace {
 
 constexpr std::size_t kPathOffset = 4;
 constexpr std::size_t kSecondOffset = kPathOffset + OrvSyncRecord::kPathField;
-constexpr std::size_t kLongestPath = OrvSyncRecord::kPathField - 1;
+constexpr std::size_t kMostOfPath = OrvSyncRecord::kPathField - 1;
 
 void appendPath(std::vector<std::uint8_t>& bytes, std::string_view path) {
-    const std::string_view kept = path.substr(0, kLongestPath);
+    const std::string_view kept = path.substr(0, kMostOfPath);
     bytes.insert(bytes.end(), kept.begin(), kept.end());
 }
 
@@ -35,11 +35,11 @@ std::vector<std::uint8_t> OrvSyncRecord::encode() const {
 
 OrvSyncRecord OrvSyncRecord::decode(std::span<const std::uint8_t, kBytes> bytes) {
     OrvSyncRecord record{.operation = bigEndian32(bytes),
-                         .path = orvTextUpToNul(bytes.subspan(kPathOffset, kLongestPath))};
+                         .path = orvTextUpToNul(bytes.subspan(kPathOffset, kMostOfPath))};
     if (record.operation == kCopyFile) {
         record.size = static_cast<std::int32_t>(bigEndian32(bytes.subspan(kSecondOffset)));
     } else if (record.operation == kMoveDirectory) {
-        record.destination = orvTextUpToNul(bytes.subspan(kSecondOffset, kLongestPath));
+        record.destination = orvTextUpToNul(bytes.subspan(kSecondOffset, kMostOfPath));
     }
     return record;
 }

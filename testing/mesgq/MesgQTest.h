@@ -21,6 +21,8 @@
 #include <vector>
 
 inline constexpr char kSendDir[] = "/ostrel/conf/orv/callHome/queues/send";
+inline const std::string kOrderFile = std::string(kSendDir) + "/order";
+inline const std::string kFirstEntry = std::string(kSendDir) + "/m0";
 inline constexpr char kDuplicateDir[] = "/ostrel/conf/orv/callHome/queues/duplicate";
 inline constexpr char kPersistDir[] = "/ostrel/conf/orv/callHome/queues/persist";
 inline constexpr char kAttachments[] = "/ostrel/conf/orv/callHome/attachments";

@@ -21,6 +21,9 @@
 #include <utility>
 #include <vector>
 
+// In place of a request's tag: it could not be sent.
+inline constexpr std::uint32_t kNoTag = 0xFFFFFFFFu;
+
 class TestComponent : public Hsb_Component {
 public:
     explicit TestComponent(std::string name = "OrvApp") : name_(std::move(name)) {}

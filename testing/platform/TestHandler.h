@@ -3,6 +3,7 @@
 
 #include "Descriptor.h"
 #include "Event_Handler.h"
+#include "Timeval.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -13,6 +14,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+// For a turn that waits for nothing.
+inline const Timeval kAtOnce(0, 0);
 
 // Two connected, non-blocking ends; closed with the object.
 class SocketPair {

@@ -9,6 +9,11 @@
 #include <utility>
 #include <vector>
 
+// What a profile sends when it has been read.
+inline constexpr char kMarker[] = "set 10 1 1 Oper.Callhome.MarkerData=OK";
+// What the store says of a key that it cannot give.
+inline constexpr std::int32_t kBadStatus = static_cast<std::int32_t>(0x80000021);
+
 class ProfileDriver {
 public:
     using Values = std::vector<std::pair<std::string, std::string>>;  // word of the key, value
