@@ -68,11 +68,22 @@ if(ORV_TEST_HEADERS)
     target_precompile_headers(orv_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
 endif()
 
+# orv_unity(NAME): with ORV_UNITY, the target's sources are compiled several at a time. Each has its own kTraceModule.
+function(orv_unity name)
+    if(ORV_UNITY)
+        set_target_properties(${name} PROPERTIES
+            UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12 UNITY_BUILD_UNIQUE_ID kTraceModule)
+        # A class in an anonymous namespace is this file's own, included or not.
+        target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+    endif()
+endfunction()
+
 # orv_library(NAME SOURCES file... [LINK target...]): a static library whose headers are included as
 # "room/Header.h" (below src/) or "folder/.../Header.h" (below the top).
 function(orv_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
+    orv_unity(${name})
     target_include_directories(${name} PUBLIC
         ${CMAKE_SOURCE_DIR}/platform/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
     target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE orv_flags)
@@ -94,6 +105,7 @@ function(orv_test name)
         return()
     endif()
     add_executable(${name} ${ARG_SOURCES})
+    orv_unity(${name})
     target_link_libraries(${name} PRIVATE orv_flags ${ARG_LINK} GTest::gmock_main)
     if(ORV_TEST_HEADERS)
         target_precompile_headers(${name} REUSE_FROM orv_test_headers)
