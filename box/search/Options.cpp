@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string_view>
 
 namespace box {
@@ -87,6 +89,8 @@ constexpr Option kOptions[] = {
      [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 100000, o.minutes); }},
     {"--directory", "DIR", "the switch's files, in an empty directory in memory (a new one)",
      [](std::string_view text, Options& o) { return o.directory = text, !text.empty(); }},
+    {"--seeds", "FILE", "the histories of a file, a line of options each",
+     [](std::string_view text, Options& o) { return o.seeds = text, !text.empty(); }},
     {"--trace", "", "prints what happens", [](std::string_view, Options& o) { return o.trace = true; }},
     {"--help", "", "prints this", [](std::string_view, Options& o) { return o.help = true; }},
 };
@@ -132,6 +136,33 @@ std::string usage() {
         text += line + std::string(option.meaning) + "\n";
     }
     return text;
+}
+
+bool readSeeds(const std::string& path, std::vector<Options>& histories, std::string& problem) {
+    std::ifstream file(path);
+    if (!file) {
+        problem = path + " cannot be read";
+        return false;
+    }
+    unsigned number = 0;
+    for (std::string line; std::getline(file, line);) {
+        ++number;
+        std::istringstream stream(line.substr(0, line.find('#')));
+        const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+        std::vector<const char*> arguments{"orvBox"};
+        for (const std::string& word : words) {
+            arguments.push_back(word.c_str());
+        }
+        Options options;
+        if (!readOptions(static_cast<int>(arguments.size()), arguments.data(), options, problem)) {
+            problem = path + ":" + std::to_string(number) + ": " + problem;
+            return false;
+        }
+        if (!words.empty()) {
+            histories.push_back(options);
+        }
+    }
+    return true;
 }
 
 }  // namespace box

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace box {
 
@@ -30,10 +31,15 @@ struct Options {
     bool trace = false;
     bool help = false;
     std::string directory;  // empty: a new one in memory
+    std::string seeds;      // a file of histories, instead of one
 };
 
 // False with a line that says what is wrong.
 bool readOptions(int argc, const char* const* argv, Options& options, std::string& problem);
 std::string usage();
+
+// A file of histories that have failed once: a line of options each, and behind a # its story. False with a line that
+// says what is wrong, and where.
+bool readSeeds(const std::string& path, std::vector<Options>& histories, std::string& problem);
 
 }  // namespace box

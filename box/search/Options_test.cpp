@@ -1,7 +1,10 @@
 #include "box/search/Options.h"
 
+#include "box/search/BoxDirectory.h"
+
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -37,6 +40,34 @@ TEST(BoxOptions, areReadByTheirNames) {
     EXPECT_EQ(options.until, 5 * 3600 * kSecond);
     EXPECT_EQ(options.faults, kServerFaults | kKills);
     EXPECT_TRUE(options.trace);
+}
+
+TEST(BoxSeeds, areReadFromALineEach) {
+    const BoxDirectory directory("");
+    const std::string path = directory.path() + "/seeds";
+    std::ofstream(path) << "# a story\n--seed 3 --days 2   # another\n\n--seed 4 --faults none\n";
+    std::vector<Options> histories;
+    std::string problem;
+
+    ASSERT_TRUE(readSeeds(path, histories, problem)) << problem;
+
+    ASSERT_EQ(histories.size(), 2u);
+    EXPECT_EQ(histories[0].seed, 3u);
+    EXPECT_EQ(histories[0].days, 2u);
+    EXPECT_EQ(histories[1].faults, 0u);
+}
+
+TEST(BoxSeeds, areRefusedWithTheLineThatIsUnknown) {
+    const BoxDirectory directory("");
+    const std::string path = directory.path() + "/seeds";
+    std::ofstream(path) << "--seed 3\nseed 4\n";
+    std::vector<Options> histories;
+    std::string problem;
+
+    EXPECT_FALSE(readSeeds(path, histories, problem));
+    EXPECT_EQ(problem, path + ":2: unknown option seed");
+    EXPECT_FALSE(readSeeds(path + "2", histories, problem));
+    EXPECT_EQ(problem, path + "2 cannot be read");
 }
 
 TEST(BoxOptions, areRefusedWithALineThatNamesThem) {

@@ -318,8 +318,11 @@ void RandomHistory::checkFiles(Life& life) {
 }
 
 // Each end of a life, and each reply that did not come as it should, may have one mail sent once more.
-void RandomHistory::checkDoubles(Life& life, const Event& event) {
-    doubled_ += event.mailed > event.published ? 1 : 0;
+void RandomHistory::checkDoubles(Life& life, Event& event) {
+    if (event.mailed > event.published + event.excess) {
+        ++event.excess;
+        ++doubled_;
+    }
     if (doubled_ > life.world().lives - 1 + life.world().troubles + life.network().troubles) {
         fail(life, "a mail comes twice");
     }
@@ -335,7 +338,7 @@ void RandomHistory::encode(WireWriter& out) const {
     encode64(out, next_);
     out.u32(phase_).u32(doubled_).text32(problem_).u32(events());
     for (const Event& event : published_) {
-        out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed));
+        out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed)).u16(event.excess);
     }
 }
 
@@ -348,7 +351,8 @@ void RandomHistory::decode(WireReader& in) {
     published_.resize(in.u32());
     for (Event& event : published_) {
         const std::uint16_t both = in.u16();
-        event = {static_cast<std::uint8_t>(both >> 8), static_cast<std::uint8_t>(both)};
+        event = {static_cast<std::uint8_t>(both >> 8), static_cast<std::uint8_t>(both),
+                 static_cast<std::uint8_t>(in.u16())};
     }
 }
 

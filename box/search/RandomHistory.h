@@ -45,6 +45,7 @@ private:
     struct Event {
         std::uint8_t published = 0;
         std::uint8_t mailed = 0;  // to the profile that takes all
+        std::uint8_t excess = 0;  // of these, more than were published then
     };
 
     void schedule(Time now);
@@ -58,7 +59,7 @@ private:
     void endLife(Life& life);
     void calmDown(Life& life);
     void checkFiles(Life& life);
-    void checkDoubles(Life& life, const Event& event);
+    void checkDoubles(Life& life, Event& event);
     void fail(Life& life, const std::string& problem);
 
     const Settings settings_;

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace box {
 namespace {
@@ -48,6 +49,17 @@ TEST(RandomHistory, isTheSameForTheSameSeedToTheLastByte) {
     }
     EXPECT_GT(lives, seeds() * 3 / 2);
     EXPECT_GT(mails, seeds() * 10);
+}
+
+TEST(RandomHistory, holdsWhereOneHasFailedOnce) {
+    std::vector<Options> histories;
+    std::string problem;
+    ASSERT_TRUE(readSeeds(BOX_SEEDS, histories, problem)) << problem;
+    EXPECT_FALSE(histories.empty());
+
+    for (const Options& options : histories) {
+        EXPECT_EQ(reportOf(options, options.seed).problem, "");
+    }
 }
 
 TEST(RandomHistory, differsFromSeedToSeed) {

@@ -8,19 +8,29 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-int runAll(const box::Options& options) {
+int runEach(const box::Options& options) {
     int status = 0;
     for (std::uint32_t i = 0; i < options.runs; ++i) {
         const box::BoxDirectory directory(options.directory);
         const box::Report report = box::runHistory(options, options.seed + i, directory);
         std::printf("%s\n", report.text().c_str());
         status = report.problem.empty() ? status : kFailed;
+    }
+    return status;
+}
+
+int runAll(const std::vector<box::Options>& histories) {
+    int status = 0;
+    for (const box::Options& options : histories) {
+        const int failed = runEach(options);
+        status = failed != 0 ? failed : status;
     }
     return status;
 }
@@ -34,12 +44,20 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "orvBox: %s\n", problem.c_str());
         return kWrongUsage;
     }
+    std::vector<box::Options> histories{options};
+    if (!options.seeds.empty()) {
+        histories.clear();
+        if (!box::readSeeds(options.seeds, histories, problem)) {
+            std::fprintf(stderr, "orvBox: %s\n", problem.c_str());
+            return kWrongUsage;
+        }
+    }
     if (options.help) {
         std::fputs(box::usage().c_str(), stdout);
         return 0;
     }
     try {
-        return options.minutes > 0 || options.jobs > 1 ? box::search(options) : runAll(options);
+        return options.minutes > 0 || options.jobs > 1 ? box::search(options) : runAll(histories);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "orvBox: %s\n", error.what());
         return kWrongUsage;
