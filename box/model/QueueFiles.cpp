@@ -69,10 +69,10 @@ void Queue::start() {
          entry != entries(List::kSend).end(); ++entry) {
         save(List::kSend, *entry);
     }
-    Entries early;
-    early.swap(entries(List::kEarly));
-    for (Entry& entry : early) {
-        add(std::move(entry.message));
+    while (!entries(List::kEarly).empty()) {  // one by one: those that still wait take their room
+        Message message = std::move(entries(List::kEarly).front().message);
+        entries(List::kEarly).pop_front();
+        add(std::move(message));
     }
 }
 

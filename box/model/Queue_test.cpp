@@ -127,6 +127,25 @@ TEST_F(QueueRules, creditsADiscardedEntryWithFourBytesLessThanItsCharge) {
     EXPECT_EQ(first().message.text, "six");
 }
 
+TEST_F(QueueRules, leavesEarlyMessagesTheirRoomWhileTheyWait) {
+    run();
+    event("one");
+    const std::uint64_t charge = first().charge();
+    model_.clearQueue(now_, 1);
+    model_.kill();
+    set("Global.Callhome.FileSystemSpaceAllowed", std::to_string(charge + 10));
+
+    model_.start(now_);
+    event("one");
+    event("two");
+    forget();
+    tick();
+
+    EXPECT_THAT(told(), Contains("Unable to make room for message (filesystem quota limit)"));
+    ASSERT_EQ(entries(List::kSend), 1u);
+    EXPECT_EQ(first().message.text, "two");
+}
+
 TEST_F(QueueRules, keepsTheNumberOfFilesByDiscardingTheOldest) {
     set("Global.Callhome.FilesAllowed", "2");
     run();
