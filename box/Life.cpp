@@ -86,14 +86,16 @@ Life::Life(World& world, Script& script, const std::string& root, Report report)
     : world_(world),
       script_(script),
       report_(std::move(report)),
-      network_(world.servers, Random(world.networkChance),
-               {[this](const MailServer& server, const std::string& what) { box_.tell(server.name, what); },
-                [this](const MailServer& server, const Mail& mail) {
-                    ++world_.mails;
-                    box_.tell(server.name, mailText(mail));
-                    world_.timeline.take(mail.text);
-                    script_.mailTaken(*this, server, mail);
-                }}),
+      network_(
+          world.servers, Random(world.networkChance),
+          {[this](const MailServer& server, const std::string& what) { box_.tell(server.name, what); },
+           [this](const MailServer& server, const Mail& mail) {
+               ++world_.mails;
+               box_.tell(server.name, mailText(mail));
+               world_.timeline.take(mail.text);
+               script_.mailTaken(*this, server, mail);
+           },
+           [this](ClientStep step, std::string_view what, Time at) { script_.clientSteps(*this, step, what, at); }}),
       box_(
           settingsOf(world, script, root), world.timeline, network_,
           [this](LifeEnd how, int status, const std::string& why) { end(how, status, why); },

@@ -37,8 +37,10 @@ int Connection::connect(const std::string& address, std::uint16_t port, Time now
     constexpr std::uint32_t kSlowest = 30;
     server_ = network_.find(address, port);
     connectedAt_ = now + (1 + network_.random().below(kSlowest)) * kMillisecond;
+    network_.told().client(ClientStep::kConnects, address + ":" + std::to_string(port), now);
     if (server_ == nullptr || server_->manner.reach == ServerManner::kRefusing) {
         error_ = ECONNREFUSED;
+        network_.told().client(ClientStep::kLoses, std::strerror(error_), connectedAt_);
         return 0;
     }
     if (server_->manner.reach == ServerManner::kUnreachable) {
@@ -49,6 +51,7 @@ int Connection::connect(const std::string& address, std::uint16_t port, Time now
                                              [this](const Mail& mail) { network_.told().mail(*server_, mail); });
     ++network_.openDialogues;
     lastPiece_ = connectedAt_;
+    network_.told().client(ClientStep::kConnected, "", connectedAt_);
     say(session_->greet(), now);
     return 0;
 }
@@ -105,6 +108,7 @@ long Connection::send(std::string_view bytes, Time now) {
     if (session_ == nullptr) {
         return -ENOTCONN;
     }
+    network_.told().client(ClientStep::kSends, bytes, now);
     if (!over_) {
         for (const MailSession::Answer& answer : session_->receive(bytes)) {
             if (!over_) {
@@ -127,10 +131,12 @@ long Connection::receive(char* bytes, std::size_t room, Time now) {
     }
     Piece& piece = pieces_.front();
     if (piece.bytes.empty()) {
+        network_.told().client(ClientStep::kLoses, std::strerror(piece.error), now);
         return -piece.error;  // stays: every further one is met with it
     }
     const std::size_t taken = std::min(room, piece.bytes.size());
     std::memcpy(bytes, piece.bytes.data(), taken);
+    network_.told().client(ClientStep::kHears, {bytes, taken}, now);
     piece.bytes.erase(0, taken);
     if (piece.bytes.empty()) {
         pieces_.pop_front();

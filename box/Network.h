@@ -37,6 +37,9 @@ struct MailServer {
     ServerManner manner;
 };
 
+// What the client's end of a connection does or meets.
+enum class ClientStep : std::uint32_t { kConnects, kConnected, kSends, kHears, kLoses };
+
 class Network {
 public:
     struct Told {
@@ -44,6 +47,8 @@ public:
         std::function<void(const MailServer& server, const std::string& what)> happening;
         // A server has taken a mail.
         std::function<void(const MailServer& server, const Mail& mail)> mail;
+        // A client's step, and when it is felt: an address, bytes, or how the connection is lost.
+        std::function<void(ClientStep step, std::string_view what, Time at)> client;
     };
 
     Network(std::vector<MailServer> servers, Random random, Told told)

@@ -6,6 +6,7 @@
 #include "switchd/store/LogEntry.h"
 
 #include <cstdint>
+#include <string_view>
 
 class WireReader;
 class WireWriter;
@@ -28,6 +29,7 @@ public:
     // What the world sees of the daemon, in whichever of its threads that happens.
     virtual void mailTaken(Life& /*life*/, const MailServer& /*server*/, const Mail& /*mail*/) {}
     virtual void logged(Life& /*life*/, const LogEntry& /*entry*/) {}
+    virtual void clientSteps(Life& /*life*/, ClientStep /*step*/, std::string_view /*what*/, Time /*at*/) {}
 
     // Time moves while the daemon's main thread waits in this call.
     virtual void mainWaits(Life& /*life*/, const char* /*call*/) {}
