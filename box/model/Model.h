@@ -58,6 +58,7 @@ public:
     std::vector<Response> takeResponses() { return std::exchange(outside_.responses, {}); }
     std::vector<AttributeWrite> takeWrites() { return std::exchange(outside_.writes, {}); }
     const Flash& flash() const { return flash_; }
+    const Attributes& attributes() const { return outside_.attributes; }
     // Null between lives.
     const Queue* queue() const { return life_ ? &life_->queue : nullptr; }
 
