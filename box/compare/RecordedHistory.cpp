@@ -61,6 +61,7 @@ void RecordedHistory::record(Life& life, Happening what, std::uint32_t number, s
 
 void RecordedHistory::logged(Life& life, const LogEntry& entry) {
     if (!std::exchange(listening_, true)) {
+        began_ = life.now();
         life.services().management().messages().add([this, &life](const Hsb_Message& message) {
             record(life, Happening::kResponds, message.code(), bytesOf(message.payload()));
         });
@@ -78,11 +79,18 @@ void RecordedHistory::clientSteps(Life&, ClientStep step, std::string_view what,
 
 void RecordedHistory::step(Life& life) {
     next_ = laterStep(life.now());
-    if (stepsLeft_-- == 0) {
+    if (stepsLeft_ == 0 && !isEarly(life)) {
         next_ = kNever;
         return;
     }
-    happen(life);
+    stepsLeft_ -= stepsLeft_ > 0 ? 1 : 0;
+    isEarly(life) ? event(life) : happen(life);
+}
+
+// The first tick restores the queue and takes its time: what it told, or handed to the send thread, may be under way
+// still.
+bool RecordedHistory::isEarly(const Life& life) const {
+    return life.now() < began_ + 3 * kSecond;
 }
 
 void RecordedHistory::happen(Life& life) {

@@ -27,6 +27,7 @@ public:
     std::vector<Record> takeRecords() { return std::move(records_); }
 
 private:
+    bool isEarly(const Life& life) const;
     void happen(Life& life);
     void event(Life& life);
     void request(Life& life, std::uint16_t code, const std::string& profile);
@@ -41,7 +42,8 @@ private:
     bool oneProfile_;
     Time next_;
     std::vector<Record> records_;
-    bool listening_ = false;  // in this life
+    bool listening_ = false;  // in this life, which began at
+    Time began_ = 0;
 };
 
 }  // namespace box

@@ -11,6 +11,9 @@
 namespace box {
 namespace {
 
+// For a dialogue under way, once the daemon is told to end.
+constexpr Time kPatience = 5 * kSecond;
+
 model::Now clock(Time now) {
     return {.uptime = static_cast<std::uint32_t>(kFirstUptime + static_cast<std::int64_t>(now / kSecond)),
             .seconds = kFirstSecond + static_cast<std::int64_t>(now / kSecond),
@@ -71,6 +74,10 @@ void Replay::noteSeen(Time at) {
     for (const model::Response& response : model_.takeResponses()) {
         seen_.push_back({at, Happening::kResponds, response.code, response.payload, ""});
     }
+}
+
+bool Replay::inTick(Time at) const {
+    return at / kMillisecond * kMillisecond % kSecond == nextTick_ % kSecond;
 }
 
 // Ticks and limits that pass up to a time.
@@ -169,6 +176,7 @@ void Replay::apply(const Record& record) {
         case Happening::kRequest:
             return request(record);
         case Happening::kStop:
+            stopped_ = record.at;
             return model_.stop(now);
         case Happening::kConnects: {
             const model::WireStep step = model_.wire();
@@ -211,8 +219,7 @@ std::string Replay::life(Time begin, std::vector<Record> records, LifeEnd how, c
         if (record.what == Happening::kLogs || record.what == Happening::kResponds || record.at > after.now) {
             continue;
         }
-        const bool inTick = record.at / kMillisecond * kMillisecond % kSecond == nextTick_ % kSecond;
-        tied_ = tied_ || (inTick && record.what != Happening::kConnects && record.what != Happening::kSends);
+        tied_ = tied_ || (inTick(record.at) && record.what != Happening::kConnects && record.what != Happening::kSends);
         advance(record.at);
         if (model_.over() || !problem_.empty()) {
             break;
@@ -223,17 +230,20 @@ std::string Replay::life(Time begin, std::vector<Record> records, LifeEnd how, c
             return "";
         }
     }
+    tied_ = tied_ || inTick(after.now);
     if (problem_.empty() && !model_.over()) {
         advance(after.now);
     }
     if (problem_.empty() && !tied_) {
         problem_ = compareSeen(records);
     }
-    if (problem_.empty() && !tied_ && how == LifeEnd::kEnded && !model_.over()) {
+    if (problem_.empty() && !tied_ && how == LifeEnd::kEnded && !model_.over() &&
+        after.now + kMillisecond < later(stopped_, kPatience)) {
         differ(after.now, "is still busy", "has ended");
     }
     if (!problem_.empty()) {
-        problem_ += before(records);
+        problem_ += before(records) + "\n  the life ends at " + timeText(after.now) + ", way " +
+                    std::to_string(static_cast<int>(how));
     }
     model_.kill();
     seen_.clear();

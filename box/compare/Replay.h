@@ -23,6 +23,7 @@ public:
     std::uint64_t compared() const { return compared_; }
 
 private:
+    bool inTick(Time at) const;
     void advance(Time to);
     void tick();
     void apply(const Record& record);
@@ -43,6 +44,7 @@ private:
     std::vector<Record> seen_;  // of the model
     std::string problem_;
     Time differs_ = 0;
+    Time stopped_ = kNever;  // told to end
     bool tied_ = false;
     std::uint64_t compared_ = 0;
 };
