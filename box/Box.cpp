@@ -117,6 +117,9 @@ int Box::call(const char* name) {
 
 void Box::end(LifeEnd how, int status, const std::string& why) {
     const Aside aside;
+    for (const int descriptor : written_) {
+        stamp(descriptor);
+    }
     ended_(how, status, why);
     ::_exit(0);
 }
@@ -143,9 +146,13 @@ void Box::touched() {
 bool Box::close(int descriptor) {
     const Aside aside;
     touched();
+    if (written_.erase(descriptor) > 0) {
+        stamp(descriptor);
+    }
     return files_.erase(descriptor) > 0;
 }
 
+// No two files have the same time.
 void Box::stamp(int descriptor) {
     const Time time = now() + ++writes_;
     timespec stamp{};

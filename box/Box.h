@@ -20,6 +20,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace box {
@@ -81,8 +82,8 @@ public:
     // False when it is not one of the box's.
     bool close(int descriptor);
 
-    // This file was written: what a listing by time goes by is the box's time, no two files at once.
-    void stamp(int descriptor);
+    // A file has been written: when it is closed, or this life ends, it gets the box's time, which a listing goes by.
+    void written(int descriptor) { written_.insert(descriptor); }
 
     // A descriptor of the system's may have become ready.
     void touched();
@@ -95,6 +96,8 @@ public:
 private:
     class PollCondition;
 
+    void stamp(int descriptor);
+
     static inline Box* active_ = nullptr;
 
     const Settings settings_;
@@ -105,6 +108,7 @@ private:
     Scheduler threads_;
     Commands commands_;
     std::map<int, std::shared_ptr<BoxFile>> files_;
+    std::set<int> written_;
     Time alarm_ = kNever;
     std::uint64_t calls_ = 0;
     std::uint64_t writes_ = 0;

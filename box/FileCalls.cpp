@@ -43,7 +43,7 @@ void wrote(int file, const void* bytes, ssize_t size) {
         takeText(*box, {static_cast<const char*>(bytes), static_cast<std::size_t>(size)});
         box->touched();
         if (size > 1) {
-            box->stamp(file);
+            box->written(file);
         }
     }
 }
@@ -127,7 +127,7 @@ int fileCut(int file, off_t size) {
     }
     const int result = fileCutReally()(file, size);
     if (Box* const box = Box::ofCaller()) {
-        box->stamp(file);
+        box->written(file);
     }
     return result;
 }
