@@ -191,6 +191,9 @@ void Replay::apply(const Record& record) {
             return;
         }
         case Happening::kConnected:
+            if (model_.wire().kind != model::WireStep::kConnect) {
+                return differ(record.at, "does not connect", "is connected");
+            }
             model_.connected(now);
             said_ = record.at;
             return;

@@ -146,6 +146,39 @@ TEST_F(QueueRules, leavesEarlyMessagesTheirRoomWhileTheyWait) {
     EXPECT_EQ(first().message.text, "two");
 }
 
+TEST_F(QueueRules, creditsWhatWasMailedWithFourBytesLessToo) {
+    run();
+    event("one");
+    tick();
+    play();
+    const std::uint64_t charge = first(List::kDuplicate).charge();
+    set("Global.Callhome.ThrottleDupsPeriod", "1000");
+    set("Global.Callhome.FileSystemSpaceAllowed", std::to_string(2 * charge));
+    model_.profileChange(now_, 1);  // what was mailed is gone
+    event("one");
+    tick();
+    play();
+    event("two");
+    ASSERT_EQ(entries(List::kDuplicate) + entries(List::kSend), 2u);
+    event("six");  // what was mailed gives four bytes too little: two goes as well
+    EXPECT_EQ(entries(List::kDuplicate), 0u);
+    ASSERT_EQ(entries(List::kSend), 1u);
+    EXPECT_EQ(first().message.text, "six");
+}
+
+TEST_F(QueueRules, discardsDownToTheFilesAllowedAndNoFurther) {
+    run();
+    for (const char* const text : {"one", "two", "three", "four"}) {
+        event(text);
+    }
+    set("Global.Callhome.SMTPEnable", "False");
+    set("Global.Callhome.FilesAllowed", "3");
+    model_.profileChange(now_, 1);
+    tick(3);
+    ASSERT_EQ(entries(List::kSend), 3u);
+    EXPECT_EQ(first().message.text, "two");
+}
+
 TEST_F(QueueRules, keepsTheNumberOfFilesByDiscardingTheOldest) {
     set("Global.Callhome.FilesAllowed", "2");
     run();
