@@ -11,7 +11,7 @@ namespace {
 struct Calendar {
     int year;
     unsigned month, day, weekday;
-    long hour, minute, second;
+    unsigned hour, minute, second;
 };
 
 Calendar calendar(std::int64_t seconds) {
@@ -20,15 +20,20 @@ Calendar calendar(std::int64_t seconds) {
     const sys_days day = floor<days>(time);
     const year_month_day date{day};
     const hh_mm_ss clock{time - day};
-    return {int(date.year()),      unsigned(date.month()),  unsigned(date.day()),   weekday(day).c_encoding(),
-            clock.hours().count(), clock.minutes().count(), clock.seconds().count()};
+    return {int(date.year()),
+            unsigned(date.month()),
+            unsigned(date.day()),
+            weekday(day).c_encoding(),
+            unsigned(clock.hours().count()),
+            unsigned(clock.minutes().count()),
+            unsigned(clock.seconds().count())};
 }
 
 const char* const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 std::string monthToSecond(const Calendar& at) {
-    return printed("%s %s %02u %02ld:%02ld:%02ld", kDays[at.weekday], kMonths[at.month - 1], at.day, at.hour, at.minute,
+    return printed("%s %s %02u %02u:%02u:%02u", kDays[at.weekday], kMonths[at.month - 1], at.day, at.hour, at.minute,
                    at.second);
 }
 
@@ -112,8 +117,8 @@ std::string recordTime(std::int64_t seconds, std::uint32_t microseconds) {
 
 std::string mailTime(const Now& now) {
     const Calendar at = calendar(now.seconds);
-    return printed("%s, %02u  %s  %d  %02ld:%02ld:%02ld  +0000", kDays[at.weekday], at.day, kMonths[at.month - 1],
-                   at.year, at.hour, at.minute, at.second);
+    return printed("%s, %02u  %s  %d  %02u:%02u:%02u  +0000", kDays[at.weekday], at.day, kMonths[at.month - 1], at.year,
+                   at.hour, at.minute, at.second);
 }
 
 }  // namespace model
