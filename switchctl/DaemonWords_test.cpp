@@ -48,8 +48,9 @@ constexpr TraceWords RECORDS[] = {STARTED,     START_FAILED, LOOKUPS_UNSENT, REA
 
 TEST(DaemonWords, areThoseThatTheDaemonTraces) {
     for (const TraceWords& words : RECORDS) {
-        // A record's text stands at the beginning of the format.
-        EXPECT_TRUE(isInSources("(\"" + escaped(words.text)) || isInSources(" \"" + escaped(words.text))) << words.text;
+        // A record's text stands at the beginning of the format, or of a list of parts.
+        const std::string text = '"' + escaped(words.text);
+        EXPECT_TRUE(isInSources("(" + text) || isInSources(" " + text) || isInSources("{" + text)) << words.text;
     }
     EXPECT_TRUE(isInSources(std::string(FILE_ERROR.text) + "%s(%d)"));
     EXPECT_TRUE(isInSources(std::string("\\n") + std::string(FAREWELL) + "\""));
