@@ -76,7 +76,7 @@ TEST(OrvLineFormat, fillsInTheLastNumbersOfTheirKinds) {
 TEST(OrvLineFormat, leavesTheRestToPrintf) {
     const char* volatile none = nullptr;  // as far as the compiler can tell, a text
     expectAsPrintf("%d%% of %s\n", 7, "it");
-    expectAsPrintf("%s then %lu and %08x and %-10s| %5s| %.2s| %c\n", "a", 5000000000ul, 48879u, "left", "right", "cut",
+    expectAsPrintf("%s then %lu and %08x and %-10s| %5s| %.2s| %c\n", "a", 4000000000ul, 48879u, "left", "right", "cut",
                    'c');
     expectAsPrintf("%05d %-5d| %+d % d %100d %.3d %*d\n", 42, 42, 42, 42, 42, 7, 6, 42);
     expectAsPrintf("%lld %zu %hu %f %p\n", -1ll, sizeof(int), static_cast<unsigned short>(3), 0.5, "");
