@@ -83,14 +83,7 @@ World worldWithOperators(std::uint64_t seed) {
     world.set("Global.Callhome.NF-SMTPAddr", "1-192.0.2.1");
     world.set("Global.Callhome.SMTPPort", "25");
     world.set("Global.Callhome.SMTPEnable", "True");
-    world.set("Global.CallhomeDB.ProfileList.0", "Operators");
-    const std::string key = "Global.CallhomeDB.Profile.0.";
-    world.set(key + "Level", "Alarm");
-    world.set(key + "Format", "FullText");
-    world.set(key + "MaxSize", "2000000");
-    world.set(key + "EmailSubject", "Lab switch");
-    world.set(key + "NumberOfEmails", "1");
-    world.set(key + "EmailList.0", "a@example.com");
+    world.setProfile(0, {"Operators", "Alarm", "FullText", "Lab switch", {"a@example.com"}});
     world.set("Global.CallhomeDB.NumberOfProfiles", "1");
     return world;
 }

@@ -82,6 +82,20 @@ void World::set(const std::string& key, const std::string& value) {
     }
 }
 
+void World::setProfile(unsigned index, const ProfileSettings& profile) {
+    const std::string number = std::to_string(index);
+    const std::string key = "Global.CallhomeDB.Profile." + number + ".";
+    set("Global.CallhomeDB.ProfileList." + number, profile.name);
+    set(key + "Level", profile.level);
+    set(key + "Format", profile.format);
+    set(key + "MaxSize", profile.maxSize);
+    set(key + "EmailSubject", profile.subject);
+    set(key + "NumberOfEmails", std::to_string(profile.recipients.size()));
+    for (std::size_t i = 0; i < profile.recipients.size(); ++i) {
+        set(key + "EmailList." + std::to_string(i), profile.recipients[i]);
+    }
+}
+
 void World::encode(WireWriter& out) const {
     for (const std::uint64_t value : {now, chance, networkChance, calls, mails, entries, timeline.digest()}) {
         encode64(out, value);

@@ -19,12 +19,24 @@ class WireWriter;
 
 namespace box {
 
+// What an operator enters of a profile.
+struct ProfileSettings {
+    std::string name;
+    std::string level;
+    std::string format;
+    std::string subject;
+    std::vector<std::string> recipients;
+    std::string maxSize = "2000000";
+};
+
 struct World {
     // The factory's attributes, no mail servers, and chance from this number alone.
     explicit World(std::uint64_t seed);
 
     // Replaces the attribute of that name or adds it.
     void set(const std::string& key, const std::string& value);
+    // The attributes of the profile at that place; how many there are is another one.
+    void setProfile(unsigned index, const ProfileSettings& profile);
     void encode(WireWriter& out) const;
     void decode(WireReader& in);
 

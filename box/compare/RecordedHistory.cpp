@@ -9,18 +9,10 @@
 namespace box {
 namespace {
 
-void addProfile(World& world, unsigned index, const std::string& level, const std::string& format,
-                const std::vector<std::string>& addresses) {
+// Without captures, which the model does not know.
+void addProfile(World& world, unsigned index, const ProfileSettings& profile) {
+    world.setProfile(index, profile);
     const std::string key = "Global.CallhomeDB.Profile." + std::to_string(index) + ".";
-    world.set("Global.CallhomeDB.ProfileList." + std::to_string(index), "Profile" + std::to_string(index));
-    world.set(key + "Level", level);
-    world.set(key + "Format", format);
-    world.set(key + "MaxSize", index == 0 ? "2000000" : "700");
-    world.set(key + "EmailSubject", "lab");
-    world.set(key + "NumberOfEmails", std::to_string(addresses.size()));
-    for (std::size_t at = 0; at < addresses.size(); ++at) {
-        world.set(key + "EmailList." + std::to_string(at), addresses[at]);
-    }
     world.set(key + "CaptureEnable", "False");
     world.set(key + "CaptureEntries", "0");
 }
@@ -43,8 +35,10 @@ RecordedHistory::RecordedHistory(World& world, std::uint64_t seed, std::uint32_t
     world.set("Global.Callhome.SMTPPort1", "2525");
     world.set("Global.Callhome.SMTPEnable1", random_.oneIn(2) ? "True" : "False");
     const char* const levels[] = {"Info", "Critical", "Alarm"};
-    addProfile(world, 0, levels[random_.below(3)], "FullText", {"a@example.com", "b@example.com", "c@example.com"});
-    addProfile(world, 1, "Alarm", random_.oneIn(2) ? "Tsc1" : "Short", {"d@example.com"});
+    addProfile(
+        world, 0,
+        {"Profile0", levels[random_.below(3)], "FullText", "lab", {"a@example.com", "b@example.com", "c@example.com"}});
+    addProfile(world, 1, {"Profile1", "Alarm", random_.oneIn(2) ? "Tsc1" : "Short", "lab", {"d@example.com"}, "700"});
     world.set("Global.CallhomeDB.NumberOfProfiles", oneProfile_ ? "1" : "2");
 }
 

@@ -46,21 +46,6 @@ const std::vector<Setting>& settings() {
     return all;
 }
 
-void addProfile(World& world, unsigned index, const std::string& name, const std::string& level,
-                const std::vector<std::string>& recipients) {
-    const std::string number = std::to_string(index);
-    const std::string key = "Global.CallhomeDB.Profile." + number + ".";
-    world.set("Global.CallhomeDB.ProfileList." + number, name);
-    world.set(key + "Level", level);
-    world.set(key + "Format", index == 0 ? "FullText" : "ShortText");
-    world.set(key + "MaxSize", "2000000");
-    world.set(key + "EmailSubject", "Switch " + name);
-    world.set(key + "NumberOfEmails", std::to_string(recipients.size()));
-    for (std::size_t i = 0; i < recipients.size(); ++i) {
-        world.set(key + "EmailList." + std::to_string(i), recipients[i]);
-    }
-}
-
 void furnish(World& world) {
     world.servers = {{"mail1.example.com", "192.0.2.1", 25, {}}, {"mail2.example.com", "192.0.2.2", 2525, {}}};
     world.set("Global.Services.CallhomeEnable", "True");
@@ -71,8 +56,8 @@ void furnish(World& world) {
     world.set("Global.Callhome.NF-SMTPAddr1", "3-mail2.example.com");
     world.set("Global.Callhome.SMTPPort1", "2525");
     world.set("Global.Callhome.SMTPEnable1", "True");
-    addProfile(world, 0, "Operators", "Info", {kOperator});
-    addProfile(world, 1, "Service", "Critical", {"s1@example.com", "s2@example.com"});
+    world.setProfile(0, {"Operators", "Info", "FullText", "Switch Operators", {kOperator}});
+    world.setProfile(1, {"Service", "Critical", "ShortText", "Switch Service", {"s1@example.com", "s2@example.com"}});
     world.set("Global.CallhomeDB.NumberOfProfiles", "2");
 }
 
