@@ -3,9 +3,9 @@
 #include "sync/OrvSyncSec.h"
 #include "testing/dbg/RecordedEventLog.h"
 #include "testing/sync/SyncFixture.h"
+#include "testing/thread/ServeUntil.h"
 #include "thread/OrvMesg.h"
 
-#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -42,18 +42,6 @@ protected:
     std::string unknown(const std::string& function, int code) const {
         return lines("OrvThread", {{function, "Thread(" + std::to_string(getpid()) +
                                                   ") received unknown message code " + std::to_string(code)}});
-    }
-    // Serves the main thread's queues until the condition holds; false when it never does.
-    template <typename Condition>
-    static bool serveUntil(Condition condition) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        const Timeval limit(0, 10000);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline || Dispatcher::instance()->handle_events(&limit) < 0) {
-                return false;
-            }
-        }
-        return true;
     }
 
     Component component_;

@@ -7,6 +7,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <stdexcept>

@@ -5,10 +5,10 @@
 #include "dbg/OrvEventLog.h"
 #include "testing/dbg/RecordedEventLog.h"
 #include "testing/dbg/TraceFixture.h"
+#include "testing/thread/ServeUntil.h"
 #include "thread/OrvThread.h"
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -71,19 +71,6 @@ protected:
         int result = 0;
         std::thread([&] { result = worker.run(); }).join();
         return result;
-    }
-
-    // Serves the main thread's queues until the condition holds; false when it never does.
-    template <typename Condition>
-    static bool serveUntil(Condition condition) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        const Timeval limit(0, 10000);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline || Dispatcher::instance()->handle_events(&limit) < 0) {
-                return false;
-            }
-        }
-        return true;
     }
 
     std::string line(const std::string& function, const std::string& message) const {
