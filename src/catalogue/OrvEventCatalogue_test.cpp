@@ -82,6 +82,8 @@ TEST(OrvEventCatalogue, readsNumbersAsTheyArePrinted) {
         kOrvLogInternal, kOrvLogId, "Error getting Message Queue Config from DS - bad status array[-1] = 0x000001");
     ASSERT_TRUE(status);
     EXPECT_THAT(status->arguments, ElementsAre("-1", "0x000001"));
+    EXPECT_FALSE(orvFindInCatalogue(
+        kOrvLogInternal, kOrvLogId, "Error getting Message Queue Config from DS - bad status array[0x1] = 0x000001"));
 }
 
 TEST(OrvEventCatalogue, tellsRowsOfOneTextApartByTheirLevel) {
