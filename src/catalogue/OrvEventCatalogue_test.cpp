@@ -82,8 +82,8 @@ TEST(OrvEventCatalogue, readsNumbersAsTheyArePrinted) {
         kOrvLogInternal, kOrvLogId, "Error getting Message Queue Config from DS - bad status array[-1] = 0x000001");
     ASSERT_TRUE(status);
     EXPECT_THAT(status->arguments, ElementsAre("-1", "0x000001"));
-    EXPECT_FALSE(orvFindInCatalogue(
-        kOrvLogInternal, kOrvLogId, "Error getting Message Queue Config from DS - bad status array[0x1] = 0x000001"));
+    EXPECT_FALSE(orvFindInCatalogue(kOrvLogInternal, kOrvLogId,
+                                    "Error getting Message Queue Config from DS - bad status array[0x1] = 0x000001"));
 }
 
 TEST(OrvEventCatalogue, tellsRowsOfOneTextApartByTheirLevel) {
@@ -98,6 +98,20 @@ TEST(OrvEventCatalogue, doesNotKnowWhatIsNoEntryOfTheDaemon) {
                                     "Message queue is empty, cancelling attempts to retry sending last message"));
     EXPECT_FALSE(orvFindInCatalogue(3, 0x8b000010u, "Will retry sending via SMTP server=a, port="));
     EXPECT_FALSE(orvFindInCatalogue(3, 0x8b000010u, "Will retry sending via SMTP server=a, port=25 "));
+}
+
+TEST(OrvEventCatalogue, recognisesAnEntryOfAnotherVersionByTheNumberThatOnlyItHas) {
+    const auto today = orvRecognise(3, 0x8b000010u, "Will retry sending via SMTP server=a, port=25");
+    ASSERT_TRUE(today);
+    EXPECT_THAT(today->arguments, ElementsAre("a", "25"));
+
+    const auto former = orvRecognise(3, 0x8b000010u, "Trying a once more");
+    ASSERT_TRUE(former);
+    EXPECT_STREQ(former->row.name, today->row.name);
+    EXPECT_THAT(former->arguments, ElementsAre());
+    EXPECT_FALSE(orvRecognise(kOrvLogInternal, kOrvLogId, "one of many"));
+    EXPECT_FALSE(orvRecognise(kOrvLogInternal, 0, "no number at all"));
+    EXPECT_FALSE(orvRecognise(3, 0x8b00ffffu, "nobody's"));
 }
 
 TEST(OrvEventCatalogue, knowsATextThatWasCutAndWhatIsLeftOfIt) {
