@@ -25,6 +25,8 @@
 
 namespace box {
 
+class FileRecord;
+
 // How a life comes to its end.
 enum class LifeEnd : std::uint32_t {
     kEnded,   // the program has come to its end, with a status
@@ -42,6 +44,7 @@ public:
         std::uint64_t chance = 0;
         std::uint32_t process = 1000;  // the number that the process knows itself by
         std::uint64_t killAtCall = 0;  // 0: never
+        FileRecord* record = nullptr;  // takes down what becomes of the files
     };
     using Ended = std::function<void(LifeEnd how, int status, const std::string& why)>;
     using MainWaits = std::function<void(const char* call)>;

@@ -2,6 +2,7 @@
 #include "box/Calls.h"
 
 #include "box/Box.h"
+#include "box/FileRecord.h"
 #include "box/RealCalls.h"
 
 #include <spawn.h>
@@ -66,6 +67,10 @@ int processAwait(idtype_t type, id_t child, siginfo_t* information, int options)
     box->threads().wait("waitid", ended);
     const Aside aside;
     box->commands().finish(process);
+    if (FileRecord* const record = box->settings().record) {
+        record->setTime(box->now());
+        record->takeInOthers();
+    }
     return 0;
 }
 

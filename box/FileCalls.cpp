@@ -3,6 +3,7 @@
 #include "box/Calls.h"
 
 #include "box/Box.h"
+#include "box/FileRecord.h"
 #include "box/RealCalls.h"
 
 #include <dirent.h>
@@ -14,6 +15,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string>
 #include <string_view>
 
 namespace box {
@@ -48,6 +50,20 @@ void wrote(int file, const void* bytes, ssize_t size) {
     }
 }
 
+// The call has been made: a record of the box's files takes it down.
+template <typename Result, typename Note>
+Result noted(Result result, Note note) {
+    Box* const box = Box::ofCaller();
+    if (box != nullptr && result >= 0 && box->settings().record != nullptr) {
+        const Aside aside;
+        const int error = errno;
+        box->settings().record->setTime(box->now());
+        note(*box->settings().record);
+        errno = error;
+    }
+    return result;
+}
+
 }  // namespace
 
 // A call that is only one more place to end at: type, failure, name, the linker's name, parameters, arguments.
@@ -60,24 +76,40 @@ void wrote(int file, const void* bytes, ssize_t size) {
         }                                                             \
         return name##Really() arguments;                              \
     }
+// The same, taken down when it has been made.
+#define BOX_NOTED(name, symbol, parameters, arguments, note)                             \
+    BOX_CALL(int, name, symbol, parameters)                                              \
+    int name parameters {                                                                \
+        if (const int error = begin(symbol); error != 0) {                               \
+            errno = error;                                                               \
+            return -1;                                                                   \
+        }                                                                                \
+        const int result = name##Really() arguments;                                     \
+        return noted(result, [&]([[maybe_unused]] FileRecord& record) { record.note; }); \
+    }
 
-BOX_PLACE(int, -1, fileOpen, "open64", (const char* path, int flags, mode_t mode), (path, flags, mode))
-BOX_PLACE(int, -1, fileOpenAt, "openat64", (int place, const char* path, int flags, mode_t mode),
-          (place, path, flags, mode))
 BOX_PLACE(ssize_t, -1, fileRead, "read", (int file, void* data, std::size_t size), (file, data, size))
 BOX_PLACE(ssize_t, -1, filePread, "pread64", (int file, void* data, std::size_t size, off_t at), (file, data, size, at))
-BOX_PLACE(int, -1, fileRename, "rename", (const char* from, const char* to), (from, to))
-BOX_PLACE(int, -1, fileRenameAt, "renameat", (int place, const char* from, int target, const char* to),
-          (place, from, target, to))
-BOX_PLACE(int, -1, fileLinkAt, "linkat", (int place, const char* from, int target, const char* to, int flags),
-          (place, from, target, to, flags))
-BOX_PLACE(int, -1, fileUnlinkAt, "unlinkat", (int place, const char* path, int flags), (place, path, flags))
-BOX_PLACE(int, -1, fileMkdirAt, "mkdirat", (int place, const char* path, mode_t mode), (place, path, mode))
 BOX_PLACE(DIR*, nullptr, directoryOpen, "fdopendir", (int file), (file))
 BOX_PLACE(dirent*, nullptr, directoryRead, "readdir64", (DIR * directory), (directory))
 BOX_PLACE(int, -1, pipeOpen, "pipe2", (int* ends, int flags), (ends, flags))
 BOX_PLACE(int, -1, eventOpen, "eventfd", (unsigned count, int flags), (count, flags))
 BOX_PLACE(std::FILE*, nullptr, streamOpen, "fdopen", (int file, const char* mode), (file, mode))
+
+BOX_NOTED(fileOpen, "open64", (const char* path, int flags, mode_t mode), (path, flags, mode), opened(result, flags))
+BOX_NOTED(fileOpenAt, "openat64", (int place, const char* path, int flags, mode_t mode), (place, path, flags, mode),
+          opened(result, flags))
+BOX_NOTED(fileRename, "rename", (const char* from, const char* to), (from, to), renamed(AT_FDCWD, from, AT_FDCWD, to))
+BOX_NOTED(fileRenameAt, "renameat", (int place, const char* from, int target, const char* to),
+          (place, from, target, to), renamed(place, from, target, to))
+BOX_NOTED(fileLinkAt, "linkat", (int place, const char* from, int target, const char* to, int flags),
+          (place, from, target, to, flags), linked(place, from, target, to))
+BOX_NOTED(fileUnlinkAt, "unlinkat", (int place, const char* path, int flags), (place, path, flags),
+          unlinked(place, path, flags))
+BOX_NOTED(fileMkdirAt, "mkdirat", (int place, const char* path, mode_t mode), (place, path, mode),
+          madeDirectory(place, path))
+BOX_NOTED(fileSync, "fsync", (int file), (file), synced(file))
+BOX_NOTED(fileSyncData, "fdatasync", (int file), (file), synced(file))
 
 BOX_CALL(ssize_t, fileWrite, "write", (int file, const void* data, std::size_t size))
 BOX_CALL(ssize_t, fileWritePieces, "writev", (int file, const iovec* parts, int count))
@@ -93,7 +125,7 @@ ssize_t fileWrite(int file, const void* data, std::size_t size) {
     }
     const ssize_t written = fileWriteReally()(file, data, size);
     wrote(file, data, written);
-    return written;
+    return noted(written, [&](FileRecord& record) { record.wrote(file, data, static_cast<std::size_t>(written)); });
 }
 
 ssize_t fileWritePieces(int file, const iovec* parts, int count) {
@@ -107,7 +139,13 @@ ssize_t fileWritePieces(int file, const iovec* parts, int count) {
     for (int i = 0; box != nullptr && i < count; ++i) {
         takeText(*box, {static_cast<const char*>(parts[i].iov_base), parts[i].iov_len});
     }
-    return written;
+    return noted(written, [&](FileRecord& record) {
+        std::string bytes;
+        for (int i = 0; i < count; ++i) {
+            bytes.append(static_cast<const char*>(parts[i].iov_base), parts[i].iov_len);
+        }
+        record.wrote(file, bytes.data(), static_cast<std::size_t>(written));
+    });
 }
 
 ssize_t filePwrite(int file, const void* data, std::size_t size, off_t at) {
@@ -117,7 +155,9 @@ ssize_t filePwrite(int file, const void* data, std::size_t size, off_t at) {
     }
     const ssize_t written = filePwriteReally()(file, data, size, at);
     wrote(file, data, written);
-    return written;
+    return noted(written, [&](FileRecord& record) {
+        record.wroteAt(file, data, static_cast<std::size_t>(written), static_cast<std::uint64_t>(at));
+    });
 }
 
 int fileCut(int file, off_t size) {
@@ -129,7 +169,7 @@ int fileCut(int file, off_t size) {
     if (Box* const box = Box::ofCaller()) {
         box->written(file);
     }
-    return result;
+    return noted(result, [&](FileRecord& record) { record.cut(file, static_cast<std::uint64_t>(size)); });
 }
 
 int fileClose(int file) {

@@ -49,6 +49,7 @@ Box::Settings settingsOf(World& world, Script& script, const std::string& root) 
     world.chance = chance.state();
     settings.process = kFirstProcess + ++world.lives;
     settings.killAtCall = script.killAtCall();
+    settings.record = script.record();
     return settings;
 }
 

@@ -13,6 +13,7 @@ class WireWriter;
 
 namespace box {
 
+class FileRecord;
 class Life;
 
 class Script {
@@ -25,6 +26,9 @@ public:
     virtual void step(Life& life) = 0;
     // The call before which the life that begins is killed; 0: none.
     virtual std::uint64_t killAtCall() { return 0; }
+
+    // Takes down what becomes of the daemon's files; null: nobody does.
+    virtual FileRecord* record() { return nullptr; }
 
     // What the world sees of the daemon, in whichever of its threads that happens.
     virtual void mailTaken(Life& /*life*/, const MailServer& /*server*/, const Mail& /*mail*/) {}

@@ -1,0 +1,45 @@
+#include "box/cuts/RecordingHistory.h"
+
+#include "box/search/Options.h"
+#include "platform/wire/Wire.h"
+
+namespace box {
+
+namespace {
+
+constexpr Time kLength = 300 * kSecond;
+
+RandomHistory::Settings settingsFor(std::uint64_t seed) {
+    RandomHistory::Settings settings;
+    settings.seed = seed;
+    settings.eventsPerDay = 14400;
+    settings.faults = kServerFaults | kKills | kRestarts | kConfigChanges | kRequests;
+    settings.until = kLength;
+    return settings;
+}
+
+// Entries' files of one sector to some.
+void lengthenEntries(World& world, std::uint64_t seed) {
+    const std::string longer(static_cast<std::size_t>(seed % 8 * 30), 's');
+    world.set("Global.CallhomeDB.Profile.0.EmailSubject", "Switch Operators" + longer);
+    world.set("Global.CallhomeDB.Profile.1.EmailSubject", "Switch Service" + longer + longer);
+}
+
+}  // namespace
+
+RecordingHistory::RecordingHistory(std::uint64_t seed, World& world, const std::string& root)
+    : history_(settingsFor(seed), world), record_(root) {
+    lengthenEntries(world, seed);
+}
+
+void RecordingHistory::encode(WireWriter& out) const {
+    history_.encode(out);
+    record_.encode(out);
+}
+
+void RecordingHistory::decode(WireReader& in) {
+    history_.decode(in);
+    record_.decode(in);
+}
+
+}  // namespace box
