@@ -27,6 +27,8 @@ struct Options {
     std::uint32_t faults = kAllFaults;
     std::uint32_t jobs = 1;
     std::uint32_t minutes = 0;  // looks for failures that long; 0: runs the histories that are asked for
+    std::uint64_t cuts = 0;     // so many states after power cuts, instead of histories
+    std::int64_t state = -1;    // this one of the seed's alone
     Time until = kNever;
     bool trace = false;
     bool help = false;

@@ -1,5 +1,6 @@
 // Runs the daemon through random histories in virtual time: one to look at, many to look for failures.
 #include "box/Lives.h"
+#include "box/cuts/CutSearch.h"
 #include "box/search/BoxDirectory.h"
 #include "box/search/Options.h"
 #include "box/search/RandomHistory.h"
@@ -57,6 +58,9 @@ int main(int argc, char** argv) {
         return 0;
     }
     try {
+        if (options.cuts > 0 || options.state >= 0) {
+            return box::searchCuts(options);
+        }
         return options.minutes > 0 || options.jobs > 1 ? box::search(options) : runAll(histories);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "orvBox: %s\n", error.what());

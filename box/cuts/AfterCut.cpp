@@ -1,0 +1,90 @@
+#include "box/cuts/AfterCut.h"
+
+#include "box/Aside.h"
+#include "box/Life.h"
+#include "host_root.h"
+#include "platform/wire/Wire.h"
+
+#include <filesystem>
+
+namespace box {
+
+namespace {
+
+constexpr char kFurtherEvent[] = "one further event";
+constexpr char kQueues[] = "/ostrel/conf/orv/callHome/queues";
+constexpr Time kUntilFurther = 20 * kSecond;
+constexpr Time kUntilEnd = 120 * kSecond;
+
+}  // namespace
+
+void AfterCut::step(Life& life) {
+    switch (steps_++) {
+        case 0:
+            began_ = life.began();
+            next_ = began_ + kUntilFurther;
+            break;
+        case 1:
+            publishFurther(life);
+            next_ = began_ + kUntilEnd;
+            break;
+        default:
+            problem_ = furtherMailed_ ? unnamedLeftover() : "a further event is not mailed";
+            next_ = kNever;
+            break;
+    }
+}
+
+void AfterCut::publishFurther(Life& life) const {
+    Sw_Log_Type record;
+    record.number = 0x00010001;
+    record.text = kFurtherEvent;
+    static_cast<void>(life.services().happenings().logRecord(record, false));
+}
+
+// A file that still stands in a queue is one that cannot be read, and the event log says so.
+std::string AfterCut::unnamedLeftover() const {
+    const Aside aside;
+    const std::string root = host_root();
+    for (const auto& each : std::filesystem::recursive_directory_iterator(root + kQueues)) {
+        const std::string path = each.path().string().substr(root.size());
+        if (each.path().filename().string().starts_with('m') && entries_.find(path + "\n") == std::string::npos) {
+            return path + " stays, and no entry names it";
+        }
+    }
+    return "";
+}
+
+void AfterCut::mailTaken(Life& /*life*/, const MailServer& /*server*/, const Mail& mail) {
+    if (eventIn(mail) == kFurtherEvent) {
+        furtherMailed_ = true;
+    } else {
+        mails_.push_back(mail);
+    }
+}
+
+void AfterCut::logged(Life& /*life*/, const LogEntry& entry) {
+    const std::size_t at = entry.text.find(kQueues);
+    if (at != std::string::npos) {
+        entries_ += entry.text.substr(at, entry.text.find_first_of(" ,", at) - at) + "\n";
+    }
+}
+
+void AfterCut::encode(WireWriter& out) const {
+    encode64(out, next_);
+    encode64(out, began_);
+    out.u32(steps_).u32(furtherMailed_ ? 1 : 0).text32(entries_).text32(problem_);
+    encodeMails(out, mails_);
+}
+
+void AfterCut::decode(WireReader& in) {
+    next_ = decode64(in);
+    began_ = decode64(in);
+    steps_ = in.u32();
+    furtherMailed_ = in.u32() != 0;
+    entries_ = in.text32();
+    problem_ = in.text32();
+    mails_ = decodeMails(in);
+}
+
+}  // namespace box

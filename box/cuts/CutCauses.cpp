@@ -1,0 +1,54 @@
+#include "box/cuts/CutCauses.h"
+
+#include "box/cuts/Mails.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace box {
+
+namespace {
+
+constexpr std::string_view kQueues = "ostrel/conf/orv/callHome/queues/";
+constexpr std::string_view kOrder = "/order";
+
+}  // namespace
+
+CutCauses::CutCauses(const FileTree& start, const FileOperations& operations, const CutState& state)
+    : operations_(operations),
+      state_(state),
+      whole_(treeOf(start, operations, {state.cut, {}})),
+      damaged_(treeOf(start, operations, state)) {
+}
+
+CutCauses::Entry CutCauses::onlyIn(const FileTree& one, const FileTree& other, const std::string& event) {
+    for (const auto& [path, file] : one.names()) {
+        const std::string& bytes = one.file(file).bytes;
+        if (path.starts_with(kQueues) && eventIn(bytes) == event && other.file(path).bytes != bytes) {
+            return {path, file};
+        }
+    }
+    return {};
+}
+
+std::string CutCauses::of(const Entry& entry) const {
+    const auto is = [&](const Damage& damage) {
+        const FileOperation& operation = operations_[damage.operation];
+        return entry.path.empty()    ? operation.path.find(kOrder) != std::string::npos
+               : operation.file != 0 ? operation.file == entry.file
+                                     : entry.path.starts_with(operation.path + "/");
+    };
+    const auto found = std::ranges::find_if(state_.damages, is);
+    return found == state_.damages.end() ? "several together" : causeOf(operations_[found->operation], *found);
+}
+
+// An entry whose file is whole is hidden by an order file.
+std::string CutCauses::ofLoss(const std::string& event) const {
+    return of(onlyIn(whole_, damaged_, event));
+}
+
+std::string CutCauses::ofDouble(const std::string& event) const {
+    return of(onlyIn(damaged_, whole_, event));
+}
+
+}  // namespace box

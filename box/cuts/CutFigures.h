@@ -1,0 +1,32 @@
+// What became of the states that power cuts may leave.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+class WireReader;
+class WireWriter;
+
+namespace box {
+
+struct CutFigures {
+    std::uint64_t records = 0;
+    std::uint64_t operations = 0;
+    std::uint64_t states = 0;
+    std::uint64_t distinct = 0;  // of the states of a record: each of these was started from
+    std::uint64_t mails = 0;     // that the daemon owed at the cuts, summed over the states
+    // Mails by what was damaged.
+    std::map<std::string, std::uint64_t> lost;
+    std::map<std::string, std::uint64_t> doubled;
+    std::vector<std::string> failures;
+
+    void add(const CutFigures& other);
+    void encode(WireWriter& out) const;
+    void decode(WireReader& in);
+    // Lines that a person can read.
+    std::string text() const;
+};
+
+}  // namespace box
