@@ -96,6 +96,7 @@ Box::Box(const Settings& settings, Timeline& timeline, Network& network, Ended e
       network_(network),
       ended_(std::move(ended)),
       chance_(settings.chance),
+      troubles_(Random(~settings.chance), settings.trouble),
       threads_(chance_.branch(), settings.now,
                {[this](const std::string& why) { end(LifeEnd::kStuck, 1, why); }, std::move(mainWaits)}),
       commands_(settings.root) {
@@ -107,12 +108,27 @@ Box::~Box() {
     active_ = nullptr;
 }
 
-int Box::call(const char* name) {
+int Box::call(const char* name, int file) {
+    const Aside aside;
     if (++calls_ == settings_.killAtCall) {
         end(LifeEnd::kKilled, 0, name);
     }
     threads_.point();
-    return 0;
+    const int error = Spared::now() ? 0 : troubles_.ofCall(name, file);
+    if (error != 0) {
+        tell("machine", failureText(name, error));
+    }
+    return error;
+}
+
+bool Box::memoryFails() {
+    Box* const box = ofCaller();
+    if (box == nullptr || Spared::now() || !box->troubles_.ofAllocation()) {
+        return false;
+    }
+    const Aside aside;
+    box->tell("machine", "no memory");
+    return true;
 }
 
 void Box::end(LifeEnd how, int status, const std::string& why) {

@@ -12,6 +12,7 @@
 #include "box/Scheduler.h"
 #include "box/Timeline.h"
 #include "box/Times.h"
+#include "box/Trouble.h"
 
 #include <poll.h>
 #include <sys/types.h>
@@ -45,6 +46,7 @@ public:
         std::uint32_t process = 1000;  // the number that the process knows itself by
         std::uint64_t killAtCall = 0;  // 0: never
         FileRecord* record = nullptr;  // takes down what becomes of the files
+        Trouble trouble;
     };
     using Ended = std::function<void(LifeEnd how, int status, const std::string& why)>;
     using MainWaits = std::function<void(const char* call)>;
@@ -66,13 +68,16 @@ public:
     Network& network() { return network_; }
     Commands& commands() { return commands_; }
     Random& chance() { return chance_; }
+    Troubles& troubles() { return troubles_; }
     const Settings& settings() const { return settings_; }
     Time now() const { return threads_.now(); }
     std::uint64_t calls() const { return calls_; }
 
-    // A call of this name begins: the life may end here, and another thread may go on. The error number that the call
-    // is to fail with; 0: it is made.
-    int call(const char* name);
+    // A call of this name begins, which moves bytes of this file: the life may end here, and another thread may go on.
+    // The error number that the call is to fail with, or Troubles::kShort; 0: it is made.
+    int call(const char* name, int file = -1);
+    // A request for memory of the calling thread fails, if that is the daemon's.
+    static bool memoryFails();
     // Ends the life.
     [[noreturn]] void end(LifeEnd how, int status, const std::string& why);
     // Something was said to the system's log, or on standard error.
@@ -108,6 +113,7 @@ private:
     Network& network_;
     const Ended ended_;
     Random chance_;
+    Troubles troubles_;
     Scheduler threads_;
     Commands commands_;
     std::map<int, std::shared_ptr<BoxFile>> files_;

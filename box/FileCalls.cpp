@@ -26,9 +26,20 @@ void keepFileCalls() {
 namespace {
 
 // The error number that the call is to fail with; 0: it is made.
-int begin(const char* name) {
+int begin(const char* name, int file = -1) {
     Box* const box = Box::ofCaller();
-    return box == nullptr ? 0 : box->call(name);
+    return box == nullptr ? 0 : box->call(name, file);
+}
+
+// Of what is moved, when it is to be less than was asked for.
+std::size_t lessOf(std::size_t size) {
+    return size > 1 ? size / 2 : size;
+}
+
+// An error that ends a call that moves bytes.
+bool ends(int error) {
+    errno = error > 0 ? error : errno;
+    return error > 0;
 }
 
 // What holds a NUL is words, in the order of bytes that this machine has.
@@ -42,6 +53,7 @@ void takeText(Box& box, std::string_view bytes) {
 void wrote(int file, const void* bytes, ssize_t size) {
     Box* const box = Box::ofCaller();
     if (box != nullptr && size > 0) {
+        const Aside aside;
         takeText(*box, {static_cast<const char*>(bytes), static_cast<std::size_t>(size)});
         box->touched();
         if (size > 1) {
@@ -88,8 +100,6 @@ Result noted(Result result, Note note) {
         return noted(result, [&]([[maybe_unused]] FileRecord& record) { record.note; }); \
     }
 
-BOX_PLACE(ssize_t, -1, fileRead, "read", (int file, void* data, std::size_t size), (file, data, size))
-BOX_PLACE(ssize_t, -1, filePread, "pread64", (int file, void* data, std::size_t size, off_t at), (file, data, size, at))
 BOX_PLACE(DIR*, nullptr, directoryOpen, "fdopendir", (int file), (file))
 BOX_PLACE(dirent*, nullptr, directoryRead, "readdir64", (DIR * directory), (directory))
 BOX_PLACE(int, -1, pipeOpen, "pipe2", (int* ends, int flags), (ends, flags))
@@ -111,6 +121,8 @@ BOX_NOTED(fileMkdirAt, "mkdirat", (int place, const char* path, mode_t mode), (p
 BOX_NOTED(fileSync, "fsync", (int file), (file), synced(file))
 BOX_NOTED(fileSyncData, "fdatasync", (int file), (file), synced(file))
 
+BOX_CALL(ssize_t, fileRead, "read", (int file, void* data, std::size_t size))
+BOX_CALL(ssize_t, filePread, "pread64", (int file, void* data, std::size_t size, off_t at))
 BOX_CALL(ssize_t, fileWrite, "write", (int file, const void* data, std::size_t size))
 BOX_CALL(ssize_t, fileWritePieces, "writev", (int file, const iovec* parts, int count))
 BOX_CALL(ssize_t, filePwrite, "pwrite64", (int file, const void* data, std::size_t size, off_t at))
@@ -118,22 +130,35 @@ BOX_CALL(int, fileCut, "ftruncate64", (int file, off_t size))
 BOX_CALL(int, fileClose, "close", (int file))
 BOX_CALL(int, eventWrite, "eventfd_write", (int file, eventfd_t count))
 
+ssize_t fileRead(int file, void* data, std::size_t size) {
+    const int error = begin("read", file);
+    return ends(error) ? -1 : fileReadReally()(file, data, error == 0 ? size : lessOf(size));
+}
+
+ssize_t filePread(int file, void* data, std::size_t size, off_t at) {
+    const int error = begin("pread64", file);
+    return ends(error) ? -1 : filePreadReally()(file, data, error == 0 ? size : lessOf(size), at);
+}
+
 ssize_t fileWrite(int file, const void* data, std::size_t size) {
-    if (const int error = begin("write"); error != 0) {
-        errno = error;
+    const int error = begin("write", file);
+    if (ends(error)) {
         return -1;
     }
-    const ssize_t written = fileWriteReally()(file, data, size);
+    const ssize_t written = fileWriteReally()(file, data, error == 0 ? size : lessOf(size));
     wrote(file, data, written);
     return noted(written, [&](FileRecord& record) { record.wrote(file, data, static_cast<std::size_t>(written)); });
 }
 
 ssize_t fileWritePieces(int file, const iovec* parts, int count) {
-    if (const int error = begin("writev"); error != 0) {
-        errno = error;
+    const int error = begin("writev", file);
+    if (ends(error)) {
         return -1;
     }
     Box* const box = Box::ofCaller();
+    if (error != 0) {
+        return fileWriteReally()(file, parts[0].iov_base, lessOf(parts[0].iov_len));
+    }
     const ssize_t written = fileWritePiecesReally()(file, parts, count);
     // Traces: nobody lists them by time.
     for (int i = 0; box != nullptr && i < count; ++i) {
@@ -149,11 +174,11 @@ ssize_t fileWritePieces(int file, const iovec* parts, int count) {
 }
 
 ssize_t filePwrite(int file, const void* data, std::size_t size, off_t at) {
-    if (const int error = begin("pwrite64"); error != 0) {
-        errno = error;
+    const int error = begin("pwrite64", file);
+    if (ends(error)) {
         return -1;
     }
-    const ssize_t written = filePwriteReally()(file, data, size, at);
+    const ssize_t written = filePwriteReally()(file, data, error == 0 ? size : lessOf(size), at);
     wrote(file, data, written);
     return noted(written, [&](FileRecord& record) {
         record.wroteAt(file, data, static_cast<std::size_t>(written), static_cast<std::uint64_t>(at));
@@ -167,18 +192,21 @@ int fileCut(int file, off_t size) {
     }
     const int result = fileCutReally()(file, size);
     if (Box* const box = Box::ofCaller()) {
+        const Aside aside;
         box->written(file);
     }
     return noted(result, [&](FileRecord& record) { record.cut(file, static_cast<std::uint64_t>(size)); });
 }
 
 int fileClose(int file) {
-    Box* const box = Box::ofCaller();
-    if (box != nullptr) {
-        static_cast<void>(box->call("close"));
+    int error = 0;
+    if (Box* const box = Box::ofCaller()) {
+        error = box->call("close", file);
         box->close(file);
     }
-    return fileCloseReally()(file);
+    // It is closed in every case.
+    const int result = fileCloseReally()(file);
+    return ends(error) ? -1 : result;
 }
 
 int eventWrite(int file, eventfd_t count) {

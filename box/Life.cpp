@@ -50,6 +50,7 @@ Box::Settings settingsOf(World& world, Script& script, const std::string& root) 
     settings.process = kFirstProcess + ++world.lives;
     settings.killAtCall = script.killAtCall();
     settings.record = script.record();
+    settings.trouble = script.trouble();
     return settings;
 }
 
@@ -71,6 +72,7 @@ public:
 
     int get_handle() const override { return file_; }
     int handle_input(int /*file*/) override {
+        const Spared spared;
         life_.script_.step(life_);
         if (life_.script_.next() == kNever) {
             life_.pause();
@@ -123,6 +125,13 @@ void Life::openServices() {
         box_.tell("log", entryText(entry));
         script_.logged(*this, entry);
     });
+    bus_.watchDeliveries([this](bool begins) {
+        if (begins) {
+            delivering_.emplace();
+        } else {
+            delivering_.reset();
+        }
+    });
     HostPlatform::useTransport(&daemonSide_);
 }
 
@@ -162,6 +171,8 @@ void Life::end(LifeEnd how, int status, const std::string& why) {
     world_.networkChance = network_.randomState();
     world_.calls += box_.calls();
     world_.troubles += network_.troubles;
+    world_.failedCalls += box_.troubles().failedCalls();
+    world_.failedAllocations += box_.troubles().failedAllocations();
     world_.servers = network_.servers();
     world_.attributes.clear();
     world_.log.clear();

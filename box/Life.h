@@ -4,6 +4,7 @@
 #pragma once
 
 #include "box/Box.h"
+#include "box/DaemonSide.h"
 #include "box/Script.h"
 #include "box/World.h"
 #include "platform/transport/loopback/LoopbackBus.h"
@@ -14,6 +15,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +43,9 @@ public:
     LoopbackBus& bus() { return bus_; }
     std::vector<MailServer>& servers() { return network_.servers(); }
     Network& network() { return network_; }
+    // From now on this fails, and nothing else does.
+    void letFail(const Trouble& trouble) { box_.troubles().set(trouble); }
+    const Troubles& troubles() { return box_.troubles(); }
     void tell(std::string_view what) { box_.tell("world", what); }
     // A management request to the daemon. False when it is not on the bus.
     bool manage(std::uint16_t code, const std::vector<std::uint8_t>& payload);
@@ -65,7 +70,8 @@ private:
     MemoryStore store_;
     LoopbackBus bus_;
     LoopbackTransport switchSide_{bus_};
-    LoopbackTransport daemonSide_{bus_};
+    DaemonSide daemonSide_{bus_};
+    std::optional<Spared> delivering_;
     SwitchServices services_{switchSide_, store_, store_};
     std::unique_ptr<WorldClock> clock_;
 };

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <system_error>
 
 namespace box {
@@ -50,6 +51,7 @@ std::vector<std::uint8_t> readAll(int file) {
 
 [[noreturn]] void liveHere(World& world, Script& script, const std::string& root, int report) {
     try {
+        std::optional<Spared> notYetTheDaemons(std::in_place);
         Life life(world, script, root, [&](LifeEnd how, int status, const std::string& why) {
             WireWriter out;
             out.u32(static_cast<std::uint32_t>(how)).i32(status).text32(why);
@@ -58,6 +60,7 @@ std::vector<std::uint8_t> readAll(int file) {
             std::fflush(stdout);
             writeAll(report, out.take());
         });
+        notYetTheDaemons.reset();
         life.live();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "box: %s\n", error.what());

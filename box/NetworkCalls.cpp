@@ -78,6 +78,7 @@ int socketOpen(int family, int type, int protocol) {
     if (const int error = box->call("socket"); error != 0) {
         return fails(error);
     }
+    const Aside aside;
     auto connection = std::make_shared<Connection>(box->network());
     connection->waits = (type & SOCK_NONBLOCK) == 0;
     return box->open(std::move(connection));
@@ -92,6 +93,7 @@ int socketConnect(int file, const sockaddr* address, socklen_t length) {
     if (const int error = box->call("connect"); error != 0) {
         return fails(error);
     }
+    const Aside aside;
     sockaddr_in wanted{};
     std::memcpy(&wanted, address, std::min<std::size_t>(length, sizeof wanted));
     char text[INET_ADDRSTRLEN] = "";
@@ -111,10 +113,13 @@ ssize_t socketSend(int file, const void* bytes, std::size_t size, int flags) {
     if (connection == nullptr) {
         return socketSendReally()(file, bytes, size, flags);
     }
-    if (const int error = box->call("send"); error != 0) {
+    const int error = box->call("send", file);
+    if (error > 0) {
         return fails(error);
     }
-    const long sent = connection->send({static_cast<const char*>(bytes), size}, box->now());
+    const Aside aside;
+    const std::size_t moved = error != 0 && size > 1 ? size / 2 : size;
+    const long sent = connection->send({static_cast<const char*>(bytes), moved}, box->now());
     return sent < 0 ? fails(static_cast<int>(-sent)) : sent;
 }
 
@@ -124,15 +129,18 @@ ssize_t socketReceive(int file, void* bytes, std::size_t size, int flags) {
     if (connection == nullptr) {
         return socketReceiveReally()(file, bytes, size, flags);
     }
-    if (const int error = box->call("recv"); error != 0) {
+    const int error = box->call("recv", file);
+    if (error > 0) {
         return fails(error);
     }
+    const Aside aside;
     if (connection->waits) {
         Readable readable(*connection);
         const Time limit = connection->receiveLimit;
         box->threads().wait("recv", readable, limit == 0 ? kNever : later(box->now(), limit));
     }
-    const long got = connection->receive(static_cast<char*>(bytes), size, box->now());
+    // Less than there is: the least that a receive can bring.
+    const long got = connection->receive(static_cast<char*>(bytes), error != 0 ? 1 : size, box->now());
     return got < 0 ? fails(static_cast<int>(-got)) : got;
 }
 
@@ -180,8 +188,10 @@ int resolveName(const char* name, const char* service, const addrinfo* hints, ad
         return resolveNameReally()(name, service, hints, list);
     }
     if (const int error = box->call("getaddrinfo"); error != 0) {
-        return EAI_AGAIN;
+        errno = error == EAI_SYSTEM ? EIO : errno;
+        return error;
     }
+    const Aside aside;
     const MailServer* const server = box->network().named(name);
     if (server == nullptr) {
         return EAI_NONAME;

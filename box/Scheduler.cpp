@@ -1,5 +1,6 @@
 #include "box/Scheduler.h"
 
+#include "box/Aside.h"
 #include "box/RealCalls.h"
 
 #include <semaphore.h>
@@ -75,6 +76,7 @@ bool Scheduler::onMainThread() const {
 }
 
 void Scheduler::point() {
+    const Aside aside;
     if (++pointsAtOnce_ > kMostPointsAtOnce) {
         told_.stuck("time stands still");
     }
@@ -84,6 +86,7 @@ void Scheduler::point() {
 }
 
 bool Scheduler::wait(const char* call, Condition& condition, Time deadline) {
+    const Aside aside;
     auto& me = *static_cast<Thread*>(self);
     while (!condition.holds(now_)) {
         if (now_ >= deadline) {
@@ -208,6 +211,7 @@ void* Scheduler::enter(void* thread) {
 
 // The thread's last word: its other keys and objects are gone by the second call.
 void Scheduler::leave(void* thread) {
+    const Aside aside;
     auto& me = *static_cast<Thread*>(thread);
     Scheduler& owner = me.owner;
     if (!me.leaving) {

@@ -3,6 +3,7 @@
 
 #include "box/Network.h"
 #include "box/Times.h"
+#include "box/Trouble.h"
 #include "switchd/store/LogEntry.h"
 
 #include <cstdint>
@@ -26,6 +27,8 @@ public:
     virtual void step(Life& life) = 0;
     // The call before which the life that begins is killed; 0: none.
     virtual std::uint64_t killAtCall() { return 0; }
+    // What fails in it from its beginning on.
+    virtual Trouble trouble() { return {}; }
 
     // Takes down what becomes of the daemon's files; null: nobody does.
     virtual FileRecord* record() { return nullptr; }

@@ -64,10 +64,10 @@ int lockNow(pthread_mutex_t* mutex) {
 }
 
 int lockIn(Box& box, pthread_mutex_t* mutex) {
+    const Aside aside;
     for (;;) {
         const int error = lockNow(mutex);
         if (error != ETIMEDOUT) {
-            const Aside aside;
             held().push_back(mutex);
             if (error != 0) {
                 held().pop_back();
@@ -90,8 +90,8 @@ int unlockIn(Box& box, pthread_mutex_t* mutex) {
 
 // Whoever a signal may wake is drawn.
 void signalOne(Box& box, const pthread_cond_t* condition) {
-    std::vector<Waiter*> asleep;
     const Aside aside;
+    std::vector<Waiter*> asleep;
     for (Waiter* waiter : waiters()) {
         if (waiter->condition == condition && !waiter->signalled) {
             asleep.push_back(waiter);
@@ -132,6 +132,7 @@ int mutexLock(pthread_mutex_t* mutex) {
     if (box == nullptr) {
         return mutexLockReally()(mutex);
     }
+    const Aside aside;
     box->threads().point();
     return lockIn(*box, mutex);
 }
@@ -141,6 +142,7 @@ int mutexUnlock(pthread_mutex_t* mutex) {
     if (box == nullptr) {
         return mutexUnlockReally()(mutex);
     }
+    const Aside aside;
     const int error = unlockIn(*box, mutex);
     box->threads().point();
     return error;
@@ -151,11 +153,9 @@ int conditionWait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     if (box == nullptr) {
         return conditionWaitReally()(condition, mutex);
     }
+    const Aside aside;
     Waiter waiter{condition};
-    {
-        const Aside aside;
-        waiters().push_back(&waiter);
-    }
+    waiters().push_back(&waiter);
     if (const int error = unlockIn(*box, mutex); error != 0) {
         waiters().remove(&waiter);
         return error;
@@ -184,6 +184,7 @@ int conditionBroadcast(pthread_cond_t* condition) {
     if (box == nullptr) {
         return conditionBroadcastReally()(condition);
     }
+    const Aside aside;
     for (Waiter* waiter : waiters()) {
         waiter->signalled = waiter->signalled || waiter->condition == condition;
     }

@@ -100,7 +100,11 @@ void World::encode(WireWriter& out) const {
     for (const std::uint64_t value : {now, chance, networkChance, calls, mails, entries, timeline.digest()}) {
         encode64(out, value);
     }
-    out.u32(lives).u32(troubles).u32(static_cast<std::uint32_t>(attributes.size()));
+    out.u32(lives)
+        .u32(troubles)
+        .u32(failedCalls)
+        .u32(failedAllocations)
+        .u32(static_cast<std::uint32_t>(attributes.size()));
     for (const Attribute& attribute : attributes) {
         out.text32(attribute.key).u32(attribute.type).text32(attribute.value);
     }
@@ -121,6 +125,8 @@ void World::decode(WireReader& in) {
     timeline.restore(decode64(in));
     lives = in.u32();
     troubles = in.u32();
+    failedCalls = in.u32();
+    failedAllocations = in.u32();
     decodeAll(in, attributes, [](WireReader& from) {
         Attribute attribute;
         attribute.key = from.text32();

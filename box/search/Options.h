@@ -15,8 +15,10 @@ enum Fault : std::uint32_t {
     kKills = 2,         // the daemon is killed, before any call or while it waits
     kRestarts = 4,      // it is told to end
     kConfigChanges = 8,
-    kRequests = 16,  // of management
-    kAllFaults = 31
+    kRequests = 16,      // of management
+    kCallFaults = 32,    // system calls of the daemon fail
+    kMemoryFaults = 64,  // its requests for memory do
+    kAllFaults = 127
 };
 
 struct Options {

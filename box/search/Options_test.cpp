@@ -30,7 +30,7 @@ TEST(BoxOptions, areReadByTheirNames) {
     Options options;
 
     ASSERT_EQ(problemOf({"--seed", "18446744073709551615", "--days", "90", "--events", "11000", "--until", "5h",
-                         "--faults", "servers,kills", "--trace"},
+                         "--faults", "servers,calls,memory", "--trace"},
                         options),
               "");
 
@@ -38,7 +38,7 @@ TEST(BoxOptions, areReadByTheirNames) {
     EXPECT_EQ(options.days, 90u);
     EXPECT_EQ(options.eventsPerDay, 11000u);
     EXPECT_EQ(options.until, 5 * 3600 * kSecond);
-    EXPECT_EQ(options.faults, kServerFaults | kKills);
+    EXPECT_EQ(options.faults, kServerFaults | kCallFaults | kMemoryFaults);
     EXPECT_TRUE(options.trace);
 }
 

@@ -42,9 +42,9 @@ std::vector<std::uint32_t> wordsOf(const std::string& path) {
     return words;
 }
 
-std::string problemOf(const std::string& directory, const char* queue) {
+std::string problemOf(const std::string& directory, const char* queue, const Excuses& excuses) {
     const std::string order = directory + "/order";
-    if (!fs::exists(order)) {
+    if (!fs::exists(order) || excuses.cover(queue)) {
         return "";
     }
     const std::vector<std::uint32_t> words = wordsOf(order);
@@ -54,15 +54,18 @@ std::string problemOf(const std::string& directory, const char* queue) {
     }
     const std::set<std::uint32_t> present = entriesIn(directory);
     const std::set<std::uint32_t> listed(words.begin() + 1, words.begin() + 1 + static_cast<std::ptrdiff_t>(words[0]));
+    const auto isExcused = [&](std::uint32_t number) {
+        return excuses.cover(std::string(queue) + "/m" + std::to_string(number));
+    };
     // A mailed entry has a file only once a repeat of it has been counted.
     const bool allHaveFiles = std::string_view(queue) != "duplicate";
     for (const std::uint32_t number : listed) {
-        if (allHaveFiles && present.count(number) == 0) {
+        if (allHaveFiles && present.count(number) == 0 && !isExcused(number)) {
             return where + "lists m" + std::to_string(number) + ", which is not there";
         }
     }
     for (const std::uint32_t number : present) {
-        if (listed.count(number) == 0) {
+        if (listed.count(number) == 0 && !isExcused(number)) {
             return where + "does not list m" + std::to_string(number);
         }
     }
@@ -71,9 +74,9 @@ std::string problemOf(const std::string& directory, const char* queue) {
 
 }  // namespace
 
-std::string queueFilesProblem(const std::string& root) {
+std::string queueFilesProblem(const std::string& root, const Excuses& excuses) {
     for (const char* queue : kQueues) {
-        std::string problem = problemOf(root + kBelow + queue, queue);
+        std::string problem = problemOf(root + kBelow + queue, queue, excuses);
         if (!problem.empty()) {
             return problem;
         }

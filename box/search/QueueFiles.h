@@ -2,12 +2,14 @@
 // is listed.
 #pragma once
 
+#include "box/search/Excuses.h"
+
 #include <string>
 
 namespace box {
 
-// What is wrong with the queues' files below root; "" when nothing is.
-std::string queueFilesProblem(const std::string& root);
+// What is wrong with the queues' files below root, but for those that are excused; "" when nothing is.
+std::string queueFilesProblem(const std::string& root, const Excuses& excuses = {});
 // How many entries of the send queue have a file.
 unsigned waitingEntries(const std::string& root);
 

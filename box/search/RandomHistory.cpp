@@ -4,23 +4,17 @@
 #include "box/Aside.h"
 #include "box/Life.h"
 #include "box/search/Options.h"
-#include "box/search/QueueFiles.h"
-#include "catalogue/OrvEventCatalogue.h"
-#include "catalogue/OrvLogEntries.h"
 #include "dsClient.h"
 #include "host_root.h"
 #include "platform/wire/ManagementWire.h"
 #include "platform/wire/Wire.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace box {
 
 namespace {
 
-constexpr char kEventText[] = "event number ";
-constexpr char kOperator[] = "operator@example.com";
 // From the end of all faults to the end of the history: longer than the longest pause before a retry, twice.
 constexpr Time kCalm = 4 * 3600 * kSecond;
 
@@ -56,7 +50,7 @@ void furnish(World& world) {
     world.set("Global.Callhome.NF-SMTPAddr1", "3-mail2.example.com");
     world.set("Global.Callhome.SMTPPort1", "2525");
     world.set("Global.Callhome.SMTPEnable1", "True");
-    world.setProfile(0, {"Operators", "Info", "FullText", "Switch Operators", {kOperator}});
+    world.setProfile(0, {"Operators", "Info", "FullText", "Switch Operators", {Judge::kOperator}});
     world.setProfile(1, {"Service", "Critical", "ShortText", "Switch Service", {"s1@example.com", "s2@example.com"}});
     world.set("Global.CallhomeDB.NumberOfProfiles", "2");
 }
@@ -86,12 +80,6 @@ ServerManner drawManner(Random& chance) {
     return manner;
 }
 
-// The number behind "event number "; -1 when there is none.
-std::int64_t eventIn(const std::string& text) {
-    const std::size_t at = text.find(kEventText);
-    return at == std::string::npos ? -1 : std::strtoll(text.c_str() + at + sizeof kEventText - 1, nullptr, 10);
-}
-
 }  // namespace
 
 // What a step may be, and how often it is drawn.
@@ -109,6 +97,7 @@ const RandomHistory::Kind RandomHistory::kKinds[] = {
     {20, kConfigChanges, &RandomHistory::changeConfig},
     {20, kRequests, &RandomHistory::request},
     {10, kKills | kRestarts, &RandomHistory::endLife},
+    {30, kCallFaults | kMemoryFaults, &RandomHistory::letFail},
 };
 
 RandomHistory::RandomHistory(const Settings& settings, World& world)
@@ -128,7 +117,16 @@ void RandomHistory::schedule(Time now) {
 }
 
 void RandomHistory::step(Life& life) {
-    checkFiles(life);
+    {
+        const Aside aside;
+        Facts facts = factsOf(life);
+        facts.root = host_root();
+        judge_.stepped(facts);
+        if (phase_ == 1 && life.now() < settings_.until) {
+            judge_.finished(facts);
+        }
+    }
+    tellBroken(life);
     if (life.now() >= settings_.until || phase_ == 1) {
         next_ = kNever;
         return;
@@ -157,26 +155,24 @@ void RandomHistory::step(Life& life) {
 
 void RandomHistory::publish(Life& life, std::uint32_t event) {
     static constexpr int kLevels[] = {0, 2, 3};
-    Event& known = published_[event];
-    known.published = static_cast<std::uint8_t>(std::min(known.published + 1, 255));
+    judge_.published(event);
     Sw_Log_Type record;
     record.kind = kLevels[event % 3];
     record.number = 0x00010000u + event % 50;
-    record.text = kEventText + std::to_string(event);
+    record.text = Judge::kEventText + std::to_string(event);
     static_cast<void>(life.services().happenings().logRecord(record, false));
 }
 
 void RandomHistory::publishNew(Life& life) {
-    published_.emplace_back();
-    publish(life, events() - 1);
+    publish(life, events_++);
 }
 
 void RandomHistory::repeat(Life& life) {
     constexpr std::uint32_t kRecent = 10;
-    if (published_.empty()) {
+    if (events_ == 0) {
         return;
     }
-    publish(life, events() - 1 - chance_.below(std::min(kRecent, events())));
+    publish(life, events_ - 1 - chance_.below(std::min(kRecent, events_)));
 }
 
 void RandomHistory::burst(Life& life) {
@@ -237,10 +233,33 @@ std::uint64_t RandomHistory::killAtCall() {
     return order + chance_.next() % order;
 }
 
+// A few failures in a row, near or far: each order of magnitude as likely as the next.
+Trouble RandomHistory::drawTrouble(std::uint32_t faults) {
+    Trouble trouble;
+    const bool calls = (faults & kCallFaults) != 0 && ((faults & kMemoryFaults) == 0 || chance_.oneIn(2));
+    const std::uint64_t before = chance_.next() % (std::uint64_t{1} << chance_.below(14));
+    const std::uint32_t burst = 1 + chance_.below(chance_.oneIn(4) ? 20 : 3);
+    (calls ? trouble.callsBefore : trouble.allocationsBefore) = before;
+    (calls ? trouble.calls : trouble.allocations) = burst;
+    trouble.ofOneName = chance_.oneIn(2);
+    return trouble;
+}
+
+// A third of the lives begin with it.
+Trouble RandomHistory::trouble() {
+    const std::uint32_t faults = settings_.faults & (kCallFaults | kMemoryFaults);
+    return faults != 0 && phase_ == 0 && chance_.oneIn(3) ? drawTrouble(faults) : Trouble{};
+}
+
+void RandomHistory::letFail(Life& life) {
+    life.letFail(drawTrouble(settings_.faults & (kCallFaults | kMemoryFaults)));
+}
+
 void RandomHistory::calmDown(Life& life) {
     phase_ = 1;
     next_ = std::min(settings_.end + kCalm, settings_.until);
     life.tell("all faults are over");
+    life.letFail({});
     for (MailServer& server : life.servers()) {
         server.manner = {};
     }
@@ -251,94 +270,54 @@ void RandomHistory::calmDown(Life& life) {
 }
 
 void RandomHistory::mailTaken(Life& life, const MailServer& /*server*/, const Mail& mail) {
-    if (life.network().openDialogues != 1) {
-        fail(life, "one dialogue at a time");
-    }
-    const std::int64_t event = eventIn(mail.text);
-    const bool isOperators = std::ranges::find(mail.to, kOperator) != mail.to.end();
-    if (event < 0 || !isOperators) {
-        return;
-    }
-    if (event >= events()) {
-        fail(life, "a mail of an event that there never was");
-        return;
-    }
-    Event& known = published_[static_cast<std::size_t>(event)];
-    known.mailed = static_cast<std::uint8_t>(std::min(known.mailed + 1, 255));
-    checkDoubles(life, known);
+    judge_.mailTaken(factsOf(life), mail);
+    tellBroken(life);
 }
 
 void RandomHistory::logged(Life& life, const LogEntry& entry) {
-    const bool isDaemons = (entry.component == "OrvApp" || entry.component.empty()) && entry.flags == kOrvOwnEntryFlags;
-    if (isDaemons && !orvFindInCatalogue(entry.level, entry.number, entry.text)) {
-        fail(life, "an entry that is not in the catalogue: " + entry.text);
-    }
+    judge_.logged(factsOf(life), entry);
+    tellBroken(life);
 }
 
-// A start lists directories by a command, which is prescribed; a poll that a signal has interrupted is tried again
-// after a millisecond.
 void RandomHistory::mainWaits(Life& life, const char* call) {
-    const std::string_view name = call;
-    if (name != "poll" && name != "waitid" && name != "nanosleep") {
-        fail(life, "the main thread waits in " + std::string(call));
-    }
+    judge_.mainWaits(factsOf(life), call);
+    tellBroken(life);
 }
 
-// The order file lists what exists, and after a while without faults nothing waits any more. Not before the queue of a
-// life is open.
-void RandomHistory::checkFiles(Life& life) {
-    constexpr Time kOpen = 10 * kSecond;
-    if (life.now() < later(life.began(), kOpen)) {
-        return;
-    }
-    const Aside aside;
-    const std::string problem = queueFilesProblem(host_root());
-    if (!problem.empty()) {
-        fail(life, problem);
-    }
-    const unsigned waiting = waitingEntries(host_root());
-    if (phase_ == 1 && waiting > 0 && life.now() < settings_.until) {
-        fail(life, std::to_string(waiting) + " entries wait for ever");
-    }
+Facts RandomHistory::factsOf(Life& life) {
+    const World& world = life.world();
+    const Troubles& troubles = life.troubles();
+    Facts facts;
+    facts.now = life.now();
+    facts.lifeBegan = life.began();
+    facts.lives = world.lives;
+    facts.openDialogues = life.network().openDialogues;
+    facts.troubles = world.troubles + life.network().troubles;
+    facts.failedCalls = world.failedCalls + troubles.failedCalls();
+    facts.failedAllocations = world.failedAllocations + troubles.failedAllocations();
+    facts.memoryFailed = troubles.failedAllocations() > 0;
+    return facts;
 }
 
-// Each end of a life, and each reply that did not come as it should, may have one mail sent once more.
-void RandomHistory::checkDoubles(Life& life, Event& event) {
-    if (event.mailed > event.published + event.excess) {
-        ++event.excess;
-        ++doubled_;
+void RandomHistory::tellBroken(Life& life) {
+    for (const std::string& news : judge_.takeNews()) {
+        life.tell("FAILED: " + news);
     }
-    if (doubled_ > life.world().lives - 1 + life.world().troubles + life.network().troubles) {
-        fail(life, "a mail comes twice");
-    }
-}
-
-void RandomHistory::fail(Life& life, const std::string& problem) {
-    problem_ = problem_.empty() ? timeText(life.now()) + ": " + problem : problem_;
-    life.tell("FAILED: " + problem);
 }
 
 void RandomHistory::encode(WireWriter& out) const {
     encode64(out, chance_.state());
     encode64(out, next_);
-    out.u32(phase_).u32(doubled_).text32(problem_).u32(events());
-    for (const Event& event : published_) {
-        out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed)).u16(event.excess);
-    }
+    out.u32(phase_).u32(events_);
+    judge_.encode(out);
 }
 
 void RandomHistory::decode(WireReader& in) {
     chance_ = Random(decode64(in));
     next_ = decode64(in);
     phase_ = in.u32();
-    doubled_ = in.u32();
-    problem_ = in.text32();
-    published_.resize(in.u32());
-    for (Event& event : published_) {
-        const std::uint16_t both = in.u16();
-        event = {static_cast<std::uint8_t>(both >> 8), static_cast<std::uint8_t>(both),
-                 static_cast<std::uint8_t>(in.u16())};
-    }
+    events_ = in.u32();
+    judge_.decode(in);
 }
 
 }  // namespace box

@@ -5,6 +5,7 @@
 #include "box/Random.h"
 #include "box/Script.h"
 #include "box/World.h"
+#include "box/search/Judge.h"
 
 #include <cstdint>
 #include <string>
@@ -28,26 +29,20 @@ public:
     Time next() const override { return next_; }
     void step(Life& life) override;
     std::uint64_t killAtCall() override;
+    Trouble trouble() override;
     void mailTaken(Life& life, const MailServer& server, const Mail& mail) override;
     void logged(Life& life, const LogEntry& entry) override;
     void mainWaits(Life& life, const char* call) override;
     void encode(WireWriter& out) const override;
     void decode(WireReader& in) override;
 
-    std::uint32_t events() const { return static_cast<std::uint32_t>(published_.size()); }
+    std::uint32_t events() const { return events_; }
     // What is wrong, "" when nothing is.
-    const std::string& problem() const { return problem_; }
+    const std::string& problem() const { return judge_.problem(); }
 
 private:
     struct Kind;
     static const Kind kKinds[];
-    // What is known of one event.
-    struct Event {
-        std::uint8_t published = 0;
-        std::uint8_t mailed = 0;  // to the profile that takes all
-        std::uint8_t excess = 0;  // of these, more than were published then
-    };
-
     void schedule(Time now);
     void publish(Life& life, std::uint32_t event);
     void publishNew(Life& life);
@@ -57,18 +52,19 @@ private:
     void changeConfig(Life& life);
     void request(Life& life);
     void endLife(Life& life);
+    Trouble drawTrouble(std::uint32_t faults);
+    void letFail(Life& life);
     void calmDown(Life& life);
-    void checkFiles(Life& life);
-    void checkDoubles(Life& life, Event& event);
-    void fail(Life& life, const std::string& problem);
+    static Facts factsOf(Life& life);
+    // To the timeline, if a rule has been broken.
+    void tellBroken(Life& life);
 
     const Settings settings_;
     Random chance_;
     Time next_ = 0;
-    std::uint32_t phase_ = 0;    // 0: faults; 1: calm; 2: over
-    std::uint32_t doubled_ = 0;  // mails that came once more than their event
-    std::vector<Event> published_;
-    std::string problem_;
+    std::uint32_t phase_ = 0;  // 0: faults; 1: calm; 2: over
+    std::uint32_t events_ = 0;
+    Judge judge_;
 };
 
 }  // namespace box

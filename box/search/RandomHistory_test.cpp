@@ -1,6 +1,10 @@
 #include "box/search/RandomHistory.h"
 
+#include "box/Life.h"
+#include "box/Lives.h"
+#include "box/search/MemoryCalls.h"
 #include "box/search/Search.h"
+#include "platform/wire/Wire.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +13,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace box {
@@ -60,6 +65,46 @@ TEST(RandomHistory, holdsWhereOneHasFailedOnce) {
     for (const Options& options : histories) {
         EXPECT_EQ(reportOf(options, options.seed).problem, "");
     }
+}
+
+// A start that finds no memory goes on, or ends and says so.
+TEST(RandomHistory, startsAgainWhereverMemoryIsShort) {
+    struct Short final : Script {
+        Time next() const override { return over ? kNever : 30 * kSecond; }
+        void step(Life& life) override { over = life.now() > 0; }
+        Trouble trouble() override {
+            Trouble trouble;
+            trouble.allocationsBefore = before;
+            trouble.allocations = burst;
+            return std::exchange(burst, 0) > 0 ? trouble : Trouble{};
+        }
+        void encode(WireWriter& out) const override { out.u32(over ? 1 : 0).u32(burst); }
+        void decode(WireReader& in) override {
+            over = in.u32() != 0;
+            burst = in.u32();
+        }
+        std::uint32_t before = 0;
+        std::uint32_t burst = 1;
+        bool over = false;
+    };
+    keepMemoryCalls();
+    std::uint32_t failed = 0;
+    for (std::uint32_t before = 0; before < 300; before += before < 20 ? 1 : 29) {
+        for (const std::uint32_t burst : {1u, 40u}) {
+            const BoxDirectory directory("");
+            World world(before);
+            Short script;
+            script.before = before;
+            script.burst = burst;
+
+            const LifeOutcome outcome = liveOn(world, script, directory.path());
+
+            EXPECT_EQ(outcome.how, LifeEnd::kPaused) << before << " " << burst << " " << outcome.why;
+            EXPECT_TRUE(outcome.told) << before << " " << burst;
+            failed += world.failedAllocations;
+        }
+    }
+    EXPECT_GT(failed, 200u);
 }
 
 TEST(RandomHistory, differsFromSeedToSeed) {

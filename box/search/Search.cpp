@@ -1,6 +1,7 @@
 #include "box/search/Search.h"
 
 #include "box/Lives.h"
+#include "box/search/MemoryCalls.h"
 #include "box/search/RandomHistory.h"
 
 #include <sys/wait.h>
@@ -58,6 +59,7 @@ std::string Report::text() const {
 }
 
 Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory& directory) {
+    keepMemoryCalls();
     World world(seed);
     world.timeline.print(options.trace);
     RandomHistory::Settings settings;

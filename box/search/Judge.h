@@ -1,0 +1,83 @@
+// What must hold in every history, each rule with a name. Judges from outside: by mails, event log, traces, files.
+//
+// Knows no life and no box: whoever has them tells it what happens, and the facts of that moment.
+#pragma once
+
+#include "box/MailSession.h"
+#include "box/Times.h"
+#include "box/search/Excuses.h"
+#include "switchd/store/LogEntry.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class WireReader;
+class WireWriter;
+
+namespace box {
+
+// How the world stands when something is judged.
+struct Facts {
+    Time now = 0;
+    Time lifeBegan = 0;
+    std::uint32_t lives = 1;
+    std::uint32_t openDialogues = 0;
+    std::uint32_t troubles = 0;           // replies that did not come as they should
+    std::uint32_t failedCalls = 0;        // in all lives
+    std::uint32_t failedAllocations = 0;  // the same
+    bool memoryFailed = false;            // in this life
+    std::string root;                     // of the switch's files; for what looks at them
+};
+
+class Judge {
+public:
+    struct Rule {
+        const char* name;
+        const char* says;
+    };
+    static std::span<const Rule> rules();
+
+    void published(std::uint32_t event);
+    void mailTaken(const Facts& facts, const Mail& mail);
+    void logged(const Facts& facts, const LogEntry& entry);
+    void mainWaits(const Facts& facts, std::string_view call);
+    // After each step of the history.
+    void stepped(const Facts& facts);
+    // Faults have ended long ago.
+    void finished(const Facts& facts);
+
+    // The first rule that was broken, and how; "" when none was.
+    const std::string& problem() const { return problem_; }
+    // Of rules that were broken since it was asked last.
+    std::vector<std::string> takeNews();
+
+    void encode(WireWriter& out) const;
+    void decode(WireReader& in);
+
+    // What is written in an event, before its number.
+    static constexpr char kEventText[] = "event number ";
+    // Who gets a mail of every event.
+    static constexpr char kOperator[] = "operator@example.com";
+
+private:
+    // What is known of one event.
+    struct Event {
+        std::uint8_t published = 0;
+        std::uint8_t mailed = 0;  // to the profile that takes all
+        std::uint8_t excess = 0;  // of these, more than were published then
+    };
+
+    void checkDoubles(const Facts& facts, Event& event);
+    void broken(const Facts& facts, const char* rule, const std::string& how);
+
+    std::vector<Event> events_;
+    std::uint32_t doubled_ = 0;  // mails that came once more than their event
+    Excuses excuses_;            // of this life
+    std::string problem_;
+    std::vector<std::string> news_;
+};
+
+}  // namespace box

@@ -1,0 +1,168 @@
+#include "box/search/Judge.h"
+
+#include "box/search/BoxDirectory.h"
+#include "catalogue/OrvLogEntries.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace box {
+namespace {
+
+// A history in which nothing is wrong, until a test makes something so.
+class JudgeTest : public testing::Test {
+protected:
+    JudgeTest() {
+        facts_.now = 100 * kSecond;
+        facts_.openDialogues = 1;
+        facts_.root = directory_.path();
+        std::filesystem::create_directories(send_);
+    }
+
+    void mail(unsigned event) {
+        judge_.mailTaken(facts_, {"switch@example.com", {Judge::kOperator}, "event number " + std::to_string(event)});
+    }
+    void log(int level, std::uint32_t number, const std::string& text) {
+        LogEntry entry;
+        entry.level = level;
+        entry.number = number;
+        entry.flags = kOrvOwnEntryFlags;
+        entry.component = "OrvApp";
+        entry.text = text;
+        judge_.logged(facts_, entry);
+    }
+    void order(const std::vector<std::uint32_t>& words) {
+        std::ofstream file(send_ + "/order", std::ios::binary);
+        for (const std::uint32_t word : words) {
+            file.write(reinterpret_cast<const char*>(&word), sizeof word);
+        }
+    }
+    // The rule that was broken.
+    std::string broken() const {
+        const std::string& problem = judge_.problem();
+        const std::size_t begin = problem.find(": ");
+        return begin == std::string::npos ? "" : problem.substr(begin + 2, problem.find(": ", begin + 2) - begin - 2);
+    }
+
+    const BoxDirectory directory_{""};
+    const std::string send_ = directory_.path() + "/ostrel/conf/orv/callHome/queues/send";
+    Facts facts_;
+    Judge judge_;
+};
+
+}  // namespace
+
+TEST_F(JudgeTest, hasNothingToSayAgainstAMailOfAnEvent) {
+    judge_.published(3);
+    mail(3);
+    judge_.stepped(facts_);
+    judge_.finished(facts_);
+
+    EXPECT_EQ(judge_.problem(), "");
+}
+
+TEST_F(JudgeTest, seesAnEntryThatIsInNoCatalogue) {
+    log(2, 0x8b000014u, "Successful recovery of SMTP communications");
+    EXPECT_EQ(broken(), "");
+    log(2, 0x8b000001u, "Something else");
+
+    EXPECT_EQ(broken(), "catalogue");
+}
+
+TEST_F(JudgeTest, seesAMailOfAnEventThatThereNeverWas) {
+    judge_.published(3);
+    mail(4);
+
+    EXPECT_EQ(broken(), "known");
+}
+
+TEST_F(JudgeTest, seesTwoDialoguesAtATime) {
+    judge_.published(3);
+    facts_.openDialogues = 2;
+    mail(3);
+
+    EXPECT_EQ(broken(), "one dialogue");
+}
+
+TEST_F(JudgeTest, seesAMailThatComesTwice) {
+    judge_.published(3);
+    judge_.published(3);
+    mail(3);
+    mail(3);
+    EXPECT_EQ(broken(), "");
+    mail(3);
+
+    EXPECT_EQ(broken(), "doubles");
+}
+
+TEST_F(JudgeTest, allowsADoubleForEachEndOfALifeAndEachFailure) {
+    facts_.lives = 2;
+    facts_.troubles = 1;
+    facts_.failedCalls = 1;
+    facts_.failedAllocations = 1;
+    judge_.published(3);
+    for (unsigned i = 0; i < 5; ++i) {
+        mail(3);
+    }
+    EXPECT_EQ(broken(), "");
+    mail(3);
+
+    EXPECT_EQ(broken(), "doubles");
+}
+
+TEST_F(JudgeTest, seesAnOrderFileThatListsWhatIsNotThere) {
+    order({1, 7});
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "files");
+}
+
+TEST_F(JudgeTest, excusesAFileOfWhichTheEventLogSaysThatItCouldNotBeWritten) {
+    order({2, 7, 8});
+    std::ofstream(send_ + "/m8") << "a message";
+    log(15, 0x8b000001u, "Unable to open file /ostrel/conf/orv/callHome/queues/send/m7 for writing");
+    judge_.stepped(facts_);
+    EXPECT_EQ(broken(), "");
+
+    std::filesystem::remove(send_ + "/m8");
+    judge_.stepped(facts_);
+    EXPECT_EQ(broken(), "files");
+}
+
+TEST_F(JudgeTest, excusesTheFilesOfALifeThatFoundNoMemory) {
+    order({1, 7});
+    facts_.memoryFailed = true;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "");
+}
+
+TEST_F(JudgeTest, seesAMainThreadThatWaits) {
+    judge_.mainWaits(facts_, "poll");
+    EXPECT_EQ(broken(), "");
+    judge_.mainWaits(facts_, "recv");
+
+    EXPECT_EQ(broken(), "main thread");
+}
+
+TEST_F(JudgeTest, seesWhatNeverLeaves) {
+    std::ofstream(send_ + "/m8") << "a message";
+    judge_.finished(facts_);
+
+    EXPECT_EQ(broken(), "leaves");
+}
+
+TEST_F(JudgeTest, hasATestForEachRule) {
+    const std::set<std::string> tested{"catalogue", "known",       "doubles", "one dialogue",
+                                       "files",     "main thread", "leaves"};
+    for (const Judge::Rule& rule : Judge::rules()) {
+        EXPECT_TRUE(tested.contains(rule.name)) << rule.name;
+    }
+}
+
+}  // namespace box
