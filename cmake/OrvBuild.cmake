@@ -26,6 +26,9 @@ if(ORV_SANITIZE)
         -fsanitize=${ORV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(orv_flags INTERFACE -fsanitize=${ORV_SANITIZE})
 endif()
+if(ORV_FUZZ)
+    target_compile_options(orv_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # A release is the same bytes from whichever directory, and hard to misuse. Position independence is asked for by name: not
 # every compiler is set up for it.
