@@ -92,6 +92,7 @@ int createWholeFile(std::string_view newPath, std::string_view path, const void*
         return errno;
     }
     int result = orvWriteWhole(file.get(), data, size);
+    orvFlushFile(file.get());
     result = result < 0 ? result : file.close();
     if (result < 0 || orvRenameFile(newPath, path) < 0) {
         const int error = errno;
@@ -202,6 +203,10 @@ int orvRewriteFile(int file, const void* data, std::size_t size) {
         return -1;
     }
     return again([&] { return ::ftruncate(file, static_cast<off_t>(size)); });
+}
+
+void orvFlushFile(int file) {
+    [[maybe_unused]] const int flushed = again([&] { return ::fsync(file); });
 }
 
 int orvCreateWholeFile(std::string_view path, const void* data, std::size_t size, mode_t mode) {

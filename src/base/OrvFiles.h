@@ -36,6 +36,9 @@ Descriptor orvOpenDirectory(std::string_view path);
 [[nodiscard]] int orvWriteWhole(int file, const void* data, std::size_t size);
 // Makes data the whole content of a file, which is at no moment empty: written over what is there, then cut.
 [[nodiscard]] int orvRewriteFile(int file, const void* data, std::size_t size);
-// Makes a file with data in it: it comes by its name whole, or not at all. Written beside, under the name with ".new"
-// behind it, and renamed.
+// What was written comes to the disk before anything that follows; a disk that refuses is let be. Waits for it: for
+// what is made once in the life of a switch.
+void orvFlushFile(int file);
+// Makes a file with data in it: it comes by its name whole, or not at all, also when the power is cut. Written beside,
+// under the name with ".new" behind it, flushed, and renamed.
 [[nodiscard]] int orvCreateWholeFile(std::string_view path, const void* data, std::size_t size, mode_t mode);

@@ -24,13 +24,16 @@ constexpr mode_t kOrderFileMode = 0666;
 constexpr char kNewSuffix[] = ".new";
 
 // Fills an order file and closes it. 0, or -1 for one that was not written whole.
-int fillOrderFile(Descriptor file, const std::string& path, const std::vector<std::uint32_t>& words) {
+int fillOrderFile(Descriptor file, const std::string& path, const std::vector<std::uint32_t>& words, bool flush) {
     const std::size_t size = words.size() * sizeof(std::uint32_t);
     const int written = orvRewriteFile(file.get(), words.data(), size);
     if (written < 0) {
         orvLog(orv_log::kOrderUnwritten, static_cast<unsigned>(size), path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to write %u bytes to file %s\n", static_cast<unsigned>(size),
                  path.c_str());
+    }
+    if (flush) {
+        orvFlushFile(file.get());
     }
     if (file.close() < 0) {
         orvLog(orv_log::kFileUnclosed, path.c_str());
@@ -45,7 +48,7 @@ void reportUnopened(const std::string& path) {
 }
 
 // The queue's first order file comes by its name with its words in it. One that cannot be written does not come: a
-// start lists the directory then.
+// start lists the directory then. Flushed, or a power cut might leave the name without the words.
 void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
     const std::string newPath = path + kNewSuffix;
     // What a kill has left there, or a stranger has put there, makes way.
@@ -55,7 +58,7 @@ void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_
         reportUnopened(path);
         return;
     }
-    const int filled = fillOrderFile(std::move(file), path, words);
+    const int filled = fillOrderFile(std::move(file), path, words, true);
     if (filled < 0 || orvRenameFile(newPath, path) < 0) {
         if (filled == 0) {
             reportUnopened(path);
@@ -68,7 +71,7 @@ void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_
 void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
     Descriptor file = orvOpenFile(path, O_WRONLY);
     if (file) {
-        static_cast<void>(fillOrderFile(std::move(file), path, words));
+        static_cast<void>(fillOrderFile(std::move(file), path, words, false));
     } else if (errno == ENOENT) {
         writeFirstOrderFile(path, words);
     } else {
