@@ -51,6 +51,23 @@ std::string richFile() {
 
 }  // namespace
 
+// What a power cut leaves of a file whose length came to the disk, and some of whose bytes did not.
+TEST_F(OrvCHMesgDamaged, isRefusedWithAHoleInIt) {
+    const std::string file = richFile();
+    const std::size_t end = file.rfind("</OrvCHMesg>");
+    for (std::size_t at = 0; at < end; at += 7) {
+        for (const std::size_t length : {std::size_t{1}, std::size_t{30}, std::size_t{512}}) {
+            std::string holed = file;
+            holed.replace(at, std::min(length, end - at), std::min(length, end - at), '\0');
+            ASSERT_EQ(restore(holed), -1) << at << ", " << length;
+        }
+    }
+}
+
+TEST_F(OrvCHMesgDamaged, isReadWithAHoleBehindIt) {
+    EXPECT_EQ(restore(richFile() + std::string(512, '\0') + "\n"), 0);
+}
+
 TEST_F(OrvCHMesgDamaged, isRefusedWhereverItIsCut) {
     const std::string file = richFile();
     for (std::size_t length = 1; length + 1 < file.size(); ++length) {

@@ -28,6 +28,10 @@ bool orvAtEnd(std::istream& stream) {
 void orvReadLine(std::istream& stream, std::string& line) {
     line.clear();
     std::getline(stream, line);
+    if (line.find('\0') != std::string::npos) {
+        line.clear();
+        stream.setstate(std::ios_base::eofbit);
+    }
 }
 
 bool orvIsOpeningTag(std::string_view line) {

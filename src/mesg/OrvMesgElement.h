@@ -28,7 +28,8 @@ std::int64_t orvLengths(std::initializer_list<std::string_view> texts);
 
 // No further byte can be read.
 bool orvAtEnd(std::istream& stream);
-// The next line without its line feed; empty at the end of the stream.
+// The next line without its line feed; empty at the end of the stream. A line with a NUL ends the stream: no text has
+// one, but a file of which a power cut has left the length without the bytes.
 void orvReadLine(std::istream& stream, std::string& line);
 
 // "<...>", but no closing tag.

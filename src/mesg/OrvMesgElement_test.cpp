@@ -45,6 +45,17 @@ TEST_F(OrvMesgElement, readsAValueAndItsEndLine) {
     }
 }
 
+TEST_F(OrvMesgElement, endsWithALineThatHasANul) {
+    std::istringstream stream("value\n</->\n" + std::string("val\0ue\n</->\n", 12));
+    std::string value;
+    EXPECT_EQ(restoreThruDashTag("<Tag>", stream, value), 0);
+    forgetTraces();
+    EXPECT_EQ(restoreThruDashTag("<Tag>", stream, value), -1);
+    EXPECT_EQ(value, "");
+    EXPECT_THAT(traces(), ElementsAre("[FAIL] unexpected EOF (<Tag>)"));
+    EXPECT_TRUE(orvAtEnd(stream));
+}
+
 TEST_F(OrvMesgElement, tellsOpeningTagsFromOtherLines) {
     for (const char* line : {"<Tag>", "<>", "<a b>", "<<>", "<->"}) {
         EXPECT_TRUE(orvIsOpeningTag(line)) << line;
