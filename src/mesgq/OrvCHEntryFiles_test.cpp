@@ -1,5 +1,7 @@
+#include "Descriptor.h"
 #include "testing/mesgq/MesgQTest.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -59,6 +61,36 @@ TEST_F(OrvCHMesgQFilesTest, theOrderFileShrinksWithTheQueue) {
     mailNext();
     EXPECT_EQ(send("order"), wordsToBytes({0}));
     EXPECT_THAT(files(kSendDir), ElementsAre("order"));
+}
+
+TEST_F(OrvCHMesgQFilesTest, aNewEntryDoesNotGoOverWhatNoStartCouldRead) {
+    const std::string path = std::string(kSendDir) + "/m0";
+    switch_.root().write(path, "<OrvCHMesg>\nhalf a message\n");
+    struct stat leftover = {};
+    ASSERT_EQ(::stat(switch_.root().at(path).c_str(), &leftover), 0);
+    const int held = ::open(switch_.root().at(path).c_str(), O_RDONLY);  // or its number would be the next file's
+
+    add("one");
+    struct stat saved = {};
+    ASSERT_EQ(::stat(switch_.root().at(path).c_str(), &saved), 0);
+    EXPECT_NE(saved.st_ino, leftover.st_ino);
+    const Descriptor closed(held);
+
+    add("one");  // counted, and written again
+    struct stat rewritten = {};
+    ASSERT_EQ(::stat(switch_.root().at(path).c_str(), &rewritten), 0);
+    EXPECT_EQ(rewritten.st_ino, saved.st_ino);
+}
+
+TEST_F(OrvCHMesgQFilesTest, aNewEntryLeavesALeftoverWithAnotherName) {
+    const std::string path = switch_.root().at(std::string(kSendDir) + "/m0");
+    switch_.root().write("/other", "somebody else's");
+    ASSERT_EQ(::link(switch_.root().at("/other").c_str(), path.c_str()), 0);
+    add("one");
+    struct stat status = {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_nlink, 2u);
+    EXPECT_EQ(send("m0"), "somebody else's");
 }
 
 TEST_F(OrvCHMesgQFilesTest, theOrderFileIsRewrittenInPlace) {
