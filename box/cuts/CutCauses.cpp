@@ -47,6 +47,22 @@ std::string CutCauses::ofLoss(const std::string& event) const {
     return of(onlyIn(whole_, damaged_, event));
 }
 
+std::string CutCauses::ofMix() const {
+    for (const Damage& damage : state_.damages) {
+        const FileOperation& torn = operations_[damage.operation];
+        const auto isEarlier = [&](const FileOperation& other) {
+            return other.kind == FileOperation::kWrite && other.file == torn.file && other.offset == 0 &&
+                   eventIn(other.bytes) == eventIn(torn.bytes) && other.bytes.size() != torn.bytes.size();
+        };
+        if (damage.kind == Damage::kTorn && torn.offset == 0 && !eventIn(torn.bytes).empty() &&
+            std::any_of(operations_.begin(), operations_.begin() + static_cast<std::ptrdiff_t>(damage.operation),
+                        isEarlier)) {
+            return causeOf(torn, damage);
+        }
+    }
+    return "";
+}
+
 std::string CutCauses::ofDouble(const std::string& event) const {
     return of(onlyIn(damaged_, whole_, event));
 }

@@ -16,6 +16,9 @@ public:
     std::string ofLoss(const std::string& event) const;
     // Of a mail that is not owed.
     std::string ofDouble(const std::string& event) const;
+    // Of a mail that reads differently because its entry's file, written over in place with another length, came in
+    // part: it mixes two states of one message. "" when that cannot be.
+    std::string ofMix() const;
 
 private:
     struct Entry {

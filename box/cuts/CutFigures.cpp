@@ -24,9 +24,16 @@ std::uint64_t sumOf(const Causes& causes) {
                            [](std::uint64_t sum, const auto& each) { return sum + each.second; });
 }
 
-std::string row(std::uint64_t lost, std::uint64_t doubled, const std::string& cause) {
+void addCauses(Causes& causes, const Causes& others) {
+    for (const auto& [cause, count] : others) {
+        causes[cause] += count;
+    }
+}
+
+std::string row(std::uint64_t lost, std::uint64_t doubled, std::uint64_t mixed, const std::string& cause) {
     char line[160];
-    std::snprintf(line, sizeof line, "%10" PRIu64 " %10" PRIu64 "  %s\n", lost, doubled, cause.c_str());
+    std::snprintf(line, sizeof line, "| %8" PRIu64 " | %8" PRIu64 " | %8" PRIu64 " | %s |\n", lost, doubled, mixed,
+                  cause.c_str());
     return line;
 }
 
@@ -55,12 +62,9 @@ void CutFigures::add(const CutFigures& other) {
     states += other.states;
     distinct += other.distinct;
     mails += other.mails;
-    for (const auto& [cause, count] : other.lost) {
-        lost[cause] += count;
-    }
-    for (const auto& [cause, count] : other.doubled) {
-        doubled[cause] += count;
-    }
+    addCauses(lost, other.lost);
+    addCauses(doubled, other.doubled);
+    addCauses(mixed, other.mixed);
     failures.insert(failures.end(), other.failures.begin(), other.failures.end());
 }
 
@@ -70,6 +74,7 @@ void CutFigures::encode(WireWriter& out) const {
     }
     encodeCauses(out, lost);
     encodeCauses(out, doubled);
+    encodeCauses(out, mixed);
     out.u32(static_cast<std::uint32_t>(failures.size()));
     for (const std::string& failure : failures) {
         out.text32(failure);
@@ -82,6 +87,7 @@ void CutFigures::decode(WireReader& in) {
     }
     lost = decodeCauses(in);
     doubled = decodeCauses(in);
+    mixed = decodeCauses(in);
     failures.resize(in.u32());
     for (std::string& failure : failures) {
         failure = in.text32();
@@ -95,17 +101,17 @@ std::string CutFigures::text() const {
                   " of them distinct and started from; %" PRIu64 " mails owed; %zu failed\n",
                   states, records, operations, distinct, mails, failures.size());
     std::string text = head;
-    text += "      lost    doubled  by\n";
+    text += "| lost     | doubled  | mixed    | by |\n|---------:|---------:|---------:|----|\n";
     std::set<std::string> causes;
-    for (const Causes* each : {&lost, &doubled}) {
+    for (const Causes* each : {&lost, &doubled, &mixed}) {
         for (const auto& [cause, count] : *each) {
             causes.insert(cause);
         }
     }
     for (const std::string& cause : causes) {
-        text += row(countOf(lost, cause), countOf(doubled, cause), cause);
+        text += row(countOf(lost, cause), countOf(doubled, cause), countOf(mixed, cause), cause);
     }
-    text += row(sumOf(lost), sumOf(doubled), "together");
+    text += row(sumOf(lost), sumOf(doubled), sumOf(mixed), "together");
     for (const std::string& failure : failures) {
         text += failure + "\n";
     }

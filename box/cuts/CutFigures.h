@@ -20,6 +20,7 @@ struct CutFigures {
     // Mails by what was damaged.
     std::map<std::string, std::uint64_t> lost;
     std::map<std::string, std::uint64_t> doubled;
+    std::map<std::string, std::uint64_t> mixed;  // of two states of their own message
     std::vector<std::string> failures;
 
     void add(const CutFigures& other);

@@ -7,11 +7,14 @@
 #include "box/search/BoxDirectory.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 namespace box {
 
 namespace {
 
+constexpr char kSendQueue[] = "/ostrel/conf/orv/callHome/queues/send";
 constexpr Time kUntilPower = 60 * kSecond;
 // What stands there is in memory: it is gone with the power.
 constexpr char kInMemory[] = "tmp/";
@@ -25,21 +28,44 @@ std::string howItEnded(const LifeOutcome& outcome) {
                                             : outcome.why;
 }
 
+// Entries' files that no start could read stay, and their numbers are free: new messages are written over them.
+void leaveUnreadable(const std::string& root) {
+    std::string envelopes;
+    for (int i = 0; i < 20; ++i) {
+        envelopes +=
+            "<OrvCHEnvelope>\n<MaxSize>\n2000000\n</->\n<Type>\nFullText\n</->\n<Profile>\nP\n</->\n"
+            "<Subj>\nof somebody else\n</->\n<RcptList>\nsomebody@example.org\n</RcptList>\n</OrvCHEnvelope>\n";
+    }
+    for (const char* name : {"/m0", "/m1", "/m2", "/m3"}) {
+        std::ofstream(root + kSendQueue + name)
+            << "<OrvCHMesg>\n<EnvelopeList>\n" + envelopes + "</EnvelopeList>\n</OrvCHMesg>\n";
+    }
+}
+
 World worldOf(std::uint64_t seed) {
     World world(seed);
-    const RecordingHistory furnishes(seed, world, "");
+    const RecordingHistory furnishes(seed, CutRecord::kLength, world, "");
     return world;
 }
 
 }  // namespace
 
-CutRecord::CutRecord(std::uint64_t seed) : seed_(seed), world_(worldOf(seed)) {
+CutRecord::CutRecord(std::uint64_t seed, Time length) : seed_(seed), world_(worldOf(seed)) {
     const BoxDirectory directory("");
+    const bool hasLeftovers = seed % 2 == 1;
+    if (hasLeftovers) {
+        std::filesystem::create_directories(directory.path() + kSendQueue);
+    }
     start_ = FileTree::below(directory.path());
     World world(seed);
-    RecordingHistory history(seed, world, directory.path());
+    RecordingHistory history(seed, length, world, directory.path());
+    if (hasLeftovers) {
+        leaveUnreadable(directory.path());
+        history.record()->takeInOthers();
+    }
     const LifeOutcome outcome = liveOn(world, history, directory.path());
-    problem_ = history.problem().empty() ? howItEnded(outcome) : history.problem();
+    // The history takes leftovers for entries that are not listed.
+    problem_ = hasLeftovers || history.problem().empty() ? howItEnded(outcome) : history.problem();
     std::ranges::copy_if(history.operations(), std::back_inserter(operations_),
                          [](const FileOperation& operation) { return !operation.path.starts_with(kInMemory); });
     world_.now = world.now + kUntilPower;
@@ -67,14 +93,29 @@ CutRecord::Outcome CutRecord::start(const FileTree& tree, bool isPrefix) {
     for (const Mail& mail : script.mails()) {
         ++outcome.mails[keyOf(mail)];
         const std::string problem = isPrefix ? known_.add(mail) : known_.problemOf(mail);
-        outcome.problem = outcome.problem.empty() ? problem : outcome.problem;
+        outcome.misread = outcome.misread.empty() ? problem : outcome.misread;
     }
     return outcome;
 }
 
 void CutRecord::fail(std::uint64_t number, const std::string& problem, CutFigures& figures) const {
     figures.failures.push_back("seed " + std::to_string(seed_) + " state " + std::to_string(number) +
-                               " FAILED: " + problem + "\n  " + textOf(operations_, state(number)));
+                               " FAILED: " + problem + "\n  " + text(number));
+}
+
+void CutRecord::judge(std::uint64_t number, const Outcome& outcome, CutFigures& figures) const {
+    if (!outcome.problem.empty()) {
+        fail(number, outcome.problem, figures);
+    }
+    if (outcome.misread.empty()) {
+        return;
+    }
+    const std::string cause = CutCauses(start_, operations_, state(number)).ofMix();
+    if (cause.empty()) {
+        fail(number, outcome.misread, figures);
+    } else {
+        ++figures.mixed[cause];
+    }
 }
 
 void CutRecord::runPrefixes(CutFigures& figures) {
@@ -86,10 +127,7 @@ void CutRecord::runPrefixes(CutFigures& figures) {
         const std::uint64_t digest = tree.digest();
         prefixDigests_.push_back(digest);
         if (outcomes_.count(digest) == 0) {
-            const Outcome& outcome = outcomes_[digest] = start(tree, true);
-            if (!outcome.problem.empty()) {
-                fail(number, outcome.problem, figures);
-            }
+            judge(number, outcomes_[digest] = start(tree, true), figures);
         }
     }
 }
@@ -115,7 +153,7 @@ CutFigures CutRecord::show(std::uint64_t number) {
     runPrefixes(figures);
     figures = {};
     shown_ = true;
-    outcomes_.erase(number < prefixes() ? 0 : treeOf(start_, operations_, state(number)).digest());
+    outcomes_.erase(number < prefixes() ? 0 : tree(number).digest());
     runState(number, figures);
     return figures;
 }
@@ -127,17 +165,15 @@ void CutRecord::runState(std::uint64_t number, CutFigures& figures) {
     for (const auto& [key, count] : owed.mails) {
         figures.mails += count;
     }
-    const FileTree tree = treeOf(start_, operations_, cut);
-    const std::uint64_t digest = tree.digest();
+    const FileTree files = tree(number);
+    const std::uint64_t digest = files.digest();
     const auto known = outcomes_.find(digest);
     if (known != outcomes_.end()) {
         compare(cut, owed, known->second, figures);
         return;
     }
-    const Outcome& got = outcomes_[digest] = start(tree, false);
-    if (!got.problem.empty()) {
-        fail(number, got.problem, figures);
-    }
+    const Outcome& got = outcomes_[digest] = start(files, false);
+    judge(number, got, figures);
     compare(cut, owed, got, figures);
 }
 
@@ -153,6 +189,9 @@ void CutRecord::compare(const CutState& state, const Outcome& owed, const Outcom
         }
         return more;
     };
+    if (owed.mails == got.mails) {
+        return;
+    }
     const CutCauses causes(start_, operations_, state);
     for (const auto& [key, count] : difference(owed, got)) {
         figures.lost[causes.ofLoss(key.substr(0, key.find('\n')))] += count;

@@ -17,11 +17,15 @@ namespace box {
 
 class CutRecord {
 public:
-    explicit CutRecord(std::uint64_t seed);
+    static constexpr Time kLength = 300 * kSecond;
+
+    explicit CutRecord(std::uint64_t seed, Time length = kLength);
 
     // The first states are those of all prefixes; then come drawn ones, without end.
     std::uint64_t prefixes() const { return operations_.size() + 1; }
     CutState state(std::uint64_t number) const;
+    FileTree tree(std::uint64_t number) const { return treeOf(start_, operations_, state(number)); }
+    std::string text(std::uint64_t number) const { return textOf(operations_, state(number)); }
 
     // Starts from the first so many states.
     CutFigures run(std::uint64_t states);
@@ -33,12 +37,14 @@ private:
     struct Outcome {
         std::map<std::string, std::uint64_t> mails;  // by their keys
         std::string problem;
+        std::string misread;  // a mail that reads otherwise than it has to
     };
 
     void runPrefixes(CutFigures& figures);
     void runState(std::uint64_t number, CutFigures& figures);
     Outcome start(const FileTree& tree, bool isPrefix);
     void compare(const CutState& state, const Outcome& owed, const Outcome& got, CutFigures& figures) const;
+    void judge(std::uint64_t number, const Outcome& outcome, CutFigures& figures) const;
     void fail(std::uint64_t number, const std::string& problem, CutFigures& figures) const;
 
     const std::uint64_t seed_;

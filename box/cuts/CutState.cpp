@@ -94,7 +94,7 @@ bool isSynchronised(const FileOperations& operations, std::size_t operation, std
             return true;
         }
     }
-    return false;
+    return later(operations[operation].at, CutState::kWrittenUnasked) < operations[cut - 1].at;
 }
 
 // The later an operation, the more likely: each order of magnitude as likely as the next.

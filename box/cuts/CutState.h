@@ -29,6 +29,8 @@ struct Damage {
 
 struct CutState {
     static constexpr std::size_t kMostDamages = 3;
+    // What a kernel has had for longer it has written unasked: Linux after 30 s, looking each 5 s.
+    static constexpr Time kWrittenUnasked = 35 * kSecond;
 
     std::size_t cut = 0;  // so many operations were made
     std::vector<Damage> damages;
@@ -36,7 +38,7 @@ struct CutState {
 
 using FileOperations = std::vector<FileOperation>;
 
-// Whether a later one before the cut has brought it to the disk.
+// Whether it is on the disk for certain: flushed before the cut, or old enough.
 bool isSynchronised(const FileOperations& operations, std::size_t operation, std::size_t cut);
 // A state with so many damages, fewer where there is too little to damage.
 CutState drawState(const FileOperations& operations, std::size_t cut, std::size_t damages, Random& chance);

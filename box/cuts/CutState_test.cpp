@@ -77,6 +77,14 @@ TEST(CutState, hasAllNamesOfADirectoryThatWasSynchronised) {
     EXPECT_FALSE(isSynchronised(operations, 3, 4)) << "the cut came before it";
 }
 
+TEST(CutState, hasWhatTheKernelHasWrittenUnasked) {
+    FileOperations operations = madeWhole();
+    operations[3].at = CutState::kWrittenUnasked;
+    EXPECT_FALSE(isSynchronised(operations, 2, 4));
+    operations[3].at += kSecond;
+    EXPECT_TRUE(isSynchronised(operations, 2, 4));
+}
+
 TEST(CutState, isThatOfAKillWithoutDamages) {
     const FileOperations operations = madeWhole();
     FileTree tree;

@@ -36,7 +36,7 @@ TEST(FileRecord, leadsToTheFilesThatTheLivesHaveLeft) {
         const BoxDirectory directory("");
         FileTree tree = FileTree::below(directory.path());
         World world(seed);
-        RecordingHistory history(seed, world, directory.path());
+        RecordingHistory history(seed, 300 * kSecond, world, directory.path());
         liveOn(world, history, directory.path());
 
         EXPECT_EQ(history.problem(), "");

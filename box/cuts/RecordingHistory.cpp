@@ -7,14 +7,12 @@ namespace box {
 
 namespace {
 
-constexpr Time kLength = 300 * kSecond;
-
-RandomHistory::Settings settingsFor(std::uint64_t seed) {
+RandomHistory::Settings settingsFor(std::uint64_t seed, Time length) {
     RandomHistory::Settings settings;
     settings.seed = seed;
     settings.eventsPerDay = 14400;
     settings.faults = kServerFaults | kKills | kRestarts | kConfigChanges | kRequests;
-    settings.until = kLength;
+    settings.until = length;
     return settings;
 }
 
@@ -27,8 +25,8 @@ void lengthenEntries(World& world, std::uint64_t seed) {
 
 }  // namespace
 
-RecordingHistory::RecordingHistory(std::uint64_t seed, World& world, const std::string& root)
-    : history_(settingsFor(seed), world), record_(root) {
+RecordingHistory::RecordingHistory(std::uint64_t seed, Time length, World& world, const std::string& root)
+    : history_(settingsFor(seed, length), world), record_(root) {
     lengthenEntries(world, seed);
 }
 

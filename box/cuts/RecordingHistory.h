@@ -13,8 +13,8 @@ namespace box {
 
 class RecordingHistory final : public Script {
 public:
-    // Some minutes in which much happens; root: where the files are.
-    RecordingHistory(std::uint64_t seed, World& world, const std::string& root);
+    // A time in which much happens; root: where the files are.
+    RecordingHistory(std::uint64_t seed, Time length, World& world, const std::string& root);
 
     Time next() const override { return history_.next(); }
     void step(Life& life) override { history_.step(life); }
