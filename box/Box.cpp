@@ -110,6 +110,9 @@ Box::~Box() {
 
 int Box::call(const char* name, int file) {
     const Aside aside;
+    if (settings_.progress != nullptr) {
+        settings_.progress->made(name);
+    }
     if (++calls_ == settings_.killAtCall) {
         end(LifeEnd::kKilled, 0, name);
     }

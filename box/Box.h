@@ -8,6 +8,7 @@
 #include "box/BoxFile.h"
 #include "box/Commands.h"
 #include "box/Network.h"
+#include "box/Progress.h"
 #include "box/Random.h"
 #include "box/Scheduler.h"
 #include "box/Timeline.h"
@@ -47,6 +48,7 @@ public:
         std::uint64_t killAtCall = 0;  // 0: never
         FileRecord* record = nullptr;  // takes down what becomes of the files
         Trouble trouble;
+        Progress* progress = nullptr;
     };
     using Ended = std::function<void(LifeEnd how, int status, const std::string& why)>;
     using MainWaits = std::function<void(const char* call)>;
@@ -93,6 +95,14 @@ public:
     // A file has been written: when it is closed, or this life ends, it gets the box's time, which a listing goes by.
     void written(int descriptor) { written_.insert(descriptor); }
 
+    // Who hears each text that the daemon writes, once, whether there is room for it or not.
+    void hearTexts(std::function<void(std::string_view)> listener) { listener_ = std::move(listener); }
+    void hears(std::string_view text) const {
+        if (listener_) {
+            listener_(text);
+        }
+    }
+
     // A descriptor of the system's may have become ready.
     void touched();
 
@@ -116,6 +126,7 @@ private:
     Troubles troubles_;
     Scheduler threads_;
     Commands commands_;
+    std::function<void(std::string_view)> listener_;
     std::map<int, std::shared_ptr<BoxFile>> files_;
     std::set<int> written_;
     Time alarm_ = kNever;

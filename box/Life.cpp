@@ -40,9 +40,10 @@ std::string mailText(const Mail& mail) {
     return text;
 }
 
-Box::Settings settingsOf(World& world, Script& script, const std::string& root) {
+Box::Settings settingsOf(World& world, Script& script, const std::string& root, Progress* progress) {
     Box::Settings settings;
     settings.root = root;
+    script.begins(root);
     settings.now = world.now;
     Random chance(world.chance);
     settings.chance = chance.next();
@@ -51,6 +52,7 @@ Box::Settings settingsOf(World& world, Script& script, const std::string& root) 
     settings.killAtCall = script.killAtCall();
     settings.record = script.record();
     settings.trouble = script.trouble();
+    settings.progress = progress;
     return settings;
 }
 
@@ -85,7 +87,7 @@ private:
     int file_ = -1;
 };
 
-Life::Life(World& world, Script& script, const std::string& root, Report report)
+Life::Life(World& world, Script& script, const std::string& root, Progress* progress, Report report)
     : world_(world),
       script_(script),
       report_(std::move(report)),
@@ -100,10 +102,11 @@ Life::Life(World& world, Script& script, const std::string& root, Report report)
            },
            [this](ClientStep step, std::string_view what, Time at) { script_.clientSteps(*this, step, what, at); }}),
       box_(
-          settingsOf(world, script, root), world.timeline, network_,
+          settingsOf(world, script, root, progress), world.timeline, network_,
           [this](LifeEnd how, int status, const std::string& why) { end(how, status, why); },
           [this](const char* call) { script_.mainWaits(*this, call); }) {
     keepCalls();
+    box_.hearTexts([this](std::string_view text) { script_.written(*this, text); });
     setHostRoot(root);
     box_.tell("life", std::to_string(world.lives) + " begins");
     openServices();

@@ -26,7 +26,8 @@ public:
     using Report = std::function<void(LifeEnd how, int status, const std::string& why)>;
 
     // The files are below root. report: told of the end when the world and the script stand as the life has left them.
-    Life(World& world, Script& script, const std::string& root, Report report);
+    // progress: where it is written down how far it has come; may be null.
+    Life(World& world, Script& script, const std::string& root, Progress* progress, Report report);
     ~Life();
     Life(const Life&) = delete;
     Life& operator=(const Life&) = delete;

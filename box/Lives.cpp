@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <system_error>
 
@@ -20,8 +22,29 @@ namespace box {
 
 namespace {
 
-// Of real time without a word: whatever the life waits in then, the box does not know it.
-constexpr int kPatience = 600000;
+// How often a life's progress is looked at, in milliseconds.
+constexpr int kLook = 100;
+
+// Where parent and life both see how far it is.
+class SharedProgress {
+public:
+    SharedProgress() {
+        void* const place =
+            ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (place == MAP_FAILED) {
+            throw std::system_error(errno, std::generic_category(), "mmap");
+        }
+        progress_ = new (place) Progress;
+    }
+    ~SharedProgress() { ::munmap(progress_, sizeof(Progress)); }
+    SharedProgress(const SharedProgress&) = delete;
+    SharedProgress& operator=(const SharedProgress&) = delete;
+
+    Progress* get() const { return progress_; }
+
+private:
+    Progress* progress_;
+};
 
 void writeAll(int file, const std::vector<std::uint8_t>& bytes) {
     std::size_t done = 0;
@@ -34,12 +57,19 @@ void writeAll(int file, const std::vector<std::uint8_t>& bytes) {
     }
 }
 
-// All that comes until the other end is closed; nothing when it never is.
-std::vector<std::uint8_t> readAll(int file) {
+// All that comes until the other end is closed; nothing when there is no progress for that long.
+std::vector<std::uint8_t> readAll(int file, const Progress& progress, int patience) {
     std::vector<std::uint8_t> bytes;
     std::uint8_t buffer[65536];
     pollfd readable{file, POLLIN, 0};
-    while (::poll(&readable, 1, kPatience) > 0) {
+    std::uint32_t seen = 0;
+    for (int silent = 0; silent < patience; silent += kLook) {
+        if (::poll(&readable, 1, kLook) <= 0) {
+            silent = seen == progress.calls ? silent : 0;
+            seen = progress.calls;
+            continue;
+        }
+        silent = 0;
         const ssize_t got = ::read(file, buffer, sizeof buffer);
         if (got == 0) {
             return bytes;
@@ -49,10 +79,10 @@ std::vector<std::uint8_t> readAll(int file) {
     return {};
 }
 
-[[noreturn]] void liveHere(World& world, Script& script, const std::string& root, int report) {
+[[noreturn]] void liveHere(World& world, Script& script, const std::string& root, Progress* progress, int report) {
     try {
         std::optional<Spared> notYetTheDaemons(std::in_place);
-        Life life(world, script, root, [&](LifeEnd how, int status, const std::string& why) {
+        Life life(world, script, root, progress, [&](LifeEnd how, int status, const std::string& why) {
             WireWriter out;
             out.u32(static_cast<std::uint32_t>(how)).i32(status).text32(why);
             world.encode(out);
@@ -70,7 +100,8 @@ std::vector<std::uint8_t> readAll(int file) {
 
 }  // namespace
 
-LifeOutcome live(World& world, Script& script, const std::string& root) {
+LifeOutcome live(World& world, Script& script, const std::string& root, int patience) {
+    const SharedProgress progress;
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) < 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -84,10 +115,10 @@ LifeOutcome live(World& world, Script& script, const std::string& root) {
     }
     if (child == 0) {
         in.reset();
-        liveHere(world, script, root, out.get());
+        liveHere(world, script, root, progress.get(), out.get());
     }
     out.reset();
-    const std::vector<std::uint8_t> bytes = readAll(in.get());
+    const std::vector<std::uint8_t> bytes = readAll(in.get(), *progress.get(), patience);
     if (bytes.empty()) {
         ::kill(child, SIGKILL);  // in vain when it is gone already
     }
@@ -97,6 +128,9 @@ LifeOutcome live(World& world, Script& script, const std::string& root) {
     if (bytes.empty()) {
         outcome.status = status;
         outcome.why = WIFSIGNALED(status) ? ::strsignal(WTERMSIG(status)) : "no word of it";
+        if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
+            outcome.why = std::string("it hangs; its last call was ") + progress.get()->last.data();
+        }
         return outcome;
     }
     WireReader reader(bytes);

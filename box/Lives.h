@@ -22,7 +22,8 @@ struct LifeOutcome {
 };
 
 // One life; world and script stand afterwards as it has left them, if it told. The process has one thread.
-LifeOutcome live(World& world, Script& script, const std::string& root);
+// patience: of real time without a call of its, in milliseconds; then it hangs, in what the box does not know.
+LifeOutcome live(World& world, Script& script, const std::string& root, int patience = 20000);
 // Lives until the script is over or one cannot go on. The last one's outcome.
 LifeOutcome liveOn(World& world, Script& script, const std::string& root);
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -129,6 +130,21 @@ TEST(Lives, endWithTheNameOfACallThatTheBoxDoesNotOwn) {
 
     EXPECT_EQ(outcome.how, LifeEnd::kUnowned);
     EXPECT_EQ(outcome.why, "usleep");
+}
+
+TEST(Lives, endWithTheirLastCallWhenTheyHang) {
+    const BoxRoot root;
+    World world = worldWithOperators(1);
+    OneAlarm script;
+    script.inBetween = [] {
+        const Aside aside;  // past the box
+        ::poll(nullptr, 0, -1);
+    };
+
+    const LifeOutcome outcome = live(world, script, root.path(), 500);
+
+    EXPECT_FALSE(outcome.told);
+    EXPECT_EQ(outcome.why, "it hangs; its last call was poll");
 }
 
 TEST(Lives, endWhenNoThreadCanEverGoOn) {
