@@ -31,6 +31,25 @@ int begin(const char* name, int file = -1) {
     return box == nullptr ? 0 : box->call(name, file);
 }
 
+// A text is about to be written, and will not be tried again as a whole.
+void hear(int error, std::string_view text) {
+    Box* const box = Box::ofCaller();
+    if (box != nullptr && error != EINTR && text.size() > 1) {
+        const Aside aside;
+        box->hears(text);
+    }
+}
+
+void hearParts(const Box& box, int error, const iovec* parts, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text.append(static_cast<const char*>(parts[i].iov_base), parts[i].iov_len);
+    }
+    if (error != EINTR) {
+        box.hears(text);
+    }
+}
+
 // Of what is moved, when it is to be less than was asked for.
 std::size_t lessOf(std::size_t size) {
     return size > 1 ? size / 2 : size;
@@ -142,6 +161,7 @@ ssize_t filePread(int file, void* data, std::size_t size, off_t at) {
 
 ssize_t fileWrite(int file, const void* data, std::size_t size) {
     const int error = begin("write", file);
+    hear(error, {static_cast<const char*>(data), size});
     if (ends(error)) {
         return -1;
     }
@@ -152,10 +172,14 @@ ssize_t fileWrite(int file, const void* data, std::size_t size) {
 
 ssize_t fileWritePieces(int file, const iovec* parts, int count) {
     const int error = begin("writev", file);
+    Box* const box = Box::ofCaller();
+    if (box != nullptr) {
+        const Aside aside;
+        hearParts(*box, error, parts, count);
+    }
     if (ends(error)) {
         return -1;
     }
-    Box* const box = Box::ofCaller();
     if (error != 0) {
         return fileWriteReally()(file, parts[0].iov_base, lessOf(parts[0].iov_len));
     }

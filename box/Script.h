@@ -7,6 +7,7 @@
 #include "switchd/store/LogEntry.h"
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 class WireReader;
@@ -25,6 +26,8 @@ public:
     virtual Time next() const = 0;
     // On the daemon's main thread, between two turns of its loop.
     virtual void step(Life& life) = 0;
+    // A life begins, with the files below root.
+    virtual void begins(const std::string& /*root*/) {}
     // The call before which the life that begins is killed; 0: none.
     virtual std::uint64_t killAtCall() { return 0; }
     // What fails in it from its beginning on.
@@ -36,6 +39,8 @@ public:
     // What the world sees of the daemon, in whichever of its threads that happens.
     virtual void mailTaken(Life& /*life*/, const MailServer& /*server*/, const Mail& /*mail*/) {}
     virtual void logged(Life& /*life*/, const LogEntry& /*entry*/) {}
+    // The daemon writes a text: a trace, for example, or a line of an entry's file.
+    virtual void written(Life& /*life*/, std::string_view /*text*/) {}
     virtual void clientSteps(Life& /*life*/, ClientStep /*step*/, std::string_view /*what*/, Time /*at*/) {}
 
     // Time moves while the daemon's main thread waits in this call.

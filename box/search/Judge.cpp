@@ -1,12 +1,14 @@
 #include "box/search/Judge.h"
 
 #include "box/Timeline.h"
+#include "box/World.h"
 #include "box/search/QueueFiles.h"
 #include "catalogue/OrvEventCatalogue.h"
 #include "catalogue/OrvLogEntries.h"
 #include "platform/wire/Wire.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <utility>
 
@@ -20,6 +22,12 @@ constexpr Judge::Rule kRules[] = {
     {"one dialogue", "one dialogue at a time"},
     {"doubles", "no mail comes twice, but for one at each end of a life, and where a reply or a call went wrong"},
     {"files", "the order file lists what exists, and what exists is listed"},
+    {"books", "what came was mailed, counted, refused, or went for a reason that was told, or waits; exactly"},
+    {"bytes", "bytes in use are the sum of what the entries are charged with"},
+    {"recipients", "who was offered a mail has it, or is named in the event log"},
+    {"delays", "the pauses before retries have their lengths and their order, and are kept"},
+    {"restored", "what was left in files is restored by the next start, or named"},
+    {"flat", "descriptors, memory and files do not grow"},
     {"main thread", "the main thread waits in its poll only"},
     {"leaves", "after the faults have ended nothing waits any more"},
 };
@@ -31,6 +39,25 @@ constexpr Time kOpen = 10 * kSecond;
 std::int64_t eventIn(const std::string& text) {
     const std::size_t at = text.find(Judge::kEventText);
     return at == std::string::npos ? -1 : std::strtoll(text.c_str() + at + sizeof Judge::kEventText - 1, nullptr, 10);
+}
+
+std::array<std::uint64_t, 5 + Books::kReasons> valuesOf(const Books::Sums& sums) {
+    std::array<std::uint64_t, 5 + Books::kReasons> values{sums.received, sums.restored, sums.counted, sums.refused,
+                                                          sums.unsettled};
+    std::copy(sums.gone.begin(), sums.gone.end(), values.begin() + 5);
+    return values;
+}
+
+// How many repeats a mail tells of.
+std::uint32_t repeatsIn(const std::string& text) {
+    constexpr std::string_view kLast = "Message is a duplicate: last of ";
+    if (text.find("Message is a duplicate") == std::string::npos) {
+        return 0;
+    }
+    const std::size_t at = text.find(kLast);
+    return at == std::string::npos
+               ? 1
+               : static_cast<std::uint32_t>(std::strtoul(text.c_str() + at + kLast.size(), nullptr, 10));
 }
 
 }  // namespace
@@ -49,6 +76,17 @@ void Judge::mailTaken(const Facts& facts, const Mail& mail) {
     if (facts.openDialogues != 1) {
         broken(facts, "one dialogue", std::to_string(facts.openDialogues) + " dialogues at a time");
     }
+    if (!books_.mails()) {
+        blind_ = true;
+        if (!facts.anythingFailed) {
+            broken(facts, "books", "a mail of no entry that is open");
+        }
+    }
+    for (const std::string& recipient : mail.to) {
+        books_.served(recipient);
+    }
+    books_.mailed(repeatsIn(mail.text));
+    takeProblems(facts);
     const std::int64_t event = eventIn(mail.text);
     if (event < 0 || std::ranges::find(mail.to, kOperator) == mail.to.end()) {
         return;
@@ -73,6 +111,100 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
         return;
     }
     excuses_.logged(*match);
+    using namespace orv_log;
+    if (match->is(kRecipientRetryFailed) || match->is(kRecipientGivenUp)) {
+        books_.namedInLog(match->argument(1));
+    } else if (match->is(kRetryLater)) {
+        const std::string problem = delays_.announced(
+            facts.now, static_cast<std::uint32_t>(std::strtoul(match->argument(2).c_str(), nullptr, 10)));
+        if (!problem.empty() && !blind_ && !facts.memoryFailed) {
+            broken(facts, "delays", problem);
+        }
+    } else if (match->is(kQueueEmpty)) {
+        delays_.beginAnew();
+    } else if (match->is(kBuildDetailRequest)) {
+        delays_.mayBeginAnew();
+    } else if (match->is(kRestoreEntryFailed) || match->is(kRestoreEntryUnopened) || match->is(kRestoreNotAdded)) {
+        ++named_;
+    }
+}
+
+void Judge::begins(const std::string& root) {
+    left_ = entriesWithFiles(root);
+}
+
+// An entry's end begins the failures anew.
+void Judge::written(const Facts& facts, std::string_view text) {
+    if (facts.memoryFailed) {
+        books_.memoryFailed();
+    }
+    if (std::exchange(troublesHeard_, facts.troubles) != facts.troubles) {
+        books_.misheard();
+    }
+    books_.traced(text);
+    if (text.find("has completed processing") != std::string_view::npos) {
+        delays_.beginAnew();
+    }
+    takeProblems(facts);
+    restored_ = restored_ || books_.takeRestored();
+}
+
+void Judge::clientSteps(const Facts& facts, ClientStep step, std::string_view what) {
+    constexpr std::string_view kTo = "RCPT TO:<";
+    if (step == ClientStep::kSends && what.starts_with(kTo)) {
+        books_.offered(std::string(what.substr(kTo.size(), what.find('>') - kTo.size())));
+    } else if (step == ClientStep::kConnects) {
+        const std::string problem = delays_.connects(facts.now);
+        if (!problem.empty() && !blind_ && !facts.memoryFailed) {
+            broken(facts, "delays", problem);
+        }
+    }
+}
+
+void Judge::takeProblems(const Facts& facts) {
+    for (const Books::Problem& problem : books_.takeProblems()) {
+        if (blind_) {
+            continue;
+        }
+        broken(facts, problem.rule, problem.how);
+    }
+}
+
+void Judge::checkRestored(const Facts& facts) {
+    const std::uint64_t restored = books_.sums().restored;
+    if (restored + named_ != left_ && !facts.anythingFailed) {
+        broken(facts, "restored",
+               std::to_string(left_) + " entries were left, " + std::to_string(restored) + " restored and " +
+                   std::to_string(named_) + " named");
+    }
+}
+
+// Whenever nothing waits and nothing is parked; the first of these moments of a life say how much there may be.
+void Judge::checkFlat(const Facts& facts) {
+    constexpr unsigned kFirst = 5;
+    constexpr long kSlack = 50;
+    constexpr unsigned kMostDescriptors = 64;
+    constexpr unsigned kMostFiles = 400;
+    if (facts.descriptors > kMostDescriptors) {
+        broken(facts, "flat", std::to_string(facts.descriptors) + " descriptors are open");
+    }
+    if (facts.files > kMostFiles) {
+        broken(facts, "flat", std::to_string(facts.files) + " files are there");
+    }
+    if (!books_.begun() || blind_ || !books_.atRest()) {
+        return;
+    }
+    if (++rests_ <= kFirst) {
+        most_ = std::max(most_, facts.objects);
+    } else if (facts.objects > most_ + kSlack) {
+        broken(facts, "flat", std::to_string(facts.objects) + " objects, " + std::to_string(most_) + " before");
+    }
+}
+
+Books::Sums Judge::sums() const {
+    Books::Sums sums = former_;
+    sums += books_.sums();
+    return sums;
 }
 
 // A start lists directories by a command, which is prescribed; a poll that was interrupted is tried again after a
@@ -88,6 +220,10 @@ void Judge::stepped(const Facts& facts) {
         return;
     }
     excuses_.memoryFailed(facts.memoryFailed);
+    if (std::exchange(restored_, false)) {
+        checkRestored(facts);
+    }
+    checkFlat(facts);
     const std::string problem = queueFilesProblem(facts.root, excuses_);
     if (!problem.empty()) {
         broken(facts, "files", problem);
@@ -124,6 +260,9 @@ std::vector<std::string> Judge::takeNews() {
 }
 
 void Judge::encode(WireWriter& out) const {
+    for (const std::uint64_t value : valuesOf(sums())) {
+        encode64(out, value);
+    }
     out.u32(doubled_).text32(problem_).u32(static_cast<std::uint32_t>(events_.size()));
     for (const Event& event : events_) {
         out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed)).u16(event.excess);
@@ -131,6 +270,12 @@ void Judge::encode(WireWriter& out) const {
 }
 
 void Judge::decode(WireReader& in) {
+    std::array<std::uint64_t, 5 + Books::kReasons> values{};
+    for (std::uint64_t& value : values) {
+        value = decode64(in);
+    }
+    former_ = {values[0], values[1], values[2], values[3], values[4], {}};
+    std::copy(values.begin() + 5, values.end(), former_.gone.begin());
     doubled_ = in.u32();
     problem_ = in.text32();
     events_.resize(in.u32());

@@ -4,7 +4,10 @@
 #pragma once
 
 #include "box/MailSession.h"
+#include "box/Network.h"
 #include "box/Times.h"
+#include "box/search/Books.h"
+#include "box/search/Delays.h"
 #include "box/search/Excuses.h"
 #include "switchd/store/LogEntry.h"
 
@@ -29,6 +32,10 @@ struct Facts {
     std::uint32_t failedCalls = 0;        // in all lives
     std::uint32_t failedAllocations = 0;  // the same
     bool memoryFailed = false;            // in this life
+    bool anythingFailed = false;          // in this life, of calls and memory
+    long objects = 0;                     // of the daemon's, in memory
+    unsigned descriptors = 0;             // open
+    unsigned files = 0;                   // of the switch's
     std::string root;                     // of the switch's files; for what looks at them
 };
 
@@ -40,15 +47,21 @@ public:
     };
     static std::span<const Rule> rules();
 
+    // A life begins.
+    void begins(const std::string& root);
     void published(std::uint32_t event);
     void mailTaken(const Facts& facts, const Mail& mail);
     void logged(const Facts& facts, const LogEntry& entry);
     void mainWaits(const Facts& facts, std::string_view call);
+    void written(const Facts& facts, std::string_view text);
+    void clientSteps(const Facts& facts, ClientStep step, std::string_view what);
     // After each step of the history.
     void stepped(const Facts& facts);
     // Faults have ended long ago.
     void finished(const Facts& facts);
 
+    // Of all lives.
+    Books::Sums sums() const;
     // The first rule that was broken, and how; "" when none was.
     const std::string& problem() const { return problem_; }
     // Of rules that were broken since it was asked last.
@@ -71,11 +84,26 @@ private:
     };
 
     void checkDoubles(const Facts& facts, Event& event);
+    void checkRestored(const Facts& facts);
+    void checkFlat(const Facts& facts);
+    void takeProblems(const Facts& facts);
     void broken(const Facts& facts, const char* rule, const std::string& how);
 
     std::vector<Event> events_;
     std::uint32_t doubled_ = 0;  // mails that came once more than their event
-    Excuses excuses_;            // of this life
+    Books::Sums former_;         // of the lives before
+    // --- Of this life ---
+    Excuses excuses_;
+    Books books_;
+    Delays delays_;
+    std::uint32_t troublesHeard_ = 0;
+    bool blind_ = false;     // the traces have fallen silent, for want of descriptors, say
+    bool restored_ = false;  // and not judged yet
+    unsigned left_ = 0;      // entries' files at its beginning
+    unsigned named_ = 0;     // those that were named, and not restored
+    long most_ = 0;          // objects at one of the first rests
+    unsigned rests_ = 0;
+    // ---
     std::string problem_;
     std::vector<std::string> news_;
 };

@@ -22,6 +22,7 @@ protected:
         facts_.openDialogues = 1;
         facts_.root = directory_.path();
         std::filesystem::create_directories(send_);
+        trace("peekOpen", "entry (0) opened in the send queue");
     }
 
     void mail(unsigned event) {
@@ -41,6 +42,9 @@ protected:
         for (const std::uint32_t word : words) {
             file.write(reinterpret_cast<const char*>(&word), sizeof word);
         }
+    }
+    void trace(const std::string& method, const std::string& text) {
+        judge_.written(facts_, "11/14/2023 UTC 22:28:08.169  1001 OrvCHMesgQ " + method + ": " + text + "\n");
     }
     // The rule that was broken.
     std::string broken() const {
@@ -157,9 +161,91 @@ TEST_F(JudgeTest, seesWhatNeverLeaves) {
     EXPECT_EQ(broken(), "leaves");
 }
 
+TEST_F(JudgeTest, seesAMailOfNoOpenEntry) {
+    trace("peekClose", "entry (0) has not completed processing, leave it on the send queue");
+    judge_.published(3);
+    mail(3);
+
+    EXPECT_EQ(broken(), "books");
+}
+
+TEST_F(JudgeTest, seesWhatTheBooksMiss) {
+    trace("addInternal", "entry (0) added to the send queue");
+
+    EXPECT_EQ(broken(), "books");
+}
+
+TEST_F(JudgeTest, seesAForgottenRecipient) {
+    judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
+    trace("peekDelete", "entry (0) has completed processing, (duplicates not allowed) remove it");
+
+    EXPECT_EQ(broken(), "recipients");
+}
+
+TEST_F(JudgeTest, takesAnEntryOfTheEventLogForARecipientsAnswer) {
+    judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
+    log(3, 0x8b000019u,
+        "CallHome message send for profile P to recipient a@example.com failed on SMTP server s, port 25. Retry will "
+        "not "
+        "be attempted, ignoring recipient.");
+    trace("peekDelete", "entry (0) has completed processing, (duplicates not allowed) remove it");
+
+    EXPECT_EQ(broken(), "");
+}
+
+TEST_F(JudgeTest, seesAPauseThatIsNoneOfTheSequence) {
+    log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 300 seconds");
+
+    EXPECT_EQ(broken(), "delays");
+}
+
+TEST_F(JudgeTest, seesARetryThatComesTooEarly) {
+    log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 5 seconds");
+    facts_.now += 3 * kSecond;
+    judge_.clientSteps(facts_, ClientStep::kConnects, "192.0.2.1:25");
+
+    EXPECT_EQ(broken(), "delays");
+}
+
+TEST_F(JudgeTest, seesAnEntryThatIsNotRestored) {
+    std::ofstream(send_ + "/m8") << "a message";
+    judge_.begins(directory_.path());
+    order({1, 8});
+    trace("processInitQueue", "Entry");
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "restored");
+}
+
+TEST_F(JudgeTest, seesMemoryThatGrows) {
+    for (facts_.objects = 100; facts_.objects < 110; ++facts_.objects) {
+        judge_.stepped(facts_);
+    }
+    EXPECT_EQ(broken(), "");
+    facts_.objects = 200;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "flat");
+}
+
+TEST_F(JudgeTest, seesDescriptorsThatGrow) {
+    facts_.descriptors = 100;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "flat");
+}
+
+TEST_F(JudgeTest, seesFilesThatGrow) {
+    facts_.files = 1000;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "flat");
+}
+
 TEST_F(JudgeTest, hasATestForEachRule) {
-    const std::set<std::string> tested{"catalogue", "known",       "doubles", "one dialogue",
-                                       "files",     "main thread", "leaves"};
+    const std::set<std::string> tested{"catalogue",   "known",  "doubles", "one dialogue", "files",
+                                       "main thread", "leaves", "books",   "delays",       "recipients",
+                                       "restored",    "flat",   "bytes"};  // that one with the books
     for (const Judge::Rule& rule : Judge::rules()) {
         EXPECT_TRUE(tested.contains(rule.name)) << rule.name;
     }

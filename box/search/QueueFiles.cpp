@@ -84,6 +84,14 @@ std::string queueFilesProblem(const std::string& root, const Excuses& excuses) {
     return "";
 }
 
+unsigned entriesWithFiles(const std::string& root) {
+    std::size_t count = 0;
+    for (const char* queue : kQueues) {
+        count += entriesIn(root + kBelow + queue).size();
+    }
+    return static_cast<unsigned>(count);
+}
+
 unsigned waitingEntries(const std::string& root) {
     return static_cast<unsigned>(entriesIn(root + kBelow + "send").size());
 }

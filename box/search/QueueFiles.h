@@ -10,6 +10,8 @@ namespace box {
 
 // What is wrong with the queues' files below root, but for those that are excused; "" when nothing is.
 std::string queueFilesProblem(const std::string& root, const Excuses& excuses = {});
+// How many entries of all queues have a file.
+unsigned entriesWithFiles(const std::string& root);
 // How many entries of the send queue have a file.
 unsigned waitingEntries(const std::string& root);
 

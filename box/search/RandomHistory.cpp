@@ -3,6 +3,7 @@
 #include "MessageCodes.h"
 #include "box/Aside.h"
 #include "box/Life.h"
+#include "box/search/MemoryCalls.h"
 #include "box/search/Options.h"
 #include "dsClient.h"
 #include "host_root.h"
@@ -10,6 +11,8 @@
 #include "platform/wire/Wire.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
 
 namespace box {
 
@@ -80,6 +83,16 @@ ServerManner drawManner(Random& chance) {
     return manner;
 }
 
+unsigned openDescriptors() {
+    const auto all = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<unsigned>(std::distance(begin(all), end(all)));
+}
+
+unsigned filesBelow(const std::string& root) {
+    const auto all = std::filesystem::recursive_directory_iterator(root);
+    return static_cast<unsigned>(std::distance(begin(all), end(all)));
+}
+
 }  // namespace
 
 // What a step may be, and how often it is drawn.
@@ -121,6 +134,9 @@ void RandomHistory::step(Life& life) {
         const Aside aside;
         Facts facts = factsOf(life);
         facts.root = host_root();
+        facts.objects = daemonsObjects();
+        facts.descriptors = openDescriptors();
+        facts.files = filesBelow(host_root());
         judge_.stepped(facts);
         if (phase_ == 1 && life.now() < settings_.until) {
             judge_.finished(facts);
@@ -260,6 +276,7 @@ void RandomHistory::calmDown(Life& life) {
     next_ = std::min(settings_.end + kCalm, settings_.until);
     life.tell("all faults are over");
     life.letFail({});
+    const bool mayBeDeaf = life.troubles().failedCalls() + life.troubles().failedAllocations() > 0;
     for (MailServer& server : life.servers()) {
         server.manner = {};
     }
@@ -267,6 +284,9 @@ void RandomHistory::calmDown(Life& life) {
         static_cast<void>(life.attributes().set(key, dsClient::TYPE_STRING, "True"));
     }
     life.manage(ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
+    if (mayBeDeaf) {
+        life.stop();  // such as a life without a thread that sends: its supervisor starts it again
+    }
 }
 
 void RandomHistory::mailTaken(Life& life, const MailServer& /*server*/, const Mail& mail) {
@@ -276,6 +296,16 @@ void RandomHistory::mailTaken(Life& life, const MailServer& /*server*/, const Ma
 
 void RandomHistory::logged(Life& life, const LogEntry& entry) {
     judge_.logged(factsOf(life), entry);
+    tellBroken(life);
+}
+
+void RandomHistory::written(Life& life, std::string_view text) {
+    judge_.written(factsOf(life), text);
+    tellBroken(life);
+}
+
+void RandomHistory::clientSteps(Life& life, ClientStep step, std::string_view what, Time /*at*/) {
+    judge_.clientSteps(factsOf(life), step, what);
     tellBroken(life);
 }
 
@@ -296,6 +326,7 @@ Facts RandomHistory::factsOf(Life& life) {
     facts.failedCalls = world.failedCalls + troubles.failedCalls();
     facts.failedAllocations = world.failedAllocations + troubles.failedAllocations();
     facts.memoryFailed = troubles.failedAllocations() > 0;
+    facts.anythingFailed = facts.memoryFailed || troubles.failedCalls() > 0;
     return facts;
 }
 

@@ -33,11 +33,15 @@ public:
     void mailTaken(Life& life, const MailServer& server, const Mail& mail) override;
     void logged(Life& life, const LogEntry& entry) override;
     void mainWaits(Life& life, const char* call) override;
+    void written(Life& life, std::string_view text) override;
+    void clientSteps(Life& life, ClientStep step, std::string_view what, Time at) override;
+    void begins(const std::string& root) override { judge_.begins(root); }
     void encode(WireWriter& out) const override;
     void decode(WireReader& in) override;
 
     std::uint32_t events() const { return events_; }
     // What is wrong, "" when nothing is.
+    Books::Sums sums() const { return judge_.sums(); }
     const std::string& problem() const { return judge_.problem(); }
 
 private:
