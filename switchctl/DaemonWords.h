@@ -18,6 +18,13 @@ inline constexpr TraceWords START_FAILED = {"main", "createApplication", ""};
 inline constexpr TraceWords LOOKUPS_UNSENT = {"OrvApp", "DSApiReady", "\n\"---- requiredAddressesInitialized() FAILED"};
 inline constexpr TraceWords READY_UNSENT = {"OrvApp", "DSApiReady", "error from ready_for_conf"};
 inline constexpr TraceWords CLOCK_STOPPED = {"OrvApp", "startTick", "the one-second timer could not be started"};
+// A read of the configuration begins.
+inline constexpr TraceWords READ_BEGINS = {"OrvCallHome", "readConfig", "Entry\n"};
+// An event has told the switch's address.
+inline constexpr TraceWords ADDRESS_TOLD = {"OrvCHMesgCommon", "setSwitchAddr",
+                                            "CMON_IF_CHANGED event - Setting switch "};
+// A message goes to the send thread.
+inline constexpr TraceWords MESSAGE_OPENED = {"OrvCHMesgQ", "peekOpen", "entry ("};
 // In front of what the system says about a file.
 inline constexpr TraceWords FILE_ERROR = {"OrvCHMesgQ", "saveEntryToFile", "errno = "};
 
@@ -30,6 +37,13 @@ inline constexpr TraceWords THREAD_GIVES_UP = {"OrvThread", "pushSwLogAppMesg", 
 inline constexpr TraceWords HELLO = {"OrvSendDialogue", "presentClient", "Send SMTP client identity as "};
 inline constexpr TraceWords SENT = {"OrvSMTPClient", "", "SMTP Send (incl CRLF) {"};
 inline constexpr TraceWords RECEIVED = {"OrvSMTPClient", "", "SMTP StatusSMTPResponse (incl CRLF) {"};
+// After the first failure of a series.
+inline constexpr TraceWords CRITICAL_FAILURE = {"OrvSendDialogue", "reportCriticalFailure",
+                                                "Critical protocol failure with SMTP server"};
+
+// A capture begins; one has ended well.
+inline constexpr TraceWords CAPTURE_BEGINS = {"OrvCHCapture", "handleExecMesg", "Entry\n"};
+inline constexpr TraceWords CAPTURE_DONE = {"OrvCHCapture", "handleSucceedMesg", "CronCapture succeeded!"};
 
 // A probe: its first record, its last, and those with lines of "key = value".
 inline constexpr TraceWords PROBE_BEGINS = {"OrvCallHome", "probe", "Entry\n"};
@@ -37,6 +51,7 @@ inline constexpr TraceWords PROBE_ENDS = {"OrvCHMesgCommon", "probe", ""};
 inline constexpr TraceWords STATE = {"OrvCallHome", "probe", "CallHome State Information:"};
 inline constexpr TraceWords QUEUE = {"OrvCHMesgQ", "probe", "Call Home Message Queue Information:"};
 inline constexpr TraceWords STATISTICS = {"OrvCHMesgQ", "probe", "Call Home Message Queue Internal Stats:"};
+inline constexpr TraceWords CAPTURES = {"OrvCHCapture", "probe", "CronCapture Information:"};
 // Their keys.
 inline constexpr const char* CONDITION = "Condition";
 inline constexpr const char* CONFIG = "Config";
@@ -46,6 +61,10 @@ inline constexpr const char* DELETED_FOR_SPACE = "messages deleted for space";
 inline constexpr const char* DELETED_FOR_FILE_LIMIT = "messages deleted for file limit";
 inline constexpr const char* DELETED_FOR_TIME = "messages deleted for time";
 inline constexpr const char* DELETED_FOR_CLEAR = "messages deleted for clear req";
+inline constexpr const char* PARKED = "message count (duplicate queue)";
+inline constexpr const char* FILES_ALLOWED = "files allowed (send queue)";
+inline constexpr const char* SPACE_ALLOWED = "spaceAllowed";
+inline constexpr const char* CAPTURES_RUNNING = "executing";
 inline constexpr const char* NOT_ADDED = "messages could not be added";
 
 // The daemon's last words in a trace that it cannot go on with.

@@ -1,0 +1,50 @@
+// What the event log tells of mails that could not be sent: which mail servers have failed, and which recipients were
+// refused.
+#pragma once
+
+#include "catalogue/OrvEventCatalogue.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class MailFailures {
+public:
+    // Times in microseconds since 1970.
+    struct Server {
+        std::string server;  // address and port
+        std::string reason;  // the stage, as the daemon names it
+        std::string description;
+        std::string response;  // the server's; "" for none
+        std::int64_t time = 0;
+        bool otherWorks = false;  // Mails went out since, through the other one.
+    };
+    struct Recipient {
+        std::string profile;
+        std::string address;
+        std::string server;
+        std::string response;
+        std::int64_t time = 0;
+    };
+
+    // The next entry of the daemon.
+    void take(const OrvCatalogueMatch& entry, std::int64_t time);
+
+    // Those that have failed since the daemon read its mail servers and since each took a mail, the latest last.
+    const std::vector<Server>& servers() const { return servers_; }
+    // Those that were given up, each once with what was said last.
+    const std::vector<Recipient>& recipients() const { return recipients_; }
+
+private:
+    void takeServer(const OrvCatalogueMatch& entry, std::int64_t time);
+    void takeRecovery();
+    void takeRecipient(Recipient recipient);
+    void takeWords(const OrvCatalogueMatch& entry);
+
+    std::vector<Server> servers_;
+    std::vector<Recipient> recipients_;
+    std::string next_;  // the server that is tried next
+};
+
+// An address and a port as one writes them.
+std::string serverText(const std::string& address, const std::string& port);
