@@ -156,7 +156,9 @@ TEST_F(BadInput, aDaemonThatIsSuspendedDoesNotAnswerAndGoesOnLater) {
     }
     const ProcessOutcome status = switchctl({"status", "--timeout", "1"});
     EXPECT_EQ(status.status, 3);
-    EXPECT_THAT(status.output, HasSubstr("  1. orvApp did not answer in 1 s\n"));
+    const std::string process = std::to_string(daemon->pid());
+    EXPECT_THAT(status.output, HasSubstr("  1. orvApp is stopped: process " + process +
+                                         " gets no time\n       kill -CONT " + process + "\n"));
     EXPECT_THAT(status.output, EndsWith("switchctl: orvApp did not answer in 1 s\n"));
 
     daemon->signal(SIGCONT);

@@ -21,16 +21,18 @@ protected:
                                          "\n       " + remedy + "\ncomponents "));
         EXPECT_THAT(status({"--json"}),
                     StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"daemon\",\"text\":\"" + text +
-                               "\",\"remedy\":\"" + remedy + "\"}]"));
+                               "\",\"remedy\":\"" + remedy + "\",\"id\":\""));
     }
-    // It can send, and this stands below.
-    void expectWarning(const std::string& text) {
-        const std::string lines = status();
-        EXPECT_THAT(lines, StartsWith("CallHome can send.\n"));
-        EXPECT_THAT(lines, HasSubstr("\nworth knowing\n  1. " + text + "\n       "));
+    // It can send, and this is to be mended all the same.
+    void expectFailing(const std::string& text) {
+        EXPECT_THAT(status(),
+                    StartsWith("CallHome can send.\nSomething is failing. What to mend, in this order:\n  1. " + text +
+                               "\n       "));
+        EXPECT_THAT(status({"--json"}), StartsWith("{\"canSend\":true,\"problems\":[{\"cause\":\""));
         EXPECT_THAT(status({"--json"}), HasSubstr("\"warnings\":[{\"cause\":\""));
+        EXPECT_THAT(status({"--json"}), HasSubstr(",\"state\":\"failing\","));
     }
-    void expectNothing() { EXPECT_THAT(status(), Not(HasSubstr("worth knowing"))); }
+    void expectNothing() { EXPECT_THAT(status(), StartsWith("CallHome can send.\ncomponents ")); }
 };
 
 TEST_F(DaemonStatus, tellsWhatAStartCouldNotDo) {
@@ -56,7 +58,7 @@ TEST_F(DaemonStatus, tellsWhatAStartCouldNotDo) {
 TEST_F(DaemonStatus, tellsTheTimeOfWhatMayBeOfAnEarlierStart) {
     log(orv_log::kSendThreadNotStarted);
 
-    expectWarning("2023-11-14T22:13:20.123456+0000: orvApp could not start its send thread: no mail leaves");
+    expectFailing("2023-11-14T22:13:20.123456+0000: orvApp could not start its send thread: no mail leaves");
 }
 
 TEST_F(DaemonStatus, tellsThatTheSendThreadHasEnded) {
@@ -77,7 +79,7 @@ TEST_F(DaemonStatus, tellsThatTheSendThreadHasEnded) {
 TEST_F(DaemonStatus, isNotMistakenByTheSendThreadOfAnEarlierDaemon) {
     traceTo("SMTPClient") << "11/14/2023 UTC 22:00:00.000  16 OrvCHClient runThread: Terminating\n";
 
-    expectWarning("orvApp's send thread has traced nothing so far: it may not run");
+    expectFailing("orvApp's send thread has traced nothing so far: it may not run");
 
     traceTo("SMTPClient") << HEAD << "OrvThread run: Thread is running\n";
     expectNothing();
@@ -90,7 +92,7 @@ TEST_F(DaemonStatus, isNotMistakenByAnEarlierDaemonOfTheSameNumber) {
                     << "11/14/2023 UTC 22:13:21.000  17 OrvApp OrvApp: Application startup!\n";
     switch_.clock().advance(1000);
 
-    expectWarning("orvApp's send thread has traced nothing so far: it may not run");
+    expectFailing("orvApp's send thread has traced nothing so far: it may not run");
 }
 
 TEST_F(DaemonStatus, knowsThatARestartedDaemonHasForgottenARetry) {
@@ -125,13 +127,15 @@ TEST_F(DaemonStatus, tellsThatTheQueueIsNotOpen) {
 TEST_F(DaemonStatus, tellsWhatItRanOutOf) {
     traceStart();
     log(orv_log::kSendFailed, "192.0.2.1", 25, "Socket Create Error", "Too many open files", "");
-    expectWarning(
-        "orvApp ran out of file descriptors, last at 2023-11-14T22:13:20.123456+0000: mails may wait, and messages may "
-        "not be kept on flash");
+    EXPECT_THAT(status(),
+                HasSubstr("  1. orvApp ran out of file descriptors, last at 2023-11-14T22:13:20.123456+0000: mails "
+                          "may wait, and messages may not be kept on flash\n"));
 
     log(orv_log::kNoMemory);
     log(orv_log::kNoMemoryHere);
-    expectWarning("orvApp ran out of memory, last at 2023-11-14T22:13:20.123456+0000: events may be lost");
+    EXPECT_THAT(status(),
+                HasSubstr("  1. orvApp ran out of memory, last at 2023-11-14T22:13:20.123456+0000: events may "
+                          "be lost\n"));
 }
 
 TEST_F(DaemonStatus, tellsThatItRanOutOfDescriptorsFromItsTraceToo) {
@@ -139,14 +143,14 @@ TEST_F(DaemonStatus, tellsThatItRanOutOfDescriptorsFromItsTraceToo) {
                     << "OrvCHMesgQ saveEntryToFile: unable to open file /q/m0 for writing, errno = Too many open "
                        "files(24)\n";
 
-    expectWarning("orvApp ran out of file descriptors: mails may wait, and messages may not be kept on flash");
+    expectFailing("orvApp ran out of file descriptors: mails may wait, and messages may not be kept on flash");
 }
 
 TEST_F(DaemonStatus, isNotMistakenByWhatAServerSays) {
     log(orv_log::kSendFailed, "192.0.2.1", 25, "SMTP RESPONSE Error", "SMTP server error Response",
         "421 Description=[Too many open files], Response=[x]");
 
-    expectNothing();
+    EXPECT_THAT(status(), Not(HasSubstr("ran out of")));
 }
 
 TEST_F(DaemonStatus, tellsWhatElseIsWrong) {
@@ -172,10 +176,13 @@ TEST_F(DaemonStatus, tellsThatTheMailServersRepliesAreOutOfStep) {
     traceTo("SMTPClient") << HEAD << "OrvSMTPClient recvResponse: SMTP StatusSMTPResponse (incl CRLF) {220-mail\r\n}\n"
                           << HEAD << "OrvSendDialogue presentClient: Send SMTP client identity as hostname: sw\n";
 
-    expectWarning(
-        "the mail server sends its replies in pieces, or more than it is asked for: orvApp may take a refused mail for "
-        "a "
-        "delivered one");
+    EXPECT_THAT(status(), StartsWith("CallHome can send.\ncomponents "));
+    EXPECT_THAT(status(),
+                HasSubstr("\nworth knowing\n  1. the mail server sends its replies in pieces, or more than it is "
+                          "asked for: orvApp may take a refused mail for a delivered one\n"));
+    EXPECT_THAT(status({"--json"}), HasSubstr("\"problems\":[],"));
+    EXPECT_THAT(status({"--json"}),
+                HasSubstr("\"id\":\"replies-out-of-step\",\"state\":\"notice\"}],\"state\":\"ok\""));
 }
 
 TEST_F(DaemonStatus, ofADaemonThatAnswersProbesOnlySaysSoAndIsNoSuccess) {

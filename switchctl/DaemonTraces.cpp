@@ -7,19 +7,16 @@
 #include "switchctl/TraceFile.h"
 #include "switchctl/TraceRecords.h"
 
-#include <signal.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
 
 constexpr const char* SEND_THREAD_TRACE = "/tmp/orv.out.SMTPClient";
+constexpr const char* CAPTURE_TRACE = "/tmp/orv.out.Capture";
 
 bool isEnding(const TraceRecord& record) {
     return record.is(DaemonWords::THREAD_ENDS) || record.is(DaemonWords::SENDER_ENDS) ||
@@ -32,36 +29,29 @@ bool lacksDescriptors(const TraceRecord& record) {
            record.message.find(std::strerror(EMFILE)) != std::string_view::npos;
 }
 
-// "" where the system has no such file.
-std::string contentOf(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+// What the system said, without its number.
+std::string fileErrorIn(const TraceRecord& record) {
+    const std::size_t place = record.message.find(DaemonWords::FILE_ERROR.text);
+    if (place == std::string_view::npos) {
+        return "";
+    }
+    const std::string_view words = record.message.substr(place + DaemonWords::FILE_ERROR.text.size());
+    return std::string(words.substr(0, words.rfind('(')));
 }
 
-bool isDaemon(long process) {
-    const bool there = process > 0 && (kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM);
-    return there && contentOf("/proc/" + std::to_string(process) + "/comm") == "orvApp\n";
-}
-
-// From the system, where it has a file that tells, to the second.
-std::optional<std::int64_t> startOfProcess(long process) {
-    constexpr std::int64_t SECOND = 1000000;
-    constexpr std::size_t START_FIELD = 19;  // behind the name, which is in brackets
-    const std::string all = contentOf("/proc/stat");
-    const std::size_t boot = all.find("\nbtime ");
-    const std::string status = contentOf("/proc/" + std::to_string(process) + "/stat");
-    const std::size_t name = status.rfind(") ");
-    if (boot == std::string::npos || name == std::string::npos) {
-        return std::nullopt;
+// What the daemon is at.
+void takeWork(const TraceRecord& record, DaemonTraces& traces) {
+    if (record.is(DaemonWords::READ_BEGINS)) {
+        traces.readBegun = record.time();
+    } else if (record.is(DaemonWords::MESSAGE_OPENED)) {
+        traces.opened = record.time();
+    } else if (record.is(DaemonWords::ADDRESS_TOLD)) {
+        traces.addressTold = true;
+    } else if (record.is(DaemonWords::CAPTURE_DONE)) {
+        traces.captureDone = record.time();
+    } else if (std::string error = fileErrorIn(record); !error.empty()) {
+        traces.fileError = std::move(error);
     }
-    const auto fields = Text::split(std::string_view(status).substr(name + 2), ' ');
-    const auto bootTime = Text::number(Text::split(std::string_view(all).substr(boot + 7), '\n').front(), 0, INT64_MAX);
-    const auto ticks = fields.size() > START_FIELD ? Text::number(fields[START_FIELD], 0, INT64_MAX) : std::nullopt;
-    const long perSecond = sysconf(_SC_CLK_TCK);
-    if (!bootTime || !ticks || perSecond <= 0) {
-        return std::nullopt;
-    }
-    return (*bootTime + *ticks / perSecond) * SECOND;
 }
 
 void takeStart(const TraceRecord& record, DaemonTraces& traces) {
@@ -71,6 +61,7 @@ void takeStart(const TraceRecord& record, DaemonTraces& traces) {
         traces = DaemonTraces();
         traces.process = process;
         traces.started = record.time();
+        traces.startTraced = traces.started.has_value();
     } else if (record.is(DaemonWords::LOOKUPS_UNSENT)) {
         traces.lookupsUnsent = true;
     } else if (record.is(DaemonWords::READY_UNSENT)) {
@@ -80,6 +71,12 @@ void takeStart(const TraceRecord& record, DaemonTraces& traces) {
     } else if (lacksDescriptors(record)) {
         traces.outOfDescriptors = true;
     }
+}
+
+// The second word of "11/14/2023 UTC 22:13:20.123".
+std::string zoneOf(const TraceRecord& record) {
+    const auto words = Text::split(record.head, ' ');
+    return words.size() > 2 ? words[1] : "";
 }
 
 void readMain(DaemonTraces& traces) {
@@ -97,8 +94,11 @@ void readMain(DaemonTraces& traces) {
     for (const TraceRecord& record : records) {
         if (record.process == traces.process) {
             takeStart(record, traces);
+            takeWork(record, traces);
         }
     }
+    traces.latest = records.back().time();
+    traces.zone = zoneOf(records.back());
     if (records.back().process == traces.process && records.back().is(DaemonWords::START_FAILED)) {
         traces.failedStart = Text::split(records.back().message, '\n').front();
     }
@@ -114,10 +114,23 @@ void readSendThread(DaemonTraces& traces) {
     for (const TraceRecord& record : traceRecords(text)) {
         if (record.process == traces.process && record.time().value_or(INT64_MAX) >= traces.started.value_or(0)) {
             replies.take(record);
+            traces.send.take(record);
             traces.sendThread = isEnding(record) ? DaemonTraces::SendThread::ENDED : DaemonTraces::SendThread::RUNS;
         }
     }
     traces.repliesOutOfStep = replies.outOfStep();
+}
+
+void readCaptures(DaemonTraces& traces) {
+    std::string text;
+    if (traces.process == 0 || TraceFile(host_root() + CAPTURE_TRACE).readSince(text) < 0) {
+        return;
+    }
+    for (const TraceRecord& record : traceRecords(text)) {
+        if (record.process == traces.process && record.is(DaemonWords::CAPTURE_BEGINS)) {
+            traces.captureBegun = record.time();
+        }
+    }
 }
 
 }  // namespace
@@ -127,9 +140,10 @@ DaemonTraces DaemonTraces::read(long process) {
     traces.process = process;
     readMain(traces);
     readSendThread(traces);
-    traces.alive = isDaemon(traces.process);
-    if (!traces.started && traces.alive) {
-        traces.started = startOfProcess(traces.process);
+    readCaptures(traces);
+    traces.system = DaemonProcess::find(traces.process);
+    if (!traces.started) {
+        traces.started = traces.system.started;
     }
     return traces;
 }

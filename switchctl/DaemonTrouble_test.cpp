@@ -4,7 +4,6 @@
 #include <chrono>
 
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -28,7 +27,7 @@ TEST_F(DaemonTrouble, isNoneAfterAGoodStart) {
     const auto daemon = startDaemon();
     configureWithDeadServer();
 
-    EXPECT_THAT(statusWith("CallHome can send"), Not(HasSubstr("worth knowing")));
+    EXPECT_THAT(statusWith("CallHome can send"), StartsWith("CallHome can send.\ncomponents "));
 }
 
 TEST_F(DaemonTrouble, ofAnEventServerThatNeverAnswersIsAQueueThatStaysShut) {

@@ -48,5 +48,5 @@ struct SwitchdSilent : NoAnswer {
     using NoAnswer::NoAnswer;
 };
 
-// status has printed what keeps mails from leaving: there is nothing to add.
-struct CannotSend {};
+// status has printed what is to be mended: there is nothing to add.
+struct NeedsAPerson {};

@@ -113,6 +113,21 @@ constexpr KindTrouble TROUBLES[] = {
     {orv_log::kRestoreQueueFailed, Trouble::QUEUE_NOT_RESTORED},
     {orv_log::kRestoreNoListing, Trouble::QUEUE_NOT_RESTORED, isListing},
     {orv_log::kRestoreOrderUnopened, Trouble::QUEUE_NOT_RESTORED, isListing},
+    {orv_log::kMessageTooLarge, Trouble::MESSAGE_REFUSED},
+    {orv_log::kNoSpace, Trouble::MESSAGE_REFUSED},
+    {orv_log::kTooManyFiles, Trouble::MESSAGE_REFUSED},
+    {orv_log::kEntryUnopened, Trouble::FILE_UNWRITTEN},
+    {orv_log::kFileUnclosed, Trouble::FILE_UNWRITTEN},
+    {orv_log::kEntryUndeleted, Trouble::FILE_UNWRITTEN},
+    {orv_log::kOrderUnopened, Trouble::FILE_UNWRITTEN},
+    {orv_log::kOrderUnwritten, Trouble::FILE_UNWRITTEN},
+    {orv_log::kProfilesStatus, Trouble::READ_HALTED},
+    {orv_log::kMarkerStatus, Trouble::READ_HALTED},
+    {orv_log::kMarkerUnsent, Trouble::READ_HALTED},
+    {orv_log::kInitialConfigUnread, Trouble::READ_HALTED},
+    {orv_log::kEmailConfigUnread, Trouble::READ_HALTED},
+    {orv_log::kCaptureTypesUnread, Trouble::READ_HALTED},
+    {orv_log::kCaptureFailed, Trouble::CAPTURE_FAILED},
 };
 
 std::int64_t timeOf(const LogEntry& entry) {
@@ -126,9 +141,8 @@ std::optional<LogDigest::Retry> retryIn(const Entry& entry, std::int64_t now, st
     if (!seconds) {
         return std::nullopt;
     }
-    const bool isIPv6 = address.find(':') != std::string::npos;
-    const std::string server = (isIPv6 ? "[" + address + "]" : address) + ":" + entry.argument(1);
-    return LogDigest::Retry{server, now, now + *seconds * SECOND / static_cast<std::int64_t>(timeScale)};
+    return LogDigest::Retry{serverText(address, entry.argument(1)), now,
+                            now + *seconds * SECOND / static_cast<std::int64_t>(timeScale)};
 }
 
 // As the daemon reads it.
@@ -161,6 +175,7 @@ LogDigest LogDigest::read(Session& session) {
 }
 
 void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
+    latest = timeOf(entry);
     const auto found =
         Management::isDaemon(entry.component) ? orvRecognise(entry.level, entry.number, entry.text) : std::nullopt;
     if (!found) {
@@ -169,8 +184,10 @@ void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
     for (const KindTrouble& one : TROUBLES) {
         if (found->is(one.kind) && one.applies(*found)) {
             signs.push_back({one.trouble, timeOf(entry)});
+            lastText[one.trouble] = entry.text;
         }
     }
+    mail.take(*found, timeOf(entry));
     const auto* const known =
         std::ranges::find_if(MEANINGS, [&](const KindMeaning& one) { return found->is(one.kind); });
     if (known != std::ranges::end(MEANINGS)) {
@@ -199,6 +216,7 @@ void LogDigest::take(Meaning meaning, const LogEntry& entry, const OrvCatalogueM
             // The daemon forgets a retry when it reads its servers anew.
             if (match.argument(0) == "Global.Callhome.SMTPGatewayEnable") {
                 retry.reset();
+                settingsRead = timeOf(entry);
             }
             break;
         case Meaning::NOT_QUEUED:
@@ -208,11 +226,19 @@ void LogDigest::take(Meaning meaning, const LogEntry& entry, const OrvCatalogueM
             emptyFile_ = match.argument(0);
             break;
         case Meaning::UNRESTORED:
-            messagesNotQueued += match.argument(0) != empty && lostFiles_.insert(match.argument(0)).second;
+            takeLostFile(match, timeOf(entry), match.argument(0) == empty);
             break;
         default:
             recipientsGivenUp += meaning == Meaning::RECIPIENT_GIVEN_UP;
             mailsGivenUp += meaning == Meaning::MAIL_GIVEN_UP;
             lastFailure = Failure{Text::timestamp(entry.seconds, entry.microseconds), entry.text};
+    }
+}
+
+// An empty one holds no message. Every start tells of the others again.
+void LogDigest::takeLostFile(const OrvCatalogueMatch& match, std::int64_t time, bool empty) {
+    if (!empty) {
+        messagesNotQueued += !lostFiles.contains(match.argument(0));
+        lostFiles[match.argument(0)] = time;
     }
 }

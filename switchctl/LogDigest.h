@@ -4,11 +4,12 @@
 
 #include "catalogue/OrvEventCatalogue.h"
 #include "catalogue/OrvLogEntries.h"
+#include "switchctl/MailFailures.h"
 #include "switchctl/Session.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,10 @@ struct LogDigest {
         OUT_OF_MEMORY,
         OUT_OF_DESCRIPTORS,
         QUEUE_NOT_RESTORED,  // a whole one
+        MESSAGE_REFUSED,     // by the queue, for want of room
+        FILE_UNWRITTEN,
+        READ_HALTED,  // A part of the configuration was refused, and the read waits for it for ever.
+        CAPTURE_FAILED,
     };
     struct Sign {
         Trouble trouble;
@@ -47,7 +52,13 @@ struct LogDigest {
     // What an entry means here.
     enum class Meaning;
 
-    std::vector<Sign> signs;  // oldest first
+    std::vector<Sign> signs;                  // oldest first
+    std::map<Trouble, std::string> lastText;  // of the latest sign of each
+    // Files that a start could not make a message of, and when that was last, in microseconds since 1970.
+    std::map<std::string, std::int64_t> lostFiles;
+    MailFailures mail;
+    std::optional<std::int64_t> settingsRead;  // when the daemon began to, microseconds since 1970
+    std::int64_t latest = 0;                   // the time of the last entry of anybody's
     std::optional<Failure> lastFailure;
     std::optional<Retry> retry;
     std::uint64_t recipientsGivenUp = 0;
@@ -64,8 +75,8 @@ struct LogDigest {
 
 private:
     void take(Meaning meaning, const LogEntry& entry, const OrvCatalogueMatch& match, std::uint64_t timeScale);
+    void takeLostFile(const OrvCatalogueMatch& match, std::int64_t time, bool empty);
 
-    std::set<std::string> lostFiles_;
     // The one told of last: the entry about an empty file is followed by the one that it is not restored.
     std::string emptyFile_;
 };

@@ -1,5 +1,6 @@
 #include "switchctl/StatusFacts.h"
 
+#include "platform/posix/Clock.h"
 #include "switchctl/Attributes.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Management.h"
@@ -26,6 +27,9 @@ const std::vector<std::string> KEYS = {
     "Global.CallhomeDB.NumberOfProfiles",
     "Global.Callhome.FileSystemSpaceAllowed",
     "Global.Callhome.FilesAllowed",
+    "Global.Callhome.DiscardPeriod",
+    "Global.Network.Eth.0.NF-IPAddress",
+    "Global.Network.Eth.0.IPv6IPAddress",
     "Oper.Callhome.NF-ActiveSMTPAddr",
     "Oper.Callhome.ActiveSMTPPort",
 };
@@ -39,20 +43,40 @@ std::optional<std::uint32_t> bits(const Values& values, const char* key) {
     return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
 }
 
+// "100 (files)", or the number alone.
+std::optional<std::uint32_t> count(const Values& values, const char* key) {
+    const auto found = values.find(key);
+    const auto number = found == values.end()
+                            ? std::nullopt
+                            : Text::number(found->second.substr(0, found->second.find(' ')), 0, UINT32_MAX);
+    return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
+}
+
 std::optional<bool> flag(const Values& values, const char* key) {
     const auto found = values.find(key);
     const bool known = found != values.end() && (found->second == "true" || found->second == "false");
     return known ? std::optional(found->second == "true") : std::nullopt;
 }
 
+StatusFacts::Probe probeOf(const std::string& probe) {
+    const Values state = ProbeTrace::valuesIn(probe, DaemonWords::STATE);
+    const Values queue = ProbeTrace::valuesIn(probe, DaemonWords::QUEUE);
+    const Values captures = ProbeTrace::valuesIn(probe, DaemonWords::CAPTURES);
+    return {bits(state, DaemonWords::CONDITION),
+            bits(state, DaemonWords::CONFIG),
+            flag(queue, DaemonWords::QUEUE_OPEN),
+            flag(queue, DaemonWords::QUEUE_SETTINGS_READ),
+            ProbeTrace::valuesIn(probe, DaemonWords::STATISTICS),
+            count(queue, DaemonWords::PARKED),
+            count(queue, DaemonWords::FILES_ALLOWED),
+            count(queue, DaemonWords::SPACE_ALLOWED),
+            count(captures, DaemonWords::CAPTURES_RUNNING).value_or(0)};
+}
+
 void askProbe(Session& session, StatusFacts& facts) {
     try {
         const std::string probe = ProbeTrace::ask(session);
-        const Values state = ProbeTrace::valuesIn(probe, DaemonWords::STATE);
-        const Values queue = ProbeTrace::valuesIn(probe, DaemonWords::QUEUE);
-        facts.probe = StatusFacts::Probe{
-            bits(state, DaemonWords::CONDITION), bits(state, DaemonWords::CONFIG), flag(queue, DaemonWords::QUEUE_OPEN),
-            flag(queue, DaemonWords::QUEUE_SETTINGS_READ), ProbeTrace::valuesIn(probe, DaemonWords::STATISTICS)};
+        facts.probe = probeOf(probe);
         facts.traces.process = ProbeTrace::processOf(probe);
     } catch (const Refused& error) {
         facts.noProbe = error.what();
@@ -84,10 +108,7 @@ StatusFacts StatusFacts::gather(Session& session) {
     StatusFacts facts;
     facts.components = OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
     facts.attributes = Attributes::get(session, KEYS);
-    const ProfileTable table(Attributes::list(session, ProfileTable::PREFIX));
-    for (const auto& profile : table.profiles()) {
-        facts.profiles.push_back(profile.name);
-    }
+    facts.profiles = ProfileTable(Attributes::list(session, ProfileTable::PREFIX)).profiles();
     facts.log = LogDigest::read(session);
     if (facts.daemon() != nullptr) {
         try {
@@ -99,6 +120,9 @@ StatusFacts StatusFacts::gather(Session& session) {
         }
     }
     facts.traces = DaemonTraces::read(facts.traces.process);
+    facts.flash = FlashFacts::read();
+    const timeval now = hostClock().calendar();
+    facts.now = std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
     return facts;
 }
 

@@ -3,7 +3,9 @@
 
 #include "platform/wire/ManagementWire.h"
 #include "switchctl/DaemonTraces.h"
+#include "switchctl/FlashFacts.h"
 #include "switchctl/LogDigest.h"
+#include "switchctl/ProfileTable.h"
 #include "switchctl/Session.h"
 
 #include <cstdint>
@@ -21,11 +23,16 @@ struct StatusFacts {
         std::optional<bool> queueOpen;
         std::optional<bool> queueSettingsRead;
         std::map<std::string, std::string> statistics;  // of its queue
+        std::optional<std::uint32_t> parked;            // messages that only count their repeats
+        // The quotas that hold now.
+        std::optional<std::uint32_t> filesAllowed;
+        std::optional<std::uint32_t> spaceAllowed;
+        std::uint32_t captures = 0;  // that have begun and not ended
     };
 
     std::vector<ComponentList::Component> components;
     std::map<std::string, std::string> attributes;
-    std::vector<std::string> profiles;  // names of those below the number of profiles; "" for one without
+    std::vector<ProfileTable::Profile> profiles;  // those below the number of profiles
     LogDigest log;
     std::optional<QueueInfo> queue;
     std::optional<Probe> probe;
@@ -33,6 +40,8 @@ struct StatusFacts {
     std::string noAnswer;    // the daemon is there and does not answer
     std::string noResponse;  // it answers the probe alone
     DaemonTraces traces;
+    FlashFacts flash;
+    std::int64_t now = 0;  // microseconds since 1970
 
     // Asks for all of it. A daemon that is not there or does not answer leaves its part empty; throws when the switch
     // does not answer.

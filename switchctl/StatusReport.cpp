@@ -1,10 +1,10 @@
 #include "switchctl/StatusReport.h"
 
 #include "switchctl/DaemonWords.h"
-#include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -30,19 +30,11 @@ constexpr Loss LOSSES[] = {
     {DaemonWords::NOT_ADDED, "notAdded", " not added"},
 };
 
-// A retry is over when nothing is left to be sent, and forgotten by a daemon that has started since.
-const LogDigest::Retry* pendingRetry(const StatusFacts& facts) {
-    const auto& retry = facts.log.retry;
-    const bool empty = facts.queue && facts.queue->waiting == 0 && facts.queue->open == 0;
-    const bool forgotten = retry && retry->decided < facts.traces.started.value_or(0);
-    return retry && !empty && !forgotten ? &*retry : nullptr;
-}
-
 std::int64_t secondsUntil(const LogDigest::Retry& retry, std::int64_t now) {
     return std::max<std::int64_t>(0, (retry.due - now + SECOND - 1) / SECOND);
 }
 
-std::string numbered(const std::vector<StatusProblem>& problems) {
+std::string numbered(const StatusProblems& problems) {
     std::string text;
     for (std::size_t number = 0; number < problems.size(); ++number) {
         text += "  " + std::to_string(number + 1) + ". " + problems[number].text + "\n       " +
@@ -51,18 +43,29 @@ std::string numbered(const std::vector<StatusProblem>& problems) {
     return text;
 }
 
-std::string heading(const StatusFacts& facts, const std::vector<StatusProblem>& problems) {
-    if (problems.empty()) {
-        return pendingRetry(facts) == nullptr ? "CallHome can send.\n"
-                                              : "CallHome can send; after a failure it waits to try again.\n";
-    }
-    return "CallHome cannot send. What to mend, in this order:\n" + numbered(problems);
+StatusProblems only(const StatusProblems& problems, bool (*wanted)(const StatusProblem&)) {
+    StatusProblems result;
+    std::ranges::copy_if(problems, std::back_inserter(result), wanted);
+    return result;
 }
 
-// What keeps no mail from leaving stands last.
-std::string warningLines(const StatusFacts& facts) {
-    const auto warnings = daemonWarnings(facts);
-    return warnings.empty() ? "" : "worth knowing\n" + numbered(warnings);
+bool needsAPerson(const StatusProblem& problem) {
+    return problem.state != ProblemState::NOTICE;
+}
+
+std::string heading(const StatusProblems& problems) {
+    const ProblemState state = stateOf(problems);
+    const char* const title = !canSend(state) ? "CallHome cannot send. What to mend, in this order:\n"
+                              : state == ProblemState::NOTICE
+                                  ? "CallHome can send.\n"
+                                  : "CallHome can send.\nSomething is failing. What to mend, in this order:\n";
+    return title + numbered(only(problems, needsAPerson));
+}
+
+// What nobody has to mend stands last.
+std::string noticeLines(const StatusProblems& problems) {
+    const auto notices = only(problems, [](const StatusProblem& one) { return !needsAPerson(one); });
+    return notices.empty() ? "" : "worth knowing\n" + numbered(notices);
 }
 
 std::string componentWords(const StatusFacts& facts) {
@@ -105,8 +108,10 @@ std::string queueWords(const StatusFacts& facts) {
     if (!facts.queue) {
         return "not known";
     }
+    const std::uint32_t parked = facts.probe ? facts.probe->parked.value_or(0) : 0;
     return used(facts.queue->waiting, facts.attribute(FILES), "waiting") + ", " + std::to_string(facts.queue->open) +
-           " open, " + used(facts.queue->bytesInUse, facts.attribute(SPACE), "bytes");
+           " open, " + (parked == 0 ? "" : std::to_string(parked) + " mailed and kept to count repeats, ") +
+           used(facts.queue->bytesInUse, facts.attribute(SPACE), "bytes");
 }
 
 std::string retryWords(const StatusFacts& facts, std::int64_t now) {
@@ -135,6 +140,10 @@ std::string lossWords(const StatusFacts& facts) {
     return text;
 }
 
+std::string clockWords(const StatusFacts& facts) {
+    return momentText(facts.now) + (facts.traces.zone.empty() ? "" : ", orvApp's zone is " + facts.traces.zone);
+}
+
 std::string givenUpWords(const LogDigest& log) {
     return std::to_string(log.recipientsGivenUp) + " recipients, " + std::to_string(log.mailsGivenUp) + " mails, " +
            std::to_string(log.messagesNotQueued) + " messages not queued";
@@ -144,10 +153,15 @@ Json json(const StatusServer& server) {
     return Json().set("address", server.address).set("port", server.port).set("enabled", server.enabled);
 }
 
-Json problemsJson(const std::vector<StatusProblem>& problems) {
+Json problemsJson(const StatusProblems& problems) {
     Json list = Json::array();
     for (const StatusProblem& problem : problems) {
-        list.add(Json().set("cause", problem.cause).set("text", problem.text).set("remedy", problem.remedy));
+        list.add(Json()
+                     .set("cause", problem.cause)
+                     .set("text", problem.text)
+                     .set("remedy", problem.remedy)
+                     .set("id", problem.id)
+                     .set("state", nameOf(problem.state)));
     }
     return list;
 }
@@ -208,9 +222,19 @@ void addLog(Json& object, const StatusFacts& facts, std::int64_t now) {
                               .set("notQueued", facts.log.messagesNotQueued));
 }
 
+void addMore(Json& object, const StatusFacts& facts) {
+    object.setNull("parked").setNull("zone");
+    if (facts.probe && facts.probe->parked) {
+        object.set("parked", *facts.probe->parked);
+    }
+    if (!facts.traces.zone.empty()) {
+        object.set("zone", facts.traces.zone);
+    }
+}
+
 }  // namespace
 
-std::string statusLines(const StatusFacts& facts, std::int64_t now) {
+std::string statusLines(const StatusFacts& facts, const StatusProblems& problems) {
     const Rows rows = {
         {"components", componentWords(facts)},
         {"mail servers",
@@ -219,21 +243,22 @@ std::string statusLines(const StatusFacts& facts, std::int64_t now) {
         {"sender", senderWords(facts)},
         {"profiles", std::to_string(numberOfProfiles(facts))},
         {"queue", queueWords(facts)},
-        {"retry", retryWords(facts, now)},
+        {"retry", retryWords(facts, facts.now)},
         {"discarded", lossWords(facts)},
         {"given up", givenUpWords(facts.log)},
+        {"clock", clockWords(facts)},
         {"last failure", failureWords(facts)},
     };
     const auto& failure = facts.log.lastFailure;
-    return heading(facts, statusProblems(facts)) + Text::table(rows) +
-           (failure ? Text::folded(Text::oneLine(failure->text), SCREEN, "    ") : "") + warningLines(facts);
+    return heading(problems) + Text::table(rows) +
+           (failure ? Text::folded(Text::oneLine(failure->text), SCREEN, "    ") : "") + noticeLines(problems);
 }
 
-Json statusJson(const StatusFacts& facts, std::int64_t now) {
-    const auto problems = statusProblems(facts);
+Json statusJson(const StatusFacts& facts, const StatusProblems& problems) {
+    const ProblemState state = stateOf(problems);
     Json object;
-    object.set("canSend", problems.empty())
-        .set("problems", problemsJson(problems))
+    object.set("canSend", canSend(state))
+        .set("problems", problemsJson(only(problems, needsAPerson)))
         .set("components", componentsJson(facts))
         .set("primary", json(StatusServer::configured(facts, "")))
         .set("secondary", json(StatusServer::configured(facts, "1")))
@@ -247,7 +272,9 @@ Json statusJson(const StatusFacts& facts, std::int64_t now) {
     if (facts.probe) {
         object.set("discarded", discardedJson(*facts.probe));
     }
-    addLog(object, facts, now);
-    object.set("warnings", problemsJson(daemonWarnings(facts)));
+    addLog(object, facts, facts.now);
+    object.set("warnings", problemsJson(only(problems, [](const StatusProblem& one) { return canSend(one.state); })));
+    object.set("state", statusWord(state));
+    addMore(object, facts);
     return object;
 }

@@ -2,11 +2,9 @@
 #pragma once
 
 #include "switchctl/Json.h"
-#include "switchctl/StatusFacts.h"
+#include "switchctl/StatusVerdict.h"
 
-#include <cstdint>
 #include <string>
 
-// now: microseconds since 1970.
-std::string statusLines(const StatusFacts& facts, std::int64_t now);
-Json statusJson(const StatusFacts& facts, std::int64_t now);
+std::string statusLines(const StatusFacts& facts, const StatusProblems& problems);
+Json statusJson(const StatusFacts& facts, const StatusProblems& problems);

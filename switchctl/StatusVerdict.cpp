@@ -1,64 +1,66 @@
 #include "switchctl/StatusVerdict.h"
 
+#include "switchctl/MailFailures.h"
 #include "switchctl/MailServer.h"
 #include "switchctl/Text.h"
 
 #include <algorithm>
 #include <array>
-#include <utility>
+#include <iterator>
 
 namespace {
 
 // In the order of ComponentState.
 constexpr std::array<const char*, 5> STATE_NAMES = {"absent", "registered", "ready", "configured", "started"};
-constexpr const char* DEFAULT_SENDER = "<undefined>";
+constexpr std::int64_t SECOND = 1000000;
 
-bool isTrue(const StatusFacts& facts, const char* key) {
-    return facts.attribute(key) == "True";
+using Rule = StatusProblems (*)(const StatusFacts&);
+
+constexpr Rule RULES[] = {daemonProblems, setupProblems, serverProblems,  recipientProblems,
+                          queueProblems,  flashProblems, captureProblems, clockProblems};
+
+bool hasMailServer(const StatusFacts& facts, const std::string& suffix) {
+    return facts.attribute("Global.Callhome.SMTPEnable" + suffix) == "True";
 }
 
-bool isAllowed(const StatusFacts& facts) {
-    return isTrue(facts, "Default.Mfg.AllowCallhome");
+// Messages that have waited this long are not about to be sent.
+constexpr std::int64_t LONG = 10 * SECOND;
+
+// Whatever keeps them: nothing else has told.
+void addStuckMails(const StatusFacts& facts, StatusProblems& problems) {
+    const bool waits = facts.queue && facts.queue->waiting != 0 && facts.queue->open == 0;
+    const std::int64_t age = facts.now - facts.flash.oldestWaiting.value_or(facts.now);
+    if (waits && age > LONG && canSend(stateOf(problems))) {
+        problems.push_back(problem::kMailsStuck(std::to_string(facts.queue->waiting), durationText(age)));
+    }
 }
-
-bool isEnabled(const StatusFacts& facts) {
-    return isTrue(facts, "Global.Services.CallhomeEnable");
-}
-
-bool hasServer(const StatusFacts& facts) {
-    return StatusServer::configured(facts, "").usable() || StatusServer::configured(facts, "1").usable();
-}
-
-bool hasSender(const StatusFacts& facts) {
-    const std::string sender = Text::trim(facts.attribute("Global.Callhome.FromAddr"));
-    return !sender.empty() && sender != DEFAULT_SENDER;
-}
-
-bool hasProfiles(const StatusFacts& facts) {
-    return std::ranges::any_of(facts.profiles, [](const std::string& name) { return !name.empty(); });
-}
-
-// What the daemon looks at, each with its bit in the daemon's own view.
-struct Condition {
-    std::uint32_t bit;
-    bool (*holds)(const StatusFacts&);
-    const char* cause;
-    const char* text;
-    const char* remedy;
-};
-
-constexpr Condition CONDITIONS[] = {
-    {1, isAllowed, "feature", "the switch's factory settings do not allow CallHome",
-     "switchctl attr set Default.Mfg.AllowCallhome=True"},
-    {2, isEnabled, "service", "CallHome is switched off", "switchctl callhome setup --enable"},
-    {4, hasServer, "server", "no mail server is configured and switched on",
-     "switchctl callhome setup --smtp KIND-ADDRESS:PORT"},
-    {8, hasSender, "sender", "there is no sender address", "switchctl callhome setup --from ADDRESS"},
-    {16, hasProfiles, "profiles", "there are no profiles: nobody receives anything",
-     "switchctl profile add NAME --level L --format F --email ADDRESS"},
-};
 
 }  // namespace
+
+StatusProblems statusProblems(const StatusFacts& facts) {
+    StatusProblems problems;
+    for (const Rule rule : RULES) {
+        std::ranges::move(rule(facts), std::back_inserter(problems));
+    }
+    addStuckMails(facts, problems);
+    return problems;
+}
+
+ProblemState stateOf(const StatusProblems& problems) {
+    ProblemState worst = ProblemState::NOTICE;
+    for (const StatusProblem& one : problems) {
+        worst = std::max(worst, one.state);
+    }
+    return worst;
+}
+
+const char* statusWord(ProblemState state) {
+    return state == ProblemState::NOTICE ? "ok" : nameOf(state);
+}
+
+bool canSend(ProblemState state) {
+    return state < ProblemState::BLOCKED;
+}
 
 std::string stateName(ComponentState state) {
     const auto number = static_cast<std::size_t>(state);
@@ -67,8 +69,7 @@ std::string stateName(ComponentState state) {
 
 StatusServer StatusServer::configured(const StatusFacts& facts, const std::string& suffix) {
     return {MailServer::shown(facts.attribute("Global.Callhome.NF-SMTPAddr" + suffix)),
-            facts.attribute("Global.Callhome.SMTPPort" + suffix),
-            isTrue(facts, ("Global.Callhome.SMTPEnable" + suffix).c_str())};
+            facts.attribute("Global.Callhome.SMTPPort" + suffix), hasMailServer(facts, suffix)};
 }
 
 bool StatusServer::usable() const {
@@ -80,26 +81,32 @@ StatusServer StatusServer::active(const StatusFacts& facts) {
             facts.attribute("Oper.Callhome.ActiveSMTPPort"), true};
 }
 
-// A condition fails when the attributes fail it. Where they do not and the daemon still says so, it has not read them.
-std::vector<StatusProblem> statusProblems(const StatusFacts& facts) {
-    std::vector<StatusProblem> problems;
-    if (auto problem = daemonProblem(facts)) {
-        problems.push_back(std::move(*problem));
-    }
-    bool unread = false;
-    for (const Condition& condition : CONDITIONS) {
-        if (!condition.holds(facts)) {
-            problems.push_back({condition.cause, condition.text, condition.remedy});
-        } else {
-            unread =
-                unread || (facts.probe && facts.probe->condition && (*facts.probe->condition & condition.bit) == 0);
+std::string StatusServer::text() const {
+    return serverText(address, port);
+}
+
+const LogDigest::Retry* pendingRetry(const StatusFacts& facts) {
+    const auto& retry = facts.log.retry;
+    const bool empty = facts.queue && facts.queue->waiting == 0 && facts.queue->open == 0;
+    const bool forgotten = retry && retry->decided < facts.traces.started.value_or(0);
+    return retry && !empty && !forgotten ? &*retry : nullptr;
+}
+
+std::string durationText(std::int64_t microseconds) {
+    struct Unit {
+        std::int64_t seconds;
+        const char* name;
+    };
+    constexpr Unit UNITS[] = {{86400, " days"}, {3600, " h"}, {60, " min"}};
+    const std::int64_t seconds = microseconds / SECOND;
+    for (const Unit& unit : UNITS) {
+        if (seconds >= 2 * unit.seconds) {
+            return std::to_string(seconds / unit.seconds) + unit.name;
         }
     }
-    if (facts.probe && facts.probe->config.value_or(0) != 0) {
-        problems.push_back({"unread", "orvApp is reading its configuration; look again", "switchctl status"});
-    } else if (unread) {
-        problems.push_back(
-            {"unread", "orvApp has not read the attributes as they are now", "switchctl callhome profile-change"});
-    }
-    return problems;
+    return std::to_string(seconds) + " s";
+}
+
+std::string momentText(std::int64_t microseconds) {
+    return Text::timestamp(microseconds / SECOND, static_cast<std::int32_t>(microseconds % SECOND));
 }

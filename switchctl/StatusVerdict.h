@@ -1,26 +1,28 @@
 // Whether CallHome can send, and what has to be mended when it cannot, in the order in which one would mend it.
 #pragma once
 
+#include "switchctl/Problems.h"
 #include "switchctl/StatusFacts.h"
 
-#include <optional>
 #include <string>
-#include <vector>
 
-struct StatusProblem {
-    std::string cause;  // one word, for programs: daemon, feature, service, server, sender, profiles, unread
-    std::string text;
-    std::string remedy;  // a command, or what to do
-};
+// Everything that is wrong or worth knowing. Nothing blocked and nothing down: it can send.
+StatusProblems statusProblems(const StatusFacts& facts);
+// What all of it comes to: the worst of them, NOTICE where there is none.
+ProblemState stateOf(const StatusProblems& problems);
+// "ok", "failing", "blocked" or "down".
+const char* statusWord(ProblemState state);
+bool canSend(ProblemState state);
 
-// None: it can send.
-std::vector<StatusProblem> statusProblems(const StatusFacts& facts);
-
-// What is wrong with the daemon itself: how it has started, whether its threads work, what it ran out of. What keeps it
-// from sending anything; nothing when it works.
-std::optional<StatusProblem> daemonProblem(const StatusFacts& facts);
-// What keeps no mail from leaving now, and is worth knowing.
-std::vector<StatusProblem> daemonWarnings(const StatusFacts& facts);
+// What it is put together from, a theme each.
+StatusProblems daemonProblems(const StatusFacts& facts);
+StatusProblems setupProblems(const StatusFacts& facts);
+StatusProblems serverProblems(const StatusFacts& facts);
+StatusProblems recipientProblems(const StatusFacts& facts);
+StatusProblems queueProblems(const StatusFacts& facts);
+StatusProblems flashProblems(const StatusFacts& facts);
+StatusProblems captureProblems(const StatusFacts& facts);
+StatusProblems clockProblems(const StatusFacts& facts);
 
 // A mail server as the attribute store has it.
 struct StatusServer {
@@ -33,7 +35,16 @@ struct StatusServer {
     // The one that mails go through; none before the daemon has said.
     static StatusServer active(const StatusFacts& facts);
     bool usable() const;
+    // Address and port as one writes them.
+    std::string text() const;
 };
+
+// A retry is over when nothing is left to be sent, and forgotten by a daemon that has started since. Null: none.
+const LogDigest::Retry* pendingRetry(const StatusFacts& facts);
 
 // A component's state in a word.
 std::string stateName(ComponentState state);
+// As a person says how long: "40 s", "12 min", "3 h", "2 days".
+std::string durationText(std::int64_t microseconds);
+// A moment as the event log shows it.
+std::string momentText(std::int64_t microseconds);

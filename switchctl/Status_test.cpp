@@ -35,6 +35,7 @@ TEST_F(Status, ofAnUnconfiguredSwitchSaysWhatToMendInOrder) {
                   "retry         none\n"
                   "discarded     1 for space, 2 for the file limit, 3 for age, 4 cleared, 5 not added\n"
                   "given up      0 recipients, 0 mails, 0 messages not queued\n"
+                  "clock         2023-11-14T22:13:20.123456+0000, orvApp's zone is UTC\n"
                   "last failure  none\n");
 }
 
@@ -105,6 +106,7 @@ TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {
                   "retry         none\n"
                   "discarded     1 for space, 2 for the file limit, 3 for age, 4 cleared, 5 not added\n"
                   "given up      0 recipients, 0 mails, 0 messages not queued\n"
+                  "clock         2023-11-14T22:13:20.123456+0000, orvApp's zone is UTC\n"
                   "last failure  none\n");
 }
 
@@ -122,13 +124,15 @@ TEST_F(Status, isOneObjectForPrograms) {
                   "\"messagesAllowed\":100},"
                   "\"discarded\":{\"space\":1,\"fileLimit\":2,\"age\":3,\"cleared\":4,\"notAdded\":5},"
                   "\"retry\":null,\"lastFailure\":null,"
-                  "\"givenUp\":{\"recipients\":0,\"mails\":0,\"notQueued\":0},\"warnings\":[]}\n");
+                  "\"givenUp\":{\"recipients\":0,\"mails\":0,\"notQueued\":0},\"warnings\":[],\"state\":\"ok\","
+                  "\"parked\":null,\"zone\":\"UTC\"}\n");
 }
 
 TEST_F(Status, tellsProgramsTheCauseOfEachProblem) {
     EXPECT_THAT(status({"--json"}),
                 StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"service\",\"text\":\"CallHome is switched "
-                           "off\",\"remedy\":\"switchctl callhome setup --enable\"},{\"cause\":\"server\","));
+                           "off\",\"remedy\":\"switchctl callhome setup --enable\",\"id\":\"service-off\","
+                           "\"state\":\"blocked\"},{\"cause\":\"server\","));
 }
 
 TEST_F(Status, countsTheSecondServerAsAServer) {
@@ -171,7 +175,8 @@ TEST_F(Status, countsDownToTheNextTryAfterAFailure) {
     log(orv_log::kRetryLater, "192.0.2.1", 25, 5);
     switch_.clock().advance(1500);
 
-    EXPECT_THAT(status(), StartsWith("CallHome can send; after a failure it waits to try again.\n"));
+    EXPECT_THAT(status(), StartsWith("CallHome cannot send. What to mend, in this order:\n"
+                                     "  1. the mail server 192.0.2.1:25 cannot be reached: Connection refused\n"));
     EXPECT_THAT(status(), HasSubstr("\nretry         in 4 s through 192.0.2.1:25\n"));
     EXPECT_THAT(status(), EndsWith("\nlast failure  2023-11-14T22:13:20.123456+0000\n"
                                    "    Encountered failure communicating with SMTP server=192.0.2.1, port=25,\n"
@@ -212,6 +217,8 @@ TEST_F(Status, saysThatTheTraceCannotBeReadAndStillSaysTheRest) {
     };
 
     EXPECT_THAT(status(), StartsWith("CallHome can send.\n"));
+    EXPECT_THAT(status(),
+                HasSubstr("\nworth knowing\n  1. what orvApp says about itself is not known: orvApp has answered"));
     EXPECT_THAT(status(), HasSubstr("\ndiscarded     not known: orvApp has answered, but its trace "));
     EXPECT_THAT(status({"--json"}), HasSubstr("\"discarded\":null"));
 }
@@ -239,7 +246,8 @@ TEST_F(Status, ofASwitchWithoutADaemonSaysSoFirst) {
                                      "components    none\n"));
     EXPECT_THAT(status({"--json"}),
                 StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"daemon\",\"text\":\"orvApp does not run\","
-                           "\"remedy\":\"orvApp\"}],\"components\":[],"));
+                           "\"remedy\":\"orvApp\",\"id\":\"daemon-absent\",\"state\":\"down\"}],\"components\":[],"));
+    EXPECT_THAT(status({"--json"}), HasSubstr(",\"state\":\"down\","));
 }
 
 }  // namespace

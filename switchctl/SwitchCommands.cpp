@@ -1,5 +1,4 @@
 // wait, status: who is there, how far it has come, and whether it can do its work.
-#include "platform/posix/Clock.h"
 #include "switchctl/CommandTree.h"
 #include "switchctl/Commands.h"
 #include "switchctl/Errors.h"
@@ -26,23 +25,18 @@ std::vector<ComponentList::Component> components(Session& session) {
     return OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
 }
 
-std::int64_t microsecondsNow() {
-    const timeval now = hostClock().calendar();
-    return std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
-}
-
 // All that is known is printed, also when the daemon does not answer.
 void status(Session& session) {
     const StatusFacts facts = StatusFacts::gather(session);
-    const std::int64_t now = microsecondsNow();
-    session.print(statusJson(facts, now), statusLines(facts, now));
+    const StatusProblems problems = statusProblems(facts);
+    session.print(statusJson(facts, problems), statusLines(facts, problems));
     for (const std::string& silence : {facts.noAnswer, facts.noResponse}) {
         if (!silence.empty()) {
             throw NoAnswer(silence);
         }
     }
-    if (!statusProblems(facts).empty()) {
-        throw CannotSend();
+    if (stateOf(problems) != ProblemState::NOTICE) {
+        throw NeedsAPerson();
     }
 }
 

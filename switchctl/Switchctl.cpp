@@ -64,7 +64,7 @@ int runAndTell(const std::vector<std::string>& arguments, CommandTree& tree, Ses
         return runLine(arguments, tree, session);
     } catch (const CannotWrite&) {
         throw;
-    } catch (const CannotSend&) {
+    } catch (const NeedsAPerson&) {
         return ExitStatus::REFUSED;
     } catch (const UsageError& error) {
         return failUsage(session, tree, error);

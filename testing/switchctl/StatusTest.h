@@ -60,7 +60,12 @@ protected:
         run({"attr", "set", "Global.Services.CallhomeEnable=True", "Global.Callhome.NF-SMTPAddr=1-192.0.2.1",
              "Global.Callhome.SMTPEnable=True", "Global.Callhome.FromAddr=sw@example.com",
              "Global.CallhomeDB.NumberOfProfiles=2", "Global.CallhomeDB.ProfileList.0=Operators",
-             "Global.CallhomeDB.ProfileList.1=Night", "Oper.Callhome.NF-ActiveSMTPAddr=1-C0000201"});
+             "Global.CallhomeDB.ProfileList.1=Night", "Global.CallhomeDB.Profile.0.Level=Info",
+             "Global.CallhomeDB.Profile.1.Level=Warn", "Global.CallhomeDB.Profile.0.Format=Tsc1",
+             "Global.CallhomeDB.Profile.1.Format=FullText", "Global.CallhomeDB.Profile.0.NumberOfEmails=2",
+             "Global.CallhomeDB.Profile.0.EmailList.0=a@b", "Global.CallhomeDB.Profile.0.EmailList.1=c@d",
+             "Global.CallhomeDB.Profile.1.NumberOfEmails=1", "Global.CallhomeDB.Profile.1.EmailList.0=e@f",
+             "Oper.Callhome.NF-ActiveSMTPAddr=1-C0000201"});
         condition_ = "0x3f";
     }
 

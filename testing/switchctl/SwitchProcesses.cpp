@@ -46,9 +46,15 @@ void SwitchProcesses::configureWithDeadServer() const {
         done({"profile", "add", "Operators", "--level", "Info", "--format", "Tsc1", "--email", "a@x"});
     }
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    // A message that waits from before may have been tried already.
+    const auto isRead = [](const std::string& status) {
+        return status.starts_with("{\"canSend\":true") ||
+               status.starts_with(
+                   "{\"canSend\":false,\"problems\":[{\"cause\":\"server\",\"text\":\"the mail server 127.0.0.1:1 ");
+    };
     std::string status;
-    while (!status.starts_with("{\"canSend\":true") && std::chrono::steady_clock::now() < deadline) {
+    while (!isRead(status) && std::chrono::steady_clock::now() < deadline) {
         status = switchctl({"status", "--json"}).output;
     }
-    EXPECT_THAT(status, testing::StartsWith("{\"canSend\":true"));
+    EXPECT_TRUE(isRead(status)) << status;
 }
