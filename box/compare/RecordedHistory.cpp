@@ -49,7 +49,7 @@ Time RecordedHistory::laterStep(Time now) {
     return second * kSecond + (100 + random_.below(300)) * kMillisecond + (1 + random_.below(999)) * 1000;
 }
 
-void RecordedHistory::record(Life& life, Happening what, std::uint32_t number, std::string text, std::string value) {
+void RecordedHistory::note(Life& life, Happening what, std::uint32_t number, std::string text, std::string value) {
     records_.push_back({life.now(), what, number, std::move(text), std::move(value)});
 }
 
@@ -57,11 +57,11 @@ void RecordedHistory::logged(Life& life, const LogEntry& entry) {
     if (!std::exchange(listening_, true)) {
         began_ = life.now();
         life.services().management().messages().add([this, &life](const Hsb_Message& message) {
-            record(life, Happening::kResponds, message.code(), bytesOf(message.payload()));
+            note(life, Happening::kResponds, message.code(), bytesOf(message.payload()));
         });
     }
     if (entry.component == "OrvApp") {
-        record(life, Happening::kLogs, entry.number, std::to_string(entry.level) + " " + entry.text);
+        note(life, Happening::kLogs, entry.number, std::to_string(entry.level) + " " + entry.text);
     }
 }
 
@@ -106,16 +106,16 @@ void RecordedHistory::happen(Life& life) {
         case 8:
             return changeServers(life);
         case 9:
-            record(life, Happening::kState, 0, random_.oneIn(2) ? "Online" : "Offline");
+            note(life, Happening::kState, 0, random_.oneIn(2) ? "Online" : "Offline");
             static_cast<void>(life.services().happenings().state(records_.back().text));
             return;
         case 10:
-            record(life, Happening::kAddress, 0, "192.0.2." + std::to_string(100 + random_.below(3)));
+            note(life, Happening::kAddress, 0, "192.0.2." + std::to_string(100 + random_.below(3)));
             static_cast<void>(life.services().happenings().addresses({records_.back().text}));
             return;
         case 11:
             if (random_.oneIn(3)) {
-                record(life, Happening::kStop, 0, "");
+                note(life, Happening::kStop, 0, "");
                 next_ = laterStep(life.now() + 6 * kSecond);
                 return life.stop();
             }
@@ -133,7 +133,7 @@ void RecordedHistory::event(Life& life) {
     record.kind = kKinds[random_.below(std::size(kKinds))];
     record.number = 0x00010002;
     record.text = random_.oneIn(12) ? std::string(random_.below(227), 'x') : kTexts[random_.below(std::size(kTexts))];
-    this->record(life, Happening::kEvent, static_cast<std::uint32_t>(record.kind), record.text);
+    note(life, Happening::kEvent, static_cast<std::uint32_t>(record.kind), record.text);
     static_cast<void>(life.services().happenings().logRecord(record, false));
 }
 
@@ -145,12 +145,12 @@ void RecordedHistory::request(Life& life, std::uint16_t code, const std::string&
         bytes.insert(bytes.end(), profile.begin(), profile.end());
         bytes.resize(ManagementSize::TEST_REQUEST);
     }
-    record(life, Happening::kRequest, code, profile);
+    note(life, Happening::kRequest, code, profile);
     life.manage(code, bytes);
 }
 
 void RecordedHistory::set(Life& life, const std::string& key, const std::string& value) {
-    record(life, Happening::kSet, 0, key, value);
+    note(life, Happening::kSet, 0, key, value);
     static_cast<void>(life.attributes().set(key, 1, value));
 }
 

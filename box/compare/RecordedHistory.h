@@ -34,7 +34,7 @@ private:
     void reconfigure(Life& life);
     void changeServers(Life& life);
     void set(Life& life, const std::string& key, const std::string& value);
-    void record(Life& life, Happening what, std::uint32_t number, std::string text, std::string value = "");
+    void note(Life& life, Happening what, std::uint32_t number, std::string text, std::string value = "");
     Time laterStep(Time now);
 
     Random random_;
