@@ -81,6 +81,12 @@ function(orv_unity name)
     endif()
 endfunction()
 
+# orv_apart(FILE...): sources that are compiled alone also with ORV_UNITY: a test steps in front of what they define, which the
+# linker does for calls from other objects only (tools/check_wraps looks for more of them).
+function(orv_apart)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
+
 # orv_library(NAME SOURCES file... [LINK target...]): a static library whose headers are included as
 # "room/Header.h" (below src/) or "folder/.../Header.h" (below the top).
 function(orv_library name)
