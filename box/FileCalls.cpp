@@ -105,7 +105,8 @@ Result noted(Result result, Note note) {
             errno = error;                                            \
             return failure;                                           \
         }                                                             \
-        return name##Really() arguments;                              \
+        name##Call* const really = name##Really();                    \
+        return really arguments;                                      \
     }
 // The same, taken down when it has been made.
 #define BOX_NOTED(name, symbol, parameters, arguments, note)                             \

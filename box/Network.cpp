@@ -135,7 +135,7 @@ long Connection::receive(char* bytes, std::size_t room, Time now) {
         return -piece.error;  // stays: every further one is met with it
     }
     const std::size_t taken = std::min(room, piece.bytes.size());
-    std::memcpy(bytes, piece.bytes.data(), taken);
+    piece.bytes.copy(bytes, taken);
     network_.told().client(ClientStep::kHears, {bytes, taken}, now);
     piece.bytes.erase(0, taken);
     if (piece.bytes.empty()) {

@@ -21,15 +21,16 @@ BOX_CALL(int, priorityOf, "setpriority", (int which, id_t who, int priority))
 BOX_CALL(void, leaveProcess, "exit", (int status))
 BOX_CALL(void, leaveAtOnce, "_exit", (int status))
 BOX_CALL(long, systemCall, "syscall", (long number, ...))
-void logToSystem(int priority, const char* format, ...) __asm__("syslog");
-void logToSystemChecked(int priority, int flag, const char* format, ...) __asm__("__syslog_chk");
+__attribute__((format(printf, 2, 3))) void logToSystem(int priority, const char* format, ...) __asm__("syslog");
+__attribute__((format(printf, 3, 4))) void logToSystemChecked(int priority, int flag, const char* format,
+                                                              ...) __asm__("__syslog_chk");
 
 void keepProcessCalls() {
 }
 
 namespace {
 
-void logIn(int priority, const char* format, std::va_list arguments) {
+__attribute__((format(printf, 2, 0))) void logIn(int priority, const char* format, std::va_list arguments) {
     Box* const box = Box::ofCaller();
     if (box == nullptr) {
         ::vsyslog(priority, format, arguments);

@@ -18,9 +18,10 @@ Call* realCall(Call*& kept, const char* name) {
 
 // Declares a function of this program that takes the place of the C library's under the name that the linker knows,
 // and name##Really() for the one behind it.
-#define BOX_CALL(type, name, symbol, parameters)   \
-    type name parameters __asm__(symbol);          \
-    static type(*name##Kept) parameters = nullptr; \
-    static type(*name##Really()) parameters {      \
-        return realCall(name##Kept, symbol);       \
+#define BOX_CALL(type, name, symbol, parameters) \
+    type name parameters __asm__(symbol);        \
+    using name##Call = type parameters;          \
+    static name##Call* name##Kept = nullptr;     \
+    static name##Call* name##Really() {          \
+        return realCall(name##Kept, symbol);     \
     }

@@ -33,7 +33,8 @@ void refuse(const char* name) {
     BOX_CALL(type, name, symbol, parameters)                   \
     type name parameters {                                     \
         refuse(symbol);                                        \
-        return name##Really() arguments;                       \
+        name##Call* const really = name##Really();             \
+        return really arguments;                               \
     }
 
 BOX_UNOWNED(int, unownedSelect, "select", (int count, fd_set* in, fd_set* out, fd_set* error, timeval* limit),
