@@ -12,7 +12,7 @@ namespace box {
 namespace {
 
 constexpr char kFurtherEvent[] = "one further event";
-constexpr char kQueues[] = "/ostrel/conf/orv/callHome/queues";
+constexpr char kQueuesDirectory[] = "/ostrel/conf/orv/callHome/queues";
 constexpr Time kUntilFurther = 20 * kSecond;
 constexpr Time kUntilEnd = 120 * kSecond;
 
@@ -46,7 +46,7 @@ void AfterCut::publishFurther(Life& life) const {
 std::string AfterCut::unnamedLeftover() const {
     const Aside aside;
     const std::string root = host_root();
-    for (const auto& each : std::filesystem::recursive_directory_iterator(root + kQueues)) {
+    for (const auto& each : std::filesystem::recursive_directory_iterator(root + kQueuesDirectory)) {
         const std::string path = each.path().string().substr(root.size());
         if (each.path().filename().string().starts_with('m') && entries_.find(path + "\n") == std::string::npos) {
             return path + " stays, and no entry names it";
@@ -64,7 +64,7 @@ void AfterCut::mailTaken(Life& /*life*/, const MailServer& /*server*/, const Mai
 }
 
 void AfterCut::logged(Life& /*life*/, const LogEntry& entry) {
-    const std::size_t at = entry.text.find(kQueues);
+    const std::size_t at = entry.text.find(kQueuesDirectory);
     if (at != std::string::npos) {
         entries_ += entry.text.substr(at, entry.text.find_first_of(" ,", at) - at) + "\n";
     }

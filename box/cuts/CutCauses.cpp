@@ -9,7 +9,7 @@ namespace box {
 
 namespace {
 
-constexpr std::string_view kQueues = "ostrel/conf/orv/callHome/queues/";
+constexpr std::string_view kBelowQueues = "ostrel/conf/orv/callHome/queues/";
 constexpr std::string_view kOrder = "/order";
 
 }  // namespace
@@ -24,7 +24,7 @@ CutCauses::CutCauses(const FileTree& start, const FileOperations& operations, co
 CutCauses::Entry CutCauses::onlyIn(const FileTree& one, const FileTree& other, const std::string& event) {
     for (const auto& [path, file] : one.names()) {
         const std::string& bytes = one.file(file).bytes;
-        if (path.starts_with(kQueues) && eventIn(bytes) == event && other.file(path).bytes != bytes) {
+        if (path.starts_with(kBelowQueues) && eventIn(bytes) == event && other.file(path).bytes != bytes) {
             return {path, file};
         }
     }

@@ -9,7 +9,7 @@ namespace box {
 
 namespace {
 
-constexpr char kQueues[] = "/callHome/queues/";
+constexpr char kQueuesPart[] = "/callHome/queues/";
 
 }  // namespace
 
@@ -31,11 +31,11 @@ void Excuses::logged(const OrvCatalogueMatch& entry) {
 
 // The order file is about all of its queue's.
 void Excuses::add(const std::string& path) {
-    const std::size_t at = path.find(kQueues);
+    const std::size_t at = path.find(kQueuesPart);
     if (at == std::string::npos) {
         return;
     }
-    std::string name = path.substr(at + sizeof kQueues - 1);
+    std::string name = path.substr(at + sizeof kQueuesPart - 1);
     if (name.ends_with("/order") || name.ends_with("/")) {
         name.resize(name.find('/'));
     }

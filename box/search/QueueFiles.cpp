@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kQueues[] = {"send", "duplicate", "persist"};
+constexpr const char* kQueueNames[] = {"send", "duplicate", "persist"};
 constexpr char kBelow[] = "/ostrel/conf/orv/callHome/queues/";
 
 // The numbers of the entries' files. An empty one is what a kill leaves of an entry that was not accepted yet.
@@ -75,7 +75,7 @@ std::string problemOf(const std::string& directory, const char* queue, const Exc
 }  // namespace
 
 std::string queueFilesProblem(const std::string& root, const Excuses& excuses) {
-    for (const char* queue : kQueues) {
+    for (const char* queue : kQueueNames) {
         std::string problem = problemOf(root + kBelow + queue, queue, excuses);
         if (!problem.empty()) {
             return problem;
@@ -86,7 +86,7 @@ std::string queueFilesProblem(const std::string& root, const Excuses& excuses) {
 
 unsigned entriesWithFiles(const std::string& root) {
     std::size_t count = 0;
-    for (const char* queue : kQueues) {
+    for (const char* queue : kQueueNames) {
         count += entriesIn(root + kBelow + queue).size();
     }
     return static_cast<unsigned>(count);

@@ -30,13 +30,13 @@ std::string field(std::string text, std::size_t size) {
     return text;
 }
 
-struct Row {
+struct RecordRow {
     const char* name;
     OrvSyncRecord record;
     std::string bytes;
 };
 
-const Row kRows[] = {
+const RecordRow kRecordRows[] = {
     {"remove file", {.operation = 0, .path = "/a/file"}, "\0\0\0\0"s + field("/a/file", 512)},
     {"copy file",
      {.operation = 1, .path = "/a/file", .size = 0x01020304},
@@ -58,14 +58,14 @@ const Row kRows[] = {
 };
 
 TEST(OrvSyncRecord, standsOnTheWireInBigEndianOrder) {
-    for (const Row& row : kRows) {
+    for (const RecordRow& row : kRecordRows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(wire(row.record), row.bytes);
     }
 }
 
 TEST(OrvSyncRecord, isReadAsItWasWritten) {
-    for (const Row& row : kRows) {
+    for (const RecordRow& row : kRecordRows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(decoded(row.bytes), row.record);
     }
