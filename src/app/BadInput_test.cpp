@@ -8,8 +8,10 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -216,6 +218,29 @@ INSTANTIATE_TEST_SUITE_P(Texts, BadInputText,
                                          OddText{"prefixed", "1-999.999.999.999"}, OddText{"separator", "\xc2\xa7"},
                                          OddText{"nul", std::string("a\0b", 3)}),
                          [](const auto& test) { return test.param.name; });
+
+TEST_F(BadInput, aTextOfTheStoreEndsAtItsFirstNulSoThatTheMessageCanBeReadAgain) {
+    startWithoutSending();
+    const std::string profile = "Global.CallhomeDB.Profile.0.";
+    switch_->set(profile + "EmailSubject", std::string("Rack\0 seven", 11));
+    switch_->set(profile + "EmailList.0", std::string("a@example.com\0", 14));
+    changeProfiles();
+    switch_->tick(2);
+    switch_->publishLog(0, 0x00010002, "Fan");
+    switch_->tick(2);
+    ASSERT_EQ(queued(), 1u);
+    killDaemon();
+    restartSwitch();
+    primary_.acceptConnections();
+
+    startDaemon();
+    switch_->tick(2);
+
+    ASSERT_TRUE(waitForMails(primary_, 1));
+    const ScriptedMail mail = primary_.mailsTaken().front();
+    EXPECT_THAT(mail.text, AllOf(HasSubstr("] Rack\r\n"), HasSubstr("Text:           Fan\r\n")));
+    EXPECT_THAT(mail.recipients, ElementsAre("a@example.com"));
+}
 
 // What stays open when an answer is missing or bad; every other part of the configuration ends.
 // Kept: nothing reports these as ended.

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <span>
+#include <string>
 
 namespace {
 
@@ -24,6 +25,11 @@ constexpr std::uint32_t kStatusIds[] = {DsRequestId::PROFILE_MARKER, DsRequestId
 
 bool isAmong(std::span<const std::uint32_t> ids, std::uint32_t id) {
     return std::ranges::find(ids, id) != ids.end();
+}
+
+// A text of the store ends at its first NUL: no file could hold one behind it.
+void endAtNul(std::string& text) {
+    text.resize(std::min(text.size(), text.find('\0')));
 }
 
 int unhandledDsId(const char* handler, std::uint32_t id) {
@@ -53,6 +59,7 @@ int OrvStoreAnswers::processDsAttribute(const Hsb_Message& message) {
         orvLog(orv_log::kBadDsReply, error, kTraceModule, __LINE__);
         return -1;
     }
+    endAtNul(reply.entry.value);
     return isAmong(kAttributeIds, reply.id) ? callHome_.processConfig(reply) : unhandledDsId(__func__, reply.id);
 }
 
@@ -63,6 +70,7 @@ int OrvStoreAnswers::processDsAttributeBulk(const Hsb_Message& message) {
         callHome_.bulkReplyLost();
         return -1;
     }
+    std::ranges::for_each(reply.entries, endAtNul, &DsEntry::value);
     return isAmong(kBulkIds, reply.id) ? callHome_.processConfigBulk(reply) : unhandledDsId(__func__, reply.id);
 }
 
