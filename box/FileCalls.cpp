@@ -206,7 +206,7 @@ ssize_t filePwrite(int file, const void* data, std::size_t size, off_t at) {
     const ssize_t written = filePwriteReally()(file, data, error == 0 ? size : lessOf(size), at);
     wrote(file, data, written);
     return noted(written, [&](FileRecord& record) {
-        record.wroteAt(file, data, static_cast<std::size_t>(written), static_cast<std::uint64_t>(at));
+        record.wroteAt(file, data, static_cast<std::size_t>(written), static_cast<std::size_t>(at));
     });
 }
 
@@ -220,7 +220,7 @@ int fileCut(int file, off_t size) {
         const Aside aside;
         box->written(file);
     }
-    return noted(result, [&](FileRecord& record) { record.cut(file, static_cast<std::uint64_t>(size)); });
+    return noted(result, [&](FileRecord& record) { record.cut(file, static_cast<std::size_t>(size)); });
 }
 
 int fileClose(int file) {

@@ -86,11 +86,11 @@ void FileRecord::opened(int file, int flags) {
 // The place in the file has moved on by what was written.
 void FileRecord::wrote(int file, const void* bytes, std::size_t size) {
     if (known(file) != 0) {
-        wroteAt(file, bytes, size, static_cast<std::uint64_t>(::lseek(file, 0, SEEK_CUR)) - size);
+        wroteAt(file, bytes, size, static_cast<std::size_t>(::lseek(file, 0, SEEK_CUR)) - size);
     }
 }
 
-void FileRecord::wroteAt(int file, const void* bytes, std::size_t size, std::uint64_t offset) {
+void FileRecord::wroteAt(int file, const void* bytes, std::size_t size, std::size_t offset) {
     if (const std::uint32_t number = known(file)) {
         FileOperation& operation = add(FileOperation::kWrite, number, pathOf(file));
         operation.offset = offset;
@@ -98,7 +98,7 @@ void FileRecord::wroteAt(int file, const void* bytes, std::size_t size, std::uin
     }
 }
 
-void FileRecord::cut(int file, std::uint64_t size) {
+void FileRecord::cut(int file, std::size_t size) {
     if (const std::uint32_t number = known(file)) {
         add(FileOperation::kCut, number, pathOf(file)).offset = size;
     }
@@ -184,7 +184,7 @@ void FileRecord::decode(WireReader& in) {
     operations_.assign(in.u32(), {});
     for (FileOperation& operation : operations_) {
         operation.at = decode64(in);
-        operation.offset = decode64(in);
+        operation.offset = static_cast<std::size_t>(decode64(in));
         operation.kind = static_cast<FileOperation::Kind>(in.u32());
         operation.file = in.u32();
         operation.path = in.text32();

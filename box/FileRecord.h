@@ -35,10 +35,10 @@ struct FileOperation {
     };
     Kind kind = kWrite;
     Time at = 0;
-    std::uint32_t file = 0;    // 0: a directory
-    std::string path;          // by which the file is known, or becomes so
-    std::string target;        // of a rename: the new name
-    std::uint64_t offset = 0;  // of a write; of a cut: the size
+    std::uint32_t file = 0;  // 0: a directory
+    std::string path;        // by which the file is known, or becomes so
+    std::string target;      // of a rename: the new name
+    std::size_t offset = 0;  // of a write; of a cut: the size
     std::string bytes;
 };
 
@@ -54,8 +54,8 @@ public:
     // Opened for writing, perhaps created, perhaps emptied.
     void opened(int file, int flags);
     void wrote(int file, const void* bytes, std::size_t size);
-    void wroteAt(int file, const void* bytes, std::size_t size, std::uint64_t offset);
-    void cut(int file, std::uint64_t size);
+    void wroteAt(int file, const void* bytes, std::size_t size, std::size_t offset);
+    void cut(int file, std::size_t size);
     void synced(int file);
     // place: an open directory, or AT_FDCWD.
     void madeDirectory(int place, std::string_view name);

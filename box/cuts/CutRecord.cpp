@@ -120,7 +120,7 @@ void CutRecord::judge(std::uint64_t number, const Outcome& outcome, CutFigures& 
 
 void CutRecord::runPrefixes(CutFigures& figures) {
     FileTree tree = start_;
-    for (std::uint64_t number = 0; number < prefixes(); ++number) {
+    for (std::size_t number = 0; number < prefixes(); ++number) {
         if (number > 0) {
             tree.apply(operations_[number - 1]);
         }

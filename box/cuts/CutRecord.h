@@ -17,7 +17,7 @@ namespace box {
 
 class CutRecord {
 public:
-    static constexpr Time kLength = 300 * kSecond;
+    static constexpr Time kLength = 120 * kSecond;
 
     explicit CutRecord(std::uint64_t seed, Time length = kLength);
 

@@ -20,7 +20,7 @@ std::string contentOf(const FileTree& tree, const std::string& name) {
 TEST(PowerCut, leavesNoOrderFileAndNoNumberOfCapturesWithoutItsWords) {
     for (std::uint64_t seed = 1; seed <= 2; ++seed) {
         const CutRecord record(seed);
-        for (std::uint64_t number = 0; number < 2000; ++number) {
+        for (std::uint64_t number = 0; number < 800; ++number) {
             const FileTree tree = record.tree(number);
             ASSERT_EQ(contentOf(tree, "capture.seq").size(), 4u) << record.text(number);
             for (const char* queue : {"send", "duplicate", "persist"}) {
@@ -32,7 +32,7 @@ TEST(PowerCut, leavesNoOrderFileAndNoNumberOfCapturesWithoutItsWords) {
 }
 
 TEST(PowerCut, isSurvived) {
-    const CutFigures figures = CutRecord(2, 40 * kSecond).run(150);
+    const CutFigures figures = CutRecord(2, 30 * kSecond).run(100);
 
     EXPECT_TRUE(figures.failures.empty()) << figures.text();
 }

@@ -18,7 +18,7 @@ namespace box {
 
 namespace {
 
-constexpr std::uint64_t kStatesOfARecord = 2000;
+constexpr std::uint64_t kStatesOfARecord = 1000;
 
 std::uint64_t recordsOf(const Options& options) {
     return (options.cuts + kStatesOfARecord - 1) / kStatesOfARecord;
@@ -67,7 +67,7 @@ Descriptor startShare(const Options& options, std::uint64_t share) {
     return in;
 }
 
-CutFigures figuresFrom(int file, std::uint64_t share) {
+CutFigures figuresFrom(int file) {
     std::vector<std::uint8_t> bytes;
     std::uint8_t buffer[65536];
     for (ssize_t got = 1; got > 0;) {
@@ -76,7 +76,7 @@ CutFigures figuresFrom(int file, std::uint64_t share) {
     }
     CutFigures figures;
     if (bytes.empty()) {
-        figures.failures.push_back("share " + std::to_string(share) + " FAILED: no word of it");
+        figures.failures.push_back("FAILED: no word of some of the records");
         return figures;
     }
     WireReader reader(bytes);
@@ -97,8 +97,8 @@ int searchCuts(const Options& options) {
         for (std::uint64_t share = 0; share < options.jobs; ++share) {
             shares.push_back(startShare(options, share));
         }
-        for (std::uint64_t share = 0; share < options.jobs; ++share) {
-            figures.add(figuresFrom(shares[share].get(), share));
+        for (const Descriptor& share : shares) {
+            figures.add(figuresFrom(share.get()));
             ::wait(nullptr);
         }
     }

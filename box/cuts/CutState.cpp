@@ -38,7 +38,7 @@ Damage drawDamage(const FileOperation& operation, Random& chance) {
             break;
     }
     if (damage.kind == Damage::kTorn) {
-        const std::uint64_t count = std::min<std::uint64_t>(sectorsOf(operation), 63);
+        const std::size_t count = std::min<std::size_t>(sectorsOf(operation), 63);
         damage.sectors = chance.next() & ~(std::uint64_t{1} << chance.below(static_cast<std::uint32_t>(count)));
         damage.grown = chance.oneIn(2);
     }
@@ -101,8 +101,8 @@ bool isSynchronised(const FileOperations& operations, std::size_t operation, std
 CutState drawState(const FileOperations& operations, std::size_t cut, std::size_t damages, Random& chance) {
     CutState state{cut, {}};
     for (std::size_t tries = 0; cut > 0 && state.damages.size() < damages && tries < 8 * damages; ++tries) {
-        const std::uint64_t order = std::uint64_t{1} << chance.below(12);
-        const std::size_t back = order - 1 + chance.below(static_cast<std::uint32_t>(order));
+        const std::uint32_t order = 1u << chance.below(12);
+        const std::size_t back = order - 1 + chance.below(order);
         const std::size_t at = cut - 1 - std::min(back, cut - 1);
         if (operations[at].kind != FileOperation::kSync && !isSynchronised(operations, at, cut) &&
             std::ranges::find(state.damages, at, &Damage::operation) == state.damages.end()) {

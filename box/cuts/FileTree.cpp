@@ -37,14 +37,14 @@ void writeFile(const std::string& path, const FileTree::File& file) {
     require(::futimens(opened.get(), both) == 0, path);
 }
 
-std::uint64_t endOf(const FileOperation& write) {
+std::size_t endOf(const FileOperation& write) {
     return write.offset + write.bytes.size();
 }
 
 }  // namespace
 
-std::uint64_t sectorsOf(const FileOperation& write) {
-    constexpr std::uint64_t kSector = FileTree::kSector;
+std::size_t sectorsOf(const FileOperation& write) {
+    constexpr std::size_t kSector = FileTree::kSector;
     return write.bytes.empty() ? 0 : (endOf(write) - 1) / kSector - write.offset / kSector + 1;
 }
 
@@ -114,16 +114,16 @@ void FileTree::applySectors(const FileOperation& operation, std::uint64_t sector
     File& file = files_[operation.file];
     file.written = operation.at;
     if (grown) {
-        file.bytes.resize(std::max<std::size_t>(file.bytes.size(), endOf(operation)));
+        file.bytes.resize(std::max(file.bytes.size(), endOf(operation)));
     }
-    const std::uint64_t first = operation.offset / kSector;
-    for (std::uint64_t i = 0; i < sectorsOf(operation); ++i) {
-        if ((sectors >> std::min<std::uint64_t>(i, 63) & 1) == 0) {
+    const std::size_t first = operation.offset / kSector;
+    for (std::size_t i = 0; i < sectorsOf(operation); ++i) {
+        if ((sectors >> std::min<std::size_t>(i, 63) & 1) == 0) {
             continue;
         }
-        const std::uint64_t from = std::max(operation.offset, (first + i) * kSector);
-        const std::uint64_t to = std::min(endOf(operation), (first + i + 1) * kSector);
-        file.bytes.resize(std::max<std::size_t>(file.bytes.size(), to));
+        const std::size_t from = std::max(operation.offset, (first + i) * kSector);
+        const std::size_t to = std::min(endOf(operation), (first + i + 1) * kSector);
+        file.bytes.resize(std::max(file.bytes.size(), to));
         file.bytes.replace(from, to - from, operation.bytes, from - operation.offset, to - from);
     }
 }

@@ -6,6 +6,7 @@
 
 #include "box/FileRecord.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -16,7 +17,7 @@ namespace box {
 
 class FileTree {
 public:
-    static constexpr std::uint64_t kSector = 512;
+    static constexpr std::size_t kSector = 512;
 
     struct File {
         std::string bytes;
@@ -55,6 +56,6 @@ private:
 };
 
 // How many sectors a write touches.
-std::uint64_t sectorsOf(const FileOperation& write);
+std::size_t sectorsOf(const FileOperation& write);
 
 }  // namespace box
