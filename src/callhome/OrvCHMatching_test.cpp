@@ -72,6 +72,24 @@ TEST_F(OrvCHMatchingTest, onlyForeignEntriesOfThreeKindsCountAndOnlyUnderAllCond
     EXPECT_EQ(queued(), 1u);
 }
 
+// Nothing in a daemon clears the last condition; the ring is there for one that does.
+TEST_F(OrvCHMatchingTest, eventsOfADaemonThatHasNotStartedAreKeptForThatMomentIfNothingElseIsMissing) {
+    setUp_.condition.reset(OrvCHSetUp::kStarted);
+    EXPECT_EQ(take(0), 0);
+    setUp_.condition.reset(OrvCHSetUp::kServersUsable);
+    EXPECT_EQ(take(0), 0);
+    EXPECT_EQ(queued(), 0u);
+    setUp_.condition.set(OrvCHSetUp::kServersUsable);
+    setUp_.condition.set(OrvCHSetUp::kStarted);
+
+    incoming_.processIncomingLogEventQ();
+
+    EXPECT_EQ(queued(), 1u);
+    EXPECT_EQ(profiles(), (Texts{"Operators", "Everybody"}));
+    incoming_.processIncomingLogEventQ();
+    EXPECT_EQ(queued(), 1u);
+}
+
 TEST_F(OrvCHMatchingTest, messagesWaitForTheProfilesAndTheQueue) {
     setUp_.readyForMessage = false;
     EXPECT_EQ(take(0), 0);
