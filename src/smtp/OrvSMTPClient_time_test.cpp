@@ -74,6 +74,21 @@ TEST_F(OrvSMTPClientTime, givesUpOnEachStepThatIsNeverAnswered) {
     }
 }
 
+TEST_F(OrvSMTPClientTime, sendsNoTextToAServerThatHasLetALimitPass) {
+    OrvSMTPTimeouts timeouts;
+    timeouts.data = milliseconds(50);
+    server_.answerOnce(MailStage::kData, ScriptedReply::silence());
+    OrvSMTPClient client(timeouts);
+    ASSERT_EQ(connect(client), 0);
+    ASSERT_EQ(client.sendDataCmd(), -1);
+    takeTraces();
+
+    EXPECT_EQ(client.sendBody("Subject: too late\r\n"), -1);
+
+    expectTimedOut(client, 12, "Socket Closed Error");
+    EXPECT_EQ(takeTraces(), std::vector<std::string>());
+}
+
 TEST_F(OrvSMTPClientTime, waitsForALateReplyWithinItsLimit) {
     server_.answer(MailStage::kMail, ScriptedReply::line("250 at last").delayed(milliseconds(200)));
     OrvSMTPClient client;
