@@ -217,6 +217,39 @@ TEST_F(OrvCHAttachmentFilesTest, cleansDirectoriesWithAllThatIsInThem) {
     EXPECT_THAT(takeLog(), IsEmpty());
 }
 
+TEST_F(OrvCHAttachmentFilesTest, aLinkAmongTheAttachmentsIsReportedAndGoesWhereItLedStaysAsItWas) {
+    switch_.root().write("/tmp/secret", "somebody else's");
+    attachment("a.7");
+    std::filesystem::create_symlink(switch_.root().at("/tmp/secret"), switch_.root().at(kFrom + "b.8"));
+
+    files_.stageAttachments();
+
+    EXPECT_EQ(stage(), Texts{"a.7"});
+    EXPECT_THAT(attachments(), IsEmpty());
+    EXPECT_EQ(switch_.root().read("/tmp/secret"), "somebody else's");
+    const Log log = takeLog();
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_THAT(log[0].second, testing::HasSubstr("Too many levels of symbolic links"));
+}
+
+TEST_F(OrvCHAttachmentFilesTest, directoriesDeeperThanAnyOfTheDaemonsAreReportedAndStay) {
+    std::string path = kTo;
+    for (int level = 0; level < 32; ++level) {
+        path += "d/";
+    }
+    std::filesystem::create_directories(switch_.root().at(path));
+
+    files_.stageAttachments();
+
+    EXPECT_TRUE(switch_.root().exists(path));
+    const Log log = takeLog();
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_THAT(log[0].second, testing::HasSubstr("Too many open files"));
+    std::filesystem::remove(switch_.root().at(path));
+    files_.cleanAttachments();
+    EXPECT_THAT(stage(), IsEmpty());
+}
+
 TEST_F(OrvCHAttachmentFilesTest, doesNotFollowALinkedDirectory) {
     switch_.root().write("/elsewhere/file", "kept");
     switch_.root().write("/x/file", "");
