@@ -29,6 +29,13 @@ endif()
 if(ORV_FUZZ)
     target_compile_options(orv_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+if(ORV_COVERAGE)
+    add_library(orv_counters STATIC ${CMAKE_SOURCE_DIR}/testing/coverage/Counters.cpp)
+    target_compile_options(orv_flags INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
+    target_link_options(orv_flags INTERFACE --coverage -Wl,--wrap=_exit -Wl,--wrap=abort
+        -Wl,--undefined=__wrap__exit -Wl,--undefined=__wrap_abort)
+    target_link_libraries(orv_flags INTERFACE orv_counters)
+endif()
 
 # A release is the same bytes from whichever directory, and hard to misuse. Position independence is asked for by name: not
 # every compiler is set up for it.
