@@ -87,6 +87,13 @@ const ProblemCase QUEUE[] = {
      },
      {"blocked mails-stuck"},
      "2 messages wait, the oldest for 10 min"},
+    {"messages that a start has just found",
+     [](StatusFacts& facts) {
+         facts.queue->waiting = 2;
+         facts.flash.oldestWaiting = NOW - 600 * SECOND;
+         facts.traces.started = facts.traces.system.started = NOW - 2 * SECOND;
+     },
+     {}},
     {"a message that came just now",
      [](StatusFacts& facts) {
          facts.queue->waiting = 1;

@@ -46,12 +46,23 @@ struct Waiting {
     const char* limit = "300";
 };
 
+// When the message went to the send thread. Probes soon push that out of the main trace: then it was when the message
+// came, or when its next try was due.
+std::optional<std::int64_t> openedAt(const StatusFacts& facts) {
+    if (facts.traces.opened || !facts.flash.oldestWaiting) {
+        return facts.traces.opened;
+    }
+    const std::int64_t due = facts.log.retry ? std::min(facts.log.retry->due, facts.now) : 0;
+    return std::max({*facts.flash.oldestWaiting, due, facts.traces.started.value_or(0)});
+}
+
 std::optional<Waiting> waiting(const StatusFacts& facts) {
     const SendTrace& send = facts.traces.send;
-    if (!facts.queue || facts.queue->open == 0 || !facts.traces.opened) {
+    const auto opened = openedAt(facts);
+    if (!facts.queue || facts.queue->open == 0 || !opened) {
         return std::nullopt;
     }
-    const bool begun = send.lastTime() >= *facts.traces.opened;
+    const bool begun = send.lastTime() >= *opened;
     if (begun && send.asked()) {
         const auto* const limit =
             std::ranges::find_if(LIMITS, [&](const Limit& one) { return send.asked()->starts_with(one.command); });
@@ -64,7 +75,7 @@ std::optional<Waiting> waiting(const StatusFacts& facts) {
     }
     const auto port = Text::number(StatusServer::active(facts).port, 1, UINT16_MAX);
     const bool connects = port && DaemonProcess::connects(static_cast<std::uint16_t>(*port));
-    return Waiting{connects ? "a connection" : "the greeting", std::max(send.lastTime(), *facts.traces.opened)};
+    return Waiting{connects ? "a connection" : "the greeting", std::max(send.lastTime(), *opened)};
 }
 
 void addSilence(const StatusFacts& facts, StatusProblems& problems) {

@@ -167,6 +167,22 @@ const ProblemCase SERVERS[] = {
      silence(sent(".")),
      {"blocked server-silent"},
      "the reply to the mail of 192.0.2.1:25 for 60 s of 600"},
+    {"a server that says nothing, when the trace does not tell since when",
+     [](StatusFacts& facts) {
+         facts.queue->open = 1;
+         facts.flash.oldestWaiting = NOW - 50 * SECOND;
+     },
+     {"blocked server-silent"},
+     "for 50 s of 300"},
+    {"the same in a later try",
+     [](StatusFacts& facts) {
+         log(facts, NOW - 30 * SECOND, orv_log::kRetryLater, "192.0.2.1", 25, 10);
+         log(facts, NOW - 30 * SECOND, orv_log::kSendFailed, "192.0.2.1", 25, "Socket Closed Error", "x", "");
+         facts.queue->open = 1;
+         facts.flash.oldestWaiting = NOW - 500 * SECOND;
+     },
+     {"blocked server-silent", "blocked server-breaks-off"},
+     "for 20 s of 300"},
     {"a dialogue that goes on", silence(got("220 x")), {}},
     {"a message that was opened just now",
      [](StatusFacts& facts) {

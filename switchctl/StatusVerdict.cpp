@@ -26,12 +26,17 @@ bool hasMailServer(const StatusFacts& facts, const std::string& suffix) {
 // Messages that have waited this long are not about to be sent.
 constexpr std::int64_t LONG = 10 * SECOND;
 
-// Whatever keeps them: nothing else has told.
+// Whatever keeps them: nothing else has told. After a start, and after a dialogue, the daemon gets some time too.
 void addStuckMails(const StatusFacts& facts, StatusProblems& problems) {
     const bool waits = facts.queue && facts.queue->waiting != 0 && facts.queue->open == 0;
-    const std::int64_t age = facts.now - facts.flash.oldestWaiting.value_or(facts.now);
-    if (waits && age > LONG && canSend(stateOf(problems))) {
-        problems.push_back(problem::kMailsStuck(std::to_string(facts.queue->waiting), durationText(age)));
+    if (!waits || !facts.flash.oldestWaiting || pendingRetry(facts) != nullptr || !canSend(stateOf(problems))) {
+        return;
+    }
+    const std::int64_t quiet = facts.now - std::max({*facts.flash.oldestWaiting, facts.traces.started.value_or(0),
+                                                     facts.log.settingsRead.value_or(0), facts.traces.send.lastTime()});
+    if (quiet > LONG) {
+        problems.push_back(problem::kMailsStuck(std::to_string(facts.queue->waiting),
+                                                durationText(facts.now - *facts.flash.oldestWaiting)));
     }
 }
 
