@@ -213,16 +213,23 @@ TEST_F(Problems, ofRecipientsEndWhenTheServerTakesThem) {
     });
 }
 
-TEST_F(Problems, ofASecondServerAreFailuresAndNoMore) {
-    ScriptedMailServer second;
-    const std::string address = "1-127.0.0.1:" + std::to_string(second.port());
+TEST_F(Problems, ofOneServerOfTwoAreFailuresAndNoMore) {
+    ScriptedMailServer second(ScriptedMailServer::Family::kIPv6);
+    const std::string port = std::to_string(second.port());
     expectMended({"servers-same",
                   [&] {
-                      done({"callhome", "setup", "--smtp2", address});
+                      done({"callhome", "setup", "--smtp2", "1-127.0.0.1:" + port});
                   },
                   [&] {
-                      done({"callhome", "setup", "--smtp2", "off"});
+                      done({"callhome", "setup", "--smtp2", "2-[::1]:" + port});
                   }});
+    expectMended({"server-spare",
+                  [&] {
+                      server_.refuseConnections();
+                      happen();
+                  },
+                  [&] { server_.acceptConnections(); }});
+    EXPECT_EQ(second.mailsTaken().size(), 1u);
 }
 
 TEST_F(Problems, ofFilesAreMendedByMovingThem) {
