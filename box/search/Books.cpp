@@ -76,6 +76,7 @@ void Books::traced(std::string_view line) {
     if (colon == std::string_view::npos) {
         return;
     }
+    ++heard_;
     const std::string_view method = rest.substr(0, colon);
     const std::string_view text = rest.substr(colon + 2);
     if (!isPart(method)) {

@@ -56,6 +56,8 @@ public:
     bool takeRestored() { return std::exchange(restoredNow_, false); }
     // Has seen anything yet.
     bool begun() const { return !context_.empty(); }
+    // So many traces of the queue have been heard.
+    std::uint64_t heard() const { return heard_; }
     // An entry is being mailed.
     bool mails() const { return open_.has_value(); }
     // No entry is anywhere.
@@ -98,6 +100,7 @@ private:
     std::array<std::map<std::uint32_t, Entry>, kLists> lists_;
     std::deque<Entry> early_;
     Sums sums_;
+    std::uint64_t heard_ = 0;
     std::string context_;         // the operation under way
     std::optional<bool> adding_;  // a message is received; whether it is a test
     bool drained_ = false;        // the next one was received before

@@ -97,11 +97,13 @@ private:
     Books books_;
     Delays delays_;
     std::uint32_t troublesHeard_ = 0;
-    bool blind_ = false;     // the traces have fallen silent, for want of descriptors, say
-    bool restored_ = false;  // and not judged yet
-    unsigned left_ = 0;      // entries' files at its beginning
-    unsigned named_ = 0;     // those that were named, and not restored
-    long most_ = 0;          // objects at one of the first rests
+    bool blind_ = false;             // the traces have fallen silent, for want of descriptors, say
+    std::uint64_t heardAtMail_ = 0;  // traces of the queue
+    std::int64_t lastMailed_ = -1;   // event
+    bool restored_ = false;          // and not judged yet
+    unsigned left_ = 0;              // entries' files at its beginning
+    unsigned named_ = 0;             // those that were named, and not restored
+    long most_ = 0;                  // objects at one of the first rests
     unsigned rests_ = 0;
     // ---
     std::string problem_;

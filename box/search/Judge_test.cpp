@@ -169,6 +169,26 @@ TEST_F(JudgeTest, seesAMailOfNoOpenEntry) {
     EXPECT_EQ(broken(), "books");
 }
 
+TEST_F(JudgeTest, leavesTheBooksWhereFailuresMayHaveSilencedTheTraces) {
+    facts_.anythingFailed = true;
+    judge_.published(3);
+    judge_.published(4);
+    mail(3);
+    mail(4);
+    trace("addInternal", "entry (0) added to the send queue");
+
+    EXPECT_EQ(broken(), "");
+}
+
+TEST_F(JudgeTest, seesTheMailsOfTwoEntriesWithoutATraceInBetween) {
+    judge_.published(3);
+    judge_.published(4);
+    mail(3);
+    mail(4);
+
+    EXPECT_EQ(broken(), "books");
+}
+
 TEST_F(JudgeTest, seesWhatTheBooksMiss) {
     trace("addInternal", "entry (0) added to the send queue");
 

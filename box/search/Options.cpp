@@ -84,6 +84,12 @@ constexpr Option kOptions[] = {
      [](std::string_view text, Options& o) { return readFaults(text, o.faults); }},
     {"--until", "TIME", "the history ends there, as 3d, 5h, 20m or 40s",
      [](std::string_view text, Options& o) { return readSpan(text, o.until); }},
+    {"--skip", "STEPS", "these steps do not happen, as 3-17,20",
+     [](std::string_view text, Options& o) { return readSteps(text, o.skip); }},
+    {"--spare", "LIVES", "these lives begin with no kill and no failures before them",
+     [](std::string_view text, Options& o) { return readSteps(text, o.spare); }},
+    {"--shrink", "", "looks for the fewest steps of a history that still fail, and prints them",
+     [](std::string_view, Options& o) { return o.shrink = true; }},
     {"--jobs", "N", "so many histories at once (1)",
      [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 64, o.jobs); }},
     {"--minutes", "N", "looks for a history that fails, that long",
@@ -125,11 +131,28 @@ bool readOptions(int argc, const char* const* argv, Options& options, std::strin
         problem = "--trace goes with one history, not with --minutes";
         return false;
     }
+    if (options.shrink && (options.minutes > 0 || options.runs > 1 || !options.directory.empty())) {
+        problem = "--shrink goes with one history, in a directory of its own";
+        return false;
+    }
     if (!options.directory.empty() && (options.minutes > 0 || options.runs > 1)) {
         problem = "--directory goes with one history";
         return false;
     }
     return true;
+}
+
+std::string faultsText(std::uint32_t faults) {
+    std::string text;
+    for (const NamedFault& each : kFaults) {
+        if (each.faults == faults) {
+            return std::string(each.name);
+        }
+        if (each.faults != kAllFaults && (each.faults & faults) != 0) {
+            text += (text.empty() ? "" : ",") + std::string(each.name);
+        }
+    }
+    return text;
 }
 
 std::string usage() {

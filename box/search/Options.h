@@ -2,6 +2,7 @@
 #pragma once
 
 #include "box/Times.h"
+#include "box/search/Steps.h"
 
 #include <cstdint>
 #include <string>
@@ -32,6 +33,9 @@ struct Options {
     std::uint64_t cuts = 0;     // so many states after power cuts, instead of histories
     std::int64_t state = -1;    // this one of the seed's alone
     Time until = kNever;
+    Steps skip;   // these steps of the history do not happen
+    Steps spare;  // these lives begin with no kill and no failures before them
+    bool shrink = false;
     bool trace = false;
     bool help = false;
     std::string directory;  // empty: a new one in memory
@@ -41,6 +45,8 @@ struct Options {
 // False with a line that says what is wrong.
 bool readOptions(int argc, const char* const* argv, Options& options, std::string& problem);
 std::string usage();
+// As --faults takes them.
+std::string faultsText(std::uint32_t faults);
 
 // A file of histories that have failed once: a line of options each, and behind a # its story. False with a line that
 // says what is wrong, and where.

@@ -42,6 +42,18 @@ TEST(BoxOptions, areReadByTheirNames) {
     EXPECT_TRUE(options.trace);
 }
 
+TEST(BoxOptions, takeTimesInEveryUnit) {
+    constexpr struct {
+        const char* text;
+        Time time;
+    } kTimes[] = {{"3d", 3 * kDay}, {"5h", 5 * 3600 * kSecond}, {"20m", 1200 * kSecond}, {"40s", 40 * kSecond}};
+    for (const auto& each : kTimes) {
+        Options options;
+        EXPECT_EQ(problemOf({"--until", each.text}, options), "");
+        EXPECT_EQ(options.until, each.time);
+    }
+}
+
 TEST(BoxSeeds, areReadFromALineEach) {
     const BoxDirectory directory("");
     const std::string path = directory.path() + "/seeds";
@@ -82,6 +94,10 @@ TEST(BoxOptions, areRefusedWithALineThatNamesThem) {
         {{"--until", "5"}, "--until cannot be 5"},
         {{"--until", "99999999999d"}, "--until cannot be 99999999999d"},
         {{"--faults", "kill"}, "--faults cannot be kill"},
+        {{"--skip", "3-1"}, "--skip cannot be 3-1"},
+        {{"--skip", "0"}, "--skip cannot be 0"},
+        {{"--spare", "a"}, "--spare cannot be a"},
+        {{"--shrink", "--minutes", "1"}, "--shrink goes with one history, in a directory of its own"},
         {{"--jobs", "0"}, "--jobs cannot be 0"},
         {{"--directory", ""}, "--directory cannot be empty"},
         {{"--minutes", "1", "--trace"}, "--trace goes with one history, not with --minutes"},

@@ -151,12 +151,21 @@ void RandomHistory::step(Life& life) {
         calmDown(life);
         return;
     }
+    schedule(life.now());  // first: the step may end this life
+    ++step_;
+    // Of its own, so that what follows is the same without it.
+    dice_ = chance_.branch();
+    if (!settings_.skip.contains(step_)) {
+        happen(life);
+    }
+}
+
+void RandomHistory::happen(Life& life) {
     std::uint32_t all = 0;
     for (const Kind& kind : kKinds) {
         all += kind.fault == 0 || (kind.fault & settings_.faults) != 0 ? kind.weight : 0;
     }
-    std::uint32_t drawn = chance_.below(all);
-    schedule(life.now());  // first: the step may end this life
+    std::uint32_t drawn = dice_.below(all);
     for (const Kind& kind : kKinds) {
         if (kind.fault != 0 && (kind.fault & settings_.faults) == 0) {
             continue;
@@ -188,27 +197,27 @@ void RandomHistory::repeat(Life& life) {
     if (events_ == 0) {
         return;
     }
-    publish(life, events_ - 1 - chance_.below(std::min(kRecent, events_)));
+    publish(life, events_ - 1 - dice_.below(std::min(kRecent, events_)));
 }
 
 void RandomHistory::burst(Life& life) {
-    for (std::uint32_t left = 2 + chance_.below(20); left > 0; --left) {
+    for (std::uint32_t left = 2 + dice_.below(20); left > 0; --left) {
         publishNew(life);
     }
 }
 
 void RandomHistory::changeServer(Life& life) {
     auto& servers = life.servers();
-    MailServer& server = servers[chance_.below(static_cast<std::uint32_t>(servers.size()))];
-    server.manner = drawManner(chance_);
+    MailServer& server = servers[dice_.below(static_cast<std::uint32_t>(servers.size()))];
+    server.manner = drawManner(dice_);
     life.tell(server.name + " changes: reach " + std::to_string(server.manner.reach) + ", slowest reply " +
               std::to_string(server.manner.slowestReply) + " ms, defers " + std::to_string(server.manner.defers));
 }
 
 void RandomHistory::changeConfig(Life& life) {
-    for (std::uint32_t left = 1 + chance_.below(3); left > 0; --left) {
-        const Setting& setting = settings()[chance_.below(static_cast<std::uint32_t>(settings().size()))];
-        const char* const value = setting.values[chance_.below(static_cast<std::uint32_t>(setting.values.size()))];
+    for (std::uint32_t left = 1 + dice_.below(3); left > 0; --left) {
+        const Setting& setting = settings()[dice_.below(static_cast<std::uint32_t>(settings().size()))];
+        const char* const value = setting.values[dice_.below(static_cast<std::uint32_t>(setting.values.size()))];
         life.tell(std::string(setting.key) + " becomes " + value);
         static_cast<void>(life.attributes().set(setting.key, dsClient::TYPE_STRING, value));
     }
@@ -218,7 +227,7 @@ void RandomHistory::changeConfig(Life& life) {
 void RandomHistory::request(Life& life) {
     static constexpr std::uint16_t kPlain[] = {ManagementCode::PROFILE_CHANGE, ManagementCode::PROFILE_PROCESSED_INFO,
                                                ManagementCode::CHANGEOVER, ManagementCode::MESG_Q_INFO};
-    const std::uint32_t drawn = chance_.below(8);
+    const std::uint32_t drawn = dice_.below(8);
     if (drawn == 0) {
         life.tell("the queue is to be cleared");
         life.manage(ManagementCode::CLEAR_QUEUE, ManagementRequest{}.encode());
@@ -226,45 +235,51 @@ void RandomHistory::request(Life& life) {
         life.tell("a test message");
         life.manage(ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, "Operators"}.encode());
     } else {
-        const std::uint16_t code = kPlain[chance_.below(4)];
+        const std::uint16_t code = kPlain[dice_.below(4)];
         life.tell("request " + std::to_string(code));
         life.manage(code, ManagementRequest{}.encode());
     }
 }
 
 void RandomHistory::endLife(Life& life) {
-    const bool kills = (settings_.faults & kKills) != 0 && ((settings_.faults & kRestarts) == 0 || chance_.oneIn(2));
+    const bool kills = (settings_.faults & kKills) != 0 && ((settings_.faults & kRestarts) == 0 || dice_.oneIn(2));
     if (kills) {
         life.kill();
     }
     life.stop();
 }
 
+void RandomHistory::begins(const std::string& root) {
+    judge_.begins(root);
+    dice_ = Random(Random(settings_.seed + ++lives_).next());
+}
+
 // Half of the lives are killed somewhere, each order of magnitude as likely as the next.
 std::uint64_t RandomHistory::killAtCall() {
-    if ((settings_.faults & kKills) == 0 || phase_ != 0 || chance_.oneIn(2)) {
+    if ((settings_.faults & kKills) == 0 || phase_ != 0 || settings_.spare.contains(lives_) || dice_.oneIn(2)) {
         return 0;
     }
-    const std::uint64_t order = std::uint64_t{1} << chance_.below(24);
-    return order + chance_.next() % order;
+    const std::uint64_t order = std::uint64_t{1} << dice_.below(24);
+    return order + dice_.next() % order;
 }
 
 // A few failures in a row, near or far: each order of magnitude as likely as the next.
 Trouble RandomHistory::drawTrouble(std::uint32_t faults) {
     Trouble trouble;
-    const bool calls = (faults & kCallFaults) != 0 && ((faults & kMemoryFaults) == 0 || chance_.oneIn(2));
-    const std::uint64_t before = chance_.next() % (std::uint64_t{1} << chance_.below(14));
-    const std::uint32_t burst = 1 + chance_.below(chance_.oneIn(4) ? 20 : 3);
+    const bool calls = (faults & kCallFaults) != 0 && ((faults & kMemoryFaults) == 0 || dice_.oneIn(2));
+    const std::uint64_t before = dice_.next() % (std::uint64_t{1} << dice_.below(14));
+    const std::uint32_t burst = 1 + dice_.below(dice_.oneIn(4) ? 20 : 3);
     (calls ? trouble.callsBefore : trouble.allocationsBefore) = before;
     (calls ? trouble.calls : trouble.allocations) = burst;
-    trouble.ofOneName = chance_.oneIn(2);
+    trouble.ofOneName = dice_.oneIn(2);
     return trouble;
 }
 
 // A third of the lives begin with it.
 Trouble RandomHistory::trouble() {
     const std::uint32_t faults = settings_.faults & (kCallFaults | kMemoryFaults);
-    return faults != 0 && phase_ == 0 && chance_.oneIn(3) ? drawTrouble(faults) : Trouble{};
+    return faults != 0 && phase_ == 0 && !settings_.spare.contains(lives_) && dice_.oneIn(3) ? drawTrouble(faults)
+                                                                                             : Trouble{};
 }
 
 void RandomHistory::letFail(Life& life) {
@@ -339,7 +354,7 @@ void RandomHistory::tellBroken(Life& life) {
 void RandomHistory::encode(WireWriter& out) const {
     encode64(out, chance_.state());
     encode64(out, next_);
-    out.u32(phase_).u32(events_);
+    out.u32(phase_).u32(events_).u32(step_).u32(lives_);
     judge_.encode(out);
 }
 
@@ -348,6 +363,8 @@ void RandomHistory::decode(WireReader& in) {
     next_ = decode64(in);
     phase_ = in.u32();
     events_ = in.u32();
+    step_ = in.u32();
+    lives_ = in.u32();
     judge_.decode(in);
 }
 

@@ -6,6 +6,7 @@
 #include "box/Script.h"
 #include "box/World.h"
 #include "box/search/Judge.h"
+#include "box/search/Steps.h"
 
 #include <cstdint>
 #include <string>
@@ -21,6 +22,8 @@ public:
         std::uint32_t eventsPerDay = 200;
         std::uint32_t faults = 0;  // of Options.h
         Time until = kNever;
+        Steps skip;   // as in Options.h
+        Steps spare;  // the same
     };
 
     // Also gives the world its mail servers and its first configuration.
@@ -35,10 +38,11 @@ public:
     void mainWaits(Life& life, const char* call) override;
     void written(Life& life, std::string_view text) override;
     void clientSteps(Life& life, ClientStep step, std::string_view what, Time at) override;
-    void begins(const std::string& root) override { judge_.begins(root); }
+    void begins(const std::string& root) override;
     void encode(WireWriter& out) const override;
     void decode(WireReader& in) override;
 
+    std::uint32_t steps() const { return step_; }
     std::uint32_t events() const { return events_; }
     // What is wrong, "" when nothing is.
     Books::Sums sums() const { return judge_.sums(); }
@@ -48,6 +52,7 @@ private:
     struct Kind;
     static const Kind kKinds[];
     void schedule(Time now);
+    void happen(Life& life);
     void publish(Life& life, std::uint32_t event);
     void publishNew(Life& life);
     void repeat(Life& life);
@@ -64,9 +69,12 @@ private:
     void tellBroken(Life& life);
 
     const Settings settings_;
-    Random chance_;
+    Random chance_;   // of when steps happen
+    Random dice_{0};  // of one step, or of one life's beginning
     Time next_ = 0;
     std::uint32_t phase_ = 0;  // 0: faults; 1: calm; 2: over
+    std::uint32_t step_ = 0;   // the last one
+    std::uint32_t lives_ = 0;  // begun
     std::uint32_t events_ = 0;
     Judge judge_;
 };

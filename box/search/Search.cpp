@@ -68,11 +68,14 @@ Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory
     settings.eventsPerDay = options.eventsPerDay;
     settings.faults = options.faults;
     settings.until = options.until;
+    settings.skip = options.skip;
+    settings.spare = options.spare;
     RandomHistory history(settings, world);
     const LifeOutcome outcome = liveOn(world, history, directory.path());
     Report report;
     report.seed = seed;
     report.lives = world.lives;
+    report.steps = history.steps();
     report.events = history.events();
     report.mails = world.mails;
     report.entries = world.entries;

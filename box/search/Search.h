@@ -12,6 +12,7 @@ namespace box {
 struct Report {
     std::uint64_t seed = 0;
     std::uint32_t lives = 0;
+    std::uint32_t steps = 0;
     std::uint32_t events = 0;
     std::uint64_t mails = 0;
     std::uint64_t entries = 0;  // of the event log

@@ -5,6 +5,7 @@
 #include "box/search/Options.h"
 #include "box/search/RandomHistory.h"
 #include "box/search/Search.h"
+#include "box/search/Shrink.h"
 
 #include <cstdio>
 #include <exception>
@@ -60,6 +61,9 @@ int main(int argc, char** argv) {
     try {
         if (options.cuts > 0 || options.state >= 0) {
             return box::searchCuts(options);
+        }
+        if (options.shrink) {
+            return box::shrink(options);
         }
         return options.minutes > 0 || options.jobs > 1 ? box::search(options) : runAll(histories);
     } catch (const std::exception& error) {
