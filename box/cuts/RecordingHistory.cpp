@@ -26,17 +26,17 @@ void lengthenEntries(World& world, std::uint64_t seed) {
 }  // namespace
 
 RecordingHistory::RecordingHistory(std::uint64_t seed, Time length, World& world, const std::string& root)
-    : history_(settingsFor(seed, length), world), record_(root) {
+    : RandomHistory(settingsFor(seed, length), world), record_(root) {
     lengthenEntries(world, seed);
 }
 
 void RecordingHistory::encode(WireWriter& out) const {
-    history_.encode(out);
+    RandomHistory::encode(out);
     record_.encode(out);
 }
 
 void RecordingHistory::decode(WireReader& in) {
-    history_.decode(in);
+    RandomHistory::decode(in);
     record_.decode(in);
 }
 

@@ -14,7 +14,7 @@
 
 namespace box {
 
-class RandomHistory final : public Script {
+class RandomHistory : public Script {
 public:
     struct Settings {
         std::uint64_t seed = 1;
