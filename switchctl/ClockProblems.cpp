@@ -1,5 +1,6 @@
 // What is wrong with the clock: not set, moved, behind what it has shown before; and which zone the daemon's times are
 // in.
+#include "switchctl/Second.h"
 #include "switchctl/StatusVerdict.h"
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 
 namespace {
 
-constexpr std::int64_t SECOND = 1000000;
 // A clock that is kept in step moves by less.
 constexpr std::int64_t STEP = 60 * SECOND;
 // 2020-01-01: no switch of this kind has seen an earlier day. In 32 bits a clock ends in 2038.

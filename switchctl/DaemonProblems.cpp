@@ -1,5 +1,6 @@
 // What is wrong with the daemon itself: whether it is there, how it has started, whether its threads work, what it ran
 // out of.
+#include "switchctl/Second.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
@@ -10,7 +11,6 @@ namespace {
 
 using Trouble = LogDigest::Trouble;
 
-constexpr std::int64_t SECOND = 1000000;
 // A start that takes longer has come to a halt.
 constexpr std::int64_t LONGEST_START = 15 * SECOND;
 

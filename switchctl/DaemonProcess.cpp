@@ -1,6 +1,7 @@
 #include "switchctl/DaemonProcess.h"
 
 #include "host_root.h"
+#include "switchctl/Second.h"
 #include "switchctl/Text.h"
 
 #include <signal.h>
@@ -17,7 +18,6 @@
 namespace {
 
 constexpr const char* NAME = "orvApp";
-constexpr std::int64_t SECOND = 1000000;
 
 // "" where the system has no such file.
 std::string contentOf(const std::string& file) {

@@ -1,6 +1,7 @@
 #include "switchctl/FlashFacts.h"
 
 #include "host_root.h"
+#include "switchctl/Second.h"
 #include "switchctl/Text.h"
 
 #include <sys/stat.h>
@@ -15,7 +16,6 @@ namespace {
 
 constexpr const char* DIRECTORY = "/ostrel/conf/orv/callHome";
 constexpr std::string_view SEND = "send";
-constexpr std::int64_t SECOND = 1000000;
 
 std::optional<std::int64_t> timeOf(const std::string& file) {
     struct stat status {};

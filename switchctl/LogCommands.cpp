@@ -88,7 +88,7 @@ void follow(Session& session, const LogArguments& arguments) {
     session.client.serveForever();
 }
 
-void log(Session& session, const LogArguments& arguments) {
+void showLog(Session& session, const LogArguments& arguments) {
     if (arguments.follow) {
         follow(session, arguments);
     } else {
@@ -103,7 +103,7 @@ void addLogCommands(CommandTree& tree) {
         tree.command(tree.root(), "log",
                      {"log [--follow] [--since ID] [--level N]", "Event log: time, level, id, flags, component, text",
                       "log --level 3 --since 17"},
-                     log);
+                     showLog);
     command.flag("--follow", "Go on printing what is added", arguments.follow)
         .take({"--since", "ID", "Only what came after this id"}, arguments.since)
         .number({"--level", "N", "Only levels up to N; operators see 0, 2 and 3"}, arguments.level, 0, INT32_MAX);

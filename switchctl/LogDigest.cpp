@@ -2,6 +2,7 @@
 
 #include "MessageCodes.h"
 #include "switchctl/Management.h"
+#include "switchctl/Second.h"
 #include "switchctl/Text.h"
 
 #include <algorithm>
@@ -25,8 +26,6 @@ enum class LogDigest::Meaning {
 };
 
 namespace {
-
-constexpr std::int64_t SECOND = 1000000;
 
 using Trouble = LogDigest::Trouble;
 

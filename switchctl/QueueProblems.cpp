@@ -1,4 +1,5 @@
 // What is wrong with the queue and the flash that keeps it.
+#include "switchctl/Second.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
@@ -6,7 +7,6 @@ namespace {
 
 using Trouble = LogDigest::Trouble;
 
-constexpr std::int64_t SECOND = 1000000;
 // Less than a message needs, its charge included.
 constexpr std::uint32_t SMALLEST_SPACE = 400;
 // What the next messages and the order files take.

@@ -9,7 +9,7 @@ constexpr std::string_view TEXT_END = ".";
 constexpr std::string_view FAREWELL = "QUIT";
 
 // What stands between the brackets, without the end of its last line.
-std::string_view inside(std::string_view message, const TraceWords& beginning) {
+std::string_view lineInside(std::string_view message, const TraceWords& beginning) {
     message.remove_prefix(beginning.text.size());
     message = message.substr(0, message.rfind('}'));
     return message.substr(0, message.find_last_not_of("\r\n") + 1);
@@ -18,7 +18,7 @@ std::string_view inside(std::string_view message, const TraceWords& beginning) {
 // The text of a mail is sent like a command: what it is remembered by has to be short.
 std::string commandIn(std::string_view message) {
     constexpr std::size_t LONGEST = 300;
-    return std::string(inside(message, DaemonWords::SENT).substr(0, LONGEST));
+    return std::string(lineInside(message, DaemonWords::SENT).substr(0, LONGEST));
 }
 
 bool isRefusal(std::string_view reply) {
@@ -32,7 +32,7 @@ void SendTrace::take(const TraceRecord& record) {
     if (record.is(DaemonWords::SENT)) {
         asked_ = commandIn(record.message);
     } else if (record.is(DaemonWords::RECEIVED)) {
-        takeReply(inside(record.message, DaemonWords::RECEIVED), lastTime_);
+        takeReply(lineInside(record.message, DaemonWords::RECEIVED), lastTime_);
     } else if (record.is(DaemonWords::CRITICAL_FAILURE)) {
         asked_.reset();
         inDialogue_ = false;

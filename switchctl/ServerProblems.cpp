@@ -1,4 +1,5 @@
 // What is wrong with the mail servers: one that says nothing, and what those that have failed said.
+#include "switchctl/Second.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
@@ -14,7 +15,6 @@ namespace {
 
 using Failure = MailFailures::Server;
 
-constexpr std::int64_t SECOND = 1000000;
 // A server may think about a reply for so long.
 constexpr std::int64_t PATIENCE = 5 * SECOND;
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-const std::string HEAD = "11/14/2023 UTC 22:12:20.000  17 ";  // a minute before NOW
+const std::string MINUTE_AGO = "11/14/2023 UTC 22:12:20.000  17 ";  // a minute before NOW
 
 template <typename... Arguments>
 void log(StatusFacts& facts, std::int64_t time, const OrvLogEntry<Arguments...>& kind,
@@ -24,12 +24,12 @@ void trace(StatusFacts& facts, const std::string& text) {
     }
 }
 
-std::string sent(const std::string& command) {
-    return HEAD + "OrvSMTPClient sendRequest: SMTP Send (incl CRLF) {" + command + "\r\n}\n";
+std::string sentThen(const std::string& command) {
+    return MINUTE_AGO + "OrvSMTPClient sendRequest: SMTP Send (incl CRLF) {" + command + "\r\n}\n";
 }
 
-std::string got(const std::string& reply) {
-    return HEAD + "OrvSMTPClient recvResponse: SMTP StatusSMTPResponse (incl CRLF) {" + reply + "\r\n}\n";
+std::string gotThen(const std::string& reply) {
+    return MINUTE_AGO + "OrvSMTPClient recvResponse: SMTP StatusSMTPResponse (incl CRLF) {" + reply + "\r\n}\n";
 }
 
 // The first server fails so, and is to be tried again.
@@ -67,7 +67,7 @@ std::function<void(StatusFacts&)> refused(const char* words) {
     };
 }
 
-const ProblemCase SERVERS[] = {
+const ProblemCase SERVER_PROBLEMS[] = {
     {"a port at which nobody listens",
      failure("Connect Error", "Connection refused"),
      {"blocked server-unreachable"},
@@ -78,21 +78,23 @@ const ProblemCase SERVERS[] = {
     {"a server that closes", failure("Socket Closed Error", "Success"), {"blocked server-breaks-off"}, "it closed it"},
     {"a failure of another kind", failure("Socket Create Error", "No buffer space"), {"blocked server-fails"}},
     {"a server that is none", rejection("HTTP/1.1 400 Bad"), {"blocked server-none"}, "HTTP/1.1 400 Bad"},
-    {"a greeting that turns away", rejection("554 go away", got("554 go away")), {"blocked server-declines"}},
+    {"a greeting that turns away", rejection("554 go away", gotThen("554 go away")), {"blocked server-declines"}},
     {"a refused EHLO",
-     rejection("550 who are you", got("220 x") + sent("EHLO [192.0.2.9]") + got("550 who are you")),
+     rejection("550 who are you", gotThen("220 x") + sentThen("EHLO [192.0.2.9]") + gotThen("550 who are you")),
      {"blocked server-declines"}},
     {"a refused sender",
-     rejection("550 no", got("220 x") + sent("MAIL FROM:<sw@example.com>") + got("550 no") + sent("QUIT") + got("221")),
+     rejection("550 no", gotThen("220 x") + sentThen("MAIL FROM:<sw@example.com>") + gotThen("550 no") +
+                             sentThen("QUIT") + gotThen("221")),
      {"blocked sender-refused"},
      "refuses the sender sw@example.com: \"550 no\"",
      "switchctl callhome setup --from ADDRESS"},
     {"a login that is wanted",
-     rejection("530 5.7.0 Authentication required", sent("MAIL FROM:<a>") + got("530 5.7.0 Authentication required")),
+     rejection("530 5.7.0 Authentication required",
+               sentThen("MAIL FROM:<a>") + gotThen("530 5.7.0 Authentication required")),
      {"blocked login-wanted"}},
     {"encryption that is wanted", rejection("530 Must issue a STARTTLS command first"), {"blocked encryption-wanted"}},
     {"a mail that is too large",
-     rejection("552 5.3.4 too big", sent(".") + got("552 5.3.4 too big")),
+     rejection("552 5.3.4 too big", sentThen(".") + gotThen("552 5.3.4 too big")),
      {"blocked mail-too-large"}},
     {"a mail that was too large and is gone",
      [](StatusFacts& facts) {
@@ -100,7 +102,10 @@ const ProblemCase SERVERS[] = {
          facts.queue->waiting = 0;
      },
      {}},
-    {"a refused DATA", rejection("554 no", sent("DATA") + got("554 no")), {"blocked server-refuses"}, "refuses DATA"},
+    {"a refused DATA",
+     rejection("554 no", sentThen("DATA") + gotThen("554 no")),
+     {"blocked server-refuses"},
+     "refuses DATA"},
     {"a refusal without a trace", rejection("554 no"), {"blocked server-refuses"}, "refuses a mail"},
     {"a failure before the settings were read",
      [](StatusFacts& facts) {
@@ -123,7 +128,7 @@ const ProblemCase SERVERS[] = {
     {"one that took it without a word in the log",
      [](StatusFacts& facts) {
          log(facts, NOW - 90 * SECOND, orv_log::kSendFailed, "192.0.2.1", 25, "Connect Error", "x", "");
-         trace(facts, sent(".") + got("250 taken"));
+         trace(facts, sentThen(".") + gotThen("250 taken"));
      },
      {}},
     {"a server that fails while the other is not tried yet",
@@ -160,11 +165,11 @@ const ProblemCase SERVERS[] = {
      {"blocked server-silent"},
      "waiting for the greeting of 192.0.2.1:25 for 61 s of 300"},
     {"a reply that does not come",
-     silence(got("220 x") + sent("EHLO [192.0.2.9]")),
+     silence(gotThen("220 x") + sentThen("EHLO [192.0.2.9]")),
      {"blocked server-silent"},
      "waiting for the reply to EHLO [192.0.2.9] of 192.0.2.1:25 for 60 s of 300"},
     {"a mail that is not acknowledged",
-     silence(sent(".")),
+     silence(sentThen(".")),
      {"blocked server-silent"},
      "the reply to the mail of 192.0.2.1:25 for 60 s of 600"},
     {"a server that says nothing, when the trace does not tell since when",
@@ -183,7 +188,7 @@ const ProblemCase SERVERS[] = {
      },
      {"blocked server-silent", "blocked server-breaks-off"},
      "for 20 s of 300"},
-    {"a dialogue that goes on", silence(got("220 x")), {}},
+    {"a dialogue that goes on", silence(gotThen("220 x")), {}},
     {"a message that was opened just now",
      [](StatusFacts& facts) {
          facts.queue->open = 1;
@@ -208,7 +213,7 @@ const ProblemCase RECIPIENTS[] = {
     {"a recipient that is taken since",
      [](StatusFacts& facts) {
          log(facts, NOW - 90 * SECOND, orv_log::kRecipientGivenUp, "Ops", "a@b", "192.0.2.1", 25);
-         trace(facts, sent("RCPT TO:<a@b>") + got("250 ok"));
+         trace(facts, sentThen("RCPT TO:<a@b>") + gotThen("250 ok"));
      },
      {}},
     {"a recipient that is in no profile any more",
@@ -226,7 +231,7 @@ const ProblemCase RECIPIENTS[] = {
 };
 
 TEST(ServerProblems, areFoundInWhatServersSaidLast) {
-    for (const ProblemCase& one : SERVERS) {
+    for (const ProblemCase& one : SERVER_PROBLEMS) {
         expectFound(one);
     }
 }

@@ -1,5 +1,6 @@
 // What is wrong with the configuration, and whether the daemon has read it.
 #include "switchctl/CaptureTime.h"
+#include "switchctl/Second.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
 
@@ -9,7 +10,6 @@
 
 namespace {
 
-constexpr std::int64_t SECOND = 1000000;
 // A read that takes longer does not end: whatever it still waits for was asked for once.
 constexpr std::int64_t LONGEST_READ = 10 * SECOND;
 constexpr const char* DEFAULT_SENDER = "<undefined>";

@@ -1,6 +1,7 @@
 #include "switchctl/StatusReport.h"
 
 #include "switchctl/DaemonWords.h"
+#include "switchctl/Second.h"
 #include "switchctl/Text.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@ namespace {
 
 using Rows = std::vector<std::vector<std::string>>;
 
-constexpr std::int64_t SECOND = 1000000;
 constexpr std::size_t SCREEN = 80;  // columns
 constexpr const char* SPACE = "Global.Callhome.FileSystemSpaceAllowed";
 constexpr const char* FILES = "Global.Callhome.FilesAllowed";

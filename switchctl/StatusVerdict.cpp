@@ -2,6 +2,7 @@
 
 #include "switchctl/MailFailures.h"
 #include "switchctl/MailServer.h"
+#include "switchctl/Second.h"
 #include "switchctl/Text.h"
 
 #include <algorithm>
@@ -12,7 +13,6 @@ namespace {
 
 // In the order of ComponentState.
 constexpr std::array<const char*, 5> STATE_NAMES = {"absent", "registered", "ready", "configured", "started"};
-constexpr std::int64_t SECOND = 1000000;
 
 using Rule = StatusProblems (*)(const StatusFacts&);
 
