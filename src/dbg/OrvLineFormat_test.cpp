@@ -79,7 +79,8 @@ TEST(OrvLineFormat, leavesTheRestToPrintf) {
     expectAsPrintf("%s then %lu and %08x and %-10s| %5s| %.2s| %c\n", "a", 4000000000ul, 48879u, "left", "right", "cut",
                    'c');
     expectAsPrintf("%05d %-5d| %+d % d %100d %.3d %*d\n", 42, 42, 42, 42, 42, 7, 6, 42);
-    expectAsPrintf("%lld %zu %hu %f %p\n", -1ll, sizeof(int), static_cast<unsigned short>(3), 0.5, "");
+    expectAsPrintf("%lld %zu %hu %f %p\n", -1ll, sizeof(int), static_cast<unsigned short>(3), 0.5,
+                   static_cast<const void*>(""));
     expectAsPrintf("%s\n", none);
 }
 

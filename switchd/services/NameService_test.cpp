@@ -45,7 +45,7 @@ protected:
     BusParty component_{sw_.bus()};
 };
 
-using Answer = std::pair<std::uint32_t, Hsb_Address>;
+using NameAnswer = std::pair<std::uint32_t, Hsb_Address>;
 
 }  // namespace
 
@@ -54,8 +54,8 @@ TEST_F(NameServiceTest, knowsTheEventServerAndTheManagementComponentFromTheStart
     lookUp(caller_, 2, "SM");
     lookUp(caller_, 3, "ENS", "");
 
-    EXPECT_THAT(answers(), ElementsAre(Answer{1, ServiceAddress::EVENTS}, Answer{2, ServiceAddress::MANAGEMENT},
-                                       Answer{3, ServiceAddress::EVENTS}));
+    EXPECT_THAT(answers(), ElementsAre(NameAnswer{1, ServiceAddress::EVENTS}, NameAnswer{2, ServiceAddress::MANAGEMENT},
+                                       NameAnswer{3, ServiceAddress::EVENTS}));
 }
 
 TEST_F(NameServiceTest, knowsOnlyPrimaryInstances) {
@@ -72,7 +72,7 @@ TEST_F(NameServiceTest, tellsWhereARegisteredComponentIs) {
 
     lookUp(caller_, 7, "OrvApp");
 
-    EXPECT_THAT(answers(), ElementsAre(Answer{7, component_.address()}));
+    EXPECT_THAT(answers(), ElementsAre(NameAnswer{7, component_.address()}));
 }
 
 TEST_F(NameServiceTest, answersALookupOfAnUnknownNameOnceItRegisters) {
@@ -82,7 +82,7 @@ TEST_F(NameServiceTest, answersALookupOfAnUnknownNameOnceItRegisters) {
     EXPECT_THAT(answers(), IsEmpty());
 
     registerAs(component_, "OrvApp");
-    EXPECT_THAT(answers(), ElementsAre(Answer{7, component_.address()}, Answer{9, component_.address()}));
+    EXPECT_THAT(answers(), ElementsAre(NameAnswer{7, component_.address()}, NameAnswer{9, component_.address()}));
 
     registerAs(component_, "OrvApp");
     EXPECT_THAT(answers(), IsEmpty());
@@ -111,7 +111,7 @@ TEST_F(NameServiceTest, keepsANameThatSomebodyElseWantsToUnregister) {
 
     lookUp(caller_, 1, "OrvApp");
 
-    EXPECT_THAT(answers(), ElementsAre(Answer{1, component_.address()}));
+    EXPECT_THAT(answers(), ElementsAre(NameAnswer{1, component_.address()}));
 }
 
 TEST_F(NameServiceTest, forgetsTheNamesOfAProcessThatLeft) {
@@ -133,7 +133,7 @@ TEST_F(NameServiceTest, givesANameToItsLatestBearer) {
 
     lookUp(caller_, 1, "OrvApp");
 
-    EXPECT_THAT(answers(), ElementsAre(Answer{1, later.address()}));
+    EXPECT_THAT(answers(), ElementsAre(NameAnswer{1, later.address()}));
 }
 
 TEST_F(NameServiceTest, forgetsTheLookupsOfAProcessThatLeft) {
@@ -180,5 +180,6 @@ TEST_F(NameServiceTest, leavesALookupUnansweredWhenAFaultSaysSo) {
     lookUp(caller_, 2, "SM");
     lookUp(caller_, 3, "SM");
 
-    EXPECT_THAT(answers(), ElementsAre(Answer{1, ServiceAddress::EVENTS}, Answer{3, ServiceAddress::MANAGEMENT}));
+    EXPECT_THAT(answers(),
+                ElementsAre(NameAnswer{1, ServiceAddress::EVENTS}, NameAnswer{3, ServiceAddress::MANAGEMENT}));
 }
