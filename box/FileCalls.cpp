@@ -109,15 +109,16 @@ Result noted(Result result, Note note) {
         return really arguments;                                      \
     }
 // The same, taken down when it has been made.
-#define BOX_NOTED(name, symbol, parameters, arguments, note)                             \
-    BOX_CALL(int, name, symbol, parameters)                                              \
-    int name parameters {                                                                \
-        if (const int error = begin(symbol); error != 0) {                               \
-            errno = error;                                                               \
-            return -1;                                                                   \
-        }                                                                                \
-        const int result = name##Really() arguments;                                     \
-        return noted(result, [&]([[maybe_unused]] FileRecord& record) { record.note; }); \
+#define BOX_NOTED(name, symbol, parameters, arguments, note)                        \
+    BOX_CALL(int, name, symbol, parameters)                                         \
+    int name parameters {                                                           \
+        if (const int error = begin(symbol); error != 0) {                          \
+            errno = error;                                                          \
+            return -1;                                                              \
+        }                                                                           \
+        name##Call* const really = name##Really();                                  \
+        const int result = really arguments;                                        \
+        return noted(result, [&]([[maybe_unused]] FileRecord& record) { (note); }); \
     }
 
 BOX_PLACE(DIR*, nullptr, directoryOpen, "fdopendir", (int file), (file))
@@ -126,20 +127,22 @@ BOX_PLACE(int, -1, pipeOpen, "pipe2", (int* ends, int flags), (ends, flags))
 BOX_PLACE(int, -1, eventOpen, "eventfd", (unsigned count, int flags), (count, flags))
 BOX_PLACE(std::FILE*, nullptr, streamOpen, "fdopen", (int file, const char* mode), (file, mode))
 
-BOX_NOTED(fileOpen, "open64", (const char* path, int flags, mode_t mode), (path, flags, mode), opened(result, flags))
+BOX_NOTED(fileOpen, "open64", (const char* path, int flags, mode_t mode), (path, flags, mode),
+          record.opened(result, flags))
 BOX_NOTED(fileOpenAt, "openat64", (int place, const char* path, int flags, mode_t mode), (place, path, flags, mode),
-          opened(result, flags))
-BOX_NOTED(fileRename, "rename", (const char* from, const char* to), (from, to), renamed(AT_FDCWD, from, AT_FDCWD, to))
+          record.opened(result, flags))
+BOX_NOTED(fileRename, "rename", (const char* from, const char* to), (from, to),
+          record.renamed(AT_FDCWD, from, AT_FDCWD, to))
 BOX_NOTED(fileRenameAt, "renameat", (int place, const char* from, int target, const char* to),
-          (place, from, target, to), renamed(place, from, target, to))
+          (place, from, target, to), record.renamed(place, from, target, to))
 BOX_NOTED(fileLinkAt, "linkat", (int place, const char* from, int target, const char* to, int flags),
-          (place, from, target, to, flags), linked(place, from, target, to))
+          (place, from, target, to, flags), record.linked(place, from, target, to))
 BOX_NOTED(fileUnlinkAt, "unlinkat", (int place, const char* path, int flags), (place, path, flags),
-          unlinked(place, path, flags))
+          record.unlinked(place, path, flags))
 BOX_NOTED(fileMkdirAt, "mkdirat", (int place, const char* path, mode_t mode), (place, path, mode),
-          madeDirectory(place, path))
-BOX_NOTED(fileSync, "fsync", (int file), (file), synced(file))
-BOX_NOTED(fileSyncData, "fdatasync", (int file), (file), synced(file))
+          record.madeDirectory(place, path))
+BOX_NOTED(fileSync, "fsync", (int file), (file), record.synced(file))
+BOX_NOTED(fileSyncData, "fdatasync", (int file), (file), record.synced(file))
 
 BOX_CALL(ssize_t, fileRead, "read", (int file, void* data, std::size_t size))
 BOX_CALL(ssize_t, filePread, "pread64", (int file, void* data, std::size_t size, off_t at))

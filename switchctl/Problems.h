@@ -57,9 +57,9 @@ constexpr std::size_t placesIn(std::string_view text) {
 namespace problem {
 
 #define SECTION(title)
-#define PROBLEM(name, id, state, cause, text, remedy, page)                \
-    inline constexpr KnownProblem<placesIn(text) + placesIn(remedy)> name{ \
-        {id, ProblemState::state, cause, text, remedy, page}};
+#define PROBLEM(name, id, state, cause, text, remedy, page) \
+    inline constexpr auto name =                            \
+        KnownProblem<placesIn(text) + placesIn(remedy)>{{id, ProblemState::state, cause, text, remedy, page}};
 #include "switchctl/ProblemEntries.inc"
 #undef PROBLEM
 #undef SECTION

@@ -45,7 +45,7 @@ void AfterCut::publishFurther(Life& life) const {
 // A file that still stands in a queue is one that cannot be read, and the event log says so.
 std::string AfterCut::unnamedLeftover() const {
     const Aside aside;
-    const std::string root = host_root();
+    const std::string& root = host_root();
     for (const auto& each : std::filesystem::recursive_directory_iterator(root + kQueuesDirectory)) {
         const std::string path = each.path().string().substr(root.size());
         if (each.path().filename().string().starts_with('m') && entries_.find(path + "\n") == std::string::npos) {

@@ -31,7 +31,7 @@ CutFigures runShare(const Options& options, std::uint64_t share) {
         const std::uint64_t states = std::min(kStatesOfARecord, options.cuts - record * kStatesOfARecord);
         figures.add(CutRecord(options.seed + record).run(states));
         std::fprintf(stderr, "seed %llu: %llu states so far, %zu failed\n",
-                     static_cast<unsigned long long>(options.seed + record),
+                     static_cast<unsigned long long>(options.seed) + record,
                      static_cast<unsigned long long>(figures.states), figures.failures.size());
     }
     return figures;

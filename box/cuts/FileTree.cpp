@@ -178,12 +178,12 @@ void FileTree::writeBelow(const std::string& directory) const {
         if (!canBeSeen(each)) {
             continue;
         }
-        const std::string path = directory + "/" + each;
+        const std::string path = std::filesystem::path(directory) / each;
         require(::mkdir(path.c_str(), 0777) == 0 || errno == EEXIST, path);
     }
     std::map<std::uint32_t, std::string> written;
     for (const auto& [name, number] : names()) {
-        const std::string path = directory + "/" + name;
+        const std::string path = std::filesystem::path(directory) / name;
         const auto [first, isFirst] = written.emplace(number, path);
         if (isFirst) {
             writeFile(path, file(number));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <numeric>
 
 namespace box {
@@ -151,6 +150,18 @@ void Books::settleAdd() {
 
 namespace {
 
+bool readNumber(std::string_view& text, std::uint64_t& number) {
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    text = std::string_view(rest, static_cast<std::size_t>(end - rest));
+    return error == std::errc();
+}
+
+bool readPair(std::string_view text, std::uint64_t& first, std::uint64_t& second) {
+    return readNumber(text, first) && readNumber(text, second);
+}
+
 // "entry (N) added to the X queue" and the table behind it; false when it cannot be read.
 template <typename Table>
 bool readTable(std::string_view text, std::uint32_t& number, std::size_t& list, Table& table) {
@@ -165,25 +176,15 @@ bool readTable(std::string_view text, std::uint32_t& number, std::size_t& list, 
         if (row == std::string_view::npos) {
             return false;
         }
-        const std::string line(text.substr(row + 5 + kNames[i].size(), 40));
-        unsigned long long count = 0;
-        unsigned long long bytes = 0;
-        if (std::sscanf(line.c_str(), "%llu %llu", &count, &bytes) != 2) {
+        if (!readPair(text.substr(row + 5 + kNames[i].size()), table.counts[i], table.bytes[i])) {
             return false;
         }
-        table.counts[i] = count;
-        table.bytes[i] = bytes;
     }
     const std::size_t sum = text.find("\n  Total ");
     if (sum == std::string_view::npos || list == std::size(kNames)) {
         return false;
     }
-    unsigned long long count = 0;
-    unsigned long long bytes = 0;
-    const bool read = std::sscanf(std::string(text.substr(sum + 9)).c_str(), "%llu %llu", &count, &bytes) == 2;
-    table.count = count;
-    table.total = bytes;
-    return read;
+    return readPair(text.substr(sum + 9), table.count, table.total);
 }
 
 }  // namespace

@@ -17,9 +17,7 @@ void Excuses::logged(const OrvCatalogueMatch& entry) {
     const auto isOneOf = [&entry](const auto&... kinds) { return (entry.is(kinds) || ...); };
     using namespace orv_log;
     if (isOneOf(kEntryUnopened, kFileUnclosed, kEntryUndeleted, kRestoreEntryFailed, kRestoreEntryUnopened,
-                kRestoreNotAdded, kRestoreQueueFailed)) {
-        add(entry.argument(0));
-    } else if (isOneOf(kOrderUnopened)) {
+                kRestoreNotAdded, kRestoreQueueFailed, kOrderUnopened)) {
         add(entry.argument(0));
     } else if (isOneOf(kOrderUnwritten)) {
         add(entry.argument(1));

@@ -183,7 +183,9 @@ bool readSeeds(const std::string& path, std::vector<Options>& histories, std::st
         }
         Options options;
         if (!readOptions(static_cast<int>(arguments.size()), arguments.data(), options, problem)) {
-            problem = path + ":" + std::to_string(number) + ": " + problem;
+            std::string place = path;
+            place.append(":").append(std::to_string(number)).append(": ");
+            problem.insert(0, place);
             return false;
         }
         if (!words.empty()) {

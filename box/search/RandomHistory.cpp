@@ -19,7 +19,7 @@ namespace box {
 namespace {
 
 // From the end of all faults to the end of the history: longer than the longest pause before a retry, twice.
-constexpr Time kCalm = 4 * 3600 * kSecond;
+constexpr Time kCalm = kSecond * 4 * 3600;
 
 struct Setting {
     const char* key;

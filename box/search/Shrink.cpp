@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
+#include <string>
 #include <vector>
 
 namespace box {
@@ -29,14 +31,18 @@ void takeOut(Options& best, Steps Options::*left, std::uint32_t count, const std
 
 // Days, hours, minutes and seconds before a problem's text.
 Time timeOf(const std::string& problem) {
-    unsigned days = 0;
-    unsigned hours = 0;
-    unsigned minutes = 0;
-    unsigned seconds = 0;
-    if (std::sscanf(problem.c_str(), "%u %u:%u:%u", &days, &hours, &minutes, &seconds) != 4) {
+    std::istringstream stream(problem);
+    Time days = 0;
+    Time hours = 0;
+    Time minutes = 0;
+    Time seconds = 0;
+    char colon = 0;
+    char secondColon = 0;
+    stream >> days >> hours >> colon >> minutes >> secondColon >> seconds;
+    if (!stream || colon != ':' || secondColon != ':') {
         return kNever;
     }
-    return (((days * 24ull + hours) * 60 + minutes) * 60 + seconds) * kSecond;
+    return (((days * 24 + hours) * 60 + minutes) * 60 + seconds) * kSecond;
 }
 
 }  // namespace
