@@ -261,12 +261,34 @@ static int failSave(const char* step, const char* state, int error) {
     return -1;
 }
 
+// A file with another name, too, is not the daemon's, and stays.
+static void removeLeftover(const std::string& path) {
+    struct stat status {};
+    if (orvStatFile(path, status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1) {
+        [[maybe_unused]] const int removed = orvUnlinkFile(path);
+    }
+}
+
+static Descriptor openToSave(const std::string& path, bool isNew) {
+    const auto open = [&path](int flags) {
+        constexpr mode_t kFileMode = 0666;
+        return orvOnceMore([&] { return orvOpenFile(path, O_WRONLY | O_CREAT | flags, kFileMode); });
+    };
+    if (isNew) {
+        Descriptor file = open(O_EXCL);
+        if (file || errno != EEXIST) {
+            return file;
+        }
+        removeLeftover(path);
+    }
+    return open(0);
+}
+
 // One text and one write: a file is saved for every event, and flash is slow.
-int OrvCHMesg::save() const {
-    constexpr mode_t kFileMode = 0666;
+int OrvCHMesg::save(bool isNew) const {
     constexpr std::size_t kHeldBack = 1023;
     const std::string text = fileText();
-    Descriptor file = orvOnceMore([&] { return orvOpenFile(FileName, O_WRONLY | O_CREAT, kFileMode); });
+    Descriptor file = openToSave(FileName, isNew);
     if (!file) {
         return failSave("open", "failbit", errno);
     }

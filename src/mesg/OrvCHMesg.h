@@ -58,7 +58,9 @@ public:
 
     // Writes the file FileName in place, over what it holds: at no moment it holds neither the old message nor the new
     // one. 0, or -1 (traced). May throw std::bad_alloc, too. Takes no lock: whoever shares the message holds it.
-    [[nodiscard]] int save() const;
+    // A new message does not go over what no start could read, and which has left its name free: a power cut might
+    // leave the beginning of the one and the end of the other. Such a file makes way.
+    [[nodiscard]] int save(bool isNew = false) const;
     // Fills an empty message from the file FileName; main thread. 0, or -1 (traced) when the file is not a whole
     // message: what has been read until then stays, so the message is to be discarded, as after a std::bad_alloc.
     [[nodiscard]] int restore();

@@ -11,7 +11,6 @@
 #include "mesgq/OrvCHQueueFiles.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <string>
@@ -37,27 +36,16 @@ int unlinkEntryFile(const char* path) {
     return 0;
 }
 
-// What no start could read has left its number free. A new message does not go over it: a power cut might leave the
-// beginning of the one and the end of the other.
-void removeLeftover(const char* path) {
-    struct stat status {};
-    if (orvStatFile(path, status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1) {
-        [[maybe_unused]] const int removed = orvUnlinkFile(path);
-    }
-}
-
 void saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
     char path[kOrvPathBuffer];
     orvEntryPath(path, orvQueueDirectory(queue.type()), entry.uniqueId);
     orvTrace(kTraceModule, kSave, "file=%s\n", path);
     // The sender changes the recipients' marks meanwhile.
     const Mt::Lock lock(entry.message->lock());
+    const bool isNew = entry.message->FileName != path;
     orvOnceMoreForMemory([&] {
-        if (entry.message->FileName != path) {
-            removeLeftover(path);
-            entry.message->FileName = path;
-        }
-        static_cast<void>(entry.message->save());  // traces why it failed
+        entry.message->FileName = path;
+        static_cast<void>(entry.message->save(isNew));  // traces why it failed
     });
 }
 
