@@ -28,14 +28,15 @@ constexpr char kName[] = "OrvApp";
 constexpr Hsb_Address kAddress{1, 100, 1};
 
 std::string entryLine(std::uint16_t code, const EventLogEntry& entry) {
-    std::string line = code == EventLogCode::ALARM ? "alarm" : "log";
-    line += orvFormat(" %d %x ", entry.level, entry.id) + entry.text;
+    const std::string line =
+        (code == EventLogCode::ALARM ? "alarm" : "log") + orvFormat(" %d %x ", entry.level, entry.id) + entry.text;
     const bool isOwn = entry.slot == -1 && entry.chip == -1 && entry.port == -1 && entry.spare == -1 &&
                        entry.flags == kOrvOwnEntryFlags && entry.component == kName;
-    if (isOwn && !orvFindInCatalogue(entry.level, entry.id, entry.text)) {
-        line += " (not in the daemon's catalogue)";
+    if (isOwn && orvFindInCatalogue(entry.level, entry.id, entry.text)) {
+        return line;
     }
-    return isOwn ? line : line + " (not marked as the daemon's own)";
+    // In front, where no text can pass for it.
+    return (isOwn ? "not in the daemon's catalogue: " : "not marked as the daemon's own: ") + line;
 }
 
 std::string bulkLine(const DsBulkGet& request) {

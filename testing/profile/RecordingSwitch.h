@@ -30,7 +30,7 @@ public:
 
     // What was sent since the last call, a line each:
     //   "log LEVEL ID TEXT", "alarm LEVEL ID TEXT", "bulk ID: KEY KEY ...", "set ID TYPE COUNT KEY=VALUE"
-    // Entries of the event log that are not marked as the daemon's own say so.
+    // Entries of the event log that are not marked as the daemon's own, or that it does not know, say so in front.
     std::vector<std::string> takeSent();
     // Writes each of these lines to stderr too, for what happens in a process that ends.
     void echo() { echoes_ = true; }
