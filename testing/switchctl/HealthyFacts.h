@@ -1,6 +1,7 @@
 // Test support: what status would know of a switch on which nothing is wrong, and what the rules find in it.
 #pragma once
 
+#include "switchctl/Second.h"
 #include "switchctl/StatusVerdict.h"
 
 #include <gmock/gmock.h>
@@ -9,7 +10,6 @@
 #include <string>
 #include <vector>
 
-inline constexpr std::int64_t SECOND = 1000000;
 inline constexpr std::int64_t NOW = 1700000000 * SECOND;
 
 inline ProfileTable::Profile profileOf(const std::string& name, const std::map<std::string, std::string>& fields) {
