@@ -112,10 +112,6 @@ void Sender::giveBackSent() {
         outside_.tell(
             3, 0x8b000010,
             printed("Will retry sending via SMTP server=%s, port=%u", active().address.c_str(), active().port));
-        if (stopping_) {
-            dialogue_.reset();
-            return;
-        }
         return startDialogue();
     }
     bool undelivered = false;

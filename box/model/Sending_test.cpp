@@ -230,5 +230,20 @@ TEST_F(Sending, stopsAfterTheDialogueUnderWay) {
     EXPECT_NE(file("send/m1"), "none");
 }
 
+TEST_F(Sending, servesThePutOffRecipientsOfTheMessageUnderWayWhenItIsStopped) {
+    setRecipients({"a@x.example", "b@x.example"});
+    run();
+    event("one");
+    event("two");
+    tick();
+    model_.stop(now_);
+    play([](const std::string& said) { return said.starts_with("RCPT TO:<b") ? "450 later\r\n" : ""; });
+    EXPECT_FALSE(model_.over());
+    play();
+    EXPECT_TRUE(model_.over());
+    EXPECT_EQ(file("send/m0"), "none");
+    EXPECT_NE(file("send/m1"), "none");
+}
+
 }  // namespace
 }  // namespace model

@@ -81,6 +81,22 @@ TEST_F(OrvCHClientSendTest, finishesWhatIsUnderWayWhenItStopsAndStartsNothingEls
     EXPECT_THAT(queue_.takeCalls(), ElementsAre("open first", "delete first 0"));
 }
 
+// The next life would mail it to everybody again.
+TEST_F(OrvCHClientSendTest, servesTheRecipientsThatWerePutOffWhenItStops) {
+    serverA_.answerOnce(MailStage::kRcpt, ScriptedReply::line("451 later"));
+    useBothServers();
+    startSending();
+    queueMail("first");
+    queueMail("second");
+    client_.oneSecondTick();
+
+    client_.stopSending();
+    serveUntil([&] { return !client_.sending(); });
+
+    EXPECT_THAT(queue_.takeCalls(), ElementsAre("open first", "delete first 0"));
+    EXPECT_EQ(serverB_.mailsTaken().size(), 1u);
+}
+
 TEST_F(OrvCHClientSendTest, asksTheQueueForNothingWhileItIsEmpty) {
     useServerA();
     startSending();
