@@ -176,6 +176,7 @@ void Life::end(LifeEnd how, int status, const std::string& why) {
     world_.troubles += network_.troubles;
     world_.failedCalls += box_.troubles().failedCalls();
     world_.failedAllocations += box_.troubles().failedAllocations();
+    world_.kills += how == LifeEnd::kKilled ? 1 : 0;
     world_.servers = network_.servers();
     world_.attributes.clear();
     world_.log.clear();

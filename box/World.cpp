@@ -104,6 +104,7 @@ void World::encode(WireWriter& out) const {
         .u32(troubles)
         .u32(failedCalls)
         .u32(failedAllocations)
+        .u32(kills)
         .u32(static_cast<std::uint32_t>(attributes.size()));
     for (const Attribute& attribute : attributes) {
         out.text32(attribute.key).u32(attribute.type).text32(attribute.value);
@@ -127,6 +128,7 @@ void World::decode(WireReader& in) {
     troubles = in.u32();
     failedCalls = in.u32();
     failedAllocations = in.u32();
+    kills = in.u32();
     decodeAll(in, attributes, [](WireReader& from) {
         Attribute attribute;
         attribute.key = from.text32();

@@ -47,6 +47,7 @@ struct World {
     std::uint32_t troubles = 0;           // of the lives that have ended: replies that did not come as they should
     std::uint32_t failedCalls = 0;        // of the lives that have ended
     std::uint32_t failedAllocations = 0;  // the same
+    std::uint32_t kills = 0;              // lives that were killed
     std::uint64_t calls = 0;              // made so far by the lives
     std::uint64_t mails = 0;              // taken by the servers
     std::uint64_t entries = 0;            // written to the event log

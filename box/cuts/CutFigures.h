@@ -1,8 +1,9 @@
 // What became of the states that power cuts may leave.
 #pragma once
 
+#include "box/search/Counts.h"
+
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -18,14 +19,16 @@ struct CutFigures {
     std::uint64_t distinct = 0;  // of the states of a record: each of these was started from
     std::uint64_t mails = 0;     // that the daemon owed at the cuts, summed over the states
     // Mails by what was damaged.
-    std::map<std::string, std::uint64_t> lost;
-    std::map<std::string, std::uint64_t> doubled;
-    std::map<std::string, std::uint64_t> mixed;  // of two states of their own message
+    Counts lost;
+    Counts doubled;
+    Counts mixed;  // of two states of their own message
     std::vector<std::string> failures;
 
     void add(const CutFigures& other);
     void encode(WireWriter& out) const;
     void decode(WireReader& in);
+    // All of them, by their names.
+    Counts counts() const;
     // Lines that a person can read.
     std::string text() const;
 };

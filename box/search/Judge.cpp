@@ -113,6 +113,7 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
         broken(facts, "catalogue", "an entry that is not in the catalogue: " + entry.text);
         return;
     }
+    entries_.insert(match->row.name);
     excuses_.logged(*match);
     using namespace orv_log;
     if (match->is(kRecipientRetryFailed) || match->is(kRecipientGivenUp)) {
@@ -270,6 +271,10 @@ void Judge::encode(WireWriter& out) const {
     for (const Event& event : events_) {
         out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed)).u16(event.excess);
     }
+    out.u32(static_cast<std::uint32_t>(entries_.size()));
+    for (const std::string& name : entries_) {
+        out.text32(name);
+    }
 }
 
 void Judge::decode(WireReader& in) {
@@ -286,6 +291,10 @@ void Judge::decode(WireReader& in) {
         const std::uint16_t both = in.u16();
         event = {static_cast<std::uint8_t>(both >> 8), static_cast<std::uint8_t>(both),
                  static_cast<std::uint8_t>(in.u16())};
+    }
+    entries_.clear();
+    for (std::uint32_t left = in.u32(); left > 0 && in.ok(); --left) {
+        entries_.insert(in.text32());
     }
 }
 

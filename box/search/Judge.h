@@ -12,6 +12,7 @@
 #include "switchd/store/LogEntry.h"
 
 #include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -62,6 +63,8 @@ public:
 
     // Of all lives.
     Books::Sums sums() const;
+    // Names of the event-log entries that came.
+    const std::set<std::string>& entries() const { return entries_; }
     // The first rule that was broken, and how; "" when none was.
     const std::string& problem() const { return problem_; }
     // Of rules that were broken since it was asked last.
@@ -92,6 +95,7 @@ private:
     std::vector<Event> events_;
     std::uint32_t doubled_ = 0;  // mails that came once more than their event
     Books::Sums former_;         // of the lives before
+    std::set<std::string> entries_;
     // --- Of this life ---
     Excuses excuses_;
     Books books_;

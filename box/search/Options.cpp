@@ -26,7 +26,7 @@ template <typename Number>
 bool readNumber(std::string_view text, Number least, Number most, Number& number) {
     Number read = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read);
-    if (error != std::errc() || end != text.data() + text.size() || read < least || read > most) {
+    if (error != std::errc() || end != text.data() + text.size() || !(read >= least && read <= most)) {
         return false;
     }
     number = read;
@@ -92,10 +92,18 @@ constexpr Option kOptions[] = {
      [](std::string_view, Options& o) { return o.shrink = true; }},
     {"--jobs", "N", "so many histories at once (1)",
      [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 64, o.jobs); }},
-    {"--minutes", "N", "looks for a history that fails, that long",
-     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 100000, o.minutes); }},
+    {"--minutes", "N", "looks for a failure that long, as 90 or 0.5; the same with --cuts and --compare",
+     [](std::string_view text, Options& o) { return readNumber<double>(text, 0.01, 100000, o.minutes); }},
+    {"--first", "", "with --minutes: ends with the first history that fails",
+     [](std::string_view, Options& o) { return o.first = true; }},
+    {"--figures", "FILE", "what was counted, a line each",
+     [](std::string_view text, Options& o) { return o.figures = text, !text.empty(); }},
     {"--cuts", "N", "so many states that power cuts may leave, instead of histories",
      [](std::string_view text, Options& o) { return readNumber<std::uint64_t>(text, 1, 1000000000, o.cuts); }},
+    {"--compare", "N", "so many histories of the daemon and of the model, instead",
+     [](std::string_view text, Options& o) { return readNumber<std::uint64_t>(text, 1, 1000000000, o.compare); }},
+    {"--steps", "N", "so many steps has each of these (50)",
+     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 100000, o.steps); }},
     {"--state", "N", "one of the seed's states after power cuts, printed as it happens",
      [](std::string_view text, Options& o) { return readNumber<std::int64_t>(text, 0, 1000000000, o.state); }},
     {"--directory", "DIR", "the switch's files, in an empty directory in memory (a new one)",
@@ -133,6 +141,14 @@ bool readOptions(int argc, const char* const* argv, Options& options, std::strin
     }
     if (options.shrink && (options.minutes > 0 || options.runs > 1 || !options.directory.empty())) {
         problem = "--shrink goes with one history, in a directory of its own";
+        return false;
+    }
+    if ((options.cuts > 0 || options.state >= 0) && options.compare > 0) {
+        problem = "--compare goes without power cuts";
+        return false;
+    }
+    if (options.first && (options.minutes == 0 || options.jobs > 1)) {
+        problem = "--first goes with --minutes, and with one job";
         return false;
     }
     if (!options.directory.empty() && (options.minutes > 0 || options.runs > 1)) {

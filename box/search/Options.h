@@ -29,17 +29,21 @@ struct Options {
     std::uint32_t eventsPerDay = 200;
     std::uint32_t faults = kAllFaults;
     std::uint32_t jobs = 1;
-    std::uint32_t minutes = 0;  // looks for failures that long; 0: runs the histories that are asked for
+    double minutes = 0;         // looks for failures that long; 0: runs what is asked for
     std::uint64_t cuts = 0;     // so many states after power cuts, instead of histories
+    std::uint64_t compare = 0;  // so many histories led through the model, instead
+    std::uint32_t steps = 50;   // of each of these
     std::int64_t state = -1;    // this one of the seed's alone
     Time until = kNever;
-    Steps skip;   // these steps of the history do not happen
-    Steps spare;  // these lives begin with no kill and no failures before them
+    Steps skip;          // these steps of the history do not happen
+    Steps spare;         // these lives begin with no kill and no failures before them
+    bool first = false;  // the search ends with the first history that fails
     bool shrink = false;
     bool trace = false;
     bool help = false;
     std::string directory;  // empty: a new one in memory
     std::string seeds;      // a file of histories, instead of one
+    std::string figures;    // a file for what was counted
 };
 
 // False with a line that says what is wrong.

@@ -30,7 +30,7 @@ TEST(BoxOptions, areReadByTheirNames) {
     Options options;
 
     ASSERT_EQ(problemOf({"--seed", "18446744073709551615", "--days", "90", "--events", "11000", "--until", "5h",
-                         "--faults", "servers,calls,memory", "--trace"},
+                         "--faults", "servers,calls,memory", "--trace", "--steps", "70"},
                         options),
               "");
 
@@ -40,6 +40,12 @@ TEST(BoxOptions, areReadByTheirNames) {
     EXPECT_EQ(options.until, 5 * 3600 * kSecond);
     EXPECT_EQ(options.faults, kServerFaults | kCallFaults | kMemoryFaults);
     EXPECT_TRUE(options.trace);
+    EXPECT_EQ(options.steps, 70u);
+    Options search;
+    ASSERT_EQ(problemOf({"--minutes", "0.5", "--first", "--figures", "/f"}, search), "");
+    EXPECT_EQ(search.minutes, 0.5);
+    EXPECT_TRUE(search.first);
+    EXPECT_EQ(search.figures, "/f");
 }
 
 TEST(BoxOptions, takeTimesInEveryUnit) {
@@ -101,6 +107,11 @@ TEST(BoxOptions, areRefusedWithALineThatNamesThem) {
         {{"--jobs", "0"}, "--jobs cannot be 0"},
         {{"--directory", ""}, "--directory cannot be empty"},
         {{"--minutes", "1", "--trace"}, "--trace goes with one history, not with --minutes"},
+        {{"--minutes", "0"}, "--minutes cannot be 0"},
+        {{"--minutes", "nan"}, "--minutes cannot be nan"},
+        {{"--compare", "3", "--cuts", "3"}, "--compare goes without power cuts"},
+        {{"--first"}, "--first goes with --minutes, and with one job"},
+        {{"--first", "--minutes", "1", "--jobs", "2"}, "--first goes with --minutes, and with one job"},
         {{"--runs", "2", "--directory", "/x"}, "--directory goes with one history"},
     };
     for (const Impossible& each : all) {

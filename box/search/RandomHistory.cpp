@@ -100,17 +100,18 @@ struct RandomHistory::Kind {
     std::uint32_t weight;
     std::uint32_t fault;  // has to be allowed; 0: always is
     void (RandomHistory::*happen)(Life& life);
+    const char* name;
 };
 
 const RandomHistory::Kind RandomHistory::kKinds[] = {
-    {1000, 0, &RandomHistory::publishNew},
-    {300, 0, &RandomHistory::repeat},
-    {10, 0, &RandomHistory::burst},
-    {60, kServerFaults, &RandomHistory::changeServer},
-    {20, kConfigChanges, &RandomHistory::changeConfig},
-    {20, kRequests, &RandomHistory::request},
-    {10, kKills | kRestarts, &RandomHistory::endLife},
-    {30, kCallFaults | kMemoryFaults, &RandomHistory::letFail},
+    {1000, 0, &RandomHistory::publishNew, "new events"},
+    {300, 0, &RandomHistory::repeat, "repeats"},
+    {10, 0, &RandomHistory::burst, "bursts"},
+    {60, kServerFaults, &RandomHistory::changeServer, "changes of mail servers"},
+    {20, kConfigChanges, &RandomHistory::changeConfig, "changes of the configuration"},
+    {20, kRequests, &RandomHistory::request, "requests"},
+    {10, kKills | kRestarts, &RandomHistory::endLife, "orders to end and kills between calls"},
+    {30, kCallFaults | kMemoryFaults, &RandomHistory::letFail, "failures drawn"},
 };
 
 RandomHistory::RandomHistory(const Settings& settings, World& world)
@@ -171,6 +172,7 @@ void RandomHistory::happen(Life& life) {
             continue;
         }
         if (drawn < kind.weight) {
+            ++happened_[kind.name];
             (this->*kind.happen)(life);
             return;
         }
@@ -355,6 +357,7 @@ void RandomHistory::encode(WireWriter& out) const {
     encode64(out, chance_.state());
     encode64(out, next_);
     out.u32(phase_).u32(events_).u32(step_).u32(lives_);
+    encodeCounts(out, happened_);
     judge_.encode(out);
 }
 
@@ -365,6 +368,7 @@ void RandomHistory::decode(WireReader& in) {
     events_ = in.u32();
     step_ = in.u32();
     lives_ = in.u32();
+    happened_ = decodeCounts(in);
     judge_.decode(in);
 }
 

@@ -5,6 +5,7 @@
 #include "box/Random.h"
 #include "box/Script.h"
 #include "box/World.h"
+#include "box/search/Counts.h"
 #include "box/search/Judge.h"
 #include "box/search/Steps.h"
 
@@ -43,6 +44,9 @@ public:
     void decode(WireReader& in) override;
 
     std::uint32_t steps() const { return step_; }
+    // How often each kind of step happened.
+    const Counts& happened() const { return happened_; }
+    const Judge& judge() const { return judge_; }
     std::uint32_t events() const { return events_; }
     // What is wrong, "" when nothing is.
     Books::Sums sums() const { return judge_.sums(); }
@@ -76,6 +80,7 @@ private:
     std::uint32_t step_ = 0;   // the last one
     std::uint32_t lives_ = 0;  // begun
     std::uint32_t events_ = 0;
+    Counts happened_;
     Judge judge_;
 };
 

@@ -3,19 +3,15 @@
 #include "box/Lives.h"
 #include "box/search/MemoryCalls.h"
 #include "box/search/RandomHistory.h"
+#include "box/search/Shares.h"
+#include "catalogue/OrvEventCatalogue.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
 #include <cinttypes>
 #include <cstdio>
 
 namespace box {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 std::string howItEnded(const LifeOutcome& outcome) {
     if (!outcome.told) {
@@ -27,24 +23,54 @@ std::string howItEnded(const LifeOutcome& outcome) {
     return "";
 }
 
-// A process of its own: boxes are forked from one that has no threads.
-pid_t startOne(const Options& options, std::uint64_t seed) {
-    std::fflush(stdout);
-    const pid_t child = ::fork();
-    if (child != 0) {
-        return child;
+void encodeTexts(WireWriter& out, const std::vector<std::string>& texts) {
+    out.u32(static_cast<std::uint32_t>(texts.size()));
+    for (const std::string& text : texts) {
+        out.text32(text);
     }
-    int status = 1;
-    {
+}
+
+std::vector<std::string> decodeTexts(WireReader& in) {
+    std::vector<std::string> texts;
+    for (std::uint32_t left = in.u32(); left > 0 && in.ok(); --left) {
+        texts.push_back(in.text32());
+    }
+    return texts;
+}
+
+void tellProgress(const SearchFigures& figures, double seconds) {
+    std::fprintf(
+        stderr,
+        "%" PRIu64 " histories, %.2f virtual years, %" PRIu64 " lives, %" PRIu64 " mails, %" PRIu64
+        " failed calls, %" PRIu64 " failed allocations, %zu of %zu event-log entries seen, %zu FAILED, %.0f s\n",
+        countOf(figures.sums, "histories"),
+        static_cast<double>(countOf(figures.sums, "virtual seconds")) / (365 * 86400.0), countOf(figures.sums, "lives"),
+        countOf(figures.sums, "mails"), countOf(figures.sums, "system calls that failed"),
+        countOf(figures.sums, "requests for memory that failed"), figures.entries.size(), orvCatalogue().size(),
+        figures.failures.size(), seconds);
+}
+
+// Each so many-th history, from the first one of this share.
+SearchFigures searchShare(const Options& options, std::uint64_t share) {
+    SearchFigures figures;
+    Patience patience(options.minutes);
+    for (std::uint64_t number = share; options.minutes > 0 ? !patience.isOver() : number < options.runs;
+         number += options.jobs) {
         const BoxDirectory directory("");
-        const Report report = runHistory(options, seed, directory);
-        status = report.problem.empty() ? 0 : 1;
-        if (status != 0) {
+        const Report report = runHistory(options, options.seed + number, directory);
+        figures.add(report);
+        if (!report.problem.empty()) {
             std::printf("%s\n", report.text().c_str());
+            std::fflush(stdout);
+        }
+        if (patience.tells()) {
+            tellProgress(figures, patience.seconds());
+        }
+        if (options.first && !report.problem.empty()) {
+            break;
         }
     }
-    std::fflush(stdout);
-    ::_exit(status);
+    return figures;
 }
 
 }  // namespace
@@ -56,6 +82,47 @@ std::string Report::text() const {
                   " entries, %" PRIu64 " calls, timeline %016" PRIx64 ", files %016" PRIx64,
                   seed, timeText(time).c_str(), lives, events, mails, entries, calls, timeline, files);
     return figures + (problem.empty() ? "" : "\nseed " + std::to_string(seed) + " FAILED: " + problem);
+}
+
+void SearchFigures::add(const Report& report) {
+    addCounts(sums, {{"histories", 1},
+                     {"virtual seconds", report.time / kSecond},
+                     {"lives", report.lives},
+                     {"events", report.events},
+                     {"mails", report.mails},
+                     {"calls", report.calls}});
+    addCounts(sums, report.happened);
+    entries.insert(report.entryNames.begin(), report.entryNames.end());
+    if (!report.problem.empty()) {
+        failures.push_back(report.text());
+    }
+}
+
+void SearchFigures::add(const SearchFigures& other) {
+    addCounts(sums, other.sums);
+    entries.insert(other.entries.begin(), other.entries.end());
+    failures.insert(failures.end(), other.failures.begin(), other.failures.end());
+}
+
+Counts SearchFigures::counts() const {
+    Counts all = sums;
+    all["event-log entries seen"] = entries.size();
+    all["event-log entries there are"] = orvCatalogue().size();
+    all["failed"] = failures.size();
+    return all;
+}
+
+void SearchFigures::encode(WireWriter& out) const {
+    encodeCounts(out, sums);
+    encodeTexts(out, {entries.begin(), entries.end()});
+    encodeTexts(out, failures);
+}
+
+void SearchFigures::decode(WireReader& in) {
+    sums = decodeCounts(in);
+    const std::vector<std::string> names = decodeTexts(in);
+    entries = {names.begin(), names.end()};
+    failures = decodeTexts(in);
 }
 
 Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory& directory) {
@@ -83,34 +150,26 @@ Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory
     report.time = world.now;
     report.timeline = world.timeline.digest();
     report.files = directory.digest();
+    report.happened = history.happened();
+    Counts& happened = report.happened;
+    happened["kills"] = world.kills;
+    happened["replies that went wrong"] = world.troubles;
+    happened["system calls that failed"] = world.failedCalls;
+    happened["requests for memory that failed"] = world.failedAllocations;
+    report.entryNames = history.judge().entries();
     report.problem = history.problem().empty() ? howItEnded(outcome) : history.problem();
     return report;
 }
 
 int search(const Options& options) {
-    const Clock::time_point begin = Clock::now();
-    const Clock::time_point end = begin + std::chrono::minutes(options.minutes);
-    std::uint64_t started = 0;
-    std::uint64_t done = 0;
-    std::uint64_t failed = 0;
-    const auto more = [&] { return options.minutes > 0 ? Clock::now() < end : started < options.runs; };
-    while (more() || done < started) {
-        while (more() && started - done < options.jobs) {
-            startOne(options, options.seed + started++);
-        }
-        int status = 0;
-        if (::wait(&status) < 0) {
-            break;
-        }
-        ++done;
-        failed += WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0u : 1u;
-        if (done % 100 == 0 || done == started) {
-            const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin).count();
-            std::fprintf(stderr, "%" PRIu64 " histories, %.1f virtual years, %" PRIu64 " failed, %lld s\n", done,
-                         static_cast<double>(done * options.days) / 365, failed, static_cast<long long>(seconds));
-        }
+    const Patience patience(0);
+    const auto figures =
+        addedUp<SearchFigures>(options.jobs, [&](std::uint64_t share) { return searchShare(options, share); });
+    tellProgress(figures, patience.seconds());
+    if (!options.figures.empty()) {
+        writeCounts(options.figures, figures.counts());
     }
-    return failed == 0 ? 0 : 1;
+    return figures.failures.empty() ? 0 : 1;
 }
 
 }  // namespace box

@@ -2,10 +2,16 @@
 #pragma once
 
 #include "box/search/BoxDirectory.h"
+#include "box/search/Counts.h"
 #include "box/search/Options.h"
 
 #include <cstdint>
+#include <set>
 #include <string>
+#include <vector>
+
+class WireReader;
+class WireWriter;
 
 namespace box {
 
@@ -20,9 +26,25 @@ struct Report {
     std::uint64_t time = 0;  // virtual
     std::uint64_t timeline = 0;
     std::uint64_t files = 0;
-    std::string problem;  // "" when all held
+    Counts happened;
+    std::set<std::string> entryNames;  // of the event log
+    std::string problem;               // "" when all held
 
     std::string text() const;
+};
+
+// What many histories came to.
+struct SearchFigures {
+    Counts sums;
+    std::set<std::string> entries;  // names of those that came, of the event log
+    std::vector<std::string> failures;
+
+    void add(const Report& report);
+    void add(const SearchFigures& other);
+    // All of them, by their names.
+    Counts counts() const;
+    void encode(WireWriter& out) const;
+    void decode(WireReader& in);
 };
 
 Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory& directory);

@@ -1,5 +1,6 @@
 // Runs the daemon through random histories in virtual time: one to look at, many to look for failures.
 #include "box/Lives.h"
+#include "box/compare/CompareSearch.h"
 #include "box/cuts/CutSearch.h"
 #include "box/search/BoxDirectory.h"
 #include "box/search/Options.h"
@@ -62,10 +63,14 @@ int main(int argc, char** argv) {
         if (options.cuts > 0 || options.state >= 0) {
             return box::searchCuts(options);
         }
+        if (options.compare > 0) {
+            return box::searchDifferences(options);
+        }
         if (options.shrink) {
             return box::shrink(options);
         }
-        return options.minutes > 0 || options.jobs > 1 ? box::search(options) : runAll(histories);
+        return options.minutes > 0 || options.jobs > 1 || !options.figures.empty() ? box::search(options)
+                                                                                   : runAll(histories);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "orvBox: %s\n", error.what());
         return kWrongUsage;

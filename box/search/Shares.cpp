@@ -1,0 +1,90 @@
+#include "box/search/Shares.h"
+
+#include "Descriptor.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <system_error>
+
+namespace box {
+
+namespace {
+
+void writeAll(int file, const std::vector<std::uint8_t>& bytes) {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t written = ::write(file, bytes.data() + done, bytes.size() - done);
+        if (written < 0 && errno != EINTR) {
+            ::_exit(1);
+        }
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+}
+
+[[noreturn]] void workHere(std::uint64_t share, const ShareWork& work, int file) {
+    int status = 0;
+    try {
+        WireWriter found;
+        work(share, found);
+        writeAll(file, found.take());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "box: %s\n", error.what());
+        status = 1;
+    }
+    std::fflush(stdout);
+    ::_exit(status);
+}
+
+// The end to read from.
+Descriptor startShare(std::uint64_t share, const ShareWork& work) {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) < 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    Descriptor in(ends[0]);
+    const Descriptor out(ends[1]);
+    std::fflush(stdout);
+    const pid_t child = ::fork();
+    if (child < 0) {
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    if (child == 0) {
+        workHere(share, work, out.get());
+    }
+    return in;
+}
+
+std::vector<std::uint8_t> readAll(int file) {
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(file, buffer, sizeof buffer);
+        if (got > 0) {
+            bytes.insert(bytes.end(), buffer, buffer + got);
+        } else if (got == 0 || errno != EINTR) {
+            return bytes;
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<std::vector<std::uint8_t>> inShares(std::uint32_t shares, const ShareWork& work) {
+    std::vector<Descriptor> ends;
+    for (std::uint64_t share = 0; share < shares; ++share) {
+        ends.push_back(startShare(share, work));
+    }
+    std::vector<std::vector<std::uint8_t>> found;
+    for (const Descriptor& end : ends) {
+        found.push_back(readAll(end.get()));
+        ::wait(nullptr);
+    }
+    return found;
+}
+
+}  // namespace box
