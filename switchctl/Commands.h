@@ -7,6 +7,7 @@ void addSwitchCommands(CommandTree& tree);
 void addAttributeCommands(CommandTree& tree);
 void addEventCommands(CommandTree& tree);
 void addCallhomeCommands(CommandTree& tree);
+void addQueueCommands(CommandTree& tree);
 void addProfileCommands(CommandTree& tree);
 void addLogCommands(CommandTree& tree);
 void addFaultCommands(CommandTree& tree);

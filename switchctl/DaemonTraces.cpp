@@ -39,12 +39,27 @@ std::string fileErrorIn(const TraceRecord& record) {
     return std::string(words.substr(0, words.rfind('(')));
 }
 
+// "entry (5) opened in the send queue".
+std::optional<std::uint32_t> openedIn(const TraceRecord& record) {
+    const std::string_view rest = record.message.substr(DaemonWords::MESSAGE_OPENED.text.size());
+    const auto number = Text::number(rest.substr(0, rest.find(')')), 0, UINT32_MAX);
+    return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
+}
+
+// "Send SMTP client identity as hostname: switch".
+std::string presentedIn(const TraceRecord& record) {
+    const std::string_view rest = record.message.substr(DaemonWords::HELLO.text.size());
+    const std::size_t colon = rest.find(": ");
+    return colon == std::string_view::npos ? "" : Text::split(rest.substr(colon + 2), '\n').front();
+}
+
 // What the daemon is at.
 void takeWork(const TraceRecord& record, DaemonTraces& traces) {
     if (record.is(DaemonWords::READ_BEGINS)) {
         traces.readBegun = record.time();
     } else if (record.is(DaemonWords::MESSAGE_OPENED)) {
         traces.opened = record.time();
+        traces.openedNumber = openedIn(record);
     } else if (record.is(DaemonWords::ADDRESS_TOLD)) {
         traces.addressTold = true;
     } else if (record.is(DaemonWords::CAPTURE_DONE)) {
@@ -115,6 +130,7 @@ void readSendThread(DaemonTraces& traces) {
         if (record.process == traces.process && record.time().value_or(INT64_MAX) >= traces.started.value_or(0)) {
             replies.take(record);
             traces.send.take(record);
+            traces.presentedAs = record.is(DaemonWords::HELLO) ? presentedIn(record) : traces.presentedAs;
             traces.sendThread = isEnding(record) ? DaemonTraces::SendThread::ENDED : DaemonTraces::SendThread::RUNS;
         }
     }

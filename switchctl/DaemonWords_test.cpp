@@ -1,5 +1,7 @@
 #include "switchctl/DaemonWords.h"
 
+#include "switchctl/ComposedMail.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -81,6 +83,16 @@ TEST(DaemonWords, haveTheKeysThatTheDaemonsProbeHas) {
          {CONDITION, CONFIG, QUEUE_OPEN, QUEUE_SETTINGS_READ, DELETED_FOR_SPACE, DELETED_FOR_FILE_LIMIT,
           DELETED_FOR_TIME, DELETED_FOR_CLEAR, NOT_ADDED, PARKED, FILES_ALLOWED, SPACE_ALLOWED, CAPTURES_RUNNING}) {
         EXPECT_TRUE(std::regex_search(sources(), std::regex("\\\\n *" + quoted(key) + " *= %"))) << key;
+    }
+}
+
+// As many as the daemon reads, and the same.
+TEST(DaemonWords, areTheAttributesThatTheDaemonsMailsAreMadeOf) {
+    const std::regex row("IdentityKey\\{\"");
+    const auto rows = std::distance(std::sregex_iterator(sources().begin(), sources().end(), row), {});
+    EXPECT_EQ(static_cast<std::size_t>(rows), MailMaker::KEYS.size());
+    for (const std::string& key : MailMaker::KEYS) {
+        EXPECT_TRUE(isInSources("IdentityKey{\"" + key + '"')) << key;
     }
 }
 

@@ -40,6 +40,11 @@ const std::vector<Line> COMMANDS = {
     {"callhome", "request"},
     {"callhome", "message"},
     {"callhome", "setup"},
+    {"queue", "list"},
+    {"queue", "show"},
+    {"queue", "export"},
+    {"queue", "try"},
+    {"queue", "clear"},
     {"profile", "list"},
     {"profile", "show"},
     {"profile", "add"},
@@ -51,7 +56,7 @@ const std::vector<Line> COMMANDS = {
     {"fault", "clear"},
     {"fault", "release"},
 };
-const std::vector<Line> GROUPS = {{}, {"attr"}, {"event"}, {"callhome"}, {"profile"}, {"fault"}};
+const std::vector<Line> GROUPS = {{}, {"attr"}, {"event"}, {"callhome"}, {"queue"}, {"profile"}, {"fault"}};
 
 class Usage : public testing::Test {
 protected:
@@ -117,7 +122,7 @@ TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
 
 TEST_F(Usage, helpOfAGroupNamesItsCommands) {
     run({"--help"});
-    for (const char* word : {"wait", "status", "attr", "event", "callhome", "profile", "log", "fault"}) {
+    for (const char* word : {"wait", "status", "attr", "event", "callhome", "queue", "profile", "log", "fault"}) {
         EXPECT_THAT(out_.str(), HasSubstr(std::string("\n  ") + word + " "));
     }
     for (const Line& line : COMMANDS) {

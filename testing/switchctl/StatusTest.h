@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 class StatusTest : public SwitchctlDaemonTest {
 protected:
@@ -26,6 +27,7 @@ protected:
             return;
         }
         if (message.format() == MessageFormat::MANAGEMENT) {
+            codes_.push_back(message.code());
             const auto handle = ManagementRequest::decode(message.payload())->handle;
             const auto block = WireWriter().u32(0).u32(0).u32(bytes_).u32(waiting_).u32(open_).take();
             respond(message, InfoResponse{handle, 0, block}.encode());
@@ -81,4 +83,5 @@ protected:
     std::uint32_t bytes_ = 0;
     std::uint32_t waiting_ = 0;
     std::uint32_t open_ = 0;
+    std::vector<std::uint16_t> codes_;  // of the requests so far
 };
