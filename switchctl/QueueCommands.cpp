@@ -172,6 +172,6 @@ void addQueueCommands(CommandTree& tree) {
     tree.command(group, "try", {"queue try", "Try to send at once", "queue try"}, tryNow);
     auto [command, arguments] = tree.command(
         group, "clear", {"queue clear [--yes]", "Discard all queued messages, after a question", "queue clear --yes"},
-        clear);
+        clearAfterQuestion);
     command.flag("--yes", "Do not ask", arguments.yes);
 }
