@@ -200,11 +200,9 @@ TEST_F(OrvCHMesgBuild, takesEveryIdentifierOfTheOwnGroupForALogEvent) {
 static std::optional<std::uint32_t> numberRead;
 
 extern "C" {
-// orvMesgNumber(), by the name that the compiler gives it.
-std::int32_t __real__Z13orvMesgNumberRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(const std::string& digits);
-std::int32_t __wrap__Z13orvMesgNumberRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(const std::string& digits) {
-    return numberRead ? static_cast<std::int32_t>(*numberRead)
-                      : __real__Z13orvMesgNumberRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(digits);
+std::int32_t __real_orvMesgNumber(const std::string& digits);
+std::int32_t __wrap_orvMesgNumber(const std::string& digits) {
+    return numberRead ? static_cast<std::int32_t>(*numberRead) : __real_orvMesgNumber(digits);
 }
 }
 

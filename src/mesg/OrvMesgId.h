@@ -15,7 +15,7 @@ std::string orvMesgId(std::uint32_t number);
 
 // The number behind eight hexadecimal digits. Kept: read as a signed number, so that no identifier from 8000.0000 on
 // comes back as itself; restored messages of the daemon's own group are log events because of that.
-std::int32_t orvMesgNumber(const std::string& digits);
+extern "C" std::int32_t orvMesgNumber(const std::string& digits);
 
 enum class OrvMesgKind { kLogEvent, kCronCapture, kNone };
 OrvMesgKind orvMesgKind(std::int32_t number);
