@@ -89,7 +89,7 @@ function(orv_unity name)
 endfunction()
 
 # orv_apart(FILE...): sources that are compiled alone also with ORV_UNITY: a test steps in front of what they define, which the
-# linker does for calls from other objects only (tools/check_wraps looks for more of them).
+# linker does for calls from other objects only (tools/check_wraps looks for more of them), or stands in their place.
 function(orv_apart)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()

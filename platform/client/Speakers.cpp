@@ -18,14 +18,14 @@ constexpr std::uint16_t OF_SERVICES_ONLY[] = {MessageFormat::CNS, MessageFormat:
 constexpr std::chrono::minutes BETWEEN_LINES(10);
 
 void tell(const Hsb_Message& message) {
-    using SteadyClock = std::chrono::steady_clock;
-    static SteadyClock::time_point next{};
+    static std::chrono::steady_clock::time_point next{};
     static unsigned dropped = 0;
     ++dropped;
-    if (SteadyClock::now() < next) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < next) {
         return;
     }
-    next = SteadyClock::now() + BETWEEN_LINES;
+    next = now + BETWEEN_LINES;
     const Hsb_Address& from = message.source();
     syslog(LOG_WARNING, "%u dropped: message %u/%u from %u.%u, which is not the switch's service", dropped,
            unsigned{message.format()}, unsigned{message.code()}, unsigned{from.node}, unsigned{from.process});

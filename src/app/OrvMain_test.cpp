@@ -81,7 +81,7 @@ protected:
 
     static constexpr int kUncaught = 99;  // the status of a child whose main let an exception go
 
-    const Steps kTrace{"tzset", "openlog orvApp 0 8", "OrvDbg::createKey", "OrvDbg::setOfThread"};
+    const Steps kTrace{"tzset", "openlog orvApp 0 8", "pthread_key_create", "pthread_setspecific"};
     const Steps kPlatform{"Hsb::init 64 0 0", "Cns::init 0", "Ens::init", "Log_Event::open"};
     const Steps kServed{"Hsb_Slot::insert", "Hsb::handle_events without limit"};
     const Steps kEnd{"Log_Event::close", "Ens::shutdown", "Cns::shutdown", "Hsb::shutdown"};
@@ -178,21 +178,21 @@ TEST_F(OrvMain, goesOnWithoutEitherOfThem) {
 }
 
 TEST_F(OrvMain, saysThatItsTraceHasNoKey) {
-    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.failing = "OrvDbg::createKey"; }), 0);
+    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.failing = "pthread_key_create"; }), 0);
 
-    EXPECT_EQ(steps_, Steps({"tzset", "openlog orvApp 0 8", "OrvDbg::createKey",
+    EXPECT_EQ(steps_, Steps({"tzset", "openlog orvApp 0 8", "pthread_key_create",
                              "syslog 5 Failed to initialize main thread logging key\n"}));
 }
 
 TEST_F(OrvMain, saysThatItsTraceHasNoMemory) {
-    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.noMemoryAfter = "OrvDbg::createKey"; }), 0);
+    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.noMemoryAfter = "pthread_key_create"; }), 0);
 
-    EXPECT_EQ(steps_, Steps({"tzset", "openlog orvApp 0 8", "OrvDbg::createKey",
+    EXPECT_EQ(steps_, Steps({"tzset", "openlog orvApp 0 8", "pthread_key_create",
                              "syslog 5 Failed to allocate main thread logging object\n"}));
 }
 
 TEST_F(OrvMain, saysThatItsTraceCannotBeSet) {
-    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.failing = "OrvDbg::setOfThread"; }), 0);
+    EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.failing = "pthread_setspecific"; }), 0);
 
     EXPECT_EQ(steps_, joined({kTrace, {"syslog 5 Failed to set main thread specific logging reference\n"}}));
 }
@@ -257,7 +257,7 @@ TEST_F(OrvMain, endsWithStatusOneWithoutMemoryForTheMonitorsClient) {
 }
 
 TEST_F(OrvMain, endsByItselfWhateverStepFindsNoMemory) {
-    for (const char* const step : {"openlog", "OrvDbg::createKey", "OrvDbg::setOfThread", "Hsb::init", "Cns::init",
+    for (const char* const step : {"openlog", "pthread_key_create", "pthread_setspecific", "Hsb::init", "Cns::init",
                                    "Ens::init", "Log_Event::open", "Hsb_Slot::insert", "Log_Event::close",
                                    "Ens::shutdown", "Cns::shutdown", "Hsb::shutdown"}) {
         const int status = run([step](MainSteps& steps, LoopbackSwitch&) { steps.noMemoryAfter = step; });

@@ -1,13 +1,17 @@
 // Test support: tells which steps of the daemon's start are made, in order, and lets a test make each of them fail.
 //
 // Steps are told as texts, such as "Hsb::init 64 0 0" or "syslog 5 the text", to the one MainSteps object that is
-// alive; the program is linked with --wrap for each of them. Main thread only.
+// alive. The program is linked with SteppedMain.cpp, WatchedSlot.cpp and what makes calls and allocations fail; it has
+// an event log of its own. Main thread only.
 #pragma once
+
+#include "testing/CallFaults.h"
+#include "testing/FailingCalls.h"
 
 #include <functional>
 #include <string>
 
-class Hsb_Component;
+class Timeval;
 
 struct MainSteps {
     explicit MainSteps(std::function<void(const std::string&)> tell);
@@ -24,6 +28,27 @@ struct MainSteps {
     std::string noMemoryAfter;
     // Serves instead of the bus; the result of Hsb::handle_events. Empty: the bus is served.
     std::function<int()> serve;
-    // After a component has joined the bus.
-    std::function<void(Hsb_Component*)> inserted;
+
+private:
+    const OnCall calls_;
+};
+
+// What main calls on the platform: a step first, and then the platform's own.
+struct SteppedHsb {
+    static SteppedHsb* instance();
+    [[nodiscard]] int init(int maxMessages, int flags, int options);
+    [[nodiscard]] int handle_events(const Timeval* limit);
+    void shutdown();
+};
+
+struct SteppedCns {
+    static SteppedCns* instance();
+    [[nodiscard]] int init(int options);
+    void shutdown();
+};
+
+struct SteppedEns {
+    static SteppedEns* instance();
+    [[nodiscard]] int init();
+    void shutdown();
 };
