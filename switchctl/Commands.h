@@ -4,6 +4,7 @@
 class CommandTree;
 
 void addSwitchCommands(CommandTree& tree);
+void addDoctorCommand(CommandTree& tree);
 void addAttributeCommands(CommandTree& tree);
 void addEventCommands(CommandTree& tree);
 void addCallhomeCommands(CommandTree& tree);

@@ -65,6 +65,7 @@ inline constexpr const char* PARKED = "message count (duplicate queue)";
 inline constexpr const char* FILES_ALLOWED = "files allowed (send queue)";
 inline constexpr const char* SPACE_ALLOWED = "spaceAllowed";
 inline constexpr const char* CAPTURES_RUNNING = "executing";
+inline constexpr const char* SENDER = "From";
 inline constexpr const char* NOT_ADDED = "messages could not be added";
 
 // The daemon's last words in a trace that it cannot go on with.

@@ -85,7 +85,7 @@ struct CompletionCase {
 
 const CompletionCase WITHOUT_SWITCH[] = {
     {{"switchctl", "a"}, {"attr"}},
-    {{"switchctl", ""}, {"attr", "callhome", "event", "fault", "log", "profile", "queue", "status", "wait"}},
+    {{"switchctl", ""}, {"attr", "callhome", "doctor", "event", "fault", "log", "profile", "queue", "status", "wait"}},
     {{"switchctl", "attr", ""}, {"get", "list", "load", "set", "unset"}},
     {{"switchctl", "--json", "callhome", "p"}, {"probe", "processed", "profile-change"}},
     {{"switchctl", "callhome", "--timeout", "3", "te"}, {"test"}},
@@ -214,7 +214,7 @@ TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
             check({word, second}, word + " " + second);
         }
     }
-    EXPECT_EQ(commands, 37u);
+    EXPECT_EQ(commands, 38u);
 }
 
 }  // namespace

@@ -59,10 +59,10 @@ std::string pageOf(const ProblemKind& kind) {
 
 constexpr const char* INTRODUCTION =
     "# Troubleshooting\n\n"
-    "Every problem that `switchctl status` knows, in the order in which one would mend them: its id, which `status "
-    "--json`\n"
-    "has too, what `status` says, what it means, and the remedy. Dots stand for what is filled in. Made from the "
-    "catalogue\n"
+    "Every problem that `switchctl status` and `switchctl doctor` know, in the order in which one would mend them: "
+    "its\n"
+    "id, which `--json` has too, what they say, what it means, and the remedy. Dots stand for what is filled in. Made "
+    "from the catalogue\n"
     "of problems, `switchctl/ProblemEntries.inc`, and compared with it by a test\n"
     "(`ORV_WRITE_PAGES=1 build/dev/bin/switchctl_unit_test` makes it anew).\n\n"
     "| state | what it means | exit status |\n"

@@ -31,6 +31,14 @@ bool wasTakenSince(const StatusFacts& facts, const Refusal& refusal) {
     return reply != nullptr && reply->text.starts_with('2') && reply->time > refusal.time;
 }
 
+// The server has just said anew what it makes of it.
+bool isAsked(const StatusFacts& facts, const Refusal& refusal) {
+    const ServerVisit* const visit = facts.outside ? facts.outside->find(refusal.server) : nullptr;
+    return visit != nullptr && std::ranges::any_of(visit->stages, [&](const VisitStage& stage) {
+               return stage.kind == VisitStage::Kind::RECIPIENT && stage.asked == "RCPT TO:<" + refusal.address + ">";
+           });
+}
+
 StatusProblem problemOf(const Refusal& refusal, std::pair<std::size_t, std::size_t> place) {
     if (refusal.response.starts_with('4')) {
         return problem::kRecipientDelayed(refusal.server, refusal.address, refusal.profile, refusal.response,
@@ -54,7 +62,8 @@ StatusProblems recipientProblems(const StatusFacts& facts) {
     StatusProblems problems;
     for (const Refusal& refusal : facts.log.mail.recipients()) {
         const auto place = placeOf(facts, refusal);
-        if (place && isConfigured(facts, refusal.server) && !wasTakenSince(facts, refusal)) {
+        if (place && isConfigured(facts, refusal.server) && !wasTakenSince(facts, refusal) &&
+            !isAsked(facts, refusal)) {
             problems.push_back(problemOf(refusal, *place));
         }
     }

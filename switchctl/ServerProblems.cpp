@@ -1,4 +1,5 @@
 // What is wrong with the mail servers: one that says nothing, and what those that have failed said.
+#include "switchctl/ReplyVerdict.h"
 #include "switchctl/Second.h"
 #include "switchctl/StatusVerdict.h"
 #include "switchctl/Text.h"
@@ -7,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <optional>
 #include <string_view>
 
@@ -24,20 +24,6 @@ struct Limit {
     const char* seconds;
 };
 constexpr Limit LIMITS[] = {{"DATA", "120"}, {".", "600"}, {"QUIT", "5"}, {"", "300"}};
-
-std::string lower(std::string_view text) {
-    std::string result(text);
-    std::ranges::transform(result, result.begin(), [](unsigned char c) { return std::tolower(c); });
-    return result;
-}
-
-bool holds(const std::string& text, std::initializer_list<std::string_view> words) {
-    return std::ranges::any_of(words, [&](std::string_view word) { return text.find(word) != std::string::npos; });
-}
-
-bool hasCode(std::string_view reply) {
-    return reply.size() >= 3 && std::ranges::all_of(reply.substr(0, 3), [](char c) { return c >= '0' && c <= '9'; });
-}
 
 // The stage that the send thread waits in, when it has a message and hears nothing.
 struct Waiting {
@@ -94,42 +80,11 @@ std::optional<std::string> refusedCommand(const StatusFacts& facts, const Failur
     return same ? std::optional(refusal->command) : std::nullopt;
 }
 
-// By what the server says, whatever it was said to.
-std::optional<StatusProblem> policy(const Failure& failure) {
-    const std::string words = lower(failure.response);
-    if (holds(words, {"starttls", "encrypt", " tls"})) {
-        return problem::kEncryptionWanted(failure.server, failure.response);
-    }
-    if (words.starts_with("530") || words.starts_with("535") || holds(words, {"authentic", "log in", "login"})) {
-        return problem::kLoginWanted(failure.server, failure.response);
-    }
-    if (words.starts_with("552") || holds(words, {"5.3.4", "5.2.3", "too large", "too big", "exceeds"})) {
-        return problem::kMailTooLarge(failure.server, failure.response);
-    }
-    return std::nullopt;
-}
-
-StatusProblem refusal(const StatusFacts& facts, const Failure& failure) {
-    if (!hasCode(failure.response)) {
-        return problem::kServerNone(failure.server, failure.response);
-    }
-    const auto command = refusedCommand(facts, failure);
-    if (command && (command->empty() || command->starts_with("EHLO") || command->starts_with("HELO"))) {
-        return problem::kServerDeclines(failure.server, failure.response);
-    }
-    if (auto problem = policy(failure)) {
-        return std::move(*problem);
-    }
-    if (command && command->starts_with("MAIL")) {
-        return problem::kSenderRefused(failure.server, facts.attribute("Global.Callhome.FromAddr"), failure.response);
-    }
-    return problem::kServerRefuses(failure.server, !command || *command == "." ? "a mail" : *command, failure.response);
-}
-
 StatusProblem problemOf(const StatusFacts& facts, const Failure& failure) {
     const std::string& server = failure.server;
     if (!failure.response.empty() && failure.reason == "SMTP RESPONSE Error") {
-        return refusal(facts, failure);
+        return ReplyVerdict::of(
+            {server, refusedCommand(facts, failure), failure.response, facts.attribute("Global.Callhome.FromAddr")});
     }
     if (failure.reason == "DNS Hostname Resolve Error") {
         return problem::kServerUnresolved(server, failure.description);
@@ -165,6 +120,22 @@ bool hasFreshServer(const StatusFacts& facts) {
     });
 }
 
+// What a server has just said counts for more than what it said before, but for mails: none was offered.
+bool isAsked(const StatusFacts& facts, const Failure& failure, const StatusProblem& found) {
+    const bool aboutMail =
+        found.id == std::string_view(problem::kMailTooLarge.id) || found.id == problem::kServerRefuses.id;
+    return !aboutMail && facts.outside && facts.outside->find(failure.server) != nullptr;
+}
+
+// The daemon notices with its next try.
+void addRevival(const StatusFacts& facts, const Failure& failure, const StatusProblem& found,
+                StatusProblems& problems) {
+    const bool waits = facts.queue && facts.queue->waiting + facts.queue->open != 0;
+    if (waits && pendingRetry(facts) != nullptr && facts.outside->find(failure.server)->works()) {
+        problems.push_back(problem::kServerWorksAgain(failure.server, found.text));
+    }
+}
+
 void addFailures(const StatusFacts& facts, StatusProblems& problems) {
     for (const Failure& failure : facts.log.mail.servers()) {
         if (failure.time < facts.traces.started.value_or(0) || isOver(facts, failure)) {
@@ -172,6 +143,10 @@ void addFailures(const StatusFacts& facts, StatusProblems& problems) {
         }
         StatusProblem found = problemOf(facts, failure);
         if (isGone(facts, found)) {
+            continue;
+        }
+        if (isAsked(facts, failure, found)) {
+            addRevival(facts, failure, found, problems);
             continue;
         }
         if (failure.otherWorks) {
@@ -183,17 +158,24 @@ void addFailures(const StatusFacts& facts, StatusProblems& problems) {
     }
 }
 
+bool sawPieces(const StatusFacts& facts) {
+    return facts.outside && std::ranges::any_of(facts.outside->visits,
+                                                [](const ServerVisit& visit) { return visit.pieces.has_value(); });
+}
+
 }  // namespace
 
 StatusProblems serverProblems(const StatusFacts& facts) {
     StatusProblems problems;
-    addSilence(facts, problems);
+    if (!facts.outside || facts.outside->find(StatusServer::active(facts).text()) == nullptr) {
+        addSilence(facts, problems);
+    }
     addFailures(facts, problems);
     const LogDigest::Retry* const retry = pendingRetry(facts);
     if (retry != nullptr && facts.log.mail.servers().empty()) {
         problems.push_back(problem::kRetrying(retry->server));
     }
-    if (facts.traces.repliesOutOfStep) {
+    if (facts.traces.repliesOutOfStep && !sawPieces(facts)) {
         problems.push_back(problem::kRepliesOutOfStep());
     }
     return problems;

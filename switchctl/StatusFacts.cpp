@@ -30,6 +30,8 @@ const std::vector<std::string> KEYS = {
     "Global.Callhome.DiscardPeriod",
     "Global.Network.Eth.0.NF-IPAddress",
     "Global.Network.Eth.0.IPv6IPAddress",
+    "Global.Network.DNSClientEnable",
+    "Global.Network.DNSLocalHostname",
     "Oper.Callhome.NF-ActiveSMTPAddr",
     "Oper.Callhome.ActiveSMTPPort",
 };
@@ -62,6 +64,7 @@ StatusFacts::Probe probeOf(const std::string& probe) {
     const Values state = ProbeTrace::valuesIn(probe, DaemonWords::STATE);
     const Values queue = ProbeTrace::valuesIn(probe, DaemonWords::QUEUE);
     const Values captures = ProbeTrace::valuesIn(probe, DaemonWords::CAPTURES);
+    const Values identity = ProbeTrace::valuesIn(probe, DaemonWords::PROBE_ENDS);
     return {bits(state, DaemonWords::CONDITION),
             bits(state, DaemonWords::CONFIG),
             flag(queue, DaemonWords::QUEUE_OPEN),
@@ -70,7 +73,8 @@ StatusFacts::Probe probeOf(const std::string& probe) {
             count(queue, DaemonWords::PARKED),
             count(queue, DaemonWords::FILES_ALLOWED),
             count(queue, DaemonWords::SPACE_ALLOWED),
-            count(captures, DaemonWords::CAPTURES_RUNNING).value_or(0)};
+            count(captures, DaemonWords::CAPTURES_RUNNING).value_or(0),
+            identity.contains(DaemonWords::SENDER) ? identity.at(DaemonWords::SENDER) : ""};
 }
 
 void askProbe(Session& session, StatusFacts& facts) {

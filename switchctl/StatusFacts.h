@@ -6,6 +6,7 @@
 #include "switchctl/FlashFacts.h"
 #include "switchctl/LogDigest.h"
 #include "switchctl/ProfileTable.h"
+#include "switchctl/ServerVisit.h"
 #include "switchctl/Session.h"
 
 #include <cstdint>
@@ -28,6 +29,7 @@ struct StatusFacts {
         std::optional<std::uint32_t> filesAllowed;
         std::optional<std::uint32_t> spaceAllowed;
         std::uint32_t captures = 0;  // that have begun and not ended
+        std::string sender = {};     // of its mails; "" where it does not say
     };
 
     std::vector<ComponentList::Component> components;
@@ -41,7 +43,8 @@ struct StatusFacts {
     std::string noResponse;  // it answers the probe alone
     DaemonTraces traces;
     FlashFacts flash;
-    std::int64_t now = 0;  // microseconds since 1970
+    std::int64_t now = 0;                 // microseconds since 1970
+    std::optional<OutsideFacts> outside;  // what the mail servers said; nothing where nobody has asked them
 
     // Asks for all of it. A daemon that is not there or does not answer leaves its part empty; throws when the switch
     // does not answer.

@@ -1,6 +1,7 @@
 #include "switchctl/StatusReport.h"
 
 #include "switchctl/DaemonWords.h"
+#include "switchctl/Errors.h"
 #include "switchctl/Second.h"
 #include "switchctl/Text.h"
 
@@ -277,4 +278,15 @@ Json statusJson(const StatusFacts& facts, const StatusProblems& problems) {
     object.set("state", statusWord(state));
     addMore(object, facts);
     return object;
+}
+
+void endWithStatus(const StatusFacts& facts, const StatusProblems& problems) {
+    for (const std::string& silence : {facts.noAnswer, facts.noResponse}) {
+        if (!silence.empty()) {
+            throw NoAnswer(silence);
+        }
+    }
+    if (stateOf(problems) != ProblemState::NOTICE) {
+        throw NeedsAPerson();
+    }
 }

@@ -8,3 +8,5 @@
 
 std::string statusLines(const StatusFacts& facts, const StatusProblems& problems);
 Json statusJson(const StatusFacts& facts, const StatusProblems& problems);
+// The exit status, by the exception for it: none where nobody is needed.
+void endWithStatus(const StatusFacts& facts, const StatusProblems& problems);

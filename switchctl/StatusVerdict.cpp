@@ -16,7 +16,7 @@ constexpr std::array<const char*, 5> STATE_NAMES = {"absent", "registered", "rea
 
 using Rule = StatusProblems (*)(const StatusFacts&);
 
-constexpr Rule RULES[] = {daemonProblems, setupProblems, serverProblems,  recipientProblems,
+constexpr Rule RULES[] = {daemonProblems, setupProblems, outsideProblems, serverProblems, recipientProblems,
                           queueProblems,  flashProblems, captureProblems, clockProblems};
 
 bool hasMailServer(const StatusFacts& facts, const std::string& suffix) {

@@ -17,6 +17,7 @@ bool canSend(ProblemState state);
 // What it is put together from, a theme each.
 StatusProblems daemonProblems(const StatusFacts& facts);
 StatusProblems setupProblems(const StatusFacts& facts);
+StatusProblems outsideProblems(const StatusFacts& facts);  // nothing where nobody was asked
 StatusProblems serverProblems(const StatusFacts& facts);
 StatusProblems recipientProblems(const StatusFacts& facts);
 StatusProblems queueProblems(const StatusFacts& facts);

@@ -30,14 +30,7 @@ void status(Session& session) {
     const StatusFacts facts = StatusFacts::gather(session);
     const StatusProblems problems = statusProblems(facts);
     session.print(statusJson(facts, problems), statusLines(facts, problems));
-    for (const std::string& silence : {facts.noAnswer, facts.noResponse}) {
-        if (!silence.empty()) {
-            throw NoAnswer(silence);
-        }
-    }
-    if (stateOf(problems) != ProblemState::NOTICE) {
-        throw NeedsAPerson();
-    }
+    endWithStatus(facts, problems);
 }
 
 // For the message when time has run out.
@@ -85,4 +78,5 @@ void addSwitchCommands(CommandTree& tree) {
     command.take({"COMPONENT", "", "Name of the component", true}, arguments.component)
         .take({"STATE", "", "registered, ready, configured or started", true}, arguments.state);
     tree.command(tree.root(), "status", {"status", "Whether CallHome can send and, if not, why", "status"}, status);
+    addDoctorCommand(tree);
 }

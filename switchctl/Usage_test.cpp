@@ -20,6 +20,7 @@ using Line = std::vector<std::string>;
 const std::vector<Line> COMMANDS = {
     {"wait"},
     {"status"},
+    {"doctor"},
     {"attr", "get"},
     {"attr", "set"},
     {"attr", "list"},
@@ -122,7 +123,8 @@ TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
 
 TEST_F(Usage, helpOfAGroupNamesItsCommands) {
     run({"--help"});
-    for (const char* word : {"wait", "status", "attr", "event", "callhome", "queue", "profile", "log", "fault"}) {
+    for (const char* word :
+         {"wait", "status", "doctor", "attr", "event", "callhome", "queue", "profile", "log", "fault"}) {
         EXPECT_THAT(out_.str(), HasSubstr(std::string("\n  ") + word + " "));
     }
     for (const Line& line : COMMANDS) {
