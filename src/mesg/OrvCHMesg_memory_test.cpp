@@ -1,27 +1,17 @@
-// What messages do when there is no memory. A program of its own: it replaces the allocations.
+// What messages do when there is no memory.
+#include "testing/FailingCalls.h"
 #include "testing/mesg/MesgTest.h"
 
-#include <cstdint>
-#include <cstdlib>
 #include <new>
 
 using testing::ElementsAre;
 
 namespace {
 
-// How many further allocations that do not throw succeed; negative: all.
-int allocationsLeft = -1;
-// The same for those that throw, and the size from which on all of them fail.
-int throwingLeft = -1;
-std::size_t tooBig = SIZE_MAX;
-
-class NoMemory {
-public:
-    explicit NoMemory(int after = 0) { allocationsLeft = after; }
-    ~NoMemory() { allocationsLeft = -1; }
-    NoMemory(const NoMemory&) = delete;
-    NoMemory& operator=(const NoMemory&) = delete;
-};
+// Allocations that do not throw, all but so many at first.
+FailingMemory noMemoryAfter(unsigned spared) {
+    return FailingMemory(MemoryFaults::kNothrow, spared);
+}
 
 using OrvCHMesgMemory = MesgTest;
 
@@ -36,38 +26,10 @@ std::unique_ptr<CronCaptureData> stagedCapture() {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
-    const bool fails = throwingLeft == 0 || size >= tooBig;
-    throwingLeft -= throwingLeft >= 0;
-    void* const memory = fails ? nullptr : std::malloc(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (allocationsLeft == 0) {
-        return nullptr;
-    }
-    allocationsLeft -= allocationsLeft > 0;
-    try {
-        return ::operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-
 TEST_F(OrvCHMesgMemory, buildersFailAndLeaveTheMessageWithoutTypeData) {
     OrvCHMesg mesg;
     {
-        const NoMemory noMemory;
+        const FailingMemory noMemory = noMemoryAfter(0);
         EXPECT_EQ(mesg.buildSwitchPowerUpData(), -1);
         EXPECT_EQ(mesg.buildTestData("Night"), -1);
         EXPECT_EQ(mesg.buildSwitchStateData("Online"), -1);
@@ -88,7 +50,7 @@ TEST_F(OrvCHMesgMemory, buildersLeaveACaptureWithoutTypeDataAndTypeZero) {
         OrvCHMesg mesg(OrvCHMesg::kCronCapture);
         ASSERT_NE(mesg.cronCapture(), nullptr);
         {
-            const NoMemory noMemory;
+            const FailingMemory noMemory = noMemoryAfter(0);
             EXPECT_EQ(build(mesg), -1);
         }
         EXPECT_EQ(mesg.Type, OrvCHMesg::kNoType);
@@ -99,7 +61,7 @@ TEST_F(OrvCHMesgMemory, buildersLeaveACaptureWithoutTypeDataAndTypeZero) {
 }
 
 TEST_F(OrvCHMesgMemory, constructionWithATypeLeavesTheMessageWithoutTypeData) {
-    const NoMemory noMemory;
+    const FailingMemory noMemory = noMemoryAfter(0);
     const OrvCHMesg event(OrvCHMesg::kLogEvent);
     const OrvCHMesg capture(OrvCHMesg::kCronCapture);
     EXPECT_EQ(event.Type, OrvCHMesg::kNoType);
@@ -113,7 +75,7 @@ TEST_F(OrvCHMesgMemory, copyingAnEnvelopeRaisesBothAlarmsAndKeepsTheOthers) {
     mesg.addEnvelope(sampleEnvelope());
     const auto source = sampleEnvelope();
     {
-        const NoMemory noMemory;
+        const FailingMemory noMemory = noMemoryAfter(0);
         EXPECT_EQ(mesg.copyEnvelope(*source), -1);
     }
     EXPECT_EQ(mesg.Envelopes.size(), 1u);
@@ -126,7 +88,7 @@ TEST_F(OrvCHMesgMemory, aCopyDoesWithoutTheEnvelopesThatFindNoMemory) {
     source->addEnvelope(sampleEnvelope());
     std::unique_ptr<OrvCHMesg> copy;
     {
-        const NoMemory noMemory(1);
+        const FailingMemory noMemory = noMemoryAfter(1);
         copy = std::make_unique<OrvCHMesg>(*source);
     }
     EXPECT_EQ(copy->Envelopes.size(), 1u);
@@ -138,7 +100,7 @@ TEST_F(OrvCHMesgMemory, anIdentifierGetsNoTypeData) {
     OrvCHMesg mesg;
     mesg.ID = "0123.4567";
     {
-        const NoMemory noMemory;
+        const FailingMemory noMemory = noMemoryAfter(0);
         EXPECT_EQ(mesg.createMesgByType(), -1);
     }
     EXPECT_EQ(mesg.Type, OrvCHMesg::kNoType);
@@ -154,7 +116,7 @@ TEST_F(OrvCHMesgMemory, restoringAnEnvelopeRaisesBothAlarmsUnderAnotherClassName
     OrvCHMesg mesg;
     mesg.FileName = kFile;
     {
-        const NoMemory noMemory(1);  // the type data's
+        const FailingMemory noMemory = noMemoryAfter(1);  // the type data's
         EXPECT_EQ(mesg.restore(), -1);
     }
     EXPECT_EQ(eventLog(), kMemoryAlarms);
@@ -166,11 +128,10 @@ TEST_F(OrvCHMesgMemory, stagingWithoutMemoryLeavesNoFile) {
     writeFile("/tmp/a.gz", "x");
     CronCaptureData capture;
     capture.Sequence = "7";
-    tooBig = 16 * 1024;
-    const int result = capture.insertAttachment("/tmp/a.gz");
-    tooBig = SIZE_MAX;
-
-    EXPECT_EQ(result, -1);
+    {
+        const FailingAllocation memory(16 * 1024);
+        EXPECT_EQ(capture.insertAttachment("/tmp/a.gz"), -1);
+    }
     EXPECT_THAT(capture.Attachments, testing::IsEmpty());
     EXPECT_THAT(stagedFiles(), testing::IsEmpty());
     EXPECT_THAT(traces(), ElementsAre("b64(/tmp/a.gz, /ostrel/conf/orv/callHome/attachments/a.gz.7): b64:003:File I/O "
@@ -183,28 +144,28 @@ TEST_F(OrvCHMesgMemory, aCopyThatFindsNoMemoryLeavesNoLinks) {
     for (const char* name : {"first.txt.gz.7", "second.txt.gz.7"}) {
         writeFile(std::string(kAttachments) + name, "x");
     }
-    int failures = 0;
+    unsigned failures = 0;
     for (bool failed = true; failed; failures += failed) {
         std::unique_ptr<CronCaptureData> copy;
-        throwingLeft = failures;
         try {
+            const FailingMemory memory(MemoryFaults::kThrowing, failures, 1);
             copy = std::make_unique<CronCaptureData>(*source);
             failed = false;
         } catch (const std::bad_alloc&) {
         }
-        throwingLeft = -1;
         EXPECT_EQ(stagedFiles().size(), failed ? 2u : 4u) << failures;
     }
-    EXPECT_GT(failures, 5);
+    EXPECT_GT(failures, 5u);
     EXPECT_THAT(stagedFiles(), ElementsAre("first.txt.gz.7", "second.txt.gz.7"));
 }
 
 TEST_F(OrvCHMesgMemory, aCaptureDestroyedWithoutMemoryTracesTheFilesItLeaves) {
     auto capture = stagedCapture();
     writeFile(std::string(kAttachments) + "first.txt.gz.7", "x");
-    throwingLeft = 0;
-    capture.reset();
-    throwingLeft = -1;
+    {
+        const FailingMemory memory(MemoryFaults::kThrowing, 0, 1);
+        capture.reset();
+    }
     EXPECT_THAT(traceLines(),
                 ElementsAre("CronCaptureData ~CronCaptureData: no memory to unlink the staged files of sequence 7"));
 }

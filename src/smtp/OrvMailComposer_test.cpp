@@ -1,33 +1,15 @@
-// What composing holds on to, and what it lets go. The program is linked with --wrap for orvOpenUnlinked().
+// What composing holds on to, and what it lets go.
 #include "smtp/OrvMailComposer.h"
 
+#include "testing/FailingCalls.h"
 #include "testing/smtp/MailFixture.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/types.h>
-
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <string_view>
 #include <thread>
-
-namespace {
-
-std::function<void()> beforeAttachment;  // is opened; may be empty
-
-}  // namespace
-
-extern "C" {
-int __real_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode);
-int __wrap_orvOpenUnlinked(const char* path, std::size_t trusted, int flags, mode_t mode) {
-    if (beforeAttachment && std::string_view(path).ends_with(".gz.17")) {
-        beforeAttachment();
-    }
-    return __real_orvOpenUnlinked(path, trusted, flags, mode);
-}
-}
 
 namespace {
 
@@ -123,15 +105,15 @@ TEST_F(OrvMailComposerTest, readsAttachmentsWithoutHoldingIdentityOrMessage) {
     TestIdentity identity(fullIdentity());
     const std::string expected = compose(identity.common(), *message, envelope);
     unsigned attachments = 0;
-    beforeAttachment = [&] {
+    const OnCall opening("openUnlinked", ".gz.17", [&](const CallFaults::Made&) {
         { const Mt::Lock lock(message->lock()); }
         identity.set(OrvIdentity());
         ++attachments;
-    };
+        return 0;
+    });
 
     const std::string text = compose(identity.common(), *message, envelope);
 
-    beforeAttachment = nullptr;
     EXPECT_EQ(attachments, 2u);
     EXPECT_EQ(text, expected) << "composed from the identity as it was before";
 }
