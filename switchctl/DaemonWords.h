@@ -67,6 +67,15 @@ inline constexpr const char* SPACE_ALLOWED = "spaceAllowed";
 inline constexpr const char* CAPTURES_RUNNING = "executing";
 inline constexpr const char* SENDER = "From";
 inline constexpr const char* NOT_ADDED = "messages could not be added";
+inline constexpr const char* RECEIVED_ALL = "total messages received";
+inline constexpr const char* RECEIVED_TESTS = "test messages received";
+inline constexpr const char* RECEIVED_REPEATS = "duplicate messages received";
+inline constexpr const char* RESTORED = "reconstituted messages";
+inline constexpr const char* MAILED = "messages send OK";
+inline constexpr const char* OPEN_NOW = "currently open messages";
+inline constexpr const char* EARLY = "message count (init queue)";
+inline constexpr const char* WAITING = "message count (send queue)";
+inline constexpr const char* PERSISTENT = "message count (persist queue)";
 
 // The daemon's last words in a trace that it cannot go on with.
 inline constexpr std::string_view FAREWELL = "Goodbye!";

@@ -79,9 +79,29 @@ TEST(DaemonWords, areTracedByMethodsThatTheDaemonHas) {
 }
 
 TEST(DaemonWords, haveTheKeysThatTheDaemonsProbeHas) {
-    for (const char* key : {CONDITION, CONFIG, QUEUE_OPEN, QUEUE_SETTINGS_READ, DELETED_FOR_SPACE,
-                            DELETED_FOR_FILE_LIMIT, DELETED_FOR_TIME, DELETED_FOR_CLEAR, NOT_ADDED, PARKED, SENDER,
-                            FILES_ALLOWED, SPACE_ALLOWED, CAPTURES_RUNNING}) {
+    for (const char* key : {CONDITION,
+                            CONFIG,
+                            QUEUE_OPEN,
+                            QUEUE_SETTINGS_READ,
+                            DELETED_FOR_SPACE,
+                            DELETED_FOR_FILE_LIMIT,
+                            DELETED_FOR_TIME,
+                            DELETED_FOR_CLEAR,
+                            NOT_ADDED,
+                            PARKED,
+                            SENDER,
+                            FILES_ALLOWED,
+                            SPACE_ALLOWED,
+                            CAPTURES_RUNNING,
+                            RECEIVED_ALL,
+                            RECEIVED_TESTS,
+                            RECEIVED_REPEATS,
+                            RESTORED,
+                            MAILED,
+                            OPEN_NOW,
+                            EARLY,
+                            WAITING,
+                            PERSISTENT}) {
         EXPECT_TRUE(std::regex_search(sources(), std::regex("(\\\\n|\") *" + quoted(key) + " *= %"))) << key;
     }
 }

@@ -85,7 +85,8 @@ struct CompletionCase {
 
 const CompletionCase WITHOUT_SWITCH[] = {
     {{"switchctl", "a"}, {"attr"}},
-    {{"switchctl", ""}, {"attr", "callhome", "doctor", "event", "fault", "log", "profile", "queue", "status", "wait"}},
+    {{"switchctl", ""},
+     {"attr", "callhome", "doctor", "event", "fault", "ledger", "log", "profile", "queue", "status", "wait"}},
     {{"switchctl", "attr", ""}, {"get", "list", "load", "set", "unset"}},
     {{"switchctl", "--json", "callhome", "p"}, {"probe", "processed", "profile-change"}},
     {{"switchctl", "callhome", "--timeout", "3", "te"}, {"test"}},
@@ -214,7 +215,7 @@ TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
             check({word, second}, word + " " + second);
         }
     }
-    EXPECT_EQ(commands, 38u);
+    EXPECT_EQ(commands, 39u);
 }
 
 }  // namespace

@@ -175,6 +175,10 @@ LogDigest LogDigest::read(Session& session) {
 
 void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
     latest = timeOf(entry);
+    if (firstId == 0) {
+        first = latest;
+        firstId = entry.id;
+    }
     const auto found =
         Management::isDaemon(entry.component) ? orvRecognise(entry.level, entry.number, entry.text) : std::nullopt;
     if (!found) {
@@ -220,6 +224,7 @@ void LogDigest::take(Meaning meaning, const LogEntry& entry, const OrvCatalogueM
             break;
         case Meaning::NOT_QUEUED:
             ++messagesNotQueued;
+            refusals.push_back(timeOf(entry));
             break;
         case Meaning::EMPTY_FILE:
             emptyFile_ = match.argument(0);

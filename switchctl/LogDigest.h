@@ -64,6 +64,9 @@ struct LogDigest {
     std::uint64_t recipientsGivenUp = 0;
     std::uint64_t mailsGivenUp = 0;       // for a whole profile, none of whose recipients was taken
     std::uint64_t messagesNotQueued = 0;  // refused by the queue, or not restored from their files, each file once
+    std::vector<std::int64_t> refusals;   // when the queue refused a message, in microseconds since 1970
+    std::int64_t first = 0;               // the time of the first entry of anybody's; 0: there is none
+    std::uint64_t firstId = 0;            // its number: above 1 when older ones are gone
 
     // Entries up to this level matter here.
     static constexpr std::int32_t MAX_LEVEL = kOrvLogDetail;

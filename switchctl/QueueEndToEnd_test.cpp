@@ -62,6 +62,7 @@ TEST_F(QueueEndToEnd, whatIsExportedIsWhatTheMailServerGetsAndTryGetsItThere) {
 
     ASSERT_TRUE(server.waitUntil([&] { return !server.mailsTaken().empty(); }));
     EXPECT_EQ(withoutDate(server.mailsTaken().front().text), withoutDate(exported));
+    EXPECT_THAT(done({"ledger"}), HasSubstr("\nIt adds up: "));
 }
 
 // What a terminal says to the question.
@@ -85,6 +86,7 @@ TEST_F(QueueEndToEnd, clearDiscardsOnlyWhatSomebodyHasAgreedTo) {
     EXPECT_THAT(clearAt(environment(), "Yes\n"), HasSubstr("done: queued messages are discarded; there were "));
 
     listWith("0 messages with a file, 0 bytes\n");
+    EXPECT_THAT(done({"ledger"}), HasSubstr("\nIt adds up: "));
 }
 
 TEST_F(QueueEndToEnd, theFilesAreShownWithoutAnySwitch) {

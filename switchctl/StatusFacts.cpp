@@ -74,7 +74,8 @@ StatusFacts::Probe probeOf(const std::string& probe) {
             count(queue, DaemonWords::FILES_ALLOWED),
             count(queue, DaemonWords::SPACE_ALLOWED),
             count(captures, DaemonWords::CAPTURES_RUNNING).value_or(0),
-            identity.contains(DaemonWords::SENDER) ? identity.at(DaemonWords::SENDER) : ""};
+            identity.contains(DaemonWords::SENDER) ? identity.at(DaemonWords::SENDER) : "",
+            queue};
 }
 
 void askProbe(Session& session, StatusFacts& facts) {

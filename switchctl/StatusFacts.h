@@ -28,8 +28,9 @@ struct StatusFacts {
         // The quotas that hold now.
         std::optional<std::uint32_t> filesAllowed;
         std::optional<std::uint32_t> spaceAllowed;
-        std::uint32_t captures = 0;  // that have begun and not ended
-        std::string sender = {};     // of its mails; "" where it does not say
+        std::uint32_t captures = 0;                  // that have begun and not ended
+        std::string sender = {};                     // of its mails; "" where it does not say
+        std::map<std::string, std::string> lists{};  // how many messages each list of its queue has, and more
     };
 
     std::vector<ComponentList::Component> components;

@@ -41,6 +41,7 @@ const std::vector<Line> COMMANDS = {
     {"callhome", "request"},
     {"callhome", "message"},
     {"callhome", "setup"},
+    {"ledger"},
     {"queue", "list"},
     {"queue", "show"},
     {"queue", "export"},
@@ -124,7 +125,7 @@ TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
 TEST_F(Usage, helpOfAGroupNamesItsCommands) {
     run({"--help"});
     for (const char* word :
-         {"wait", "status", "doctor", "attr", "event", "callhome", "queue", "profile", "log", "fault"}) {
+         {"wait", "status", "doctor", "attr", "event", "callhome", "queue", "ledger", "profile", "log", "fault"}) {
         EXPECT_THAT(out_.str(), HasSubstr(std::string("\n  ") + word + " "));
     }
     for (const Line& line : COMMANDS) {
