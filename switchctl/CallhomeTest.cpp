@@ -2,14 +2,20 @@
 
 #include "MessageCodes.h"
 #include "platform/wire/ManagementWire.h"
+#include "switchctl/Attributes.h"
 #include "switchctl/DaemonLog.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Management.h"
+#include "switchctl/ProfileTable.h"
 #include "switchctl/Rules.h"
+#include "switchctl/StatusVerdict.h"
+#include "switchctl/TestDelay.h"
+#include "switchctl/TestRecipients.h"
 #include "switchctl/Text.h"
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -65,42 +71,143 @@ std::string reasonOf(std::uint32_t result, const DaemonLog& log) {
     return result == PASSED ? "" : result == CLEARED ? "discarded with the queue" : log.lastText();
 }
 
-void tell(Session& session, const std::string& name, std::uint32_t result, const DaemonLog& log) {
-    const std::string refusal = log.testRefusal(name);
-    const std::string reason = refusal.empty() ? reasonOf(result, log) : refusal;
-    session.print(Json().set("profile", name).set("status", 0).set("result", nameOf(result)).set("reason", reason),
-                  refusal.empty() ? name + ": " + nameOf(result) + "\n" : "");
+// Those that the attributes name now; none for a profile that is not there.
+std::vector<std::string> addressesOf(Session& session, const std::string& name) {
+    const ProfileTable table(Attributes::list(session, ProfileTable::PREFIX));
+    const auto* const profile = table.find(name);
+    return profile == nullptr ? std::vector<std::string>() : profile->emails();
+}
+
+// One test: who was asked for, what the daemon writes about it, and what came of it.
+class Test {
+public:
+    Test(Session& session, const std::string& name)
+        : session_(session),
+          name_(name),
+          recipients_(name, addressesOf(session, name)),
+          result_(watchResults(session, name)),
+          log_(session) {}
+
+    void run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds FIRST_LOOK{1};
+    static constexpr std::chrono::seconds LATER_LOOKS{5};
+
+    bool done() const { return result_->has_value(); }
+    void await();
+    void hear();
+    void say(const std::string& line) const {
+        if (!line.empty()) {
+            session_.progress(name_ + ": " + line + "\n");
+        }
+    }
+    void addDetails(Json& json) const;
+    void tell(std::uint32_t result);
+    [[noreturn]] void fail(std::uint32_t result) const;
+    [[noreturn]] void giveUp(const std::string& limit);
+
+    Session& session_;
+    const std::string name_;
+    TestRecipients recipients_;
+    const std::shared_ptr<const Result> result_;
+    const DaemonLog log_;
+    TestDelay delay_;
+    std::size_t heard_ = 0;  // entries of the log
+    bool reading_ = false;   // its configuration
+};
+
+// What is wrong is written into the event log before the result, and the result may come before the response.
+void Test::run() {
+    const auto limit = session_.client.timeout();
+    Management::check(
+        Management::call(session_, ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, name_}.encode()));
+    if (!done()) {
+        session_.progress(name_ + ": accepted, waiting for the result\n");
+        reading_ = !refuseUnknown(session_, name_);
+        await();
+        session_.client.timeout(limit);
+    }
+    hear();
+    if (!done()) {
+        giveUp(Text::seconds(limit.count()));
+    }
+    tell(**result_);
+}
+
+// What becomes known meanwhile is said at once.
+void Test::await() {
+    const auto deadline = Clock::now() + session_.client.timeout();
+    auto nextLook = Clock::now() + FIRST_LOOK;
+    while (!done() && Clock::now() < deadline) {
+        const auto left = std::chrono::ceil<OperatorClient::Milliseconds>(std::min(deadline, nextLook) - Clock::now());
+        session_.client.timeout(std::max(left, OperatorClient::Milliseconds(0)));
+        if (session_.client.serveUntil([this] { return done() || log_.entries().size() > heard_; })) {
+            hear();
+        } else if (Clock::now() < deadline) {
+            session_.client.timeout(std::chrono::ceil<OperatorClient::Milliseconds>(deadline - Clock::now()));
+            say(reading_ ? "" : delay_.look(session_, name_));
+            nextLook = Clock::now() + LATER_LOOKS;
+        }
+    }
+}
+
+void Test::hear() {
+    for (; heard_ < log_.entries().size(); ++heard_) {
+        say(recipients_.take(log_.entries()[heard_]));
+    }
+}
+
+void Test::addDetails(Json& json) const {
+    json.set("recipients", recipients_.json()).setNull("nextTry");
+    if (const auto& next = recipients_.nextTry()) {
+        json.set("nextTry", Json().set("server", next->server).set("time", momentText(next->time)));
+    }
+}
+
+void Test::tell(std::uint32_t result) {
+    recipients_.end(result == PASSED);
+    const std::string refusal = log_.testRefusal(name_);
+    const std::string reason = refusal.empty() ? reasonOf(result, log_) : refusal;
+    Json json;
+    json.set("profile", name_).set("status", 0).set("result", nameOf(result)).set("reason", reason);
+    addDetails(json);
+    session_.print(json, refusal.empty() ? name_ + ": " + nameOf(result) + "\n" : "");
     if (!refusal.empty()) {
         throw Refused("refused: " + Text::oneLine(refusal));
     }
-    if (result == CLEARED) {
-        throw Refused("the test message for " + name + " was discarded with the queue");
-    }
     if (result != PASSED) {
-        throw Refused("the test message for " + name + " was not delivered" + because(log));
+        fail(result);
     }
+    if (recipients_.nobody()) {
+        throw Refused("the test message for " + name_ + " was mailed to nobody: the profile has no address");
+    }
+}
+
+void Test::fail(std::uint32_t result) const {
+    if (result == CLEARED) {
+        throw Refused("the test message for " + name_ + " was discarded with the queue");
+    }
+    const std::string whom = recipients_.notReached();
+    throw Refused("the test message for " + name_ +
+                  (whom.empty() ? " was not delivered" + because(log_) : " did not reach " + whom));
+}
+
+void Test::giveUp(const std::string& limit) {
+    const std::string why =
+        reading_ ? "orvApp is reading its configuration and sends the test afterwards" : delay_.finalWord(session_);
+    const std::string reason = "no result for " + name_ + " in " + limit + " s; " + why;
+    Json json;
+    json.set("error", "no answer").set("reason", reason).set("profile", name_);
+    addDetails(json);
+    session_.print(json, "");
+    throw NoAnswer(reason);
 }
 
 }  // namespace
 
-// What is wrong is written into the event log before the result, and the result may come before the response.
 void callhomeTest(Session& session, const std::string& name) {
     Rules::profileName(name);
-    const auto result = watchResults(session, name);
-    const DaemonLog log(session);
-    const auto response =
-        Management::call(session, ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, name}.encode());
-    Management::check(response);
-    bool reading = false;
-    if (!*result) {
-        session.progress(name + ": accepted, waiting for the result\n");
-        reading = !refuseUnknown(session, name);
-    }
-    if (!session.client.serveUntil([&] { return result->has_value(); })) {
-        throw NoAnswer("no result for " + name + " in " + Text::seconds(session.client.timeout().count()) + " s; " +
-                       (reading ? "orvApp is reading its configuration and sends the test afterwards"
-                                : "its mail is still being tried") +
-                       because(log));
-    }
-    tell(session, name, **result, log);
+    Test(session, name).run();
 }

@@ -1,16 +1,26 @@
 #include "platform/wire/Wire.h"
-#include "testing/switchctl/SwitchctlTest.h"
+#include "testing/switchctl/StatusTest.h"
 
 #include <functional>
 #include <optional>
 
 namespace {
 
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
 // A daemon that knows the profile "Operators" and answers test requests; what it logs comes first, then the result.
-class CallhomeTest : public SwitchctlDaemonTest {
+class CallhomeTest : public StatusTest {
 protected:
+    void SetUp() override {
+        StatusTest::SetUp();
+        configure();
+    }
     void answer(Hsb_Message& message) override {
-        if (message.format() != MessageFormat::MANAGEMENT) {
+        const bool ours = message.format() == MessageFormat::MANAGEMENT;
+        if (!ours || message.code() == ManagementCode::MESG_Q_INFO) {
+            StatusTest::answer(message);
             return;
         }
         if (message.code() == ManagementCode::PROFILE_PROCESSED_INFO) {
@@ -46,7 +56,9 @@ TEST_F(CallhomeTest, waitsForTheResultAsWell) {
 
     EXPECT_EQ(done({"callhome", "test", "Operators"}), "Operators: Passed\n");
     EXPECT_EQ(done({"callhome", "test", "Operators", "--json"}),
-              "{\"profile\":\"Operators\",\"status\":0,\"result\":\"Passed\",\"reason\":\"\"}\n");
+              "{\"profile\":\"Operators\",\"status\":0,\"result\":\"Passed\",\"reason\":\"\","
+              "\"recipients\":[{\"address\":\"a@b\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"},"
+              "{\"address\":\"c@d\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"}],\"nextTry\":null}\n");
     EXPECT_EQ(requested_, "Operators");
 }
 
@@ -63,7 +75,7 @@ struct ResultCase {
 };
 
 const ResultCase RESULTS[] = {
-    {1, true, "Failed", GIVEN_UP, std::string("the test message for Operators was not delivered (") + GIVEN_UP + ")"},
+    {1, true, "Failed", GIVEN_UP, "the test message for Operators did not reach a@b, refused by x:25"},
     {1, false, "Failed", "", "the test message for Operators was not delivered"},
     {2, false, "Cleared", "discarded with the queue", "the test message for Operators was discarded with the queue"},
     {9, false, "unknown result 9", "", "the test message for Operators was not delivered"},
@@ -82,9 +94,9 @@ TEST_F(CallhomeTest, namesAResultThatIsNoSuccessAndItsReason) {
         EXPECT_EQ(result.status, ExitStatus::REFUSED);
         EXPECT_EQ(result.out, std::string("Operators: ") + one.out + "\n");
         EXPECT_EQ(result.err, "switchctl: " + one.error + "\n");
-        EXPECT_EQ(run({"callhome", "test", "Operators", "--json"}).out,
-                  std::string("{\"profile\":\"Operators\",\"status\":0,\"result\":\"") + one.out + "\",\"reason\":\"" +
-                      one.reason + "\"}\n");
+        EXPECT_THAT(run({"callhome", "test", "Operators", "--json"}).out,
+                    StartsWith(std::string("{\"profile\":\"Operators\",\"status\":0,\"result\":\"") + one.out +
+                               "\",\"reason\":\"" + one.reason + "\",\"recipients\":["));
     }
 }
 
@@ -99,8 +111,9 @@ TEST_F(CallhomeTest, tellsTheReasonFromTheEventLogWhenTheDaemonRefuses) {
         EXPECT_EQ(result.status, ExitStatus::REFUSED);
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.err, "switchctl: refused: " + text + "\n");
-        EXPECT_EQ(run({"callhome", "test", "Operators", "--json"}).out,
-                  "{\"profile\":\"Operators\",\"status\":0,\"result\":\"Failed\",\"reason\":\"" + text + "\"}\n");
+        EXPECT_THAT(run({"callhome", "test", "Operators", "--json"}).out,
+                    StartsWith("{\"profile\":\"Operators\",\"status\":0,\"result\":\"Failed\",\"reason\":\"" + text +
+                               "\",\"recipients\":["));
     }
 }
 
@@ -130,15 +143,103 @@ TEST_F(CallhomeTest, tellsThatTheRequestWasRefused) {
     EXPECT_EQ(run({"callhome", "test", "Operators"}).err, "switchctl: refused: the test message cannot be made (6)\n");
 }
 
-TEST_F(CallhomeTest, givesUpWhenNoResultComes) {
-    write_ = [&] { write(orv_log::kRetryNow, "x", 25); };
+TEST_F(CallhomeTest, tellsEveryRecipientWithTheServersWords) {
+    result_ = 1;
+    write_ = [&] {
+        write(orv_log::kRecipientRetry, "Operators", "a@b", "x", 25);
+        write(orv_log::kRecipientRefused, "Operators", "a@b", "x", 25, "451 later");
+        write(orv_log::kRecipientRetryFailed, "Operators", "a@b", "y", 25);
+        write(orv_log::kRecipientRefused, "Operators", "a@b", "y", 25, "451 much later");
+        write(orv_log::kRecipientRefused, "Night", "e@f", "y", 25, "550 somebody else");
+    };
+    const Outcome result = run({"callhome", "test", "Operators"});
+
+    EXPECT_EQ(result.status, ExitStatus::REFUSED);
+    EXPECT_EQ(result.out,
+              "Operators: a@b: put off by x:25: \"451 later\"; it is tried once more, at once\n"
+              "Operators: a@b: refused by y:25: \"451 much later\"\n"
+              "Operators: Failed\n");
+    EXPECT_EQ(result.err,
+              "switchctl: the test message for Operators did not reach a@b, refused by y:25: \"451 much later\"\n");
+    EXPECT_THAT(
+        run({"callhome", "test", "Operators", "--json"}).out,
+        EndsWith("\"recipients\":[{\"address\":\"a@b\",\"state\":\"refused\",\"server\":\"y:25\",\"words\":\"451 "
+                 "much later\"},{\"address\":\"c@d\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"}],"
+                 "\"nextTry\":null}\n"));
+}
+
+TEST_F(CallhomeTest, tellsWhatFailedAndAtWhatTimeOfDayTheNextTryIs) {
+    waiting_ = 1;
+    write_ = [&] {
+        write(orv_log::kSendFailed, "192.0.2.1", 25, "Connect Error", "Connection refused", "");
+        write(orv_log::kRetryLater, "192.0.2.1", 25, 300);
+    };
     const Outcome result = run({"callhome", "test", "Operators", "--timeout", "0.3"});
 
     EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
-    EXPECT_EQ(result.out, "Operators: accepted, waiting for the result\n");
+    EXPECT_EQ(result.out,
+              "Operators: accepted, waiting for the result\n"
+              "Operators: the mail server 192.0.2.1:25 has failed: Connect Error, Connection refused\n"
+              "Operators: next try at 22:18:20 through 192.0.2.1:25\n");
     EXPECT_EQ(result.err,
-              "switchctl: no result for Operators in 0.3 s; its mail is still being tried (Will retry sending "
-              "via SMTP server=x, port=25)\n");
+              "switchctl: no result for Operators in 0.3 s; next try at 22:18:20 through 192.0.2.1:25 (the mail server "
+              "192.0.2.1:25 cannot be reached: Connection refused; mend it: start the mail server; where it is the "
+              "wrong one: switchctl callhome setup --smtp KIND-ADDRESS:PORT)\n");
+    EXPECT_THAT(run({"callhome", "test", "Operators", "--timeout", "0.3", "--json"}).out,
+                EndsWith("\"nextTry\":{\"server\":\"192.0.2.1:25\",\"time\":\"2023-11-14T22:18:20.123456+0000\"}}\n"));
+}
+
+TEST_F(CallhomeTest, tellsAtOnceThatItIsNeverSentAndWhy) {
+    done({"attr", "set", "Global.Network.Eth.0.NF-IPAddress="});
+    waiting_ = 1;
+
+    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "20"});
+
+    EXPECT_EQ(result.status, ExitStatus::REFUSED);
+    EXPECT_THAT(result.err, StartsWith("switchctl: the test message for Operators is not sent: the switch has no "
+                                       "management address: orvApp sends nothing until it knows one; mend it: "));
+}
+
+TEST_F(CallhomeTest, tellsWhichServerItWaitsForAndForHowLong) {
+    open_ = 1;
+    traceTo("Main") << "11/14/2023 UTC 22:13:10.000  17 OrvCHMesgQ peekOpen: entry (m0)\n";
+    traceTo("SMTPClient") << "11/14/2023 UTC 22:13:10.123  17 OrvSMTPClient recvResponse: SMTP StatusSMTPResponse "
+                             "(incl CRLF) {220 x\r\n}\n"
+                          << "11/14/2023 UTC 22:13:11.123  17 OrvSMTPClient sendRequest: SMTP Send (incl CRLF) {EHLO "
+                             "[192.0.2.9]\r\n}\n";
+
+    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "1.5"});
+
+    const std::string wait = "waiting for the reply to EHLO [192.0.2.9] of 192.0.2.1:25 for 9 s of 300";
+    EXPECT_EQ(result.status, ExitStatus::NO_ANSWER);
+    EXPECT_THAT(result.out, HasSubstr("\nOperators: " + wait + "\n"));
+    EXPECT_EQ(result.err, "switchctl: no result for Operators in 1.5 s; " + wait + "\n");
+}
+
+TEST_F(CallhomeTest, saysThatNothingIsTriedWhereNothingIs) {
+    const Outcome result = run({"callhome", "test", "Operators", "--timeout", "0.3"});
+
+    EXPECT_EQ(result.err,
+              "switchctl: no result for Operators in 0.3 s; orvApp has no message left to send, and its result has not "
+              "come\n");
+    waiting_ = 3;
+    EXPECT_THAT(run({"callhome", "test", "Operators", "--timeout", "0.3"}).err,
+                HasSubstr("; 3 messages wait in the queue\n"));
+    open_ = 1;
+    EXPECT_THAT(run({"callhome", "test", "Operators", "--timeout", "0.3"}).err,
+                HasSubstr("; a mail is with the mail server 192.0.2.1:25 now; 3 messages wait\n"));
+}
+
+TEST_F(CallhomeTest, isNoSuccessWhenTheMailWentToNobody) {
+    done({"attr", "set", "Global.CallhomeDB.Profile.0.NumberOfEmails=0"});
+    result_ = 0;
+    write_ = [&] { write(orv_log::kNoRecipientAccepted, "x", 25, "Operators"); };
+
+    const Outcome result = run({"callhome", "test", "Operators"});
+
+    EXPECT_EQ(result.status, ExitStatus::REFUSED);
+    EXPECT_EQ(result.err,
+              "switchctl: the test message for Operators was mailed to nobody: the profile has no address\n");
 }
 
 TEST_F(CallhomeTest, doesNotWaitForAProfileThatTheDaemonDoesNotKnow) {

@@ -16,6 +16,8 @@ public:
     explicit DaemonLog(Session& session);
 
     bool has(const OrvLogKind& kind) const;
+    // Those for operators, in order.
+    const std::vector<LogEntry>& entries() const { return *entries_; }
     // The text of the latest entry for operators; "" when there is none. What the daemon writes about a request for its
     // profiles that it cannot answer now is left out: we have caused it ourselves.
     std::string lastText() const;

@@ -144,8 +144,10 @@ std::optional<LogDigest::Retry> retryIn(const Entry& entry, std::int64_t now, st
                             now + *seconds * SECOND / static_cast<std::int64_t>(timeScale)};
 }
 
+}  // namespace
+
 // As the daemon reads it.
-std::uint64_t timeScaleOfSwitch() {
+std::uint64_t LogDigest::timeScale() {
     const char* text = std::getenv("HSB_TIME_SCALE");
     constexpr unsigned long long LARGEST = 1000;
     if (text == nullptr || *text == '\0' ||
@@ -155,18 +157,16 @@ std::uint64_t timeScaleOfSwitch() {
     return std::clamp<unsigned long long>(std::strtoull(text, nullptr, 10), 1, LARGEST);
 }
 
-}  // namespace
-
 LogDigest LogDigest::read(Session& session) {
     LogDigest digest;
-    const std::uint64_t timeScale = timeScaleOfSwitch();
+    const std::uint64_t scale = timeScale();
     LogRequest request{0, 0, MAX_LEVEL};
     for (bool more = true; more;) {
         const WireBytes body = session.client.call(OperatorCode::READ_LOG, request.encode());
         const auto page = OperatorClient::decode<LogPage>(body);
         for (const LogEntry& entry : page.entries) {
             request.since = entry.id;
-            digest.take(entry, timeScale);
+            digest.take(entry, scale);
         }
         more = page.more && !page.entries.empty();
     }

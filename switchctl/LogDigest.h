@@ -73,6 +73,8 @@ struct LogDigest {
 
     // From the whole log. Throws as OperatorClient::call.
     static LogDigest read(Session& session);
+    // How many times as fast as the calendar the daemon's delays run on this switch.
+    static std::uint64_t timeScale();
     // The next entry. The daemon counts its delays on a clock that runs so many times as fast as the calendar.
     void take(const LogEntry& entry, std::uint64_t timeScale);
 

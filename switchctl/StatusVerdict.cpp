@@ -115,3 +115,9 @@ std::string durationText(std::int64_t microseconds) {
 std::string momentText(std::int64_t microseconds) {
     return Text::timestamp(microseconds / SECOND, static_cast<std::int32_t>(microseconds % SECOND));
 }
+
+std::string timeOfDay(std::int64_t microseconds) {
+    const std::string text = momentText(microseconds);
+    const std::size_t begin = text.find('T') + 1;
+    return text.substr(begin, text.find('.') - begin);
+}

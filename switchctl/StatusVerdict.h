@@ -49,3 +49,5 @@ std::string stateName(ComponentState state);
 std::string durationText(std::int64_t microseconds);
 // A moment as the event log shows it.
 std::string momentText(std::int64_t microseconds);
+// Its time of day alone: "12:34:56".
+std::string timeOfDay(std::int64_t microseconds);
