@@ -347,7 +347,7 @@ void Books::onPeek(std::string_view method, std::string_view text) {
 }
 
 void Books::onCompleted(std::string_view text) {
-    checkRecipients();
+    settleRecipients();
     why_ = kMailed;
     const auto found = open_ ? lists_[kSend].find(*open_) : lists_[kSend].end();
     if (found == lists_[kSend].end()) {
@@ -379,12 +379,26 @@ void Books::mailed(std::uint32_t repeats) {
     }
 }
 
-void Books::checkRecipients() {
+// The event log may be told in the same turn and have it only after the entry is done.
+void Books::settleRecipients() {
     if (misheard_) {
         return;
     }
     for (const std::string& recipient : offered_) {
-        if (!answered_.contains(recipient) && !memoryFailed_) {
+        if (!answered_.contains(recipient)) {
+            unnamed_.insert(recipient);
+        }
+    }
+}
+
+void Books::namedInLog(const std::string& recipient) {
+    answered_.insert(recipient);
+    unnamed_.erase(recipient);
+}
+
+void Books::timeMoves() {
+    for (const std::string& recipient : std::exchange(unnamed_, {})) {
+        if (!memoryFailed_) {
             broken("recipients", recipient + " neither has the mail nor is named in the event log");
         }
     }

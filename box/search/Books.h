@@ -47,7 +47,9 @@ public:
     void served(const std::string& recipient) { answered_.insert(recipient); }
     // A reply was late, lost or in pieces: the client may have taken it for another one.
     void misheard() { misheard_ = true; }
-    void namedInLog(const std::string& recipient) { answered_.insert(recipient); }
+    void namedInLog(const std::string& recipient);
+    // What was told has arrived everywhere.
+    void timeMoves();
     // A mail of the open entry tells of so many repeats.
     void mailed(std::uint32_t repeats);
 
@@ -93,7 +95,7 @@ private:
     void settleAdd();
     void settleHand();
     void leave(List list, Entry entry);
-    void checkRecipients();
+    void settleRecipients();
     void checkTable(const Table& table);
     void broken(const char* rule, const std::string& how);
 
@@ -114,6 +116,7 @@ private:
     bool markedBefore_ = false;  // the entry that was saved last
     std::set<std::string> offered_;
     std::set<std::string> answered_;
+    std::set<std::string> unnamed_;  // of the entry that is done: neither served nor named so far
     bool misheard_ = false;
     bool memoryFailed_ = false;
     std::vector<Problem> problems_;

@@ -159,8 +159,22 @@ TEST_F(BooksTest, missARecipientWhoIsForgotten) {
     books_.served("a@example.com");
     books_.namedInLog("c@example.com");
     complete();
+    EXPECT_EQ(broken(), "");
+
+    books_.timeMoves();
 
     EXPECT_EQ(broken(), "recipients");
+}
+
+TEST_F(BooksTest, takeARecipientWhoIsNamedInTheMomentInWhichTheEntryIsDone) {
+    take();
+    open();
+    books_.offered("a@example.com");
+    complete();
+    books_.namedInLog("a@example.com");
+    books_.timeMoves();
+
+    EXPECT_EQ(broken(), "");
 }
 
 }  // namespace box

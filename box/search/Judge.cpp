@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -22,6 +23,9 @@ constexpr Judge::Rule kRules[] = {
     {"one dialogue", "one dialogue at a time"},
     {"doubles", "no mail comes twice, but for one at each end of a life, and where a reply or a call went wrong"},
     {"files", "the order file lists what exists, and what exists is listed"},
+    {"received", "an event that the daemon is set up to take comes to its queue as a message"},
+    {"answers", "each request of management is answered"},
+    {"clock", "each trace bears the time of its moment"},
     {"books", "what came was mailed, counted, refused, or went for a reason that was told, or waits; exactly"},
     {"bytes", "bytes in use are the sum of what the entries are charged with"},
     {"recipients", "who was offered a mail has it, or is named in the event log"},
@@ -34,6 +38,8 @@ constexpr Judge::Rule kRules[] = {
 
 // The queue of a life is open by then.
 constexpr Time kOpen = 10 * kSecond;
+// What was begun has come to its end.
+constexpr Time kPeace = kSecond;
 
 // The number behind "event number "; -1 when there is none.
 std::int64_t eventIn(const std::string& text) {
@@ -70,6 +76,17 @@ void Judge::published(std::uint32_t event) {
     events_.resize(std::max<std::size_t>(events_.size(), event + 1));
     Event& known = events_[event];
     known.published = static_cast<std::uint8_t>(std::min(known.published + 1, 255));
+}
+
+void Judge::expectsMessage(const Facts& facts) {
+    before_ = expected_ == 0 ? books_.sums().received : before_;
+    ++expected_;
+    expectedLast_ = facts.now;
+}
+
+void Judge::asked(const Facts& facts) {
+    ++questions_;
+    askedLast_ = facts.now;
 }
 
 void Judge::mailTaken(const Facts& facts, const Mail& mail) {
@@ -145,6 +162,7 @@ void Judge::written(const Facts& facts, std::string_view text) {
     if (std::exchange(troublesHeard_, facts.troubles) != facts.troubles) {
         books_.misheard();
     }
+    checkClock(facts, text);
     books_.traced(text);
     if (text.find("has completed processing") != std::string_view::npos) {
         delays_.beginAnew();
@@ -171,6 +189,46 @@ void Judge::takeProblems(const Facts& facts) {
             continue;
         }
         broken(facts, problem.rule, problem.how);
+    }
+}
+
+// The first step in peace after the last event judges all of them.
+void Judge::checkReceived(const Facts& facts) {
+    if (expected_ == 0 || facts.now < later(expectedLast_, kPeace)) {
+        return;
+    }
+    const std::uint64_t received = books_.sums().received - before_;
+    if (received < expected_ && !facts.anythingFailed) {
+        broken(facts, "received",
+               std::to_string(expected_) + " events were published, " + std::to_string(received) +
+                   " messages came to the queue");
+    }
+    expected_ = 0;
+}
+
+void Judge::checkAnswered(const Facts& facts) {
+    if (questions_ > 0 && facts.now >= later(askedLast_, kPeace)) {
+        if (!facts.anythingFailed) {
+            broken(facts, "answers", std::to_string(questions_) + " requests have no answer");
+        }
+        questions_ = 0;
+    }
+}
+
+// As "11/14/2023 UTC 22:13:20.000 ".
+void Judge::checkClock(const Facts& facts, std::string_view line) {
+    constexpr std::size_t kTime = 15;
+    constexpr std::size_t kLength = 12;
+    if (line.size() < kTime + kLength || line[2] != '/' || line.substr(10, 5) != " UTC ") {
+        return;
+    }
+    const std::uint64_t second = (kFirstSecond + facts.now / kSecond) % 86400;
+    char text[64];
+    std::snprintf(text, sizeof text, "%02u:%02u:%02u.%03u", static_cast<unsigned>(second / 3600),
+                  static_cast<unsigned>(second / 60 % 60), static_cast<unsigned>(second % 60),
+                  static_cast<unsigned>(facts.now % kSecond / kMillisecond));
+    if (line.substr(kTime, kLength) != text) {
+        broken(facts, "clock", std::string(line.substr(0, kTime + kLength)) + " at " + text);
     }
 }
 
@@ -214,6 +272,8 @@ Books::Sums Judge::sums() const {
 // A start lists directories by a command, which is prescribed; a poll that was interrupted is tried again after a
 // millisecond.
 void Judge::mainWaits(const Facts& facts, std::string_view call) {
+    books_.timeMoves();
+    takeProblems(facts);
     if (call != "poll" && call != "waitid" && call != "nanosleep") {
         broken(facts, "main thread", "the main thread waits in " + std::string(call));
     }
@@ -227,6 +287,8 @@ void Judge::stepped(const Facts& facts) {
     if (std::exchange(restored_, false)) {
         checkRestored(facts);
     }
+    checkReceived(facts);
+    checkAnswered(facts);
     checkFlat(facts);
     const std::string problem = queueFilesProblem(facts.root, excuses_);
     if (!problem.empty()) {

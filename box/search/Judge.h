@@ -51,6 +51,11 @@ public:
     // A life begins.
     void begins(const std::string& root);
     void published(std::uint32_t event);
+    // The daemon is set up to take the event that was published just now: its queue has to receive a message.
+    void expectsMessage(const Facts& facts);
+    // A request of management reaches a daemon that is free to answer it.
+    void asked(const Facts& facts);
+    void answered() { questions_ -= questions_ > 0 ? 1 : 0; }
     void mailTaken(const Facts& facts, const Mail& mail);
     void logged(const Facts& facts, const LogEntry& entry);
     void mainWaits(const Facts& facts, std::string_view call);
@@ -87,6 +92,9 @@ private:
     };
 
     void checkDoubles(const Facts& facts, Event& event);
+    void checkReceived(const Facts& facts);
+    void checkAnswered(const Facts& facts);
+    void checkClock(const Facts& facts, std::string_view line);
     void checkRestored(const Facts& facts);
     void checkFlat(const Facts& facts);
     void takeProblems(const Facts& facts);
@@ -100,6 +108,11 @@ private:
     Excuses excuses_;
     Books books_;
     Delays delays_;
+    std::uint32_t expected_ = 0;   // messages, since the queue had received
+    std::uint64_t before_ = 0;     // so many; the last of them
+    Time expectedLast_ = 0;        // at
+    std::uint32_t questions_ = 0;  // without an answer; the last of them
+    Time askedLast_ = 0;           // at
     std::uint32_t troublesHeard_ = 0;
     bool blind_ = false;             // the traces have fallen silent, for want of descriptors, say
     std::uint64_t heardAtMail_ = 0;  // traces of the queue

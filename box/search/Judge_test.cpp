@@ -44,7 +44,12 @@ protected:
         }
     }
     void trace(const std::string& method, const std::string& text) {
-        judge_.written(facts_, "11/14/2023 UTC 22:28:08.169  1001 OrvCHMesgQ " + method + ": " + text + "\n");
+        const std::uint64_t second = 22 * 3600 + 13 * 60 + 20 + facts_.now / kSecond;  // of the day
+        char time[32];
+        std::snprintf(time, sizeof time, "%02u:%02u:%02u.000", static_cast<unsigned>(second / 3600 % 24),
+                      static_cast<unsigned>(second / 60 % 60), static_cast<unsigned>(second % 60));
+        judge_.written(facts_,
+                       "11/14/2023 UTC " + std::string(time) + "  1001 OrvCHMesgQ " + method + ": " + text + "\n");
     }
     // The rule that was broken.
     std::string broken() const {
@@ -198,6 +203,7 @@ TEST_F(JudgeTest, seesWhatTheBooksMiss) {
 TEST_F(JudgeTest, seesAForgottenRecipient) {
     judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
     trace("peekDelete", "entry (0) has completed processing, (duplicates not allowed) remove it");
+    judge_.mainWaits(facts_, "poll");
 
     EXPECT_EQ(broken(), "recipients");
 }
@@ -209,6 +215,56 @@ TEST_F(JudgeTest, takesAnEntryOfTheEventLogForARecipientsAnswer) {
         "not "
         "be attempted, ignoring recipient.");
     trace("peekDelete", "entry (0) has completed processing, (duplicates not allowed) remove it");
+    judge_.mainWaits(facts_, "poll");
+
+    EXPECT_EQ(broken(), "");
+}
+
+TEST_F(JudgeTest, seesAnEventThatNeverComesToTheQueue) {
+    judge_.expectsMessage(facts_);
+    judge_.expectsMessage(facts_);
+    trace("add", "testMsg = false, persist = false, persistRepostPeriod = 86400, expireCountdown = -1");
+    judge_.stepped(facts_);
+    EXPECT_EQ(broken(), "") << "its way has not ended yet";
+
+    facts_.now += kSecond;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "received");
+}
+
+TEST_F(JudgeTest, seesARequestWithoutAnAnswer) {
+    judge_.asked(facts_);
+    judge_.answered();
+    judge_.asked(facts_);
+    judge_.stepped(facts_);
+    EXPECT_EQ(broken(), "") << "it may be on its way";
+
+    facts_.now += kSecond;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "answers");
+}
+
+TEST_F(JudgeTest, seesATraceOfAnotherTime) {
+    judge_.written(facts_, "11/14/2023 UTC 22:15:00.000  1001 OrvApp main: on time\n");
+    EXPECT_EQ(broken(), "");
+
+    judge_.written(facts_, "11/14/2023 UTC 22:14:59.999  1001 OrvApp main: late\n");
+
+    EXPECT_EQ(broken(), "clock");
+}
+
+TEST_F(JudgeTest, missesNoEventThatCameToTheQueueOrMayHaveFailed) {
+    judge_.expectsMessage(facts_);
+    trace("add", "testMsg = false, persist = false, persistRepostPeriod = 86400, expireCountdown = -1");
+    facts_.now += kSecond;
+    judge_.stepped(facts_);
+
+    judge_.expectsMessage(facts_);
+    facts_.now += kSecond;
+    facts_.anythingFailed = true;
+    judge_.stepped(facts_);
 
     EXPECT_EQ(broken(), "");
 }
@@ -263,9 +319,9 @@ TEST_F(JudgeTest, seesFilesThatGrow) {
 }
 
 TEST_F(JudgeTest, hasATestForEachRule) {
-    const std::set<std::string> tested{"catalogue",   "known",  "doubles", "one dialogue", "files",
-                                       "main thread", "leaves", "books",   "delays",       "recipients",
-                                       "restored",    "flat",   "bytes"};  // that one with the books
+    const std::set<std::string> tested{"catalogue", "known",   "doubles", "one dialogue", "files",    "main thread",
+                                       "leaves",    "books",   "delays",  "recipients",   "restored", "flat",
+                                       "received",  "answers", "clock",   "bytes"};  // that one with the books
     for (const Judge::Rule& rule : Judge::rules()) {
         EXPECT_TRUE(tested.contains(rule.name)) << rule.name;
     }

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <utility>
 
 namespace box {
 
@@ -131,6 +132,7 @@ void RandomHistory::schedule(Time now) {
 }
 
 void RandomHistory::step(Life& life) {
+    listen(life);
     {
         const Aside aside;
         Facts facts = factsOf(life);
@@ -183,11 +185,47 @@ void RandomHistory::happen(Life& life) {
 void RandomHistory::publish(Life& life, std::uint32_t event) {
     static constexpr int kLevels[] = {0, 2, 3};
     judge_.published(event);
+    if (takesEvents(life)) {
+        judge_.expectsMessage(factsOf(life));
+    }
     Sw_Log_Type record;
     record.kind = kLevels[event % 3];
     record.number = 0x00010000u + event % 50;
     record.text = Judge::kEventText + std::to_string(event);
     static_cast<void>(life.services().happenings().logRecord(record, false));
+}
+
+// Long enough after its start and after every change.
+bool RandomHistory::isSettled(const Life& life) const {
+    constexpr Time kSettled = 10 * kSecond;
+    return life.now() >= later(std::max(life.began(), settled_), kSettled);
+}
+
+// Without a mail server it takes none.
+bool RandomHistory::takesEvents(Life& life) const {
+    Attribute first;
+    Attribute second;
+    static_cast<void>(life.attributes().get("Global.Callhome.SMTPEnable", first));
+    static_cast<void>(life.attributes().get("Global.Callhome.SMTPEnable1", second));
+    return isSettled(life) && (first.value == "True" || second.value == "True");
+}
+
+void RandomHistory::ask(Life& life, std::uint16_t code, const std::vector<std::uint8_t>& payload) {
+    const bool isFree = isSettled(life);
+    settled_ = code == ManagementCode::PROFILE_CHANGE ? life.now() : settled_;
+    if (life.manage(code, payload) && isFree) {
+        judge_.asked(factsOf(life));
+    }
+}
+
+void RandomHistory::listen(Life& life) {
+    if (!std::exchange(listening_, true)) {
+        life.services().management().messages().add([this](const Hsb_Message& message) {
+            if (message.code() > ManagementCode::RESPONSE && message.code() <= ManagementCode::MESG_Q_INFO_RESPONSE) {
+                judge_.answered();
+            }
+        });
+    }
 }
 
 void RandomHistory::publishNew(Life& life) {
@@ -223,7 +261,7 @@ void RandomHistory::changeConfig(Life& life) {
         life.tell(std::string(setting.key) + " becomes " + value);
         static_cast<void>(life.attributes().set(setting.key, dsClient::TYPE_STRING, value));
     }
-    life.manage(ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
+    ask(life, ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
 }
 
 void RandomHistory::request(Life& life) {
@@ -232,14 +270,14 @@ void RandomHistory::request(Life& life) {
     const std::uint32_t drawn = dice_.below(8);
     if (drawn == 0) {
         life.tell("the queue is to be cleared");
-        life.manage(ManagementCode::CLEAR_QUEUE, ManagementRequest{}.encode());
+        ask(life, ManagementCode::CLEAR_QUEUE, ManagementRequest{}.encode());
     } else if (drawn < 3) {
         life.tell("a test message");
-        life.manage(ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, "Operators"}.encode());
+        ask(life, ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, "Operators"}.encode());
     } else {
         const std::uint16_t code = kPlain[dice_.below(4)];
         life.tell("request " + std::to_string(code));
-        life.manage(code, ManagementRequest{}.encode());
+        ask(life, code, ManagementRequest{}.encode());
     }
 }
 
@@ -300,7 +338,7 @@ void RandomHistory::calmDown(Life& life) {
     for (const char* key : {"Global.Callhome.SMTPEnable", "Global.Callhome.SMTPEnable1"}) {
         static_cast<void>(life.attributes().set(key, dsClient::TYPE_STRING, "True"));
     }
-    life.manage(ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
+    ask(life, ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
     if (mayBeDeaf) {
         life.stop();  // such as a life without a thread that sends: its supervisor starts it again
     }

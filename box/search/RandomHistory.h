@@ -59,6 +59,10 @@ private:
     void happen(Life& life);
     void publish(Life& life, std::uint32_t event);
     void publishNew(Life& life);
+    bool isSettled(const Life& life) const;
+    bool takesEvents(Life& life) const;
+    void ask(Life& life, std::uint16_t code, const std::vector<std::uint8_t>& payload);
+    void listen(Life& life);
     void repeat(Life& life);
     void burst(Life& life);
     void changeServer(Life& life);
@@ -81,6 +85,10 @@ private:
     std::uint32_t lives_ = 0;  // begun
     std::uint32_t events_ = 0;
     Counts happened_;
+    // --- Of this life, and so never encoded ---
+    Time settled_ = 0;  // the last order to read the configuration again
+    bool listening_ = false;
+    // ---
     Judge judge_;
 };
 
