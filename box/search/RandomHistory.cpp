@@ -138,8 +138,13 @@ void RandomHistory::step(Life& life) {
         Facts facts = factsOf(life);
         facts.root = host_root();
         facts.objects = daemonsObjects();
-        facts.descriptors = openDescriptors();
-        facts.files = filesBelow(host_root());
+        if (life.now() >= countsAgain_) {
+            descriptors_ = openDescriptors();
+            files_ = filesBelow(host_root());
+            countsAgain_ = later(life.now(), 60 * kSecond);
+        }
+        facts.descriptors = descriptors_;
+        facts.files = files_;
         judge_.stepped(facts);
         if (phase_ == 1 && life.now() < settings_.until) {
             judge_.finished(facts);

@@ -88,6 +88,9 @@ private:
     // --- Of this life, and so never encoded ---
     Time settled_ = 0;  // the last order to read the configuration again
     bool listening_ = false;
+    Time countsAgain_ = 0;  // what is open and what files there are: dear, and grows slowly
+    unsigned descriptors_ = 0;
+    unsigned files_ = 0;
     // ---
     Judge judge_;
 };
