@@ -2,6 +2,7 @@
 
 #include "box/Timeline.h"
 #include "box/World.h"
+#include "box/search/Attachments.h"
 #include "box/search/QueueFiles.h"
 #include "catalogue/OrvEventCatalogue.h"
 #include "catalogue/OrvLogEntries.h"
@@ -23,6 +24,7 @@ constexpr Judge::Rule kRules[] = {
     {"one dialogue", "one dialogue at a time"},
     {"doubles", "no mail comes twice, but for one at each end of a life, and where a reply or a call went wrong"},
     {"files", "the order file lists what exists, and what exists is listed"},
+    {"attachments", "a capture's mail has all its parts, and each attachment is whole"},
     {"received", "an event that the daemon is set up to take comes to its queue as a message"},
     {"answers", "each request of management is answered"},
     {"clock", "each trace bears the time of its moment"},
@@ -108,6 +110,10 @@ void Judge::mailTaken(const Facts& facts, const Mail& mail) {
     }
     books_.mailed(repeatsIn(mail.text));
     takeProblems(facts);
+    const std::string attachments = attachmentsProblem(mail.text);
+    if (!attachments.empty() && facts.failedCalls == 0 && facts.failedAllocations == 0) {
+        broken(facts, "attachments", attachments);
+    }
     if (event < 0 || std::ranges::find(mail.to, kOperator) == mail.to.end()) {
         return;
     }

@@ -233,6 +233,12 @@ TEST_F(JudgeTest, seesAnEventThatNeverComesToTheQueue) {
     EXPECT_EQ(broken(), "received");
 }
 
+TEST_F(JudgeTest, seesACapturesMailThatIsNotWhole) {
+    judge_.mailTaken(facts_, {"switch@example.com", {"a@example.com"}, "boundary=\"b\"\r\n\r\n--b\r\n\r\ntext\r\n"});
+
+    EXPECT_EQ(broken(), "attachments");
+}
+
 TEST_F(JudgeTest, seesARequestWithoutAnAnswer) {
     judge_.asked(facts_);
     judge_.answered();
@@ -319,9 +325,10 @@ TEST_F(JudgeTest, seesFilesThatGrow) {
 }
 
 TEST_F(JudgeTest, hasATestForEachRule) {
-    const std::set<std::string> tested{"catalogue", "known",   "doubles", "one dialogue", "files",    "main thread",
-                                       "leaves",    "books",   "delays",  "recipients",   "restored", "flat",
-                                       "received",  "answers", "clock",   "bytes"};  // that one with the books
+    const std::set<std::string>
+        tested{"catalogue", "known",   "doubles",     "one dialogue", "files",    "main thread",
+               "leaves",    "books",   "delays",      "recipients",   "restored", "flat",
+               "received",  "answers", "attachments", "clock",        "bytes"};  // that one with the books
     for (const Judge::Rule& rule : Judge::rules()) {
         EXPECT_TRUE(tested.contains(rule.name)) << rule.name;
     }

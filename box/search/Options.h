@@ -19,7 +19,8 @@ enum Fault : std::uint32_t {
     kRequests = 16,      // of management
     kCallFaults = 32,    // system calls of the daemon fail
     kMemoryFaults = 64,  // its requests for memory do
-    kAllFaults = 127
+    kCaptures = 128,     // a profile has a capture, whose time may change
+    kAllFaults = 255
 };
 
 struct Options {

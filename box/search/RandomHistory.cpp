@@ -3,6 +3,7 @@
 #include "MessageCodes.h"
 #include "box/Aside.h"
 #include "box/Life.h"
+#include "box/search/Attachments.h"
 #include "box/search/MemoryCalls.h"
 #include "box/search/Options.h"
 #include "dsClient.h"
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <utility>
 
@@ -42,6 +44,34 @@ const std::vector<Setting>& settings() {
         {"Global.Snmp.Location", {"Lab 1", "Lab 2"}},
     };
     return all;
+}
+
+// Of the second profile's capture.
+const std::vector<Setting>& captureSettings() {
+    static const auto& all = *new std::vector<Setting>{
+        {"Global.CallhomeDB.Profile.1.CaptureEnable", {"True", "True", "False"}},
+        {"Global.CallhomeDB.Profile.1.Capture.0.DayOfWeek", {"Tue", "Wed", "Thu"}},
+        {"Global.CallhomeDB.Profile.1.Capture.0.TimeOfDay", {"22:15", "22:17", "02:30", "12:00", "20:45"}},
+        {"Global.CallhomeDB.Profile.1.MaxSize", {"2000000", "300"}},
+    };
+    return all;
+}
+
+void addCapture(World& world) {
+    const std::string key = "Global.CallhomeDB.Profile.1.";
+    world.set(key + "CaptureEnable", "True");
+    world.set(key + "CaptureEntries", "1");
+    world.set(key + "Capture.0.Type", "Cron");
+    world.set(key + "Capture.0.DayOfWeek", "Tue");
+    world.set(key + "Capture.0.TimeOfDay", "22:15");
+    world.set(key + "Capture.0.Interval", "1");
+}
+
+// What captures collect beside the report.
+void writeLogs(const std::string& root) {
+    for (const char* name : {"logfile", "logfile.1", "messages"}) {
+        std::ofstream(root + "/ostrel/conf/" + name) << "what " << name << " holds\n";
+    }
 }
 
 void furnish(World& world) {
@@ -118,6 +148,9 @@ const RandomHistory::Kind RandomHistory::kKinds[] = {
 RandomHistory::RandomHistory(const Settings& settings, World& world)
     : settings_(settings), chance_(Random(settings.seed).next() ^ 0x5EED) {
     furnish(world);
+    if ((settings_.faults & kCaptures) != 0) {
+        addCapture(world);
+    }
     schedule(5 * kSecond);
 }
 
@@ -261,7 +294,9 @@ void RandomHistory::changeServer(Life& life) {
 
 void RandomHistory::changeConfig(Life& life) {
     for (std::uint32_t left = 1 + dice_.below(3); left > 0; --left) {
-        const Setting& setting = settings()[dice_.below(static_cast<std::uint32_t>(settings().size()))];
+        const bool captures = (settings_.faults & kCaptures) != 0 && dice_.oneIn(3);
+        const std::vector<Setting>& all = captures ? captureSettings() : settings();
+        const Setting& setting = all[dice_.below(static_cast<std::uint32_t>(all.size()))];
         const char* const value = setting.values[dice_.below(static_cast<std::uint32_t>(setting.values.size()))];
         life.tell(std::string(setting.key) + " becomes " + value);
         static_cast<void>(life.attributes().set(setting.key, dsClient::TYPE_STRING, value));
@@ -296,6 +331,9 @@ void RandomHistory::endLife(Life& life) {
 
 void RandomHistory::begins(const std::string& root) {
     judge_.begins(root);
+    if ((settings_.faults & kCaptures) != 0 && lives_ == 0) {
+        writeLogs(root);
+    }
     dice_ = Random(Random(settings_.seed + ++lives_).next());
 }
 
@@ -350,6 +388,7 @@ void RandomHistory::calmDown(Life& life) {
 }
 
 void RandomHistory::mailTaken(Life& life, const MailServer& /*server*/, const Mail& mail) {
+    happened_["mails of captures"] += hasAttachments(mail.text) ? 1u : 0u;
     judge_.mailTaken(factsOf(life), mail);
     tellBroken(life);
 }

@@ -107,6 +107,16 @@ TEST(RandomHistory, startsAgainWhereverMemoryIsShort) {
     EXPECT_GT(failed, 200u);
 }
 
+TEST(RandomHistory, mailsCapturesWithTheirAttachments) {
+    Options options = busyMinutes();
+    options.faults = kCaptures;
+
+    const Report report = reportOf(options, 1);
+
+    EXPECT_EQ(report.problem, "");
+    EXPECT_EQ(countOf(report.happened, "mails of captures"), 1u);
+}
+
 TEST(RandomHistory, differsFromSeedToSeed) {
     EXPECT_NE(reportOf(busyMinutes(), 1).timeline, reportOf(busyMinutes(), 2).timeline);
 }
