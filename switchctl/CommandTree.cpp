@@ -37,7 +37,10 @@ public:
     }
     std::string make_footer(const CLI::App* app) const override {
         const CommandText* text = textOf(texts_, app);
-        return text == nullptr ? "" : std::string("Example:\n  switchctl ") + text->example + "\n";
+        // All commands together fill the screen without one.
+        return text == nullptr || app->get_parent() == nullptr
+                   ? ""
+                   : std::string("Example:\n  switchctl ") + text->example + "\n";
     }
 
 private:

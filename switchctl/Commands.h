@@ -9,6 +9,7 @@ void addAttributeCommands(CommandTree& tree);
 void addEventCommands(CommandTree& tree);
 void addCallhomeCommands(CommandTree& tree);
 void addQueueCommands(CommandTree& tree);
+void addExplainCommand(CommandTree& tree);
 void addLedgerCommand(CommandTree& tree);
 void addProfileCommands(CommandTree& tree);
 void addLogCommands(CommandTree& tree);

@@ -25,20 +25,16 @@ constexpr StatusText STATUS_TEXTS[] = {
      "there is no other mail server to change to, or configuration is being updated"},
 };
 
-const char* meaningOf(std::uint32_t status) {
-    for (const StatusText& text : STATUS_TEXTS) {
-        if (status == text.status) {
-            return text.meaning;
-        }
-    }
-    return "orvApp does not say why";
-}
-
 bool onlyAsks(std::uint16_t code) {
     return code == ManagementCode::MESG_Q_INFO || code == ManagementCode::PROFILE_PROCESSED_INFO;
 }
 
 }  // namespace
+
+const char* meaningOf(std::uint32_t status) {
+    const auto* const found = std::ranges::find(STATUS_TEXTS, status, &StatusText::status);
+    return found == std::ranges::end(STATUS_TEXTS) ? "orvApp does not say why" : found->meaning;
+}
 
 bool isDaemon(const std::string& component) {
     return strcasecmp(component.c_str(), DAEMON) == 0;

@@ -13,6 +13,8 @@ namespace Management {
 inline constexpr const char* DAEMON = "orvApp";
 // Whether this component is it.
 bool isDaemon(const std::string& component);
+// What the status of a response says, for one that is not 0.
+const char* meaningOf(std::uint32_t status);
 // Why it refuses what it cannot do meanwhile.
 inline constexpr const char* UPDATING = "configuration is being updated";
 

@@ -15,7 +15,7 @@ using AddCommands = void (*)(CommandTree&);
 // In the order in which --help lists them.
 constexpr AddCommands GROUPS[] = {
     addSwitchCommands, addAttributeCommands, addEventCommands, addCallhomeCommands, addQueueCommands,
-    addLedgerCommand,  addProfileCommands,   addLogCommands,   addFaultCommands,
+    addLedgerCommand,  addProfileCommands,   addLogCommands,   addExplainCommand,   addFaultCommands,
 };
 
 // A failure that --json tells too, unless the command has printed its object before.

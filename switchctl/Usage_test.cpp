@@ -42,6 +42,7 @@ const std::vector<Line> COMMANDS = {
     {"callhome", "message"},
     {"callhome", "setup"},
     {"ledger"},
+    {"explain"},
     {"queue", "list"},
     {"queue", "show"},
     {"queue", "export"},
@@ -124,8 +125,8 @@ TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
 
 TEST_F(Usage, helpOfAGroupNamesItsCommands) {
     run({"--help"});
-    for (const char* word :
-         {"wait", "status", "doctor", "attr", "event", "callhome", "queue", "ledger", "profile", "log", "fault"}) {
+    for (const char* word : {"wait", "status", "doctor", "attr", "event", "callhome", "queue", "ledger", "explain",
+                             "profile", "log", "fault"}) {
         EXPECT_THAT(out_.str(), HasSubstr(std::string("\n  ") + word + " "));
     }
     for (const Line& line : COMMANDS) {
@@ -167,8 +168,10 @@ TEST_F(Usage, everyExampleIsUnderstood) {
                 word += c;
             }
         }
-        // attr load names a file that is not there.
-        const int expected = joined(line) == "attr load" ? ExitStatus::WRONG_USAGE : ExitStatus::NO_ANSWER;
+        // attr load names a file that is not there; explain asks nobody.
+        const int expected = joined(line) == "attr load" ? ExitStatus::WRONG_USAGE
+                             : joined(line) == "explain" ? ExitStatus::DONE
+                                                         : ExitStatus::NO_ANSWER;
         EXPECT_EQ(run(words), expected) << example << "\n" << err_.str();
     }
 }
