@@ -113,6 +113,38 @@ TEST_F(OrvFiles, findsANameThatHasGrownTogetherWithItsRoots) {
     EXPECT_TRUE(Descriptor(orvOpenUnlinked(path.c_str(), path.size() - 3, O_RDONLY | O_CLOEXEC, 0)));
 }
 
+// The kernel's own way stops at the link, and a walk begins.
+TEST_F(OrvFiles, followsNoLinkOfTheWorkingDirectory) {
+    const fs::path before = fs::current_path();
+    fs::current_path(onHost("/tmp"));
+    fs::create_symlink(onHost("/outside/secret"), "link");
+
+    EXPECT_LT(orvOpenUnlinked("link", 0, O_RDONLY | O_CLOEXEC, 0), 0);
+    EXPECT_EQ(errno, ELOOP);
+
+    fs::current_path(before);
+}
+
+TEST_F(OrvFiles, walksFromTheRootWhereNothingIsTrusted) {
+    fs::create_directory_symlink(onHost("/outside"), onHost("/way"));
+
+    EXPECT_LT(orvOpenUnlinked(onHost("/way/secret").c_str(), 0, O_RDONLY | O_CLOEXEC, 0), 0);
+}
+
+TEST_F(OrvFiles, opensTheTrustedPartItself) {
+    fs::create_directory_symlink(onHost("/outside"), onHost("/way"));
+    const std::string path = onHost("/way").string() + "/";
+
+    EXPECT_TRUE(Descriptor(orvOpenUnlinked(path.c_str(), path.size() - 1, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)));
+}
+
+TEST_F(OrvFiles, givesNoSecondNameWhereThereIsNoDirectory) {
+    fill(onHost(kFile), "text");
+
+    EXPECT_LT(orvLinkFile(kFile, "/ostrel/conf/no/such/m0"), 0);
+    EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_F(OrvFiles, writesToNoFileWithASecondName) {
     for (const char* path : {kFile, kTrace}) {
         fs::create_hard_link(onHost("/outside/secret"), onHost(path));
