@@ -1,10 +1,15 @@
 #include "app/OrvCommandLine.h"
 
+#include "Descriptor.h"
 #include "orv_version.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -29,6 +34,22 @@ Answer answerTo(std::vector<const char*> arguments) {
     answer.out = testing::internal::GetCapturedStdout();
     answer.err = testing::internal::GetCapturedStderr();
     return answer;
+}
+
+TEST(OrvCommandLine, saysThatStdoutCannotBeWritten) {
+    std::fflush(stdout);
+    const Descriptor before(dup(STDOUT_FILENO));
+    const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const char* const arguments[] = {"orvApp", "--version"};
+    testing::internal::CaptureStderr();
+
+    dup2(full.get(), STDOUT_FILENO);
+    const auto status = orvAnswerCommandLine(2, arguments);
+    std::clearerr(stdout);
+    dup2(before.get(), STDOUT_FILENO);
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "orvApp: stdout cannot be written\n");
+    EXPECT_EQ(status, 1);
 }
 
 TEST(OrvCommandLine, withoutArgumentsTheDaemonRuns) {
