@@ -200,7 +200,7 @@ std::int32_t OrvCHMesg::bytesToSave() {
 std::int32_t OrvCHMesg::mesgPart() {
     constexpr std::int64_t kLineFeedsAndDigits = 29;
     std::int64_t bytes = orvLengths({kMesg, kMesgEnd, kDupCnt, kDupTime, kTime, kId, kText}) +
-                         orvLengths({kEnvelopeList, kEnvelopeListEnd}) + orvLengths({DuplicateTime, Time, ID, Text}) +
+                         orvLengths({kEnvelopeList, kEnvelopeListEnd}) + orvLengths({duplicateTime(), Time, ID, Text}) +
                          5 * orvLengths({kEndOfRecord}) + kLineFeedsAndDigits;
     if (logEvent_ != nullptr) {
         bytes += logEvent_->bytesToSave();
@@ -333,8 +333,8 @@ void OrvCHMesg::probe() const {
     ORV_TRACE("  OrvCHMesg\n");
     ORV_TRACE("    BytesToSave = %d\n", bytesToSave_);
     ORV_TRACE("    FileName = %s\n", FileName.c_str());
-    ORV_TRACE("    DuplicateCount = %d\n", DuplicateCount);
-    ORV_TRACE("    DuplicateTime = %s\n", DuplicateTime.c_str());
+    ORV_TRACE("    DuplicateCount = %d\n", duplicateCount());
+    ORV_TRACE("    DuplicateTime = %s\n", duplicateTime().c_str());
     ORV_TRACE("    Time = %s\n", Time.c_str());
     ORV_TRACE("    ID = %s\n", ID.c_str());
     if (logEvent_ != nullptr) {

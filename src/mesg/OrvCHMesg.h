@@ -1,8 +1,9 @@
 // One CallHome message: what happened, and one envelope per profile that is to receive it.
 //
-// Owned by one thread at a time. While the send thread works on a message of the queue, both sides take lock()
-// for what they share: delivery marks and done flags, the duplicate fields, and reading the texts (compose, save).
-// The lock is never held across network calls.
+// Owned by one thread at a time. While the send thread works on a message of the queue, both sides take lock() for
+// what they share: that thread changes delivery marks and done flags, the main thread the duplicate fields, and each
+// looks at what only it changes without the lock; composing and saving hold it. The lock is never held across network
+// calls.
 #pragma once
 
 #include "base/OrvMutex.h"
@@ -30,7 +31,7 @@ public:
     // assignment is then without type data) and links its files. Main thread, like copyEnvelope().
     // Kept: a copy's estimate counts its envelopes twice.
     OrvCHMesg(const OrvCHMesg& other);
-    OrvCHMesg& operator=(const OrvCHMesg& other);
+    OrvCHMesg& operator=(const OrvCHMesg& other) ORV_NO_THREAD_SAFETY_ANALYSIS;  // the main thread's
     ~OrvCHMesg();
 
     // Builders; 0, or -1 when the type data cannot be allocated.
@@ -57,10 +58,10 @@ public:
     std::uint32_t resetRecipients();
 
     // Writes the file FileName in place, over what it holds: at no moment it holds neither the old message nor the new
-    // one. 0, or -1 (traced). May throw std::bad_alloc, too. Takes no lock: whoever shares the message holds it.
+    // one. 0, or -1 (traced). May throw std::bad_alloc, too.
     // A new message does not go over what no start could read, and which has left its name free: a power cut might
     // leave the beginning of the one and the end of the other. Such a file makes way.
-    [[nodiscard]] int save(bool isNew = false) const;
+    [[nodiscard]] int save(bool isNew = false) const ORV_REQUIRES(lock_);
     // Fills an empty message from the file FileName; main thread. 0, or -1 (traced) when the file is not a whole
     // message: what has been read until then stays, so the message is to be discarded, as after a std::bad_alloc.
     [[nodiscard]] int restore();
@@ -73,13 +74,17 @@ public:
     std::string Time;
     std::string ID;
     std::string Text;
-    std::int32_t DuplicateCount = 0;
-    std::string DuplicateTime;
+    std::int32_t DuplicateCount ORV_GUARDED_BY(lock_) = 0;
+    std::string DuplicateTime ORV_GUARDED_BY(lock_);
     std::int32_t Type = kNoType;
     std::string TestProfile;
     std::int32_t Spare = 0;
     std::vector<std::unique_ptr<OrvCHEnvelope>> Envelopes;
     std::size_t EnvelopeCursor = 0;
+
+    // For the main thread, which alone changes them.
+    std::int32_t duplicateCount() const ORV_NO_THREAD_SAFETY_ANALYSIS { return DuplicateCount; }
+    const std::string& duplicateTime() const ORV_NO_THREAD_SAFETY_ANALYSIS { return DuplicateTime; }
 
     // Null unless Type says so.
     LogEventData* logEvent() const { return logEvent_.get(); }
@@ -90,7 +95,7 @@ private:
     int provideLogEvent();
     int createData(OrvMesgKind kind);
     std::int32_t mesgPart();
-    std::string fileText() const;
+    std::string fileText() const ORV_REQUIRES(lock_);
 
     std::int32_t bytesToSave_ = 0;
     bool mesgPartCounted_ = false;  // bytesToSave_ holds the message part

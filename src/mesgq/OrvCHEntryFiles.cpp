@@ -40,10 +40,10 @@ void saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
     char path[kOrvPathBuffer];
     orvEntryPath(path, orvQueueDirectory(queue.type()), entry.uniqueId);
     orvTrace(kTraceModule, kSave, "file=%s\n", path);
-    // The sender changes the recipients' marks meanwhile.
-    const Mt::Lock lock(entry.message->lock());
     const bool isNew = entry.message->FileName != path;
     orvOnceMoreForMemory([&] {
+        // The sender changes the recipients' marks meanwhile.
+        const Mt::Lock lock(entry.message->lock());
         entry.message->FileName = path;
         static_cast<void>(entry.message->save(isNew));  // traces why it failed
     });
@@ -83,7 +83,7 @@ int saveEntryToFile(OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
 }
 
 int deleteEntryFile(const OrvCHMesgQEntry& entry, OrvCHMesgQQueue& queue) {
-    if (entry.posting.testMsg || (queue.type() == ORV_CH_MESG_Q_DUPLICATE && entry.message->DuplicateCount == 0)) {
+    if (entry.posting.testMsg || (queue.type() == ORV_CH_MESG_Q_DUPLICATE && entry.message->duplicateCount() == 0)) {
         return 0;
     }
     char path[kOrvPathBuffer];

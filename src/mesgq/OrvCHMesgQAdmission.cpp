@@ -96,7 +96,7 @@ void OrvCHMesgQAdmission::countParkedDuplicate(OrvCHMesgQEntry& entry, std::stri
         entry.message->DuplicateTime = std::move(now);
     }
     orvTrace(kTraceModule, kAdd, "already on duplicate queue, increment duplicate count (new value: %u)\n",
-             static_cast<unsigned>(entry.message->DuplicateCount));
+             static_cast<unsigned>(entry.message->duplicateCount()));
     saveEntryToFile(entry, lists_.duplicate());
 }
 
@@ -171,7 +171,7 @@ int OrvCHMesgQAdmission::makeRoom(std::uint32_t sizeNeeded) {
         return freed >= sizeNeeded;
     };
     for (OrvCHMesgQEntry& entry : lists_.duplicate()) {
-        if (entry.message->DuplicateCount != 0) {
+        if (entry.message->duplicateCount() != 0) {
             continue;  // it still has something to say
         }
         const bool last = enough(entry);

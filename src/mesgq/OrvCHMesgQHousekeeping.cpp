@@ -23,7 +23,7 @@ int OrvCHMesgQHousekeeping::flushDuplicateQueue() {
         return 0;
     }
     for (OrvCHMesgQEntry& entry : lists_.duplicate()) {
-        if (entry.message->DuplicateCount > 0) {
+        if (entry.message->duplicateCount() > 0) {
             lists_.moveEntry(entry, lists_.duplicate(), lists_.send());
         } else {
             lists_.removeInternal(entry, lists_.duplicate(), kOrvPassed);
@@ -151,11 +151,11 @@ void OrvCHMesgQHousekeeping::endThrottling(OrvCHMesgQEntry& entry) {
     if (entry.markedForDeletion != kOrvNotMarked) {
         lists_.removeInternal(entry, lists_.duplicate(), kOrvPassed);
         ++lists_.statistics().deletedForClearReq;
-    } else if (entry.message->DuplicateCount > 0) {
+    } else if (entry.message->duplicateCount() > 0) {
         orvTrace(kTraceModule, kChores,
                  "throttleDuplicatesPeriod expired, duplicate(s) detected, move msg from duplicate to send queue "
                  "(DuplicateCount = %u, DuplicateTime = %s)\n",
-                 static_cast<unsigned>(entry.message->DuplicateCount), entry.message->DuplicateTime.c_str());
+                 static_cast<unsigned>(entry.message->duplicateCount()), entry.message->duplicateTime().c_str());
         lists_.duplicate().clearDupEligible(entry);
         lists_.moveEntry(entry, lists_.duplicate(), lists_.send());
     } else {

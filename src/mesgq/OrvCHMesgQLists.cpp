@@ -74,7 +74,7 @@ OrvCHMesgQEntry* OrvCHMesgQLists::addInternal(OrvCHMesgQQueue& queue, std::uniqu
     spaceInUse_ += added.bytesToSave + OrvCHMesgQQueue::kEntryOverhead;
     traceFill(__func__, added, "added to", queue);
     if (openForBusiness_ && queue.hasFiles() &&
-        (queue.type() != ORV_CH_MESG_Q_DUPLICATE || added.message->DuplicateCount > 0)) {
+        (queue.type() != ORV_CH_MESG_Q_DUPLICATE || added.message->duplicateCount() > 0)) {
         saveEntryToFile(added, queue);
     }
     return &added;

@@ -136,7 +136,7 @@ void OrvEnvelopeDialogue::settleRecipients() {
     }
     if (!pending) {
         const Mt::Lock lock(parties_.message.lock());
-        envelope_.Done = true;
+        changing_.Done = true;
     }
 }
 
@@ -172,14 +172,14 @@ void OrvEnvelopeDialogue::reportRecipient(const RecipientEntry& entry, std::size
 template <typename Action>
 auto OrvEnvelopeDialogue::atRecipient(std::size_t position, const Action& action) const {
     const Mt::Lock lock(parties_.message.lock());
-    envelope_.RecipientCursor = position;
-    return action(envelope_);
+    changing_.RecipientCursor = position;
+    return action(changing_);
 }
 
 // So that no mark that is set later needs memory.
 void OrvEnvelopeDialogue::makeRoomForMarks() {
     const Mt::Lock lock(parties_.message.lock());
-    for (std::string& recipient : envelope_.Recipients) {
+    for (std::string& recipient : changing_.Recipients) {
         recipient.reserve(recipient.size() + 1);
     }
 }
@@ -196,9 +196,9 @@ void OrvEnvelopeDialogue::setMark(std::size_t position, char mark) {
 void OrvEnvelopeDialogue::replaceMarks(char mark, char by) {
     const Mt::Lock lock(parties_.message.lock());
     for (std::size_t i = 0; i < envelope_.Recipients.size(); ++i) {
-        envelope_.RecipientCursor = i;
+        changing_.RecipientCursor = i;
         if (envelope_.recipientMark() == mark) {
-            envelope_.setRecipientMark(by);
+            changing_.setRecipientMark(by);
         }
     }
 }

@@ -1,6 +1,6 @@
 // One envelope's part of a dialogue: its recipients offered, its text delivered, and the recipients' states settled.
 //
-// The marks are changed under the message's lock, which is never held while the network is waited for. What
+// The envelope is changed under the message's lock, which is never held while the network is waited for. What
 // was tried in vain is undone, by an exception too; a recipient that was refused before stays so. Send thread only.
 #pragma once
 
@@ -40,7 +40,7 @@ class OrvEnvelopeDialogue {
 public:
     // Client identity: as presented, without brackets. Both outlive the dialogue.
     OrvEnvelopeDialogue(const OrvSendParties& parties, const std::string& clientIdentity, OrvCHEnvelope& envelope)
-        : parties_(parties), clientIdentity_(clientIdentity), envelope_(envelope) {}
+        : parties_(parties), clientIdentity_(clientIdentity), changing_(envelope) {}
 
     // 0 when every recipient's state is settled, -1 when the dialogue has failed.
     [[nodiscard]] int run();
@@ -70,7 +70,8 @@ private:
 
     const OrvSendParties& parties_;
     const std::string& clientIdentity_;
-    OrvCHEnvelope& envelope_;
-    std::size_t accepted_ = 0;           // recipients
-    std::vector<std::string> refusals_;  // by position: the reply that refused a recipient in this pass
+    OrvCHEnvelope& changing_ ORV_GUARDED_BY(parties_.message.lock());
+    const OrvCHEnvelope& envelope_ = changing_;  // to look at what no other thread changes
+    std::size_t accepted_ = 0;                   // recipients
+    std::vector<std::string> refusals_;          // by position: the reply that refused a recipient in this pass
 };

@@ -27,8 +27,8 @@ int OrvMailComposer::compose(const OrvCHMesg& message, const OrvCHEnvelope& enve
         // In this order: waiting for the identity may take as long as its re-read, and the main thread needs the
         // message's lock meanwhile.
         const OrvCHMesgCommon::Reader identity(identity_);
-        const Mt::Lock lock(message.lock());
         const OrvMailSource source{message, envelope, *identity, clientIdentity};
+        const Mt::Lock lock(source.message.lock());
         buffer.reserve(std::min<std::uint64_t>(message.Text.size(), envelope.MaxSize) + kOrdinaryMail);
         orvAddMailHeader(buffer, source);
         if (capture == nullptr) {

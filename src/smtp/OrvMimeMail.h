@@ -16,7 +16,7 @@ struct OrvMimeAttachments {
 };
 
 // Preamble and readable part. The message holds a capture.
-void orvAddMimeTextPart(OrvMailBuffer& buffer, const OrvMailSource& source);
+void orvAddMimeTextPart(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock());
 
 // A part for each attachment, a copy of the mail below "/tmp/" for the developers, and the closing boundary. Reads
 // files. One that cannot be read, or that would take the mail to its limit, is replaced by a readable part that says

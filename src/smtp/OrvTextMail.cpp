@@ -21,7 +21,7 @@ std::string subject(const OrvMailSource& source) {
     return "[CallHome" + std::string(tag) + ": " + source.envelope.ProfileName + "] " + source.envelope.Subject;
 }
 
-const std::string& lastTime(const OrvCHMesg& message) {
+const std::string& lastTime(const OrvCHMesg& message) ORV_REQUIRES(message.lock()) {
     return message.DuplicateCount < 1 ? message.Time : message.DuplicateTime;
 }
 
@@ -38,7 +38,7 @@ void addHeading(OrvMailBuffer& buffer, std::string_view heading) {
     buffer.addLabelData(orv_label::kRule, heading);
 }
 
-void addDuplicateLine(OrvMailBuffer& buffer, const OrvCHMesg& message) {
+void addDuplicateLine(OrvMailBuffer& buffer, const OrvCHMesg& message) ORV_REQUIRES(message.lock()) {
     if (message.DuplicateCount <= 0) {
         return;
     }
@@ -79,7 +79,8 @@ void addContact(OrvMailBuffer& buffer, const OrvIdentity& identity) {
 }
 
 // Level, Blade, ASIC, Port, vFabric, Application and Component of a log event.
-void addEventDetails(OrvMailBuffer& buffer, const OrvMailSource& source, Empty empty) {
+void addEventDetails(OrvMailBuffer& buffer, const OrvMailSource& source, Empty empty)
+    ORV_REQUIRES(source.message.lock()) {
     const LogEventData& event = *source.message.logEvent();
     buffer.addLabelData(orv_label::kLevel, orvLevelName(event.Level), empty);
     buffer.addLabelData(orv_label::kBlade, event.Blade, empty);
@@ -90,14 +91,14 @@ void addEventDetails(OrvMailBuffer& buffer, const OrvMailSource& source, Empty e
     buffer.addLabelData(orv_label::kComponent, event.Components, empty);
 }
 
-void addTsc1(OrvMailBuffer& buffer, const OrvMailSource& source) {
+void addTsc1(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock()) {
     orvAddSerialNumber(buffer, source);
     orvAddDuplicateCount(buffer, source);
     orvAddEvent(buffer, source, Empty::kForce);
     addEventDetails(buffer, source, Empty::kForce);
 }
 
-void addFullText(OrvMailBuffer& buffer, const OrvMailSource& source) {
+void addFullText(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock()) {
     addDuplicateLine(buffer, source.message);
     buffer.addLabelData(orv_label::kRule, "Event Details");
     orvAddEvent(buffer, source, Empty::kSkip);
@@ -106,7 +107,7 @@ void addFullText(OrvMailBuffer& buffer, const OrvMailSource& source) {
     addContact(buffer, source.identity);
 }
 
-void addShortText(OrvMailBuffer& buffer, const OrvMailSource& source) {
+void addShortText(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock()) {
     addDuplicateLine(buffer, source.message);
     orvAddEvent(buffer, source, Empty::kSkip);
     addEventDetails(buffer, source, Empty::kSkip);

@@ -2,15 +2,14 @@
 // and the body of a plain text mail in the layout that the envelope's format asks for.
 #pragma once
 
+#include "mesg/OrvCHMesg.h"
 #include "smtp/OrvMailBuffer.h"
 
 #include <string>
 
-class OrvCHMesg;
-struct OrvCHEnvelope;
 struct OrvIdentity;
 
-// Everything that one mail is composed from, borrowed for the time of composing.
+// Everything that one mail is composed from, borrowed for the time of composing, the message's lock being held.
 struct OrvMailSource {
     const OrvCHMesg& message;
     const OrvCHEnvelope& envelope;
@@ -20,14 +19,15 @@ struct OrvMailSource {
 };
 
 // The header block, up to and including the empty lines that end it. Dated now.
-void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source);
+void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock());
 
 // The message holds a log event. Formats are "Tsc1" and "FullText"; any other name gives the short layout.
-void orvAddTextBody(OrvMailBuffer& buffer, const OrvMailSource& source);
+void orvAddTextBody(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock());
 
 // Serial number, only when there is one.
-void orvAddSerialNumber(OrvMailBuffer& buffer, const OrvMailSource& source);
+void orvAddSerialNumber(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock());
 // Duplicate count in decimal, always.
-void orvAddDuplicateCount(OrvMailBuffer& buffer, const OrvMailSource& source);
+void orvAddDuplicateCount(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock());
 // SwitchName, SwitchIP, SwitchWWN, Text, ID and Time; the time is the last duplicate's once there is one.
-void orvAddEvent(OrvMailBuffer& buffer, const OrvMailSource& source, OrvMailBuffer::Empty empty);
+void orvAddEvent(OrvMailBuffer& buffer, const OrvMailSource& source, OrvMailBuffer::Empty empty)
+    ORV_REQUIRES(source.message.lock());
