@@ -10,6 +10,7 @@ void addEventCommands(CommandTree& tree);
 void addCallhomeCommands(CommandTree& tree);
 void addQueueCommands(CommandTree& tree);
 void addExplainCommand(CommandTree& tree);
+void addTimelineCommand(CommandTree& tree);
 void addLedgerCommand(CommandTree& tree);
 void addProfileCommands(CommandTree& tree);
 void addLogCommands(CommandTree& tree);

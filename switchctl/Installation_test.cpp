@@ -87,7 +87,7 @@ const CompletionCase WITHOUT_SWITCH[] = {
     {{"switchctl", "a"}, {"attr"}},
     {{"switchctl", ""},
      {"attr", "callhome", "doctor", "event", "explain", "fault", "ledger", "log", "profile", "queue", "status",
-      "wait"}},
+      "timeline", "wait"}},
     {{"switchctl", "attr", ""}, {"get", "list", "load", "set", "unset"}},
     {{"switchctl", "--json", "callhome", "p"}, {"probe", "processed", "profile-change"}},
     {{"switchctl", "callhome", "--timeout", "3", "te"}, {"test"}},
@@ -218,7 +218,7 @@ TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
             check({word, second}, word + " " + second);
         }
     }
-    EXPECT_EQ(commands, 40u);
+    EXPECT_EQ(commands, 41u);
 }
 
 }  // namespace

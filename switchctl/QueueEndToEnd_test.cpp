@@ -63,6 +63,11 @@ TEST_F(QueueEndToEnd, whatIsExportedIsWhatTheMailServerGetsAndTryGetsItThere) {
     ASSERT_TRUE(server.waitUntil([&] { return !server.mailsTaken().empty(); }));
     EXPECT_EQ(withoutDate(server.mailsTaken().front().text), withoutDate(exported));
     EXPECT_THAT(done({"ledger"}), HasSubstr("\nIt adds up: "));
+    const std::string timeline = done({"timeline", number.substr(0, number.size() - 1)});
+    EXPECT_THAT(timeline, HasSubstr("Encountered failure communicating with SMTP server=127.0.0.1, port=1,"));
+    EXPECT_THAT(timeline, HasSubstr(" server  > RCPT TO:<a@x>\n"));
+    EXPECT_THAT(timeline, HasSubstr(" queue   comes back: entry ("));
+    EXPECT_THAT(done({"timeline", "--profile", "Operators"}), HasSubstr(" server  > RCPT TO:<a@x>\n"));
 }
 
 // What a terminal says to the question.

@@ -43,6 +43,7 @@ const std::vector<Line> COMMANDS = {
     {"callhome", "setup"},
     {"ledger"},
     {"explain"},
+    {"timeline"},
     {"queue", "list"},
     {"queue", "show"},
     {"queue", "export"},
@@ -126,7 +127,7 @@ TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
 TEST_F(Usage, helpOfAGroupNamesItsCommands) {
     run({"--help"});
     for (const char* word : {"wait", "status", "doctor", "attr", "event", "callhome", "queue", "ledger", "explain",
-                             "profile", "log", "fault"}) {
+                             "timeline", "profile", "log", "fault"}) {
         EXPECT_THAT(out_.str(), HasSubstr(std::string("\n  ") + word + " "));
     }
     for (const Line& line : COMMANDS) {
