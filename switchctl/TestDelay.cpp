@@ -51,7 +51,7 @@ std::string withRemedy(const StatusProblem& problem) {
 }
 
 // Why it waits, where nothing is known to be wrong.
-std::string queueWords(const StatusFacts& facts) {
+std::string waitWords(const StatusFacts& facts) {
     if (!facts.queue) {
         return "orvApp does not say what its queue holds";
     }
@@ -116,7 +116,7 @@ std::string TestDelay::finalWord(Session& session) {
         return "next try " + (due ? std::string("now") : "at " + timeOfDay(retry->due)) + " through " + retry->server +
                because;
     }
-    return cause != nullptr ? "it is not sent: " + withRemedy(*cause) : queueWords(*facts_);
+    return cause != nullptr ? "it is not sent: " + withRemedy(*cause) : waitWords(*facts_);
 }
 
 // Without another probe.

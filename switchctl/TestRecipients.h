@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-class OrvCatalogueMatch;
+struct OrvCatalogueMatch;
 
 class TestRecipients {
 public:
