@@ -166,6 +166,18 @@ TEST_F(JudgeTest, seesWhatNeverLeaves) {
     EXPECT_EQ(broken(), "leaves");
 }
 
+TEST_F(JudgeTest, letsStayWhatWasNamedAsUnreadable) {
+    std::ofstream(send_ + "/m8") << "half a message";
+    log(16, 0x8b000001u, "Error restoring message from /ostrel/conf/orv/callHome/queues/send/m8, ignoring");
+    judge_.finished(facts_);
+    EXPECT_EQ(broken(), "");
+
+    std::ofstream(send_ + "/m9") << "a message";
+    judge_.finished(facts_);
+
+    EXPECT_EQ(broken(), "leaves");
+}
+
 TEST_F(JudgeTest, seesAMailOfNoOpenEntry) {
     trace("peekClose", "entry (0) has not completed processing, leave it on the send queue");
     judge_.published(3);
@@ -277,6 +289,21 @@ TEST_F(JudgeTest, missesNoEventThatCameToTheQueueOrMayHaveFailed) {
 
 TEST_F(JudgeTest, seesAPauseThatIsNoneOfTheSequence) {
     log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 300 seconds");
+
+    EXPECT_EQ(broken(), "delays");
+}
+
+TEST_F(JudgeTest, seesRetriesThatAreGivenUpWhileAMessageWaits) {
+    const std::string empty = "Message queue is empty, cancelling attempts to retry sending last message";
+    log(3, 0x8b00000eu, empty);
+    EXPECT_EQ(broken(), "");
+
+    trace("add", "testMsg = false, persist = false, persistRepostPeriod = 86400, expireCountdown = -1");
+    trace("addInternal",
+          "entry (0) added to the send queue\n  Queue             Count  Space Used\n    init                0  "
+          "         0\n    send                1         600\n    duplicate           0           0\n    "
+          "persist             0           0\n  Total                 1         600");
+    log(3, 0x8b00000eu, empty);
 
     EXPECT_EQ(broken(), "delays");
 }
