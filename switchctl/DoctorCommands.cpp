@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -30,16 +32,26 @@ struct DoctorArguments {
     bool offline = false;
 };
 
+// What ends it before its time stands in its last stage.
+void visit(const VisitPlan& plan, VisitRecord& record, Steady::time_point deadline) {
+    try {
+        Visitor(plan, record, deadline).run();
+    } catch (const std::exception& error) {
+        record.add({VisitStage::Kind::CONNECT, VisitStage::Outcome::FAILED, plan.shown, error.what(), ""});
+        record.finish(std::nullopt);
+    }
+}
+
 // A thread each. One that a name's resolver holds is left behind: what it may still touch, it shares.
 Records beginVisits(const std::vector<VisitPlan>& plans, Steady::time_point deadline) {
     Records records;
     for (const VisitPlan& plan : plans) {
-        ServerVisit visit;
-        visit.server = plan.shown;
-        visit.second = plan.second;
-        visit.byName = plan.server.Kind == SmtpAddrMode::kHostName;
-        auto record = std::make_shared<VisitRecord>(std::move(visit));
-        std::thread([plan, record, deadline] { Visitor(plan, *record, deadline).run(); }).detach();
+        ServerVisit begun;
+        begun.server = plan.shown;
+        begun.second = plan.second;
+        begun.byName = plan.server.Kind == SmtpAddrMode::kHostName;
+        auto record = std::make_shared<VisitRecord>(std::move(begun));
+        std::thread([plan, record, deadline] { visit(plan, *record, deadline); }).detach();
         records.push_back(std::move(record));
     }
     return records;

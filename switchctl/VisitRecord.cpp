@@ -15,6 +15,10 @@ std::int64_t millisecondsSince(VisitRecord::Clock::time_point begin) {
 
 }  // namespace
 
+VisitRecord::VisitRecord(ServerVisit visit) : visit_(std::move(visit)) {
+    begin(visit_.byName ? VisitStage::Kind::NAME : VisitStage::Kind::CONNECT, visit_.server);
+}
+
 void VisitRecord::begin(VisitStage::Kind kind, const std::string& asked) {
     const Guarding_Lock lock(lock_);
     endCurrent();

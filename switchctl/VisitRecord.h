@@ -14,8 +14,8 @@ class VisitRecord {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // Begins with the server alone.
-    explicit VisitRecord(ServerVisit visit) : visit_(std::move(visit)) {}
+    // Begins with the server alone, and with the first that is to be done.
+    explicit VisitRecord(ServerVisit visit);
 
     // This is waited for from now on.
     void begin(VisitStage::Kind kind, const std::string& asked);
