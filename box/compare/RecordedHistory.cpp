@@ -46,7 +46,7 @@ RecordedHistory::RecordedHistory(World& world, std::uint64_t seed, std::uint32_t
 Time RecordedHistory::laterStep(Time now) {
     static constexpr std::uint32_t kLongest[] = {1, 1, 3, 10, 30, 300, 2000};
     const Time second = now / kSecond + 1 + random_.below(kLongest[random_.below(std::size(kLongest))]);
-    return second * kSecond + (100 + random_.below(300)) * kMillisecond + (1 + random_.below(999)) * 1000;
+    return second * kSecond + (100 + random_.below(300)) * kMillisecond + (1 + random_.below(999)) * Time{1000};
 }
 
 void RecordedHistory::note(Life& life, Happening what, std::uint32_t number, std::string text, std::string value) {

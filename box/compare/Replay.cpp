@@ -290,10 +290,9 @@ std::string Replay::compareSeen(const std::vector<Record>& records) {
             }
         }
         for (std::size_t at = 0; at < std::max(expected.size(), got.size()); ++at) {
-            const std::string nothing = "nothing more";
-            const auto text = [&](const std::vector<const Record*>& list) {
+            const auto text = [&](const std::vector<const Record*>& list) -> std::string {
                 if (at >= list.size()) {
-                    return nothing;
+                    return "nothing more";
                 }
                 const Record& record = *list[at];
                 return std::to_string(record.number) + " " +
@@ -327,7 +326,8 @@ std::string Replay::compareLeft(const World& after, const std::string& root) {
     for (const auto& [key, value] : model_.attributes()) {
         const auto found = attributes.find(key);
         if (found == attributes.end() || found->second != value) {
-            differ(after.now, key + " is " + value, found == attributes.end() ? "none" : found->second);
+            differ(after.now, std::string(key).append(" is ").append(value),
+                   found == attributes.end() ? "none" : found->second);
         }
     }
     return problem_;
