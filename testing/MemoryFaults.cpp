@@ -68,9 +68,14 @@ bool fails(std::size_t size, MemoryFaults::Kind kind) {
     return result;
 }
 
-void* objectOf(std::size_t size, MemoryFaults::Kind kind) {
+void* memoryOfObject(std::size_t size, bool throws) {
     threadIsUp = true;
+    const MemoryFaults::Kind kind = throws ? MemoryFaults::kThrowing : MemoryFaults::kNothrow;
     return fails(size, kind) ? nullptr : ORV_REAL_MEMORY(malloc)(size > 0 ? size : 1);
+}
+
+void giveBackObject(void* memory) {
+    std::free(memory);
 }
 
 }  // namespace
@@ -107,34 +112,4 @@ void* realloc(void* memory, std::size_t size) noexcept {
 
 }  // extern "C"
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return objectOf(size, MemoryFaults::kNothrow);
-}
-void* operator new(std::size_t size) {
-    void* const memory = objectOf(size, MemoryFaults::kThrowing);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return operator new(size, std::nothrow);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+#include "platform/posix/OwnNew.inc"

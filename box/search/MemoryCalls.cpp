@@ -53,34 +53,10 @@ long daemonsObjects() {
 
 }  // namespace box
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+static void* memoryOfObject(std::size_t size, bool /*throws*/) {
     return box::memoryOf(size);
 }
-void* operator new(std::size_t size) {
-    void* const memory = box::memoryOf(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return operator new(size, std::nothrow);
-}
-void operator delete(void* memory) noexcept {
+static void giveBackObject(void* memory) {
     box::giveBack(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
-    box::giveBack(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    box::giveBack(memory);
-}
-void operator delete[](void* memory) noexcept {
-    box::giveBack(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    box::giveBack(memory);
-}
+#include "platform/posix/OwnNew.inc"
