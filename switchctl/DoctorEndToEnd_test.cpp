@@ -71,7 +71,7 @@ TEST_F(DoctorEndToEnd, namesTheServerThatHasComeBackWhileMailsWait) {
 
 // The daemon reads the answer to DATA for that to the mail.
 TEST_F(DoctorEndToEnd, foreseesTheMailThatPiecesOfAReplyCost) {
-    constexpr std::chrono::milliseconds LATE(50);
+    constexpr std::chrono::milliseconds LATE(250);
     server_.answer(MailStage::kEhlo, ScriptedReply::bytes("250-mail\r\n250 HELP\r\n").splitAt({10}, LATE));
     for (const MailStage stage : {MailStage::kMail, MailStage::kRcpt}) {
         server_.answer(stage, ScriptedReply::line("250 ok").delayed(LATE));

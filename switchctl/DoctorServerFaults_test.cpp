@@ -5,7 +5,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds LATER(20);
+// Longer than a reader that the machine keeps waiting takes to read the first piece.
+constexpr milliseconds LATER(250);
 
 const SeededFault SERVER_FAULTS[] = {
     {"no greeting", [](DoctorTest& a) { a.reply(MailStage::kGreeting, ScriptedReply::silence()); }, "server-silent",
