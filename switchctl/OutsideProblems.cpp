@@ -121,7 +121,10 @@ void addPieces(const ServerVisit& visit, StatusProblems& problems) {
     const std::string where = asked.empty() ? "its greeting" : "its reply to " + asked.substr(0, ROOM);
     const std::string what = unasked ? "sends more than it is asked for with " + where
                                      : "sends " + where + " in " + std::to_string(count) + " pieces";
-    problems.push_back(problem::kRepliesInPieces(visit.server, what, Text::trim(first.substr(0, ROOM))));
+    std::string taken = first.substr(0, ROOM);
+    std::erase(taken, '\r');
+    taken.erase(taken.find_last_not_of('\n') + 1);
+    problems.push_back(problem::kRepliesInPieces(visit.server, what, taken));
 }
 
 void addSizeLimit(const StatusFacts& facts, const ServerVisit& visit, StatusProblems& problems) {
