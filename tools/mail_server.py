@@ -15,6 +15,20 @@ from aiosmtpd.handlers import Mailbox
 from aiosmtpd.smtp import SMTP
 
 
+class WholeReplies(SMTP):
+    """Sends a reply of several lines at once: the daemon takes what has come for the whole reply."""
+
+    held = b""
+
+    async def push(self, status: str | bytes) -> None:
+        line = status.encode() if isinstance(status, str) else status
+        if line[3:4] == b"-":
+            self.held += line + b"\r\n"
+            return
+        reply, self.held = self.held + line, b""
+        await super().push(reply)
+
+
 def wanted_port(port_file: str) -> int:
     try:
         with open(port_file, encoding="ascii") as former:
@@ -26,7 +40,7 @@ def wanted_port(port_file: str) -> int:
 async def serve(maildir: str, port_file: str, address: str = "127.0.0.1") -> None:
     handler = Mailbox(maildir)
     loop = asyncio.get_running_loop()
-    server = await loop.create_server(lambda: SMTP(handler, hostname="mail.example.com"), address,
+    server = await loop.create_server(lambda: WholeReplies(handler, hostname="mail.example.com"), address,
                                       wanted_port(port_file))
     port = server.sockets[0].getsockname()[1]
     with open(port_file + ".new", "w", encoding="ascii") as out:
