@@ -103,12 +103,10 @@ std::optional<std::uint32_t> entryNumber(const std::string& word) {
 bool holdsText(const OrvCatalogueRow& row, const std::string& word) {
     constexpr std::size_t SHORTEST = 6;
     const std::string_view text = row.text;
-    return word.size() >= SHORTEST && (!std::ranges::search(text, word,
-                                                            [](unsigned char one, unsigned char other) {
-                                                                return std::tolower(one) == std::tolower(other);
-                                                            })
-                                            .empty() ||
-                                       orvFindInCatalogue(row.level, row.id, word));
+    const auto found =
+        std::search(text.begin(), text.end(), word.begin(), word.end(),
+                    [](unsigned char one, unsigned char other) { return std::tolower(one) == std::tolower(other); });
+    return word.size() >= SHORTEST && (found != text.end() || orvFindInCatalogue(row.level, row.id, word));
 }
 
 void addEntries(const std::string& word, Explanations& found) {

@@ -18,7 +18,7 @@ struct ExplainCase {
     const char* inText;
 };
 
-const ExplainCase CASES[] = {
+const ExplainCase EXPLAINED[] = {
     {"0x8b000013", "event log", "A send has failed: the reason is the stage"},
     {"8B000013", "event log", "A send has failed"},
     {"128/0x8b000013", "event log", "A send has failed"},
@@ -42,7 +42,7 @@ const ExplainCase CASES[] = {
 };
 
 TEST(Explanations, areGivenForWhateverStandsOnAScreen) {
-    for (const ExplainCase& one : CASES) {
+    for (const ExplainCase& one : EXPLAINED) {
         std::string all;
         for (const Explanation& each : explanationsOf(one.word)) {
             all += each.kind + ": " + each.text + "\n";

@@ -35,7 +35,7 @@ struct LedgerCase {
 
 using Verdict = Ledger::Verdict;
 
-const LedgerCase CASES[] = {
+const LedgerCase LEDGERS[] = {
     {"nothing came", {}, Verdict::EXACT, 0},
     {"one of each",
      {{DaemonWords::RECEIVED_ALL, 9},
@@ -65,7 +65,7 @@ const LedgerCase CASES[] = {
 };
 
 TEST(Ledger, addsUpOrSaysWhatIsMissing) {
-    for (const LedgerCase& one : CASES) {
+    for (const LedgerCase& one : LEDGERS) {
         const Ledger ledger = Ledger::of(factsWith(one.numbers));
 
         EXPECT_EQ(ledger.verdict(), one.verdict) << one.name;

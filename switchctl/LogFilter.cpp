@@ -28,7 +28,8 @@ bool LogFilter::wants(const LogEntry& entry) const {
     if (component && strcasecmp(component->c_str(), name.c_str()) != 0) {
         return false;
     }
-    return words.empty() || !std::ranges::search(entry.text, words, sameLetter).empty();
+    const auto end = entry.text.end();
+    return words.empty() || std::search(entry.text.begin(), end, words.begin(), words.end(), sameLetter) != end;
 }
 
 std::optional<OrvCatalogueMatch> rowOf(const LogEntry& entry) {

@@ -16,7 +16,7 @@ struct MomentCase {
     std::int64_t microseconds;
 };
 
-const MomentCase CASES[] = {
+const MomentCase MOMENTS[] = {
     {"now", TYPED_AT},
     {"30s ago", TYPED_AT - 30 * SECOND},
     {"5 min ago", TYPED_AT - 300 * SECOND},
@@ -36,7 +36,7 @@ const MomentCase CASES[] = {
 };
 
 TEST(Moment, isReadInEveryForm) {
-    for (const MomentCase& one : CASES) {
+    for (const MomentCase& one : MOMENTS) {
         EXPECT_EQ(Moment::parse(one.text, TYPED_AT), one.microseconds) << one.text;
     }
 }

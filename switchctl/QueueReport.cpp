@@ -198,7 +198,7 @@ void addContent(const QueueFacts& facts, const QueueRow& row, Rows& rows) {
     rows.push_back({"time", Text::oneLine(message.Time)});
     rows.push_back({"text", Text::oneLine(message.Text)});
     const std::string last =
-        message.DuplicateTime.empty() ? "" : ", the last at " + Text::oneLine(message.DuplicateTime);
+        message.duplicateTime().empty() ? "" : ", the last at " + Text::oneLine(message.duplicateTime());
     rows.push_back({"repeats", std::to_string(repeatsOf(*row.entry)) + last});
     addRecipients(facts, row, rows);
     if (message.cronCapture() != nullptr) {

@@ -144,6 +144,6 @@ std::uint64_t repeatsOf(const QueueEntry& entry) {
     if (!entry.message) {
         return 0;
     }
-    const std::int64_t counted = std::max<std::int32_t>(entry.message->message().DuplicateCount, 0);
+    const std::int64_t counted = std::max<std::int32_t>(entry.message->message().duplicateCount(), 0);
     return static_cast<std::uint64_t>(counted) + entry.message->pendingRepeats();
 }

@@ -70,8 +70,11 @@ QueuedMessage::Owned QueuedMessage::captureFrom(const OrvCHMesg& read, const std
     message->Time = read.Time;
     message->ID = read.ID;
     message->Text = read.Text;
-    message->DuplicateCount = read.DuplicateCount;
-    message->DuplicateTime = read.DuplicateTime;
+    {
+        const Mt::Lock lock(message->lock());
+        message->DuplicateCount = read.duplicateCount();
+        message->DuplicateTime = read.duplicateTime();
+    }
     for (const auto& envelope : read.Envelopes) {
         message->addEnvelope(std::make_unique<OrvCHEnvelope>(*envelope));
     }

@@ -93,7 +93,7 @@ std::string attachmentsProblem(std::string_view mail) {
     }
     for (std::size_t at = mail.find(line + "\r\n"); at < end;) {
         const std::size_t next = mail.find(line, at + line.size());
-        const std::string problem = partProblem(mail.substr(at, next - at));
+        std::string problem = partProblem(mail.substr(at, next - at));
         if (!problem.empty()) {
             return problem;
         }
