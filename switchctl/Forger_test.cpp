@@ -147,12 +147,12 @@ TEST_F(Forger, cannotTakeTheServicesPlaces) {
 }
 
 TEST_F(Forger, cannotMakeTheDaemonReadItsConfiguration) {
-    const std::string before = done({"log"});
+    const std::string before = done({"log", "--all"});
 
     stranger_->say(MessageFormat::CMON, CmonCode::READ_CONF, ServiceAddress::MONITOR, {});
     stranger_->untilAllIsHeard();
 
-    const std::string after = done({"log"});
+    const std::string after = done({"log", "--all"});
     ASSERT_TRUE(after.starts_with(before));
     EXPECT_THAT(after.substr(before.size()), Not(HasSubstr("request for")));
 }
