@@ -62,12 +62,9 @@ bool ends(int error) {
 }
 
 // What holds a NUL is words, in the order of bytes that this machine has.
-// Traces of a schedule's entries tell where they stand in memory, which is the machine's affair.
 void takeText(Box& box, std::string_view bytes) {
-    constexpr std::string_view kStands = "CronCaptureItem ";
     if (bytes.find('\0') == std::string_view::npos) {
-        const std::size_t stands = bytes.find(kStands);
-        box.timeline().take(bytes.substr(0, stands == std::string_view::npos ? stands : stands + kStands.size()));
+        box.timeline().takeTraces(bytes);
     }
 }
 

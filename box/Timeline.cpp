@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace box {
@@ -30,6 +31,15 @@ void Timeline::take(std::string_view bytes) {
     for (const char byte : bytes) {
         digest_ = (digest_ ^ static_cast<std::uint8_t>(byte)) * 0x100000001B3u;
     }
+}
+
+void Timeline::takeTraces(std::string_view bytes) {
+    constexpr std::string_view kStands = "CronCaptureItem ";
+    for (std::size_t at = bytes.find(kStands); at != std::string_view::npos; at = bytes.find(kStands)) {
+        take(bytes.substr(0, at + kStands.size()));
+        bytes.remove_prefix(std::min(bytes.find('\n', at), bytes.size()));
+    }
+    take(bytes);
 }
 
 }  // namespace box

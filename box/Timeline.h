@@ -19,6 +19,8 @@ public:
     void tell(Time now, std::string_view who, std::string_view what);
     // Counts for the number alone.
     void take(std::string_view bytes);
+    // The same, but for where a schedule's entries stand in memory: that is the machine's affair.
+    void takeTraces(std::string_view bytes);
 
     std::uint64_t digest() const { return digest_; }
     void restore(std::uint64_t digest) { digest_ = digest; }

@@ -75,7 +75,7 @@ std::uint64_t BoxDirectory::digest() const {
         std::ostringstream bytes;
         bytes << std::ifstream(file, std::ios::binary).rdbuf();
         all.take(file.string().substr(path_.size()));
-        all.take(bytes.str());
+        all.takeTraces(bytes.str());
     }
     return all.digest();
 }
