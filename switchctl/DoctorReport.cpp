@@ -20,8 +20,13 @@ std::string askedWords(const VisitStage& stage) {
 
 std::vector<std::string> row(const VisitStage& stage) {
     const bool plain = stage.kind <= VisitStage::Kind::CONNECT;
-    return {"  " + (plain ? stage.name() + std::string(" ") + Text::oneLine(stage.asked) : askedWords(stage)),
-            stage.outcomeName(), std::to_string(stage.milliseconds) + " ms", firstLine(stage.words)};
+    std::vector<std::string> columns = {
+        "  " + (plain ? stage.name() + std::string(" ") + Text::oneLine(stage.asked) : askedWords(stage)),
+        stage.outcomeName(), std::to_string(stage.milliseconds) + " ms"};
+    if (const std::string words = firstLine(stage.words); !words.empty()) {
+        columns.push_back(words);
+    }
+    return columns;
 }
 
 }  // namespace

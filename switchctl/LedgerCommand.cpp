@@ -94,7 +94,7 @@ std::string sinceStart(const Ledger& ledger) {
     for (const LedgerLine& line : CAME) {
         add(line);
     }
-    rows.push_back({"  of which", ""});
+    rows.push_back({"  of which"});
     for (const LedgerLine& line : WENT) {
         add(line);
     }

@@ -69,6 +69,7 @@ TEST_F(QueueTest, anEmptyQueueSaysSo) {
 
 TEST_F(QueueTest, whatWaitsStandsThereInOrderWithItsRecipients) {
     threeWait();
+    waiting_ = 5;
 
     EXPECT_EQ(list(),
               "NUMBER  AGE     BYTES  STATE    REPEATS  NEXT TRY  TEXT\n"
@@ -82,6 +83,14 @@ TEST_F(QueueTest, whatWaitsStandsThereInOrderWithItsRecipients) {
               "3 messages with a file, 1520 bytes\n"
               "2 test messages beside them: tests have no file\n"
               "nothing is being tried at this moment; switchctl status says whether that is to be mended\n");
+}
+
+TEST_F(QueueTest, aTestMessageThatHasLeftIsNoneThoughTheOrderFileHasItStill) {
+    threeWait();
+    waiting_ = 3;
+    open_ = 1;
+
+    EXPECT_THAT(list(), HasSubstr("\n1 test message beside them"));
 }
 
 TEST_F(QueueTest, theOpenOneIsTheOneThatTheDaemonOpenedLast) {
@@ -265,6 +274,20 @@ TEST_F(QueueTest, showKnowsWhatWasSaidOfARecipient) {
     EXPECT_THAT(text, HasSubstr("\n  recipient  a@b: waiting; last reply at 22:13:20: 451 busy\n"));
     EXPECT_THAT(text, HasSubstr("\nSwitchIP:       sw-9\n"));
     EXPECT_THAT(text, HasSubstr(" to a@b:\n"));  // The other one has it.
+}
+
+TEST_F(QueueTest, whatWasSaidInTheSameSecondBeforeItHappenedIsNotOfIt) {
+    std::string event = QueueFlash::event();
+    event.insert(event.find(" UTC 2023"), ".123");
+    flash_.put("send", 4, event);
+    flash_.order("send", {4});
+    age(300);
+    const std::string before = "11/14/2023 UTC 22:03:20.122  4242 ";
+    traceTo("Main") << before << "OrvApp OrvApp: Application startup!\n";
+    traceTo("SMTPClient") << before << "OrvSMTPClient sendRequest: SMTP Send (incl CRLF) {RCPT TO:<a@b>\r\n}\n"
+                          << before << "OrvSMTPClient recvResponse: SMTP StatusSMTPResponse (incl CRLF) {250 OK\r\n}\n";
+
+    EXPECT_THAT(done({"queue", "show", "4"}), HasSubstr("\n  recipient  a@b: waiting\n"));
 }
 
 TEST_F(QueueTest, aCaptureIsShownWithItsAttachmentsWhichStay) {

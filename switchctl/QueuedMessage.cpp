@@ -104,10 +104,14 @@ std::optional<std::int64_t> QueuedMessage::happened() const {
     if (words.size() != WORDS) {
         return std::nullopt;
     }
-    const std::string clock = words[3].substr(0, words[3].find('.'));
+    const std::size_t point = words[3].find('.');
+    const std::string clock = words[3].substr(0, point);
+    const auto milliseconds =
+        point == std::string::npos ? std::optional<std::int64_t>(0) : Text::number(words[3].substr(point + 1), 0, 999);
     const std::string text = words[1] + " " + words[2] + " " + words[5] + " " + clock;
     std::tm time{};
     const char* const end = strptime(text.c_str(), "%b %d %Y %H:%M:%S", &time);
     const auto seconds = end != nullptr && *end == '\0' ? secondsOf(time, words[4]) : std::nullopt;
-    return seconds ? std::optional(*seconds * SECOND) : std::nullopt;
+    constexpr std::int64_t MILLISECOND = SECOND / 1000;
+    return seconds && milliseconds ? std::optional(*seconds * SECOND + *milliseconds * MILLISECOND) : std::nullopt;
 }
