@@ -1,9 +1,9 @@
 #include "box/compare/CompareSearch.h"
 
+#include "box/BoxDirectory.h"
 #include "box/Lives.h"
 #include "box/compare/RecordedHistory.h"
 #include "box/compare/Replay.h"
-#include "box/search/BoxDirectory.h"
 #include "box/search/Shares.h"
 
 #include <cinttypes>

@@ -1,10 +1,10 @@
 #include "box/cuts/CutRecord.h"
 
+#include "box/BoxDirectory.h"
 #include "box/Lives.h"
 #include "box/cuts/AfterCut.h"
 #include "box/cuts/CutCauses.h"
 #include "box/cuts/RecordingHistory.h"
-#include "box/search/BoxDirectory.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,8 +1,8 @@
 #include "box/cuts/FileTree.h"
 
+#include "box/BoxDirectory.h"
 #include "box/Lives.h"
 #include "box/cuts/RecordingHistory.h"
-#include "box/search/BoxDirectory.h"
 
 #include <gtest/gtest.h>
 

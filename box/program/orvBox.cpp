@@ -1,8 +1,8 @@
 // Runs the daemon through random histories in virtual time: one to look at, many to look for failures.
+#include "box/BoxDirectory.h"
 #include "box/Lives.h"
 #include "box/compare/CompareSearch.h"
 #include "box/cuts/CutSearch.h"
-#include "box/search/BoxDirectory.h"
 #include "box/search/Options.h"
 #include "box/search/RandomHistory.h"
 #include "box/search/Search.h"

@@ -1,6 +1,6 @@
 #include "box/search/Judge.h"
 
-#include "box/search/BoxDirectory.h"
+#include "box/BoxDirectory.h"
 #include "catalogue/OrvLogEntries.h"
 
 #include <gtest/gtest.h>

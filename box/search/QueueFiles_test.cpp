@@ -1,6 +1,6 @@
 #include "box/search/QueueFiles.h"
 
-#include "box/search/BoxDirectory.h"
+#include "box/BoxDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Histories run to their end and judged: one, or as many as a time allows.
 #pragma once
 
-#include "box/search/BoxDirectory.h"
+#include "box/BoxDirectory.h"
 #include "box/search/Counts.h"
 #include "box/search/Options.h"
 

@@ -1,6 +1,6 @@
 #include "box/search/Search.h"
 
-#include "box/search/BoxDirectory.h"
+#include "box/BoxDirectory.h"
 #include "box/search/Shares.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "box/search/Shrink.h"
 
-#include "box/search/BoxDirectory.h"
+#include "box/BoxDirectory.h"
 #include "box/search/Search.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "box/search/BoxDirectory.h"
+#include "box/BoxDirectory.h"
 
 #include "box/Timeline.h"
 
