@@ -175,7 +175,7 @@ bool Box::close(int descriptor) {
 void Box::stamp(int descriptor) {
     const Time time = now() + ++writes_;
     timespec stamp{};
-    stamp.tv_sec = static_cast<time_t>(kFirstSecond + static_cast<std::int64_t>(time / kSecond));
+    stamp.tv_sec = static_cast<time_t>(settings_.calendar + static_cast<std::int64_t>(time / kSecond));
     stamp.tv_nsec = static_cast<long>(time % kSecond);
     const timespec both[2] = {stamp, stamp};
     static_cast<void>(::futimens(descriptor, both));

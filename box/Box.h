@@ -43,6 +43,7 @@ public:
     struct Settings {
         std::string root;  // where the switch's files are
         Time now = 0;
+        std::int64_t calendar = kFirstSecond;  // at time 0
         std::uint64_t chance = 0;
         std::uint32_t process = 1000;  // the number that the process knows itself by
         std::uint64_t killAtCall = 0;  // 0: never

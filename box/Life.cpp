@@ -45,6 +45,7 @@ Box::Settings settingsOf(World& world, Script& script, const std::string& root, 
     settings.root = root;
     script.begins(root);
     settings.now = world.now;
+    settings.calendar = world.calendar;
     Random chance(world.chance);
     settings.chance = chance.next();
     world.chance = chance.state();

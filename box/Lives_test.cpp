@@ -105,6 +105,30 @@ TEST(Lives, mailAnAlarmInVirtualTime) {
     EXPECT_NE(script.mails()[0].find("a fan has stopped"), std::string::npos);
 }
 
+TEST(Lives, beginOnTheDayThatTheWorldSays) {
+    const BoxRoot root;
+    World world = worldWithOperators(1);
+    world.calendar = 951827696;  // the 29th of February 2000
+    OneAlarm script;
+
+    liveOn(world, script, root.path());
+
+    ASSERT_EQ(script.mails().size(), 1u);
+    EXPECT_EQ(script.mails()[0].find("Date: Tue, 29  Feb  2000  12:35:"), 0u) << script.mails()[0];
+}
+
+TEST(Lives, reachAServerByItsLongAddress) {
+    const BoxRoot root;
+    World world = worldWithOperators(1);
+    world.servers[0].address = "2001:db8::25";
+    world.set("Global.Callhome.NF-SMTPAddr", "2-2001:db8::25");
+    OneAlarm script;
+
+    liveOn(world, script, root.path());
+
+    EXPECT_EQ(script.mails().size(), 1u);
+}
+
 TEST(Lives, areTheSameForTheSameSeedToTheLastByte) {
     const auto digestOf = [](std::uint64_t seed) {
         const BoxRoot root;

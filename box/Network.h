@@ -32,7 +32,7 @@ struct ServerManner {
 
 struct MailServer {
     std::string name;     // in the timeline
-    std::string address;  // IPv4
+    std::string address;  // IPv4, or IPv6 as inet_ntop writes it; that of a name is IPv4
     std::uint16_t port = 25;
     ServerManner manner;
 };

@@ -52,6 +52,23 @@ std::shared_ptr<Connection> connectionOf(const Box* box, int file) {
     return box == nullptr ? nullptr : std::dynamic_pointer_cast<Connection>(box->file(file));
 }
 
+// As the model servers' addresses are written; empty for a family that a box does not have.
+std::string addressText(const sockaddr_storage& address, std::uint16_t& port) {
+    char text[INET6_ADDRSTRLEN] = "";
+    if (address.ss_family == AF_INET) {
+        sockaddr_in known{};
+        std::memcpy(&known, &address, sizeof known);
+        port = ntohs(known.sin_port);
+        inet_ntop(AF_INET, &known.sin_addr, text, sizeof text);
+    } else if (address.ss_family == AF_INET6) {
+        sockaddr_in6 known{};
+        std::memcpy(&known, &address, sizeof known);
+        port = ntohs(known.sin6_port);
+        inet_ntop(AF_INET6, &known.sin6_addr, text, sizeof text);
+    }
+    return text;
+}
+
 struct Resolved {
     addrinfo entry{};
     sockaddr_in address{};
@@ -94,16 +111,17 @@ int socketConnect(int file, const sockaddr* address, socklen_t length) {
         return fails(error);
     }
     const Aside aside;
-    sockaddr_in wanted{};
+    sockaddr_storage wanted{};
     std::memcpy(&wanted, address, std::min<std::size_t>(length, sizeof wanted));
-    char text[INET_ADDRSTRLEN] = "";
-    if (wanted.sin_family != AF_INET || inet_ntop(AF_INET, &wanted.sin_addr, text, sizeof text) == nullptr) {
+    std::uint16_t port = 0;
+    const std::string text = addressText(wanted, port);
+    if (text.empty()) {
         return fails(ENETUNREACH);
     }
     if (connection->waits) {
         box->end(LifeEnd::kUnowned, 1, "connect on a socket that waits");
     }
-    const int error = connection->connect(text, ntohs(wanted.sin_port), box->now());
+    const int error = connection->connect(text, port, box->now());
     return fails(error != 0 ? error : EINPROGRESS);
 }
 

@@ -36,14 +36,15 @@ void keepTimeCalls() {
 
 namespace {
 
-std::int64_t firstSecond(clockid_t clock) {
-    return clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE ? kFirstSecond : kFirstUptime;
+std::int64_t firstSecond(const Box& box, clockid_t clock) {
+    return clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE ? box.settings().calendar : kFirstUptime;
 }
 
 template <typename Timespec>
 void tellTime(const Box& box, clockid_t clock, Timespec& time) {
     const Time now = box.now();
-    time.tv_sec = static_cast<decltype(time.tv_sec)>(firstSecond(clock) + static_cast<std::int64_t>(now / kSecond));
+    time.tv_sec =
+        static_cast<decltype(time.tv_sec)>(firstSecond(box, clock) + static_cast<std::int64_t>(now / kSecond));
     time.tv_nsec = static_cast<decltype(time.tv_nsec)>(now % kSecond);
 }
 

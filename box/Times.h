@@ -12,7 +12,8 @@ constexpr Time kMillisecond = 1000000;
 constexpr Time kSecond = 1000 * kMillisecond;
 constexpr Time kDay = 86400 * kSecond;
 
-// The calendar when the world begins: a Tuesday evening in November. Uptime begins with some seconds on it.
+// The calendar when a world begins that says nothing else: a Tuesday evening in November. Uptime begins with some
+// seconds on it.
 constexpr std::int64_t kFirstSecond = 1700000000;
 constexpr std::int64_t kFirstUptime = 100;
 

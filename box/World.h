@@ -41,16 +41,17 @@ struct World {
     void decode(WireReader& in);
 
     Time now = 0;
-    std::uint64_t chance;                 // of the lives: whose turn it is, where they end
-    std::uint64_t networkChance;          // of the mail servers
-    std::uint32_t lives = 0;              // begun so far
-    std::uint32_t troubles = 0;           // of the lives that have ended: replies that did not come as they should
-    std::uint32_t failedCalls = 0;        // of the lives that have ended
-    std::uint32_t failedAllocations = 0;  // the same
-    std::uint32_t kills = 0;              // lives that were killed
-    std::uint64_t calls = 0;              // made so far by the lives
-    std::uint64_t mails = 0;              // taken by the servers
-    std::uint64_t entries = 0;            // written to the event log
+    std::int64_t calendar = kFirstSecond;  // when it begins; no life changes it
+    std::uint64_t chance;                  // of the lives: whose turn it is, where they end
+    std::uint64_t networkChance;           // of the mail servers
+    std::uint32_t lives = 0;               // begun so far
+    std::uint32_t troubles = 0;            // of the lives that have ended: replies that did not come as they should
+    std::uint32_t failedCalls = 0;         // of the lives that have ended
+    std::uint32_t failedAllocations = 0;   // the same
+    std::uint32_t kills = 0;               // lives that were killed
+    std::uint64_t calls = 0;               // made so far by the lives
+    std::uint64_t mails = 0;               // taken by the servers
+    std::uint64_t entries = 0;             // written to the event log
     Timeline timeline;
     std::vector<Attribute> attributes;
     std::vector<LogEntry> log;
