@@ -14,7 +14,7 @@ TEST_F(AttributeCommands, getPrintsKeyAndValueInTheOrderAskedFor) {
 
     EXPECT_EQ(done({"attr", "get", "B.Key", "A.Key"}), "B.Key=two words\nA.Key=\n");
     EXPECT_EQ(done({"--json", "attr", "get", "B.Key", "A.Key"}),
-              "{\"attributes\":{\"B.Key\":\"two words\",\"A.Key\":\"\"},\"missing\":[]}\n");
+              "{\"attributes\":{\"B.Key\":\"two words\",\"A.Key\":\"\"},\"missing\":[],\"schema\":1}\n");
 }
 
 TEST_F(AttributeCommands, getShowsControlCharactersOnOneLine) {
@@ -22,14 +22,14 @@ TEST_F(AttributeCommands, getShowsControlCharactersOnOneLine) {
 
     EXPECT_EQ(done({"attr", "get", "A.Key"}), "A.Key=a\\nb\\x1b\n");
     EXPECT_EQ(done({"attr", "get", "A.Key", "--json"}),
-              "{\"attributes\":{\"A.Key\":\"a\\nb\\u001b\"},\"missing\":[]}\n");
+              "{\"attributes\":{\"A.Key\":\"a\\nb\\u001b\"},\"missing\":[],\"schema\":1}\n");
 }
 
 TEST_F(AttributeCommands, jsonSurvivesBytesThatAreNoText) {
     switch_.set("A.Key", "\xFFx");
 
     EXPECT_EQ(done({"attr", "get", "A.Key", "--json"}),
-              "{\"attributes\":{\"A.Key\":\"\xEF\xBF\xBDx\"},\"missing\":[]}\n");
+              "{\"attributes\":{\"A.Key\":\"\xEF\xBF\xBDx\"},\"missing\":[],\"schema\":1}\n");
 }
 
 TEST_F(AttributeCommands, getNamesWhatIsNotSetAndPrintsTheRest) {
@@ -90,7 +90,7 @@ TEST_F(AttributeCommands, listPrintsWhatBeginsWithThePrefixInOrder) {
 
     EXPECT_EQ(done({"attr", "list", "Zz."}), "Zz.A=1\nZz.B=2\n");
     EXPECT_EQ(done({"attr", "list", "Nothing."}), "");
-    EXPECT_EQ(done({"--json", "attr", "list", "Nothing."}), "{\"attributes\":{}}\n");
+    EXPECT_EQ(done({"--json", "attr", "list", "Nothing."}), "{\"attributes\":{},\"schema\":1}\n");
     EXPECT_THAT(done({"attr", "list"}), HasSubstr("Default.Mfg.AllowCallhome=True\n"));
 }
 

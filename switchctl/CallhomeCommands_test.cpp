@@ -26,7 +26,7 @@ TEST_F(CallhomeRequests, areSentWithAHandleAndWaitForTheirResponse) {
     for (const PlainCase& one : PLAIN) {
         requests_.clear();
         EXPECT_EQ(done({"callhome", one.command}), one.done);
-        EXPECT_EQ(done({"--json", "callhome", one.command}), "{\"status\":0}\n") << one.command;
+        EXPECT_EQ(done({"--json", "callhome", one.command}), "{\"status\":0,\"schema\":1}\n") << one.command;
         EXPECT_THAT(requestCodes(), ElementsAre(one.code, one.code));
         EXPECT_EQ(requests_[0].payload().size(), 8u);
     }
@@ -57,7 +57,7 @@ TEST_F(CallhomeRequests, tellTheReasonInWordsWhenTheDaemonRefusesThem) {
         EXPECT_EQ(result.err, std::string("switchctl: ") + one.reason + "\n");
         EXPECT_EQ(run({"callhome", one.command, "--json"}).out,
                   std::string("{\"error\":\"refused\",\"reason\":\"") + one.reason +
-                      "\",\"status\":" + std::to_string(one.status) + "}\n");
+                      "\",\"status\":" + std::to_string(one.status) + ",\"schema\":1}\n");
     }
 }
 
@@ -113,7 +113,8 @@ TEST_F(CallhomeInformation, showsTheQueue) {
               "waiting  3 of 100 messages\n"
               "open     1 messages\n");
     EXPECT_EQ(done({"callhome", "queue", "--json"}),
-              "{\"bytesInUse\":4711,\"waiting\":3,\"open\":1,\"bytesAllowed\":5120000,\"messagesAllowed\":100}\n");
+              "{\"bytesInUse\":4711,\"waiting\":3,\"open\":1,\"bytesAllowed\":5120000,\"messagesAllowed\":100,"
+              "\"schema\":1}\n");
 }
 
 TEST_F(CallhomeInformation, showsTheQueueWithoutQuotasThatAreNotSet) {
@@ -121,8 +122,9 @@ TEST_F(CallhomeInformation, showsTheQueueWithoutQuotasThatAreNotSet) {
     done({"attr", "unset", "Global.Callhome.FilesAllowed", "Global.Callhome.FileSystemSpaceAllowed"});
 
     EXPECT_EQ(done({"callhome", "queue"}), "in use   4711 bytes\nwaiting  3 messages\nopen     1 messages\n");
-    EXPECT_EQ(done({"callhome", "queue", "--json"}),
-              "{\"bytesInUse\":4711,\"waiting\":3,\"open\":1,\"bytesAllowed\":null,\"messagesAllowed\":null}\n");
+    EXPECT_EQ(
+        done({"callhome", "queue", "--json"}),
+        "{\"bytesInUse\":4711,\"waiting\":3,\"open\":1,\"bytesAllowed\":null,\"messagesAllowed\":null,\"schema\":1}\n");
 }
 
 TEST_F(CallhomeInformation, showsWhatEachProfileHasProcessed) {
@@ -143,14 +145,14 @@ TEST_F(CallhomeInformation, showsWhatEachProfileHasProcessed) {
               "Lab        0         never\n");
     EXPECT_EQ(done({"callhome", "processed", "--json"}),
               "{\"profiles\":[{\"name\":\"Operators\",\"processed\":12,\"last\":\"Tue Nov 14 22:13:20 UTC 2023\"},"
-              "{\"name\":\"Lab\",\"processed\":0,\"last\":\"NotApplicable\"}]}\n");
+              "{\"name\":\"Lab\",\"processed\":0,\"last\":\"NotApplicable\"}],\"schema\":1}\n");
 }
 
 TEST_F(CallhomeInformation, saysWhenThereAreNoProfiles) {
     block_ = WireWriter().zeros(116).take();
 
     EXPECT_EQ(done({"callhome", "processed"}), "no profiles\n");
-    EXPECT_EQ(done({"callhome", "processed", "--json"}), "{\"profiles\":[]}\n");
+    EXPECT_EQ(done({"callhome", "processed", "--json"}), "{\"profiles\":[],\"schema\":1}\n");
 }
 
 TEST_F(CallhomeInformation, saysWhenABlockCannotBeRead) {
@@ -181,7 +183,7 @@ TEST_F(CallhomeProbe, printsWhatTheDaemonTracedForItAndNothingElse) {
              "11/14/2023 UTC 22:13:20.124  17 OrvCHMesgQ oneSecondChores: y\n";
 
     EXPECT_EQ(done({"callhome", "probe"}), probe.substr(0, probe.find('\x1b')) + "\\x1b[1m\n");
-    EXPECT_THAT(done({"callhome", "probe", "--json"}), testing::EndsWith("From = a\\u001b[1m\\n\"}\n"));
+    EXPECT_THAT(done({"callhome", "probe", "--json"}), testing::EndsWith("From = a\\u001b[1m\\n\",\"schema\":1}\n"));
 }
 
 TEST_F(CallhomeProbe, saysWhenTheTraceIsNotTheDaemons) {
@@ -226,7 +228,7 @@ TEST_F(CallhomeRaw, requestThatIsNeverAnsweredIsOnlySent) {
 
     EXPECT_EQ(done({"callhome", "request", "--code", "7", "--hex", "0000000000000000"}), "sent\n");
     EXPECT_EQ(done({"callhome", "request", "--code", "1"}), "sent\n");
-    EXPECT_EQ(done({"callhome", "request", "--code", "1", "--hex", "00", "--json"}), "{\"sent\":true}\n");
+    EXPECT_EQ(done({"callhome", "request", "--code", "1", "--hex", "00", "--json"}), "{\"sent\":true,\"schema\":1}\n");
 
     switch_.pump();
     ASSERT_EQ(daemon_.messages().size(), 3u);

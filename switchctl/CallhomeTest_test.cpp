@@ -55,10 +55,11 @@ TEST_F(CallhomeTest, waitsForTheResultAsWell) {
     result_ = 0;
 
     EXPECT_EQ(done({"callhome", "test", "Operators"}), "Operators: Passed\n");
-    EXPECT_EQ(done({"callhome", "test", "Operators", "--json"}),
-              "{\"profile\":\"Operators\",\"status\":0,\"result\":\"Passed\",\"reason\":\"\","
-              "\"recipients\":[{\"address\":\"a@b\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"},"
-              "{\"address\":\"c@d\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"}],\"nextTry\":null}\n");
+    EXPECT_EQ(
+        done({"callhome", "test", "Operators", "--json"}),
+        "{\"profile\":\"Operators\",\"status\":0,\"result\":\"Passed\",\"reason\":\"\","
+        "\"recipients\":[{\"address\":\"a@b\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"},"
+        "{\"address\":\"c@d\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"}],\"nextTry\":null,\"schema\":1}\n");
     EXPECT_EQ(requested_, "Operators");
 }
 
@@ -165,7 +166,7 @@ TEST_F(CallhomeTest, tellsEveryRecipientWithTheServersWords) {
         run({"callhome", "test", "Operators", "--json"}).out,
         EndsWith("\"recipients\":[{\"address\":\"a@b\",\"state\":\"refused\",\"server\":\"y:25\",\"words\":\"451 "
                  "much later\"},{\"address\":\"c@d\",\"state\":\"taken\",\"server\":\"\",\"words\":\"\"}],"
-                 "\"nextTry\":null}\n"));
+                 "\"nextTry\":null,\"schema\":1}\n"));
 }
 
 TEST_F(CallhomeTest, tellsWhatFailedAndAtWhatTimeOfDayTheNextTryIs) {
@@ -185,8 +186,10 @@ TEST_F(CallhomeTest, tellsWhatFailedAndAtWhatTimeOfDayTheNextTryIs) {
               "switchctl: no result for Operators in 0.3 s; next try at 22:18:20 through 192.0.2.1:25 (the mail server "
               "192.0.2.1:25 cannot be reached: Connection refused; mend it: start the mail server; where it is the "
               "wrong one: switchctl callhome setup --smtp KIND-ADDRESS:PORT)\n");
-    EXPECT_THAT(run({"callhome", "test", "Operators", "--timeout", "0.3", "--json"}).out,
-                EndsWith("\"nextTry\":{\"server\":\"192.0.2.1:25\",\"time\":\"2023-11-14T22:18:20.123456+0000\"}}\n"));
+    EXPECT_THAT(
+        run({"callhome", "test", "Operators", "--timeout", "0.3", "--json"}).out,
+        EndsWith(
+            "\"nextTry\":{\"server\":\"192.0.2.1:25\",\"time\":\"2023-11-14T22:18:20.123456+0000\"},\"schema\":1}\n"));
 }
 
 TEST_F(CallhomeTest, tellsAtOnceThatItIsNeverSentAndWhy) {

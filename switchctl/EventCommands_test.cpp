@@ -151,7 +151,8 @@ TEST_F(EventCommands, hostnameIsPublishedAsAText) {
 
 TEST_F(EventCommands, rawPublishesAnythingAtAll) {
     EXPECT_EQ(done({"event", "raw", "--category", "77", "--number", "5", "--hex", "00ff41"}), "");
-    EXPECT_EQ(done({"--json", "event", "raw", "--category", "77", "--number", "5"}), "{\"published\":true}\n");
+    EXPECT_EQ(done({"--json", "event", "raw", "--category", "77", "--number", "5"}),
+              "{\"published\":true,\"schema\":1}\n");
 
     const auto all = events();
     ASSERT_THAT(all, SizeIs(2));

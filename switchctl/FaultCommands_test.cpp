@@ -19,7 +19,7 @@ TEST_F(FaultCommands, addPrintsTheFaultsNumberAndListShowsIt) {
               "{\"faults\":[{\"fault\":1,\"kind\":\"refuse\",\"operation\":\"get\",\"key\":\"Global.*\",\"count\":2,"
               "\"milliseconds\":0,\"status\":-1},"
               "{\"fault\":2,\"kind\":\"delay\",\"operation\":\"any\",\"key\":\"*\",\"count\":0,"
-              "\"milliseconds\":500,\"status\":-1}]}\n");
+              "\"milliseconds\":500,\"status\":-1}],\"schema\":1}\n");
 }
 
 TEST_F(FaultCommands, everyKindAndOperationHasItsName) {

@@ -31,13 +31,13 @@ TEST_F(LogCommands, printsTimeLevelIdFlagsComponentAndText) {
 }
 
 TEST_F(LogCommands, printsJson) {
-    EXPECT_EQ(done({"log", "--json"}), "{\"entries\":[]}\n");
+    EXPECT_EQ(done({"log", "--json"}), "{\"entries\":[],\"schema\":1}\n");
     write(2, 0x8b00000c, "text");
 
     EXPECT_EQ(
         done({"log", "--json"}),
         "{\"entries\":[{\"time\":\"2023-11-14T22:13:20.123456+0000\",\"level\":2,\"id\":1,\"number\":\"0x8b00000c\","
-        "\"flags\":4096,\"component\":\"OrvApp\",\"text\":\"text\"}]}\n");
+        "\"flags\":4096,\"component\":\"OrvApp\",\"text\":\"text\"}],\"schema\":1}\n");
 }
 
 TEST_F(LogCommands, beginsAfterAnIdInEitherForm) {

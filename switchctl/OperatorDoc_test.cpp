@@ -47,6 +47,7 @@ std::string masked(std::string line) {
         {std::regex("\\d\\d/\\d\\d/\\d{4} \\S+ [0-9:.]+ +\\d+ "), "TRACE "},
         {std::regex("\\w{3} \\w{3} \\d\\d [0-9:]{8} \\S+ \\d{4}"), "DATE"},
         {std::regex("started \\(\\d+\\.\\d+\\)"), "started"},
+        {std::regex("^version +[0-9.]+$"), "VERSION"},
         {std::regex("127\\.\\d+\\.\\d+\\.\\d+"), "ADDRESS"},
         {std::regex("(ADDRESS:|port=|SMTPPort1?=)\\d+"), "$1PORT"},
         {std::regex(" \\d+/0x"), " ID/0x"},

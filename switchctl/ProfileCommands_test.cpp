@@ -53,12 +53,13 @@ TEST_F(ProfileCommands, showPrintsOneProfile) {
               "capture       Mon, 02:30, every week\n");
     EXPECT_EQ(done({"profile", "show", "Operators", "--json"}),
               "{\"name\":\"Operators\",\"level\":\"Alarm\",\"format\":\"FullText\",\"maxSize\":\"2000000\","
-              "\"subject\":\"\",\"emails\":[\"a@example.com\",\"b@example.com\"],\"capture\":\"Mon,02:30,1\"}\n");
+              "\"subject\":\"\",\"emails\":[\"a@example.com\",\"b@example.com\"],\"capture\":\"Mon,02:30,1\","
+              "\"schema\":1}\n");
 }
 
 TEST_F(ProfileCommands, listPrintsThemInTheirOrder) {
     EXPECT_EQ(done({"profile", "list"}), "no profiles\n");
-    EXPECT_EQ(done({"profile", "list", "--json"}), "{\"profiles\":[]}\n");
+    EXPECT_EQ(done({"profile", "list", "--json"}), "{\"profiles\":[],\"schema\":1}\n");
     add("Second");
     add("First");
 
@@ -133,7 +134,7 @@ TEST_F(ProfileCommands, areDoneAndSaySoWhenTheDaemonIsNotThereToBeTold) {
     EXPECT_EQ(result.err, "switchctl: stored; orvApp does not run and will read it when it starts\n");
     EXPECT_EQ(result.out,
               "{\"name\":\"One\",\"level\":\"Info\",\"format\":\"Tsc1\",\"maxSize\":\"2000000\",\"subject\":\"\","
-              "\"emails\":[\"a@x\"],\"capture\":\"Sun,3:00,2\",\"told\":false}\n");
+              "\"emails\":[\"a@x\"],\"capture\":\"Sun,3:00,2\",\"told\":false,\"schema\":1}\n");
     EXPECT_THAT(done({"profile", "show", "One"}), HasSubstr("capture       Sun, 3:00, every 2 weeks\n"));
 }
 

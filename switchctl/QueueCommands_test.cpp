@@ -64,7 +64,7 @@ protected:
 TEST_F(QueueTest, anEmptyQueueSaysSo) {
     EXPECT_EQ(list(), "0 messages with a file, 0 bytes\n");
     EXPECT_EQ(list({"--json"}),
-              "{\"messages\":[],\"foreign\":[],\"tests\":0,\"parkedWithoutFile\":0,\"unknown\":[]}\n");
+              "{\"messages\":[],\"foreign\":[],\"tests\":0,\"parkedWithoutFile\":0,\"unknown\":[],\"schema\":1}\n");
 }
 
 TEST_F(QueueTest, whatWaitsStandsThereInOrderWithItsRecipients) {

@@ -7,10 +7,14 @@
 #include "switchctl/Text.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <ostream>
 #include <string>
 
 struct Session {
+    // Of every JSON object. Counts up when a key goes or changes its meaning; a new key does not count.
+    static constexpr std::int32_t SCHEMA = 1;
+
     OperatorClient& client;
     std::ostream& out;
     std::ostream& err;
@@ -28,7 +32,7 @@ struct Session {
     // The result of a command: lines for a person, or one JSON object for a program.
     void print(const Json& value, const std::string& lines) {
         printed = printed || json;
-        write(json ? value.dump() + "\n" : lines);
+        write(json ? Json(value).set("schema", SCHEMA).dump() + "\n" : lines);
     }
     // How far the command has come; programs are not told.
     void progress(const std::string& lines) const {

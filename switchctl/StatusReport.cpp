@@ -1,5 +1,6 @@
 #include "switchctl/StatusReport.h"
 
+#include "orv_version.h"
 #include "switchctl/DaemonWords.h"
 #include "switchctl/Errors.h"
 #include "switchctl/Second.h"
@@ -248,6 +249,7 @@ std::string statusLines(const StatusFacts& facts, const StatusProblems& problems
         {"discarded", lossWords(facts)},
         {"given up", givenUpWords(facts.log)},
         {"clock", clockWords(facts)},
+        {"version", ORV_VERSION},
         {"last failure", failureWords(facts)},
     };
     const auto& failure = facts.log.lastFailure;
@@ -277,6 +279,7 @@ Json statusJson(const StatusFacts& facts, const StatusProblems& problems) {
     object.set("warnings", problemsJson(only(problems, [](const StatusProblem& one) { return canSend(one.state); })));
     object.set("state", statusWord(state));
     addMore(object, facts);
+    object.set("version", ORV_VERSION);
     return object;
 }
 

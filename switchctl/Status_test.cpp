@@ -1,4 +1,5 @@
 // status, against a component that answers as the daemon does.
+#include "orv_version.h"
 #include "testing/switchctl/StatusTest.h"
 
 using testing::EndsWith;
@@ -36,6 +37,8 @@ TEST_F(Status, ofAnUnconfiguredSwitchSaysWhatToMendInOrder) {
                   "discarded     1 for space, 2 for the file limit, 3 for age, 4 cleared, 5 not added\n"
                   "given up      0 recipients, 0 mails, 0 messages not queued\n"
                   "clock         2023-11-14T22:13:20.123456+0000, orvApp's zone is UTC\n"
+                  "version       " ORV_VERSION
+                  "\n"
                   "last failure  none\n");
 }
 
@@ -107,6 +110,8 @@ TEST_F(Status, ofAConfiguredSwitchSaysThatItCanSend) {
                   "discarded     1 for space, 2 for the file limit, 3 for age, 4 cleared, 5 not added\n"
                   "given up      0 recipients, 0 mails, 0 messages not queued\n"
                   "clock         2023-11-14T22:13:20.123456+0000, orvApp's zone is UTC\n"
+                  "version       " ORV_VERSION
+                  "\n"
                   "last failure  none\n");
 }
 
@@ -125,7 +130,7 @@ TEST_F(Status, isOneObjectForPrograms) {
                   "\"discarded\":{\"space\":1,\"fileLimit\":2,\"age\":3,\"cleared\":4,\"notAdded\":5},"
                   "\"retry\":null,\"lastFailure\":null,"
                   "\"givenUp\":{\"recipients\":0,\"mails\":0,\"notQueued\":0},\"warnings\":[],\"state\":\"ok\","
-                  "\"parked\":null,\"zone\":\"UTC\"}\n");
+                  "\"parked\":null,\"zone\":\"UTC\",\"version\":\"" ORV_VERSION "\",\"schema\":1}\n");
 }
 
 TEST_F(Status, tellsProgramsTheCauseOfEachProblem) {

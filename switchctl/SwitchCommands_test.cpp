@@ -43,7 +43,8 @@ TEST_F(SwitchCommands, waitEndsWhenTheStateIsReached) {
     ASSERT_GE(cmon_client(&daemon_).ready_for_conf(), 0);
 
     EXPECT_EQ(done({"wait", "orvApp", "started"}), "");
-    EXPECT_EQ(done({"wait", "orvApp", "ready", "--json"}), "{\"component\":\"orvApp\",\"state\":\"ready\"}\n");
+    EXPECT_EQ(done({"wait", "orvApp", "ready", "--json"}),
+              "{\"component\":\"orvApp\",\"state\":\"ready\",\"schema\":1}\n");
     EXPECT_EQ(done({"wait", "orvApp", "configured"}), "");
 }
 

@@ -227,11 +227,11 @@ TEST_F(Usage, outputThatCannotBeWrittenIsAFailure) {
 
 TEST_F(Usage, jsonTellsFailuresInOneObjectToo) {
     EXPECT_EQ(run({"status", "--json"}), ExitStatus::NO_ANSWER);
-    EXPECT_EQ(out_.str(), "{\"error\":\"no answer\",\"reason\":\"switchd cannot be reached\"}\n");
+    EXPECT_EQ(out_.str(), "{\"error\":\"no answer\",\"reason\":\"switchd cannot be reached\",\"schema\":1}\n");
     EXPECT_EQ(run({"--json", "profile", "show"}), ExitStatus::WRONG_USAGE);
-    EXPECT_EQ(out_.str(), "{\"error\":\"usage\",\"reason\":\"NAME is required\"}\n");
+    EXPECT_EQ(out_.str(), "{\"error\":\"usage\",\"reason\":\"NAME is required\",\"schema\":1}\n");
     EXPECT_EQ(run({"attr", "set", "x", "--json"}), ExitStatus::WRONG_USAGE);
-    EXPECT_EQ(out_.str(), "{\"error\":\"usage\",\"reason\":\"\\\"x\\\" has no '='; write KEY=VALUE\"}\n");
+    EXPECT_EQ(out_.str(), "{\"error\":\"usage\",\"reason\":\"\\\"x\\\" has no '='; write KEY=VALUE\",\"schema\":1}\n");
 }
 
 TEST_F(Usage, whatAnErrorRepeatsOfTheLineDoesNothingToTheTerminal) {
