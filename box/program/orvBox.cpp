@@ -7,6 +7,7 @@
 #include "box/search/RandomHistory.h"
 #include "box/search/Search.h"
 #include "box/search/Shrink.h"
+#include "orv_version.h"
 
 #include <sys/personality.h>
 #include <unistd.h>
@@ -68,6 +69,10 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "orvBox: %s\n", problem.c_str());
             return kWrongUsage;
         }
+    }
+    if (options.version) {
+        std::puts("orvBox " ORV_VERSION);
+        return 0;
     }
     if (options.help) {
         std::fputs(box::usage().c_str(), stdout);

@@ -111,6 +111,7 @@ constexpr Option kOptions[] = {
     {"--seeds", "FILE", "the histories of a file, a line of options each",
      [](std::string_view text, Options& o) { return o.seeds = text, !text.empty(); }},
     {"--trace", "", "prints what happens", [](std::string_view, Options& o) { return o.trace = true; }},
+    {"--version", "", "prints which version this is", [](std::string_view, Options& o) { return o.version = true; }},
     {"--help", "", "prints this", [](std::string_view, Options& o) { return o.help = true; }},
 };
 

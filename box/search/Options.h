@@ -42,6 +42,7 @@ struct Options {
     bool shrink = false;
     bool trace = false;
     bool help = false;
+    bool version = false;
     std::string directory;  // empty: a new one in memory
     std::string seeds;      // a file of histories, instead of one
     std::string figures;    // a file for what was counted
