@@ -8,7 +8,7 @@
 #include "Hsb_Message.h"
 #include "MessageCodes.h"
 #include "platform/transport/dbus/DbusTransport.h"
-#include "switchctl/EventArguments.h"
+#include "switchctl/input/EventArguments.h"
 #include "switchd/services/OperatorWire.h"
 
 #include <unistd.h>

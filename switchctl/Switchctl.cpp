@@ -1,10 +1,10 @@
 #include "switchctl/Switchctl.h"
 
 #include "orv_version.h"
-#include "switchctl/CommandTree.h"
-#include "switchctl/Commands.h"
-#include "switchctl/Errors.h"
-#include "switchctl/Session.h"
+#include "switchctl/client/Session.h"
+#include "switchctl/commands/CommandTree.h"
+#include "switchctl/commands/Commands.h"
+#include "switchctl/text/Errors.h"
 
 #include <algorithm>
 

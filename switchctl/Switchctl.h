@@ -1,7 +1,7 @@
 // One run of switchctl, from its arguments to its exit status.
 #pragma once
 
-#include "switchctl/OperatorClient.h"
+#include "switchctl/client/OperatorClient.h"
 
 #include <ostream>
 #include <string>

@@ -1,8 +1,8 @@
 // Test support: what status would know of a switch on which nothing is wrong, and what the rules find in it.
 #pragma once
 
-#include "switchctl/Second.h"
-#include "switchctl/StatusVerdict.h"
+#include "switchctl/status/StatusVerdict.h"
+#include "switchctl/text/Second.h"
 
 #include <gmock/gmock.h>
 

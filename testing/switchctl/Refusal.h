@@ -1,7 +1,7 @@
 // Test support: what the command line says to a value that it does not take.
 #pragma once
 
-#include "switchctl/Errors.h"
+#include "switchctl/text/Errors.h"
 
 #include <functional>
 #include <string>

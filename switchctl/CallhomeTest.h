@@ -1,8 +1,0 @@
-// callhome test: a test message for a profile, and what became of it.
-#pragma once
-
-#include "switchctl/Session.h"
-
-#include <string>
-
-void callhomeTest(Session& session, const std::string& profile);

@@ -1,0 +1,115 @@
+// attr: the attribute store as it is.
+#include "switchctl/client/Attributes.h"
+#include "switchctl/commands/CommandTree.h"
+#include "switchctl/commands/Commands.h"
+#include "switchctl/text/Errors.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+namespace {
+
+std::string linesOf(const std::vector<Attribute>& attributes) {
+    std::string lines;
+    for (const Attribute& attribute : attributes) {
+        lines += Attributes::line(attribute);
+    }
+    return lines;
+}
+
+void refuseMissing(const std::vector<std::string>& keys) {
+    std::string text;
+    for (const std::string& key : keys) {
+        text += (text.empty() ? "" : ", ") + key;
+    }
+    if (!keys.empty()) {
+        throw Refused("not set: " + text);
+    }
+}
+
+using Texts = std::vector<std::string>;
+
+void checkKeys(const Texts& keys) {
+    for (const std::string& key : keys) {
+        Attributes::checkKey(key);
+    }
+}
+
+// What is there is printed, even when something is missing.
+void get(Session& session, const Texts& keys) {
+    checkKeys(keys);
+    const auto answers =
+        OperatorClient::decode<AttributeAnswers>(session.client.call(OperatorCode::GET, KeyList{keys}.encode()));
+    std::vector<Attribute> found;
+    std::vector<std::string> missing;
+    for (const auto& answer : answers.answers) {
+        if (answer.found) {
+            found.push_back(answer.attribute);
+        } else {
+            missing.push_back(answer.attribute.key);
+        }
+    }
+    session.print(Attributes::json(found).set("missing", missing), linesOf(found));
+    refuseMissing(missing);
+}
+
+void set(Session& session, const Texts& texts) {
+    std::vector<Attribute> attributes;
+    for (const std::string& text : texts) {
+        attributes.push_back(Attributes::parse(text));
+    }
+    const auto json = Attributes::json(attributes);
+    Attributes::setValues(session, std::move(attributes));
+    session.print(json, "");
+}
+
+void load(Session& session, const std::string& name) {
+    std::ifstream file;
+    if (name != "-") {
+        file.open(name);
+        if (!file) {
+            throw UsageError("cannot read " + name + ": " + std::strerror(errno));
+        }
+    }
+    std::vector<Attribute> attributes = Attributes::parseFile(name == "-" ? std::cin : file, name);
+    const std::size_t count = attributes.size();
+    Attributes::setValues(session, std::move(attributes));
+    session.print(Json().set("loaded", std::uint64_t{count}), "");
+}
+
+void unset(Session& session, const Texts& keys) {
+    checkKeys(keys);
+    const WireBytes request = ChangeRequest{{}, keys}.encode();
+    const auto missing = OperatorClient::decode<KeyList>(session.client.change(OperatorCode::CHANGE, request)).keys;
+    session.print(Json().set("unset", std::uint64_t{keys.size() - missing.size()}).set("missing", missing), "");
+    refuseMissing(missing);
+}
+
+void list(Session& session, const std::string& prefix) {
+    const auto attributes = Attributes::list(session, prefix);
+    session.print(Attributes::json(attributes), linesOf(attributes));
+}
+
+}  // namespace
+
+void addAttributeCommands(CommandTree& tree) {
+    const CommandTree::Group attr = tree.group("attr", "The attribute store: get, set, list, load, unset");
+    tree.command(attr, "get",
+                 {"attr get KEY...", "Print attributes", "attr get Global.Callhome.FromAddr Config.Switch.SymName"},
+                 get, {"KEY", "", "Keys", true});
+    tree.command(attr, "set",
+                 {"attr set KEY=VALUE...", "Set attributes, all of them or none",
+                  "attr set Config.Switch.SymName=sw01 \"Global.Snmp.Location=Rack 7\""},
+                 set, {"KEY=VALUE", "", "Keys and their new values", true});
+    tree.command(
+        attr, "list",
+        {"attr list [PREFIX]", "Print all attributes, or those that begin with PREFIX", "attr list Global.CallhomeDB."},
+        list, {"PREFIX", "", "How the keys begin"});
+    tree.command(attr, "load",
+                 {"attr load FILE", "Set attributes from KEY=VALUE lines in a file", "attr load lab.attributes"}, load,
+                 {"FILE", "", "KEY=VALUE lines, # comments; - for standard input", true});
+    tree.command(attr, "unset", {"attr unset KEY...", "Remove attributes", "attr unset Global.Callhome.ReplyToAddr"},
+                 unset, {"KEY", "", "Keys", true});
+}

@@ -1,0 +1,84 @@
+// event: what the switch publishes.
+#include "switchctl/commands/CommandTree.h"
+#include "switchctl/commands/Commands.h"
+#include "switchctl/input/EventArguments.h"
+#include "switchctl/text/Errors.h"
+
+namespace {
+
+void publish(Session& session, std::uint16_t code, const WireBytes& body) {
+    session.client.change(code, body);
+    session.print(Json().set("published", true), "");
+}
+
+void log(Session& session, const LogEventArguments& arguments) {
+    publish(session, OperatorCode::PUBLISH_LOG, logRecordFrom(arguments).encode());
+}
+
+void state(Session& session, const std::string& text) {
+    publish(session, OperatorCode::PUBLISH_STATE, OneText{text}.encode());
+}
+
+void address(Session& session, const std::vector<std::string>& addresses) {
+    checkAddresses(addresses);
+    publish(session, OperatorCode::PUBLISH_ADDRESSES, KeyList{addresses}.encode());
+}
+
+void hostname(Session& session, const std::string& name) {
+    publish(session, OperatorCode::PUBLISH_HOSTNAME, OneText{name}.encode());
+}
+
+struct RawEventArguments {
+    std::uint32_t category = 0;
+    std::uint32_t number = 0;
+    std::string hex;
+};
+
+void raw(Session& session, const RawEventArguments& arguments) {
+    const auto data = bytesFrom(arguments.hex);
+    publish(session, OperatorCode::PUBLISH_EVENT, RawEvent{arguments.category, arguments.number, data}.encode());
+}
+
+void addLog(CommandTree& tree, const CommandTree::Group& event) {
+    auto [command, arguments] =
+        tree.command(event, "log",
+                     {"event log --type N --number N [OPTION...] TEXT", "Publish a switch log record",
+                      "event log --type 0 --number 0x10002 --slot 3 \"Blade fault detected\""},
+                     log);
+    Sw_Log_Type& record = arguments.record;
+    command.number({"--type", "N", "Log type; CallHome takes 0, 2 and 3", true}, record.kind, INT32_MIN, INT32_MAX)
+        .number({"--number", "N", "Message number", true}, record.number, 0, UINT32_MAX)
+        .number({"--slot", "N", "Slot (-1)"}, record.slot, INT32_MIN, INT32_MAX)
+        .number({"--chip", "N", "Chip (-1)"}, record.chip, INT32_MIN, INT32_MAX)
+        .number({"--port", "N", "Port (-1)"}, record.port, INT32_MIN, INT32_MAX)
+        .number({"--class", "N", "Component class (0)"}, record.componentClass, 0, UINT32_MAX)
+        .number({"--flags", "N", "Flags (0); 4096 marks the daemon's own"}, record.flags, 0, UINT32_MAX)
+        .take({"--location", "A.B[.I]", "Location numbers and index (0.0.-1)"}, arguments.location)
+        .take({"--names", "X[,Y]", "Location names, up to 15 bytes each"}, arguments.names)
+        .take({"--time", "SEC[.USEC]", "Seconds since 1970 (now)"}, arguments.time)
+        .take({"TEXT", "", "Up to 227 bytes", true}, record.text);
+}
+
+}  // namespace
+
+void addEventCommands(CommandTree& tree) {
+    const CommandTree::Group event = tree.group("event", "Publish an event: log, state, address, hostname, raw");
+    addLog(tree, event);
+    tree.command(event, "state", {"event state TEXT", "Publish the switch's state", "event state Online"}, state,
+                 {"TEXT", "", "The new state", true});
+    tree.command(
+        event, "address",
+        {"event address IP...", "Publish the switch's management addresses", "event address 10.20.30.40 fe80::1"},
+        address, {"IP", "", "IPv4 and IPv6 addresses", true});
+    tree.command(event, "hostname",
+                 {"event hostname NAME", "Publish the switch's host name", "event hostname sw01.example.com"}, hostname,
+                 {"NAME", "", "The new host name", true});
+    auto [command, arguments] =
+        tree.command(event, "raw",
+                     {"event raw --category N --number N [--hex HEX]", "Publish any event at all",
+                      "event raw --category 66 --number 3 --hex 4f6e6c696e6500"},
+                     raw);
+    command.number({"--category", "N", "Event category", true}, arguments.category, 0, UINT32_MAX)
+        .number({"--number", "N", "Event number", true}, arguments.number, 0, UINT32_MAX)
+        .take({"--hex", "HEX", "Data, two hexadecimal digits a byte"}, arguments.hex);
+}

@@ -1,0 +1,248 @@
+#include "switchctl/log/LogDigest.h"
+
+#include "MessageCodes.h"
+#include "switchctl/client/Management.h"
+#include "switchctl/text/Second.h"
+#include "switchctl/text/Text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+enum class LogDigest::Meaning {
+    FAILURE,
+    RETRY,
+    RECOVERY,
+    RETRY_ENDED,
+    RECIPIENT_GIVEN_UP,
+    MAIL_GIVEN_UP,
+    NOT_QUEUED,
+    EMPTY_FILE,  // not there, or made and never filled: no message was in it
+    UNRESTORED,  // a message whose file stays, so that every start tells it again
+    SETTINGS_READ,
+};
+
+namespace {
+
+using Trouble = LogDigest::Trouble;
+
+using Meaning = LogDigest::Meaning;
+
+struct KindMeaning {
+    OrvLogKind kind;
+    Meaning meaning;
+};
+
+constexpr KindMeaning MEANINGS[] = {
+    {orv_log::kQueueEmpty, Meaning::RETRY_ENDED},
+    {orv_log::kRetryLater, Meaning::RETRY},
+    {orv_log::kNoUsableServer, Meaning::RETRY_ENDED},
+    {orv_log::kSendFailed, Meaning::FAILURE},
+    {orv_log::kRecovered, Meaning::RECOVERY},
+    {orv_log::kRecipientRefused, Meaning::FAILURE},
+    {orv_log::kNoRecipientAccepted, Meaning::MAIL_GIVEN_UP},
+    {orv_log::kRecipientRetry, Meaning::FAILURE},
+    {orv_log::kRecipientRetryFailed, Meaning::RECIPIENT_GIVEN_UP},
+    {orv_log::kRecipientGivenUp, Meaning::RECIPIENT_GIVEN_UP},
+    {orv_log::kNotAdded, Meaning::NOT_QUEUED},
+    {orv_log::kMessageTooLarge, Meaning::NOT_QUEUED},
+    {orv_log::kNoSpace, Meaning::NOT_QUEUED},
+    {orv_log::kTooManyFiles, Meaning::NOT_QUEUED},
+    {orv_log::kTestNotPersistent, Meaning::NOT_QUEUED},
+    {orv_log::kFileEmpty, Meaning::EMPTY_FILE},
+    {orv_log::kRestoreEntryFailed, Meaning::UNRESTORED},
+    {orv_log::kRestoreEntryUnopened, Meaning::UNRESTORED},
+    {orv_log::kRestoreNotAdded, Meaning::UNRESTORED},
+    {orv_log::kRestoreBadName, Meaning::UNRESTORED},
+    {orv_log::kBuildDetailRequest, Meaning::SETTINGS_READ},
+};
+
+using Entry = OrvCatalogueMatch;
+
+// Where the directory of a queue is listed when it is restored.
+bool isListing(const Entry& entry) {
+    return entry.argument(0).starts_with("/tmp/orv-queue-order");
+}
+
+template <EventId EVENT>
+bool isEvent(const Entry& entry) {
+    return entry.argument(0) == std::to_string(EVENT.category) && entry.argument(1) == std::to_string(EVENT.number);
+}
+
+// What the system said when a mail could not be sent; what the server says stands behind it.
+constexpr std::size_t SENDING_WHY = 3;
+
+bool sendingLacksDescriptors(const Entry& entry) {
+    return entry.argument(SENDING_WHY) == std::strerror(EMFILE) || entry.argument(SENDING_WHY) == std::strerror(ENFILE);
+}
+
+bool sendingLacksMemory(const Entry& entry) {
+    return entry.argument(SENDING_WHY) == std::strerror(ENOMEM) || entry.argument(SENDING_WHY) == "std::bad_alloc";
+}
+
+bool listingLacksDescriptors(const Entry& entry) {
+    return entry.argument(1) == std::strerror(EMFILE);
+}
+
+struct KindTrouble {
+    OrvLogKind kind;
+    Trouble trouble;
+    bool (*applies)(const Entry&) = [](const Entry&) { return true; };
+};
+
+constexpr KindTrouble TROUBLES[] = {
+    {orv_log::kReadyFailed, Trouble::READY_UNSENT},
+    {orv_log::kAckFailed, Trouble::CONFIGURED_UNSENT},
+    {orv_log::kSendThreadNotStarted, Trouble::NO_SEND_THREAD},
+    {orv_log::kCaptureThreadNotStarted, Trouble::NO_CAPTURE_THREAD},
+    {orv_log::kConsumerNotAdded, Trouble::NO_LOG_EVENTS, isEvent<SwitchEvent::LOG_RECORD>},
+    {orv_log::kConsumerNotAdded, Trouble::NO_STATE_EVENTS, isEvent<SwitchEvent::STATE>},
+    {orv_log::kConsumerNotAdded, Trouble::NO_ADDRESS_EVENTS, isEvent<SwitchEvent::INTERFACE_CHANGE>},
+    {orv_log::kConsumerNotAdded, Trouble::NO_HOSTNAME_EVENTS, isEvent<SwitchEvent::HOSTNAME>},
+    {orv_log::kNoMemory, Trouble::OUT_OF_MEMORY},
+    {orv_log::kNoEntryMemory, Trouble::OUT_OF_MEMORY},
+    {orv_log::kNoOrderMemory, Trouble::OUT_OF_MEMORY},
+    {orv_log::kRestoreNoMemory, Trouble::OUT_OF_MEMORY},
+    {orv_log::kSendFailed, Trouble::OUT_OF_MEMORY, sendingLacksMemory},
+    {orv_log::kSendFailed, Trouble::OUT_OF_DESCRIPTORS, sendingLacksDescriptors},
+    {orv_log::kRestoreOpendirFailed, Trouble::OUT_OF_DESCRIPTORS, listingLacksDescriptors},
+    {orv_log::kRestoreQueueFailed, Trouble::QUEUE_NOT_RESTORED},
+    {orv_log::kRestoreNoListing, Trouble::QUEUE_NOT_RESTORED, isListing},
+    {orv_log::kRestoreOrderUnopened, Trouble::QUEUE_NOT_RESTORED, isListing},
+    {orv_log::kMessageTooLarge, Trouble::MESSAGE_REFUSED},
+    {orv_log::kNoSpace, Trouble::MESSAGE_REFUSED},
+    {orv_log::kTooManyFiles, Trouble::MESSAGE_REFUSED},
+    {orv_log::kEntryUnopened, Trouble::FILE_UNWRITTEN},
+    {orv_log::kFileUnclosed, Trouble::FILE_UNWRITTEN},
+    {orv_log::kEntryUndeleted, Trouble::FILE_UNWRITTEN},
+    {orv_log::kOrderUnopened, Trouble::FILE_UNWRITTEN},
+    {orv_log::kOrderUnwritten, Trouble::FILE_UNWRITTEN},
+    {orv_log::kProfilesStatus, Trouble::READ_HALTED},
+    {orv_log::kMarkerStatus, Trouble::READ_HALTED},
+    {orv_log::kMarkerUnsent, Trouble::READ_HALTED},
+    {orv_log::kInitialConfigUnread, Trouble::READ_HALTED},
+    {orv_log::kEmailConfigUnread, Trouble::READ_HALTED},
+    {orv_log::kCaptureTypesUnread, Trouble::READ_HALTED},
+    {orv_log::kCaptureFailed, Trouble::CAPTURE_FAILED},
+};
+
+std::int64_t timeOf(const LogEntry& entry) {
+    return entry.seconds * SECOND + entry.microseconds;
+}
+
+// Nothing when the delay is none.
+std::optional<LogDigest::Retry> retryIn(const Entry& entry, std::int64_t now, std::uint64_t timeScale) {
+    const std::string address = entry.argument(0);
+    const auto seconds = Text::number(entry.argument(2), 0, INT32_MAX);
+    if (!seconds) {
+        return std::nullopt;
+    }
+    return LogDigest::Retry{serverText(address, entry.argument(1)), now,
+                            now + *seconds * SECOND / static_cast<std::int64_t>(timeScale)};
+}
+
+}  // namespace
+
+// As the daemon reads it.
+std::uint64_t LogDigest::timeScale() {
+    const char* text = std::getenv("HSB_TIME_SCALE");
+    constexpr unsigned long long LARGEST = 1000;
+    if (text == nullptr || *text == '\0' ||
+        std::string_view(text).find_first_not_of("0123456789") != std::string::npos) {
+        return 1;
+    }
+    return std::clamp<unsigned long long>(std::strtoull(text, nullptr, 10), 1, LARGEST);
+}
+
+LogDigest LogDigest::read(Session& session) {
+    LogDigest digest;
+    const std::uint64_t scale = timeScale();
+    LogRequest request{0, 0, MAX_LEVEL};
+    for (bool more = true; more;) {
+        const WireBytes body = session.client.call(OperatorCode::READ_LOG, request.encode());
+        const auto page = OperatorClient::decode<LogPage>(body);
+        for (const LogEntry& entry : page.entries) {
+            request.since = entry.id;
+            digest.take(entry, scale);
+        }
+        more = page.more && !page.entries.empty();
+    }
+    return digest;
+}
+
+void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
+    latest = timeOf(entry);
+    if (firstId == 0) {
+        first = latest;
+        firstId = entry.id;
+    }
+    const auto found =
+        Management::isDaemon(entry.component) ? orvRecognise(entry.level, entry.number, entry.text) : std::nullopt;
+    if (!found) {
+        return;
+    }
+    for (const KindTrouble& one : TROUBLES) {
+        if (found->is(one.kind) && one.applies(*found)) {
+            signs.push_back({one.trouble, timeOf(entry)});
+            lastText[one.trouble] = entry.text;
+        }
+    }
+    mail.take(*found, timeOf(entry));
+    const auto* const known =
+        std::ranges::find_if(MEANINGS, [&](const KindMeaning& one) { return found->is(one.kind); });
+    if (known != std::ranges::end(MEANINGS)) {
+        take(known->meaning, entry, *found, timeScale);
+    } else if (entry.number == kOrvLogId) {
+        emptyFile_.clear();
+    }
+}
+
+void LogDigest::take(Meaning meaning, const LogEntry& entry, const OrvCatalogueMatch& match, std::uint64_t timeScale) {
+    const std::string empty = entry.number == kOrvLogId ? std::exchange(emptyFile_, "") : "";
+    switch (meaning) {
+        case Meaning::RETRY:
+            retry = retryIn(match, timeOf(entry), timeScale);
+            break;
+        case Meaning::RECOVERY:
+            if (lastFailure) {
+                lastFailure->recovered = true;
+            }
+            retry.reset();
+            break;
+        case Meaning::RETRY_ENDED:
+            retry.reset();
+            break;
+        case Meaning::SETTINGS_READ:
+            // The daemon forgets a retry when it reads its servers anew.
+            if (match.argument(0) == "Global.Callhome.SMTPGatewayEnable") {
+                retry.reset();
+                settingsRead = timeOf(entry);
+            }
+            break;
+        case Meaning::NOT_QUEUED:
+            ++messagesNotQueued;
+            refusals.push_back(timeOf(entry));
+            break;
+        case Meaning::EMPTY_FILE:
+            emptyFile_ = match.argument(0);
+            break;
+        case Meaning::UNRESTORED:
+            takeLostFile(match, timeOf(entry), match.argument(0) == empty);
+            break;
+        default:
+            recipientsGivenUp += meaning == Meaning::RECIPIENT_GIVEN_UP;
+            mailsGivenUp += meaning == Meaning::MAIL_GIVEN_UP;
+            lastFailure = Failure{Text::timestamp(entry.seconds, entry.microseconds), entry.text};
+    }
+}
+
+// An empty one holds no message. Every start tells of the others again.
+void LogDigest::takeLostFile(const OrvCatalogueMatch& match, std::int64_t time, bool empty) {
+    if (!empty) {
+        messagesNotQueued += !lostFiles.contains(match.argument(0));
+        lostFiles[match.argument(0)] = time;
+    }
+}

@@ -1,0 +1,29 @@
+// What a mail server's refusal means: the problem behind its words.
+#pragma once
+
+#include "switchctl/status/Problems.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace ReplyVerdict {
+
+struct Refusal {
+    std::string server;
+    // What was refused: "" before the greeting, "." for a mail; nothing where it is not known.
+    std::optional<std::string> command;
+    std::string reply;
+    std::string sender;  // of the switch's mails
+};
+
+// Whether it begins as a mail server's replies do.
+bool hasCode(std::string_view reply);
+// What the server's words say, whatever they were said to: a login or encryption that it wants, a mail too large.
+std::optional<StatusProblem> policy(const std::string& server, const std::string& reply);
+// Of anything but a recipient.
+StatusProblem of(const Refusal& refusal);
+// Whether the words are about handing mails on to another place.
+bool deniesRelaying(const std::string& reply);
+
+}  // namespace ReplyVerdict

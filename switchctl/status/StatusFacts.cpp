@@ -1,0 +1,154 @@
+#include "switchctl/status/StatusFacts.h"
+
+#include "platform/posix/Clock.h"
+#include "switchctl/client/Attributes.h"
+#include "switchctl/client/Management.h"
+#include "switchctl/input/ProfileTable.h"
+#include "switchctl/text/Errors.h"
+#include "switchctl/text/Text.h"
+#include "switchctl/traces/ProbeTrace.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace {
+
+const std::vector<std::string> KEYS = {
+    "Default.Mfg.AllowCallhome",
+    "Global.Services.CallhomeEnable",
+    "Global.Callhome.NF-SMTPAddr",
+    "Global.Callhome.SMTPPort",
+    "Global.Callhome.SMTPEnable",
+    "Global.Callhome.NF-SMTPAddr1",
+    "Global.Callhome.SMTPPort1",
+    "Global.Callhome.SMTPEnable1",
+    "Global.Callhome.FromAddr",
+    "Global.CallhomeDB.NumberOfProfiles",
+    "Global.Callhome.FileSystemSpaceAllowed",
+    "Global.Callhome.FilesAllowed",
+    "Global.Callhome.DiscardPeriod",
+    "Global.Network.Eth.0.NF-IPAddress",
+    "Global.Network.Eth.0.IPv6IPAddress",
+    "Global.Network.DNSClientEnable",
+    "Global.Network.DNSLocalHostname",
+    "Oper.Callhome.NF-ActiveSMTPAddr",
+    "Oper.Callhome.ActiveSMTPPort",
+};
+
+using Values = std::map<std::string, std::string>;
+
+// "0x3f", or "0" alone.
+std::optional<std::uint32_t> bits(const Values& values, const char* key) {
+    const auto found = values.find(key);
+    const auto number = found == values.end() ? std::nullopt : Text::number(found->second, 0, UINT32_MAX);
+    return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
+}
+
+// "100 (files)", or the number alone.
+std::optional<std::uint32_t> count(const Values& values, const char* key) {
+    const auto found = values.find(key);
+    const auto number = found == values.end()
+                            ? std::nullopt
+                            : Text::number(found->second.substr(0, found->second.find(' ')), 0, UINT32_MAX);
+    return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
+}
+
+std::optional<bool> flag(const Values& values, const char* key) {
+    const auto found = values.find(key);
+    const bool known = found != values.end() && (found->second == "true" || found->second == "false");
+    return known ? std::optional(found->second == "true") : std::nullopt;
+}
+
+StatusFacts::Probe probeOf(const std::string& probe) {
+    const Values state = ProbeTrace::valuesIn(probe, DaemonWords::STATE);
+    const Values queue = ProbeTrace::valuesIn(probe, DaemonWords::QUEUE);
+    const Values captures = ProbeTrace::valuesIn(probe, DaemonWords::CAPTURES);
+    const Values identity = ProbeTrace::valuesIn(probe, DaemonWords::PROBE_ENDS);
+    return {bits(state, DaemonWords::CONDITION),
+            bits(state, DaemonWords::CONFIG),
+            flag(queue, DaemonWords::QUEUE_OPEN),
+            flag(queue, DaemonWords::QUEUE_SETTINGS_READ),
+            ProbeTrace::valuesIn(probe, DaemonWords::STATISTICS),
+            count(queue, DaemonWords::PARKED),
+            count(queue, DaemonWords::FILES_ALLOWED),
+            count(queue, DaemonWords::SPACE_ALLOWED),
+            count(captures, DaemonWords::CAPTURES_RUNNING).value_or(0),
+            identity.contains(DaemonWords::SENDER) ? identity.at(DaemonWords::SENDER) : "",
+            queue};
+}
+
+void askProbe(Session& session, StatusFacts& facts) {
+    try {
+        const std::string probe = ProbeTrace::ask(session);
+        facts.probe = probeOf(probe);
+        facts.traces.process = ProbeTrace::processOf(probe);
+    } catch (const Refused& error) {
+        facts.noProbe = error.what();
+    }
+}
+
+// A daemon that cannot send its responses still answers a probe; whoever has been waited for in vain gets a second
+// more.
+void askDaemon(Session& session, StatusFacts& facts) {
+    try {
+        facts.queue = Management::queue(session);
+    } catch (const SwitchdSilent&) {
+        throw;
+    } catch (const NoAnswer& error) {
+        const auto patience = session.client.timeout();
+        session.client.timeout(std::min<OperatorClient::Milliseconds>(patience, std::chrono::seconds(1)));
+        facts.noAnswer = error.what();
+        askProbe(session, facts);
+        session.client.timeout(patience);
+        facts.noResponse = std::exchange(facts.noAnswer, "");
+        return;
+    }
+    askProbe(session, facts);
+}
+
+}  // namespace
+
+StatusFacts StatusFacts::gather(Session& session) {
+    StatusFacts facts;
+    facts.components = OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
+    facts.attributes = Attributes::get(session, KEYS);
+    facts.profiles = ProfileTable(Attributes::list(session, ProfileTable::PREFIX)).profiles();
+    facts.log = LogDigest::read(session);
+    if (facts.daemon() != nullptr) {
+        try {
+            askDaemon(session, facts);
+        } catch (const NoAnswer& error) {
+            facts.noAnswer = facts.noAnswer.empty() ? error.what() : facts.noAnswer;
+        } catch (const Refused& error) {
+            facts.noAnswer = error.what();
+        }
+    }
+    facts.traces = DaemonTraces::read(facts.traces.process);
+    facts.flash = FlashFacts::read();
+    const timeval now = hostClock().calendar();
+    facts.now = std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
+    return facts;
+}
+
+StatusFacts::Count StatusFacts::count(LogDigest::Trouble trouble) const {
+    Count count;
+    for (const LogDigest::Sign& sign : log.signs) {
+        if (sign.trouble == trouble && sign.time >= traces.started.value_or(0)) {
+            ++count.times;
+            count.last = sign.time;
+        }
+    }
+    return count;
+}
+
+const ComponentList::Component* StatusFacts::daemon() const {
+    const auto found = std::ranges::find_if(
+        components, [](const ComponentList::Component& component) { return Management::isDaemon(component.name); });
+    return found == components.end() ? nullptr : &*found;
+}
+
+std::string StatusFacts::attribute(const std::string& key) const {
+    const auto found = attributes.find(key);
+    return found == attributes.end() ? "" : found->second;
+}
