@@ -20,13 +20,14 @@ constexpr int kOrdinaryPriority = 0;
 }  // namespace
 
 OrvCHClient::OrvCHClient(dsClient& store, OrvSendQueue& queue, OrvCHMesgCommon& identity, OrvConfigListener& config,
-                         const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system)
+                         const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system, const OrvSMTPDialogue& dialogue)
     : OrvThread(kOrdinaryPriority, kThreadName),
       queue_(queue),
       identity_(identity),
       config_(config),
+      dialogue_(dialogue),
       settings_(store, state_),
-      worker_(identity, state_, *this, timeouts, system) {
+      worker_(identity, state_, *this, timeouts, system, dialogue) {
 }
 
 OrvCHClient::~OrvCHClient() {
@@ -179,7 +180,7 @@ void OrvCHClient::handleSucceedMesg(const OrvCHClientSucceed& mesg) {
         finishMessage(message);
         return;
     }
-    sendAgain(message);
+    dialogue_.tryAgain(*this, message);
 }
 
 void OrvCHClient::armRetry() {

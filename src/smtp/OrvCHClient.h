@@ -24,13 +24,14 @@
 
 class OrvCHMesg;
 
-class OrvCHClient final : public OrvThread, private OrvMainThreadDoor {
+class OrvCHClient final : public OrvThread, private OrvMainThreadDoor, private OrvSendRetries {
 public:
     static constexpr char kThreadName[] = "orv.out.SMTPClient";
 
     // All outlive the client. Throws when the thread's queues cannot be set up.
     OrvCHClient(dsClient& store, OrvSendQueue& queue, OrvCHMesgCommon& identity, OrvConfigListener& config,
-                const OrvSMTPTimeouts& timeouts = {}, OrvSMTPSystem& system = OrvSMTPSystem::real());
+                const OrvSMTPTimeouts& timeouts = {}, OrvSMTPSystem& system = OrvSMTPSystem::real(),
+                const OrvSMTPDialogue& dialogue = orvRequiredDialogue());
     // Waits until the thread, if it was started, has ended the dialogue that it is in.
     ~OrvCHClient() override;
 
@@ -97,7 +98,7 @@ private:
     void reportFailure(const OrvSendFailure& failure) const;
     void handleSucceedMesg(const OrvCHClientSucceed& mesg);
     void finishMessage(OrvCHMesg& message);
-    void sendAgain(OrvCHMesg& message);
+    void sendAgain(OrvCHMesg& message) override;
 
     // Send thread.
     void tellMain(std::unique_ptr<OrvToMainMesg> mesg) override { static_cast<void>(pushToMain(std::move(mesg))); }
@@ -106,6 +107,7 @@ private:
     OrvSendQueue& queue_;
     OrvCHMesgCommon& identity_;
     OrvConfigListener& config_;
+    const OrvSMTPDialogue& dialogue_;
 
     // Both threads.
     OrvSendState state_;

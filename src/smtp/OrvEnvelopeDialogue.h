@@ -1,7 +1,8 @@
-// One envelope's part of a dialogue: its recipients offered, its text delivered, and the recipients' states settled.
+// One envelope's part of a dialogue: what every way to hold it shares, which is its recipients' marks and the entries
+// about them.
 //
-// The envelope is changed under the message's lock, which is never held while the network is waited for. What
-// was tried in vain is undone, by an exception too; a recipient that was refused before stays so. Send thread only.
+// The envelope is changed under the message's lock, which is never held while the network is waited for. Send thread
+// only.
 #pragma once
 
 #include "mesg/OrvCHMesg.h"
@@ -38,40 +39,48 @@ void orvTryTo(const Step& step) {
 
 class OrvEnvelopeDialogue {
 public:
+    OrvEnvelopeDialogue(const OrvEnvelopeDialogue&) = delete;
+    OrvEnvelopeDialogue& operator=(const OrvEnvelopeDialogue&) = delete;
+
+protected:
+    // What becomes of a recipient: profile, recipient, server and port.
+    using RecipientEntry = OrvLogEntry<const char*, const char*, const char*, int>;
+    using Envelope = OrvCHEnvelope;
+
+    // About one recipient: what becomes of it, and the refusing reply.
+    static constexpr std::size_t kEntriesARefusal = 2;
+
     // Client identity: as presented, without brackets. Both outlive the dialogue.
     OrvEnvelopeDialogue(const OrvSendParties& parties, const std::string& clientIdentity, OrvCHEnvelope& envelope)
         : parties_(parties), clientIdentity_(clientIdentity), changing_(envelope) {}
+    ~OrvEnvelopeDialogue() = default;
 
-    // 0 when every recipient's state is settled, -1 when the dialogue has failed.
-    [[nodiscard]] int run();
-
-private:
-    // What becomes of a recipient: profile, recipient, server and port.
-    using RecipientEntry = OrvLogEntry<const char*, const char*, const char*, int>;
-
+    void traceBeginning() const;
     std::string senderAddress() const;
-    int offerRecipients();
-    int offerRecipient(std::size_t position);
-    void refuseEnvelope();
-    int deliverText();
-    void settleRecipients();
-    bool settleRecipient(std::size_t position);
+    void reportNobodyAccepted();
+    // What becomes of a recipient, and the reply that refused it in this pass.
     void reportRecipient(const RecipientEntry& entry, std::size_t position);
+    // No recipient waits for another try.
+    void setDone();
 
     // The recipients' marks.
-    template <typename Action>
-    auto atRecipient(std::size_t position, const Action& action) const;
     void makeRoomForMarks();
     char markAt(std::size_t position) const;
     void setMark(std::size_t position, char mark);
     void replaceMarks(char mark, char by);
     std::string addressAt(std::size_t position) const;
-    OrvEntryText addressForEntry(std::size_t position) const;
 
     const OrvSendParties& parties_;
     const std::string& clientIdentity_;
+
+private:
+    template <typename Action>
+    auto atRecipient(std::size_t position, const Action& action) const;
+    OrvEntryText addressForEntry(std::size_t position) const;
+
     OrvCHEnvelope& changing_ ORV_GUARDED_BY(parties_.message.lock());
+
+protected:
     const OrvCHEnvelope& envelope_ = changing_;  // to look at what no other thread changes
-    std::size_t accepted_ = 0;                   // recipients
     std::vector<std::string> refusals_;          // by position: the reply that refused a recipient in this pass
 };

@@ -13,18 +13,15 @@ constexpr char kCrLf[] = "\r\n";
 // A request up to this size that is too long for one message is not tried again.
 constexpr std::size_t kShortRequest = 1024;
 
-bool isPositive(char first) {
-    return first == '2' || first == '3';
-}
-
 }  // namespace
 
-OrvSMTPClient::OrvSMTPClient(const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system)
-    : timeouts_(timeouts), system_(system) {
+OrvSMTPClient::OrvSMTPClient(const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system, const OrvSMTPDialogue& dialogue)
+    : timeouts_(timeouts), system_(system), dialogue_(dialogue) {
 }
 
 int OrvSMTPClient::connectServer(const std::string& address, std::uint32_t port, SmtpAddrMode kind) {
     startAfresh();
+    session_ = {};
     if (connection_.connect(address, port, kind, timeouts_.connect, error_) < 0) {
         return -1;
     }
@@ -78,7 +75,7 @@ int OrvSMTPClient::sendBody(std::string text) {
     if (connection_.limitPassed()) {
         return refuseToGoOn();
     }
-    text += kCrLf;
+    dialogue_.endText(text);
     connection_.limitSteps(timeouts_.text);
     if (sendRequest(text) < 0) {
         error_.code = Error::kDataError;
@@ -88,12 +85,14 @@ int OrvSMTPClient::sendBody(std::string text) {
 }
 
 // Sends one command line and reads its reply. 0 or negative.
-int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit) {
+int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit,
+                           char wanted) {
     if (connection_.limitPassed()) {
         return refuseToGoOn();
     }
     connection_.limitSteps(limit);
-    if (sendRequest(line + kCrLf) < 0) {
+    session_.wanted = wanted;
+    if (sendRequest(dialogue_.commandLine(line)) < 0) {
         error_.code = sendError;
         return -1;
     }
@@ -121,25 +120,24 @@ int OrvSMTPClient::sendRequest(std::string_view request) {
 
 int OrvSMTPClient::recvResponse() {
     const bool wasConnected = connected();
-    if (connection_.receive() < 0) {
+    const OrvSMTPReply reply = dialogue_.awaitReply(connection_, session_);
+    if (reply.text == nullptr) {
         if (const int error = errno; wasConnected) {
             fail(Error::kSocketClosedError, orvErrorText(error));
             closedInOrder_ = error == 0;
         }
         return -1;
     }
-    const char* const reply = connection_.received();
-    ORV_TRACE("SMTP StatusSMTPResponse (incl CRLF) {%s}\n", reply);
-    // Needs no memory: without it, a mail that the server has just taken would be sent again.
-    if (isPositive(*reply)) {
+    ORV_TRACE("SMTP StatusSMTPResponse (incl CRLF) {%s}\n", reply.text);
+    if (reply.fault == nullptr) {
         return 0;
     }
-    std::string_view text = reply;
+    std::string_view text = reply.text;
     if (text.ends_with(kCrLf)) {
         text.remove_suffix(2);
     }
     lastReply_ = text;
-    fail(Error::kResponseError, "SMTP server error Response");
+    fail(Error::kResponseError, reply.fault);
     return -2;
 }
 

@@ -2,11 +2,12 @@
 //
 // Each operation returns 0, or a negative number and leaves what went wrong in errorCode(), errorText() and, for a
 // refusal, lastReply(). Every step but resolving a name has a time limit; whoever has let one pass is sent nothing
-// more. One receive is made per reply, and only its first character is judged: a reply that comes in pieces answers
-// later commands as well. Knows nothing of queues or profiles. Send thread only.
+// more. What is a reply, and how commands and texts are written, is the dialogue's. Knows nothing of queues or
+// profiles. Send thread only.
 #pragma once
 
 #include "smtp/OrvSMTPConnection.h"
+#include "smtp/OrvSMTPDialogue.h"
 
 #include <chrono>
 #include <cstdint>
@@ -27,7 +28,10 @@ struct OrvSMTPTimeouts {
 
 class OrvSMTPClient {
 public:
-    explicit OrvSMTPClient(const OrvSMTPTimeouts& timeouts = {}, OrvSMTPSystem& system = OrvSMTPSystem::real());
+    explicit OrvSMTPClient(const OrvSMTPTimeouts& timeouts = {}, OrvSMTPSystem& system = OrvSMTPSystem::real(),
+                           const OrvSMTPDialogue& dialogue = orvRequiredDialogue());
+
+    const OrvSMTPDialogue& dialogue() const { return dialogue_; }
 
     // Connects and reads the greeting. A host name's addresses are tried in the resolver's order.
     int connectServer(const std::string& address, std::uint32_t port, SmtpAddrMode kind);
@@ -39,8 +43,8 @@ public:
     int sendRcptTo(const std::string& recipient) {
         return command("RCPT TO:<" + recipient + ">", Error::kRcptToError, timeouts_.command);
     }
-    int sendDataCmd() { return command("DATA", Error::kDataError, timeouts_.data); }
-    // The text and one line end, exactly as composed: no dot is doubled and no line is wrapped. Reads no reply.
+    int sendDataCmd() { return command("DATA", Error::kDataError, timeouts_.data, '3'); }
+    // The text and its end. Reads no reply.
     int sendBody(std::string text);
     int sendDataEnd() { return command(".", Error::kDataEndError, timeouts_.dataEnd); }
     int sendReset() { return command("RSET", Error::kResetError, timeouts_.command); }
@@ -65,13 +69,15 @@ private:
     void startAfresh();
     int identityText(const std::string& identity, SmtpAddrMode kind, std::string& text);
     int canonicalName(const std::string& name, std::string& text);
-    int command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit);
+    int command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit, char wanted = '2');
     int refuseToGoOn();
     int fail(Error::Code code, const std::string& text);
 
     const OrvSMTPTimeouts timeouts_;
     OrvSMTPSystem& system_;
+    const OrvSMTPDialogue& dialogue_;
     OrvSMTPConnection connection_{system_};
+    OrvSMTPSession session_;  // of this connection
 
     Error error_;
     bool closedInOrder_ = false;  // by the server, which is the error

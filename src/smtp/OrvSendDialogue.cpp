@@ -59,8 +59,9 @@ int OrvSendDialogue::run() {
 }
 
 int OrvSendDialogue::sendEnvelopes() {
+    const OrvSMTPDialogue& dialogue = parties_.client.dialogue();
     for (const auto& envelope : parties_.message.Envelopes) {
-        if (!envelope->Done && OrvEnvelopeDialogue(parties_, clientIdentity_, *envelope).run() < 0) {
+        if (!envelope->Done && dialogue.sendEnvelope(parties_, clientIdentity_, *envelope) < 0) {
             return -1;
         }
     }

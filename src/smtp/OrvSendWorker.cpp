@@ -32,8 +32,8 @@ bool provide(std::unique_ptr<Outcome>& outcome) {
 }  // namespace
 
 OrvSendWorker::OrvSendWorker(const OrvCHMesgCommon& identity, OrvSendState& state, OrvMainThreadDoor& door,
-                             const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system)
-    : identity_(identity), state_(state), door_(door), client_(timeouts, system) {
+                             const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system, const OrvSMTPDialogue& dialogue)
+    : identity_(identity), state_(state), door_(door), client_(timeouts, system, dialogue) {
     keepSpares();
 }
 

@@ -28,7 +28,7 @@ class OrvSendWorker final : private OrvSendReporter {
 public:
     // All outlive the worker.
     OrvSendWorker(const OrvCHMesgCommon& identity, OrvSendState& state, OrvMainThreadDoor& door,
-                  const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system);
+                  const OrvSMTPTimeouts& timeouts, OrvSMTPSystem& system, const OrvSMTPDialogue& dialogue);
 
     // Sends the message and says what became of it. -1 when memory is too short to say it: then nothing was sent, and
     // the thread is to end.

@@ -64,7 +64,7 @@ protected:
     const std::unique_ptr<OrvCHMesg> message_ = portEvent();
     OrvCHEnvelope& envelope_ = addEnvelope(*message_, "noc", {"a@x"}, "ShortText");
     std::vector<std::string> told_;
-    OrvSendWorker worker_{identity_.common(), state_, *this, {}, OrvSMTPSystem::real()};
+    OrvSendWorker worker_{identity_.common(), state_, *this, {}, OrvSMTPSystem::real(), orvRequiredDialogue()};
 };
 
 }  // namespace

@@ -1,0 +1,62 @@
+// How SMTP is spoken: what counts as a reply, how commands and texts are written, how an envelope is delivered, and
+// what becomes of a message whose recipients are put off.
+//
+// A way to speak is a constant without state, which a daemon keeps to for its whole life; what is learnt of a server
+// stands in the session. The client is told which one it is and never asks.
+#pragma once
+
+#include <string>
+
+class OrvCHMesg;
+class OrvSMTPConnection;
+struct OrvCHEnvelope;
+struct OrvSendParties;
+
+// What the server of a connection has said so far. Send thread only.
+struct OrvSMTPSession {
+    // The first digit of the reply that agrees to what was said last.
+    char wanted = '2';
+};
+
+// A server's answer.
+struct OrvSMTPReply {
+    const char* text = nullptr;   // null: the connection is lost, errno tells why
+    const char* fault = nullptr;  // null: the server agrees; else what the operator is told
+};
+
+// What can be done about recipients that are due for another try. Main thread.
+class OrvSendRetries {
+public:
+    // At once, on the other server if there is one.
+    virtual void sendAgain(OrvCHMesg& message) = 0;
+
+protected:
+    ~OrvSendRetries() = default;
+};
+
+class OrvSMTPDialogue {
+public:
+    // --- Send thread.
+
+    // Waits for the reply to what was said last.
+    virtual OrvSMTPReply awaitReply(OrvSMTPConnection& connection, OrvSMTPSession& session) const = 0;
+    // A command as it goes out, with its line end.
+    virtual std::string commandLine(const std::string& command) const = 0;
+    // Ends a composed text, so that the line of one dot may follow.
+    virtual void endText(std::string& text) const = 0;
+    // An envelope's part of a dialogue. 0 when every recipient's state is settled, -1 when the dialogue has failed.
+    [[nodiscard]] virtual int sendEnvelope(const OrvSendParties& parties, const std::string& clientIdentity,
+                                           OrvCHEnvelope& envelope) const = 0;
+
+    // --- Main thread.
+
+    // A dialogue went to its end, and some recipients were put off.
+    virtual void tryAgain(OrvSendRetries& retries, OrvCHMesg& message) const = 0;
+
+protected:
+    ~OrvSMTPDialogue() = default;
+};
+
+// One receive is a reply, of which the first character is judged; texts go out as composed; any refusal but a
+// recipient's ends the dialogue; who is put off is tried once more, at once.
+const OrvSMTPDialogue& orvRequiredDialogue();
