@@ -2,6 +2,8 @@
 
 #include "Dispatcher.h"
 #include "Event_Handler.h"
+#include "Hsb_Message.h"
+#include "MessageCodes.h"
 #include "app/OrvMain.h"
 #include "box/Calls.h"
 #include "dsClient.h"
@@ -150,6 +152,17 @@ bool Life::manage(std::uint16_t code, const std::vector<std::uint8_t>& payload) 
         services_.management().requestOnly(daemon->address, code, payload);
     }
     return daemon != nullptr;
+}
+
+bool Life::probe() {
+    const Components::Component* const daemon = services_.components().named("OrvApp");
+    if (daemon == nullptr) {
+        return false;
+    }
+    Hsb_Message message(MessageFormat::PROBE, ProbeCode::DUMP_STATE);
+    message.source(ServiceAddress::OPERATOR);
+    message.destination(daemon->address);
+    return switchSide_.send(message) == 0;
 }
 
 void Life::stop() {

@@ -50,6 +50,8 @@ public:
     void tell(std::string_view what) { box_.tell("world", what); }
     // A management request to the daemon. False when it is not on the bus.
     bool manage(std::uint16_t code, const std::vector<std::uint8_t>& payload);
+    // A probe of the daemon. False when it is not on the bus.
+    bool probe();
     // The daemon is told to end.
     void stop();
     // It is killed where it stands.
