@@ -3,6 +3,7 @@
 #include "Hsb.h"
 #include "host_root.h"
 #include "platform/client/HostPlatform.h"
+#include "platform/posix/ServiceManager.h"
 #include "switchd/SwitchdFiles.h"
 #include "switchd/services/FactoryAttributes.h"
 #include "switchd/services/SwitchServices.h"
@@ -78,7 +79,12 @@ int Switchd::serve(SqliteStore& store) {
     int result = -1;
     {
         SwitchServices services(transport_, store, store);
-        result = services.open() < 0 ? fail("cannot take the services' places on the bus") : hsb.handle_events(nullptr);
+        if (services.open() < 0) {
+            fail("cannot take the services' places on the bus");
+        } else {
+            ServiceManager::ready();
+            result = hsb.handle_events(nullptr);
+        }
     }
     hsb.shutdown();
     HostPlatform::useTransport(nullptr);

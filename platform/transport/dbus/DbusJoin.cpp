@@ -1,4 +1,5 @@
 // How a process becomes a member of the bus: DbusTransport::join and its steps, and the services' name.
+#include "platform/posix/ServiceManager.h"
 #include "platform/transport/dbus/DbusAddress.h"
 #include "platform/transport/dbus/DbusMessage.h"
 #include "platform/transport/dbus/DbusTransport.h"
@@ -17,6 +18,7 @@ using DbusAddress::SWITCHD_NAME;
 
 namespace {
 
+constexpr std::chrono::milliseconds WORD_AFTER(500);
 constexpr const char* BUS_NAME = "org.freedesktop.DBus";
 constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
 
@@ -80,7 +82,9 @@ int DbusTransport::join() {
         std::fputs("hsb: cannot join the bus: memory is short\n", stderr);
     }
     joined_ = result == 0;
-    if (!joined_) {
+    if (joined_) {
+        lifeSign_.start();
+    } else {
         bus_.reset();
         claimed_ = false;
     }
@@ -116,12 +120,13 @@ int DbusTransport::connect() {
 // Connecting goes on in the background; the first answer of the bus tells our name.
 int DbusTransport::awaitReady(Deadline deadline) {
     const std::string bus = describe(busAddress(options_.address));
+    const Deadline word = std::chrono::steady_clock::now() + WORD_AFTER;
     while (sd_bus_is_ready(bus_.get()) == 0) {
         const int result = sd_bus_process(bus_.get(), nullptr);
         if (result < 0 && patience_.waitOut(-result) < 0) {
             return fail("cannot connect with " + bus, -result);
         }
-        if (result == 0 && waitForBus(deadline) < 0) {
+        if (result == 0 && waitForWelcome(deadline, word, bus) < 0) {
             return fail("no answer from " + bus, errno);
         }
     }
@@ -136,6 +141,23 @@ int DbusTransport::awaitReady(Deadline deadline) {
     return DbusAddress::parseUniqueName(name, self_) < 0
                ? fail(std::string("cannot use the bus's name for us, ") + name)
                : 0;
+}
+
+// The services' process says what holds it up: there is nobody else yet whom an operator could ask.
+int DbusTransport::waitForWelcome(Deadline deadline, Deadline word, const std::string& bus) {
+    if (options_.role != Role::SERVICES || toldOfWaiting_) {
+        return waitForBus(deadline);
+    }
+    if (waitForBus(std::min(deadline, word)) < 0 && (errno != ETIMEDOUT || word >= deadline)) {
+        return -1;
+    }
+    if (std::chrono::steady_clock::now() >= word) {
+        toldOfWaiting_ = true;
+        const std::string text = "waiting for " + bus;
+        std::fprintf(stderr, "hsb: %s\n", text.c_str());
+        ServiceManager::status(text.c_str());
+    }
+    return 0;
 }
 
 int DbusTransport::followNames() {

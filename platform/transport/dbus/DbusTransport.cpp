@@ -1,6 +1,8 @@
 #include "platform/transport/dbus/DbusTransport.h"
 
 #include "Hsb_Message.h"
+#include "MessageCodes.h"
+#include "platform/posix/ServiceManager.h"
 #include "platform/posix/guarded.h"
 #include "platform/transport/dbus/DbusAddress.h"
 #include "platform/transport/dbus/DbusMessage.h"
@@ -20,6 +22,12 @@ constexpr std::chrono::seconds LEAVE_PATIENCE(2);
 
 bool sameProcess(const Hsb_Address& one, const Hsb_Address& other) {
     return one.node == other.node && one.process == other.process;
+}
+
+// With this the switch lets a component work.
+bool isStart(const Hsb_Message& message) {
+    return DbusAddress::isService(message.source()) && message.format() == MessageFormat::CMON &&
+           message.code() == CmonCode::START;
 }
 
 }  // namespace
@@ -137,6 +145,7 @@ void DbusTransport::leave() {
         return;
     }
     loop_.stop();
+    lifeSign_.stop();
     parties_.clear();
     if (!lost_) {
         flush(std::chrono::steady_clock::now() + LEAVE_PATIENCE);
@@ -194,7 +203,11 @@ int DbusTransport::deliver(sd_bus_message& call) {
     }
     const auto party = parties_.find(keyOf(message.destination()));
     if (party != parties_.end()) {
+        const bool start = isStart(message);
         party->second->receive(message);
+        if (start) {
+            ServiceManager::ready();
+        }
     }
     // For a caller that waits all the same, such as busctl.
     if (sd_bus_message_get_expect_reply(&call) > 0) {
@@ -253,6 +266,7 @@ void DbusTransport::lose(const char* what, int error) noexcept {
     }
     lost_ = true;
     loop_.stop();
+    lifeSign_.stop();
     const char* const colon = error == 0 ? "" : ": ";
     const char* const why = error == 0 ? "" : std::strerror(error);
     std::fprintf(stderr, "hsb: %s%s%s\n", what, colon, why);

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "platform/transport/Transport.h"
+#include "platform/transport/dbus/DbusLifeSign.h"
 #include "platform/transport/dbus/DbusLoop.h"
 
 #include <systemd/sd-bus.h>
@@ -78,6 +79,7 @@ private:
     int joinSteps(Deadline deadline);
     int connect();
     int awaitReady(Deadline deadline);
+    int waitForWelcome(Deadline deadline, Deadline word, const std::string& bus);
     int followNames();
     int awaitSwitchd(Deadline deadline);
     // Waits for the bus to do something. 0, or -1 when the deadline has passed or waiting failed.
@@ -104,6 +106,7 @@ private:
     Options options_;
     std::unique_ptr<sd_bus, DbusClose> bus_;
     DbusLoop loop_{*this};
+    DbusLifeSign lifeSign_;
     std::map<Key, TransportReceiver*> parties_;
     Hsb_Address self_;  // Node and process of this process.
     bool ownsName_ = false;
@@ -115,6 +118,7 @@ private:
     bool joined_ = false;
     bool lost_ = false;
     bool claimed_ = false;
+    bool toldOfWaiting_ = false;
     bool quiet_ = false;                           // What fails is not said.
     std::chrono::steady_clock::duration spent_{};  // By claim(), of the patience.
     Patience patience_;                            // While join() or leave() waits.
