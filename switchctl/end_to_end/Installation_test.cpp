@@ -62,7 +62,8 @@ protected:
 };
 
 TEST_F(Installation, putsProgramsManualAndCompletionWhereTheyBelong) {
-    const ProcessOutcome result = run(CMAKE, {"--install", BUILD_DIRECTORY, "--prefix", directory() + "/prefix"});
+    const ProcessOutcome result =
+        run(CMAKE, {"--install", BUILD_DIRECTORY, "--component", "programs", "--prefix", directory() + "/prefix"});
     ASSERT_EQ(result.status, 0) << result.output;
 
     std::set<std::string> files;
@@ -73,7 +74,9 @@ TEST_F(Installation, putsProgramsManualAndCompletionWhereTheyBelong) {
     }
     EXPECT_THAT(files,
                 ElementsAre("bin/orvApp", "bin/switchctl", "bin/switchd", "share/bash-completion/completions/switchctl",
-                            "share/man/man8/orvApp.8", "share/man/man8/switchctl.8", "share/man/man8/switchd.8"));
+                            "share/fish/vendor_completions.d/switchctl.fish", "share/man/man8/orvApp.8",
+                            "share/man/man8/switchctl.8", "share/man/man8/switchd.8",
+                            "share/zsh/vendor-completions/_switchctl"));
     EXPECT_EQ(run(file("bin/switchctl"), {"--help"}).status, 0);
     EXPECT_EQ(run(file("bin/switchd"), {"--help"}).status, 0);
 }
@@ -155,6 +158,40 @@ TEST_F(Installation, completionGoesOnBehindAnOpenQuote) {
     EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "\"\\$"}), ElementsAre("\\$HSB_ROOT"));
     EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "'$"}), ElementsAre("$HSB_ROOT"));
     EXPECT_THAT(completionsOf({"switchctl", "callhome", "test", "'it"}), ElementsAre("it'\\''s"));
+}
+
+// Neither shell keeps a list of its own: both ask bash's completion.
+TEST_F(Installation, zshAndFishCompleteWhatBashCompletes) {
+    const auto switchd = startSwitchd();
+    for (const char* name : {"Operators", "Night shift"}) {
+        switchctl({"profile", "add", name, "--level", "Info", "--format", "Tsc1", "--email", "a@x"});
+    }
+    Environment environment = this->environment();
+    environment["PATH"] = std::filesystem::path(Program::SWITCHCTL).parent_path().string() + ":/usr/bin:/bin";
+    environment["SWITCHCTL_COMPLETION"] = TOP_DIRECTORY "/switchctl/completion/switchctl";
+    const Words shells[] = {
+        {"/usr/bin/zsh", "-f", "-c",
+         "compadd() { print -rl -- ${(P)@[-1]} }\nwords=(\"${(@s:|:)1}\") CURRENT=$#words\n"
+         "source " TOP_DIRECTORY "/switchctl/completion/_switchctl",
+         "zsh"},
+        {"/usr/bin/fish", "-N", "-c",
+         "source " TOP_DIRECTORY "/switchctl/completion/switchctl.fish; complete -C (string replace -a '|' ' ' -- "
+         "$argv[1])"}};
+    const std::pair<const char*, Words> cases[] = {
+        {"switchctl|callhome|p", {"probe", "processed", "profile-change"}},
+        {"switchctl|profile|add|x|--format|", {"FullText", "Tsc1"}},
+        {"switchctl|callhome|test|", {"Night shift", "Operators"}},
+        {"switchctl|attr|get|Global.Callhome.SMTPP", {"Global.Callhome.SMTPPort", "Global.Callhome.SMTPPort1"}},
+        {"switchctl|nonsense|x", {}},
+    };
+    for (const Words& shell : shells) {
+        for (const auto& [line, expected] : cases) {
+            Words arguments(shell.begin() + 1, shell.end());
+            arguments.push_back(line);
+            Child child(shell.front(), arguments, environment);
+            EXPECT_EQ(completions(child), expected) << shell.front() << " " << line;
+        }
+    }
 }
 
 constexpr const char* PAGES[] = {"orvApp", "switchd", "switchctl"};
