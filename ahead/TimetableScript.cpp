@@ -65,8 +65,9 @@ void TimetableScript::act(box::Life& life, const Step& step) {
 
 void TimetableScript::mailTaken(box::Life& life, const box::MailServer& server, const box::Mail& mail) {
     const auto number = static_cast<std::uint32_t>(&server - life.servers().data());
+    // The line end before the dot is the text's, as whoever keeps the mail has it.
     outcome_.mails.push_back(
-        {microseconds(life.now()), number, mail.from, mail.to, table_.mailTexts ? mail.text : std::string()});
+        {microseconds(life.now()), number, mail.from, mail.to, table_.mailTexts ? mail.text + "\r\n" : std::string()});
 }
 
 void TimetableScript::logged(box::Life& life, const LogEntry& entry) {

@@ -16,7 +16,7 @@ using AddCommands = void (*)(CommandTree&);
 constexpr AddCommands GROUPS[] = {
     addSwitchCommands, addAttributeCommands, addEventCommands,   addCallhomeCommands,
     addQueueCommands,  addLedgerCommand,     addProfileCommands, addLogCommands,
-    addExplainCommand, addTimelineCommand,   addFaultCommands,
+    addExplainCommand, addTimelineCommand,   addPreviewCommands, addFaultCommands,
 };
 
 // A failure that --json tells too, unless the command has printed its object before.

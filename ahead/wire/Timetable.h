@@ -72,7 +72,7 @@ struct TakenMail {
     std::uint32_t server = 0;  // as in Step
     std::string from;
     std::vector<std::string> to;
-    std::string text;  // as it stood on the wire
+    std::string text;  // up to the line of a dot, as it stood on the wire
 
     static void fields(auto& io, auto& mail) {
         io(mail.at, mail.server);

@@ -8,6 +8,7 @@ void addDoctorCommand(CommandTree& tree);
 void addAttributeCommands(CommandTree& tree);
 void addEventCommands(CommandTree& tree);
 void addCallhomeCommands(CommandTree& tree);
+void addPreviewCommands(CommandTree& tree);
 void addQueueCommands(CommandTree& tree);
 void addExplainCommand(CommandTree& tree);
 void addTimelineCommand(CommandTree& tree);

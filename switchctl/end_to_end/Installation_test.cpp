@@ -72,11 +72,11 @@ TEST_F(Installation, putsProgramsManualAndCompletionWhereTheyBelong) {
             files.insert(std::filesystem::relative(entry.path(), directory() + "/prefix").string());
         }
     }
-    EXPECT_THAT(files,
-                ElementsAre("bin/orvApp", "bin/switchctl", "bin/switchd", "share/bash-completion/completions/switchctl",
-                            "share/fish/vendor_completions.d/switchctl.fish", "share/man/man8/orvApp.8",
-                            "share/man/man8/switchctl.8", "share/man/man8/switchd.8",
-                            "share/zsh/vendor-completions/_switchctl"));
+    EXPECT_THAT(files, ElementsAre("bin/orvApp", "bin/switchctl", "bin/switchd", "libexec/orv/orvAhead",
+                                   "share/bash-completion/completions/switchctl",
+                                   "share/fish/vendor_completions.d/switchctl.fish", "share/man/man8/orvApp.8",
+                                   "share/man/man8/switchctl.8", "share/man/man8/switchd.8",
+                                   "share/zsh/vendor-completions/_switchctl"));
     EXPECT_EQ(run(file("bin/switchctl"), {"--help"}).status, 0);
     EXPECT_EQ(run(file("bin/switchd"), {"--help"}).status, 0);
 }
@@ -89,8 +89,8 @@ struct CompletionCase {
 const CompletionCase WITHOUT_SWITCH[] = {
     {{"switchctl", "a"}, {"attr"}},
     {{"switchctl", ""},
-     {"attr", "callhome", "doctor", "event", "explain", "fault", "ledger", "log", "profile", "queue", "status",
-      "timeline", "wait"}},
+     {"attr", "callhome", "doctor", "event", "explain", "fault", "ledger", "log", "preview", "profile", "queue",
+      "status", "timeline", "wait"}},
     {{"switchctl", "attr", ""}, {"get", "list", "load", "set", "unset"}},
     {{"switchctl", "--json", "callhome", "p"}, {"probe", "processed", "profile-change"}},
     {{"switchctl", "callhome", "--timeout", "3", "te"}, {"test"}},
@@ -255,7 +255,7 @@ TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
             check({word, second}, word + " " + second);
         }
     }
-    EXPECT_EQ(commands, 41u);
+    EXPECT_EQ(commands, 43u);
 }
 
 }  // namespace
