@@ -79,6 +79,7 @@ public:
     std::int32_t Type = kNoType;
     std::string TestProfile;
     std::int32_t Spare = 0;
+    std::uint32_t PutOff = 0;  // how far its own retries have come; not kept in its file
     std::vector<std::unique_ptr<OrvCHEnvelope>> Envelopes;
     std::size_t EnvelopeCursor = 0;
 

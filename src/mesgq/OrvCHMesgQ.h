@@ -59,6 +59,7 @@ public:
     std::uint32_t openCount() const override { return sending_.openCount(); }
     OrvCHMesg* peekOpen() override { return sending_.peekOpen(); }
     int peekClose(OrvCHMesg* message) override { return sending_.peekClose(message); }
+    int postpone(OrvCHMesg* message, std::uint32_t seconds) override { return sending_.postpone(message, seconds); }
     int peekDelete(OrvCHMesg* message, int result) override { return sending_.peekDelete(message, result); }
 
     // The configuration monitor is ready; with the quotas known, the next chores restore and open the queue.

@@ -79,6 +79,7 @@ struct OrvCHMesgQEntry {
     std::uint32_t duplicatesPending = 0;              // repeats that came while it was on the send queue
     std::uint32_t uniqueId = 0;                       // its number within its queue, and in the name of its file
     std::uint32_t pendingOps = 0;                     // kOrvPending... bits
+    std::uint32_t postponedUntil = 0;                 // uptime seconds; 0: not postponed
     std::uint32_t bytesToSave = 0;       // the message's estimate when it came: what is charged is also given back
     bool fileMissing = false;            // entered a queue with files before files could be written
     std::string duplicateKey;            // the message's; empty for one that was never eligible

@@ -28,6 +28,11 @@ OrvCHMesgQEntry* findOpen(const OrvCHMesgQQueue& send, const OrvCHMesg* message,
     return entry;
 }
 
+// Not asked for the time unless it was: most entries never are.
+bool isPostponed(const OrvCHMesgQEntry& entry) {
+    return entry.postponedUntil != 0 && uptime() < entry.postponedUntil;
+}
+
 }  // namespace
 
 OrvCHMesg* OrvCHMesgQSending::peekOpen() {
@@ -35,7 +40,7 @@ OrvCHMesg* OrvCHMesgQSending::peekOpen() {
         return nullptr;
     }
     for (OrvCHMesgQEntry& entry : lists_.send()) {
-        if (!entry.open && entry.markedForDeletion == kOrvNotMarked) {
+        if (!entry.open && entry.markedForDeletion == kOrvNotMarked && !isPostponed(entry)) {
             ORV_TRACE("entry (%u) opened in the send queue\n", entry.uniqueId);
             entry.open = true;
             ++lists_.statistics().openCount;
@@ -71,6 +76,14 @@ int OrvCHMesgQSending::peekClose(OrvCHMesg* message) {
     return 0;
 }
 
+int OrvCHMesgQSending::postpone(OrvCHMesg* message, std::uint32_t seconds) {
+    if (OrvCHMesgQEntry* const entry = lists_.send().findEntry(message); entry != nullptr && entry->open) {
+        entry->postponedUntil = seconds != 0 ? uptime() + seconds : 0;
+        saveEntryToFile(*entry, lists_.send());
+    }
+    return peekClose(message);
+}
+
 int OrvCHMesgQSending::peekDelete(OrvCHMesg* message, int result) {
     OrvCHMesgQEntry* const entry =
         findOpen(lists_.send(), message, __func__, orv_log::kDeleteOfNone, orv_log::kDeleteOfClosed);
@@ -83,6 +96,8 @@ int OrvCHMesgQSending::peekDelete(OrvCHMesg* message, int result) {
     }
     entry->open = false;
     entry->pendingOps = 0;
+    entry->postponedUntil = 0;
+    message->PutOff = 0;
     --lists_.statistics().openCount;
     if (entry->posting.persist) {
         finishPersistent(*entry);

@@ -15,6 +15,7 @@ public:
     std::uint32_t openCount() const { return lists_.statistics().openCount; }
     OrvCHMesg* peekOpen();
     int peekClose(OrvCHMesg* message);
+    int postpone(OrvCHMesg* message, std::uint32_t seconds);
     int peekDelete(OrvCHMesg* message, int result);
 
     // A copy of the files to the standby is running: nothing is opened meanwhile, and what the sender finishes is

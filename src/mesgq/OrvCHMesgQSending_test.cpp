@@ -52,6 +52,65 @@ TEST_F(OrvCHMesgQSenderTest, opensNothingOnAnEmptyQueueOrDuringASync) {
     EXPECT_NE(queue_->peekOpen(), nullptr);
 }
 
+TEST_F(OrvCHMesgQSenderTest, postponesAMessageForAWhileAndMailsThoseBehindItFirst) {
+    add("one");
+    add("two");
+    OrvCHMesg* const one = openNext();
+    seconds(100);
+
+    EXPECT_EQ(queue_->postpone(one, 300), 0);
+
+    EXPECT_EQ(queue_->openCount(), 0u);
+    EXPECT_EQ(openNext()->Text, "two");
+    seconds(299);
+    EXPECT_EQ(queue_->peekOpen(), nullptr);
+    seconds(1);
+    EXPECT_EQ(openNext(), one);
+}
+
+TEST_F(OrvCHMesgQSenderTest, keepsTheMarksOfAPostponedMessageOnFlash) {
+    add("one");
+    OrvCHMesg* const one = openNext();
+    auto envelope = std::make_unique<OrvCHEnvelope>();
+    envelope->Recipients = {"!a@x", "$b@x"};
+    one->Envelopes.push_back(std::move(envelope));
+
+    EXPECT_EQ(queue_->postpone(one, 0), 0);
+
+    EXPECT_THAT(sendFile("m0"), testing::HasSubstr("\n!a@x\n$b@x\n"));
+    EXPECT_THAT(sendFile("m0"), testing::EndsWith(stateBlock()));
+    EXPECT_EQ(queue_->peekOpen(), one) << "postponed by nothing";
+}
+
+TEST_F(OrvCHMesgQSenderTest, discardsAPostponedMessageThatIsMarkedOrTooOld) {
+    add("one");
+    add("two");
+    OrvCHMesg* const one = openNext();
+    queue_->clearQueue();
+    EXPECT_EQ(queue_->postpone(one, 300), 0);
+    EXPECT_EQ(queue_->sendCount(), 0u);
+
+    add("three");
+    EXPECT_EQ(queue_->postpone(openNext(), 100000), 0);
+    seconds(86401);
+    chores();
+    EXPECT_EQ(queue_->sendCount(), 0u);
+}
+
+TEST_F(OrvCHMesgQSenderTest, beginsAnewOnceAPostponedMessageIsMailed) {
+    add("one");
+    OrvCHMesg* const one = openNext();
+    one->PutOff = 9;
+    queue_->postpone(one, 1);
+    seconds(1);
+    add("one");
+    EXPECT_EQ(openNext(), one);
+    queue_->peekDelete(one, 0);
+    EXPECT_EQ(one->PutOff, 0u) << "waits for repeats";
+    EXPECT_EQ(queue_->postpone(one, 1), -1) << "not open";
+    takeLog();
+}
+
 TEST_F(OrvCHMesgQSenderTest, reportsMessagesItDoesNotHold) {
     const auto stranger = message("one");
     takeTrace();

@@ -15,6 +15,8 @@ public:
     virtual OrvCHMesg* peekOpen() = 0;
     // Gives an open message back unfinished. 0 or -1.
     virtual int peekClose(OrvCHMesg* message) = 0;
+    // The same, its marks on flash; it is not opened again for so many seconds, and those behind it go first. 0 or -1.
+    virtual int postpone(OrvCHMesg* message, std::uint32_t seconds) = 0;
     // The sender has finished with an open message; result 0 success, 1 failure. 0 or -1. The message may be gone.
     virtual int peekDelete(OrvCHMesg* message, int result) = 0;
 

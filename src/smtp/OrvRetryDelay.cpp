@@ -17,9 +17,9 @@ void OrvRetryDelay::setValidServers(unsigned servers) {
     step_ = kSteps[std::min<std::size_t>(servers, kSteps.size() - 1)];
 }
 
-std::uint32_t OrvRetryDelay::nextAfterFailure() {
-    if (attempts_ <= kLastAttempt) {
-        attempts_ += step_;
+std::uint32_t OrvRetryDelay::nextAfter(std::uint32_t& attempts) const {
+    if (attempts <= kLastAttempt) {
+        attempts += step_;
     }
-    return kDelays[std::min(attempts_, kLastAttempt)];
+    return kDelays[std::min(attempts, kLastAttempt)];
 }

@@ -13,7 +13,9 @@ public:
     void setValidServers(unsigned servers);
 
     // Counts one more failed send; returns the seconds to wait before the next try.
-    std::uint32_t nextAfterFailure();
+    std::uint32_t nextAfterFailure() { return nextAfter(attempts_); }
+    // The same for somebody else's attempts.
+    std::uint32_t nextAfter(std::uint32_t& attempts) const;
 
     // A mail went out, the queue ran empty or the servers were configured anew: the next failure starts afresh.
     void reset() { attempts_ = 0; }

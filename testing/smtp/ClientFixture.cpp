@@ -7,7 +7,7 @@
 #include <chrono>
 
 OrvCHMesg& TestQueue::add(std::unique_ptr<OrvCHMesg> message) {
-    entries_.push_back({std::move(message), false});
+    entries_.push_back({std::move(message)});
     return *entries_.back().message;
 }
 
@@ -22,7 +22,8 @@ std::uint32_t TestQueue::openCount() const {
 }
 
 OrvCHMesg* TestQueue::peekOpen() {
-    const auto entry = std::find_if(entries_.begin(), entries_.end(), [](const Entry& each) { return !each.open; });
+    const auto entry =
+        std::find_if(entries_.begin(), entries_.end(), [](const Entry& each) { return !each.open && !each.postponed; });
     if (locked_ || entry == entries_.end()) {
         return nullptr;
     }
@@ -36,6 +37,15 @@ int TestQueue::peekClose(OrvCHMesg* message) {
     EXPECT_TRUE(entry != entries_.end() && entry->open);
     entry->open = false;
     calls_.push_back("close " + entry->message->Text);
+    return 0;
+}
+
+int TestQueue::postpone(OrvCHMesg* message, std::uint32_t seconds) {
+    const auto entry = find(message);
+    EXPECT_TRUE(entry != entries_.end() && entry->open);
+    entry->open = false;
+    entry->postponed = seconds != 0;
+    calls_.push_back("postpone " + entry->message->Text + " " + std::to_string(seconds));
     return 0;
 }
 

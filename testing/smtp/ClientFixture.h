@@ -31,18 +31,20 @@ public:
     std::uint32_t openCount() const override;
     OrvCHMesg* peekOpen() override;
     int peekClose(OrvCHMesg* message) override;
+    int postpone(OrvCHMesg* message, std::uint32_t seconds) override;
     int peekDelete(OrvCHMesg* message, int result) override;
 
 private:
     struct Entry {
         std::unique_ptr<OrvCHMesg> message;
         bool open = false;
+        bool postponed = false;  // for good
     };
     std::list<Entry>::iterator find(const OrvCHMesg* message);
 
     std::list<Entry> entries_;
     std::vector<std::unique_ptr<OrvCHMesg>> finished_;
-    std::vector<std::string> calls_;  // "open TEXT", "close TEXT", "delete TEXT RESULT"
+    std::vector<std::string> calls_;  // "open TEXT", "close TEXT", "postpone TEXT SECONDS", "delete TEXT RESULT"
     bool locked_ = false;
 };
 
