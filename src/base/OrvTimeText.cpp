@@ -50,12 +50,20 @@ std::string orvEventTimeText(std::time_t seconds, std::uint32_t microseconds) {
            orvTimeFormat(kTimeTextSize, "%Z %Y", local);
 }
 
-std::string orvMailDateText(std::time_t seconds) {
+static std::string dateText(std::time_t seconds, const char* format) {
     std::tm local{};
     if (orvLocalTime(seconds, local) < 0) {
         return "";
     }
-    return orvTimeFormat(kMailDateSize, "%a, %d  %b  %Y  %H:%M:%S  %z", local);
+    return orvTimeFormat(kMailDateSize, format, local);
+}
+
+std::string orvMailDateText(std::time_t seconds) {
+    return dateText(seconds, "%a, %d  %b  %Y  %H:%M:%S  %z");
+}
+
+std::string orvInternetDateText(std::time_t seconds) {
+    return dateText(seconds, "%a, %d %b %Y %H:%M:%S %z");
 }
 
 std::time_t orvCalendarNow() {

@@ -12,6 +12,8 @@ std::string orvNowText();
 std::string orvEventTimeText(std::time_t seconds, std::uint32_t microseconds);
 // "%a, %d  %b  %Y  %H:%M:%S  %z", at most 79 characters; empty when there is no local time.
 std::string orvMailDateText(std::time_t seconds);
+// "%a, %d %b %Y %H:%M:%S %z", as RFC 5322 has it in section 3.3; empty when there is no local time.
+std::string orvInternetDateText(std::time_t seconds);
 // The calendar's seconds now.
 std::time_t orvCalendarNow();
 

@@ -153,17 +153,21 @@ void OrvCHClient::handleFailMesg(const OrvCHClientFail& mesg) {
     if (retries) {
         armRetry();
     }
-    orvBestEffort(__func__, [&] { queue_.peekClose(mesg.message()); });
+    orvBestEffort(__func__, [&] { dialogue_.giveBack(queue_, mesg.message()); });
     orvBestEffort(__func__, [&] { reportFailure(mesg.failure()); });
     if (!retries) {
         orvTraceAndLog(kTraceModule, __func__, orv_log::kNoUsableServer);
         return;
     }
     changeover();
+    announceRetry("handleFailMesg", countdown_);
+}
+
+void OrvCHClient::announceRetry(const char* method, std::int32_t seconds) const {
     const OrvMailServer server = settings_.active();
-    ORV_TRACE("Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(), server.shownPort(),
-              countdown_);
-    orvLog(orv_log::kRetryLater, server.Address.c_str(), server.shownPort(), countdown_);
+    orvTrace(kTraceModule, method, "Will retry via SMTP server=%s, port=%d, after %d seconds\n", server.Address.c_str(),
+             server.shownPort(), seconds);
+    orvLog(orv_log::kRetryLater, server.Address.c_str(), server.shownPort(), seconds);
 }
 
 void OrvCHClient::reportFailure(const OrvSendFailure& failure) const {
@@ -211,6 +215,19 @@ void OrvCHClient::sendAgain(OrvCHMesg& message) {
         throw;
     }
     pushSendMesg(&message);
+}
+
+// The queue has it back before anything that may find no memory.
+void OrvCHClient::sendLater(OrvCHMesg& message) {
+    const std::uint32_t seconds = delay_.nextAfter(message.PutOff);
+    sendOutstanding_ = false;
+    endRetry();
+    queue_.postpone(&message, seconds);
+    orvBestEffort("handleSucceedMesg", [&] {
+        changeover();
+        announceRetry("handleSucceedMesg", static_cast<std::int32_t>(seconds));
+    });
+    tryStart();
 }
 
 int OrvCHClient::runThread() {

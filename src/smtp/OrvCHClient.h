@@ -99,6 +99,8 @@ private:
     void handleSucceedMesg(const OrvCHClientSucceed& mesg);
     void finishMessage(OrvCHMesg& message);
     void sendAgain(OrvCHMesg& message) override;
+    void sendLater(OrvCHMesg& message) override;
+    void announceRetry(const char* method, std::int32_t seconds) const;
 
     // Send thread.
     void tellMain(std::unique_ptr<OrvToMainMesg> mesg) override { static_cast<void>(pushToMain(std::move(mesg))); }

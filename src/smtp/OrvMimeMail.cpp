@@ -95,10 +95,12 @@ int addContents(OrvMailBuffer& buffer, int file) {
     }
 }
 
-void addFile(OrvMailBuffer& buffer, const std::string& path, const std::string& name) {
+void addFile(OrvMailBuffer& buffer, const OrvMimeAttachments& attachments, const std::string& path,
+             const std::string& name) {
     const Descriptor file = orvOnceMore([&] { return orvOpenFile(path, O_RDONLY); });
     addPartHeader(buffer, name);
     if (!file || addContents(buffer, file.get()) < 0) {
+        attachments.parts->resume(buffer, attachments.boundary);
         addReadError(buffer, name);
         orvTrace(kAttachmentModule, __func__, "File %s: bad read!\n", path.c_str());
     }
@@ -132,7 +134,7 @@ void makeRoomForAttachments(OrvMailBuffer& buffer, const OrvMimeAttachments& att
 // The boundary line and the attachment's part, or what explains that there is none.
 void compileAttachment(OrvMailBuffer& buffer, const OrvMimeAttachments& attachments, const std::string& name) {
     const std::string path = pathOf(attachments, name);
-    buffer.append("--" + attachments.boundary + "\r\n");
+    attachments.parts->bound(buffer, attachments.boundary, "");
     struct stat status {};
     if (statAttachment(path, status) < 0) {
         const int error = errno;
@@ -147,7 +149,7 @@ void compileAttachment(OrvMailBuffer& buffer, const OrvMimeAttachments& attachme
         addTooLarge(buffer, name);
         return;
     }
-    addFile(buffer, path, name);
+    addFile(buffer, attachments, path, name);
 }
 
 // Numbered from 1. Kept: a copy is written on every send and never removed. Neither a link in the file's place nor a
@@ -164,15 +166,27 @@ void orvWriteMailCopy(const std::string& text) {
 
 }  // namespace
 
-void orvAddMimeTextPart(OrvMailBuffer& buffer, const OrvMailSource& source) {
-    const CronCaptureData& capture = *source.message.cronCapture();
+const OrvMimeParts kOrvRequiredParts{[](OrvMailBuffer& buffer, const std::string& boundary, const char* behind) {
+                                         buffer.append("--" + boundary + behind + "\r\n");
+                                     },
+                                     [](OrvMailBuffer& /*buffer*/, const std::string& /*boundary*/) {}};
+
+void orvAddMimePreamble(OrvMailBuffer& buffer) {
     buffer.append(kPreamble);
-    buffer.append("--" + capture.Boundary + "\r\n");
-    buffer.append(kTextPartHeader);
+}
+
+void orvAddCaptureText(OrvMailBuffer& buffer, const OrvMailSource& source) {
     orvAddSerialNumber(buffer, source);
     orvAddDuplicateCount(buffer, source);
     orvAddEvent(buffer, source, Empty::kForce);
-    addCapture(buffer, capture);
+    addCapture(buffer, *source.message.cronCapture());
+}
+
+void orvAddMimeTextPart(OrvMailBuffer& buffer, const OrvMailSource& source) {
+    orvAddMimePreamble(buffer);
+    kOrvRequiredParts.bound(buffer, source.message.cronCapture()->Boundary, "");
+    buffer.append(kTextPartHeader);
+    orvAddCaptureText(buffer, source);
 }
 
 void orvAddMimeAttachments(OrvMailBuffer& buffer, const OrvMimeAttachments& attachments) {
@@ -183,5 +197,5 @@ void orvAddMimeAttachments(OrvMailBuffer& buffer, const OrvMimeAttachments& atta
     }
     // Kept: the copy is taken before the closing boundary is added.
     orvWriteMailCopy(buffer.text());
-    buffer.append("--" + attachments.boundary + "--\r\n");
+    attachments.parts->bound(buffer, attachments.boundary, "--");
 }

@@ -1,3 +1,4 @@
+#include "mesgq/OrvSendQueue.h"
 #include "smtp/OrvRequiredEnvelope.h"
 #include "smtp/OrvSMTPConnection.h"
 #include "smtp/OrvSMTPDialogue.h"
@@ -8,6 +9,7 @@ constexpr char kCrLf[] = "\r\n";
 
 class RequiredDialogue final : public OrvSMTPDialogue {
 public:
+    const char* name() const override { return "required"; }
     // Needs no memory: without it, a mail that the server has just taken would be sent again.
     OrvSMTPReply awaitReply(OrvSMTPConnection& connection, OrvSMTPSession& /*session*/) const override {
         if (connection.receive() < 0) {
@@ -17,6 +19,10 @@ public:
         const bool agrees = *text == '2' || *text == '3';
         return {text, agrees ? nullptr : "SMTP server error Response"};
     }
+    const char* objection(OrvSMTPConnection& /*connection*/, OrvSMTPSession& /*session*/) const override {
+        return nullptr;
+    }
+    void takeHello(OrvSMTPSession& /*session*/) const override {}
     std::string commandLine(const std::string& command) const override { return command + kCrLf; }
     // Kept: no dot is doubled and no line is wrapped.
     void endText(std::string& text) const override { text += kCrLf; }
@@ -25,6 +31,7 @@ public:
         return OrvRequiredEnvelope(parties, clientIdentity, envelope).run();
     }
     void tryAgain(OrvSendRetries& retries, OrvCHMesg& message) const override { retries.sendAgain(message); }
+    void giveBack(OrvSendQueue& queue, OrvCHMesg* message) const override { queue.peekClose(message); }
 };
 
 }  // namespace

@@ -36,10 +36,11 @@ int OrvSMTPClient::sendHello(const std::string& identity, SmtpAddrMode kind) {
         return -1;
     }
     if (command("EHLO " + text, Error::kHeloError, timeouts_.command) == 0) {
+        dialogue_.takeHello(session_);
         return 0;
     }
     // Only an old server that knows no EHLO is asked again; one that has gone is not.
-    if (error_.code != Error::kResponseError) {
+    if (error_.code != Error::kResponseError || !connected()) {
         return -1;
     }
     return command("HELO " + text, Error::kHeloError, timeouts_.command) == 0 ? 0 : -1;
@@ -75,6 +76,9 @@ int OrvSMTPClient::sendBody(std::string text) {
     if (connection_.limitPassed()) {
         return refuseToGoOn();
     }
+    if (isInterrupted()) {
+        return -1;
+    }
     dialogue_.endText(text);
     connection_.limitSteps(timeouts_.text);
     if (sendRequest(text) < 0) {
@@ -89,6 +93,9 @@ int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::
                            char wanted) {
     if (connection_.limitPassed()) {
         return refuseToGoOn();
+    }
+    if (isInterrupted()) {
+        return -1;
     }
     connection_.limitSteps(limit);
     session_.wanted = wanted;
@@ -132,13 +139,27 @@ int OrvSMTPClient::recvResponse() {
     if (reply.fault == nullptr) {
         return 0;
     }
+    takeRefusal(reply);
+    return -2;
+}
+
+void OrvSMTPClient::takeRefusal(const OrvSMTPReply& reply) {
     std::string_view text = reply.text;
     if (text.ends_with(kCrLf)) {
         text.remove_suffix(2);
     }
     lastReply_ = text;
     fail(Error::kResponseError, reply.fault);
-    return -2;
+}
+
+// The server has said something although it was not its turn.
+bool OrvSMTPClient::isInterrupted() {
+    const char* const objection = dialogue_.objection(connection_, session_);
+    if (objection != nullptr) {
+        ORV_TRACE("%s {%s}\n", objection, session_.surplus.data());
+        takeRefusal({session_.surplus.data(), objection});
+    }
+    return objection != nullptr;
 }
 
 // Whoever did not answer in time, or did not read, would only hold up the thread once more.

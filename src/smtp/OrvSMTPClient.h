@@ -32,13 +32,17 @@ public:
                            const OrvSMTPDialogue& dialogue = orvRequiredDialogue());
 
     const OrvSMTPDialogue& dialogue() const { return dialogue_; }
+    const OrvSMTPSession& session() const { return session_; }
+    // The server refused what was said last, and speaks on.
+    bool refused() const { return error_.code == Error::kResponseError && connected(); }
 
     // Connects and reads the greeting. A host name's addresses are tried in the resolver's order.
     int connectServer(const std::string& address, std::uint32_t port, SmtpAddrMode kind);
     // EHLO, and HELO when EHLO was refused. A host name is presented in its canonical form.
     int sendHello(const std::string& identity, SmtpAddrMode kind);
-    int sendMailFrom(const std::string& sender) {
-        return command("MAIL FROM:<" + sender + ">", Error::kMailFromError, timeouts_.command);
+    // Parameters with a blank before each.
+    int sendMailFrom(const std::string& sender, const char* parameters = "") {
+        return command("MAIL FROM:<" + sender + ">" + parameters, Error::kMailFromError, timeouts_.command);
     }
     int sendRcptTo(const std::string& recipient) {
         return command("RCPT TO:<" + recipient + ">", Error::kRcptToError, timeouts_.command);
@@ -70,6 +74,8 @@ private:
     int identityText(const std::string& identity, SmtpAddrMode kind, std::string& text);
     int canonicalName(const std::string& name, std::string& text);
     int command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit, char wanted = '2');
+    void takeRefusal(const OrvSMTPReply& reply);
+    bool isInterrupted();
     int refuseToGoOn();
     int fail(Error::Code code, const std::string& text);
 

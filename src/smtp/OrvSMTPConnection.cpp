@@ -214,8 +214,18 @@ int OrvSMTPConnection::receive() {
     if (got <= 0) {
         return lose(errno);
     }
-    received_[static_cast<std::size_t>(got)] = '\0';
+    receivedSize_ = static_cast<std::size_t>(got);
+    received_[receivedSize_] = '\0';
     return 0;
+}
+
+int OrvSMTPConnection::receiveBy(TimePoint due) {
+    const Limit left = std::chrono::ceil<Limit>(due - system_.now());
+    if (left <= Limit(0)) {
+        return lose(EAGAIN);
+    }
+    limit_ = left;
+    return receive();
 }
 
 // Only who takes longer than usual is waited for in two parts.

@@ -44,6 +44,7 @@ struct OrvSMTPError {
 class OrvSMTPConnection {
 public:
     using Limit = std::chrono::milliseconds;
+    using TimePoint = std::chrono::steady_clock::time_point;
 
     explicit OrvSMTPConnection(OrvSMTPSystem& system) : system_(system) {}
     OrvSMTPConnection(const OrvSMTPConnection&) = delete;
@@ -60,8 +61,14 @@ public:
     ssize_t send(std::string_view bytes);
     // One receive, of at most 1024 bytes. 0; or -1 with errno, 0 when the server has closed in order.
     int receive();
-    // What came with it, as a text.
+    // The same before a moment that is not moved by what comes; the steps' limit is used up with it.
+    int receiveBy(TimePoint due);
+    TimePoint stepEnds() const { return system_.now() + limit_; }
+    // What came with it, as a text, and with its zero bytes.
     const char* received() const { return received_.data(); }
+    std::string_view receivedBytes() const { return {received_.data(), receivedSize_}; }
+    // More has come than was received.
+    bool hasBytes() const { return socket_ && system_.hasBytes(socket_.get()); }
 
     bool connected() const { return connected_; }
     bool limitPassed() const { return limitPassed_; }
@@ -89,6 +96,7 @@ private:
     SetLimit sendLimit_{SO_SNDTIMEO};
     SetLimit receiveLimit_{SO_RCVTIMEO};
     std::array<char, 1025> received_{};
+    std::size_t receivedSize_ = 0;
     bool connected_ = false;
     bool limitPassed_ = false;  // on this connection
 };

@@ -5,17 +5,29 @@
 // stands in the session. The client is told which one it is and never asks.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 class OrvCHMesg;
 class OrvSMTPConnection;
+class OrvSendQueue;
 struct OrvCHEnvelope;
 struct OrvSendParties;
 
-// What the server of a connection has said so far. Send thread only.
+// What is known of a connection's server. Send thread only.
 struct OrvSMTPSession {
     // The first digit of the reply that agrees to what was said last.
     char wanted = '2';
+    // The last reply, as far as there is room: no memory is asked for where it counts.
+    std::array<char, 4096> reply{};
+    // What came behind it, and was not asked for.
+    std::array<char, 128> surplus{};
+    // What the server offers.
+    bool eightBitTexts = false;
+    bool sizes = false;
+    std::uint64_t largestMail = 0;  // bytes; 0: any
 };
 
 // A server's answer.
@@ -29,6 +41,8 @@ class OrvSendRetries {
 public:
     // At once, on the other server if there is one.
     virtual void sendAgain(OrvCHMesg& message) = 0;
+    // Later, after a delay that grows with every time, while other messages go on.
+    virtual void sendLater(OrvCHMesg& message) = 0;
 
 protected:
     ~OrvSendRetries() = default;
@@ -36,10 +50,17 @@ protected:
 
 class OrvSMTPDialogue {
 public:
+    virtual const char* name() const = 0;
+
     // --- Send thread.
 
     // Waits for the reply to what was said last.
     virtual OrvSMTPReply awaitReply(OrvSMTPConnection& connection, OrvSMTPSession& session) const = 0;
+    // Nothing has come since the last reply, so that something can be said. Else what the operator is told, and the
+    // connection is closed; what came stands in the session.
+    virtual const char* objection(OrvSMTPConnection& connection, OrvSMTPSession& session) const = 0;
+    // EHLO was agreed to.
+    virtual void takeHello(OrvSMTPSession& session) const = 0;
     // A command as it goes out, with its line end.
     virtual std::string commandLine(const std::string& command) const = 0;
     // Ends a composed text, so that the line of one dot may follow.
@@ -52,6 +73,8 @@ public:
 
     // A dialogue went to its end, and some recipients were put off.
     virtual void tryAgain(OrvSendRetries& retries, OrvCHMesg& message) const = 0;
+    // A dialogue has failed: the queue gets the message back.
+    virtual void giveBack(OrvSendQueue& queue, OrvCHMesg* message) const = 0;
 
 protected:
     ~OrvSMTPDialogue() = default;
@@ -60,3 +83,8 @@ protected:
 // One receive is a reply, of which the first character is judged; texts go out as composed; any refusal but a
 // recipient's ends the dialogue; who is put off is tried once more, at once.
 const OrvSMTPDialogue& orvRequiredDialogue();
+// As RFC 5321 has it. What a server refuses about a mail is that mail's fate; who is put off is tried again for as long
+// as the queue keeps the message.
+const OrvSMTPDialogue& orvConformingDialogue();
+// The one of that name; null: there is none.
+const OrvSMTPDialogue* orvDialogueNamed(std::string_view name);

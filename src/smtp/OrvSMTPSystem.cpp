@@ -2,6 +2,8 @@
 
 #include "base/OrvTimeval.h"
 
+#include <poll.h>
+
 #include <cerrno>
 
 int OrvSMTPSystem::resolve(const char* name, const addrinfo& hints, addrinfo** list) {
@@ -30,6 +32,16 @@ ssize_t OrvSMTPSystem::send(int socket, const void* bytes, std::size_t length, W
 
 ssize_t OrvSMTPSystem::receive(int socket, void* bytes, std::size_t length) {
     return ::recv(socket, bytes, length, 0);
+}
+
+bool OrvSMTPSystem::hasBytes(int socket) {
+    pollfd ready{socket, POLLIN, 0};
+    char byte = 0;
+    return poll(&ready, 1, 0) > 0 && ::recv(socket, &byte, sizeof byte, MSG_PEEK) > 0;
+}
+
+std::chrono::steady_clock::time_point OrvSMTPSystem::now() {
+    return std::chrono::steady_clock::now();
 }
 
 void OrvSMTPSystem::bound(int socket, int option, std::chrono::milliseconds limit) {

@@ -24,6 +24,9 @@ public:
     virtual ssize_t send(int socket, const void* bytes, std::size_t length, Waiting waiting);
     // As recv, without flags.
     virtual ssize_t receive(int socket, void* bytes, std::size_t length);
+    // Bytes have come that nobody has received yet.
+    virtual bool hasBytes(int socket);
+    virtual std::chrono::steady_clock::time_point now();
     // Bounds every single send, or receive, from now on: SO_SNDTIMEO or SO_RCVTIMEO. A socket that cannot be bounded is
     // broken: using it will tell.
     virtual void bound(int socket, int option, std::chrono::milliseconds limit);

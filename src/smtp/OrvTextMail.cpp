@@ -14,13 +14,6 @@ constexpr char kTsc1[] = "Tsc1";
 // No recipient is ever named in the text: they are given to the server only.
 constexpr char kNoBcc[] = " ";
 
-std::string subject(const OrvMailSource& source) {
-    const bool capture = source.message.cronCapture() != nullptr;
-    const char* eventTag = source.envelope.Type == kTsc1 ? "-Event" : "";
-    const char* tag = capture ? "-CronCapture" : eventTag;
-    return "[CallHome" + std::string(tag) + ": " + source.envelope.ProfileName + "] " + source.envelope.Subject;
-}
-
 const std::string& lastTime(const OrvCHMesg& message) ORV_REQUIRES(message.lock()) {
     return message.DuplicateCount < 1 ? message.Time : message.DuplicateTime;
 }
@@ -122,6 +115,13 @@ constexpr Format kFormats[] = {{kTsc1, addTsc1}, {"FullText", addFullText}};
 
 }  // namespace
 
+std::string orvMailSubject(const OrvMailSource& source) {
+    const bool capture = source.message.cronCapture() != nullptr;
+    const char* eventTag = source.envelope.Type == kTsc1 ? "-Event" : "";
+    const char* tag = capture ? "-CronCapture" : eventTag;
+    return "[CallHome" + std::string(tag) + ": " + source.envelope.ProfileName + "] " + source.envelope.Subject;
+}
+
 void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source) {
     buffer.addLabelData(orv_label::kDate, orvMailDateText(orvCalendarNow()));
     buffer.addLabelData(orv_label::kFrom, source.identity.From);
@@ -129,7 +129,7 @@ void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source) {
     if (!orvIsDefaultSender(source.identity.ReplyTo)) {
         buffer.addLabelData(orv_label::kReplyTo, source.identity.ReplyTo);
     }
-    buffer.addLabelData(orv_label::kSubject, subject(source));
+    buffer.addLabelData(orv_label::kSubject, orvMailSubject(source));
     if (const CronCaptureData* capture = source.message.cronCapture(); capture != nullptr) {
         buffer.addLabelData(orv_label::kMimeVersion, "1.0");
         buffer.addLabelData(orv_label::kContentType, "multipart/mixed; boundary=\"" + capture->Boundary + "\"");

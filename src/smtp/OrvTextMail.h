@@ -18,6 +18,9 @@ struct OrvMailSource {
     const std::string& clientIdentity;
 };
 
+// The subject as a header shows it.
+std::string orvMailSubject(const OrvMailSource& source);
+
 // The header block, up to and including the empty lines that end it. Dated now.
 void orvAddMailHeader(OrvMailBuffer& buffer, const OrvMailSource& source) ORV_REQUIRES(source.message.lock());
 
