@@ -71,7 +71,7 @@ OrvApp::Named::~Named() {
     setOrvApplication(nullptr);
 }
 
-OrvApp::OrvApp() : callHome_(ds_, responses_), tick_(*this) {
+OrvApp::OrvApp(const OrvSMTPDialogue& dialogue) : callHome_(ds_, responses_, dialogue), tick_(*this) {
     ORV_TRACE("Application startup!\n");
     if (slot_.insert(this) < 0) {
         ORV_TRACE("Unable to insert into the bus!!!!. Exiting...\n");

@@ -27,7 +27,7 @@ class OrvApp final : public Hsb_Component, public DSCallbacks {
 public:
     // Builds the parts and inserts itself into the bus. Ends the process with status 1 when the bus refuses it or
     // the monitor's client cannot be allocated; throws what its parts throw.
-    OrvApp();
+    explicit OrvApp(const OrvSMTPDialogue& dialogue = orvRequiredDialogue());
     ~OrvApp() override;
     OrvApp(const OrvApp&) = delete;
     OrvApp& operator=(const OrvApp&) = delete;

@@ -1,6 +1,7 @@
 #include "app/OrvCommandLine.h"
 
 #include "host_help.h"
+#include "orv_build_choices.h"
 #include "orv_version.h"
 
 #include <cstdio>
@@ -21,6 +22,8 @@ constexpr char kHelp[] =
     "  --version      which version this is\n"
     "\n" HSB_ENVIRONMENT_HELP
     "  HSB_TIME_SCALE how many times as fast timers and delays run (default: 1)\n"
+    "  ORV_SMTP_DIALOGUE how mail servers are spoken to: required or conforming (default: " ORV_SMTP_DIALOGUE_DEFAULT
+    ")\n"
     "\n"
     "Ends with status 0 on SIGTERM and SIGINT.\n";
 

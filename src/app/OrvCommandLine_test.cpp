@@ -72,6 +72,7 @@ TEST(OrvCommandLine, saysWhatItReadsFromItsEnvironment) {
     EXPECT_THAT(answer.out, StartsWith("Usage: orvApp\n"));
     EXPECT_THAT(answer.out, HasSubstr("HSB_ROOT"));
     EXPECT_THAT(answer.out, HasSubstr("HSB_TIME_SCALE"));
+    EXPECT_THAT(answer.out, HasSubstr("ORV_SMTP_DIALOGUE"));
     EXPECT_EQ(answer.err, "");
 }
 

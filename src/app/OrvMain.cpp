@@ -9,11 +9,14 @@
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "hold_switch.h"
+#include "orv_build_choices.h"
+#include "smtp/OrvSMTPDialogue.h"
 #include "thread/OrvThreadExit.h"
 
 #include <syslog.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <exception>
@@ -33,6 +36,22 @@ int attempt(Step&& step, int failed) {
     } catch (...) {
         return failed;
     }
+}
+
+// Before anything is touched: a word that was mistyped must not pass for the other one.
+const OrvSMTPDialogue& chooseDialogue() {
+    constexpr int kWrongUsage = 2;
+    constexpr char kVariable[] = "ORV_SMTP_DIALOGUE";
+    const char* const told = std::getenv(kVariable);
+    const char* const name = told != nullptr ? told : ORV_SMTP_DIALOGUE_DEFAULT;
+    if (const OrvSMTPDialogue* const dialogue = orvDialogueNamed(name); dialogue != nullptr) {
+        return *dialogue;
+    }
+    constexpr char kLine[] = "%s=%s is neither required nor conforming\n";
+    std::fputs("orvApp: ", stderr);
+    std::fprintf(stderr, kLine, kVariable, name);
+    syslog(LOG_NOTICE, kLine, kVariable, name);
+    std::exit(kWrongUsage);
 }
 
 // Against a second daemon on this switch.
@@ -67,9 +86,9 @@ Log_Event& eventLog() {
     return *Log_Event::instance_m;
 }
 
-OrvApp& createApplication() {
+OrvApp& createApplication(const OrvSMTPDialogue& dialogue) {
     try {
-        auto* const application = new OrvApp;  // kept to the end of the process
+        auto* const application = new OrvApp(dialogue);  // kept to the end of the process
         setOrvApplication(application);
         return *application;
     } catch (const std::exception& exception) {
@@ -106,13 +125,14 @@ int orvMain() {
     orvPrepareThreadExit();
     tzset();
     openlog("orvApp", 0, LOG_USER);
+    const OrvSMTPDialogue& dialogue = chooseDialogue();
     holdSwitch();  // before the logger empties the trace of whoever is there
     orvSetUpMainLogger();
     // A mail server that closes early must not end the daemon.
     std::signal(SIGPIPE, SIG_IGN);
     joinPlatform();
     eventLog().open();
-    OrvApp& application = createApplication();
+    OrvApp& application = createApplication(dialogue);
     if (attempt([] { return Hsb::instance()->handle_events(nullptr); }, -1) < 0) {
         orvEndShells();
         std::exit(0);

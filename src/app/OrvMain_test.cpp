@@ -143,6 +143,24 @@ TEST_F(OrvMain, endsWithStatusZeroAndASyslogLineWithoutABus) {
     EXPECT_THAT(trace(), IsEmpty());
 }
 
+TEST_F(OrvMain, touchesNothingWhenItIsToldOfADialogueThatThereIsNot) {
+    for (const char* name : {"", "Required", "conforming ", "smtp"}) {
+        const int status = run([&](MainSteps&, LoopbackSwitch&) { setenv("ORV_SMTP_DIALOGUE", name, 1); });
+
+        EXPECT_EQ(status, 2) << name;
+        const std::string line = std::string("ORV_SMTP_DIALOGUE=") + name + " is neither required nor conforming\n";
+        EXPECT_EQ(std::exchange(steps_, {}), joined({{"tzset", "openlog orvApp 0 8"}, {"syslog 5 " + line}}));
+        EXPECT_THAT(trace(), testing::IsEmpty());
+    }
+}
+
+TEST_F(OrvMain, makesTheSameStepsWhicheverDialogueItIsToldOf) {
+    for (const char* name : {"required", "conforming"}) {
+        EXPECT_EQ(run([&](MainSteps&, LoopbackSwitch&) { setenv("ORV_SMTP_DIALOGUE", name, 1); }), 0) << name;
+        EXPECT_EQ(std::exchange(steps_, {}), joined({kTrace, kPlatform, kServed, kEnd})) << name;
+    }
+}
+
 TEST_F(OrvMain, goesOnWithoutNameService) {
     EXPECT_EQ(run([](MainSteps& steps, LoopbackSwitch&) { steps.failing = "Cns::init"; }), 0);
 

@@ -11,10 +11,10 @@ constexpr char kTraceModule[] = "OrvCallHome";
 
 }  // namespace
 
-OrvCallHome::OrvCallHome(dsClient& store, orvClient& responses)
+OrvCallHome::OrvCallHome(dsClient& store, orvClient& responses, const OrvSMTPDialogue& dialogue)
     : queue_(store, responses, *this),
       identity_(store, *this, *this),
-      client_(store, queue_, identity_, *this),
+      client_(store, queue_, identity_, *this, {}, OrvSMTPSystem::real(), dialogue),
       capture_(*this),
       cycle_(store, setUp_, {queue_, identity_, client_, capture_, incoming_}),
       incoming_(setUp_, queue_, responses),

@@ -28,7 +28,7 @@ class Hsb_Message;
 
 class OrvCallHome final : public OrvConfigListener, private OrvIdentityListener, private OrvCaptureSink {
 public:
-    OrvCallHome(dsClient& store, orvClient& responses);
+    OrvCallHome(dsClient& store, orvClient& responses, const OrvSMTPDialogue& dialogue = orvRequiredDialogue());
     ~OrvCallHome();
 
     // The configuration monitor has spoken: the queue may open.
