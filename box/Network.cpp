@@ -144,6 +144,14 @@ long Connection::receive(char* bytes, std::size_t room, Time now) {
     return static_cast<long>(taken);
 }
 
+long Connection::peek(char* bytes, std::size_t room, Time now) const {
+    if (pieces_.empty() || pieces_.front().at > now) {
+        return -EAGAIN;
+    }
+    const Piece& piece = pieces_.front();
+    return piece.bytes.empty() ? -piece.error : static_cast<long>(piece.bytes.copy(bytes, room));
+}
+
 short Connection::ready(Time now) const {
     if (connectedAt_ > now) {
         return 0;

@@ -86,6 +86,8 @@ public:
     // Each as the call: bytes, or minus an error number; receiving nothing that is there is -EAGAIN.
     long send(std::string_view bytes, Time now);
     long receive(char* bytes, std::size_t room, Time now);
+    // The same without taking anything, and without waiting.
+    long peek(char* bytes, std::size_t room, Time now) const;
 
     short ready(Time now) const override;
     Time due(Time now) const override;

@@ -152,6 +152,10 @@ ssize_t socketReceive(int file, void* bytes, std::size_t size, int flags) {
         return fails(error);
     }
     const Aside aside;
+    if ((flags & MSG_PEEK) != 0) {
+        const long there = connection->peek(static_cast<char*>(bytes), size, box->now());
+        return there < 0 ? fails(static_cast<int>(-there)) : there;
+    }
     if (connection->waits) {
         Readable readable(*connection);
         const Time limit = connection->receiveLimit;
