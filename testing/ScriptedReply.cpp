@@ -41,6 +41,12 @@ ScriptedReply& ScriptedReply::holdFrom(std::size_t offset) {
     return *this;
 }
 
+ScriptedReply& ScriptedReply::followedBy(const ScriptedReply& other) {
+    segments_.insert(segments_.end(), other.segments_.begin(), other.segments_.end());
+    end_ = other.end_;
+    return *this;
+}
+
 char ScriptedReply::firstByte() const {
     const std::string whole = text();
     return whole.empty() ? '\0' : whole.front();

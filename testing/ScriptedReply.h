@@ -36,6 +36,9 @@ public:
     // The bytes from this offset on go out only when the client has sent its next line.
     ScriptedReply& holdFrom(std::size_t offset);
 
+    // Another reply in pieces of its own, whose end is this one's.
+    ScriptedReply& followedBy(const ScriptedReply& other);
+
     // What follows the last byte: closing, breaking the connection off (RST), or reading nothing any more.
     ScriptedReply& thenHangUp() { return endingWith(End::kHangUp); }
     ScriptedReply& thenReset() { return endingWith(End::kReset); }
