@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -26,7 +27,9 @@ std::vector<fs::path> formats() {
             found.push_back(order.path());
         }
     }
-    std::ranges::sort(found);
+    // 0.10 is newer than 0.9.
+    std::ranges::sort(
+        found, [](const fs::path& one, const fs::path& other) { return strverscmp(one.c_str(), other.c_str()) < 0; });
     return found;
 }
 
