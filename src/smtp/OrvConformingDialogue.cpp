@@ -1,5 +1,6 @@
 #include "mesgq/OrvSendQueue.h"
 #include "smtp/OrvConformingEnvelope.h"
+#include "smtp/OrvMailBuffer.h"
 #include "smtp/OrvMailText.h"
 #include "smtp/OrvReplyReader.h"
 #include "smtp/OrvSMTPConnection.h"
@@ -11,8 +12,6 @@
 #include <charconv>
 
 namespace {
-
-constexpr char kCrLf[] = "\r\n";
 
 // What stands behind a line's code, "250-" or "250 ".
 void takeExtension(OrvSMTPSession& session, std::string_view line) {
@@ -36,7 +35,7 @@ public:
     const char* objection(OrvSMTPConnection& connection, OrvSMTPSession& session) const override;
     void takeHello(OrvSMTPSession& session) const override;
     // No value within a line ever becomes a command of its own.
-    std::string commandLine(const std::string& command) const override { return orvOneLine(command) + kCrLf; }
+    std::string commandLine(const std::string& command) const override { return orvOneLine(command) + kOrvLineEnd; }
     // RFC 5321, section 4.5.2. A text ends with a line end already.
     void endText(std::string& text) const override { orvDoubleDots(text); }
     int sendEnvelope(const OrvSendParties& parties, const std::string& clientIdentity,

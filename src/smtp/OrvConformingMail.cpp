@@ -107,7 +107,7 @@ std::string readableLines(const OrvMailSource& source, std::size_t used) ORV_REQ
 }
 
 // A readable part with what its characters need said of them.
-std::string readablePart(std::string lines, bool eightBit, OrvCharset charset) {
+std::string readablePart(const std::string& lines, bool eightBit, OrvCharset charset) {
     const bool ascii = charset == OrvCharset::kAscii;
     const char* const encoding = ascii ? "7bit" : eightBit ? "8bit" : "quoted-printable";
     std::string part = orvFormat("Content-Type: text/plain; charset=%s\r\nContent-Transfer-Encoding: %s\r\n\r\n",
@@ -148,7 +148,7 @@ int OrvConformingMail::compose(const Source& whole, bool mayBeEightBit) {
         orvAddMimePreamble(buffer);
         beginPart(buffer, attachments.boundary);
     }
-    buffer.append(readablePart(std::move(lines), eightBit, charset));
+    buffer.append(readablePart(lines, eightBit, charset));
     if (capture != nullptr) {
         orvAddMimeAttachments(buffer, attachments);
     }

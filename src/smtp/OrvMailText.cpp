@@ -6,7 +6,7 @@
 namespace {
 
 constexpr std::size_t kLongestLine = 998;
-constexpr std::string_view kCrLf = "\r\n";
+constexpr std::string_view kLineEnds = "\r\n";
 
 bool isControl(char byte) {
     return static_cast<unsigned char>(byte) < ' ' || byte == '\x7F';
@@ -36,10 +36,10 @@ std::size_t breakAt(std::string_view line, std::size_t most) {
 void appendLine(std::string& lines, std::string_view line) {
     while (line.size() > kLongestLine) {
         const std::size_t end = breakAt(line, kLongestLine);
-        lines.append(line.substr(0, end)).append(kCrLf);
+        lines.append(line.substr(0, end)).append(kLineEnds);
         line.remove_prefix(line[end] == ' ' ? end + 1 : end);
     }
-    lines.append(line).append(kCrLf);
+    lines.append(line).append(kLineEnds);
 }
 
 bool areLines(std::string_view text) {
@@ -130,13 +130,13 @@ void orvMakeLines(std::string& text) {
     }
     std::erase(text, '\0');
     std::string lines;
-    lines.reserve(text.size() + text.size() / 64 + kCrLf.size());
+    lines.reserve(text.size() + text.size() / 64 + kLineEnds.size());
     std::string_view rest = text;
     while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find_first_of(kCrLf), rest.size());
+        const std::size_t end = std::min(rest.find_first_of(kLineEnds), rest.size());
         appendLine(lines, rest.substr(0, end));
         rest.remove_prefix(end);
-        rest.remove_prefix(rest.starts_with(kCrLf) ? kCrLf.size() : std::min<std::size_t>(rest.size(), 1));
+        rest.remove_prefix(rest.starts_with(kLineEnds) ? kLineEnds.size() : std::min<std::size_t>(rest.size(), 1));
     }
     text = std::move(lines);
 }
@@ -184,16 +184,16 @@ std::string orvQuotedPrintable(std::string_view lines) {
     std::string encoded;
     std::size_t column = 0;
     while (!lines.empty()) {
-        if (lines.starts_with(kCrLf)) {
-            encoded.append(kCrLf);
-            lines.remove_prefix(kCrLf.size());
+        if (lines.starts_with(kLineEnds)) {
+            encoded.append(kLineEnds);
+            lines.remove_prefix(kLineEnds.size());
             column = 0;
             continue;
         }
         const char byte = lines.front();
         lines.remove_prefix(1);
         const bool blank = byte == ' ' || byte == '\t';
-        const bool plain = blank ? !lines.starts_with(kCrLf) : byte != '=' && isAscii(byte) && !isControl(byte);
+        const bool plain = blank ? !lines.starts_with(kLineEnds) : byte != '=' && isAscii(byte) && !isControl(byte);
         const std::size_t width = plain ? 1 : 3;
         if (column + width >= kLine) {
             encoded.append("=\r\n");
@@ -218,5 +218,5 @@ void orvAddHeader(std::string& text, std::string_view name, std::string_view val
     } else {
         addEncodedWords(text, line, charset);
     }
-    text.append(kCrLf);
+    text.append(kLineEnds);
 }

@@ -1,11 +1,10 @@
 #include "mesgq/OrvSendQueue.h"
+#include "smtp/OrvMailBuffer.h"
 #include "smtp/OrvRequiredEnvelope.h"
 #include "smtp/OrvSMTPConnection.h"
 #include "smtp/OrvSMTPDialogue.h"
 
 namespace {
-
-constexpr char kCrLf[] = "\r\n";
 
 class RequiredDialogue final : public OrvSMTPDialogue {
 public:
@@ -23,9 +22,9 @@ public:
         return nullptr;
     }
     void takeHello(OrvSMTPSession& /*session*/) const override {}
-    std::string commandLine(const std::string& command) const override { return command + kCrLf; }
+    std::string commandLine(const std::string& command) const override { return command + kOrvLineEnd; }
     // Kept: no dot is doubled and no line is wrapped.
-    void endText(std::string& text) const override { text += kCrLf; }
+    void endText(std::string& text) const override { text += kOrvLineEnd; }
     int sendEnvelope(const OrvSendParties& parties, const std::string& clientIdentity,
                      OrvCHEnvelope& envelope) const override {
         return OrvRequiredEnvelope(parties, clientIdentity, envelope).run();
