@@ -2,6 +2,7 @@
 
 #include "MessageCodes.h"
 #include "switchctl/client/Management.h"
+#include "switchctl/log/LogFilter.h"
 #include "switchctl/text/Second.h"
 #include "switchctl/text/Text.h"
 
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 enum class LogDigest::Meaning {
@@ -133,6 +135,16 @@ std::int64_t timeOf(const LogEntry& entry) {
     return entry.seconds * SECOND + entry.microseconds;
 }
 
+// What the daemon asks for first when it reads its servers.
+constexpr const char* SETTINGS = "Global.Callhome.SMTPGatewayEnable";
+
+// An entry with a number of its own counts whatever its words are, see orvRecognise().
+LogSelection::Kind kindOf(const OrvLogKind& kind, const char* argument = "") {
+    const bool numbered = kind.id != kOrvLogId && kind.id != 0;
+    const std::string_view text = kind.text;
+    return {kind.id, numbered ? "" : std::string(text.substr(0, text.find('%'))) + argument};
+}
+
 // Nothing when the delay is none.
 std::optional<LogDigest::Retry> retryIn(const Entry& entry, std::int64_t now, std::uint64_t timeScale) {
     const std::string address = entry.argument(0);
@@ -157,19 +169,43 @@ std::uint64_t LogDigest::timeScale() {
     return std::clamp<unsigned long long>(std::strtoull(text, nullptr, 10), 1, LARGEST);
 }
 
+const LogSelection& LogDigest::selection() {
+    static const LogSelection selection = [] {
+        LogSelection all;
+        all.maxLevel = MAX_LEVEL;
+        all.component = Management::DAEMON;
+        for (const KindMeaning& one : MEANINGS) {
+            all.kinds.push_back(kindOf(one.kind, one.meaning == Meaning::SETTINGS_READ ? SETTINGS : ""));
+        }
+        for (const KindTrouble& one : TROUBLES) {
+            all.kinds.push_back(kindOf(one.kind));
+        }
+        std::ranges::sort(all.kinds, {},
+                          [](const LogSelection::Kind& kind) { return std::tie(kind.number, kind.start); });
+        all.kinds.erase(std::ranges::unique(all.kinds).begin(), all.kinds.end());
+        return all;
+    }();
+    return selection;
+}
+
 LogDigest LogDigest::read(Session& session) {
     LogDigest digest;
     const std::uint64_t scale = timeScale();
-    LogRequest request{0, 0, MAX_LEVEL};
+    LogReader reader(session);
+    LogSelection wanted = selection();
     for (bool more = true; more;) {
-        const WireBytes body = session.client.call(OperatorCode::READ_LOG, request.encode());
-        const auto page = OperatorClient::decode<LogPage>(body);
+        const LogPage page = reader.search(wanted);
         for (const LogEntry& entry : page.entries) {
-            request.since = entry.id;
+            wanted.after = entry.id;
             digest.take(entry, scale);
         }
         more = page.more && !page.entries.empty();
     }
+    const auto oldest = reader.first();
+    const auto newest = reader.latest();
+    digest.firstId = oldest ? oldest->id : 0;
+    digest.first = oldest ? timeOf(*oldest) : 0;
+    digest.latest = newest ? timeOf(*newest) : 0;
     return digest;
 }
 
@@ -217,7 +253,7 @@ void LogDigest::take(Meaning meaning, const LogEntry& entry, const OrvCatalogueM
             break;
         case Meaning::SETTINGS_READ:
             // The daemon forgets a retry when it reads its servers anew.
-            if (match.argument(0) == "Global.Callhome.SMTPGatewayEnable") {
+            if (match.argument(0) == SETTINGS) {
                 retry.reset();
                 settingsRead = timeOf(entry);
             }

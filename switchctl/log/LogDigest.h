@@ -71,6 +71,8 @@ struct LogDigest {
     // Entries up to this level matter here.
     static constexpr std::int32_t MAX_LEVEL = kOrvLogDetail;
 
+    // The entries that mean something here.
+    static const LogSelection& selection();
     // From the whole log. Throws as OperatorClient::call.
     static LogDigest read(Session& session);
     // How many times as fast as the calendar the daemon's delays run on this switch.

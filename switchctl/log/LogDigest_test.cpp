@@ -21,11 +21,33 @@ LogEntry entryOf(const OrvLogEntry<Arguments...>& kind, std::type_identity_t<Arg
     return entry;
 }
 
+bool isSelected(const LogEntry& entry) {
+    const LogSelection& selection = LogDigest::selection();
+    return entry.level <= selection.maxLevel && selection.wantsFrom(entry.component) &&
+           selection.wantsKind(entry.number, entry.text);
+}
+
+// Of a log that is read as a whole; what the switch would select of it has to say the same.
 LogDigest digestOf(const std::vector<LogEntry>& entries, std::uint64_t timeScale = 1) {
     LogDigest digest;
+    LogDigest selected;
     for (const LogEntry& entry : entries) {
         digest.take(entry, timeScale);
+        if (isSelected(entry)) {
+            selected.take(entry, timeScale);
+        }
     }
+    EXPECT_EQ(selected.signs, digest.signs);
+    EXPECT_EQ(selected.lastText, digest.lastText);
+    EXPECT_EQ(selected.lostFiles, digest.lostFiles);
+    EXPECT_EQ(selected.settingsRead, digest.settingsRead);
+    EXPECT_EQ(selected.retry.has_value(), digest.retry.has_value());
+    EXPECT_EQ(selected.lastFailure.has_value(), digest.lastFailure.has_value());
+    EXPECT_EQ(selected.refusals, digest.refusals);
+    EXPECT_EQ(selected.messagesNotQueued, digest.messagesNotQueued);
+    EXPECT_EQ(selected.recipientsGivenUp + selected.mailsGivenUp, digest.recipientsGivenUp + digest.mailsGivenUp);
+    EXPECT_EQ(selected.mail.servers().size(), digest.mail.servers().size());
+    EXPECT_EQ(selected.mail.recipients().size(), digest.mail.recipients().size());
     return digest;
 }
 
@@ -201,6 +223,12 @@ const TroubleCase TROUBLE_CASES[] = {
     {"a listing unread", entryOf(orv_log::kRestoreOrderUnopened, "/tmp/orv-queue-order"), {QUEUE_NOT_RESTORED}},
     {"no order file", entryOf(orv_log::kRestoreOrderUnopened, "/q/send/order"), {}},
 };
+
+TEST(LogDigest, asksForFewOfTheEntriesThatTheDaemonAlwaysWrites) {
+    EXPECT_FALSE(isSelected(entryOf(orv_log::kBuildDetailRequest, "Global.Callhome.FromAddr")));
+    EXPECT_FALSE(isSelected(entryOf(orv_log::kBuildInfoRequest, "Global.Callhome.FilesAllowed")));
+    EXPECT_TRUE(isSelected(entryOf(orv_log::kBuildDetailRequest, "Global.Callhome.SMTPGatewayEnable")));
+}
 
 TEST(LogDigest, knowsWhatIsWrongWithTheDaemonItself) {
     for (const TroubleCase& one : TROUBLE_CASES) {

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <iterator>
 #include <string_view>
 
 namespace {
@@ -50,46 +49,41 @@ LogPage LogReader::page(std::uint64_t since, std::int64_t level, std::uint32_t l
     return OperatorClient::decode<LogPage>(session_.client.call(OperatorCode::READ_LOG, request.encode()));
 }
 
-// Doubles until nothing lies behind, then halves.
+LogPage LogReader::search(const LogSelection& selection, std::uint32_t limit) {
+    const LogSearch request{selection, limit};
+    return OperatorClient::decode<LogPage>(session_.client.call(OperatorCode::SEARCH_LOG, request.encode()));
+}
+
+std::optional<LogEntry> LogReader::first() {
+    LogPage oldest = search({}, 1);
+    return oldest.entries.empty() ? std::nullopt : std::optional(std::move(oldest.entries.front()));
+}
+
+std::optional<LogEntry> LogReader::latest() {
+    LogSelection back;
+    back.newestFirst = true;
+    LogPage newest = search(back, 1);
+    return newest.entries.empty() ? std::nullopt : std::optional(std::move(newest.entries.front()));
+}
+
 std::uint64_t LogReader::lastId() {
-    std::uint64_t behind = 1;
-    std::uint64_t there = 0;
-    for (LogPage next = page(0, INT32_MAX, 1); !next.entries.empty(); next = page(behind, INT32_MAX, 1)) {
-        there = next.entries.back().id;
-        behind = there * 2;
-    }
-    while (there + 1 < behind) {
-        const std::uint64_t middle = there + (behind - there) / 2;
-        const LogPage next = page(middle - 1, INT32_MAX, 1);
-        if (next.entries.empty()) {
-            behind = middle;
-        } else {
-            there = next.entries.back().id;
-        }
-    }
-    return there;
+    const auto entry = latest();
+    return entry ? entry->id : 0;
 }
 
 std::vector<LogEntry> LogReader::last(std::size_t count, const std::function<bool(const LogEntry&)>& wanted) {
-    constexpr std::uint64_t CHUNK = 500;
     std::vector<LogEntry> newestFirst;
-    std::uint64_t end = lastId();
-    while (end > 0 && newestFirst.size() < count) {
-        const std::uint64_t begin = end > CHUNK ? end - CHUNK : 0;
-        std::vector<LogEntry> chunk;
-        std::uint64_t since = begin;
-        for (bool more = true; more && since < end;) {
-            LogPage next = page(since);
-            more = next.more && !next.entries.empty();
-            since = next.entries.empty() ? end : next.entries.back().id;
-            std::ranges::move(next.entries, std::back_inserter(chunk));
-        }
-        for (auto entry = chunk.rbegin(); entry != chunk.rend() && newestFirst.size() < count; ++entry) {
-            if (entry->id <= end && wanted(*entry)) {
-                newestFirst.push_back(std::move(*entry));
+    LogSelection back;
+    back.newestFirst = true;
+    for (bool more = true; more && newestFirst.size() < count;) {
+        LogPage page = search(back);
+        more = page.more && !page.entries.empty();
+        for (LogEntry& entry : page.entries) {
+            back.before = entry.id;
+            if (newestFirst.size() < count && wanted(entry)) {
+                newestFirst.push_back(std::move(entry));
             }
         }
-        end = begin;
     }
     std::ranges::reverse(newestFirst);
     return newestFirst;

@@ -33,6 +33,11 @@ public:
 
     // A page of entries behind this one, oldest first, up to the level; whether there are more.
     LogPage page(std::uint64_t since, std::int64_t level = INT32_MAX, std::uint32_t limit = 0);
+    // A page of those that are selected, from the end that is asked for.
+    LogPage search(const LogSelection& selection, std::uint32_t limit = 0);
+    // The oldest entry and the newest; nothing for an empty log.
+    std::optional<LogEntry> first();
+    std::optional<LogEntry> latest();
     // The number of the last entry; 0 for an empty log.
     std::uint64_t lastId();
     // The last so many that are wanted, oldest first: read from the end of the log.

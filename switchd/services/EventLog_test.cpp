@@ -128,7 +128,7 @@ namespace {
 class FullLog final : public EventLogStore {
 public:
     int append(LogEntry&) override { return -1; }
-    int readSince(std::uint64_t, std::size_t, std::vector<LogEntry>&) override { return -1; }
+    int read(const LogSelection&, std::size_t, std::vector<LogEntry>&) override { return -1; }
     const std::string& reason() const override { return reason_; }
 
 private:

@@ -40,6 +40,7 @@ const OperatorService::Route OperatorService::ROUTES[] = {
     {OperatorCode::PUBLISH_EVENT, &OperatorService::decoded<RawEvent, &OperatorService::publishEvent>},
     {OperatorCode::READ_LOG, &OperatorService::decoded<LogRequest, &OperatorService::readLog>},
     {OperatorCode::FOLLOW_LOG, &OperatorService::decoded<LogRequest, &OperatorService::followLog>},
+    {OperatorCode::SEARCH_LOG, &OperatorService::decoded<LogSearch, &OperatorService::searchLog>},
     {OperatorCode::STOP, &OperatorService::decoded<OneTag, &OperatorService::stop>},
     {OperatorCode::COMPONENTS, &OperatorService::decoded<NoBody, &OperatorService::listComponents>},
     {OperatorCode::WAIT, &OperatorService::decoded<WaitRequest, &OperatorService::wait>},

@@ -37,8 +37,10 @@ struct OperatorParts {
 
 class OperatorService final : public Service {
 public:
-    // No answer holds more than this many log entries, or (but for a single item) this many bytes of values.
+    // No answer holds more than this many log entries, a search more than so many, or (but for a single item) this many
+    // bytes of values.
     static constexpr std::size_t PAGE_ENTRIES = 500;
+    static constexpr std::size_t SEARCH_ENTRIES = 5000;
     static constexpr std::size_t PAGE_BYTES = std::size_t{1024} * 1024;
     // Bytes of values in the answer to GET: what every bus carries, with room to spare.
     static constexpr std::size_t MAX_ANSWER = std::size_t{24} * 1024 * 1024;
@@ -92,9 +94,11 @@ private:
     void finish(const Caller& caller, int result);
 
     void readLog(const Caller& caller, const LogRequest& request);
+    void searchLog(const Caller& caller, const LogSearch& request);
+    void answerLog(const Caller& caller, const LogSelection& selection, std::size_t limit);
     void followLog(const Caller& caller, const LogRequest& request);
     void stop(const Caller& caller, const OneTag& request);
-    [[nodiscard]] int readPage(const LogRequest& request, LogPage& page);
+    [[nodiscard]] int readPage(const LogSelection& selection, std::size_t limit, LogPage& page);
     void tellFollowers(const LogEntry& entry);
 
     void listComponents(const Caller& caller, const NoBody& request);

@@ -6,6 +6,14 @@
 
 #include <algorithm>
 
+namespace {
+
+std::size_t limitOf(std::uint32_t asked, std::size_t most) {
+    return asked == 0 ? most : std::min<std::size_t>(asked, most);
+}
+
+}  // namespace
+
 void OperatorService::get(const Caller& caller, const KeyList& request) {
     AttributeAnswers result;
     std::size_t room = MAX_ANSWER;
@@ -91,38 +99,39 @@ void OperatorService::finish(const Caller& caller, int result) {
 }
 
 void OperatorService::readLog(const Caller& caller, const LogRequest& request) {
+    LogSelection selection;
+    selection.after = request.since;
+    selection.maxLevel = request.maxLevel;
+    answerLog(caller, selection, limitOf(request.limit, PAGE_ENTRIES));
+}
+
+void OperatorService::searchLog(const Caller& caller, const LogSearch& request) {
+    answerLog(caller, request.selection, limitOf(request.limit, SEARCH_ENTRIES));
+}
+
+void OperatorService::answerLog(const Caller& caller, const LogSelection& selection, std::size_t limit) {
     LogPage page;
-    if (readPage(request, page) < 0) {
+    if (readPage(selection, limit, page) < 0) {
         return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
     }
     done(caller, page.encode());
 }
 
-// Each turn reads one entry more than the page can take, to know whether there are more.
-int OperatorService::readPage(const LogRequest& request, LogPage& page) {
-    const std::size_t limit = request.limit == 0 ? PAGE_ENTRIES : std::min<std::size_t>(request.limit, PAGE_ENTRIES);
-    std::uint64_t since = request.since;
-    std::size_t bytes = 0;
+// Reads one entry more than the page can take, to know whether there are more.
+int OperatorService::readPage(const LogSelection& selection, std::size_t limit, LogPage& page) {
+    std::vector<LogEntry> entries;
+    if (parts_.logStore.read(selection, limit + 1, entries) < 0) {
+        return -1;
+    }
     LogPage result;
-    bool ended = false;
-    while (!ended && !result.more) {
-        std::vector<LogEntry> entries;
-        if (parts_.logStore.readSince(since, limit + 1, entries) < 0) {
-            return -1;
+    std::size_t bytes = 0;
+    for (LogEntry& entry : entries) {
+        bytes += entry.text.size();
+        if (result.entries.size() == limit || (bytes > PAGE_BYTES && !result.entries.empty())) {
+            result.more = true;
+            break;
         }
-        ended = entries.size() <= limit;
-        for (LogEntry& entry : entries) {
-            since = entry.id;
-            if (entry.level > request.maxLevel) {
-                continue;
-            }
-            bytes += entry.text.size();
-            if (result.entries.size() == limit || (bytes > PAGE_BYTES && !result.entries.empty())) {
-                result.more = true;
-                break;
-            }
-            result.entries.push_back(std::move(entry));
-        }
+        result.entries.push_back(std::move(entry));
     }
     page = std::move(result);
     return 0;
@@ -131,13 +140,14 @@ int OperatorService::readPage(const LogRequest& request, LogPage& page) {
 // What is in the log already comes as the stream's first pages; from then on each entry is a page of its own.
 void OperatorService::followLog(const Caller& caller, const LogRequest& request) {
     std::vector<LogPage> pages;
-    std::uint64_t since = request.since;
+    LogSelection selection;
+    selection.after = request.since;
     do {
         LogPage page;
-        if (readPage(LogRequest{since}, page) < 0) {
+        if (readPage(selection, PAGE_ENTRIES, page) < 0) {
             return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
         }
-        since = page.entries.empty() ? since : page.entries.back().id;
+        selection.after = page.entries.empty() ? selection.after : page.entries.back().id;
         pages.push_back(std::move(page));
     } while (pages.back().more);
     done(caller);

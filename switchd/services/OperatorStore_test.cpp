@@ -216,6 +216,31 @@ TEST_F(OperatorStoreTest, cutsPagesOfLongLinesByTheirBytes) {
     EXPECT_TRUE(page->more);
 }
 
+TEST_F(OperatorStoreTest, searchesALongLogFromItsEndInPages) {
+    for (std::size_t count = 0; count < OperatorService::SEARCH_ENTRIES + 2; ++count) {
+        LogEntry entry;
+        entry.number = count % 2 == 0 ? 1 : 2;
+        entry.text = std::to_string(count);
+        ASSERT_EQ(sw_.store().append(entry), 0);
+    }
+    LogSearch search;
+    search.selection.newestFirst = true;
+    const auto ask = [&] { return LogPage::decode(operator_.answerTo(OperatorCode::SEARCH_LOG, search).body); };
+
+    const auto whole = ask();
+    ASSERT_EQ(whole->entries.size(), OperatorService::SEARCH_ENTRIES);
+    EXPECT_TRUE(whole->more);
+    search.selection.before = whole->entries.back().id;
+    const auto rest = ask();
+    EXPECT_EQ(lines(rest->encode()), (std::vector<std::string>{"2 1", "1 0"}));
+    EXPECT_FALSE(rest->more);
+    search.selection.kinds = {{2, ""}};
+    EXPECT_EQ(lines(ask()->encode()), (std::vector<std::string>{"2 1"}));
+    search = LogSearch();
+    search.limit = 1;
+    EXPECT_EQ(lines(ask()->encode()), (std::vector<std::string>{"1 0"}));
+}
+
 TEST_F(OperatorStoreTest, followsTheLogFromAnIdOnAsLinesCome) {
     log("one");
     log("two");

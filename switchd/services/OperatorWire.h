@@ -16,6 +16,7 @@
 #include "switchd/services/FaultRule.h"
 #include "switchd/store/Attribute.h"
 #include "switchd/store/LogEntry.h"
+#include "switchd/store/LogSelection.h"
 
 #include <cstdint>
 #include <optional>
@@ -41,6 +42,7 @@ inline constexpr std::uint16_t PUBLISH_HOSTNAME = 13;   // OneText              
 inline constexpr std::uint16_t PUBLISH_EVENT = 14;      // RawEvent             none
 inline constexpr std::uint16_t READ_LOG = 20;           // LogRequest           LogPage
 inline constexpr std::uint16_t FOLLOW_LOG = 21;         // LogRequest           none; pushes LOG_LINES: LogPage
+inline constexpr std::uint16_t SEARCH_LOG = 23;         // LogSearch            LogPage
 inline constexpr std::uint16_t STOP = 22;               // OneTag: the stream's or late answer's tag   none
 inline constexpr std::uint16_t COMPONENTS = 30;         // none                 ComponentList
 inline constexpr std::uint16_t WAIT = 31;               // WaitRequest          none, as soon as the state is reached
@@ -234,7 +236,26 @@ struct LogRequest {
     static std::optional<LogRequest> decode(WireSpan body) { return decodeFields<LogRequest>(body); }
 };
 
-// Oldest first. With more, ask again since the last id.
+// Log entries that are selected, from the end that is asked for, at most limit (0: as many as one answer holds).
+struct LogSearch {
+    LogSelection selection;
+    std::uint32_t limit = 0;
+
+    static void fields(auto& io, auto& message) {
+        auto& selection = message.selection;
+        io(selection.after, selection.before, message.limit, selection.maxLevel);
+        io.flag32(selection.newestFirst);
+        io.text32(selection.component);
+        io.list(selection.kinds, [](auto& each, auto& kind) {
+            each(kind.number);
+            each.text32(kind.start);
+        });
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<LogSearch> decode(WireSpan body) { return decodeFields<LogSearch>(body); }
+};
+
+// Oldest first unless the newest are asked for. With more, ask again from the last id.
 struct LogPage {
     std::vector<LogEntry> entries;
     bool more = false;

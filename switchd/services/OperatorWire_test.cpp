@@ -172,6 +172,22 @@ TEST(OperatorWire, readsBackLogPagesWithSixtyFourBitNumbers) {
     isReadOnlyWhole<LogRequest>(LogRequest{1, 9}.encode());
 }
 
+TEST(OperatorWire, readsBackASearchOfTheLog) {
+    const LogSearch search{{1, 2, -3, "orvApp", {{0x8B000001u, "text"}, {9, ""}}, true}, 7};
+
+    const auto read = LogSearch::decode(search.encode());
+
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->selection.after, 1u);
+    EXPECT_EQ(read->selection.before, 2u);
+    EXPECT_EQ(read->selection.maxLevel, -3);
+    EXPECT_EQ(read->selection.component, "orvApp");
+    EXPECT_EQ(read->selection.kinds, search.selection.kinds);
+    EXPECT_TRUE(read->selection.newestFirst);
+    EXPECT_EQ(read->limit, 7u);
+    isReadOnlyWhole<LogSearch>(search.encode());
+}
+
 TEST(OperatorWire, readsBackComponentsAndWaits) {
     const ComponentList list{{{"OrvApp", ComponentState::CONFIGURED, 1, 77}}};
     const auto wait = WaitRequest::decode(WaitRequest{"orvApp", ComponentState::READY}.encode());

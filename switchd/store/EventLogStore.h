@@ -4,6 +4,7 @@
 #pragma once
 
 #include "switchd/store/LogEntry.h"
+#include "switchd/store/LogSelection.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,8 +19,15 @@ public:
 
     // Adds the entry and gives it its number, whatever id it came with. 0, or -1: it is not in the log.
     [[nodiscard]] virtual int append(LogEntry& entry) = 0;
-    // Up to limit entries with a greater number than id, oldest first. 0, or -1 (entries unchanged).
-    [[nodiscard]] virtual int readSince(std::uint64_t id, std::size_t limit, std::vector<LogEntry>& entries) = 0;
+    // The first limit entries that are selected, from the end that is asked for. 0, or -1 (entries unchanged).
+    [[nodiscard]] virtual int read(const LogSelection& selection, std::size_t limit,
+                                   std::vector<LogEntry>& entries) = 0;
+    // Those with a greater number than id, oldest first.
+    [[nodiscard]] int readSince(std::uint64_t id, std::size_t limit, std::vector<LogEntry>& entries) {
+        LogSelection selection;
+        selection.after = id;
+        return read(selection, limit, entries);
+    }
     // Why the last operation failed, for an operator to read.
     virtual const std::string& reason() const = 0;
 };

@@ -43,10 +43,24 @@ int MemoryStore::append(LogEntry& entry) {
     return 0;
 }
 
-int MemoryStore::readSince(std::uint64_t id, std::size_t limit, std::vector<LogEntry>& entries) {
-    const auto first = std::upper_bound(log_.begin(), log_.end(), id,
-                                        [](std::uint64_t wanted, const LogEntry& entry) { return wanted < entry.id; });
-    const auto available = static_cast<std::size_t>(log_.end() - first);
-    entries.assign(first, first + static_cast<std::ptrdiff_t>(std::min(limit, available)));
+int MemoryStore::read(const LogSelection& selection, std::size_t limit, std::vector<LogEntry>& entries) {
+    const auto wanted = [&](const LogEntry& entry) {
+        return entry.id > selection.after && entry.id < selection.before && entry.level <= selection.maxLevel &&
+               selection.wantsFrom(entry.component) && selection.wantsKind(entry.number, entry.text);
+    };
+    std::vector<LogEntry> result;
+    const auto take = [&](auto next, auto end) {
+        for (; next != end && result.size() < limit; ++next) {
+            if (wanted(*next)) {
+                result.push_back(*next);
+            }
+        }
+    };
+    if (selection.newestFirst) {
+        take(log_.rbegin(), log_.rend());
+    } else {
+        take(std::ranges::upper_bound(log_, selection.after, {}, &LogEntry::id), log_.end());
+    }
+    entries = std::move(result);
     return 0;
 }

@@ -15,7 +15,7 @@ public:
     [[nodiscard]] int list(std::string_view prefix, std::vector<Attribute>& attributes) override;
     [[nodiscard]] int apply(const AttributeChange& change) override;
     [[nodiscard]] int append(LogEntry& entry) override;
-    [[nodiscard]] int readSince(std::uint64_t id, std::size_t limit, std::vector<LogEntry>& entries) override;
+    [[nodiscard]] int read(const LogSelection& selection, std::size_t limit, std::vector<LogEntry>& entries) override;
     const std::string& reason() const override { return reason_; }
 
 private:

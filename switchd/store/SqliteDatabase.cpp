@@ -8,7 +8,8 @@ SqliteDatabase::~SqliteDatabase() {
 
 int SqliteDatabase::open(const std::string& file) {
     file_ = file;
-    if (sqlite3_open_v2(file.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(file.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                        nullptr) != SQLITE_OK) {
         return fail();
     }
     sqlite3_extended_result_codes(handle_, 1);
@@ -76,10 +77,10 @@ std::int64_t SqliteStatement::number(int column) {
     return sqlite3_column_int64(statement_, column);
 }
 
-std::string SqliteStatement::bytes(int column) {
+std::string_view SqliteStatement::view(int column) {
     const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
     const int size = sqlite3_column_bytes(statement_, column);
-    return data == nullptr ? std::string() : std::string(data, static_cast<std::size_t>(size));
+    return data == nullptr ? std::string_view() : std::string_view(data, static_cast<std::size_t>(size));
 }
 
 SqliteTransaction::~SqliteTransaction() {

@@ -57,7 +57,9 @@ public:
 
     // Columns count from 0.
     std::int64_t number(int column);
-    std::string bytes(int column);
+    std::string bytes(int column) { return std::string(view(column)); }
+    // Good until the next step.
+    std::string_view view(int column);
 
 private:
     SqliteDatabase& database_;

@@ -2,6 +2,9 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace {
 
 // Marks a database file as a switch's store ("SWST").
@@ -18,6 +21,9 @@ constexpr const char* CREATE =
     " level INTEGER NOT NULL, number INTEGER NOT NULL, flags INTEGER NOT NULL, component BLOB NOT NULL,"
     " text BLOB NOT NULL);"
     "COMMIT;";
+constexpr const char* READ =
+    "SELECT id, seconds, microseconds, level, number, flags, component, text FROM event"
+    " WHERE id > ?1 AND id < ?2 AND level <= ?3";
 static_assert(APPLICATION_ID == 1398231892);
 
 int readNumber(SqliteDatabase& database, const char* sql, std::int64_t& number) {
@@ -59,6 +65,37 @@ int collect(SqliteStatement& statement, std::vector<Row>& rows, Convert convert)
         return -1;
     }
     rows = std::move(result);
+    return 0;
+}
+
+// Only what is selected is copied: of a long log that is little.
+bool isSelected(const LogSelection& selection, SqliteStatement& row) {
+    const auto number = static_cast<std::uint32_t>(row.number(4));
+    const bool known = selection.kinds.empty() ||
+                       std::ranges::find(selection.kinds, number, &LogSelection::Kind::number) != selection.kinds.end();
+    return known && selection.wantsFrom(row.view(6)) && selection.wantsKind(number, row.view(7));
+}
+
+// As above, of the rows that are selected no more than limit.
+int collect(SqliteStatement& statement, const LogSelection& selection, std::size_t limit,
+            std::vector<LogEntry>& entries) {
+    std::vector<LogEntry> result;
+    bool failed = false;
+    while (result.size() < limit) {
+        const SqliteStatement::Step step = statement.step();
+        if (step != SqliteStatement::Step::ROW) {
+            failed = step == SqliteStatement::Step::FAILED;
+            break;
+        }
+        if (isSelected(selection, statement)) {
+            result.push_back(entryOf(statement));
+        }
+    }
+    statement.reset();
+    if (failed) {
+        return -1;
+    }
+    entries = std::move(result);
     return 0;
 }
 
@@ -138,8 +175,8 @@ int SqliteStore::openLog(const std::string& file) {
         append_.prepare("INSERT INTO event (seconds, microseconds, level, number, flags, component, text)"
                         " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)") < 0 ||
         prune_.prepare("DELETE FROM event WHERE id <= ?1") < 0 ||
-        read_.prepare("SELECT id, seconds, microseconds, level, number, flags, component, text FROM event"
-                      " WHERE id > ?1 ORDER BY id LIMIT ?2") < 0) {
+        read_.prepare((std::string(READ) + " ORDER BY id").c_str()) < 0 ||
+        readBack_.prepare((std::string(READ) + " ORDER BY id DESC").c_str()) < 0) {
         return fail(log_);
     }
     return 0;
@@ -217,9 +254,11 @@ int SqliteStore::writeEntry(LogEntry& entry) {
     return 0;
 }
 
-int SqliteStore::readSince(std::uint64_t id, std::size_t limit, std::vector<LogEntry>& entries) {
+int SqliteStore::read(const LogSelection& selection, std::size_t limit, std::vector<LogEntry>& entries) {
     constexpr std::uint64_t GREATEST = INT64_MAX;
-    read_.bind(1, static_cast<std::int64_t>(id > GREATEST ? GREATEST : id));
-    read_.bind(2, static_cast<std::int64_t>(limit > GREATEST ? GREATEST : limit));
-    return collect(read_, entries, entryOf) < 0 ? fail(log_) : 0;
+    SqliteStatement& read = selection.newestFirst ? readBack_ : read_;
+    read.bind(1, static_cast<std::int64_t>(std::min(selection.after, GREATEST)));
+    read.bind(2, static_cast<std::int64_t>(std::min(selection.before, GREATEST)));
+    read.bind(3, std::int64_t{selection.maxLevel});
+    return collect(read, selection, limit, entries) < 0 ? fail(log_) : 0;
 }

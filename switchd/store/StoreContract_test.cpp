@@ -229,6 +229,54 @@ TEST_P(StoreContract, readsTheLogOnwardsFromAnId) {
     EXPECT_THAT(textsSince(log(), 0, 0), IsEmpty());
 }
 
+std::string selected(EventLogStore& log, const LogSelection& selection, std::size_t limit = 100) {
+    std::vector<LogEntry> entries;
+    EXPECT_EQ(log.read(selection, limit, entries), 0);
+    std::string texts;
+    for (const LogEntry& entry : entries) {
+        texts += entry.text + " ";
+    }
+    return texts;
+}
+
+void appendSome(EventLogStore& log) {
+    for (LogEntry entry : {LogEntry{0, 0, 0, 3, 1, 0, "OrvApp", "alpha"}, LogEntry{0, 0, 0, 17, 1, 0, "OrvApp", "beta"},
+                           LogEntry{0, 0, 0, 3, 2, 0, "", "alarm"}, LogEntry{0, 0, 0, 31, 2, 0, "orvAppX", ""}}) {
+        ASSERT_EQ(log.append(entry), 0);
+    }
+}
+
+TEST_P(StoreContract, readsTheLogFromEitherEndBetweenTwoNumbers) {
+    appendSome(log());
+    LogSelection selection;
+    EXPECT_EQ(selected(log(), selection), "alpha beta alarm  ");
+    EXPECT_EQ(selected(log(), selection, 2), "alpha beta ");
+    selection.newestFirst = true;
+    EXPECT_EQ(selected(log(), selection), " alarm beta alpha ");
+    selection.before = 4;
+    EXPECT_EQ(selected(log(), selection, 2), "alarm beta ");
+    selection.after = 1;
+    EXPECT_EQ(selected(log(), selection), "alarm beta ");
+    selection.after = UINT64_MAX;
+    EXPECT_EQ(selected(log(), selection), "");
+}
+
+TEST_P(StoreContract, leavesOutOtherLevelsComponentsAndKinds) {
+    appendSome(log());
+    LogSelection selection;
+    selection.maxLevel = 17;
+    EXPECT_EQ(selected(log(), selection), "alpha beta alarm ");
+    selection.component = "orvapp";
+    EXPECT_EQ(selected(log(), selection), "alpha beta ");
+    selection.kinds = {{1, "bet"}, {2, ""}};
+    EXPECT_EQ(selected(log(), selection), "beta ");
+    selection.component = "";
+    EXPECT_EQ(selected(log(), selection, 1), "beta ");
+    EXPECT_EQ(selected(log(), selection), "beta alarm ");
+    selection.kinds = {{2, "alpha"}};
+    EXPECT_EQ(selected(log(), selection), "");
+}
+
 TEST_P(StoreContract, dropsTheOldestEntriesOfAFullLogAndCountsOn) {
     for (int number = 1; number <= 6; ++number) {
         LogEntry entry = entryWithText(std::to_string(number));
