@@ -170,8 +170,8 @@ void addSetup(CommandTree& tree, const CommandTree::Group& group) {
                      setup);
     command.take({"--from", "A", "Sender of all mails"}, settings.from)
         .take({"--reply-to", "A", "Where answers go"}, settings.replyTo)
-        .take({"--smtp", "KIND-ADDR:PORT", "Mail server: 1- IPv4, 2- IPv6, 3- name; or off"}, settings.smtp)
-        .take({"--smtp2", "KIND-ADDR:PORT", "Second mail server, likewise"}, settings.smtp2)
+        .take({"--smtp", "ADDR:PORT", "Mail server: an address or a host name; or off"}, settings.smtp)
+        .take({"--smtp2", "ADDR:PORT", "Second mail server, likewise"}, settings.smtp2)
         .flag("--enable", "Switch CallHome on", settings.enable)
         .flag("--disable", "Switch CallHome off", settings.disable)
         .exclusive("--enable", "--disable")

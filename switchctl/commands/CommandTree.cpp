@@ -1,9 +1,11 @@
 #include "switchctl/commands/CommandTree.h"
 
+#include "switchctl/text/Suggestion.h"
 #include "switchctl/text/Text.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <optional>
@@ -25,15 +27,27 @@ const CommandText* textOf(const CommandTexts& texts, const CLI::App* app) {
     return text == texts.end() ? nullptr : &text->second;
 }
 
+// "attr get ", as it stands at the start of a synopsis; "" for the root.
+std::string wordsOf(const CLI::App* app) {
+    std::string words;
+    for (; app->get_parent() != nullptr; app = app->get_parent()) {
+        words = app->get_name() + " " + words;
+    }
+    return words;
+}
+
 // The parser's help with our own usage line and an example below.
 class HelpFormatter final : public CLI::Formatter {
 public:
     explicit HelpFormatter(const CommandTexts& texts) : texts_(texts) { column_width(26); }
 
-    std::string make_usage(const CLI::App* app, std::string name) const override {
+    // Stands below the usage.
+    std::string make_description(const CLI::App* /*app*/) const override { return ""; }
+    std::string make_usage(const CLI::App* app, std::string /*name*/) const override {
         const CommandText* text = textOf(texts_, app);
-        return "Usage: " + (text == nullptr ? name + " COMMAND ..." : std::string("switchctl ") + text->synopsis) +
-               "\n";
+        const std::string words = wordsOf(app);
+        const std::string rest = text == nullptr ? "COMMAND ..." : std::string(text->synopsis).substr(words.size());
+        return "Usage: switchctl " + words + "[-h] " + rest + "\n" + app->get_description() + "\n";
     }
     std::string make_footer(const CLI::App* app) const override {
         const CommandText* text = textOf(texts_, app);
@@ -110,6 +124,7 @@ public:
     const CLI::App& selected() const;
     // What to say when a word stands where a command is expected.
     std::optional<std::string> unknownCommand();
+    std::string meantOption();
 
     CLI::App root;
     CommandTexts texts;
@@ -146,8 +161,30 @@ std::optional<std::string> CommandTree::Impl::unknownCommand() {
         return std::nullopt;
     }
     explained = true;
-    return "there is no command \"" + rest.front() + "\"; see switchctl " +
-           (&app == &root ? "" : app.get_name() + " ") + "--help";
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    return "there is no command \"" + rest.front() + "\"" + Suggestion::didYouMean(rest.front(), names) +
+           "; see switchctl " + (&app == &root ? "" : app.get_name() + " ") + "--help";
+}
+
+// The option that an unknown one may have been meant for.
+std::string CommandTree::Impl::meantOption() {
+    const auto rest = root.remaining(true);
+    const auto unknown = std::ranges::find_if(rest, [](const std::string& word) { return word.starts_with("--"); });
+    if (unknown == rest.end()) {
+        return "";
+    }
+    std::vector<std::string> names;
+    for (const CLI::App* app = &selected(); app != nullptr; app = app->get_parent()) {
+        for (const CLI::Option* option : app->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+    }
+    return Suggestion::didYouMean(unknown->substr(0, unknown->find('=')), names);
 }
 
 CommandTree::CommandTree() : impl_(std::make_unique<Impl>()) {
@@ -181,7 +218,7 @@ CommandTree::Outcome CommandTree::parse(const std::vector<std::string>& argument
     } catch (const CLI::CallForVersion&) {
         return Outcome::VERSION;
     } catch (const CLI::ParseError& error) {
-        problem = impl_->unknownCommand().value_or(error.what());
+        problem = impl_->unknownCommand().value_or(error.what() + impl_->meantOption());
         return Outcome::WRONG;
     }
 }

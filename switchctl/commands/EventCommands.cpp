@@ -14,6 +14,9 @@ void publish(Session& session, std::uint16_t code, const WireBytes& body) {
 
 void log(Session& session, const LogEventArguments& arguments) {
     publish(session, OperatorCode::PUBLISH_LOG, logRecordFrom(arguments).encode());
+    if (const std::string why = whyNobodyIsMailed(arguments.record); !why.empty()) {
+        session.note(why);
+    }
 }
 
 void state(Session& session, const std::string& text) {

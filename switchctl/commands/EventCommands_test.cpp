@@ -55,6 +55,18 @@ TEST_F(EventCommands, logPublishesARecordWithItsDefaults) {
     EXPECT_EQ(onlyRecord().encode(), expected.encode());
 }
 
+TEST_F(EventCommands, logSaysWhenNobodyIsMailedForIt) {
+    for (const char* type : {"0", "2", "3"}) {
+        EXPECT_EQ(run({"event", "log", "--type", type, "--number", "1", "text"}).err, "");
+    }
+    const Outcome other = run({"event", "log", "--type", "7", "--number", "1", "text"});
+    EXPECT_EQ(other.status, ExitStatus::DONE);
+    EXPECT_EQ(other.err, "switchctl: nobody is mailed for an event of type 7; CallHome takes 0, 2 and 3\n");
+    EXPECT_EQ(run({"event", "log", "--type", "0", "--number", "1", "--flags", "4096", "text"}).err,
+              "switchctl: nobody is mailed for it: flags 4096 mark the daemon's own entries\n");
+    EXPECT_THAT(events(), SizeIs(5));
+}
+
 TEST_F(EventCommands, logPublishesEveryField) {
     done({"event",       "log",
           "--type",      "2",

@@ -7,6 +7,7 @@
 #include "switchctl/input/ProfileTable.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/Rules.h"
+#include "switchctl/text/Suggestion.h"
 #include "switchctl/text/Text.h"
 
 namespace {
@@ -23,14 +24,18 @@ bool store(Session& session, const ProfileTable& table, const std::string& done)
 }
 
 Json json(const ProfileTable::Profile& profile) {
-    return Json()
-        .set("name", profile.name)
+    Json object;
+    object.set("name", profile.name)
         .set("level", profile.field("Level"))
         .set("format", profile.field("Format"))
-        .set("maxSize", profile.field("MaxSize"))
+        .setNull("maxSize")
         .set("subject", profile.field("EmailSubject"))
         .set("emails", profile.emails())
         .set("capture", profile.capture());
+    if (const auto bytes = Text::number(profile.field("MaxSize"), INT64_MIN, INT64_MAX)) {
+        object.set("maxSize", *bytes);
+    }
+    return object;
 }
 
 // Mon, 02:30, every 2 weeks
@@ -78,9 +83,17 @@ void show(Session& session, const std::string& name) {
     const ProfileTable table = read(session);
     const ProfileTable::Profile* profile = table.find(name);
     if (profile == nullptr) {
-        throw Refused("there is no profile " + Text::oneLine(name));
+        throw Refused(table.noSuchProfile(name));
     }
     session.print(json(*profile), lines(*profile));
+}
+
+// Any word stands for the short form, also one that was meant for another.
+void noteFormat(Session& session, const std::string& format) {
+    const std::string meant = Suggestion::didYouMean(format, Rules::formats());
+    if (!meant.empty() && Suggestion::inAnyCase(format, Rules::formats()).empty()) {
+        session.note("\"" + format + "\" stands for the short form" + meant);
+    }
 }
 
 // The settings are looked at before switchd is asked.
@@ -90,6 +103,15 @@ void add(Session& session, const ProfileSettings& settings) {
     table.add(settings);
     const bool told = store(session, table, "stored");
     session.print(json(table.profiles().back()).set("told", told), "profile " + settings.name + " added\n");
+    noteFormat(session, settings.format);
+}
+
+void set(Session& session, const ProfileChange& change) {
+    ProfileTable table = read(session);
+    table.set(change);
+    const bool told = store(session, table, "stored");
+    session.print(json(*table.find(change.name)).set("told", told), "profile " + change.name + " changed\n");
+    noteFormat(session, change.format.value_or(""));
 }
 
 void remove(Session& session, const std::string& name) {
@@ -114,15 +136,31 @@ void addProfileAdd(CommandTree& tree, const CommandTree::Group& group) {
         .take({"--capture", "DAY,HH:MM,WEEKS", "Weekly capture, as in Mon,02:30,1"}, settings.capture);
 }
 
+void addProfileSet(CommandTree& tree, const CommandTree::Group& group) {
+    auto [command, change] =
+        tree.command(group, "set",
+                     {"profile set NAME OPTION...", "Change what is named, and leave the rest as it is",
+                      "profile set Ops --level Warn"},
+                     set);
+    command.take({"NAME", "", "Name of the profile", true}, change.name)
+        .take({"--level", "L", "Info, Warn, Critical, Alarm, Fault or None"}, change.level)
+        .take({"--format", "F", "FullText, Tsc1, or any other word for the short form"}, change.format)
+        .take({"--email", "A", "Up to 10 addresses, in place of those that are there"}, change.emails)
+        .number({"--max-size", "N", "Bytes of a mail"}, change.maxSize, Rules::MIN_SIZE, Rules::MAX_SIZE)
+        .take({"--subject", "S", "Up to 64 bytes"}, change.subject)
+        .take({"--capture", "DAY,HH:MM,WEEKS", "Weekly capture, as in Mon,02:30,1; off for none"}, change.capture);
+}
+
 constexpr Argument NAME = {"NAME", "", "Name of the profile", true};
 
 }  // namespace
 
 void addProfileCommands(CommandTree& tree) {
-    const CommandTree::Group group = tree.group("profile", "CallHome's profiles: list, show, add, remove");
+    const CommandTree::Group group = tree.group("profile", "CallHome's profiles: list, show, add, set, remove");
     tree.command(group, "list", {"profile list", "Print all profiles, a line each", "profile list"}, listProfiles);
     tree.command(group, "show", {"profile show NAME", "Print one profile", "profile show Operators"}, show, NAME);
     addProfileAdd(tree, group);
+    addProfileSet(tree, group);
     tree.command(group, "remove", {"profile remove NAME", "Remove a profile", "profile remove Operators"}, remove,
                  NAME);
 }

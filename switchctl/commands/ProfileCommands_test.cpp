@@ -52,7 +52,7 @@ TEST_F(ProfileCommands, showPrintsOneProfile) {
               "email         b@example.com\n"
               "capture       Mon, 02:30, every week\n");
     EXPECT_EQ(done({"profile", "show", "Operators", "--json"}),
-              "{\"name\":\"Operators\",\"level\":\"Alarm\",\"format\":\"FullText\",\"maxSize\":\"2000000\","
+              "{\"name\":\"Operators\",\"level\":\"Alarm\",\"format\":\"FullText\",\"maxSize\":2000000,"
               "\"subject\":\"\",\"emails\":[\"a@example.com\",\"b@example.com\"],\"capture\":\"Mon,02:30,1\","
               "\"schema\":1}\n");
 }
@@ -67,6 +67,44 @@ TEST_F(ProfileCommands, listPrintsThemInTheirOrder) {
               "NAME    LEVEL  FORMAT    ADDRESSES\n"
               "Second  Alarm  FullText  Second@example.com\n"
               "First   Alarm  FullText  First@example.com\n");
+}
+
+TEST_F(ProfileCommands, setChangesWhatIsNamedAndNothingElse) {
+    done({"profile", "add", "Ops", "--level", "alarm", "--format", "fulltext", "--email", "a@x", "b@x", "--capture",
+          "mon,02:30,1", "--subject", "Lab"});
+    requests_.clear();
+
+    EXPECT_EQ(done({"profile", "set", "Ops", "--level", "warn"}), "profile Ops changed\n");
+    EXPECT_THAT(requestCodes(), ElementsAre(1));
+    const std::string rest = "largest mail  2000000 bytes\nsubject       Lab\nemail         a@x\nemail         b@x\n";
+    EXPECT_EQ(done({"profile", "show", "Ops"}), "name          Ops\nlevel         Warn\nformat        FullText\n" +
+                                                    rest + "capture       Mon, 02:30, every week\n");
+
+    done({"profile", "set", "Ops", "--email", "c@x", "--capture", "off", "--format", "tsc1", "--max-size", "700",
+          "--subject", ""});
+    EXPECT_EQ(done({"profile", "show", "Ops"}),
+              "name          Ops\nlevel         Warn\nformat        Tsc1\nlargest mail  700 bytes\nsubject       \n"
+              "email         c@x\ncapture       none\n");
+    EXPECT_EQ(switch_.attribute("Global.CallhomeDB.Profile.0.EmailList.1"), std::nullopt);
+}
+
+TEST_F(ProfileCommands, setRefusesWhatAddRefusesAndChangesNothing) {
+    add("Operators");
+
+    EXPECT_EQ(run({"profile", "set", "Operators"}).status, ExitStatus::WRONG_USAGE);
+    EXPECT_EQ(run({"profile", "set", "Operators", "--level", "Alrm", "--subject", "x"}).status,
+              ExitStatus::WRONG_USAGE);
+    EXPECT_EQ(run({"profile", "set", "Operators", "--email", "@x"}).status, ExitStatus::WRONG_USAGE);
+    EXPECT_EQ(run({"profile", "set", "Opertors", "--level", "Info"}).err,
+              "switchctl: there is no profile Opertors; did you mean Operators?\n");
+    EXPECT_EQ(switch_.attribute("Global.CallhomeDB.Profile.0.EmailSubject"), "");
+}
+
+TEST_F(ProfileCommands, aFormatThatIsNearlyOneIsTakenAndNoted) {
+    EXPECT_EQ(run({"profile", "add", "A", "--level", "Info", "--format", "FulText", "--email", "a@x"}).err,
+              "switchctl: \"FulText\" stands for the short form; did you mean FullText?\n");
+    EXPECT_EQ(run({"profile", "set", "A", "--format", "fullTEXT"}).err, "");
+    EXPECT_EQ(run({"profile", "set", "A", "--format", "Short"}).err, "");
 }
 
 TEST_F(ProfileCommands, removeClosesTheGap) {
@@ -105,7 +143,7 @@ TEST_F(ProfileCommands, refuseANameThatIsTakenOrUnknown) {
 
 TEST_F(ProfileCommands, storeNothingThatTheDaemonWouldNotUnderstand) {
     const std::vector<std::vector<std::string>> changes = {
-        {"--level", "alarm"},         {"--format", ""},
+        {"--level", "alrm"},          {"--format", ""},
         {"--email", "!a@x"},          {"--max-size", "649"},
         {"--max-size", "2000001"},    {"--max-size", "12k"},
         {"--capture", "Mon,24:00,1"}, {"--subject", std::string(65, 's')},
@@ -133,7 +171,7 @@ TEST_F(ProfileCommands, areDoneAndSaySoWhenTheDaemonIsNotThereToBeTold) {
     EXPECT_EQ(result.status, ExitStatus::DONE);
     EXPECT_EQ(result.err, "switchctl: stored; orvApp does not run and will read it when it starts\n");
     EXPECT_EQ(result.out,
-              "{\"name\":\"One\",\"level\":\"Info\",\"format\":\"Tsc1\",\"maxSize\":\"2000000\",\"subject\":\"\","
+              "{\"name\":\"One\",\"level\":\"Info\",\"format\":\"Tsc1\",\"maxSize\":2000000,\"subject\":\"\","
               "\"emails\":[\"a@x\"],\"capture\":\"Sun,3:00,2\",\"told\":false,\"schema\":1}\n");
     EXPECT_THAT(done({"profile", "show", "One"}), HasSubstr("capture       Sun, 3:00, every 2 weeks\n"));
 }

@@ -54,6 +54,7 @@ const std::vector<Line> COMMANDS = {
     {"profile", "list"},
     {"profile", "show"},
     {"profile", "add"},
+    {"profile", "set"},
     {"profile", "remove"},
     {"log"},
     {"fault", "add"},
@@ -123,7 +124,7 @@ TEST_F(Usage, helpFitsAScreenEverywhereAndNeedsNoSwitch) {
 TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
     for (const Line& line : COMMANDS) {
         run(with(line, "--help"));
-        EXPECT_THAT(out_.str(), HasSubstr("Usage: switchctl " + joined(line))) << joined(line);
+        EXPECT_THAT(out_.str(), StartsWith("Usage: switchctl " + joined(line) + " [-h]")) << joined(line);
         EXPECT_THAT(out_.str(), HasSubstr("\nExample:\n  switchctl " + joined(line))) << joined(line);
     }
 }
@@ -138,7 +139,7 @@ TEST_F(Usage, helpOfAGroupNamesItsCommands) {
         if (line.size() == 2) {
             run({line[0], "--help"});
             EXPECT_THAT(out_.str(), HasSubstr("\n  " + line[1] + " "));
-            EXPECT_THAT(out_.str(), HasSubstr("Usage: switchctl " + line[0] + " COMMAND ..."));
+            EXPECT_THAT(out_.str(), HasSubstr("Usage: switchctl " + line[0] + " [-h] COMMAND ..."));
         }
     }
 }
@@ -154,6 +155,17 @@ TEST_F(Usage, unknownArgumentIsNamedWithSynopsisAndExample) {
         EXPECT_THAT(lines[2], StartsWith("example: switchctl " + joined(line)));
     }
     EXPECT_EQ(connects_, 0);
+}
+
+TEST_F(Usage, asksWhatWasMeantByASlip) {
+    run({"statsu"});
+    EXPECT_EQ(err_.str(), "switchctl: there is no command \"statsu\"; did you mean status?; see switchctl --help\n");
+    run({"profile", "lst"});
+    EXPECT_THAT(err_.str(), HasSubstr("; did you mean list?; see switchctl profile --help\n"));
+    run({"log", "--sinze", "1"});
+    EXPECT_THAT(linesOf(err_.str())[0], testing::EndsWith("; did you mean --since?"));
+    run({"log", "--timout=1"});
+    EXPECT_THAT(linesOf(err_.str())[0], testing::EndsWith("; did you mean --timeout?"));
 }
 
 TEST_F(Usage, everyExampleIsUnderstood) {

@@ -68,7 +68,7 @@ TEST_F(Installation, putsProgramsManualAndCompletionWhereTheyBelong) {
 
     std::set<std::string> files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(directory() + "/prefix")) {
-        if (entry.is_regular_file()) {
+        if (entry.is_regular_file() && entry.path().parent_path().filename() != "schemas") {
             files.insert(std::filesystem::relative(entry.path(), directory() + "/prefix").string());
         }
     }
@@ -77,6 +77,7 @@ TEST_F(Installation, putsProgramsManualAndCompletionWhereTheyBelong) {
                                    "share/fish/vendor_completions.d/switchctl.fish", "share/man/man8/orvApp.8",
                                    "share/man/man8/switchctl.8", "share/man/man8/switchd.8",
                                    "share/zsh/vendor-completions/_switchctl"));
+    EXPECT_TRUE(std::filesystem::exists(file("share/switchctl/schemas/status.json")));
     EXPECT_EQ(run(file("bin/switchctl"), {"--help"}).status, 0);
     EXPECT_EQ(run(file("bin/switchd"), {"--help"}).status, 0);
 }
@@ -102,6 +103,10 @@ const CompletionCase WITHOUT_SWITCH[] = {
       "--timeout", "--until", "--version"}},
     {{"switchctl", "log", "--level", ""}, {}},
     {{"switchctl", "wait", "orvApp", "s"}, {"started"}},
+    {{"switchctl", "wait", ""}, {"orvApp"}},
+    {{"switchctl", "wait", "s"}, {}},
+    {{"switchctl", "wait", "--timeout", "5", "--json", "orvApp", "c"}, {"configured"}},
+    {{"switchctl", "wait", "orvApp", "started", ""}, {}},
     {{"switchctl", "fault", "add", "re"}, {"refuse"}},
     {{"switchctl", "fault", "add", "refuse", "--operation", "b"}, {"bulk-get"}},
     {{"switchctl", "nonsense", "x"}, {}},

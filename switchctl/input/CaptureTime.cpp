@@ -1,15 +1,14 @@
 #include "switchctl/input/CaptureTime.h"
 
 #include "switchctl/text/Errors.h"
+#include "switchctl/text/Suggestion.h"
 #include "switchctl/text/Text.h"
 
-#include <algorithm>
-#include <array>
-#include <string_view>
+#include <vector>
 
 namespace {
 
-constexpr std::array<std::string_view, 7> DAYS = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+const std::vector<std::string> DAYS = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 
 [[noreturn]] void refuse(const std::string& text, const std::string& why) {
     throw UsageError("the capture \"" + Text::oneLine(text) + "\" cannot be used: " + why +
@@ -33,8 +32,9 @@ CaptureTime CaptureTime::parse(const std::string& text) {
     if (parts.size() != 3) {
         refuse(text, "it does not have three parts");
     }
-    if (std::ranges::find(DAYS, parts[0]) == DAYS.end()) {
-        refuse(text, "the day is one of Sun, Mon, Tue, Wed, Thu, Fri, Sat, written so");
+    const std::string day = Suggestion::inAnyCase(parts[0], DAYS);
+    if (day.empty()) {
+        refuse(text, "the day is one of Sun, Mon, Tue, Wed, Thu, Fri, Sat");
     }
     if (!isTime(parts[1])) {
         refuse(text, "no blanks; the time is H:MM or HH:MM, from 0:00 to 23:59");
@@ -42,5 +42,5 @@ CaptureTime CaptureTime::parse(const std::string& text) {
     if (!isTwoDigits(parts[2], 26) || !Text::number(parts[2], 1, 26)) {
         refuse(text, "the interval is 1 to 26 weeks");
     }
-    return {parts[0], parts[1], parts[2]};
+    return {day, parts[1], parts[2]};
 }

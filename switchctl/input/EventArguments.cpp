@@ -70,6 +70,16 @@ LogRecord logRecordFrom(const LogEventArguments& arguments) {
     return result;
 }
 
+// The daemon takes no notice of what it wrote itself.
+constexpr std::uint32_t OWN_ENTRY_FLAGS = 4096;
+
+std::string whyNobodyIsMailed(const Sw_Log_Type& record) {
+    if (record.kind != 0 && record.kind != 2 && record.kind != 3) {
+        return "nobody is mailed for an event of type " + std::to_string(record.kind) + "; CallHome takes 0, 2 and 3";
+    }
+    return record.flags == OWN_ENTRY_FLAGS ? "nobody is mailed for it: flags 4096 mark the daemon's own entries" : "";
+}
+
 void checkAddresses(const std::vector<std::string>& addresses) {
     for (const std::string& address : addresses) {
         if (!SocketAddress::encode(address)) {

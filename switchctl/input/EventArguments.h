@@ -16,6 +16,9 @@ struct LogEventArguments {
 
 LogRecord logRecordFrom(const LogEventArguments& arguments);
 
+// Why CallHome takes no notice of such a record; "" when it does.
+std::string whyNobodyIsMailed(const Sw_Log_Type& record);
+
 // Each an IPv4 or IPv6 address.
 void checkAddresses(const std::vector<std::string>& addresses);
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr const char* RIGHT_FORMS = "; write 1-192.0.2.1:25, 2-[2001:db8::1]:25 or 3-mail.example.com:25";
+constexpr const char* RIGHT_FORMS = "; write 192.0.2.1:25, [2001:db8::1]:25 or mail.example.com:25";
 constexpr std::size_t MAX_HOST_NAME = 253;
 
 [[noreturn]] void refuse(const std::string& text, const std::string& why) {
@@ -46,6 +46,15 @@ std::string cutPort(const std::string& text, std::string& address) {
     return port;
 }
 
+// Of an address that stands alone or has a port behind it.
+char kindOf(const std::string& address) {
+    if (address.starts_with('[') || std::ranges::count(address, ':') > 1) {
+        return '2';
+    }
+    const std::string host = address.substr(0, address.find(':'));
+    return !host.empty() && host.find_first_not_of("0123456789.") == std::string::npos ? '1' : '3';
+}
+
 // 32 or 128 bits in hexadecimal digits as an address; "" when they are none.
 std::string fromDigits(int family, const std::string& digits) {
     const auto bytes = Text::bytes(digits);
@@ -70,22 +79,24 @@ std::string MailServer::shown(const std::string& value) {
 }
 
 MailServer MailServer::parse(const std::string& text) {
-    if (text.size() < 2 || text[1] != '-' || text[0] < '1' || text[0] > '3') {
-        refuse(text, "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)");
+    const bool told = text.size() >= 2 && text[1] == '-' && std::isdigit(static_cast<unsigned char>(text[0])) != 0;
+    if (told && (text[0] < '1' || text[0] > '3')) {
+        refuse(text, "a kind is 1- (IPv4), 2- (IPv6) or 3- (host name)");
     }
-    std::string address = text.substr(2);
+    std::string address = told ? text.substr(2) : text;
+    const char kind = told ? text[0] : kindOf(text);
     const auto port = Text::number(cutPort(text, address), 1, UINT16_MAX);
     if (!port) {
         refuse(text, "its port is not a number from 1 to 65535");
     }
-    if (text[0] == '1' && !isAddress(AF_INET, address)) {
+    if (kind == '1' && !isAddress(AF_INET, address)) {
         refuse(text, "\"" + address + "\" is not an IPv4 address");
     }
-    if (text[0] == '2' && !isAddress(AF_INET6, address)) {
+    if (kind == '2' && !isAddress(AF_INET6, address)) {
         refuse(text, "\"" + address + "\" is not an IPv6 address");
     }
-    if (text[0] == '3' && !isHostName(address)) {
+    if (kind == '3' && !isHostName(address)) {
         refuse(text, "\"" + address + "\" is not a host name");
     }
-    return {text.substr(0, 2) + address, static_cast<std::uint16_t>(*port)};
+    return {std::string(1, kind) + "-" + address, static_cast<std::uint16_t>(*port)};
 }

@@ -1,4 +1,4 @@
-// A mail server as an operator writes it: KIND-ADDR:PORT.
+// A mail server as an operator writes it: ADDR:PORT or KIND-ADDR:PORT.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@ struct MailServer {
     std::string value;  // as the attribute store has it: kind digit, hyphen, address
     std::uint16_t port = DEFAULT_PORT;
 
-    // 1- and an IPv4 address, 2- and an IPv6 address (in brackets when a port follows), 3- and a host name. Throws
-    // UsageError.
+    // An IPv4 address, an IPv6 address (in brackets when a port follows) or a host name; 1-, 2- or 3- before it says
+    // which of them it is. Throws UsageError.
     static MailServer parse(const std::string& text);
 
     // The address in a value of the attribute store for a person to read, hexadecimal digits in the usual notation.

@@ -21,6 +21,15 @@ const ServerCase SERVERS[] = {
     {"2-[::1]", "2-::1", 25},
     {"3-mail.example.com:587", "3-mail.example.com", 587},
     {"3-mail", "3-mail", 25},
+    {"127.0.0.1", "1-127.0.0.1", 25},
+    {"192.0.2.1:587", "1-192.0.2.1", 587},
+    {"::1", "2-::1", 25},
+    {"[2001:db8::7]:26", "2-2001:db8::7", 26},
+    {"mail.example.com", "3-mail.example.com", 25},
+    {"mail.example.com:587", "3-mail.example.com", 587},
+    {"mail", "3-mail", 25},
+    {"1and1.example", "3-1and1.example", 25},
+    {"3-192.0.2.1", "3-192.0.2.1", 25},
     {"3-my_host-1.example.com:1", "3-my_host-1.example.com", 1},
 };
 
@@ -38,10 +47,16 @@ struct RefusedServer {
 };
 
 const RefusedServer REFUSED_SERVERS[] = {
-    {"", "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)"},
-    {"127.0.0.1:25", "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)"},
-    {"0-", "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)"},
-    {"4-mail:25", "it does not begin with 1- (IPv4), 2- (IPv6) or 3- (host name)"},
+    {"", "\"\" is not a host name"},
+    {":25", "\"\" is not a host name"},
+    {"127.0.0:25", "\"127.0.0\" is not an IPv4 address"},
+    {"127.0.0.1.5", "\"127.0.0.1.5\" is not an IPv4 address"},
+    {"[mail]:25", "\"mail\" is not an IPv6 address"},
+    {"a:b:c", "\"a:b:c\" is not an IPv6 address"},
+    {"smtp://mail", "its port is not a number from 1 to 65535"},
+    {"operator@example.com", "\"operator@example.com\" is not a host name"},
+    {"0-", "a kind is 1- (IPv4), 2- (IPv6) or 3- (host name)"},
+    {"4-mail:25", "a kind is 1- (IPv4), 2- (IPv6) or 3- (host name)"},
     {"1-127.0.0:25", "\"127.0.0\" is not an IPv4 address"},
     {"1-mail:25", "\"mail\" is not an IPv4 address"},
     {"1-:25", "\"\" is not an IPv4 address"},
@@ -66,7 +81,7 @@ TEST(MailServer, isRefusedWithTheRightForms) {
             ADD_FAILURE() << one.text << " was taken";
         } catch (const UsageError& error) {
             EXPECT_EQ(error.what(), std::string("the mail server \"") + one.text + "\" cannot be used: " + one.why +
-                                        "; write 1-192.0.2.1:25, 2-[2001:db8::1]:25 or 3-mail.example.com:25");
+                                        "; write 192.0.2.1:25, [2001:db8::1]:25 or mail.example.com:25");
         }
     }
 }

@@ -4,6 +4,7 @@
 #include "switchctl/input/CaptureTime.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/Rules.h"
+#include "switchctl/text/Suggestion.h"
 #include "switchctl/text/Text.h"
 
 #include <algorithm>
@@ -50,12 +51,23 @@ void putCapture(ProfileTable::Profile& profile, const std::string& text) {
     }
 }
 
-void check(const ProfileSettings& settings) {
-    Rules::profileName(settings.name);
-    Rules::level(settings.level);
-    Rules::format(settings.format);
-    Rules::subject(settings.subject);
-    Rules::emails(settings.emails);
+void putEmails(ProfileTable::Profile& profile, const std::vector<std::string>& emails) {
+    Rules::emails(emails);
+    std::erase_if(profile.fields, [](const auto& field) { return field.first.starts_with("EmailList."); });
+    put(profile, "NumberOfEmails", INTEGER, std::to_string(emails.size()));
+    for (std::size_t number = 0; number < emails.size(); ++number) {
+        put(profile, "EmailList." + std::to_string(number), STRING, emails[number]);
+    }
+}
+
+void putSubject(ProfileTable::Profile& profile, const std::string& subject) {
+    Rules::subject(subject);
+    put(profile, "EmailSubject", STRING, subject);
+}
+
+bool namesNothing(const ProfileChange& change) {
+    return !change.level && !change.format && change.maxSize == 0 && !change.subject && change.emails.empty() &&
+           !change.capture;
 }
 
 }  // namespace
@@ -113,16 +125,13 @@ const ProfileTable::Profile* ProfileTable::find(const std::string& name) const {
 }
 
 void ProfileTable::add(const ProfileSettings& settings) {
-    check(settings);
+    Rules::profileName(settings.name);
     Profile profile{settings.name, {}};
-    put(profile, "Level", STRING, settings.level);
-    put(profile, "Format", STRING, settings.format);
+    put(profile, "Level", STRING, Rules::level(settings.level));
+    put(profile, "Format", STRING, Rules::format(settings.format));
     put(profile, "MaxSize", INTEGER, std::to_string(settings.maxSize));
-    put(profile, "EmailSubject", STRING, settings.subject);
-    put(profile, "NumberOfEmails", INTEGER, std::to_string(settings.emails.size()));
-    for (std::size_t number = 0; number < settings.emails.size(); ++number) {
-        put(profile, "EmailList." + std::to_string(number), STRING, settings.emails[number]);
-    }
+    putSubject(profile, settings.subject);
+    putEmails(profile, settings.emails);
     putCapture(profile, settings.capture);
     if (find(settings.name) != nullptr) {
         throw Refused("there is a profile " + settings.name + " already");
@@ -131,11 +140,49 @@ void ProfileTable::add(const ProfileSettings& settings) {
 }
 
 void ProfileTable::remove(const std::string& name) {
-    const Profile* profile = find(name);
-    if (profile == nullptr) {
-        throw Refused("there is no profile " + Text::oneLine(name));
+    profiles_.erase(profiles_.begin() + (&known(name) - profiles_.data()));
+}
+
+ProfileTable::Profile& ProfileTable::known(const std::string& name) {
+    const auto found = std::ranges::find(profiles_, name, &Profile::name);
+    if (found == profiles_.end()) {
+        throw Refused(noSuchProfile(name));
     }
-    profiles_.erase(profiles_.begin() + (profile - profiles_.data()));
+    return *found;
+}
+
+std::string ProfileTable::noSuchProfile(const std::string& name) const {
+    std::vector<std::string> names;
+    for (const Profile& profile : profiles_) {
+        names.push_back(profile.name);
+    }
+    return "there is no profile " + Text::oneLine(name) + Suggestion::didYouMean(name, names);
+}
+
+void ProfileTable::set(const ProfileChange& change) {
+    if (namesNothing(change)) {
+        throw UsageError("there is nothing to set; name at least one option");
+    }
+    Profile profile = known(change.name);
+    if (change.level) {
+        put(profile, "Level", STRING, Rules::level(*change.level));
+    }
+    if (change.format) {
+        put(profile, "Format", STRING, Rules::format(*change.format));
+    }
+    if (change.maxSize != 0) {
+        put(profile, "MaxSize", INTEGER, std::to_string(change.maxSize));
+    }
+    if (change.subject) {
+        putSubject(profile, *change.subject);
+    }
+    if (!change.emails.empty()) {
+        putEmails(profile, change.emails);
+    }
+    if (change.capture) {
+        putCapture(profile, *change.capture == "off" ? "" : *change.capture);
+    }
+    known(change.name) = std::move(profile);
 }
 
 std::vector<Attribute> ProfileTable::wanted() const {

@@ -14,8 +14,11 @@ inline constexpr std::uint32_t MIN_SIZE = 650;
 inline constexpr std::uint32_t MAX_SIZE = 2000000;
 
 void profileName(const std::string& name);
-void level(const std::string& name);
-void format(const std::string& name);
+// These two take their words in any case and give them as the daemon writes them.
+std::string level(const std::string& name);
+std::string format(const std::string& name);
+// The formats that have a layout of their own.
+const std::vector<std::string>& formats();
 void subject(const std::string& text);
 void emails(const std::vector<std::string>& addresses);
 // An address that mails come from or answers go to; option is named in the error.
