@@ -4,6 +4,7 @@
 #include "switchctl/status/Ledger.h"
 #include "switchctl/status/StatusVerdict.h"
 #include "switchctl/text/Errors.h"
+#include "switchctl/text/JsonTime.h"
 #include "switchctl/text/Text.h"
 
 namespace {
@@ -138,7 +139,7 @@ Json logJson(const LogDigest& log) {
     Json json;
     json.setNull("since");
     if (log.firstId != 0) {
-        json.set("since", momentText(log.first));
+        json.set("since", jsonTime(momentText(log.first)));
     }
     return json.set("complete", log.firstId <= 1)
         .set("refused", std::uint64_t{log.refusals.size()})
@@ -156,7 +157,7 @@ void ledger(Session& session) {
         .setNull("since")
         .setNull("counts");
     if (books.started) {
-        json.set("since", momentText(*books.started));
+        json.set("since", jsonTime(momentText(*books.started)));
     }
     if (books.counts) {
         json.set("counts", startJson(books));

@@ -28,7 +28,7 @@ TEST_F(LedgerCommand, theCountsOfADaemonThatIsSilentAreNotKnownAndTheEventLogIsT
                                       "  not restored  1 files\n"
                                       "  given up      0 mails"));
     EXPECT_THAT(run({"ledger", "--json", "--timeout", "0.1"}).out,
-                HasSubstr("\"log\":{\"since\":\"2023-11-14T22:13:20.123456+0000\",\"complete\":true,\"refused\":1,"
+                HasSubstr("\"log\":{\"since\":\"2023-11-14T22:13:20.123456+00:00\",\"complete\":true,\"refused\":1,"
                           "\"notRestored\":1,\"mailsGivenUp\":0,\"recipientsGivenUp\":0},\"schema\":1}"));
 }
 

@@ -4,6 +4,7 @@
 #include "switchctl/commands/Commands.h"
 #include "switchctl/log/LogFilter.h"
 #include "switchctl/text/Errors.h"
+#include "switchctl/text/JsonTime.h"
 #include "switchctl/text/Moment.h"
 #include "switchctl/text/Second.h"
 #include "switchctl/text/Text.h"
@@ -53,7 +54,7 @@ std::string line(const LogEntry& entry, bool explain) {
 
 Json json(const LogEntry& entry, bool explain) {
     Json object;
-    object.set("time", Text::timestamp(entry.seconds, entry.microseconds))
+    object.set("time", jsonTime(Text::timestamp(entry.seconds, entry.microseconds)))
         .set("level", entry.level)
         .set("id", entry.id)
         .set("number", hexNumber(entry.number))

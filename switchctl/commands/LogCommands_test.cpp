@@ -36,7 +36,7 @@ TEST_F(LogCommands, printsJson) {
 
     EXPECT_EQ(
         done({"log", "--json"}),
-        "{\"entries\":[{\"time\":\"2023-11-14T22:13:20.123456+0000\",\"level\":2,\"id\":1,\"number\":\"0x8b00000c\","
+        "{\"entries\":[{\"time\":\"2023-11-14T22:13:20.123456+00:00\",\"level\":2,\"id\":1,\"number\":\"0x8b00000c\","
         "\"flags\":4096,\"component\":\"OrvApp\",\"text\":\"text\"}],\"schema\":1}\n");
 }
 

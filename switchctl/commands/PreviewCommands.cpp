@@ -5,6 +5,7 @@
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/commands/LogEventOptions.h"
+#include "switchctl/text/JsonTime.h"
 #include "switchctl/text/Text.h"
 
 #include <ctime>
@@ -125,18 +126,25 @@ std::string captureLines(const CapturePreview& preview) {
 Json captureJson(const CapturePreview& preview) {
     Json runs = Json::array();
     for (const CapturePreview::Run& run : preview.runs) {
-        runs.add(Json().set("time", Text::timestamp(run.at, 0)).set("local", run.local).set("offTime", run.offTime));
+        runs.add(Json()
+                     .set("time", jsonTime(Text::timestamp(run.at, 0)))
+                     .set("local", run.local)
+                     .set("offTime", run.offTime));
     }
     Json mails = Json::array();
     for (const QueueMail& mail : preview.mails) {
         mails.add(mailJson(mail));
     }
-    return Json()
-        .set("day", preview.day)
+    Json object;
+    object.set("day", preview.day)
         .set("timeOfDay", preview.time)
-        .set("weeks", preview.weeks)
+        .setNull("weeks")
         .set("runs", runs)
         .set("mails", mails);
+    if (const auto weeks = Text::number(preview.weeks, 0, INT32_MAX)) {
+        object.set("weeks", *weeks);
+    }
+    return object;
 }
 
 void capture(Session& session, const std::string& profile) {

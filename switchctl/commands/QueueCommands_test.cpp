@@ -117,8 +117,8 @@ TEST_F(QueueTest, theNextTryIsATimeOfDayAndTheLastReplyStandsWithTheFirst) {
     EXPECT_THAT(text, HasSubstr("\n4       10 min  505    waiting  2        22:18:20  Port"));
     EXPECT_THAT(text, HasSubstr("delivered\n        last reply: 192.0.2.1:25 at 22:13:20: 450 later\n5 "));
     EXPECT_THAT(list({"--json"}),
-                HasSubstr("\"nextTry\":\"2023-11-14T22:18:20.123456+0000\",\"after\":null,\"lastReply\":{\"server\":"
-                          "\"192.0.2.1:25\",\"text\":\"450 later\",\"time\":\"2023-11-14T22:13:20.123456+0000\"}"));
+                HasSubstr("\"nextTry\":\"2023-11-14T22:18:20.123456+00:00\",\"after\":null,\"lastReply\":{\"server\":"
+                          "\"192.0.2.1:25\",\"text\":\"450 later\",\"time\":\"2023-11-14T22:13:20.123456+00:00\"}"));
 }
 
 TEST_F(QueueTest, parkedAndPersistentOnesHaveTheirQueueInTheirName) {

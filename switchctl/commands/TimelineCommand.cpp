@@ -6,6 +6,7 @@
 #include "switchctl/log/Timeline.h"
 #include "switchctl/status/StatusVerdict.h"
 #include "switchctl/text/Errors.h"
+#include "switchctl/text/JsonTime.h"
 #include "switchctl/traces/ProbeTrace.h"
 #include "switchctl/traces/TraceFile.h"
 
@@ -79,12 +80,17 @@ std::string linesOf(const Timeline& timeline, const std::vector<std::string>& un
 Json jsonOf(const Timeline& timeline, const std::vector<std::string>& unknown) {
     Json list = Json::array();
     for (const TimelineEvent& event : timeline.events) {
-        list.add(Json().set("time", momentText(event.time)).set("source", event.source).set("text", event.text));
+        Json one;
+        one.setNull("time").set("source", event.source).set("text", event.text);
+        if (event.time != 0) {
+            one.set("time", jsonTime(momentText(event.time)));
+        }
+        list.add(one);
     }
     Json json;
     json.set("events", list).setNull("tracesBegin").set("unknown", unknown);
     if (timeline.from != 0) {
-        json.set("tracesBegin", momentText(timeline.from));
+        json.set("tracesBegin", jsonTime(momentText(timeline.from)));
     }
     return json;
 }

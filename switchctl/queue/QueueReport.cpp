@@ -2,6 +2,7 @@
 
 #include "mesg/OrvLevel.h"
 #include "switchctl/status/StatusVerdict.h"
+#include "switchctl/text/JsonTime.h"
 #include "switchctl/text/Second.h"
 #include "switchctl/text/Text.h"
 
@@ -134,7 +135,7 @@ Json recipientJson(const QueueFacts& facts, const QueueRow& row, const std::stri
         .set("state", recipientWords(one.mark))
         .setNull("lastReply");
     if (reply != nullptr) {
-        json.set("lastReply", Json().set("text", reply->text).set("time", momentText(reply->time)));
+        json.set("lastReply", Json().set("text", reply->text).set("time", jsonTime(momentText(reply->time))));
     }
     return json;
 }
@@ -265,14 +266,14 @@ Json messageJson(const QueueFacts& facts, const QueueRow& row) {
         .set("state", nameOf(row.state))
         .set("file", row.entry->path)
         .set("bytes", row.entry->allBytes())
-        .set("written", momentText(row.entry->written))
+        .set("written", jsonTime(momentText(row.entry->written)))
         .set("age", std::max<std::int64_t>(0, facts.status.now - row.entry->since()) / SECOND)
         .set("remark", row.remark)
         .setNull("nextTry")
         .setNull("after")
         .setNull("lastReply");
     if (row.nextTry) {
-        json.set("nextTry", momentText(*row.nextTry));
+        json.set("nextTry", jsonTime(momentText(*row.nextTry)));
     }
     if (!row.after.empty()) {
         json.set("after", row.after);
@@ -281,7 +282,7 @@ Json messageJson(const QueueFacts& facts, const QueueRow& row) {
         json.set("lastReply", Json()
                                   .set("server", row.lastReply->server)
                                   .set("text", row.lastReply->text)
-                                  .set("time", momentText(row.lastReply->time)));
+                                  .set("time", jsonTime(momentText(row.lastReply->time))));
     }
     if (row.entry->message) {
         addMessage(json, facts, row);

@@ -2,6 +2,7 @@
 
 #include "orv_version.h"
 #include "switchctl/text/Errors.h"
+#include "switchctl/text/JsonTime.h"
 #include "switchctl/text/Second.h"
 #include "switchctl/text/Text.h"
 #include "switchctl/traces/DaemonWords.h"
@@ -152,7 +153,12 @@ std::string givenUpWords(const LogDigest& log) {
 }
 
 Json json(const StatusServer& server) {
-    return Json().set("address", server.address).set("port", server.port).set("enabled", server.enabled);
+    Json object;
+    object.set("address", server.address).setNull("port").set("enabled", server.enabled);
+    if (const auto port = Text::number(server.port, 0, UINT16_MAX)) {
+        object.set("port", *port);
+    }
+    return object;
 }
 
 Json problemsJson(const StatusProblems& problems) {
@@ -215,8 +221,10 @@ void addLog(Json& object, const StatusFacts& facts, std::int64_t now) {
         object.set("retry", Json().set("server", retry->server).set("seconds", secondsUntil(*retry, now)));
     }
     if (failure) {
-        object.set("lastFailure",
-                   Json().set("time", failure->time).set("text", failure->text).set("recovered", failure->recovered));
+        object.set("lastFailure", Json()
+                                      .set("time", jsonTime(failure->time))
+                                      .set("text", failure->text)
+                                      .set("recovered", failure->recovered));
     }
     object.set("givenUp", Json()
                               .set("recipients", facts.log.recipientsGivenUp)

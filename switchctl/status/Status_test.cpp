@@ -121,9 +121,9 @@ TEST_F(Status, isOneObjectForPrograms) {
               "{\"canSend\":true,\"problems\":[],\"components\":[{\"name\":\"OrvApp\",\"state\":\"started\",\"node\":" +
                   std::to_string(daemon_.address().node) + ",\"process\":" + std::to_string(daemon_.address().process) +
                   "}],"
-                  "\"primary\":{\"address\":\"192.0.2.1\",\"port\":\"25\",\"enabled\":true},"
-                  "\"secondary\":{\"address\":\"\",\"port\":\"25\",\"enabled\":false},"
-                  "\"active\":{\"address\":\"192.0.2.1\",\"port\":\"25\",\"enabled\":true},"
+                  "\"primary\":{\"address\":\"192.0.2.1\",\"port\":25,\"enabled\":true},"
+                  "\"secondary\":{\"address\":\"\",\"port\":25,\"enabled\":false},"
+                  "\"active\":{\"address\":\"192.0.2.1\",\"port\":25,\"enabled\":true},"
                   "\"sender\":\"sw@example.com\",\"profiles\":2,"
                   "\"queue\":{\"bytesInUse\":0,\"waiting\":0,\"open\":0,\"bytesAllowed\":5120000,"
                   "\"messagesAllowed\":100},"

@@ -8,6 +8,7 @@
 #include "switchctl/log/DaemonLog.h"
 #include "switchctl/status/StatusVerdict.h"
 #include "switchctl/text/Errors.h"
+#include "switchctl/text/JsonTime.h"
 #include "switchctl/text/Rules.h"
 #include "switchctl/text/Text.h"
 #include "switchctl/trial/TestDelay.h"
@@ -162,7 +163,7 @@ void Test::hear() {
 void Test::addDetails(Json& json) const {
     json.set("recipients", recipients_.json()).setNull("nextTry");
     if (const auto& next = recipients_.nextTry()) {
-        json.set("nextTry", Json().set("server", next->server).set("time", momentText(next->time)));
+        json.set("nextTry", Json().set("server", next->server).set("time", jsonTime(momentText(next->time))));
     }
 }
 

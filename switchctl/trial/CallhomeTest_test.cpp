@@ -189,7 +189,7 @@ TEST_F(CallhomeTest, tellsWhatFailedAndAtWhatTimeOfDayTheNextTryIs) {
     EXPECT_THAT(
         run({"callhome", "test", "Operators", "--timeout", "0.3", "--json"}).out,
         EndsWith(
-            "\"nextTry\":{\"server\":\"192.0.2.1:25\",\"time\":\"2023-11-14T22:18:20.123456+0000\"},\"schema\":1}\n"));
+            "\"nextTry\":{\"server\":\"192.0.2.1:25\",\"time\":\"2023-11-14T22:18:20.123456+00:00\"},\"schema\":1}\n"));
 }
 
 TEST_F(CallhomeTest, tellsAtOnceThatItIsNeverSentAndWhy) {
