@@ -53,8 +53,7 @@ std::string masked(std::string line) {
         {std::regex(" \\d+/0x"), " ID/0x"},
         // A try may be under way at this very moment, and its message open.
         {std::regex("(retry +)(in \\d+ s|due) "), "$1SOON "},
-        // The one before may have been mailed a moment ago, and be kept to count its repeats.
-        {std::regex("[01] of 100 waiting, [01] open, (1 mailed and kept to count repeats, )?[1-9]\\d* of"), "ONE"},
+        {std::regex("[01] of 100 waiting, [01] open, [1-9]\\d* of"), "ONE"},
     };
     for (const auto& [pattern, replacement] : MASKS) {
         line = std::regex_replace(line, pattern, replacement);
