@@ -9,6 +9,7 @@
 #include <cmath>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -46,8 +47,12 @@ public:
     std::string make_usage(const CLI::App* app, std::string /*name*/) const override {
         const CommandText* text = textOf(texts_, app);
         const std::string words = wordsOf(app);
-        const std::string rest = text == nullptr ? "COMMAND ..." : std::string(text->synopsis).substr(words.size());
-        return "Usage: switchctl " + words + "[-h] " + rest + "\n" + app->get_description() + "\n";
+        const std::string_view synopsis = text == nullptr ? "" : text->synopsis;
+        // A synopsis may end with its words.
+        const std::string rest =
+            text == nullptr ? "COMMAND ..." : std::string(synopsis.substr(std::min(words.size(), synopsis.size())));
+        const std::string usage = "Usage: switchctl " + words + "[-h]" + (rest.empty() ? "" : " " + rest);
+        return Text::folded(usage, 80, "") + app->get_description() + "\n";
     }
     std::string make_footer(const CLI::App* app) const override {
         const CommandText* text = textOf(texts_, app);

@@ -5,6 +5,7 @@
 #include "switchctl/doctor/Visitor.h"
 #include "switchctl/status/StatusReport.h"
 #include "switchctl/status/StatusVerdict.h"
+#include "switchctl/status/StatusWatch.h"
 
 #include <algorithm>
 #include <chrono>
@@ -117,7 +118,7 @@ void doctor(Session& session, const DoctorArguments& arguments) {
         json.set("servers", visitsJson(*facts.outside));
         lines += visitLines(*facts.outside);
     }
-    session.print(json, lines);
+    session.print(json, Colour::isWanted(session.out) ? Colour::heading(lines, shadeOf(problems)) : lines);
     endWithStatus(facts, problems);
 }
 

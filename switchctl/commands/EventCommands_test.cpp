@@ -68,18 +68,18 @@ TEST_F(EventCommands, logSaysWhenNobodyIsMailedForIt) {
 }
 
 TEST_F(EventCommands, logPublishesEveryField) {
-    done({"event",       "log",
-          "--type",      "2",
-          "--number",    "0xFFFFFFFF",
-          "--slot",      "3",
-          "--chip",      "1",
-          "--port",      "7",
-          "--class",     "9",
-          "--flags",     "4096",
-          "--location",  "3.1.2",
-          "--names",     "Blade,Port",
-          "--time",      "1600000000.5",
-          "-- a text --"});
+    run({"event",       "log",
+         "--type",      "2",
+         "--number",    "0xFFFFFFFF",
+         "--slot",      "3",
+         "--chip",      "1",
+         "--port",      "7",
+         "--class",     "9",
+         "--flags",     "4096",
+         "--location",  "3.1.2",
+         "--names",     "Blade,Port",
+         "--time",      "1600000000.5",
+         "-- a text --"});
 
     Sw_Log_Type expected;
     expected.kind = 2;
@@ -101,7 +101,7 @@ TEST_F(EventCommands, logPublishesEveryField) {
 }
 
 TEST_F(EventCommands, logTakesNegativeNumbersAndATextThatIsACommandsName) {
-    done({"event", "log", "--type", "-5", "--number", "1", "--slot", "-1", "status"});
+    run({"event", "log", "--type", "-5", "--number", "1", "--slot", "-1", "status"});
 
     const Sw_Log_Type record = onlyRecord();
     EXPECT_EQ(record.kind, -5);

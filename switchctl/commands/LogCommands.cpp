@@ -148,7 +148,7 @@ void LogPrinter::add(const LogEntry& entry) {
     if (!session_.json) {
         lines_ += line(entry, arguments_.explain);
     } else if (arguments_.follow) {
-        lines_ += json(entry, arguments_.explain).dump() + "\n";
+        lines_ += json(entry, arguments_.explain).set("schema", Session::SCHEMA).dump() + "\n";
     } else {
         list_.add(json(entry, arguments_.explain));
     }

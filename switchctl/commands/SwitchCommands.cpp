@@ -1,9 +1,11 @@
 // wait, status: who is there, how far it has come, and whether it can do its work.
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
+#include "switchctl/commands/WatchCommand.h"
 #include "switchctl/status/StatusFacts.h"
 #include "switchctl/status/StatusReport.h"
 #include "switchctl/status/StatusVerdict.h"
+#include "switchctl/status/StatusWatch.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/Text.h"
 
@@ -29,7 +31,9 @@ std::vector<ComponentList::Component> components(Session& session) {
 void status(Session& session) {
     const StatusFacts facts = StatusFacts::gather(session);
     const StatusProblems problems = statusProblems(facts);
-    session.print(statusJson(facts, problems), statusLines(facts, problems));
+    const std::string lines = statusLines(facts, problems);
+    session.print(statusJson(facts, problems),
+                  Colour::isWanted(session.out) ? Colour::heading(lines, shadeOf(problems)) : lines);
     endWithStatus(facts, problems);
 }
 
@@ -79,4 +83,5 @@ void addSwitchCommands(CommandTree& tree) {
         .take({"STATE", "", "registered, ready, configured or started", true}, arguments.state);
     tree.command(tree.root(), "status", {"status", "Whether CallHome can send and, if not, why", "status"}, status);
     addDoctorCommand(tree);
+    addWatchCommand(tree);
 }

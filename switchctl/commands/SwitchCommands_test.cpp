@@ -34,6 +34,23 @@ TEST_F(SwitchCommands, statusFollowsTheComponentsStart) {
     EXPECT_EQ(stateNow(), "started");
 }
 
+TEST_F(SwitchCommands, watchShowsTheStatusAgainAndAgainAndAsksForNoProbe) {
+    std::size_t probes = 0;
+    daemon_.onMessage = [&, former = daemon_.onMessage](Hsb_Message& message) {
+        probes += message.format() == MessageFormat::PROBE ? 1u : 0u;
+        former(message);
+    };
+
+    const Outcome result = run({"watch", "--interval", "1", "--count", "2", "--timeout", "0.3"});
+
+    EXPECT_EQ(result.status, ExitStatus::DONE);
+    const std::size_t first = result.out.find("\ncomponents    OrvApp ");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_NE(result.out.find("\ncomponents    OrvApp ", first + 1), std::string::npos);
+    EXPECT_EQ(result.out.find('\x1b'), std::string::npos) << "it is no terminal";
+    EXPECT_EQ(probes, 0u);
+}
+
 TEST_F(SwitchCommands, waitNeedsTheNameOfAComponent) {
     EXPECT_EQ(run({"wait", "", "started"}).status, ExitStatus::WRONG_USAGE);
 }

@@ -20,6 +20,7 @@ using Line = std::vector<std::string>;
 const std::vector<Line> COMMANDS = {
     {"wait"},
     {"status"},
+    {"watch"},
     {"doctor"},
     {"attr", "get"},
     {"attr", "set"},
@@ -131,8 +132,8 @@ TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
 
 TEST_F(Usage, helpOfAGroupNamesItsCommands) {
     run({"--help"});
-    for (const char* word : {"wait", "status", "doctor", "attr", "event", "callhome", "queue", "ledger", "explain",
-                             "timeline", "profile", "log", "fault"}) {
+    for (const char* word : {"wait", "status", "watch", "doctor", "attr", "event", "callhome", "queue", "ledger",
+                             "explain", "timeline", "profile", "log", "fault"}) {
         EXPECT_THAT(out_.str(), HasSubstr(std::string("\n  ") + word + " "));
     }
     for (const Line& line : COMMANDS) {

@@ -43,6 +43,32 @@ protected:
     void SetUp() override { std::filesystem::create_directory(root()); }
 };
 
+TEST_F(CommandLine, switchctlTellsOnceThatItHasWaitedASecond) {
+    const auto waiting = [this](const Environment& more) {
+        Environment environment = {{"HSB_ROOT", root()}, {"HSB_BUS", bus_.address()}};
+        environment.insert(more.begin(), more.end());
+        Child child("/bin/sh", {"-c", "\"$0\" attr list --timeout 1.5 2>&1", Program::SWITCHCTL}, environment);
+        return child.readAll();
+    };
+
+    EXPECT_THAT(waiting({}), StartsWith("switchctl: waiting for an answer\n"));
+    EXPECT_THAT(waiting({{"SWITCHCTL_QUIET", "1"}}), testing::Not(HasSubstr("waiting for an answer")));
+}
+
+TEST_F(CommandLine, switchctlColoursItsHeadingOnATerminalAlone) {
+    const std::unique_ptr<Child> switchd = startSwitchd();
+    const auto onTerminal = [this](const Environment& more) {
+        Environment all = environment();
+        all.insert(more.begin(), more.end());
+        Child child("/usr/bin/script", {"-qec", std::string(Program::SWITCHCTL) + " status", "/dev/null"}, all);
+        return child.readAll();
+    };
+
+    EXPECT_THAT(onTerminal({}), StartsWith("\x1b[31mCallHome cannot send. What to mend, in this order:\x1b[0m\r\n"));
+    EXPECT_THAT(onTerminal({{"NO_COLOR", "1"}}), StartsWith("CallHome cannot send."));
+    EXPECT_THAT(switchctl({"status"}).output, testing::Not(HasSubstr("\x1b")));
+}
+
 struct Named {
     const char* name;
     const char* const& program;

@@ -129,8 +129,11 @@ TEST(OperatorDoc, printsWhatItsCommandsPrint) {
     }
     const std::string path = std::string(PROGRAMS) + ":" + std::getenv("PATH");
     {
-        Shell shell(directory + "/script",
-                    {{"PATH", path}, {"TMPDIR", directory}, {"MAIL_IP", ownAddress()}, {"TZ", "UTC"}});
+        Shell shell(directory + "/script", {{"PATH", path},
+                                            {"TMPDIR", directory},
+                                            {"MAIL_IP", ownAddress()},
+                                            {"TZ", "UTC"},
+                                            {"SWITCHCTL_QUIET", "1"}});
         for (const Step& step : steps) {
             bool ended = false;
             expectOutput(step, shell.readStep(ended));

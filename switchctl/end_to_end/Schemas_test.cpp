@@ -16,6 +16,7 @@ struct SchemaCase {
 constexpr SchemaCase CASES[] = {
     {"wait", "wait orvApp started"},
     {"status", "status"},
+    {"status", "watch --count 1"},
     {"doctor", "doctor"},
     {"doctor", "doctor --offline"},
     {"attr-get", "attr get Global.Callhome.FromAddr No.Such"},
@@ -42,7 +43,6 @@ constexpr SchemaCase CASES[] = {
     {"queue-export", "queue export --to $D/mails"},
     {"ledger", "ledger"},
     {"timeline", "timeline $N"},
-    {"timeline", "timeline --profile Operators"},
     {"profile-list", "profile list"},
     {"profile-show", "profile show Operators"},
     {"profile-add", "profile add Night --level warn --format Tsc1 --email b@x --capture mon,2:30,1"},
@@ -66,6 +66,7 @@ constexpr SchemaCase CASES[] = {
     {"attr-list", "attr set Global.Callhome.SMTPPort=$P"},
     {"callhome-done", "callhome profile-change"},
     {"callhome-test", "callhome test Operators --timeout 25"},
+    {"timeline", "timeline --profile Operators"},
     {"status", "status"},
 };
 

@@ -4,12 +4,14 @@
 #include "switchctl/client/Attributes.h"
 #include "switchctl/client/Management.h"
 #include "switchctl/input/ProfileTable.h"
+#include "switchctl/status/StatusWatch.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/Text.h"
 #include "switchctl/traces/ProbeTrace.h"
 
 #include <algorithm>
 #include <chrono>
+#include <stdexcept>
 #include <utility>
 
 namespace {
@@ -107,14 +109,26 @@ void askDaemon(Session& session, StatusFacts& facts) {
     askProbe(session, facts);
 }
 
-}  // namespace
-
-StatusFacts StatusFacts::gather(Session& session) {
-    StatusFacts facts;
+void askSwitch(Session& session, StatusFacts& facts) {
     facts.components = OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
     facts.attributes = Attributes::get(session, KEYS);
     facts.profiles = ProfileTable(Attributes::list(session, ProfileTable::PREFIX)).profiles();
     facts.log = LogDigest::read(session);
+}
+
+// What is known without a question.
+void readHere(StatusFacts& facts) {
+    facts.traces = DaemonTraces::read(facts.traces.process);
+    facts.flash = FlashFacts::read();
+    const timeval now = hostClock().calendar();
+    facts.now = std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
+}
+
+}  // namespace
+
+StatusFacts StatusFacts::gather(Session& session) {
+    StatusFacts facts;
+    askSwitch(session, facts);
     if (facts.daemon() != nullptr) {
         try {
             askDaemon(session, facts);
@@ -124,11 +138,35 @@ StatusFacts StatusFacts::gather(Session& session) {
             facts.noAnswer = error.what();
         }
     }
-    facts.traces = DaemonTraces::read(facts.traces.process);
-    facts.flash = FlashFacts::read();
-    const timeval now = hostClock().calendar();
-    facts.now = std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
+    readHere(facts);
     return facts;
+}
+
+StatusFacts lookAgain(Session& session, const std::optional<StatusFacts>& before) {
+    StatusFacts facts;
+    askSwitch(session, facts);
+    const bool quiet = before && before->queue && before->log.latest == facts.log.latest;
+    if (facts.daemon() != nullptr && quiet) {
+        facts.queue = before->queue;
+    } else if (facts.daemon() != nullptr) {
+        try {
+            facts.queue = Management::queue(session);
+        } catch (const SwitchdSilent&) {
+            throw;
+        } catch (const std::runtime_error& error) {
+            facts.noAnswer = error.what();
+        }
+    }
+    readHere(facts);
+    return facts;
+}
+
+Colour::Shade shadeOf(const StatusProblems& problems) {
+    const ProblemState state = stateOf(problems);
+    if (!canSend(state)) {
+        return Colour::Shade::RED;
+    }
+    return state == ProblemState::NOTICE ? Colour::Shade::GREEN : Colour::Shade::YELLOW;
 }
 
 StatusFacts::Count StatusFacts::count(LogDigest::Trouble trouble) const {

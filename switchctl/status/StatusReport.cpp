@@ -112,9 +112,11 @@ std::string queueWords(const StatusFacts& facts) {
         return "not known";
     }
     const std::uint32_t parked = facts.probe ? facts.probe->parked.value_or(0) : 0;
+    const std::string kept = !facts.noProbe.empty() ? "how many are kept to count repeats not known, "
+                             : parked == 0          ? ""
+                                                    : std::to_string(parked) + " mailed and kept to count repeats, ";
     return used(facts.queue->waiting, facts.attribute(FILES), "waiting") + ", " + std::to_string(facts.queue->open) +
-           " open, " + (parked == 0 ? "" : std::to_string(parked) + " mailed and kept to count repeats, ") +
-           used(facts.queue->bytesInUse, facts.attribute(SPACE), "bytes");
+           " open, " + kept + used(facts.queue->bytesInUse, facts.attribute(SPACE), "bytes");
 }
 
 std::string retryWords(const StatusFacts& facts, std::int64_t now) {

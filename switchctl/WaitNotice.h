@@ -1,0 +1,27 @@
+// Tells on stderr, once, that a command has lasted a second and goes on.
+//
+// A thread of its own: whatever the command waits in. Not for a script that wants to compare what is printed:
+// SWITCHCTL_QUIET leaves it out.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+class WaitNotice {
+public:
+    explicit WaitNotice(const std::vector<std::string>& arguments);
+    ~WaitNotice();
+    WaitNotice(const WaitNotice&) = delete;
+    WaitNotice& operator=(const WaitNotice&) = delete;
+
+private:
+    void wait();
+
+    std::mutex lock_;
+    std::condition_variable ended_;
+    bool done_ = false;
+    std::thread thread_;
+};

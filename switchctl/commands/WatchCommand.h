@@ -1,0 +1,6 @@
+// The command that stays.
+#pragma once
+
+class CommandTree;
+
+void addWatchCommand(CommandTree& tree);
