@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 
@@ -218,4 +219,23 @@ TEST_F(OrvSMTPConnectionTest, isLostWithTheLimitThatPasses) {
         EXPECT_TRUE(connection_.limitPassed());
         system_.stuckSince.reset();
     }
+}
+
+TEST(OrvSMTPSystem, seesBytesThatHaveComeAndLeavesThemThere) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    const Descriptor mine(ends[0]);
+    Descriptor other(ends[1]);
+    OrvSMTPSystem& system = OrvSMTPSystem::real();
+    EXPECT_FALSE(system.hasBytes(mine.get()));
+
+    ASSERT_EQ(send(other.get(), "x", 1, 0), 1);
+
+    EXPECT_TRUE(system.hasBytes(mine.get()));
+    EXPECT_TRUE(system.hasBytes(mine.get()));
+    char byte = 0;
+    EXPECT_EQ(system.receive(mine.get(), &byte, 1), 1);
+    EXPECT_EQ(byte, 'x');
+    other.reset();
+    EXPECT_FALSE(system.hasBytes(mine.get())) << "the end is no byte";
 }
