@@ -15,7 +15,7 @@ struct CallhomeSettings {
     std::optional<std::string> phone;
     std::optional<std::string> street;
     std::optional<std::string> location;
-    std::optional<std::string> smtp;   // KIND-ADDR:PORT, or off
+    std::optional<std::string> smtp;   // ADDR:PORT, or off
     std::optional<std::string> smtp2;  // likewise
     bool enable = false;
     bool disable = false;

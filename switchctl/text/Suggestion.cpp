@@ -9,7 +9,7 @@
 namespace Suggestion {
 namespace {
 
-bool sameLetter(unsigned char one, unsigned char other) {
+bool equalLetters(unsigned char one, unsigned char other) {
     return std::tolower(one) == std::tolower(other);
 }
 
@@ -24,10 +24,10 @@ std::size_t distance(std::string_view one, std::string_view other) {
             const auto at = [](std::string_view text, std::size_t place) {
                 return static_cast<unsigned char>(text[place - 1]);
             };
-            const bool equal = sameLetter(at(one, row), at(other, column));
+            const bool equal = equalLetters(at(one, row), at(other, column));
             std::size_t least = std::min({last[column - 1] + (equal ? 0 : 1), last[column] + 1, now.back() + 1});
-            if (row > 1 && column > 1 && sameLetter(at(one, row), at(other, column - 1)) &&
-                sameLetter(at(one, row - 1), at(other, column))) {
+            if (row > 1 && column > 1 && equalLetters(at(one, row), at(other, column - 1)) &&
+                equalLetters(at(one, row - 1), at(other, column))) {
                 least = std::min(least, before[column - 2] + 1);
             }
             now.push_back(least);
@@ -41,7 +41,7 @@ std::size_t distance(std::string_view one, std::string_view other) {
 }  // namespace
 
 bool same(std::string_view one, std::string_view other) {
-    return std::ranges::equal(one, other, sameLetter);
+    return std::ranges::equal(one, other, equalLetters);
 }
 
 std::string inAnyCase(const std::string& word, const std::vector<std::string>& words) {

@@ -7,10 +7,10 @@
 namespace {
 
 constexpr const char* FIRST = "11/14/2023 UTC 22:13:20.123  17 OrvApp OrvApp: Application startup!\n";
-constexpr const char* SECOND = "11/14/2023 UTC 22:13:21.000  18 main createApplication: a: b\nand more\n";
+constexpr const char* SECOND_RECORD = "11/14/2023 UTC 22:13:21.000  18 main createApplication: a: b\nand more\n";
 
 TEST(TraceRecords, haveHeadProcessMethodAndMessage) {
-    const std::string text = std::string(FIRST) + SECOND;
+    const std::string text = std::string(FIRST) + SECOND_RECORD;
     const auto records = traceRecords(text);
 
     ASSERT_EQ(records.size(), 2u);
@@ -18,7 +18,7 @@ TEST(TraceRecords, haveHeadProcessMethodAndMessage) {
     EXPECT_EQ(records[0].process, 17);
     EXPECT_EQ(records[0].method, "OrvApp OrvApp");
     EXPECT_EQ(records[0].message, "Application startup!\n");
-    EXPECT_EQ(records[1].text, SECOND);
+    EXPECT_EQ(records[1].text, SECOND_RECORD);
     EXPECT_EQ(records[1].head, "11/14/2023 UTC 22:13:21.000");
     EXPECT_EQ(records[1].message, "a: b\nand more\n");
     EXPECT_TRUE(records[1].is({"main", "createApplication", "a: "}));
@@ -82,15 +82,15 @@ TEST(TraceRecords, areNotMadeOfWhatOnlyBeginsAlike) {
 TEST(TraceRecords, areFoundBehindALineOfTwoMegabytes) {
     std::string text = std::string(FIRST);
     text.pop_back();
-    text += std::string(1000000, '/') + std::string(1000000, '1') + "\n" + SECOND;
+    text += std::string(1000000, '/') + std::string(1000000, '1') + "\n" + SECOND_RECORD;
     const auto records = traceRecords(text);
     ASSERT_EQ(records.size(), 2u);
     EXPECT_EQ(records[0].message.size(), 2000021u);
-    EXPECT_EQ(records[1].text, SECOND);
+    EXPECT_EQ(records[1].text, SECOND_RECORD);
 }
 
 TEST(TraceRecords, areCutAtAnyPlaceWithoutHarm) {
-    const std::string text = std::string(FIRST) + SECOND;
+    const std::string text = std::string(FIRST) + SECOND_RECORD;
     for (std::size_t length = 0; length <= text.size(); ++length) {
         EXPECT_LE(traceRecords(std::string(text, 0, length)).size(), 2u);
         EXPECT_LE(traceRecords(std::string(text, length)).size(), 2u);
