@@ -9,6 +9,7 @@ void addAttributeCommands(CommandTree& tree);
 void addEventCommands(CommandTree& tree);
 void addCallhomeCommands(CommandTree& tree);
 void addPreviewCommands(CommandTree& tree);
+void addRehearseCommand(CommandTree& tree);
 void addQueueCommands(CommandTree& tree);
 void addExplainCommand(CommandTree& tree);
 void addTimelineCommand(CommandTree& tree);

@@ -52,6 +52,7 @@ const std::vector<Line> COMMANDS = {
     {"queue", "clear"},
     {"preview", "event"},
     {"preview", "capture"},
+    {"rehearse"},
     {"profile", "list"},
     {"profile", "show"},
     {"profile", "add"},
