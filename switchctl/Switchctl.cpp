@@ -14,9 +14,9 @@ using AddCommands = void (*)(CommandTree&);
 
 // In the order in which --help lists them.
 constexpr AddCommands GROUPS[] = {
-    addSwitchCommands,  addAttributeCommands, addEventCommands, addCallhomeCommands, addQueueCommands,
-    addLedgerCommand,   addProfileCommands,   addLogCommands,   addExplainCommand,   addTimelineCommand,
-    addPreviewCommands, addRehearseCommand,   addFaultCommands,
+    addSwitchCommands,  addAttributeCommands, addEventCommands,   addCallhomeCommands, addQueueCommands,
+    addLedgerCommand,   addProfileCommands,   addLogCommands,     addMetricsCommand,   addExplainCommand,
+    addTimelineCommand, addPreviewCommands,   addRehearseCommand, addFaultCommands,
 };
 
 // A failure that --json tells too, unless the command has printed its object before.

@@ -10,6 +10,7 @@ void addEventCommands(CommandTree& tree);
 void addCallhomeCommands(CommandTree& tree);
 void addPreviewCommands(CommandTree& tree);
 void addRehearseCommand(CommandTree& tree);
+void addMetricsCommand(CommandTree& tree);
 void addQueueCommands(CommandTree& tree);
 void addExplainCommand(CommandTree& tree);
 void addTimelineCommand(CommandTree& tree);

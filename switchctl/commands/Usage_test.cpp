@@ -53,6 +53,7 @@ const std::vector<Line> COMMANDS = {
     {"preview", "event"},
     {"preview", "capture"},
     {"rehearse"},
+    {"metrics"},
     {"profile", "list"},
     {"profile", "show"},
     {"profile", "add"},
