@@ -17,8 +17,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-constexpr std::uint64_t kSecond = 1000000;
-
 // A switch with one profile and one mail server, over three minutes.
 Timetable labSwitch() {
     box::World world(1);

@@ -13,6 +13,8 @@
 
 namespace ahead {
 
+inline constexpr std::uint64_t kSecond = 1000000;
+
 // What there is on the flash before the daemon starts.
 struct FlashFile {
     std::string path;  // the switch's

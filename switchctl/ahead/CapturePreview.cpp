@@ -16,8 +16,7 @@ namespace {
 
 using ahead::Act;
 
-constexpr std::uint64_t SECOND = 1000000;
-constexpr std::uint64_t PROBE_AT = 5 * SECOND;
+constexpr std::uint64_t PROBE_AT = 5 * ahead::kSecond;
 constexpr std::int64_t WEEK = 7 * 86400;
 // The daemon looks at its schedule once a minute, and at the first look computes it afresh.
 constexpr std::int64_t BEFORE_RUN = 90;
@@ -34,7 +33,7 @@ ahead::Timetable tableOf(const std::vector<Attribute>& attributes, std::int64_t 
 ProbedProfile probed(const std::string& name, const std::vector<Attribute>& attributes, std::int64_t now) {
     ahead::Timetable table = tableOf(attributes, now);
     table.steps = {{PROBE_AT, Act::kProbe, 0, ""}};
-    table.end = PROBE_AT + SECOND;
+    table.end = PROBE_AT + ahead::kSecond;
     table.listenFor = {std::string(AheadWords::PROFILE.text)};
     const auto profiles = ProbedProfile::allAt(RunAhead::play(table).traces, PROBE_AT);
     const auto found = std::ranges::find(profiles, name, &ProbedProfile::name);
@@ -86,7 +85,7 @@ std::vector<ahead::FlashFile> logFiles() {
 
 std::vector<QueueMail> mailsOf(const std::string& profile, const std::vector<Attribute>& attributes, std::int64_t run) {
     ahead::Timetable table = tableOf(attributes, run - BEFORE_RUN);
-    table.end = static_cast<std::uint64_t>(BEFORE_RUN + AFTER_RUN) * SECOND;
+    table.end = static_cast<std::uint64_t>(BEFORE_RUN + AFTER_RUN) * ahead::kSecond;
     table.files = logFiles();
     std::vector<QueueMail> mails;
     for (const ahead::TakenMail& mail : RunAhead::play(table).mails) {

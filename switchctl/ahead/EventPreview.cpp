@@ -18,21 +18,20 @@ namespace {
 using ahead::Act;
 using Verdict = EventPreview::Admission::Verdict;
 
-constexpr std::uint64_t SECOND = 1000000;
 // By then a daemon has read its configuration and mailed that it has started.
 constexpr std::uint64_t READY = 30;
 constexpr std::uint64_t AFTER = 10;
 constexpr std::size_t LARGEST_FILE = 8 << 20;
 
-constexpr std::uint64_t BEFORE_AT = (READY - 1) * SECOND;
-constexpr std::uint64_t EVENT_AT = READY * SECOND;
-constexpr std::uint64_t AFTER_AT = (READY + AFTER) * SECOND;
+constexpr std::uint64_t BEFORE_AT = (READY - 1) * ahead::kSecond;
+constexpr std::uint64_t EVENT_AT = READY * ahead::kSecond;
+constexpr std::uint64_t AFTER_AT = (READY + AFTER) * ahead::kSecond;
 
 ahead::Timetable tableOf(const LogRecord& event, const std::vector<Attribute>& attributes, std::int64_t now) {
     const WireBytes bytes = event.encode();
     ahead::Timetable table;
     table.begin = now - static_cast<std::int64_t>(READY);
-    table.end = AFTER_AT + SECOND;
+    table.end = AFTER_AT + ahead::kSecond;
     table.attributes = attributes;
     table.steps = {{BEFORE_AT, Act::kProbe, 0, ""},
                    {EVENT_AT, Act::kPublish, 0, {bytes.begin(), bytes.end()}},
@@ -132,7 +131,7 @@ void raise(std::vector<Attribute>& attributes, const std::string& key, const std
 void raiseQuotas(ahead::Timetable& table) {
     ahead::Timetable start = table;
     start.files.clear();
-    start.end = BEFORE_AT + SECOND / 2;
+    start.end = BEFORE_AT + ahead::kSecond / 2;
     start.steps.pop_back();
     const ahead::Outcome outcome = RunAhead::play(start);
     for (const ahead::Trace& trace : outcome.traces) {
@@ -182,7 +181,7 @@ void askBesideTheQueue(EventPreview& preview, ahead::Timetable table, const Queu
     table.files = filesOf(queue);
     table.steps.insert(table.steps.begin(), {{0, Act::kRefuses, 0, ""}, {0, Act::kRefuses, 1, ""}});
     table.steps.pop_back();
-    table.end = EVENT_AT + SECOND / 2;
+    table.end = EVENT_AT + ahead::kSecond / 2;
     table.listenFor = {"OrvCHMesgQ "};
     raiseQuotas(table);
     preview.admission = {};

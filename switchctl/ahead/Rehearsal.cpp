@@ -13,21 +13,19 @@ namespace {
 using ahead::Act;
 using Fate = Rehearsal::Event::Fate;
 
-constexpr std::uint64_t SECOND = 1000000;
-constexpr std::int64_t HOUR = 3600;
 // By then the daemon has read its configuration and mailed that it has started.
-constexpr std::int64_t READY = 30;
+constexpr std::int64_t SETTLED = 30;
 // Every profile that takes any level takes this one.
 constexpr const char* TEXT = "rehearsed fault ";
 // Longer than anybody keeps messages.
-constexpr std::int64_t LONGEST = 8 * 24 * HOUR;
+constexpr std::int64_t LONGEST = 8 * 24 * RehearsalPlan::HOUR;
 
 std::uint64_t moment(std::int64_t second) {
-    return static_cast<std::uint64_t>(READY + second) * SECOND;
+    return static_cast<std::uint64_t>(SETTLED + second) * ahead::kSecond;
 }
 
 std::int64_t secondOf(std::uint64_t at) {
-    return static_cast<std::int64_t>(at / SECOND) - READY;
+    return static_cast<std::int64_t>(at / ahead::kSecond) - SETTLED;
 }
 
 ahead::Step eventAt(std::int64_t second, std::size_t number) {
@@ -41,9 +39,9 @@ ahead::Step eventAt(std::int64_t second, std::size_t number) {
 
 ahead::Timetable tableOf(const RehearsalPlan& plan, const std::vector<Attribute>& attributes, std::int64_t begin) {
     ahead::Timetable table;
-    table.begin = begin - READY;
+    table.begin = begin - SETTLED;
     table.attributes = attributes;
-    table.end = moment(plan.seconds) + SECOND;
+    table.end = moment(plan.seconds) + ahead::kSecond;
     for (const RehearsalPlan::Outage& outage : plan.outages) {
         table.steps.push_back({moment(outage.begin), Act::kRefuses, outage.server, ""});
         table.steps.push_back({moment(outage.end), Act::kComesUp, outage.server, ""});
@@ -166,8 +164,9 @@ RehearsalPlan offline(std::int64_t seconds, std::int64_t rate) {
 // Looks at a short time first: with many events it does not take long, and the long one would.
 Rehearsal::Endurance enduranceOf(const std::vector<Attribute>& attributes, std::int64_t rate, std::int64_t begin) {
     Rehearsal::Endurance endurance;
-    for (std::int64_t hours = 1; hours * HOUR <= LONGEST && hours * rate <= RehearsalPlan::MOST_EVENTS; hours *= 5) {
-        const RehearsalPlan plan = offline(hours * HOUR, rate);
+    for (std::int64_t hours = 1; hours * RehearsalPlan::HOUR <= LONGEST && hours * rate <= RehearsalPlan::MOST_EVENTS;
+         hours *= 5) {
+        const RehearsalPlan plan = offline(hours * RehearsalPlan::HOUR, rate);
         ahead::Timetable table = tableOf(plan, attributes, begin);
         table.listenFor = {AheadWords::REMOVED, AheadWords::TOO_LARGE, AheadWords::NO_ROOM};
         endurance.looked = plan.seconds;

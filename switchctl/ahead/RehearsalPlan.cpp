@@ -8,14 +8,12 @@
 
 namespace {
 
-constexpr std::int64_t HOUR = 3600;
-
 // "90s", "20m", "3h" or "2d"; "0" as well.
 std::optional<std::int64_t> spanOf(const std::string& text) {
     constexpr struct {
         char unit;
         std::int64_t seconds;
-    } UNITS[] = {{'s', 1}, {'m', 60}, {'h', HOUR}, {'d', 24 * HOUR}};
+    } UNITS[] = {{'s', 1}, {'m', 60}, {'h', RehearsalPlan::HOUR}, {'d', 24 * RehearsalPlan::HOUR}};
     for (const auto& each : UNITS) {
         if (text.ends_with(each.unit)) {
             const auto count = Text::number(text.substr(0, text.size() - 1), 0, INT32_MAX / each.seconds);
@@ -45,7 +43,7 @@ void check(const RehearsalPlan& plan) {
         const std::string server = "server " + std::to_string(outages[i].server + 1);
         if (outages[i].end > plan.seconds) {
             throw UsageError("the timetable contradicts itself: " + server + " would be down beyond the end, after " +
-                             std::to_string(plan.seconds / HOUR) + " hours; rehearse more hours");
+                             std::to_string(plan.seconds / RehearsalPlan::HOUR) + " hours; rehearse more hours");
         }
         if (i + 1 < outages.size() && outages[i].server == outages[i + 1].server &&
             outages[i + 1].begin <= outages[i].end) {

@@ -9,7 +9,6 @@ constexpr double LEFT = 60;
 constexpr double TOP = 40;
 constexpr double WIDTH = 720;
 constexpr double HEIGHT = 300;
-constexpr std::int64_t HOUR = 3600;
 
 std::string number(double value) {
     char text[32];
@@ -62,9 +61,10 @@ std::string outages(const Rehearsal& rehearsal, const Scale& scale) {
 
 std::string axes(const Rehearsal& rehearsal, const Scale& scale) {
     std::string all = rectangle(LEFT, TOP, WIDTH, HEIGHT, "fill=\"none\" stroke=\"#888\"");
-    const std::int64_t step = std::max<std::int64_t>(1, rehearsal.plan.seconds / HOUR / 12) * HOUR;
+    const std::int64_t step =
+        std::max<std::int64_t>(1, rehearsal.plan.seconds / RehearsalPlan::HOUR / 12) * RehearsalPlan::HOUR;
     for (std::int64_t second = 0; second <= rehearsal.plan.seconds; second += step) {
-        all += text(scale.x(second), TOP + HEIGHT + 18, "middle", std::to_string(second / HOUR) + " h");
+        all += text(scale.x(second), TOP + HEIGHT + 18, "middle", std::to_string(second / RehearsalPlan::HOUR) + " h");
     }
     all += text(LEFT - 6, TOP + 5, "end", std::to_string(rehearsal.events.size()));
     return all + text(LEFT - 6, TOP + HEIGHT, "end", "0");

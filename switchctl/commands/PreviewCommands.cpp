@@ -12,7 +12,7 @@
 
 namespace {
 
-std::string joined(const std::vector<std::string>& texts) {
+std::string listed(const std::vector<std::string>& texts) {
     std::string all;
     for (const std::string& text : texts) {
         all += (all.empty() ? "" : ", ") + Text::oneLine(text);
@@ -20,9 +20,9 @@ std::string joined(const std::vector<std::string>& texts) {
     return all;
 }
 
-std::string mailLines(const QueueMail& mail) {
+std::string previewLines(const QueueMail& mail) {
     std::string lines = "\nThe mail for the profile " + Text::oneLine(mail.profile) + ", from " +
-                        Text::oneLine(mail.sender) + " to " + joined(mail.recipients) + ":\n\n";
+                        Text::oneLine(mail.sender) + " to " + listed(mail.recipients) + ":\n\n";
     for (std::string line : Text::split(mail.text, '\n')) {
         if (line.ends_with('\r')) {
             line.pop_back();
@@ -32,7 +32,7 @@ std::string mailLines(const QueueMail& mail) {
     return lines;
 }
 
-Json mailJson(const QueueMail& mail) {
+Json previewJson(const QueueMail& mail) {
     return Json()
         .set("profile", mail.profile)
         .set("sender", mail.sender)
@@ -76,7 +76,7 @@ std::string eventLines(const EventPreview& preview) {
     rows.push_back({"repeats", repeatLine(preview)});
     std::string lines = Text::table(rows);
     for (const QueueMail& mail : preview.mails) {
-        lines += mailLines(mail);
+        lines += previewLines(mail);
     }
     return lines;
 }
@@ -88,7 +88,7 @@ Json eventJson(const EventPreview& preview) {
     }
     Json mails = Json::array();
     for (const QueueMail& mail : preview.mails) {
-        mails.add(mailJson(mail));
+        mails.add(previewJson(mail));
     }
     return Json()
         .set("level", preview.level)
@@ -118,7 +118,7 @@ std::string captureLines(const CapturePreview& preview) {
     }
     std::string lines = Text::table(rows);
     for (const QueueMail& mail : preview.mails) {
-        lines += mailLines(mail);
+        lines += previewLines(mail);
     }
     return lines;
 }
@@ -133,7 +133,7 @@ Json captureJson(const CapturePreview& preview) {
     }
     Json mails = Json::array();
     for (const QueueMail& mail : preview.mails) {
-        mails.add(mailJson(mail));
+        mails.add(previewJson(mail));
     }
     Json object;
     object.set("day", preview.day)
