@@ -14,7 +14,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using Fate = Rehearsal::Event::Fate;
 
-constexpr std::int64_t NOW = 1795000000;
+constexpr std::int64_t START = 1795000000;
 
 class RehearsalTest : public testing::Test {
 protected:
@@ -25,7 +25,7 @@ protected:
     }
 
     Rehearsal rehearse(std::int64_t hours, std::int64_t rate, const std::vector<std::string>& downs) const {
-        return Rehearsal::of(RehearsalPlan::parse(hours, rate, downs), lab_.attributes, NOW);
+        return Rehearsal::of(RehearsalPlan::parse(hours, rate, downs), lab_.attributes, START);
     }
     static std::vector<std::int64_t> failuresOf(const Rehearsal& rehearsal) {
         std::vector<std::int64_t> seconds;

@@ -13,7 +13,7 @@ namespace {
 constexpr const char* RIGHT_FORMS = "; write 192.0.2.1:25, [2001:db8::1]:25 or mail.example.com:25";
 constexpr std::size_t MAX_HOST_NAME = 253;
 
-[[noreturn]] void refuse(const std::string& text, const std::string& why) {
+[[noreturn]] void refuseServer(const std::string& text, const std::string& why) {
     throw UsageError("the mail server \"" + Text::oneLine(text) + "\" cannot be used: " + why + RIGHT_FORMS);
 }
 
@@ -33,12 +33,12 @@ std::string cutPort(const std::string& text, std::string& address) {
     const bool bracketed = address.starts_with('[');
     const std::size_t close = bracketed ? address.find(']') : 0;
     if (bracketed && close == std::string::npos) {
-        refuse(text, "a bracket is not closed");
+        refuseServer(text, "a bracket is not closed");
     }
     const bool bareIPv6 = !bracketed && std::ranges::count(address, ':') > 1;
     const std::size_t colon = bareIPv6 ? std::string::npos : address.find(':', close);
     if (bracketed && colon != close + 1 && close + 1 != address.size()) {
-        refuse(text, "only a port follows the bracket");
+        refuseServer(text, "only a port follows the bracket");
     }
     std::string port =
         colon == std::string::npos ? std::to_string(MailServer::DEFAULT_PORT) : address.substr(colon + 1);
@@ -81,22 +81,22 @@ std::string MailServer::shown(const std::string& value) {
 MailServer MailServer::parse(const std::string& text) {
     const bool told = text.size() >= 2 && text[1] == '-' && std::isdigit(static_cast<unsigned char>(text[0])) != 0;
     if (told && (text[0] < '1' || text[0] > '3')) {
-        refuse(text, "a kind is 1- (IPv4), 2- (IPv6) or 3- (host name)");
+        refuseServer(text, "a kind is 1- (IPv4), 2- (IPv6) or 3- (host name)");
     }
     std::string address = told ? text.substr(2) : text;
     const char kind = told ? text[0] : kindOf(text);
     const auto port = Text::number(cutPort(text, address), 1, UINT16_MAX);
     if (!port) {
-        refuse(text, "its port is not a number from 1 to 65535");
+        refuseServer(text, "its port is not a number from 1 to 65535");
     }
     if (kind == '1' && !isAddress(AF_INET, address)) {
-        refuse(text, "\"" + address + "\" is not an IPv4 address");
+        refuseServer(text, "\"" + address + "\" is not an IPv4 address");
     }
     if (kind == '2' && !isAddress(AF_INET6, address)) {
-        refuse(text, "\"" + address + "\" is not an IPv6 address");
+        refuseServer(text, "\"" + address + "\" is not an IPv6 address");
     }
     if (kind == '3' && !isHostName(address)) {
-        refuse(text, "\"" + address + "\" is not a host name");
+        refuseServer(text, "\"" + address + "\" is not a host name");
     }
     return {std::string(1, kind) + "-" + address, static_cast<std::uint16_t>(*port)};
 }

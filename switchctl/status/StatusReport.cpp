@@ -15,8 +15,8 @@ namespace {
 using Rows = std::vector<std::vector<std::string>>;
 
 constexpr std::size_t SCREEN = 80;  // columns
-constexpr const char* SPACE = "Global.Callhome.FileSystemSpaceAllowed";
-constexpr const char* FILES = "Global.Callhome.FilesAllowed";
+constexpr const char* SPACE_QUOTA = "Global.Callhome.FileSystemSpaceAllowed";
+constexpr const char* FILES_QUOTA = "Global.Callhome.FilesAllowed";
 
 // Counters of the daemon's probe, since its start.
 struct Loss {
@@ -115,8 +115,9 @@ std::string queueWords(const StatusFacts& facts) {
     const std::string kept = !facts.noProbe.empty() ? "how many are kept to count repeats not known, "
                              : parked == 0          ? ""
                                                     : std::to_string(parked) + " mailed and kept to count repeats, ";
-    return used(facts.queue->waiting, facts.attribute(FILES), "waiting") + ", " + std::to_string(facts.queue->open) +
-           " open, " + kept + used(facts.queue->bytesInUse, facts.attribute(SPACE), "bytes");
+    return used(facts.queue->waiting, facts.attribute(FILES_QUOTA), "waiting") + ", " +
+           std::to_string(facts.queue->open) + " open, " + kept +
+           used(facts.queue->bytesInUse, facts.attribute(SPACE_QUOTA), "bytes");
 }
 
 std::string retryWords(const StatusFacts& facts, std::int64_t now) {
@@ -201,8 +202,8 @@ Json queueJson(const StatusFacts& facts) {
     object.set("bytesInUse", facts.queue->bytesInUse)
         .set("waiting", facts.queue->waiting)
         .set("open", facts.queue->open);
-    addNumber(object, "bytesAllowed", facts.attribute(SPACE));
-    addNumber(object, "messagesAllowed", facts.attribute(FILES));
+    addNumber(object, "bytesAllowed", facts.attribute(SPACE_QUOTA));
+    addNumber(object, "messagesAllowed", facts.attribute(FILES_QUOTA));
     return object;
 }
 

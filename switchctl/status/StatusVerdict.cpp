@@ -12,7 +12,7 @@
 namespace {
 
 // In the order of ComponentState.
-constexpr std::array<const char*, 5> STATE_NAMES = {"absent", "registered", "ready", "configured", "started"};
+constexpr std::array<const char*, 5> COMPONENT_STATES = {"absent", "registered", "ready", "configured", "started"};
 
 using Rule = StatusProblems (*)(const StatusFacts&);
 
@@ -69,7 +69,7 @@ bool canSend(ProblemState state) {
 
 std::string stateName(ComponentState state) {
     const auto number = static_cast<std::size_t>(state);
-    return number < STATE_NAMES.size() ? STATE_NAMES[number] : std::to_string(number);
+    return number < COMPONENT_STATES.size() ? COMPONENT_STATES[number] : std::to_string(number);
 }
 
 StatusServer StatusServer::configured(const StatusFacts& facts, const std::string& suffix) {

@@ -15,7 +15,7 @@ namespace {
 // In the order of the states.
 constexpr std::array RECIPIENT_STATES = {"waiting", "taken", "put off", "refused"};
 
-std::string quoted(const std::string& words) {
+std::string inQuotes(const std::string& words) {
     return words.empty() ? "" : ": \"" + Text::oneLine(words) + "\"";
 }
 
@@ -64,7 +64,7 @@ std::string TestRecipients::takeRecipient(const OrvCatalogueMatch& entry) {
     one.words = entry.argument(4);
     const bool again = one.state == State::PUT_OFF;
     return Text::oneLine(one.address) + ": " + RECIPIENT_STATES[static_cast<std::size_t>(one.state)] + " by " +
-           one.server + quoted(one.words) + (again ? "; it is tried once more, at once" : "");
+           one.server + inQuotes(one.words) + (again ? "; it is tried once more, at once" : "");
 }
 
 std::string TestRecipients::takeServer(const OrvCatalogueMatch& entry, const LogEntry& whole) {
@@ -72,7 +72,7 @@ std::string TestRecipients::takeServer(const OrvCatalogueMatch& entry, const Log
     if (entry.is(orv_log::kSendFailed)) {
         return "the mail server " + serverText(entry.argument(0), entry.argument(1)) +
                " has failed: " + Text::oneLine(entry.argument(2) + ", " + entry.argument(3)) +
-               quoted(entry.argument(4));
+               inQuotes(entry.argument(4));
     }
     if (entry.is(orv_log::kRetryLater)) {
         LogDigest digest;
@@ -102,7 +102,7 @@ std::string TestRecipients::notReached() const {
     for (const Recipient& one : recipients_) {
         if (one.state == State::REFUSED || one.state == State::PUT_OFF) {
             text += (text.empty() ? "" : "; ") + Text::oneLine(one.address) + ", " +
-                    RECIPIENT_STATES[static_cast<std::size_t>(one.state)] + " by " + one.server + quoted(one.words);
+                    RECIPIENT_STATES[static_cast<std::size_t>(one.state)] + " by " + one.server + inQuotes(one.words);
         }
     }
     return text;
