@@ -13,8 +13,13 @@
 
 namespace {
 
-void listQueue(Session& session) {
-    const QueueFacts facts = QueueFacts::gather(session);
+struct ListArguments {
+    bool passive = false;
+};
+
+void listQueue(Session& session, const ListArguments& arguments) {
+    const auto ask = arguments.passive ? StatusFacts::Ask::PASSIVE : StatusFacts::Ask::DAEMON;
+    const QueueFacts facts = QueueFacts::gather(session, ask);
     const std::vector<QueueRow> rows = queueRows(facts);
     session.print(queueJson(facts, rows), queueLines(facts, rows));
     facts.throwSilence();
@@ -157,7 +162,11 @@ void clearAfterQuestion(Session& session, const ClearArguments& arguments) {
 
 void addQueueCommands(CommandTree& tree) {
     const CommandTree::Group group = tree.group("queue", "The messages that wait, one by one");
-    tree.command(group, "list", {"queue list", "Print what waits, since when and why", "queue list"}, listQueue);
+    {
+        auto [command, arguments] = tree.command(
+            group, "list", {"queue list [--passive]", "Print what waits, since when and why", "queue list"}, listQueue);
+        command.flag("--passive", "Ask orvApp nothing", arguments.passive);
+    }
     tree.command(group, "show", {"queue show N", "Print everything about one, and its mails", "queue show 5"},
                  showMessage, {"N", "", "Its number, as queue list has it", true});
     {

@@ -85,6 +85,24 @@ TEST_F(QueueTest, whatWaitsStandsThereInOrderWithItsRecipients) {
               "nothing is being tried at this moment; switchctl status says whether that is to be mended\n");
 }
 
+TEST_F(QueueTest, passiveAsksTheDaemonNothingAndShowsTheSame) {
+    threeWait();
+    const std::string asked = list();
+    codes_.clear();
+    silent_ = true;
+
+    const std::string passive = list({"--passive"});
+    const Outcome status = run({"status", "--passive", "--json"});
+
+    EXPECT_THAT(codes_, IsEmpty());
+    for (const char* text : {"send/4", "a@b waiting", "c@d"}) {
+        EXPECT_EQ(passive.find(text) != std::string::npos, asked.find(text) != std::string::npos) << text;
+    }
+    EXPECT_THAT(status.out, HasSubstr(",\"waiting\":3,\"open\":0,"));
+    EXPECT_THAT(status.out, HasSubstr("\"discarded\":null"));
+    EXPECT_THAT(status.out, Not(HasSubstr("daemon-silent")));
+}
+
 TEST_F(QueueTest, aTestMessageThatHasLeftIsNoneThoughTheOrderFileHasItStill) {
     threeWait();
     waiting_ = 3;

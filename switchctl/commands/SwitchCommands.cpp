@@ -2,6 +2,7 @@
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/commands/WatchCommand.h"
+#include "switchctl/queue/QueueFacts.h"
 #include "switchctl/status/StatusFacts.h"
 #include "switchctl/status/StatusReport.h"
 #include "switchctl/status/StatusVerdict.h"
@@ -27,9 +28,17 @@ std::vector<ComponentList::Component> components(Session& session) {
     return OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
 }
 
+struct StatusArguments {
+    bool passive = false;
+};
+
 // All that is known is printed, also when the daemon does not answer.
-void status(Session& session) {
-    const StatusFacts facts = StatusFacts::gather(session);
+void status(Session& session, const StatusArguments& arguments) {
+    const auto ask = arguments.passive ? StatusFacts::Ask::PASSIVE : StatusFacts::Ask::DAEMON;
+    StatusFacts facts = StatusFacts::gather(session, ask);
+    if (arguments.passive && facts.daemon() != nullptr) {
+        facts.queue = queueOnFlash(QueueFiles::read(), facts.traces);
+    }
     const StatusProblems problems = statusProblems(facts);
     const std::string lines = statusLines(facts, problems);
     session.print(statusJson(facts, problems),
@@ -81,7 +90,9 @@ void addSwitchCommands(CommandTree& tree) {
                      wait);
     command.take({"COMPONENT", "", "Name of the component", true}, arguments.component)
         .take({"STATE", "", "registered, ready, configured or started", true}, arguments.state);
-    tree.command(tree.root(), "status", {"status", "Whether CallHome can send and, if not, why", "status"}, status);
+    auto [look, how] = tree.command(
+        tree.root(), "status", {"status [--passive]", "Whether CallHome can send and, if not, why", "status"}, status);
+    look.flag("--passive", "Ask orvApp nothing", how.passive);
     addDoctorCommand(tree);
     addWatchCommand(tree);
 }

@@ -51,7 +51,21 @@ void boundTests(QueueFacts& facts) {
 
 }  // namespace
 
-QueueFacts QueueFacts::gather(Session& session) {
+QueueInfo queueOnFlash(const QueueFiles& files, const DaemonTraces& traces) {
+    // Tests have no file; how many there are still, only the daemon knows.
+    std::uint64_t messages = 0;
+    std::uint64_t bytes = 0;
+    for (const QueueEntry& entry : files.entries) {
+        const bool waits = entry.queue == QueueFiles::SEND && (entry.listed || !files.ordered);
+        messages += waits ? 1 : 0;
+        bytes += entry.allBytes();
+    }
+    const std::uint64_t open = messages > 0 && (traces.send.inDialogue() || traces.send.asked()) ? 1 : 0;
+    return {static_cast<std::uint32_t>(bytes), static_cast<std::uint32_t>(messages - open),
+            static_cast<std::uint32_t>(open)};
+}
+
+QueueFacts QueueFacts::gather(Session& session, StatusFacts::Ask ask) {
     QueueFacts facts;
     StatusFacts& status = facts.status;
     part(facts, "whether orvApp runs is", [&] {
@@ -59,9 +73,14 @@ QueueFacts QueueFacts::gather(Session& session) {
             OperatorClient::decode<ComponentList>(session.client.call(OperatorCode::COMPONENTS)).components;
     });
     part(facts, "what the event log tells is", [&] { status.log = LogDigest::read(session); });
-    part(facts, "which message is open is", [&] { askQueue(session, status); });
+    if (ask == StatusFacts::Ask::DAEMON) {
+        part(facts, "which message is open is", [&] { askQueue(session, status); });
+    }
     status.traces = DaemonTraces::read(0);
     facts.files = QueueFiles::read();
+    if (ask == StatusFacts::Ask::PASSIVE && status.daemon() != nullptr) {
+        status.queue = queueOnFlash(facts.files, status.traces);
+    }
     boundTests(facts);
     facts.unknown.insert(facts.unknown.end(), facts.files.unknown.begin(), facts.files.unknown.end());
     const timeval now = hostClock().calendar();

@@ -126,10 +126,10 @@ void readHere(StatusFacts& facts) {
 
 }  // namespace
 
-StatusFacts StatusFacts::gather(Session& session) {
+StatusFacts StatusFacts::gather(Session& session, Ask ask) {
     StatusFacts facts;
     askSwitch(session, facts);
-    if (facts.daemon() != nullptr) {
+    if (facts.daemon() != nullptr && ask == Ask::DAEMON) {
         try {
             askDaemon(session, facts);
         } catch (const NoAnswer& error) {
@@ -139,6 +139,9 @@ StatusFacts StatusFacts::gather(Session& session) {
         }
     }
     readHere(facts);
+    if (ask == Ask::PASSIVE && facts.traces.system.stopped) {
+        facts.noAnswer = "orvApp is stopped";
+    }
     return facts;
 }
 

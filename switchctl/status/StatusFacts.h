@@ -48,8 +48,9 @@ struct StatusFacts {
     std::optional<OutsideFacts> outside;  // what the mail servers said; nothing where nobody has asked them
 
     // Asks for all of it. A daemon that is not there or does not answer leaves its part empty; throws when the switch
-    // does not answer.
-    static StatusFacts gather(Session& session);
+    // does not answer. PASSIVE leaves the daemon alone: nothing is asked of it, and it traces nothing.
+    enum class Ask { DAEMON, PASSIVE };
+    static StatusFacts gather(Session& session, Ask ask = Ask::DAEMON);
 
     // How often the event log tells of a trouble, and when last, in microseconds since 1970. Of troubles before the
     // daemon's start nothing, where that is known.
