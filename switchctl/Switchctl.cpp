@@ -16,7 +16,7 @@ using AddCommands = void (*)(CommandTree&);
 constexpr AddCommands GROUPS[] = {
     addSwitchCommands,  addAttributeCommands, addEventCommands,   addCallhomeCommands, addQueueCommands,
     addLedgerCommand,   addProfileCommands,   addLogCommands,     addMetricsCommand,   addExplainCommand,
-    addTimelineCommand, addPreviewCommands,   addRehearseCommand, addFaultCommands,
+    addTimelineCommand, addPreviewCommands,   addRehearseCommand, addServeCommand,     addFaultCommands,
 };
 
 // A failure that --json tells too, unless the command has printed its object before.
@@ -89,6 +89,9 @@ int runSwitchctl(const std::vector<std::string>& arguments, const OperatorClient
     OperatorClient client(connect);
     // A line that is not understood is answered in JSON as well when it asks for it.
     Session session{client, out, err, std::ranges::find(arguments, "--json") != arguments.end()};
+    session.line = [&connect](const std::vector<std::string>& line, std::ostream& lineOut, std::ostream& lineErr) {
+        return runSwitchctl(line, connect, lineOut, lineErr);
+    };
     try {
         return runAndTell(arguments, tree, session);
     } catch (const CannotWrite& error) {

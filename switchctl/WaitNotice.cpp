@@ -12,8 +12,8 @@ namespace {
 
 // They show what comes as it comes.
 bool isEndless(const std::vector<std::string>& arguments) {
-    return std::ranges::any_of(arguments,
-                               [](const std::string& word) { return word == "--follow" || word == "watch"; });
+    return std::ranges::any_of(
+        arguments, [](const std::string& word) { return word == "--follow" || word == "watch" || word == "serve"; });
 }
 
 }  // namespace

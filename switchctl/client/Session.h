@@ -8,8 +8,10 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 struct Session {
     // Of every JSON object. Counts up when a key goes or changes its meaning; a new key does not count.
@@ -20,6 +22,10 @@ struct Session {
     std::ostream& err;
     bool json = false;
     bool printed = false;  // The command's JSON object is out.
+    // Runs a command line of its own on the same switch, on the thread of this session; its exit status. It may take
+    // the client's connection: who runs lines does not call the client itself.
+    using Line = std::function<int(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)>;
+    Line line{};
 
     // All output goes through this. Throws CannotWrite.
     void write(const std::string& text) const {

@@ -17,4 +17,5 @@ void addTimelineCommand(CommandTree& tree);
 void addLedgerCommand(CommandTree& tree);
 void addProfileCommands(CommandTree& tree);
 void addLogCommands(CommandTree& tree);
+void addServeCommand(CommandTree& tree);
 void addFaultCommands(CommandTree& tree);

@@ -45,6 +45,7 @@ const std::vector<Line> COMMANDS = {
     {"ledger"},
     {"explain"},
     {"timeline"},
+    {"serve"},
     {"queue", "list"},
     {"queue", "show"},
     {"queue", "export"},
@@ -135,7 +136,7 @@ TEST_F(Usage, helpOfACommandHasItsSynopsisAndAnExample) {
 TEST_F(Usage, helpOfAGroupNamesItsCommands) {
     run({"--help"});
     for (const char* word : {"wait", "status", "watch", "doctor", "attr", "event", "callhome", "queue", "ledger",
-                             "explain", "timeline", "profile", "log", "fault"}) {
+                             "explain", "timeline", "profile", "log", "serve", "fault"}) {
         EXPECT_THAT(out_.str(), HasSubstr(std::string("\n  ") + word + " "));
     }
     for (const Line& line : COMMANDS) {

@@ -91,7 +91,7 @@ const CompletionCase WITHOUT_SWITCH[] = {
     {{"switchctl", "a"}, {"attr"}},
     {{"switchctl", ""},
      {"attr", "callhome", "doctor", "event", "explain", "fault", "ledger", "log", "metrics", "preview", "profile",
-      "queue", "rehearse", "status", "timeline", "wait", "watch"}},
+      "queue", "rehearse", "serve", "status", "timeline", "wait", "watch"}},
     {{"switchctl", "attr", ""}, {"get", "list", "load", "set", "unset"}},
     {{"switchctl", "--json", "callhome", "p"}, {"probe", "processed", "profile-change"}},
     {{"switchctl", "callhome", "--timeout", "3", "te"}, {"test"}},
@@ -260,7 +260,7 @@ TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
             check({word, second}, word + " " + second);
         }
     }
-    EXPECT_EQ(commands, 47u);
+    EXPECT_EQ(commands, 48u);
 }
 
 }  // namespace

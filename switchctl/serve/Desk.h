@@ -1,0 +1,84 @@
+// What the page shows, made by commands: one thread runs them, many read what they printed.
+//
+// A sheet is what one command line prints as JSON. It is made anew when somebody reads it and it is older than its
+// period: nobody looks, nothing is done.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+class Desk {
+public:
+    using Words = std::vector<std::string>;
+    using Milliseconds = std::chrono::milliseconds;
+
+    // What a command line came to.
+    struct Result {
+        int status = 0;
+        std::string text;
+    };
+    using Line = std::function<Result(const Words&)>;
+
+    struct Sheet {
+        const char* name;
+        Words line;
+        Milliseconds period;
+    };
+
+    // The thread that calls run() is the one that calls this.
+    Desk(Line line, std::vector<Sheet> sheets);
+
+    // Runs what is asked for until stop().
+    void run();
+    // Any thread may call these.
+    void stop();
+    // The sheet, made anew where it is too old; after the patience as it was, nothing where it never was. No sheet of
+    // this name: nothing.
+    std::optional<Result> read(const std::string& name, Milliseconds patience);
+    // As it was made last, however old; nothing where it never was.
+    std::optional<Result> last(const std::string& name) const;
+    // Makes the sheet anew unless it is younger than that, whatever its period.
+    void renew(const std::string& name, Milliseconds age, Milliseconds patience);
+    // How old it is; nothing where it never was made.
+    std::optional<Milliseconds> age(const std::string& name) const;
+    // Runs a line in its turn and waits that long for it; nothing when it takes longer (it is done all the same), or
+    // when too many wait already.
+    std::optional<Result> ask(const Words& line, Milliseconds patience);
+
+private:
+    using Moment = std::chrono::steady_clock::time_point;
+
+    struct Page {
+        Sheet sheet;
+        std::optional<Result> result{};
+        Moment made{};
+        bool wanted = false;
+    };
+    struct Task {
+        Words line;
+        std::optional<Result> result{};
+    };
+
+    static constexpr std::size_t MOST_TASKS = 16;
+
+    static bool isYounger(const Page& page, Milliseconds age);
+    void make(std::unique_lock<std::mutex>& lock, Page& page, Milliseconds patience);
+    std::shared_ptr<Task> nextTask();
+    Page* nextPage();
+
+    Line line_;
+    mutable std::mutex mutex_;
+    std::condition_variable work_;
+    std::condition_variable done_;
+    std::map<std::string, Page> pages_;
+    std::deque<std::shared_ptr<Task>> tasks_;
+    bool stopped_ = false;
+};
