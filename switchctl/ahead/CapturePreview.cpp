@@ -17,7 +17,7 @@ namespace {
 using ahead::Act;
 
 constexpr std::uint64_t PROBE_AT = 5 * ahead::kSecond;
-constexpr std::int64_t WEEK = 7 * 86400;
+constexpr std::int64_t WEEK = std::int64_t{7} * 86400;
 // The daemon looks at its schedule once a minute, and at the first look computes it afresh.
 constexpr std::int64_t BEFORE_RUN = 90;
 constexpr std::int64_t AFTER_RUN = 240;

@@ -74,7 +74,7 @@ std::vector<ahead::FlashFile> filesOf(const QueueFiles& queue) {
     for (const QueueEntry& entry : queue.entries) {
         paths.push_back(entry.path);
     }
-    const std::string root = host_root();
+    const std::string& root = host_root();
     paths.push_back(root + kOrvQueuesDirectory + "/send/order");
     paths.push_back(root + kOrvQueuesDirectory + "/duplicate/order");
     std::vector<ahead::FlashFile> files;

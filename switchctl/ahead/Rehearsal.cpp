@@ -18,7 +18,7 @@ constexpr std::int64_t SETTLED = 30;
 // Every profile that takes any level takes this one.
 constexpr const char* TEXT = "rehearsed fault ";
 // Longer than anybody keeps messages.
-constexpr std::int64_t LONGEST = 8 * 24 * RehearsalPlan::HOUR;
+constexpr std::int64_t LONGEST = std::int64_t{8} * 24 * RehearsalPlan::HOUR;
 
 std::uint64_t moment(std::int64_t second) {
     return static_cast<std::uint64_t>(SETTLED + second) * ahead::kSecond;

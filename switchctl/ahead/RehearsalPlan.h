@@ -7,7 +7,7 @@
 
 struct RehearsalPlan {
     static constexpr std::int64_t HOUR = 3600;
-    static constexpr std::int64_t MOST_HOURS = 24 * 31;
+    static constexpr std::int64_t MOST_HOURS = std::int64_t{24} * 31;
     static constexpr std::int64_t MOST_EVENTS = 100000;
 
     struct Outage {

@@ -32,7 +32,7 @@ const CommandText* textOf(const CommandTexts& texts, const CLI::App* app) {
 std::string wordsOf(const CLI::App* app) {
     std::string words;
     for (; app->get_parent() != nullptr; app = app->get_parent()) {
-        words = app->get_name() + " " + words;
+        words.insert(0, app->get_name() + " ");
     }
     return words;
 }

@@ -182,7 +182,7 @@ const LogSelection& LogDigest::selection() {
         }
         std::ranges::sort(all.kinds, {},
                           [](const LogSelection::Kind& kind) { return std::tie(kind.number, kind.start); });
-        all.kinds.erase(std::ranges::unique(all.kinds).begin(), all.kinds.end());
+        all.kinds.erase(std::unique(all.kinds.begin(), all.kinds.end()), all.kinds.end());
         return all;
     }();
     return selection;

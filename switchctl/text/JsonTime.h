@@ -6,7 +6,7 @@
 // From what Text::timestamp() gives.
 inline std::string jsonTime(std::string timestamp) {
     constexpr std::size_t OFFSET = 5;  // "+0000"
-    const bool known = timestamp.size() > OFFSET && (timestamp[timestamp.size() - OFFSET] == '+' ||
-                                                     timestamp[timestamp.size() - OFFSET] == '-');
+    const bool known = timestamp.size() > OFFSET &&
+                       (timestamp[timestamp.size() - OFFSET] == '+' || timestamp[timestamp.size() - OFFSET] == '-');
     return known ? timestamp.insert(timestamp.size() - 2, ":") : timestamp;
 }
