@@ -158,7 +158,8 @@ std::uint64_t LogPrinter::readLast() {
     LogReader reader(session_);
     const auto count = static_cast<std::size_t>(arguments_.lines);
     const std::uint64_t last = reader.lastId();
-    for (const LogEntry& entry : reader.last(count, [&](const LogEntry& one) { return wants(one); })) {
+    for (const LogEntry& entry :
+         reader.last(count, [&](const LogEntry& one) { return one.id <= last && wants(one); })) {
         add(entry);
     }
     session_.write(lines_);
