@@ -56,7 +56,9 @@ protected:
         done({"profile", "add", "Short", "--level", "Fault", "--format", "ShortText", "--email", "d@x", "--max-size",
               "700"});
         const auto deadline = std::chrono::steady_clock::now() + seconds(30);
-        while (switchctl({"callhome", "processed"}).output.find("Short") == std::string::npos) {
+        while (switchctl({"callhome", "processed"}).output.find("Short") == std::string::npos ||
+               switchctl({"callhome", "probe"}).output.find("queueOpenForBusiness            = true") ==
+                   std::string::npos) {
             ASSERT_LT(std::chrono::steady_clock::now(), deadline);
         }
         std::istringstream lines(done({"attr", "list"}));
