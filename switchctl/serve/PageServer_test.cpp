@@ -1,5 +1,6 @@
 #include "switchctl/serve/PageServer.h"
 
+#include "Descriptor.h"
 #include "switchctl/text/Errors.h"
 
 #include <gmock/gmock.h>
@@ -8,6 +9,7 @@
 #include <future>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -197,25 +199,21 @@ TEST_F(PageServerTest, refusesWhatIsTooLarge) {
 }
 
 TEST_F(PageServerTest, servesOthersWhileSomeSendGarbageOrNothing) {
-    std::vector<std::unique_ptr<httplib::ClientImpl>> strangers;
-    std::vector<int> sockets;
+    std::vector<Descriptor> strangers;
     for (int i = 0; i < 40; ++i) {
-        const int stranger = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        Descriptor stranger(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_in to{};
         to.sin_family = AF_INET;
         to.sin_port = htons(address_.port);
         to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ASSERT_EQ(connect(stranger, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+        ASSERT_EQ(connect(stranger.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
         if (i % 2 == 0) {
             const std::string garbage("\0\xFF GET / \r\n\r\n\r\n", 15);
-            EXPECT_EQ(send(stranger, garbage.data(), garbage.size(), MSG_NOSIGNAL), 15);
+            EXPECT_EQ(send(stranger.get(), garbage.data(), garbage.size(), MSG_NOSIGNAL), 15);
         }
-        sockets.push_back(stranger);
+        strangers.push_back(std::move(stranger));
     }
     EXPECT_EQ(get("/healthz")->status, 200);
-    for (const int stranger : sockets) {
-        close(stranger);
-    }
 }
 
 TEST_F(PageServerTest, anAddressThatSomebodyElseHasIsRefused) {
