@@ -12,8 +12,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -112,8 +115,8 @@ public:
         address_.port = static_cast<std::uint16_t>(port);
         return address_;
     }
-    void run() { server_.listen_after_bind(); }
-    void stop() { server_.stop(); }
+    void run();
+    void stop();
 
 private:
     void bound();
@@ -134,7 +137,38 @@ private:
     PageAddress address_;
     std::string token_;
     httplib::Server server_;
+    std::mutex mutex_;
+    bool begun_ = false;
+    bool stopped_ = false;
+    std::atomic<bool> ended_ = false;
 };
+
+void PageServer::Impl::run() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (stopped_) {
+            return;
+        }
+        begun_ = true;
+    }
+    server_.listen_after_bind();
+    ended_ = true;
+}
+
+// The library forgets a stop that comes before it has begun to listen.
+void PageServer::Impl::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+        if (!begun_) {
+            return;
+        }
+    }
+    while (!server_.is_running() && !ended_) {
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    server_.stop();
+}
 
 // What a stranger can make it hold.
 void PageServer::Impl::bound() {

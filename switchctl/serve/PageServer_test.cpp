@@ -222,6 +222,16 @@ TEST_F(PageServerTest, anAddressThatSomebodyElseHasIsRefused) {
     EXPECT_THROW(second.bind(), Refused);
 }
 
+TEST_F(PageServerTest, stopsAlsoBeforeItHasBegun) {
+    for (int i = 0; i < 50; ++i) {
+        PageServer server(desk_, PageAddress{"127.0.0.1", 0}, "");
+        server.bind();
+        std::thread pages([&] { server.run(); });
+        server.stop();
+        pages.join();
+    }
+}
+
 TEST_F(ShowingOnly, changesNothing) {
     EXPECT_EQ(post("/api/try", OWN_WITH_TOKEN)->status, 403);
     EXPECT_THAT(post("/api/test", OWN, "profile=x")->body, HasSubstr("switchctl serve --allow-changes"));
