@@ -21,7 +21,7 @@ struct Place {
 };
 
 std::vector<Place> placesOf(const CallFaults& faults) {
-    constexpr std::size_t kMostOfOneCall = 4;
+    constexpr std::size_t kMostOfOneCall = 2;
     std::vector<Place> all;
     for (std::size_t call = 0; call < CallFaults::table().size(); ++call) {
         if (CallFaults::table()[call].errors.empty()) {

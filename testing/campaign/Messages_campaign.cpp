@@ -176,7 +176,7 @@ std::vector<CampaignCase> makeCases() {
             }
         }
     }
-    constexpr std::size_t kMost = 480;
+    constexpr std::size_t kMost = 240;
     return sampleOf(cases, kMost);
 }
 
