@@ -2,6 +2,7 @@
 
 #include "Descriptor.h"
 #include "mesg/OrvSequenceSource.h"
+#include "testing/KeptFormats.h"
 #include "testing/SmallFlash.h"
 #include "testing/profile/RecordingSwitch.h"
 #include "word_order.h"
@@ -71,6 +72,25 @@ TEST_F(OrvCaptureSequenceTest, goesOnFromTheNumberInTheFileInTheProcessorsOwnByt
     EXPECT_EQ(sequence.last(), 0x01020305u);
     EXPECT_EQ(root_.read(kPath), nativeBytes(0x01020305));
     EXPECT_THAT(switch_.takeTraces(), IsEmpty());
+}
+
+TEST_F(OrvCaptureSequenceTest, goesOnFromWhatEveryVersionHasLeft) {
+    for (const std::filesystem::path& format : keptFormats()) {
+        putKeptFormat(root_, format);
+        // A number of the other processor's is another number; what counts is that it does not come again.
+        const std::uint32_t left = format.filename() == ownByteOrder() ? 7 : 0x07000000;
+
+        EXPECT_EQ(OrvCaptureSequence().nextSequence(), left + 1) << format;
+    }
+}
+
+TEST_F(OrvCaptureSequenceTest, isLeftAsTheNewestOfTheseVersionsHasLeftIt) {
+    OrvCaptureSequence sequence;
+    while (sequence.nextSequence() < 7) {
+    }
+    writeFormat(root_, "capture.seq");
+
+    EXPECT_EQ(root_.read(kPath), contentOf(newestKeptFormat() / "capture.seq"));
 }
 
 TEST_F(OrvCaptureSequenceTest, isKeptAcrossARestart) {

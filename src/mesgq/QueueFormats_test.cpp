@@ -1,16 +1,9 @@
 // Queues as older versions have left them on flash, on either kind of processor: none of them may ever be lost.
-//
-// testing/mesgq/formats holds a file tree for each version that changed the format, and for each byte order. A new one
-// is written with ORV_WRITE_FORMATS=DIRECTORY by this program, here and on the switch's processor.
+#include "testing/KeptFormats.h"
 #include "testing/mesgq/MesgQTest.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 namespace {
 
@@ -20,20 +13,22 @@ using testing::UnorderedElementsAre;
 
 constexpr char kCallHome[] = "/ostrel/conf/orv/callHome";
 
-std::vector<fs::path> formats() {
-    std::vector<fs::path> found;
-    for (const fs::directory_entry& version : fs::directory_iterator(FORMATS)) {
-        for (const fs::directory_entry& order : fs::directory_iterator(version.path())) {
-            found.push_back(order.path());
-        }
+// One that ends within a line, and one with every byte in it.
+std::map<std::string, std::string> attachments() {
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes += static_cast<char>(byte);
     }
-    // 0.10 is newer than 0.9.
-    std::ranges::sort(
-        found, [](const fs::path& one, const fs::path& other) { return strverscmp(one.c_str(), other.c_str()) < 0; });
-    return found;
+    return {{"logfile.gz", bytes}, {"smlCapture.txt.gz", "a report\n"}};
 }
 
-class QueueFormats : public MesgQTest, public testing::WithParamInterface<fs::path> {};
+class QueueFormats : public MesgQTest, public testing::WithParamInterface<fs::path> {
+protected:
+    void restoreFormat() {
+        putKeptFormat(switch_.root(), GetParam());
+        restartAndOpen();
+    }
+};
 
 class QueueFormatOfThisVersion : public MesgQTest {
 protected:
@@ -47,15 +42,33 @@ protected:
         ASSERT_EQ(add("repeated while waiting"), 0);
         ASSERT_EQ(add("repeated while waiting"), 0);
         ASSERT_EQ(add("last: 100% <OrvCHMesg> \xC3\xA9"), 0);
+        ASSERT_EQ(queue_->add(capture(), false, false, 86400, -1, false), 0);
+    }
+
+private:
+    std::unique_ptr<OrvCHMesg> capture() {
+        auto made = std::make_unique<OrvCHMesg>(OrvCHMesg::kCronCapture);
+        made->Time = "Tue, 14  Nov  2023  22:13:20  +0000";
+        made->ID = "8B00.FFFF";
+        made->Text = "captured";
+        CronCaptureData& data = *made->cronCapture();
+        data.Sequence = "7";
+        data.DayOfWeek = "Tue";
+        data.TimeOfDay = "22:13";
+        data.Interval = "1";
+        data.Shell = "clish";
+        data.Command = "show support callhome";
+        for (const auto& [name, content] : attachments()) {
+            switch_.root().write("/tmp/" + name, content);
+            EXPECT_EQ(data.insertAttachment("/tmp/" + name), 0);
+        }
+        made->addEnvelope(std::make_unique<OrvCHEnvelope>(*message("")->Envelopes.front()));
+        return made;
     }
 };
 
-TEST_P(QueueFormats, isRestoredWhole) {
-    fs::create_directories(switch_.root().at(kCallHome));
-    fs::copy(GetParam(), switch_.root().at(kCallHome),
-             fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-
-    restartAndOpen();
+TEST_P(QueueFormats, isRestoredWithEveryEvent) {
+    restoreFormat();
 
     EXPECT_EQ(queue_->statistics().reconstituted, 5u);
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND),
@@ -72,7 +85,20 @@ TEST_P(QueueFormats, isRestoredWhole) {
     checkConsistency();
 }
 
-INSTANTIATE_TEST_SUITE_P(OnFlash, QueueFormats, testing::ValuesIn(formats()), [](const auto& format) {
+// Kept: a capture comes back as a log event without a level, which is none.
+TEST_P(QueueFormats, losesItsCaptureWithTheAttachmentsAndNothingElse) {
+    restoreFormat();
+
+    EXPECT_THAT(switch_.root().trace("mesgq"),
+                testing::Contains(
+                    testing::EndsWith("Problem restoring msg 3 from file " + std::string(kSendDir) + "/m3, ignoring")));
+    EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), testing::Not(testing::Contains("captured")));
+    EXPECT_THAT(files(kAttachments), testing::IsEmpty());
+    EXPECT_THAT(files(kStage), testing::IsEmpty());
+    checkConsistency();
+}
+
+INSTANTIATE_TEST_SUITE_P(OnFlash, QueueFormats, testing::ValuesIn(keptFormats()), [](const auto& format) {
     std::string name = format.param.parent_path().filename().string() + "_" + format.param.filename().string();
     std::ranges::replace(name, '.', '_');
     return name;
@@ -80,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(OnFlash, QueueFormats, testing::ValuesIn(formats()), []
 
 TEST(QueueFormatsOnFlash, areThereInBothByteOrders) {
     std::map<std::string, std::vector<std::string>> orders;
-    for (const fs::path& format : formats()) {
+    for (const fs::path& format : keptFormats()) {
         orders[format.parent_path().filename()].push_back(format.filename());
     }
     ASSERT_FALSE(orders.empty());
@@ -93,18 +119,15 @@ TEST(QueueFormatsOnFlash, areThereInBothByteOrders) {
 TEST_F(QueueFormatOfThisVersion, isTheNewestThatIsKept) {
     open();
     fill();
-    const std::string order = std::endian::native == std::endian::big ? "big_endian" : "little_endian";
-    if (const char* const directory = std::getenv("ORV_WRITE_FORMATS")) {
-        fs::create_directories(fs::path(directory) / order);
-        fs::copy(switch_.root().at(kCallHome), fs::path(directory) / order, fs::copy_options::recursive);
+    for (const char* const name : {"queues", "attachments", "attachments.state"}) {
+        writeFormat(switch_.root(), name);
     }
-    const fs::path newest = formats().back().parent_path() / order;
     for (const char* const name :
-         {"queues/send/order", "queues/send/m0", "queues/send/m1", "queues/send/m2", "queues/duplicate/order",
-          "queues/duplicate/m0", "queues/persist/order", "queues/persist/m0", "attachments.state"}) {
-        std::ifstream file(newest / name, std::ios::binary);
-        const std::string kept{std::istreambuf_iterator<char>(file), {}};
-        EXPECT_EQ(switch_.root().read(std::string(kCallHome) + "/" + name), kept) << name;
+         {"queues/send/order", "queues/send/m0", "queues/send/m1", "queues/send/m2", "queues/send/m3",
+          "queues/duplicate/order", "queues/duplicate/m0", "queues/persist/order", "queues/persist/m0",
+          "attachments/logfile.gz.7", "attachments/smlCapture.txt.gz.7", "attachments.state"}) {
+        EXPECT_EQ(switch_.root().read(std::string(kCallHome) + "/" + name), contentOf(newestKeptFormat() / name))
+            << name;
     }
 }
 
