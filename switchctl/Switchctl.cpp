@@ -10,15 +10,6 @@
 
 namespace {
 
-using AddCommands = void (*)(CommandTree&);
-
-// In the order in which --help lists them.
-constexpr AddCommands GROUPS[] = {
-    addSwitchCommands,  addAttributeCommands, addEventCommands,   addCallhomeCommands, addQueueCommands,
-    addLedgerCommand,   addProfileCommands,   addLogCommands,     addMetricsCommand,   addExplainCommand,
-    addTimelineCommand, addPreviewCommands,   addRehearseCommand, addServeCommand,     addFaultCommands,
-};
-
 // A failure that --json tells too, unless the command has printed its object before.
 int fail(Session& session, const char* kind, const std::exception& error, int status,
          const Refused* refusal = nullptr) {
@@ -83,9 +74,7 @@ int runAndTell(const std::vector<std::string>& arguments, CommandTree& tree, Ses
 int runSwitchctl(const std::vector<std::string>& arguments, const OperatorClient::Connect& connect, std::ostream& out,
                  std::ostream& err) {
     CommandTree tree;
-    for (const AddCommands add : GROUPS) {
-        add(tree);
-    }
+    addCommands(tree);
     OperatorClient client(connect);
     // A line that is not understood is answered in JSON as well when it asks for it.
     Session session{client, out, err, std::ranges::find(arguments, "--json") != arguments.end()};

@@ -1,5 +1,6 @@
 // attr: the attribute store as it is.
 #include "switchctl/client/Attributes.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/text/Errors.h"
@@ -96,20 +97,10 @@ void list(Session& session, const std::string& prefix) {
 
 void addAttributeCommands(CommandTree& tree) {
     const CommandTree::Group attr = tree.group("attr", "The attribute store: get, set, list, load, unset");
-    tree.command(attr, "get",
-                 {"attr get KEY...", "Print attributes", "attr get Global.Callhome.FromAddr Config.Switch.SymName"},
-                 get, {"KEY", "", "Keys", true});
-    tree.command(attr, "set",
-                 {"attr set KEY=VALUE...", "Set attributes, all of them or none",
-                  "attr set Config.Switch.SymName=sw01 \"Global.Snmp.Location=Rack 7\""},
-                 set, {"KEY=VALUE", "", "Keys and their new values", true});
-    tree.command(
-        attr, "list",
-        {"attr list [PREFIX]", "Print all attributes, or those that begin with PREFIX", "attr list Global.CallhomeDB."},
-        list, {"PREFIX", "", "How the keys begin"});
-    tree.command(attr, "load",
-                 {"attr load FILE", "Set attributes from KEY=VALUE lines in a file", "attr load lab.attributes"}, load,
+    tree.command(attr, "get", command_text::kAttrGet, get, {"KEY", "", "Keys", true});
+    tree.command(attr, "set", command_text::kAttrSet, set, {"KEY=VALUE", "", "Keys and their new values", true});
+    tree.command(attr, "list", command_text::kAttrList, list, {"PREFIX", "", "How the keys begin"});
+    tree.command(attr, "load", command_text::kAttrLoad, load,
                  {"FILE", "", "KEY=VALUE lines, # comments; - for standard input", true});
-    tree.command(attr, "unset", {"attr unset KEY...", "Remove attributes", "attr unset Global.Callhome.ReplyToAddr"},
-                 unset, {"KEY", "", "Keys", true});
+    tree.command(attr, "unset", command_text::kAttrUnset, unset, {"KEY", "", "Keys", true});
 }

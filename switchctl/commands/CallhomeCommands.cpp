@@ -3,6 +3,7 @@
 #include "platform/wire/ManagementWire.h"
 #include "switchctl/client/Attributes.h"
 #include "switchctl/client/Management.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/input/CallhomeSetup.h"
@@ -146,28 +147,17 @@ constexpr Argument PAYLOAD = {"--hex", "PAYLOAD", "Payload, two hexadecimal digi
 
 void addRaw(CommandTree& tree, const CommandTree::Group& group) {
     {
-        auto [command, arguments] =
-            tree.command(group, "request",
-                         {"callhome request --code N [--hex PAYLOAD]", "Send any management request",
-                          "callhome request --code 6 --hex 0000000000000000"},
-                         request);
+        auto [command, arguments] = tree.command(group, "request", command_text::kRequest, request);
         command.number(CODE, arguments.code, 0, UINT16_MAX).take(PAYLOAD, arguments.hex);
     }
-    auto [command, arguments] = tree.command(group, "message",
-                                             {"callhome message --format N --code N [--hex PAYLOAD]",
-                                              "Send any message", "callhome message --format 108 --code 5"},
-                                             message);
+    auto [command, arguments] = tree.command(group, "message", command_text::kMessage, message);
     command.number({"--format", "N", "Message format", true}, arguments.format, 0, UINT16_MAX)
         .number(CODE, arguments.code, 0, UINT16_MAX)
         .take(PAYLOAD, arguments.hex);
 }
 
 void addSetup(CommandTree& tree, const CommandTree::Group& group) {
-    auto [command, settings] =
-        tree.command(group, "setup",
-                     {"callhome setup [OPTION...]", "Set what an operator sets, then have it read",
-                      "callhome setup --enable --from sw@example.com --smtp 1-192.0.2.1:25"},
-                     setup);
+    auto [command, settings] = tree.command(group, "setup", command_text::kSetup, setup);
     command.take({"--from", "A", "Sender of all mails"}, settings.from)
         .take({"--reply-to", "A", "Where answers go"}, settings.replyTo)
         .take({"--smtp", "ADDR:PORT", "Mail server: an address or a host name; or off"}, settings.smtp)
@@ -186,23 +176,13 @@ void addSetup(CommandTree& tree, const CommandTree::Group& group) {
 
 void addCallhomeCommands(CommandTree& tree) {
     const CommandTree::Group group = tree.group("callhome", "Requests to the CallHome daemon, and its setup");
-    tree.command(group, "profile-change",
-                 {"callhome profile-change", "Have settings and profiles read anew", "callhome profile-change"},
-                 profileChange);
-    tree.command(group, "clear-queue", {"callhome clear-queue", "Discard all queued messages", "callhome clear-queue"},
-                 clearQueue);
-    tree.command(group, "processed",
-                 {"callhome processed", "Print how many messages each profile has processed", "callhome processed"},
-                 processed);
-    tree.command(group, "changeover", {"callhome changeover", "Change to the other mail server", "callhome changeover"},
-                 changeover);
-    tree.command(group, "queue", {"callhome queue", "Print the state of the queue", "callhome queue"}, queue);
-    tree.command(group, "probe",
-                 {"callhome probe", "Have the daemon trace its state, and print that", "callhome probe"}, probe);
-    tree.command(group, "test",
-                 {"callhome test NAME [--timeout S]", "Send a test message and wait for its result",
-                  "callhome test Operators --timeout 60"},
-                 callhomeTest, {"NAME", "", "Name of the profile", true});
+    tree.command(group, "profile-change", command_text::kProfileChange, profileChange);
+    tree.command(group, "clear-queue", command_text::kClearQueue, clearQueue);
+    tree.command(group, "processed", command_text::kProcessed, processed);
+    tree.command(group, "changeover", command_text::kChangeover, changeover);
+    tree.command(group, "queue", command_text::kCallhomeQueue, queue);
+    tree.command(group, "probe", command_text::kProbe, probe);
+    tree.command(group, "test", command_text::kCallhomeTest, callhomeTest, {"NAME", "", "Name of the profile", true});
     addSetup(tree, group);
     addRaw(tree, group);
 }

@@ -17,6 +17,8 @@ struct CommandText {
     const char* synopsis;  // The whole line after "switchctl", as in "attr get KEY...".
     const char* summary;
     const char* example;  // Likewise, ready to be typed.
+    const char* object;   // What --json prints, for the pages, and
+    const char* page;     // what else they say; both in Markdown.
 };
 
 // An argument: --name for an option, anything else for one that stands by its place.

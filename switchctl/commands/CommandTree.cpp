@@ -18,6 +18,8 @@ constexpr CommandText ROOT_TEXT = {
     "[--json] [--timeout S] COMMAND ...",
     "Operates the switch: its attributes, its events, and CallHome.",
     "status",
+    "",
+    "",
 };
 constexpr double LONGEST_TIMEOUT = 1000000;
 
@@ -253,4 +255,21 @@ std::string CommandTree::usage() const {
         return "see switchctl " + impl_->selected().get_name() + " --help\n";
     }
     return std::string("usage: switchctl ") + text->synopsis + "\nexample: switchctl " + text->example + "\n";
+}
+
+std::vector<CommandTree::Known> CommandTree::commands() const {
+    std::vector<Known> commands;
+    for (const auto& [app, text] : impl_->texts) {
+        if (app == &impl_->root) {
+            continue;
+        }
+        commands.push_back({text, {}});
+        for (const CLI::Option* option : app->get_options()) {
+            if (option != app->get_help_ptr()) {
+                commands.back().arguments.push_back({option->get_name(option->get_positional(), true),
+                                                     option->get_type_name(), option->get_description()});
+            }
+        }
+    }
+    return commands;
 }

@@ -70,6 +70,18 @@ public:
     // Its synopsis and its example, a line each.
     std::string usage() const;
 
+    // A command as it was added, with its arguments as --help shows them.
+    struct Known {
+        struct Row {
+            std::string name;   // "-n,--lines", "NAME"
+            std::string value;  // "N", or ""
+            std::string what;
+        };
+        CommandText text;
+        std::vector<Row> arguments;
+    };
+    std::vector<Known> commands() const;
+
 private:
     class Impl;
     std::unique_ptr<Impl> impl_;

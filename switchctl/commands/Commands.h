@@ -3,6 +3,9 @@
 
 class CommandTree;
 
+// All of them.
+void addCommands(CommandTree& tree);
+
 void addSwitchCommands(CommandTree& tree);
 void addDoctorCommand(CommandTree& tree);
 void addAttributeCommands(CommandTree& tree);

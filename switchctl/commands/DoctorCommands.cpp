@@ -1,4 +1,5 @@
 // doctor: everything that status knows, and what the mail servers say when they are asked.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/doctor/DoctorReport.h"
@@ -125,10 +126,6 @@ void doctor(Session& session, const DoctorArguments& arguments) {
 }  // namespace
 
 void addDoctorCommand(CommandTree& tree) {
-    auto [command, arguments] =
-        tree.command(tree.root(), "doctor",
-                     {"doctor [--offline] [--timeout S]", "As status, and ask the mail servers; no mail is sent",
-                      "doctor --timeout 30"},
-                     doctor);
+    auto [command, arguments] = tree.command(tree.root(), "doctor", command_text::kDoctor, doctor);
     command.flag("--offline", "Ask nobody outside the switch", arguments.offline);
 }

@@ -1,4 +1,5 @@
 // event: what the switch publishes.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/commands/LogEventOptions.h"
@@ -44,11 +45,7 @@ void raw(Session& session, const RawEventArguments& arguments) {
 }
 
 void addLog(CommandTree& tree, const CommandTree::Group& event) {
-    auto [command, arguments] =
-        tree.command(event, "log",
-                     {"event log --type N --number N [OPTION...] TEXT", "Publish a switch log record",
-                      "event log --type 0 --number 0x10002 --slot 3 \"Blade fault detected\""},
-                     log);
+    auto [command, arguments] = tree.command(event, "log", command_text::kEventLog, log);
     takeLogEvent(command, arguments);
 }
 
@@ -57,20 +54,10 @@ void addLog(CommandTree& tree, const CommandTree::Group& event) {
 void addEventCommands(CommandTree& tree) {
     const CommandTree::Group event = tree.group("event", "Publish an event: log, state, address, hostname, raw");
     addLog(tree, event);
-    tree.command(event, "state", {"event state TEXT", "Publish the switch's state", "event state Online"}, state,
-                 {"TEXT", "", "The new state", true});
-    tree.command(
-        event, "address",
-        {"event address IP...", "Publish the switch's management addresses", "event address 10.20.30.40 fe80::1"},
-        address, {"IP", "", "IPv4 and IPv6 addresses", true});
-    tree.command(event, "hostname",
-                 {"event hostname NAME", "Publish the switch's host name", "event hostname sw01.example.com"}, hostname,
-                 {"NAME", "", "The new host name", true});
-    auto [command, arguments] =
-        tree.command(event, "raw",
-                     {"event raw --category N --number N [--hex HEX]", "Publish any event at all",
-                      "event raw --category 66 --number 3 --hex 4f6e6c696e6500"},
-                     raw);
+    tree.command(event, "state", command_text::kEventState, state, {"TEXT", "", "The new state", true});
+    tree.command(event, "address", command_text::kEventAddress, address, {"IP", "", "IPv4 and IPv6 addresses", true});
+    tree.command(event, "hostname", command_text::kEventHostname, hostname, {"NAME", "", "The new host name", true});
+    auto [command, arguments] = tree.command(event, "raw", command_text::kEventRaw, raw);
     command.number({"--category", "N", "Event category", true}, arguments.category, 0, UINT32_MAX)
         .number({"--number", "N", "Event number", true}, arguments.number, 0, UINT32_MAX)
         .take({"--hex", "HEX", "Data, two hexadecimal digits a byte"}, arguments.hex);

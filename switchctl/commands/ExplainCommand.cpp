@@ -1,4 +1,5 @@
 // explain: what a number or a word of the system means, without asking anybody.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/commands/Explanations.h"
@@ -42,7 +43,6 @@ void explain(Session& session, const std::vector<std::string>& words) {
 }  // namespace
 
 void addExplainCommand(CommandTree& tree) {
-    tree.command(tree.root(), "explain",
-                 {"explain WORD...", "Say what a number, reply, status or problem means", "explain 550 5.1.1"}, explain,
+    tree.command(tree.root(), "explain", command_text::kExplain, explain,
                  {"WORD", "", "As it stands in the event log, in status or in a reply", true});
 }

@@ -1,4 +1,5 @@
 // fault: make the switch misbehave, to rehearse what the daemon does then.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/text/Errors.h"
@@ -102,10 +103,7 @@ void release(Session& session) {
 }
 
 void addFaultAdd(CommandTree& tree, const CommandTree::Group& fault) {
-    auto [command, arguments] = tree.command(fault, "add",
-                                             {"fault add KIND [OPTION...]", "Add a fault; prints its number",
-                                              "fault add refuse --operation get --key 'Global.Callhome*' --count 2"},
-                                             addFault);
+    auto [command, arguments] = tree.command(fault, "add", command_text::kFaultAdd, addFault);
     FaultRule& rule = arguments.rule;
     command.take({"KIND", "", "refuse, bad-status, delay, hold, drop-entry,\ncorrupt or silent", true}, arguments.kind)
         .take({"--operation", "OP", "any, connect, get, bulk-get, set, lookup (any)"}, arguments.operation)
@@ -120,10 +118,9 @@ void addFaultAdd(CommandTree& tree, const CommandTree::Group& fault) {
 void addFaultCommands(CommandTree& tree) {
     const CommandTree::Group fault = tree.group("fault", "Misbehave: add, list, remove, clear, release");
     addFaultAdd(tree, fault);
-    tree.command(fault, "list", {"fault list", "Print the faults that are set", "fault list"}, listFaults);
-    auto [command, number] =
-        tree.command(fault, "remove", {"fault remove NUMBER", "Remove a fault", "fault remove 1"}, removeFault);
+    tree.command(fault, "list", command_text::kFaultList, listFaults);
+    auto [command, number] = tree.command(fault, "remove", command_text::kFaultRemove, removeFault);
     command.number({"NUMBER", "", "Its number, as fault add and list print it", true}, number, 0, UINT32_MAX);
-    tree.command(fault, "clear", {"fault clear", "Remove all faults; held answers go out", "fault clear"}, clear);
-    tree.command(fault, "release", {"fault release", "Let held answers go out", "fault release"}, release);
+    tree.command(fault, "clear", command_text::kFaultClear, clear);
+    tree.command(fault, "release", command_text::kFaultRelease, release);
 }

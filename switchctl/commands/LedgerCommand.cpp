@@ -1,4 +1,5 @@
 // ledger: whether every message that came is accounted for.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/status/Ledger.h"
@@ -175,6 +176,5 @@ void ledger(Session& session) {
 }  // namespace
 
 void addLedgerCommand(CommandTree& tree) {
-    tree.command(tree.root(), "ledger", {"ledger", "Say whether every message that came is accounted for", "ledger"},
-                 ledger);
+    tree.command(tree.root(), "ledger", command_text::kLedger, ledger);
 }

@@ -1,5 +1,6 @@
 // log: the switch's event log.
 #include "platform/posix/Clock.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/log/LogFilter.h"
@@ -212,10 +213,7 @@ void showLog(Session& session, const LogArguments& arguments) {
 }  // namespace
 
 void addLogCommands(CommandTree& tree) {
-    auto [command, arguments] = tree.command(tree.root(), "log",
-                                             {"log [OPTION...]", "Event log: time, level, id, flags, component, text",
-                                              "log -n 20 --since \"2h ago\" --explain"},
-                                             showLog);
+    auto [command, arguments] = tree.command(tree.root(), "log", command_text::kLog, showLog);
     command.flag("--follow", "Go on printing what is added", arguments.follow)
         .number({"-n,--lines", "N", "Only the last N"}, arguments.lines, 1, INT32_MAX)
         .take({"--since", "ID|TIME", "Only what came after this id, or from then on"}, arguments.since)

@@ -1,4 +1,5 @@
 // metrics: figures for a site's monitoring, without asking the daemon.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/metrics/Metrics.h"
@@ -13,6 +14,5 @@ void metrics(Session& session) {
 }  // namespace
 
 void addMetricsCommand(CommandTree& tree) {
-    tree.command(tree.root(), "metrics", {"metrics", "Print figures for monitoring, as OpenMetrics text", "metrics"},
-                 metrics);
+    tree.command(tree.root(), "metrics", command_text::kMetrics, metrics);
 }

@@ -2,6 +2,7 @@
 #include "switchctl/ahead/CapturePreview.h"
 #include "switchctl/ahead/EventPreview.h"
 #include "switchctl/ahead/RunAhead.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/commands/LogEventOptions.h"
@@ -156,14 +157,7 @@ void capture(Session& session, const std::string& profile) {
 
 void addPreviewCommands(CommandTree& tree) {
     const CommandTree::Group preview = tree.group("preview", "Tell what an event or a capture would lead to");
-    auto [command, arguments] =
-        tree.command(preview, "event",
-                     {"preview event --type N --number N [OPTION...] TEXT", "Tell which mails a log event would make",
-                      "preview event --type 0 --number 0x10002 \"Blade fault detected\""},
-                     event);
+    auto [command, arguments] = tree.command(preview, "event", command_text::kPreviewEvent, event);
     takeLogEvent(command, arguments);
-    tree.command(
-        preview, "capture",
-        {"preview capture NAME", "Tell when a profile's capture runs, and what it mails", "preview capture Support"},
-        capture, {"NAME", "", "The profile", true});
+    tree.command(preview, "capture", command_text::kPreviewCapture, capture, {"NAME", "", "The profile", true});
 }

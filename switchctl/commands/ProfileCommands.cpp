@@ -2,6 +2,7 @@
 #include "MessageCodes.h"
 #include "switchctl/client/Attributes.h"
 #include "switchctl/client/Management.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/input/ProfileTable.h"
@@ -122,11 +123,7 @@ void remove(Session& session, const std::string& name) {
 }
 
 void addProfileAdd(CommandTree& tree, const CommandTree::Group& group) {
-    auto [command, settings] =
-        tree.command(group, "add",
-                     {"profile add NAME --level L --format F --email A... [OPTION...]", "Add a profile",
-                      "profile add Ops --level Alarm --format Tsc1 --email ops@example.com"},
-                     add);
+    auto [command, settings] = tree.command(group, "add", command_text::kProfileAdd, add);
     command.take({"NAME", "", "Up to 32 bytes", true}, settings.name)
         .take({"--level", "L", "Info, Warn, Critical, Alarm, Fault or None", true}, settings.level)
         .take({"--format", "F", "FullText, Tsc1, or any other word for the short form", true}, settings.format)
@@ -137,11 +134,7 @@ void addProfileAdd(CommandTree& tree, const CommandTree::Group& group) {
 }
 
 void addProfileSet(CommandTree& tree, const CommandTree::Group& group) {
-    auto [command, change] =
-        tree.command(group, "set",
-                     {"profile set NAME OPTION...", "Change what is named, and leave the rest as it is",
-                      "profile set Ops --level Warn"},
-                     set);
+    auto [command, change] = tree.command(group, "set", command_text::kProfileSet, set);
     command.take({"NAME", "", "Name of the profile", true}, change.name)
         .take({"--level", "L", "Info, Warn, Critical, Alarm, Fault or None"}, change.level)
         .take({"--format", "F", "FullText, Tsc1, or any other word for the short form"}, change.format)
@@ -157,10 +150,9 @@ constexpr Argument NAME = {"NAME", "", "Name of the profile", true};
 
 void addProfileCommands(CommandTree& tree) {
     const CommandTree::Group group = tree.group("profile", "CallHome's profiles: list, show, add, set, remove");
-    tree.command(group, "list", {"profile list", "Print all profiles, a line each", "profile list"}, listProfiles);
-    tree.command(group, "show", {"profile show NAME", "Print one profile", "profile show Operators"}, show, NAME);
+    tree.command(group, "list", command_text::kProfileList, listProfiles);
+    tree.command(group, "show", command_text::kProfileShow, show, NAME);
     addProfileAdd(tree, group);
     addProfileSet(tree, group);
-    tree.command(group, "remove", {"profile remove NAME", "Remove a profile", "profile remove Operators"}, remove,
-                 NAME);
+    tree.command(group, "remove", command_text::kProfileRemove, remove, NAME);
 }

@@ -1,6 +1,7 @@
 // queue: what waits, message by message.
 #include "MessageCodes.h"
 #include "switchctl/client/Management.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/queue/QueueMails.h"
@@ -163,24 +164,17 @@ void clearAfterQuestion(Session& session, const ClearArguments& arguments) {
 void addQueueCommands(CommandTree& tree) {
     const CommandTree::Group group = tree.group("queue", "The messages that wait, one by one");
     {
-        auto [command, arguments] = tree.command(
-            group, "list", {"queue list [--passive]", "Print what waits, since when and why", "queue list"}, listQueue);
+        auto [command, arguments] = tree.command(group, "list", command_text::kQueueList, listQueue);
         command.flag("--passive", "Ask orvApp nothing", arguments.passive);
     }
-    tree.command(group, "show", {"queue show N", "Print everything about one, and its mails", "queue show 5"},
-                 showMessage, {"N", "", "Its number, as queue list has it", true});
+    tree.command(group, "show", command_text::kQueueShow, showMessage,
+                 {"N", "", "Its number, as queue list has it", true});
     {
-        auto [command, arguments] =
-            tree.command(group, "export",
-                         {"queue export [N] --to DIR", "Write mails to files that other mailers can send",
-                          "queue export --to /var/tmp/mails"},
-                         exportQueue);
+        auto [command, arguments] = tree.command(group, "export", command_text::kQueueExport, exportQueue);
         command.take({"N", "", "One message; without it all"}, arguments.number)
             .take({"--to", "DIR", "Where to; made if it is not there", true}, arguments.directory);
     }
-    tree.command(group, "try", {"queue try", "Try to send at once", "queue try"}, tryNow);
-    auto [command, arguments] = tree.command(
-        group, "clear", {"queue clear [--yes]", "Discard all queued messages, after a question", "queue clear --yes"},
-        clearAfterQuestion);
+    tree.command(group, "try", command_text::kQueueTry, tryNow);
+    auto [command, arguments] = tree.command(group, "clear", command_text::kQueueClear, clearAfterQuestion);
     command.flag("--yes", "Do not ask", arguments.yes);
 }

@@ -2,6 +2,7 @@
 #include "switchctl/ahead/Rehearsal.h"
 #include "switchctl/ahead/RehearsalPlot.h"
 #include "switchctl/ahead/RunAhead.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/text/PlainFile.h"
@@ -128,11 +129,7 @@ void rehearse(Session& session, const RehearseArguments& arguments) {
 }  // namespace
 
 void addRehearseCommand(CommandTree& tree) {
-    auto [command, arguments] = tree.command(
-        tree.root(), "rehearse",
-        {"rehearse [--hours N] [--down SERVER:SPAN...] [OPTION...]", "Tell what an outage of the mail servers would do",
-         "rehearse --hours 24 --down 1:3h --down 2:20m@1h"},
-        rehearse);
+    auto [command, arguments] = tree.command(tree.root(), "rehearse", command_text::kRehearse, rehearse);
     command.number({"--hours", "N", "How long (24)"}, arguments.hours, 1, RehearsalPlan::MOST_HOURS)
         .take({"--down", "SERVER:SPAN", "1 or 2; 90s, 20m, 3h, 2d; 2:20m@1h: from 1 h on"}, arguments.downs)
         .number({"--rate", "N", "Events an hour (6)"}, arguments.rate, 0, RehearsalPlan::MOST_EVENTS)

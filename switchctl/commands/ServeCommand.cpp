@@ -1,4 +1,5 @@
 // serve: a page that shows CallHome to a browser on this machine.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/serve/Desk.h"
@@ -108,11 +109,7 @@ void serve(Session& session, const ServeArguments& arguments) {
 }  // namespace
 
 void addServeCommand(CommandTree& tree) {
-    auto [command, arguments] =
-        tree.command(tree.root(), "serve",
-                     {"serve [--listen ADDRESS:PORT] [--allow-changes]", "Show a page to browsers on this machine",
-                      "serve --listen 127.0.0.1:8025"},
-                     serve);
+    auto [command, arguments] = tree.command(tree.root(), "serve", command_text::kServe, serve);
     command.take({"--listen", "ADDRESS:PORT", "Where; 127.0.0.1:8025 unless given, 0 for any port"}, arguments.listen)
         .flag("--allow-changes", "Let the page try mails now and send test messages", arguments.allowChanges);
 }

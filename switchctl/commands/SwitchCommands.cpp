@@ -1,4 +1,5 @@
 // wait, status: who is there, how far it has come, and whether it can do its work.
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/commands/WatchCommand.h"
@@ -83,15 +84,10 @@ void wait(Session& session, const WaitArguments& arguments) {
 }  // namespace
 
 void addSwitchCommands(CommandTree& tree) {
-    auto [command, arguments] =
-        tree.command(tree.root(), "wait",
-                     {"wait COMPONENT STATE [--timeout S]", "Wait until a component has come so far",
-                      "wait orvApp started --timeout 30"},
-                     wait);
+    auto [command, arguments] = tree.command(tree.root(), "wait", command_text::kWait, wait);
     command.take({"COMPONENT", "", "Name of the component", true}, arguments.component)
         .take({"STATE", "", "registered, ready, configured or started", true}, arguments.state);
-    auto [look, how] = tree.command(
-        tree.root(), "status", {"status [--passive]", "Whether CallHome can send and, if not, why", "status"}, status);
+    auto [look, how] = tree.command(tree.root(), "status", command_text::kStatus, status);
     look.flag("--passive", "Ask orvApp nothing", how.passive);
     addDoctorCommand(tree);
     addWatchCommand(tree);

@@ -1,5 +1,6 @@
 // timeline: what happened to one message, or to one profile's mails, in order.
 #include "host_root.h"
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
 #include "switchctl/log/LogFilter.h"
@@ -121,9 +122,7 @@ void showTimeline(Session& session, const TimelineArguments& arguments) {
 }  // namespace
 
 void addTimelineCommand(CommandTree& tree) {
-    auto [command, arguments] = tree.command(
-        tree.root(), "timeline",
-        {"timeline N | --profile P", "Print what happened to one message, in order", "timeline 5"}, showTimeline);
+    auto [command, arguments] = tree.command(tree.root(), "timeline", command_text::kTimeline, showTimeline);
     command.take({"N", "", "The message's number, as queue list has it"}, arguments.number)
         .take({"--profile", "P", "The mails of a profile instead"}, arguments.profile);
 }

@@ -1,6 +1,7 @@
 // watch: the status, on one screen that stays.
 #include "switchctl/commands/WatchCommand.h"
 
+#include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/status/StatusReport.h"
 #include "switchctl/status/StatusWatch.h"
@@ -54,9 +55,7 @@ void watch(Session& session, const WatchArguments& arguments) {
 }  // namespace
 
 void addWatchCommand(CommandTree& tree) {
-    auto [command, arguments] = tree.command(
-        tree.root(), "watch",
-        {"watch [--interval S] [--count N]", "The status on one screen that stays", "watch --interval 5"}, watch);
+    auto [command, arguments] = tree.command(tree.root(), "watch", command_text::kWatch, watch);
     command.number({"--interval", "S", "Seconds between two looks (2)"}, arguments.interval, 1, 86400)
         .number({"--count", "N", "End after so many looks"}, arguments.count, 1, INT32_MAX);
 }
