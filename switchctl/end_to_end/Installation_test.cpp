@@ -1,29 +1,18 @@
-// What "cmake --install" puts where, that bash completes with it, and that the manual says what the programs say.
-#include "switchctl/Switchctl.h"
+// What "cmake --install" puts where, that shells complete with it, and that the manual can be shown.
 #include "testing/switchctl/SwitchProcesses.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <set>
 #include <sstream>
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
-
-std::string contents(const std::string& file) {
-    std::ifstream stream(file);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 Words linesOf(const std::string& text) {
     Words lines;
@@ -207,60 +196,6 @@ TEST(Manual, isFlawlessRoff) {
         EXPECT_EQ(groff.readAll(), "") << page;
         EXPECT_EQ(groff.wait(), 0) << page;
     }
-}
-
-// A manual page as plain words: without fonts, escapes and line breaks.
-std::string plain(std::string text) {
-    for (const char* font : {"\\fI", "\\fR", "\\fB"}) {
-        for (std::size_t place = 0; (place = text.find(font)) != std::string::npos;) {
-            text.erase(place, 3);
-        }
-    }
-    std::erase(text, '\\');
-    return text;
-}
-
-// The lines below a heading of --help, as far as they name something.
-Words named(const std::string& help, const std::string& heading) {
-    Words names;
-    bool inside = false;
-    for (const std::string& line : linesOf(help)) {
-        if (!line.starts_with(" ")) {
-            inside = line == heading;
-        } else if (inside && line.starts_with("  ") && line[2] != ' ') {
-            names.push_back(line.substr(2, line.find(' ', 2) - 2));
-        }
-    }
-    return names;
-}
-
-TEST(Manual, hasEveryCommandAndOptionThatHelpHas) {
-    const auto help = [](Words words) {
-        words.push_back("--help");
-        std::ostringstream out;
-        EXPECT_EQ(runSwitchctl(words, nullptr, out, out), 0);
-        return out.str();
-    };
-    const std::string manual = plain(contents(TOP_DIRECTORY "/docs/man/switchctl.8"));
-    std::size_t commands = 0;
-    const auto check = [&](const Words& words, const std::string& name) {
-        ++commands;
-        EXPECT_THAT(manual, HasSubstr("\n.B " + name)) << name;
-        for (const std::string& option : named(help(words), "Options:")) {
-            const std::string longName = option.substr(option.find("--"));
-            EXPECT_THAT(manual, HasSubstr(longName)) << name;
-        }
-    };
-    for (const std::string& word : named(help({}), "Subcommands:")) {
-        const Words inner = named(help({word}), "Subcommands:");
-        if (inner.empty()) {
-            check({word}, word);
-        }
-        for (const std::string& second : inner) {
-            check({word, second}, word + " " + second);
-        }
-    }
-    EXPECT_EQ(commands, 48u);
 }
 
 }  // namespace
