@@ -46,9 +46,10 @@ protected:
         }));
     }
 
-    void awaitEmptyQueue() const {
+    void awaitWaiting(int messages) const {
         const auto deadline = Clock::now() + seconds(20);
-        while (done({"callhome", "queue"}).find("waiting  0 of") == std::string::npos) {
+        const std::string waiting = "waiting  " + std::to_string(messages) + " of";
+        while (done({"callhome", "queue"}).find(waiting) == std::string::npos) {
             ASSERT_LT(Clock::now(), deadline);
         }
     }
@@ -83,7 +84,7 @@ protected:
     // The same once there are so many and the queue is empty.
     std::vector<std::string> mailed(std::size_t count) const {
         EXPECT_TRUE(server_.waitUntil([&] { return textsReceived().size() >= count; }));
-        awaitEmptyQueue();
+        awaitWaiting(0);
         return textsReceived();
     }
     using Mailed = std::vector<std::string>;
@@ -150,6 +151,20 @@ TEST_F(OrderlyStop, waitsFiveSecondsForAServerAndNoLonger) {
     restartDaemon();
     publish("Event B");
     EXPECT_EQ(mailed(3), (Mailed{"Event A", "Event A", "Event B"})) << "once more, and never again";
+}
+
+TEST_F(OrderlyStop, losesNothingWhenAKillCutsItShort) {
+    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(60)));
+    publishAndAwaitItsText("Event A");
+    publish("Event B");
+    awaitWaiting(2);
+
+    daemon_->signal(SIGTERM);
+    daemon_->signal(SIGKILL);
+
+    EXPECT_EQ(daemon_->wait(), -SIGKILL);
+    restartDaemon();
+    EXPECT_THAT(mailed(3), testing::UnorderedElementsAre("Event A", "Event A", "Event B"));
 }
 
 // The same mail goes to the recipients that are due for a second try.
