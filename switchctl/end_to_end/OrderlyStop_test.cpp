@@ -157,7 +157,7 @@ TEST_F(OrderlyStop, losesNothingWhenAKillCutsItShort) {
     server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(60)));
     publishAndAwaitItsText("Event A");
     publish("Event B");
-    awaitWaiting(2);
+    awaitWaiting(1);  // beside the one that is open
 
     daemon_->signal(SIGTERM);
     daemon_->signal(SIGKILL);
