@@ -26,12 +26,7 @@ std::string waitedFor(const VisitStage& stage) {
 
 // Remedies name the first server.
 StatusProblem ofServer(const ServerVisit& visit, StatusProblem found) {
-    constexpr std::string_view OPTION = "--smtp ";
-    const std::size_t place = visit.second ? found.remedy.find(OPTION) : std::string::npos;
-    if (place != std::string::npos) {
-        found.remedy.replace(place, OPTION.size(), "--smtp2 ");
-    }
-    return found;
+    return visit.second ? StatusServer::ofSecondary(std::move(found)) : found;
 }
 
 StatusProblem timeOver(const OutsideFacts& outside, const ServerVisit& visit, const VisitStage& stage) {
@@ -168,21 +163,9 @@ std::pair<std::string, std::string> placeOf(const StatusFacts& facts, const Visi
 }
 
 StatusProblem refusedRecipient(const StatusFacts& facts, const ServerVisit& visit, const VisitStage& stage) {
-    const std::string address = addressIn(stage);
-    const std::string& profile = stage.profile;
-    auto said = ReplyVerdict::policy(visit.server, stage.words);
-    if (said && said->id != problem::kMailTooLarge.id) {
-        said->state = ProblemState::FAILING;
-        return ofServer(visit, std::move(*said));
-    }
-    if (stage.words.starts_with('4')) {
-        return problem::kRecipientDelayed(visit.server, address, profile, stage.words, profile);
-    }
-    if (ReplyVerdict::deniesRelaying(stage.words)) {
-        return problem::kRelayDenied(visit.server, address, profile, stage.words, profile);
-    }
     const auto [number, position] = placeOf(facts, stage);
-    return problem::kRecipientRefused(visit.server, address, profile, stage.words, number, position, profile);
+    return ofServer(visit, ReplyVerdict::ofRecipient(
+                               {visit.server, stage.profile, addressIn(stage), number, position, stage.words}));
 }
 
 // Each text once: a server that wants a login says so of every recipient.

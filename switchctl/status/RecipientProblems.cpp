@@ -1,4 +1,5 @@
 // Recipients that a mail server has refused, as long as both are configured and it has not taken them since.
+#include "switchctl/status/ReplyVerdict.h"
 #include "switchctl/status/StatusVerdict.h"
 
 #include <algorithm>
@@ -39,13 +40,11 @@ bool isAsked(const StatusFacts& facts, const Refusal& refusal) {
            });
 }
 
-StatusProblem problemOf(const Refusal& refusal, std::pair<std::size_t, std::size_t> place) {
-    if (refusal.response.starts_with('4')) {
-        return problem::kRecipientDelayed(refusal.server, refusal.address, refusal.profile, refusal.response,
-                                          refusal.profile);
-    }
-    return problem::kRecipientRefused(refusal.server, refusal.address, refusal.profile, refusal.response,
-                                      std::to_string(place.first), std::to_string(place.second), refusal.profile);
+StatusProblem problemOf(const StatusFacts& facts, const Refusal& refusal, std::pair<std::size_t, std::size_t> place) {
+    auto found =
+        ReplyVerdict::ofRecipient({refusal.server, refusal.profile, refusal.address, std::to_string(place.first),
+                                   std::to_string(place.second), refusal.response});
+    return StatusServer::isSecondary(facts, refusal.server) ? StatusServer::ofSecondary(std::move(found)) : found;
 }
 
 std::size_t recipientsOf(const StatusFacts& facts) {
@@ -60,14 +59,20 @@ std::size_t recipientsOf(const StatusFacts& facts) {
 
 StatusProblems recipientProblems(const StatusFacts& facts) {
     StatusProblems problems;
+    std::size_t refused = 0;
     for (const Refusal& refusal : facts.log.mail.recipients()) {
         const auto place = placeOf(facts, refusal);
         if (place && isConfigured(facts, refusal.server) && !wasTakenSince(facts, refusal) &&
             !isAsked(facts, refusal)) {
-            problems.push_back(problemOf(refusal, *place));
+            ++refused;
+            StatusProblem found = problemOf(facts, refusal, *place);
+            // Each text once: a server that wants a login says so of every recipient.
+            if (std::ranges::find(problems, found.text, &StatusProblem::text) == problems.end()) {
+                problems.push_back(std::move(found));
+            }
         }
     }
-    if (!problems.empty() && problems.size() == recipientsOf(facts)) {
+    if (refused != 0 && refused == recipientsOf(facts)) {
         problems.insert(problems.begin(), problem::kAllRefused());
     }
     return problems;

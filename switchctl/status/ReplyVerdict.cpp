@@ -67,8 +67,25 @@ StatusProblem of(const Refusal& refusal) {
     return problem::kServerRefuses(server, !command || *command == "." ? "a mail" : *command, reply);
 }
 
-bool deniesRelaying(const std::string& reply) {
-    return holds(lower(reply), {"relay"});
+StatusProblem ofRecipient(const RefusedRecipient& refused) {
+    const auto& [server, profile, address, profileNumber, position, reply] = refused;
+    auto said = policy(server, reply);
+    if (said && said->id != problem::kMailTooLarge.id) {
+        said->state = ProblemState::FAILING;
+        return std::move(*said);
+    }
+    if (reply.starts_with("421")) {
+        StatusProblem busy = problem::kServerBusy(server, reply);
+        busy.state = ProblemState::FAILING;
+        return busy;
+    }
+    if (reply.starts_with('4')) {
+        return problem::kRecipientDelayed(server, address, profile, reply, profile);
+    }
+    if (holds(lower(reply), {"relay"})) {
+        return problem::kRelayDenied(server, address, profile, reply, profile);
+    }
+    return problem::kRecipientRefused(server, address, profile, reply, profileNumber, position, profile);
 }
 
 }  // namespace ReplyVerdict

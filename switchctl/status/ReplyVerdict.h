@@ -23,7 +23,17 @@ bool hasCode(std::string_view reply);
 std::optional<StatusProblem> policy(const std::string& server, const std::string& reply);
 // Of anything but a recipient.
 StatusProblem of(const Refusal& refusal);
-// Whether the words are about handing mails on to another place.
-bool deniesRelaying(const std::string& reply);
+
+// A recipient that was refused: where its address stands among the attributes, and what the server said.
+struct RefusedRecipient {
+    std::string server;
+    std::string profile;
+    std::string address;
+    std::string profileNumber;
+    std::string position;
+    std::string reply;
+};
+// Nothing that is about one recipient holds up the others' mails.
+StatusProblem ofRecipient(const RefusedRecipient& refused);
 
 }  // namespace ReplyVerdict

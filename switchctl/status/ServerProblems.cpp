@@ -142,6 +142,9 @@ void addFailures(const StatusFacts& facts, StatusProblems& problems) {
             continue;
         }
         StatusProblem found = problemOf(facts, failure);
+        if (StatusServer::isSecondary(facts, failure.server)) {
+            found = StatusServer::ofSecondary(std::move(found));
+        }
         if (isGone(facts, found)) {
             continue;
         }
@@ -167,7 +170,9 @@ bool sawPieces(const StatusFacts& facts) {
 
 StatusProblems serverProblems(const StatusFacts& facts) {
     StatusProblems problems;
-    if (!facts.outside || facts.outside->find(StatusServer::active(facts).text()) == nullptr) {
+    const ServerVisit* const visit = facts.outside ? facts.outside->find(StatusServer::active(facts).text()) : nullptr;
+    // Whoever was asked and failed says more himself. One who answers us may still keep the daemon waiting.
+    if (visit == nullptr || visit->failure() == nullptr) {
         addSilence(facts, problems);
     }
     addFailures(facts, problems);

@@ -60,6 +60,20 @@ std::function<void(StatusFacts&)> silence(const std::string& traced) {
     };
 }
 
+// What a server has just made of its greeting.
+OutsideFacts askedNow(const std::string& server, VisitStage::Outcome outcome) {
+    OutsideFacts outside;
+    ServerVisit visit;
+    visit.server = server;
+    VisitStage greeting;
+    greeting.kind = VisitStage::Kind::GREETING;
+    greeting.outcome = outcome;
+    greeting.milliseconds = 9000;
+    visit.stages.push_back(greeting);
+    outside.visits.push_back(visit);
+    return outside;
+}
+
 std::function<void(StatusFacts&)> refused(const char* words) {
     return [=](StatusFacts& facts) {
         log(facts, NOW - 30 * SECOND, orv_log::kRecipientGivenUp, "Ops", "a@b", "192.0.2.1", 25);
@@ -188,6 +202,20 @@ const ProblemCase SERVER_PROBLEMS[] = {
      },
      {"blocked server-silent", "blocked server-breaks-off"},
      "for 20 s of 300"},
+    {"a server that answers whoever asks it, and keeps the daemon waiting",
+     [](StatusFacts& facts) {
+         silence(sentThen("."))(facts);
+         facts.outside = askedNow("192.0.2.1:25", VisitStage::Outcome::PASSED);
+     },
+     {"blocked server-silent"},
+     "the reply to the mail of 192.0.2.1:25 for 60 s of 600"},
+    {"a server that says nothing to whoever asks it",
+     [](StatusFacts& facts) {
+         silence("")(facts);
+         facts.outside = askedNow("192.0.2.1:25", VisitStage::Outcome::TIMED_OUT);
+     },
+     {"blocked server-silent"},
+     "waiting for the greeting of 192.0.2.1:25 for 9 s of 300"},
     {"a dialogue that goes on", silence(gotThen("220 x")), {}},
     {"a message that was opened just now",
      [](StatusFacts& facts) {
@@ -203,6 +231,30 @@ const ProblemCase RECIPIENTS[] = {
      {"failing recipient-refused"},
      "192.0.2.1:25 refuses a@b of the profile Ops: \"550 no such user\"",
      "Global.CallhomeDB.Profile.0.EmailList.0=ADDRESS"},
+    {"one whose mails the server does not hand on",
+     refused("554 5.7.1 Relay access denied"),
+     {"failing relay-denied"},
+     "hands nothing on to a@b",
+     "let the mail server relay"},
+    {"one at a server that closes", refused("421 closing"), {"failing server-busy"}},
+    {"two at a server that wants a login",
+     [](StatusFacts& facts) {
+         refused("530 Authentication required")(facts);
+         log(facts, NOW, orv_log::kRecipientGivenUp, "Ops", "c@d", "192.0.2.1", 25);
+         log(facts, NOW, orv_log::kRecipientRefused, "Ops", "c@d", "192.0.2.1", 25, "530 Authentication required");
+     },
+     {"blocked recipients-all-refused", "failing login-wanted"},
+     "",
+     ""},
+    {"one at the second server, which is set by an option of its own",
+     [](StatusFacts& facts) {
+         useBoth(facts);
+         log(facts, NOW, orv_log::kRecipientGivenUp, "Ops", "a@b", "192.0.2.2", 25);
+         log(facts, NOW, orv_log::kRecipientRefused, "Ops", "a@b", "192.0.2.2", 25, "530 Must issue STARTTLS first");
+     },
+     {"failing encryption-wanted"},
+     "192.0.2.2:25",
+     "--smtp2 KIND-ADDRESS:PORT"},
     {"one of two put off for ever", refused("451 4.7.1 Greylisted"), {"failing recipient-delayed"}},
     {"every recipient refused",
      [](StatusFacts& facts) {

@@ -90,6 +90,19 @@ std::string StatusServer::text() const {
     return serverText(address, port);
 }
 
+bool StatusServer::isSecondary(const StatusFacts& facts, const std::string& text) {
+    return configured(facts, "1").text() == text && configured(facts, "").text() != text;
+}
+
+StatusProblem StatusServer::ofSecondary(StatusProblem found) {
+    constexpr std::string_view OPTION = "--smtp ";
+    const std::size_t place = found.remedy.find(OPTION);
+    if (place != std::string::npos) {
+        found.remedy.replace(place, OPTION.size(), "--smtp2 ");
+    }
+    return found;
+}
+
 const LogDigest::Retry* pendingRetry(const StatusFacts& facts) {
     const auto& retry = facts.log.retry;
     const bool empty = facts.queue && facts.queue->waiting == 0 && facts.queue->open == 0;

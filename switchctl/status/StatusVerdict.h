@@ -38,6 +38,11 @@ struct StatusServer {
     bool usable() const;
     // Address and port as one writes them.
     std::string text() const;
+
+    // Whether a text is about the secondary alone.
+    static bool isSecondary(const StatusFacts& facts, const std::string& text);
+    // What is wrong with the secondary, with the option that sets this one.
+    static StatusProblem ofSecondary(StatusProblem found);
 };
 
 // A retry is over when nothing is left to be sent, and forgotten by a daemon that has started since. Null: none.
