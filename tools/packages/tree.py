@@ -1,14 +1,16 @@
-"""A fresh Debian tree, booted, and mail servers beside it: what tools/try_packages works with."""
+"""A fresh Debian tree, booted, and mail servers beside it: what tools/try_packages works in."""
 import os
 import pathlib
+import re
 import socket
 import subprocess
 import threading
 import time
 
-TOP = pathlib.Path(__file__).resolve().parent.parent
+TOP = pathlib.Path(__file__).resolve().parent.parent.parent
 BOOT_PATIENCE = 120
-INCLUDE = "systemd,systemd-sysv,dbus,libsqlite3-0,libsystemd0,libstdc++6,gzip,passwd,procps"
+# What the packages depend on: a tree keeps no lists to find anything more with.
+INCLUDE = "systemd,systemd-sysv,dbus,libsqlite3-0,libsystemd0,libstdc++6,libcpp-httplib0.11,gzip,passwd,procps"
 
 
 def run(*command, check=True, **options):
@@ -106,13 +108,19 @@ class Tree:
         self.leader = children[0]
         return self.status("systemctl is-system-running").stdout.strip() in ("running", "degraded")
 
-    def status(self, command, user="root", wait=60):
+    def words(self, command, user):
         words = ["nsenter", "--target", self.leader, "--all", "env", "-i", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL=C.UTF-8",
                  "DEBIAN_FRONTEND=noninteractive", "HOME=/root"]
         shell = ["sh", "-c", f"cd /srv/packages 2>/dev/null; {command}"]
         # As at a login: with the groups that the user has by now.
         as_user = shell if user == "root" else ["setpriv", f"--reuid={user}", f"--regid={user}", "--init-groups", *shell]
-        return run(*words, *as_user, check=False, stdin=subprocess.DEVNULL, timeout=wait)
+        return [*words, *as_user]
+
+    def status(self, command, user="root", wait=60):
+        return run(*self.words(command, user), check=False, stdin=subprocess.DEVNULL, timeout=wait)
+
+    def begin(self, command, user="root"):
+        return subprocess.Popen(self.words(command, user), text=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
 
     def do(self, command, user="root", wait=60):
         done = self.status(command, user, wait)
@@ -122,6 +130,18 @@ class Tree:
 
     def pid(self, unit):
         return self.do(f"systemctl show --property=MainPID --value {unit}").strip()
+
+    def host_pid(self, pid):
+        """This machine's number of a process that the tree knows by another."""
+        namespace = os.readlink(f"/proc/{self.leader}/ns/pid")
+        for process in pathlib.Path("/proc").glob("[0-9]*"):
+            try:
+                numbers = re.search(r"^NSpid:\t(.*)$", (process / "status").read_text(), re.M)[1].split()
+                if numbers[-1] == pid and os.readlink(process / "ns/pid") == namespace:
+                    return int(process.name)
+            except OSError:
+                continue  # it has ended meanwhile
+        raise AssertionError(f"process {pid} has no number here")
 
     def off(self):
         if self.nspawn and self.nspawn.poll() is None:
