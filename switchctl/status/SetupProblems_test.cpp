@@ -140,6 +140,20 @@ const ProblemCase DAEMON[] = {
      {"blocked event-service-silent"}},
 };
 
+TEST(DaemonProblems, areMendedThroughTheServiceManagerWhereItRunsTheDaemon) {
+    StatusFacts facts = healthyFacts();
+    facts.unit = "orvapp";
+    facts.components.clear();
+    facts.traces.system.alive = false;
+    EXPECT_EQ(statusProblems(facts).front().remedy, "systemctl start orvapp");
+
+    facts.traces.system.alive = true;
+    EXPECT_EQ(statusProblems(facts).front().remedy, "systemctl restart orvapp");
+
+    facts.unit = "";
+    EXPECT_EQ(statusProblems(facts).front().remedy, "restart orvApp");
+}
+
 TEST(SetupProblems, areFoundInTheAttributesAndInWhatTheDaemonHasReadOfThem) {
     for (const ProblemCase& one : SETUP) {
         expectFound(one);

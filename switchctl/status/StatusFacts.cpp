@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
@@ -120,6 +121,8 @@ void askSwitch(Session& session, StatusFacts& facts) {
 void readHere(StatusFacts& facts) {
     facts.traces = DaemonTraces::read(facts.traces.process);
     facts.flash = FlashFacts::read();
+    const char* const unit = std::getenv("ORV_UNIT");
+    facts.unit = unit != nullptr ? unit : "";
     const timeval now = hostClock().calendar();
     facts.now = std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
 }

@@ -43,6 +43,7 @@ struct StatusFacts {
     std::string noAnswer;    // the daemon is there and does not answer
     std::string noResponse;  // it answers the probe alone
     DaemonTraces traces;
+    std::string unit;  // of the machine's service manager, that runs the daemon; "" for none
     FlashFacts flash;
     std::int64_t now = 0;                 // microseconds since 1970
     std::optional<OutsideFacts> outside;  // what the mail servers said; nothing where nobody has asked them

@@ -40,6 +40,16 @@ void addStuckMails(const StatusFacts& facts, StatusProblems& problems) {
     }
 }
 
+// A daemon that is run as a service is not started by hand.
+std::string asService(std::string remedy, const std::string& unit) {
+    constexpr std::string_view RESTART = "restart orvApp";
+    if (remedy == "orvApp") {
+        return "systemctl start " + unit;
+    }
+    const std::size_t place = remedy.find(RESTART);
+    return place == std::string::npos ? remedy : remedy.replace(place, RESTART.size(), "systemctl restart " + unit);
+}
+
 }  // namespace
 
 StatusProblems statusProblems(const StatusFacts& facts) {
@@ -48,6 +58,9 @@ StatusProblems statusProblems(const StatusFacts& facts) {
         std::ranges::move(rule(facts), std::back_inserter(problems));
     }
     addStuckMails(facts, problems);
+    for (StatusProblem& one : problems) {
+        one.remedy = facts.unit.empty() ? std::move(one.remedy) : asService(std::move(one.remedy), facts.unit);
+    }
     return problems;
 }
 
