@@ -189,6 +189,7 @@ private:
             entry.info.ai_family = AF_INET6;
             entry.info.ai_addrlen = sizeof v6;
         } else {
+            entry.address.ss_family = AF_UNIX;
             entry.info.ai_family = AF_UNIX;
             entry.info.ai_addrlen = sizeof(sa_family_t);
         }
