@@ -4,12 +4,14 @@
 // A program of its own: the box's definitions of the C library's calls are not to stand before those of a program that
 // talks with a real switch.
 #include "ahead/PlayTimetable.h"
+#include "orv_version.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <string_view>
 
 namespace {
 
@@ -48,7 +50,11 @@ bool writeAll(const WireBytes& bytes) {
 
 }  // namespace
 
-int main(int argc, char**) {
+int main(int argc, char** argv) {
+    if (argc == 2 && std::string_view(argv[1]) == "--version") {
+        std::puts("orvAhead " ORV_VERSION);
+        return 0;
+    }
     WireBytes bytes;
     if (argc > 1 || ::isatty(STDIN_FILENO) != 0 || !readAll(bytes)) {
         std::fputs("orvAhead: is run by switchctl preview and switchctl rehearse\n", stderr);

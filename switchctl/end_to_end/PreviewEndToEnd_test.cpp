@@ -1,6 +1,7 @@
 // What preview shows is what the daemon mails: events at random, both ways.
 //
 // ORV_PREVIEW_EVENTS: how many, 20 without it.
+#include "orv_version.h"
 #include "platform/transport/dbus/DbusTransport.h"
 #include "switchctl/ahead/EventPreview.h"
 #include "switchctl/client/Attributes.h"
@@ -10,6 +11,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -36,6 +38,8 @@ std::string withoutDate(const std::string& text) {
     EXPECT_TRUE(text.starts_with("Date: ")) << text;
     return text.substr(text.find("\r\n") + 2);
 }
+
+class PreviewProgram : public SwitchProcesses {};
 
 class PreviewEndToEnd : public SwitchProcesses {
 protected:
@@ -156,6 +160,16 @@ TEST_F(PreviewEndToEnd, changesNothingOnTheSwitch) {
     EXPECT_THAT(text, HasSubstr("\nText:           a fan has stopped\n"));
     EXPECT_EQ(standing(), before);
     EXPECT_EQ(server_.connections(), 0u);
+}
+
+// Nobody runs it by hand, but who has installed it asks of which version it is.
+TEST_F(PreviewProgram, printsItsVersion) {
+    const std::string program = std::filesystem::path(Program::SWITCHCTL).replace_filename("orvAhead");
+
+    const ProcessOutcome result = run(program, {"--version"});
+
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "orvAhead " ORV_VERSION "\n");
 }
 
 }  // namespace
