@@ -37,10 +37,10 @@ class BadInput(Booted):
         without_policy = f"mv {POLICY} /root/policy && systemctl reload dbus", f"mv /root/policy {POLICY} && systemctl reload dbus"
         cases = {
             "a missing directory of the host root":
-                ("orvapp", f"mv {ROOT}/tmp {ROOT}/tmp.away", f"rm -rf {ROOT}/tmp; mv {ROOT}/tmp.away {ROOT}/tmp",
+                ("orvapp", f"mv {ROOT}/tmp {ROOT}/tmp.away", f"systemd-tmpfiles --create orvapp.conf; rm -r {ROOT}/tmp.away",
                  f"the directory {ROOT}/tmp is missing"),
             "a directory of another owner":
-                ("orvapp", f"chown stranger {ROOT}/ostrel/conf", f"chown orvapp {ROOT}/ostrel/conf",
+                ("orvapp", f"chown stranger {ROOT}/ostrel/conf", f"chown -R orvapp:orvapp {ROOT}",
                  "belongs to another user than orvapp"),
             "a store of another owner":
                 ("switchd", f"chown stranger {STORE} && chmod 600 {STORE}", f"chown orvapp {STORE}", STORE),
