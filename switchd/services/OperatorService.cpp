@@ -41,6 +41,7 @@ const OperatorService::Route OperatorService::ROUTES[] = {
     {OperatorCode::READ_LOG, &OperatorService::decoded<LogRequest, &OperatorService::readLog>},
     {OperatorCode::FOLLOW_LOG, &OperatorService::decoded<LogRequest, &OperatorService::followLog>},
     {OperatorCode::SEARCH_LOG, &OperatorService::decoded<LogSearch, &OperatorService::searchLog>},
+    {OperatorCode::LOG_SERIES, &OperatorService::decoded<SeriesRequest, &OperatorService::logSeries>},
     {OperatorCode::STOP, &OperatorService::decoded<OneTag, &OperatorService::stop>},
     {OperatorCode::COMPONENTS, &OperatorService::decoded<NoBody, &OperatorService::listComponents>},
     {OperatorCode::WAIT, &OperatorService::decoded<WaitRequest, &OperatorService::wait>},

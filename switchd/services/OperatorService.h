@@ -42,6 +42,8 @@ public:
     static constexpr std::size_t PAGE_ENTRIES = 500;
     static constexpr std::size_t SEARCH_ENTRIES = 5000;
     static constexpr std::size_t PAGE_BYTES = std::size_t{1024} * 1024;
+    // Of the texts in a series, each of which it has once.
+    static constexpr std::size_t SERIES_BYTES = std::size_t{4} * 1024 * 1024;
     // Bytes of values in the answer to GET: what every bus carries, with room to spare.
     static constexpr std::size_t MAX_ANSWER = std::size_t{24} * 1024 * 1024;
 
@@ -95,6 +97,7 @@ private:
 
     void readLog(const Caller& caller, const LogRequest& request);
     void searchLog(const Caller& caller, const LogSearch& request);
+    void logSeries(const Caller& caller, const SeriesRequest& request);
     void answerLog(const Caller& caller, const LogSelection& selection, std::size_t limit);
     void followLog(const Caller& caller, const LogRequest& request);
     void stop(const Caller& caller, const OneTag& request);

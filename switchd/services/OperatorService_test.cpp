@@ -63,11 +63,30 @@ TEST_F(OperatorServiceTest, refusesCodesThatItDoesNotKnow) {
 
 TEST_F(OperatorServiceTest, refusesBodiesThatItCannotRead) {
     using namespace OperatorCode;
-    for (const std::uint16_t code :
-         {GET,           LIST,          CHANGE,     PUBLISH_LOG, PUBLISH_STATE, PUBLISH_ADDRESSES, PUBLISH_HOSTNAME,
-          PUBLISH_EVENT, READ_LOG,      FOLLOW_LOG, SEARCH_LOG,  STOP,          COMPONENTS,        WAIT,
-          MANAGEMENT,    WATCH_RESULTS, PROBE,      MESSAGE,     ADD_FAULT,     REMOVE_FAULT,      CLEAR_FAULTS,
-          LIST_FAULTS,   RELEASE_HELD}) {
+    for (const std::uint16_t code : {GET,
+                                     LIST,
+                                     CHANGE,
+                                     PUBLISH_LOG,
+                                     PUBLISH_STATE,
+                                     PUBLISH_ADDRESSES,
+                                     PUBLISH_HOSTNAME,
+                                     PUBLISH_EVENT,
+                                     READ_LOG,
+                                     FOLLOW_LOG,
+                                     SEARCH_LOG,
+                                     LOG_SERIES,
+                                     STOP,
+                                     COMPONENTS,
+                                     WAIT,
+                                     MANAGEMENT,
+                                     WATCH_RESULTS,
+                                     PROBE,
+                                     MESSAGE,
+                                     ADD_FAULT,
+                                     REMOVE_FAULT,
+                                     CLEAR_FAULTS,
+                                     LIST_FAULTS,
+                                     RELEASE_HELD}) {
         const OperatorAnswer answer = operator_.answerTo(code, WireBytes{1, 2, 3});
         EXPECT_EQ(answer.status, OperatorStatus::REFUSED) << code;
         EXPECT_EQ(answer.reason, "the request cannot be read") << code;

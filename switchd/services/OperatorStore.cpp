@@ -109,6 +109,14 @@ void OperatorService::searchLog(const Caller& caller, const LogSearch& request) 
     answerLog(caller, request.selection, limitOf(request.limit, SEARCH_ENTRIES));
 }
 
+void OperatorService::logSeries(const Caller& caller, const SeriesRequest& request) {
+    SeriesAnswer answer;
+    if (parts_.logStore.readSeries(request.selection, SERIES_BYTES, answer.series) < 0) {
+        return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
+    }
+    done(caller, answer.encode());
+}
+
 void OperatorService::answerLog(const Caller& caller, const LogSelection& selection, std::size_t limit) {
     LogPage page;
     if (readPage(selection, limit, page) < 0) {

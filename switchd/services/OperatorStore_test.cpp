@@ -241,6 +241,29 @@ TEST_F(OperatorStoreTest, searchesALongLogFromItsEndInPages) {
     EXPECT_EQ(lines(ask()->encode()), (std::vector<std::string>{"1 0"}));
 }
 
+TEST_F(OperatorStoreTest, tellsWhatALogSaysOnceInParts) {
+    const std::string longText(OperatorService::SERIES_BYTES * 2 / 3, 'x');
+    for (const std::string& text : {longText, "short" + std::string(), longText, longText + "y", longText}) {
+        LogEntry entry;
+        entry.text = text;
+        ASSERT_EQ(sw_.store().append(entry), 0);
+    }
+    SeriesRequest request;
+    const auto ask = [&] {
+        return SeriesAnswer::decode(operator_.answerTo(OperatorCode::LOG_SERIES, request.encode()).body);
+    };
+
+    const auto first = ask();
+    request.selection.after = first->series.last;
+    const auto rest = ask();
+
+    EXPECT_THAT(first->series.texts, SizeIs(2));
+    EXPECT_EQ(first->series.last, 3u);
+    EXPECT_TRUE(first->series.more);
+    EXPECT_THAT(rest->series.texts, SizeIs(1));
+    EXPECT_EQ(rest->series.last, 4u);
+}
+
 TEST_F(OperatorStoreTest, followsTheLogFromAnIdOnAsLinesCome) {
     log("one");
     log("two");

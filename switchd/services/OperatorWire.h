@@ -17,11 +17,14 @@
 #include "switchd/store/Attribute.h"
 #include "switchd/store/LogEntry.h"
 #include "switchd/store/LogSelection.h"
+#include "switchd/store/LogSeries.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 using WireBytes = std::vector<std::uint8_t>;
@@ -43,6 +46,7 @@ inline constexpr std::uint16_t PUBLISH_EVENT = 14;      // RawEvent             
 inline constexpr std::uint16_t READ_LOG = 20;           // LogRequest           LogPage
 inline constexpr std::uint16_t FOLLOW_LOG = 21;         // LogRequest           none; pushes LOG_LINES: LogPage
 inline constexpr std::uint16_t SEARCH_LOG = 23;         // LogSearch            LogPage
+inline constexpr std::uint16_t LOG_SERIES = 24;         // SeriesRequest        SeriesAnswer
 inline constexpr std::uint16_t STOP = 22;               // OneTag: the stream's or late answer's tag   none
 inline constexpr std::uint16_t COMPONENTS = 30;         // none                 ComponentList
 inline constexpr std::uint16_t WAIT = 31;               // WaitRequest          none, as soon as the state is reached
@@ -234,6 +238,44 @@ struct LogRequest {
     static void fields(auto& io, auto& message) { io(message.since, message.limit, message.maxLevel); }
     WireBytes encode() const { return encodeFields(*this); }
     static std::optional<LogRequest> decode(WireSpan body) { return decodeFields<LogRequest>(body); }
+};
+
+inline constexpr auto LOG_SELECTION_FIELDS = [](auto& io, auto& selection) {
+    io(selection.after, selection.before, selection.maxLevel);
+    io.text32(selection.component);
+    io.list(selection.kinds, [](auto& each, auto& kind) {
+        each(kind.number);
+        each.text32(kind.start);
+    });
+};
+
+// All log entries that are selected, oldest first, as far as one answer holds them. With more, ask again behind the
+// last.
+struct SeriesRequest {
+    LogSelection selection;
+
+    static void fields(auto& io, auto& message) { LOG_SELECTION_FIELDS(io, message.selection); }
+    WireBytes encode() const { return encodeFields(*this); }
+    static std::optional<SeriesRequest> decode(WireSpan body) { return decodeFields<SeriesRequest>(body); }
+};
+
+struct SeriesAnswer {
+    LogSeries series;
+
+    static void fields(auto& io, auto& message) {
+        auto& series = message.series;
+        io.flag32(series.more);
+        io(series.last);
+        io.list(series.texts, LOG_ENTRY_FIELDS);
+        io.list(series.entries, [](auto& each, auto& entry) { each(entry.what, entry.time); });
+    }
+    WireBytes encode() const { return encodeFields(*this); }
+    // Nothing when an entry says what is not there.
+    static std::optional<SeriesAnswer> decode(WireSpan body) {
+        auto answer = decodeFields<SeriesAnswer>(body);
+        const auto isThere = [&](const LogSeries::Entry& entry) { return entry.what < answer->series.texts.size(); };
+        return answer && std::ranges::all_of(answer->series.entries, isThere) ? std::move(answer) : std::nullopt;
+    }
 };
 
 // Log entries that are selected, from the end that is asked for, at most limit (0: as many as one answer holds).

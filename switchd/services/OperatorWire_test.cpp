@@ -188,6 +188,31 @@ TEST(OperatorWire, readsBackASearchOfTheLog) {
     isReadOnlyWhole<LogSearch>(search.encode());
 }
 
+TEST(OperatorWire, readsBackASeriesOfTheLog) {
+    SeriesRequest request;
+    request.selection = {1, 2, -3, "orvApp", {{9, "text"}}, false};
+    SeriesAnswer answer;
+    answer.series = {{{0, 0, 0, 3, 4, 5, "orvApp", "text"}}, {{0, 1000001}, {0, -7}}, 77, true};
+
+    const auto readRequest = SeriesRequest::decode(request.encode());
+    const auto read = SeriesAnswer::decode(answer.encode());
+
+    ASSERT_TRUE(readRequest && read);
+    EXPECT_EQ(readRequest->selection.after, 1u);
+    EXPECT_EQ(readRequest->selection.before, 2u);
+    EXPECT_EQ(readRequest->selection.maxLevel, -3);
+    EXPECT_EQ(readRequest->selection.kinds, request.selection.kinds);
+    EXPECT_EQ(read->series.texts, answer.series.texts);
+    EXPECT_EQ(read->series.entries, answer.series.entries);
+    EXPECT_EQ(read->series.last, 77u);
+    EXPECT_TRUE(read->series.more);
+    isReadOnlyWhole<SeriesRequest>(request.encode());
+    isReadOnlyWhole<SeriesAnswer>(answer.encode());
+
+    answer.series.entries.push_back({1, 0});
+    EXPECT_FALSE(SeriesAnswer::decode(answer.encode())) << "an entry without a text";
+}
+
 TEST(OperatorWire, readsBackComponentsAndWaits) {
     const ComponentList list{{{"OrvApp", ComponentState::CONFIGURED, 1, 77}}};
     const auto wait = WaitRequest::decode(WaitRequest{"orvApp", ComponentState::READY}.encode());

@@ -5,6 +5,7 @@
 
 #include "switchd/store/LogEntry.h"
 #include "switchd/store/LogSelection.h"
+#include "switchd/store/LogSeries.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,6 +23,9 @@ public:
     // The first limit entries that are selected, from the end that is asked for. 0, or -1 (entries unchanged).
     [[nodiscard]] virtual int read(const LogSelection& selection, std::size_t limit,
                                    std::vector<LogEntry>& entries) = 0;
+    // All that are selected, oldest first, as long as their texts take no more than so many bytes (but for a single
+    // one). 0, or -1 (series unchanged).
+    [[nodiscard]] virtual int readSeries(const LogSelection& selection, std::size_t bytes, LogSeries& series);
     // Those with a greater number than id, oldest first.
     [[nodiscard]] int readSince(std::uint64_t id, std::size_t limit, std::vector<LogEntry>& entries) {
         LogSelection selection;
@@ -30,4 +34,8 @@ public:
     }
     // Why the last operation failed, for an operator to read.
     virtual const std::string& reason() const = 0;
+
+protected:
+    // Adds what an entry says; false when there is no room for it.
+    static bool takeText(const LogEntry& entry, std::size_t& bytes, LogSeries& series);
 };

@@ -16,3 +16,7 @@ struct LogEntry {
 
     friend bool operator==(const LogEntry&, const LogEntry&) = default;
 };
+
+inline std::int64_t microsecondsOf(const LogEntry& entry) {
+    return entry.seconds * 1000000 + entry.microseconds;
+}

@@ -21,9 +21,10 @@ constexpr const char* CREATE =
     " level INTEGER NOT NULL, number INTEGER NOT NULL, flags INTEGER NOT NULL, component BLOB NOT NULL,"
     " text BLOB NOT NULL);"
     "COMMIT;";
-constexpr const char* READ =
-    "SELECT id, seconds, microseconds, level, number, flags, component, text FROM event"
-    " WHERE id > ?1 AND id < ?2 AND level <= ?3";
+constexpr const char* FIELDS = "SELECT id, seconds, microseconds, level, number, flags, component, text FROM event";
+constexpr const char* BETWEEN = " WHERE id > ?1 AND id < ?2 AND level <= ?3";
+// A log that says more different things than that is read through; each of them alone costs a look for it.
+constexpr std::ptrdiff_t MANY = 2000;
 static_assert(APPLICATION_ID == 1398231892);
 
 int readNumber(SqliteDatabase& database, const char* sql, std::int64_t& number) {
@@ -175,11 +176,24 @@ int SqliteStore::openLog(const std::string& file) {
         append_.prepare("INSERT INTO event (seconds, microseconds, level, number, flags, component, text)"
                         " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)") < 0 ||
         prune_.prepare("DELETE FROM event WHERE id <= ?1") < 0 ||
-        read_.prepare((std::string(READ) + " ORDER BY id").c_str()) < 0 ||
-        readBack_.prepare((std::string(READ) + " ORDER BY id DESC").c_str()) < 0) {
+        read_.prepare((std::string(FIELDS) + BETWEEN + " ORDER BY id").c_str()) < 0 ||
+        readBack_.prepare((std::string(FIELDS) + BETWEEN + " ORDER BY id DESC").c_str()) < 0 ||
+        readOne_.prepare((std::string(FIELDS) + " WHERE id = ?1").c_str()) < 0) {
         return fail(log_);
     }
-    return 0;
+    return indexLog() < 0 ? fail(log_) : 0;
+}
+
+int SqliteStore::indexLog() {
+    SqliteStatement all(log_);
+    if (all.prepare((std::string(FIELDS) + " ORDER BY id").c_str()) < 0) {
+        return -1;
+    }
+    SqliteStatement::Step step = all.step();
+    for (; step == SqliteStatement::Step::ROW; step = all.step()) {
+        index_.add(entryOf(all));
+    }
+    return step == SqliteStatement::Step::DONE ? 0 : -1;
 }
 
 int SqliteStore::fail(const SqliteDatabase& database) {
@@ -247,10 +261,13 @@ int SqliteStore::writeEntry(LogEntry& entry) {
         return -1;
     }
     const std::int64_t id = sqlite3_last_insert_rowid(log_.handle());
-    if (prune_.bind(1, id - static_cast<std::int64_t>(logCapacity_)).run() < 0 || transaction.commit() < 0) {
+    const std::int64_t pruned = id - static_cast<std::int64_t>(logCapacity_);
+    if (prune_.bind(1, pruned).run() < 0 || transaction.commit() < 0) {
         return -1;
     }
     entry.id = static_cast<std::uint64_t>(id);
+    index_.add(entry);
+    index_.dropUpTo(static_cast<std::uint64_t>(std::max<std::int64_t>(pruned, 0)));
     return 0;
 }
 
@@ -261,4 +278,65 @@ int SqliteStore::read(const LogSelection& selection, std::size_t limit, std::vec
     read.bind(2, static_cast<std::int64_t>(std::min(selection.before, GREATEST)));
     read.bind(3, std::int64_t{selection.maxLevel});
     return collect(read, selection, limit, entries) < 0 ? fail(log_) : 0;
+}
+
+int SqliteStore::readEntry(std::uint64_t id, LogEntry& entry) {
+    std::vector<LogEntry> rows;
+    readOne_.bind(1, static_cast<std::int64_t>(id));
+    if (collect(readOne_, rows, entryOf) < 0 || rows.empty()) {
+        return -1;
+    }
+    entry = std::move(rows.front());
+    return 0;
+}
+
+int SqliteStore::selectWhats(const LogSelection& selection, std::vector<bool>& selected) {
+    for (const LogIndex::What& what : index_.whats()) {
+        std::optional<bool> is = LogIndex::isSelected(what, selection);
+        LogEntry whole;
+        if (!is && readEntry(what.latest, whole) < 0) {
+            return -1;
+        }
+        selected.push_back(is ? *is : selection.wantsKind(whole.number, whole.text));
+    }
+    return 0;
+}
+
+// Where the index does not help, or is not of this file any more, the log is read through.
+int SqliteStore::readSeries(const LogSelection& selection, std::size_t bytes, LogSeries& series) {
+    std::vector<bool> selected;
+    LogSeries result;
+    if (selectWhats(selection, selected) < 0 || std::ranges::count(selected, true) > MANY ||
+        takeSeries(selection, selected, bytes, result) < 0) {
+        return EventLogStore::readSeries(selection, bytes, series);
+    }
+    series = std::move(result);
+    return 0;
+}
+
+int SqliteStore::takeSeries(const LogSelection& selection, const std::vector<bool>& selected, std::size_t bytes,
+                            LogSeries& series) {
+    constexpr std::uint32_t NOWHERE = UINT32_MAX;
+    std::vector<std::uint32_t> places(selected.size(), NOWHERE);
+    const auto begin = std::ranges::upper_bound(index_.entries(), selection.after, {}, &LogIndex::Entry::id);
+    for (auto next = begin; next != index_.entries().end() && next->id < selection.before; ++next) {
+        if (!selected[next->what]) {
+            continue;
+        }
+        std::uint32_t& place = places[next->what];
+        if (place == NOWHERE) {
+            LogEntry entry;
+            if (readEntry(next->id, entry) < 0) {
+                return -1;
+            }
+            place = static_cast<std::uint32_t>(series.texts.size());
+            series.more = !takeText(entry, bytes, series);
+        }
+        if (series.more) {
+            return 0;
+        }
+        series.entries.push_back({place, next->time});
+        series.last = next->id;
+    }
+    return 0;
 }

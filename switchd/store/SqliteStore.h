@@ -7,6 +7,7 @@
 
 #include "switchd/store/AttributeStore.h"
 #include "switchd/store/EventLogStore.h"
+#include "switchd/store/LogIndex.h"
 #include "switchd/store/SqliteDatabase.h"
 
 #include <memory>
@@ -23,6 +24,7 @@ public:
     [[nodiscard]] int apply(const AttributeChange& change) override;
     [[nodiscard]] int append(LogEntry& entry) override;
     [[nodiscard]] int read(const LogSelection& selection, std::size_t limit, std::vector<LogEntry>& entries) override;
+    [[nodiscard]] int readSeries(const LogSelection& selection, std::size_t bytes, LogSeries& series) override;
     const std::string& reason() const override { return reason_; }
 
 private:
@@ -32,9 +34,15 @@ private:
     int openAttributes(const std::string& file);
     int checkOwner(const std::string& file);
     int openLog(const std::string& file);
+    int indexLog();
     int fail(const SqliteDatabase& database);
     int writeChange(const AttributeChange& change);
     int writeEntry(LogEntry& entry);
+    int readEntry(std::uint64_t id, LogEntry& entry);
+    // Which of what the index knows is selected, a flag each. 0, or -1.
+    int selectWhats(const LogSelection& selection, std::vector<bool>& selected);
+    int takeSeries(const LogSelection& selection, const std::vector<bool>& selected, std::size_t bytes,
+                   LogSeries& series);
 
     std::size_t logCapacity_;
     std::string reason_;
@@ -51,4 +59,6 @@ private:
     SqliteStatement prune_{log_};
     SqliteStatement read_{log_};
     SqliteStatement readBack_{log_};
+    SqliteStatement readOne_{log_};
+    LogIndex index_;
 };

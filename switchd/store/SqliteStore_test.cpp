@@ -257,9 +257,63 @@ TEST(SqliteStore, changesNothingWhenTheDatabaseRefusesOneOfSeveral) {
     EXPECT_EQ(store->get("Key", attribute), StoreStatus::OK);
 }
 
+TEST(SqliteStore, tellsTheSameSeriesWhenItIsOpenedAgain) {
+    TempDirectory directory;
+    LogSeries before;
+    LogSeries after;
+    {
+        const std::unique_ptr<SqliteStore> store = opened(directory.file());
+        for (const char* text : {"failed", "tried", "failed"}) {
+            LogEntry entry{0, 1, 2, 3, 4, 0, "orvApp", text};
+            ASSERT_EQ(store->append(entry), 0);
+        }
+        ASSERT_EQ(store->readSeries({}, 1000, before), 0);
+    }
+    ASSERT_EQ(opened(directory.file())->readSeries({}, 1000, after), 0);
+
+    EXPECT_EQ(after.texts, before.texts);
+    EXPECT_EQ(after.entries, before.entries);
+    EXPECT_EQ(after.last, 3u);
+    EXPECT_EQ(after.texts.size(), 2u);
+}
+
+TEST(SqliteStore, tellsASeriesOfMoreTextsThanItLooksForOneByOne) {
+    TempDirectory directory;
+    const std::unique_ptr<SqliteStore> store = opened(directory.file());
+    constexpr std::size_t TEXTS = 2100;
+    for (std::size_t number = 0; number < TEXTS; ++number) {
+        LogEntry entry{0, 1, 2, 3, 4, 0, "orvApp", std::to_string(number)};
+        ASSERT_EQ(store->append(entry), 0);
+    }
+    LogSeries series;
+
+    ASSERT_EQ(store->readSeries({}, 1000000, series), 0);
+
+    EXPECT_EQ(series.texts.size(), TEXTS);
+    EXPECT_EQ(series.entries.size(), TEXTS);
+}
+
+TEST(SqliteStore, tellsASeriesOfWhatIsThereWhenSomebodyElseTookEntriesAway) {
+    TempDirectory directory;
+    const std::unique_ptr<SqliteStore> store = opened(directory.file());
+    for (const char* text : {"failed", "tried", "failed"}) {
+        LogEntry entry{0, 1, 2, 3, 4, 0, "orvApp", text};
+        ASSERT_EQ(store->append(entry), 0);
+    }
+    runSql(directory.file(), "DELETE FROM event WHERE id = 1");
+    LogSeries series;
+
+    ASSERT_EQ(store->readSeries({}, 1000, series), 0);
+
+    EXPECT_EQ(series.texts.size(), 2u);
+    EXPECT_EQ(series.entries.size(), 2u);
+}
+
 TEST(SqliteStore, reportsFailingReads) {
     TempDirectory directory;
     const std::unique_ptr<SqliteStore> store = opened(directory.file());
+    LogEntry logged;
+    ASSERT_EQ(store->append(logged), 0);
     runSql(directory.file(), "DROP TABLE attribute");
     runSql(directory.file(), "DROP TABLE event");
     Attribute attribute;
@@ -272,6 +326,8 @@ TEST(SqliteStore, reportsFailingReads) {
     EXPECT_EQ(store->list("", attributes), -1);
     EXPECT_EQ(store->set("Key", 1, "value"), -1);
     EXPECT_EQ(store->readSince(0, 10, entries), -1);
+    LogSeries series;
+    EXPECT_EQ(store->readSeries({}, 1000, series), -1);
     EXPECT_EQ(store->append(entry), -1);
     EXPECT_EQ(store->reason(), directory.file() + ": no such table: event");
 }

@@ -277,6 +277,85 @@ TEST_P(StoreContract, leavesOutOtherLevelsComponentsAndKinds) {
     EXPECT_EQ(selected(log(), selection), "");
 }
 
+// "text@microseconds " for each entry, behind the number of texts.
+std::string series(EventLogStore& log, const LogSelection& selection, std::size_t bytes = 1000000) {
+    LogSeries found;
+    EXPECT_EQ(log.readSeries(selection, bytes, found), 0);
+    std::string texts = std::to_string(found.texts.size()) + ": ";
+    for (const LogSeries::Entry& entry : found.entries) {
+        texts += found.texts.at(entry.what).text + "@" + std::to_string(entry.time) + " ";
+    }
+    return texts + std::to_string(found.last) + (found.more ? " more" : "");
+}
+
+LogEntry failureAt(std::int64_t seconds, const std::string& text) {
+    return LogEntry{0, seconds, 5, 3, 9, 0, "orvApp", text};
+}
+
+TEST_P(StoreContract, tellsASeriesWithEachTextOnce) {
+    for (LogEntry entry :
+         {failureAt(1, "failed"), failureAt(2, "tried"), failureAt(3, "failed"), failureAt(4, "failed")}) {
+        ASSERT_EQ(log().append(entry), 0);
+    }
+    LogSelection selection;
+    EXPECT_EQ(series(log(), selection), "2: failed@1000005 tried@2000005 failed@3000005 failed@4000005 4");
+    selection.after = 1;
+    selection.before = 4;
+    EXPECT_EQ(series(log(), selection), "2: tried@2000005 failed@3000005 3");
+    selection.kinds = {{9, "trie"}};
+    EXPECT_EQ(series(log(), selection), "1: tried@2000005 2");
+    selection.kinds = {{8, ""}};
+    EXPECT_EQ(series(log(), selection), "0: 0");
+}
+
+TEST_P(StoreContract, endsASeriesWhereItsTextsAreTooLong) {
+    for (LogEntry entry : {failureAt(1, "four"), failureAt(2, "five5"), failureAt(3, "four")}) {
+        ASSERT_EQ(log().append(entry), 0);
+    }
+    LogSelection selection;
+    EXPECT_EQ(series(log(), selection, 8), "1: four@1000005 1 more");
+    selection.after = 1;
+    EXPECT_EQ(series(log(), selection, 0), "1: five5@2000005 2 more");
+    EXPECT_EQ(series(log(), selection, 9), "2: five5@2000005 four@3000005 3");
+}
+
+TEST_P(StoreContract, tellsApartWhatDiffersAnywhere) {
+    const std::string start(200, 's');
+    LogEntry one = failureAt(1, start + "1");
+    for (LogEntry entry : {one, failureAt(1, start + "2"), LogEntry{0, 1, 5, 2, 9, 0, "orvApp", one.text},
+                           LogEntry{0, 1, 5, 3, 8, 0, "orvApp", one.text}}) {
+        ASSERT_EQ(log().append(entry), 0);
+    }
+    LogSeries found;
+    ASSERT_EQ(log().readSeries({}, 10000, found), 0);
+    EXPECT_EQ(found.texts.size(), 4u);
+    LogSelection selection;
+    selection.kinds = {{9, start + "1"}};
+    ASSERT_EQ(log().readSeries(selection, 10000, found), 0);
+    EXPECT_EQ(found.texts.size(), 2u);
+    selection.kinds = {{9, start + "1 and more"}};
+    ASSERT_EQ(log().readSeries(selection, 10000, found), 0);
+    EXPECT_EQ(found.texts.size(), 0u);
+}
+
+// The log has room for four entries.
+TEST_P(StoreContract, forgetsInASeriesWhatWasDropped) {
+    for (int number = 0; number < 20; ++number) {
+        LogEntry entry = failureAt(number, std::to_string(number % 6));
+        ASSERT_EQ(log().append(entry), 0);
+        LogSelection selection;
+        LogSeries found;
+        ASSERT_EQ(log().readSeries(selection, 1000, found), 0);
+        std::vector<LogEntry> entries;
+        ASSERT_EQ(log().read(selection, 100, entries), 0);
+        ASSERT_EQ(found.entries.size(), entries.size());
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            EXPECT_EQ(found.texts.at(found.entries[i].what).text, entries[i].text);
+            EXPECT_EQ(found.entries[i].time, microsecondsOf(entries[i]));
+        }
+    }
+}
+
 TEST_P(StoreContract, dropsTheOldestEntriesOfAFullLogAndCountsOn) {
     for (int number = 1; number <= 6; ++number) {
         LogEntry entry = entryWithText(std::to_string(number));
