@@ -91,9 +91,9 @@ class BadInput(Booted):
         try:
             assert self.tree.status(f"systemctl start {unit}", wait=120).returncode != 0, f"{name}: it starts"
             tries = self.given_up(unit)
-            said = self.tree.do(f"journalctl --no-pager --unit {unit} --output cat --since @{since:.3f}")
+            said = self.journal(since)
             if line:
-                found, starts = (sum(text in one for one in said.splitlines()) for text in (line, "Starting "))
+                found, starts = (sum(text in one for one in said.splitlines()) for text in (line, f"Starting {unit}.service"))
                 assert found == starts > 0, f"{name}: {found} lines with {line!r} for {starts} starts in\n{said}"
             else:
                 cause = self.tree.status("switchctl status").stdout
@@ -102,6 +102,10 @@ class BadInput(Booted):
             self.carry_out(repair)
             self.begin_again()
         return tries
+
+    def journal(self, since):
+        """Of all units: a process that is gone before its line is looked at may have none any more."""
+        return self.tree.do(f"journalctl --no-pager --output cat --since @{since:.3f}")
 
     def given_up(self, unit):
         """The number of restarts that came before."""
@@ -131,8 +135,7 @@ class BadInput(Booted):
         self.tree.do(f"kill -STOP {bus}")
         try:
             self.tree.do("systemctl start --no-block switchd")
-            wait_for("a word about it", lambda: "hsb: waiting for the bus " in self.tree.do(
-                f"journalctl --no-pager --unit switchd --output cat --since @{since:.3f}"), 30)
+            wait_for("a word about it", lambda: "hsb: waiting for the bus " in self.journal(since), 30)
         finally:
             self.tree.do(f"kill -CONT {bus}")
         self.begin_again()
@@ -143,8 +146,7 @@ class BadInput(Booted):
         since = time.time()
         try:
             self.tree.do("systemctl start orvapp", wait=90)
-            assert "cannot take the name hsb.OrvApp against a second daemon: Permission denied" in self.tree.do(
-                f"journalctl --no-pager --unit orvapp --output cat --since @{since:.3f}")
+            assert "cannot take the name hsb.OrvApp against a second daemon: Permission denied" in self.journal(since)
             self.fails_in_one_line(f"HSB_ROOT={ROOT} {BUS} orvApp", "another daemon serves this switch")
             self.event("from a daemon without a name")
             self.mailed_once("from a daemon without a name")
