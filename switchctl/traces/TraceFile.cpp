@@ -20,6 +20,13 @@ int moved() {
     return 1;
 }
 
+// Tells it from the one that a start of the daemon makes of it: each line has its time.
+std::string headOf(const Descriptor& file) {
+    std::array<char, 80> head{};
+    const ssize_t got = pread(file.get(), head.data(), head.size(), 0);
+    return {head.data(), got > 0 ? static_cast<std::size_t>(got) : 0};
+}
+
 // Without a descriptor, and errno says why, when there is no trace in this file.
 Generation openTrace(const std::string& path) {
     Generation generation;
@@ -30,13 +37,16 @@ Generation openTrace(const std::string& path) {
         generation.file.reset();
         errno = EINVAL;
     }
+    if (generation.file) {
+        generation.head = headOf(generation.file);
+    }
     return generation;
 }
 
-int append(const Generation& generation, std::string& text) {
+int append(Generation& generation, std::string& text) {
     std::array<char, 65536> buffer{};
-    for (off_t place = generation.offset;;) {
-        const ssize_t got = pread(generation.file.get(), buffer.data(), buffer.size(), place);
+    for (;;) {
+        const ssize_t got = pread(generation.file.get(), buffer.data(), buffer.size(), generation.offset);
         if (got < 0 && errno == EINTR) {
             continue;
         }
@@ -44,7 +54,7 @@ int append(const Generation& generation, std::string& text) {
             return got < 0 ? -1 : 0;
         }
         text.append(buffer.data(), static_cast<std::size_t>(got));
-        place += got;
+        generation.offset += got;
     }
 }
 
@@ -60,16 +70,45 @@ void TraceFile::mark() {
         Generation newest = openTrace(generation(number));
         marked_ = std::move(newest.file);
         mark_ = newest.status;
+        markHead_ = std::move(newest.head);
     }
 }
 
 int TraceFile::readSince(std::string& text) const {
+    std::vector<Generation> newestFirst;
+    return readGenerations(text, newestFirst);
+}
+
+int TraceFile::readOn(std::string& text, bool& whole) {
+    std::vector<Generation> newestFirst;
+    if (readGenerations(text, newestFirst) < 0) {
+        return -1;
+    }
+    whole = !marked_ || isMarked(newestFirst.back());
+    Generation& newest = newestFirst.front();
+    marked_ = std::move(newest.file);
+    mark_ = newest.status;
+    mark_.st_size = newest.offset;
+    markHead_ = std::move(newest.head);
+    return 0;
+}
+
+int TraceFile::readGenerations(std::string& text, std::vector<Generation>& newestFirst) const {
     constexpr int TRIES = 10;
     int result = 1;
     for (int number = 0; number < TRIES && result > 0; ++number) {
-        result = tryReadSince(text);
+        newestFirst.clear();
+        result = tryReadSince(text, newestFirst);
     }
     return result == 0 ? 0 : -1;
+}
+
+bool TraceFile::isMarked(const Generation& generation) const {
+    return marked_ && areSame(mark_, generation.status);
+}
+
+bool TraceFile::isBegunAnew(const Generation& marked) const {
+    return marked.status.st_size < mark_.st_size || !marked.head.starts_with(markHead_);
 }
 
 int TraceFile::openSince(std::vector<Generation>& newestFirst) const {
@@ -82,13 +121,12 @@ int TraceFile::openSince(std::vector<Generation>& newestFirst) const {
         if (std::ranges::any_of(newestFirst, [&](const Generation& one) { return areSame(one.status, next.status); })) {
             return moved();
         }
-        const bool isMarked = marked_ && areSame(mark_, next.status);
-        // Shorter than at the mark: a daemon that starts empties it.
-        if (isMarked && next.status.st_size >= mark_.st_size) {
+        const bool isLast = isMarked(next);
+        if (isLast && !isBegunAnew(next)) {
             next.offset = mark_.st_size;
         }
         newestFirst.push_back(std::move(next));
-        if (isMarked) {
+        if (isLast) {
             break;
         }
     }
@@ -107,8 +145,7 @@ int TraceFile::endAt(int number) const {
     return number > 0 ? 0 : -1;
 }
 
-int TraceFile::tryReadSince(std::string& text) const {
-    std::vector<Generation> newestFirst;
+int TraceFile::tryReadSince(std::string& text, std::vector<Generation>& newestFirst) const {
     if (const int result = openSince(newestFirst); result != 0) {
         return result;
     }

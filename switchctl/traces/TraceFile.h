@@ -22,11 +22,14 @@ public:
     // All that was written since the mark, or all that there is without one, oldest first; with older generations gone,
     // what is left of it. 0, or -1 and errno when the trace cannot be read.
     [[nodiscard]] int readSince(std::string& text) const;
+    // The same, and the mark is where it ended. whole: nothing between the two marks has gone.
+    [[nodiscard]] int readOn(std::string& text, bool& whole);
 
     struct Generation {
         Descriptor file;
         struct stat status {};
-        off_t offset = 0;
+        off_t offset = 0;  // how far it has been read
+        std::string head;  // what it begins with
     };
 
 private:
@@ -34,12 +37,17 @@ private:
 
     std::string generation(int number) const;
     // 0, -1: cannot be read, or 1: the generations moved meanwhile.
-    int tryReadSince(std::string& text) const;
+    int tryReadSince(std::string& text, std::vector<Generation>& newestFirst) const;
+    int readGenerations(std::string& text, std::vector<Generation>& newestFirst) const;
     int openSince(std::vector<Generation>& newestFirst) const;
+    bool isMarked(const Generation& generation) const;
+    // It has been emptied since, by a daemon that has started.
+    bool isBegunAnew(const Generation& marked) const;
     int endAt(int number) const;
 
     std::string file_;
     // The newest generation that there was at the mark. It is held open: no other file gets its number meanwhile.
     Descriptor marked_;
     struct stat mark_ {};
+    std::string markHead_;
 };

@@ -41,8 +41,14 @@ protected:
         EXPECT_EQ(trace.readSince(text), 0);
         return text;
     }
+    std::string on(TraceFile& trace) {
+        std::string text;
+        EXPECT_EQ(trace.readOn(text, whole_), 0);
+        return text;
+    }
 
     std::string directory_;
+    bool whole_ = false;
 };
 
 TEST_F(TraceFileTest, givesWhatWasWrittenSinceTheMark) {
@@ -96,6 +102,42 @@ TEST_F(TraceFileTest, givesAllWhenThereWasNoTraceAtTheMark) {
     write("first\n");
 
     EXPECT_EQ(since(trace), "first\n");
+}
+
+TEST_F(TraceFileTest, readsOnWhereItEnded) {
+    TraceFile trace(file());
+    write("one\n");
+    EXPECT_EQ(on(trace), "one\n");
+    EXPECT_EQ(on(trace), "");
+    write("two\n");
+    rotate();
+    write("three\n");
+    EXPECT_EQ(on(trace), "two\nthree\n");
+    EXPECT_TRUE(whole_);
+}
+
+TEST_F(TraceFileTest, saysThatSomethingHasGoneMeanwhile) {
+    TraceFile trace(file());
+    write("one\n");
+    on(trace);
+    for (int i = 0; i < 7; ++i) {
+        rotate();
+    }
+    write("two\n");
+
+    EXPECT_EQ(on(trace), "two\n");
+    EXPECT_FALSE(whole_);
+}
+
+TEST_F(TraceFileTest, readsOnInAFileThatAStartHasEmptiedAndFilled) {
+    TraceFile trace(file());
+    write("11:00 one\n");
+    on(trace);
+    std::filesystem::resize_file(file(), 0);
+    write("12:00 more than there was\n");
+
+    EXPECT_EQ(on(trace), "12:00 more than there was\n");
+    EXPECT_TRUE(whole_);
 }
 
 TEST_F(TraceFileTest, saysWhenThereIsNoTrace) {
