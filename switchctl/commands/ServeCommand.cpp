@@ -36,7 +36,7 @@ std::vector<Desk::Sheet> sheets() {
 
 // Connections that nobody serves yet are not let pile up.
 void boundDescriptors() {
-    constexpr rlim_t MOST = 128;
+    constexpr rlim_t MOST = 384;
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur > MOST) {
         limit.rlim_cur = MOST;

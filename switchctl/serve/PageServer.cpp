@@ -1,11 +1,11 @@
 #include "switchctl/serve/PageServer.h"
 
+#include "switchctl/serve/BoundedServer.h"
 #include "switchctl/serve/PageFiles.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/Json.h"
 #include "switchctl/text/Text.h"
 
-#include <httplib.h>
 #include <strings.h>
 #include <sys/random.h>
 #include <sys/socket.h>
@@ -25,10 +25,7 @@ using httplib::Request;
 using httplib::Response;
 using std::chrono::milliseconds;
 
-// More browsers than these wait for their turn.
-constexpr std::size_t WORKERS = 48;
 constexpr std::size_t LARGEST_BODY = 4096;
-constexpr std::chrono::seconds READ_LIMIT{2};
 constexpr milliseconds SHEET_PATIENCE{1500};
 constexpr std::chrono::seconds CHANGE_PATIENCE{25};
 constexpr std::chrono::seconds LEAST_BETWEEN_PROBES{10};
@@ -136,7 +133,7 @@ private:
     Desk& desk_;
     PageAddress address_;
     std::string token_;
-    httplib::Server server_;
+    BoundedServer server_;
     std::mutex mutex_;
     bool begun_ = false;
     bool stopped_ = false;
@@ -172,10 +169,6 @@ void PageServer::Impl::stop() {
 
 // What a stranger can make it hold.
 void PageServer::Impl::bound() {
-    server_.new_task_queue = [] { return new httplib::ThreadPool(WORKERS); };
-    server_.set_keep_alive_max_count(1);
-    server_.set_read_timeout(READ_LIMIT);
-    server_.set_write_timeout(READ_LIMIT);
     server_.set_payload_max_length(LARGEST_BODY);
     server_.set_socket_options(socketOptions);
     server_.set_default_headers({{"Content-Security-Policy", POLICY},

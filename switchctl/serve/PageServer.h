@@ -1,5 +1,5 @@
-// The page and its sheets over HTTP, to browsers on this machine. The library behind it is known to PageServer.cpp
-// alone.
+// The page and its sheets over HTTP, to browsers on this machine. The library behind it is known to
+// BoundedServer and PageServer.cpp alone.
 //
 // It answers to the names of this machine only, takes changes only with the token that was printed at the start, and
 // bounds what a stranger can make it hold: requests, bodies, connections, time.

@@ -1,11 +1,12 @@
 #include "switchctl/serve/PageServer.h"
 
 #include "Descriptor.h"
+#include "switchctl/serve/BoundedServer.h"
 #include "switchctl/text/Errors.h"
 
 #include <gmock/gmock.h>
-#include <httplib.h>
 
+#include <atomic>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -72,6 +73,20 @@ protected:
     }
     httplib::Result post(const char* path, const httplib::Headers& headers, const std::string& body = "") const {
         return client().Post(path, headers, body, "application/x-www-form-urlencoded");
+    }
+
+    Descriptor stranger() const {
+        Descriptor made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(address_.port);
+        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(connect(made.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+        return made;
+    }
+    // Whoever is let go does not hear it.
+    static void say(const Descriptor& to, const std::string& words) {
+        static_cast<void>(send(to.get(), words.data(), words.size(), MSG_NOSIGNAL));
     }
 
     std::mutex mutex_;
@@ -198,22 +213,56 @@ TEST_F(PageServerTest, refusesWhatIsTooLarge) {
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(PageServerTest, servesOthersWhileSomeSendGarbageOrNothing) {
+TEST_F(PageServerTest, servesOthersWhileManySendGarbageOrNothing) {
     std::vector<Descriptor> strangers;
-    for (int i = 0; i < 40; ++i) {
-        Descriptor stranger(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        sockaddr_in to{};
-        to.sin_family = AF_INET;
-        to.sin_port = htons(address_.port);
-        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ASSERT_EQ(connect(stranger.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+    for (int i = 0; i < 200; ++i) {
+        strangers.push_back(stranger());
         if (i % 2 == 0) {
-            const std::string garbage("\0\xFF GET / \r\n\r\n\r\n", 15);
-            EXPECT_EQ(send(stranger.get(), garbage.data(), garbage.size(), MSG_NOSIGNAL), 15);
+            say(strangers.back(), std::string("\0\xFF GET / \r\n\r\n\r\n", 15));
         }
-        strangers.push_back(std::move(stranger));
     }
     EXPECT_EQ(get("/healthz")->status, 200);
+}
+
+// Each byte comes in good time, the request never.
+TEST_F(PageServerTest, servesOthersWhileManyTrickle) {
+    std::vector<Descriptor> strangers;
+    for (int i = 0; i < BoundedServer::WORKERS + 20; ++i) {
+        strangers.push_back(stranger());
+        say(strangers.back(), "GET / HTTP/1.1\r\nX: ");
+    }
+    std::atomic<bool> over = false;
+    auto trickle = std::async(std::launch::async, [&] {
+        while (!over) {
+            for (const Descriptor& each : strangers) {
+                say(each, "x");
+            }
+            std::this_thread::yield();
+        }
+    });
+
+    for (int i = 0; i < 5; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(get("/healthz")->status, 200);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, BoundedServer::LONGEST - std::chrono::seconds(1));
+    }
+    over = true;
+    trickle.get();
+}
+
+TEST_F(PageServerTest, endsARequestThatDoesNotEnd) {
+    const Descriptor alone = stranger();
+    say(alone, "GET / HTTP/1.1\r\n");
+    const auto begin = std::chrono::steady_clock::now();
+
+    std::string answer;
+    char part[256];
+    for (ssize_t got = 0; (got = recv(alone.get(), part, sizeof part, 0)) > 0;) {
+        answer.append(part, static_cast<std::size_t>(got));
+    }
+
+    EXPECT_THAT(answer, Not(HasSubstr("200 OK")));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, BoundedServer::LONGEST - std::chrono::seconds(1));
 }
 
 TEST_F(PageServerTest, anAddressThatSomebodyElseHasIsRefused) {

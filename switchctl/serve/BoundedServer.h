@@ -1,0 +1,26 @@
+// The library's server, with connections that cannot keep others out: each has so long for all of its request and so
+// long for the answer, and far less while somebody waits behind it.
+#pragma once
+
+#include <httplib.h>
+// One of the resolver's macros, which the library brings along.
+#undef REFUSED
+
+#include <atomic>
+#include <chrono>
+
+class BoundedServer : public httplib::Server {
+public:
+    // More than so many at a time wait for their turn. A browser has up to six, some of them in advance.
+    static constexpr int WORKERS = 128;
+    static constexpr std::chrono::milliseconds LONGEST{4000};
+    // A browser on this machine has said all in far less.
+    static constexpr std::chrono::milliseconds LONGEST_BEFORE_OTHERS{500};
+
+    BoundedServer();
+
+private:
+    bool process_and_close_socket(socket_t socket) override;
+
+    std::atomic<int> waiting_ = 0;
+};
