@@ -17,6 +17,9 @@ bool Desk::isYounger(const Page& page, Milliseconds age) {
 void Desk::make(std::unique_lock<std::mutex>& lock, Page& page, Milliseconds patience) {
     page.wanted = true;
     work_.notify_all();
+    if (runsTask_ && page.result) {
+        return;
+    }
     done_.wait_for(lock, patience, [&] { return stopped_ || !page.wanted; });
 }
 
@@ -29,9 +32,34 @@ std::shared_ptr<Desk::Task> Desk::nextTask() {
     return task;
 }
 
+bool Desk::isDue(const Page& page) {
+    return page.wanted || (page.sheet.unwatched.count() > 0 && !isYounger(page, page.sheet.unwatched));
+}
+
+// The oldest of them: with a switch that does not answer each takes its time, and all are due again.
 Desk::Page* Desk::nextPage() {
-    const auto found = std::ranges::find_if(pages_, [](const auto& one) { return one.second.wanted; });
-    return found == pages_.end() ? nullptr : &found->second;
+    Page* oldest = nullptr;
+    for (auto& [name, page] : pages_) {
+        if (isDue(page) && (oldest == nullptr || page.made < oldest->made)) {
+            oldest = &page;
+        }
+    }
+    return oldest;
+}
+
+// Or until a sheet is due that is kept up.
+void Desk::awaitWork(std::unique_lock<std::mutex>& lock) {
+    Moment due = Moment::max();
+    for (const auto& [name, page] : pages_) {
+        if (page.sheet.unwatched.count() > 0) {
+            due = std::min(due, page.made + page.sheet.unwatched);
+        }
+    }
+    if (due == Moment::max()) {
+        work_.wait(lock);
+    } else {
+        work_.wait_until(lock, due);
+    }
 }
 
 void Desk::run() {
@@ -40,12 +68,14 @@ void Desk::run() {
         const auto task = nextTask();
         Page* const page = task == nullptr ? nextPage() : nullptr;
         if (task == nullptr && page == nullptr) {
-            work_.wait(lock);
+            awaitWork(lock);
             continue;
         }
+        runsTask_ = task != nullptr;
         lock.unlock();
         Result result = line_(task != nullptr ? task->line : page->sheet.line);
         lock.lock();
+        runsTask_ = false;
         if (task != nullptr) {
             task->result = std::move(result);
         } else {
@@ -110,4 +140,25 @@ std::optional<Desk::Result> Desk::ask(const Words& line, Milliseconds patience) 
     work_.notify_all();
     done_.wait_for(lock, patience, [&] { return stopped_ || task->result.has_value(); });
     return task->result;
+}
+
+std::optional<Desk::Result> Desk::recall(const Words& line, Milliseconds age, Milliseconds patience) {
+    {
+        const std::lock_guard lock(mutex_);
+        const auto oldest = std::chrono::steady_clock::now() - age;
+        std::erase_if(notes_, [&](const Note& note) { return note.made < oldest; });
+        const auto known = std::ranges::find(notes_, line, &Note::line);
+        if (known != notes_.end()) {
+            return known->result;
+        }
+    }
+    const auto result = ask(line, patience);
+    const std::lock_guard lock(mutex_);
+    if (result) {
+        notes_.push_back({line, *result, std::chrono::steady_clock::now()});
+        if (notes_.size() > MOST_NOTES) {
+            notes_.pop_front();
+        }
+    }
+    return result;
 }

@@ -1,7 +1,7 @@
 // What the page shows, made by commands: one thread runs them, many read what they printed.
 //
 // A sheet is what one command line prints as JSON. It is made anew when somebody reads it and it is older than its
-// period: nobody looks, nothing is done.
+// period: nobody looks, nothing is done, but for sheets that have to be kept up all the same.
 #pragma once
 
 #include <chrono>
@@ -31,6 +31,7 @@ public:
         const char* name;
         Words line;
         Milliseconds period;
+        Milliseconds unwatched{0};  // it is made anew when it is so old also when nobody looks; 0: it is not
     };
 
     // The thread that calls run() is the one that calls this.
@@ -40,8 +41,8 @@ public:
     void run();
     // Any thread may call these.
     void stop();
-    // The sheet, made anew where it is too old; after the patience as it was, nothing where it never was. No sheet of
-    // this name: nothing.
+    // The sheet, made anew where it is too old; after the patience as it was, nothing where it never was. As it was
+    // also while a line runs that somebody has asked for: that may take long. No sheet of this name: nothing.
     std::optional<Result> read(const std::string& name, Milliseconds patience);
     // As it was made last, however old; nothing where it never was.
     std::optional<Result> last(const std::string& name) const;
@@ -52,6 +53,8 @@ public:
     // Runs a line in its turn and waits that long for it; nothing when it takes longer (it is done all the same), or
     // when too many wait already.
     std::optional<Result> ask(const Words& line, Milliseconds patience);
+    // The same for a line that shows something and has no sheet: what it came to last where that is younger.
+    std::optional<Result> recall(const Words& line, Milliseconds age, Milliseconds patience);
 
 private:
     using Moment = std::chrono::steady_clock::time_point;
@@ -67,12 +70,21 @@ private:
         std::optional<Result> result{};
     };
 
+    struct Note {
+        Words line;
+        Result result;
+        Moment made;
+    };
+
     static constexpr std::size_t MOST_TASKS = 16;
+    static constexpr std::size_t MOST_NOTES = 16;
 
     static bool isYounger(const Page& page, Milliseconds age);
+    static bool isDue(const Page& page);
     void make(std::unique_lock<std::mutex>& lock, Page& page, Milliseconds patience);
     std::shared_ptr<Task> nextTask();
     Page* nextPage();
+    void awaitWork(std::unique_lock<std::mutex>& lock);
 
     Line line_;
     mutable std::mutex mutex_;
@@ -80,5 +92,7 @@ private:
     std::condition_variable done_;
     std::map<std::string, Page> pages_;
     std::deque<std::shared_ptr<Task>> tasks_;
+    std::deque<Note> notes_;  // the newest last
+    bool runsTask_ = false;
     bool stopped_ = false;
 };

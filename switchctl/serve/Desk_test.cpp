@@ -5,6 +5,7 @@
 #include <atomic>
 #include <future>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -61,6 +62,52 @@ TEST_F(DeskTest, makesASheetAnewThatIsTooOld) {
     EXPECT_EQ(desk_.read("passing", LONG)->text, "passing 2");
 }
 
+TEST_F(DeskTest, showsAtOnceWhatThereIsWhileALineTakesItsTime) {
+    EXPECT_EQ(desk_.read("passing", LONG)->text, "passing 1");
+    EXPECT_FALSE(desk_.ask({"slow"}, milliseconds(0)));
+    began_.get_future().wait();
+
+    EXPECT_EQ(desk_.read("passing", hours(1))->text, "passing 1");
+}
+
+TEST(SlowSheets, takeTurnsWhenAllAreDueAgainAtOnce) {
+    std::promise<void> last;
+    bool told = false;
+    Desk desk(
+        [&](const Desk::Words& words) {
+            if (words.front() == "last" && !std::exchange(told, true)) {
+                last.set_value();
+            }
+            std::this_thread::sleep_for(milliseconds(2));  // longer than either stays young
+            return Desk::Result{0, ""};
+        },
+        {{"first", {"first"}, milliseconds(0), milliseconds(1)}, {"last", {"last"}, milliseconds(0), milliseconds(1)}});
+    std::thread thread([&] { desk.run(); });
+
+    EXPECT_EQ(last.get_future().wait_for(LONG), std::future_status::ready);
+    desk.stop();
+    thread.join();
+}
+
+TEST(KeptSheet, isMadeAnewAlsoWhenNobodyLooks) {
+    std::promise<void> thrice;
+    int made = 0;
+    Desk desk(
+        [&](const Desk::Words&) {
+            if (++made == 3) {
+                thrice.set_value();
+            }
+            return Desk::Result{0, std::to_string(made)};
+        },
+        {{"kept", {"kept"}, hours(1), milliseconds(1)}, {"other", {"other"}, hours(1)}});
+    std::thread thread([&] { desk.run(); });
+
+    EXPECT_EQ(thrice.get_future().wait_for(LONG), std::future_status::ready);
+    EXPECT_FALSE(desk.last("other"));
+    desk.stop();
+    thread.join();
+}
+
 TEST_F(DeskTest, hasNoSheetOfAnotherName) {
     EXPECT_FALSE(desk_.read("nonsense", LONG));
 }
@@ -88,6 +135,21 @@ TEST_F(DeskTest, runsALineForWhoeverAsks) {
 
     EXPECT_EQ(result->status, 2);
     EXPECT_EQ(result->text, "one 1");
+}
+
+TEST_F(DeskTest, recallsWhatALineCameToWhileItIsYoung) {
+    EXPECT_EQ(desk_.recall({"one", "two"}, hours(1), LONG)->text, "one 1");
+    EXPECT_EQ(desk_.recall({"one", "two"}, hours(1), LONG)->text, "one 1");
+    EXPECT_EQ(desk_.recall({"one", "three"}, hours(1), LONG)->text, "one 2");
+    EXPECT_EQ(desk_.recall({"one", "two"}, milliseconds(0), LONG)->text, "one 3");
+}
+
+TEST_F(DeskTest, recallsNotMoreThanSixteenLines) {
+    for (int i = 0; i < 17; ++i) {
+        desk_.recall({"line", std::to_string(i)}, hours(1), LONG);
+    }
+    EXPECT_EQ(desk_.recall({"line", "16"}, hours(1), LONG)->text, "line 17");
+    EXPECT_EQ(desk_.recall({"line", "0"}, hours(1), LONG)->text, "line 18");
 }
 
 TEST_F(DeskTest, refusesLinesWhenTooManyWait) {
