@@ -2,13 +2,19 @@
 #include "switchctl/commands/CommandTexts.h"
 #include "switchctl/commands/CommandTree.h"
 #include "switchctl/commands/Commands.h"
+#include "switchctl/queue/QueueFiles.h"
+#include "switchctl/serve/DayBook.h"
 #include "switchctl/serve/Desk.h"
 #include "switchctl/serve/PageServer.h"
 #include "switchctl/text/Errors.h"
+#include "switchctl/traces/ProbeTrace.h"
+#include "switchctl/traces/TraceFile.h"
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
+#include <ctime>
 #include <sstream>
 #include <thread>
 
@@ -16,6 +22,9 @@ namespace {
 
 using std::chrono::minutes;
 using std::chrono::seconds;
+
+// No command's: what it says is counted here.
+constexpr const char* DAY = "(day)";
 
 struct ServeArguments {
     std::string listen = "127.0.0.1:8025";
@@ -31,8 +40,46 @@ std::vector<Desk::Sheet> sheets() {
         {"log", {"--json", "--timeout", "3", "log", "-n", "60", "--level", "16", "--explain"}, seconds(2)},
         {"metrics", {"--timeout", "3", "metrics"}, seconds(2)},
         {"profiles", {"--json", "--timeout", "3", "profile", "list"}, seconds(10)},
+        {"day", {DAY}, seconds(5), seconds(10)},
     };
 }
+
+// Reads on where it ended, so that a day costs as little as a moment.
+class Day {
+public:
+    explicit Day(Session& session) : session_(session) {}
+
+    Desk::Result read() {
+        std::string text;
+        bool whole = true;
+        if (trace_.readOn(text, whole) == 0) {
+            book_.takeTrace(text, whole);
+        }
+        readLog();
+        const std::int64_t now = std::time(nullptr);
+        const auto entries = QueueFiles::read().entries;
+        book_.takeWaiting(static_cast<std::uint64_t>(std::ranges::count(entries, QueueFiles::SEND, &QueueEntry::queue)),
+                          now);
+        return {ExitStatus::DONE, book_.upTo(now).dump() + "\n"};
+    }
+
+private:
+    // What operators see, the last of it where there is too much.
+    void readLog() {
+        std::ostringstream out;
+        std::ostringstream err;
+        Desk::Words line = {"--timeout", "3", "log", "--level", "3", "--component", "orvApp"};
+        const bool first = book_.lastEntry() == 0;
+        line.insert(line.end(), {first ? "-n" : "--since", first ? "2000" : std::to_string(book_.lastEntry())});
+        if (session_.line(line, out, err) == ExitStatus::DONE) {
+            book_.takeLog(out.str());
+        }
+    }
+
+    Session& session_;
+    TraceFile trace_{ProbeTrace::mainFile()};
+    DayBook book_;
+};
 
 // Connections that nobody serves yet are not let pile up.
 void boundDescriptors() {
@@ -82,8 +129,12 @@ void serve(Session& session, const ServeArguments& arguments) {
     requireSwitch(session);
     boundDescriptors();
     const EndSignals end;
+    Day day(session);
     Desk desk(
         [&](const Desk::Words& words) {
+            if (words.front() == DAY) {
+                return day.read();
+            }
             std::ostringstream out;
             std::ostringstream err;
             const int status = session.line(words, out, err);

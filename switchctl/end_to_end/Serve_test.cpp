@@ -69,6 +69,10 @@ TEST_F(Serve, showsAWorkingSwitchAndSendsATest) {
 
     EXPECT_THAT(post("/api/test", "profile=Ops"), HasSubstr("\"address\":\"ops@x\",\"state\":\"taken\""));
     EXPECT_EQ(server_.mailsTaken().size(), 1u);
+    await([this] { return get("/api/day").find("\"received\":1,\"mailed\":1,") != std::string::npos; });
+    EXPECT_THAT(post("/api/preview", "type=0&text=a%20fan"), HasSubstr("Text:           a fan\\r\\n"));
+    EXPECT_THAT(post("/api/captures", "profile=Ops"), HasSubstr("the profile Ops has no capture"));
+    EXPECT_EQ(server_.mailsTaken().size(), 1u);
 
     serve_->signal(SIGTERM);
     EXPECT_EQ(serve_->wait(), 0);
@@ -83,6 +87,7 @@ TEST_F(Serve, showsWhatWaitsAndWhyAndTriesItNow) {
     EXPECT_THAT(get("/api/queue"), HasSubstr("\"text\":\"<script>alert(1)</script>\""));
     EXPECT_THAT(get("/api/log"), HasSubstr("\"text\":\"Critical protocol failure with SMTP server\""));
     EXPECT_THAT(post("/api/try"), HasSubstr("\"tried\":true"));
+    await([this] { return get("/api/day").find("\"failed\":0,\"received\":1") == std::string::npos; });
 }
 
 TEST_F(Serve, leavesTheDaemonsTraceAlone) {
@@ -92,7 +97,7 @@ TEST_F(Serve, leavesTheDaemonsTraceAlone) {
     ASSERT_GT(before, 0);
 
     for (int i = 0; i < 20; ++i) {
-        for (const char* path : {"/api/status", "/api/queue", "/api/log", "/api/profiles", "/healthz"}) {
+        for (const char* path : {"/api/status", "/api/queue", "/api/log", "/api/profiles", "/api/day", "/healthz"}) {
             get(path);
         }
     }

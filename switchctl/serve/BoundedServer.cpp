@@ -100,6 +100,10 @@ BoundedServer::BoundedServer() {
     new_task_queue = [this] { return new CountedWorkers(waiting_); };
 }
 
+void BoundedServer::acceptMany() {
+    ::listen(svr_sock_, WORKERS);
+}
+
 bool BoundedServer::process_and_close_socket(socket_t socket) {
     const Descriptor owned(socket);
     BoundedStream stream(socket, waiting_);

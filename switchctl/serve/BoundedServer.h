@@ -13,11 +13,15 @@ class BoundedServer : public httplib::Server {
 public:
     // More than so many at a time wait for their turn. A browser has up to six, some of them in advance.
     static constexpr int WORKERS = 128;
-    static constexpr std::chrono::milliseconds LONGEST{4000};
+    static constexpr std::chrono::milliseconds LONGEST{2000};
     // A browser on this machine has said all in far less.
     static constexpr std::chrono::milliseconds LONGEST_BEFORE_OTHERS{500};
 
     BoundedServer();
+
+    // Once it is bound: the library lets five connections wait to be accepted, and who comes behind them tries again
+    // after a second.
+    void acceptMany();
 
 private:
     bool process_and_close_socket(socket_t socket) override;

@@ -29,6 +29,9 @@ constexpr std::size_t LARGEST_BODY = 4096;
 constexpr milliseconds SHEET_PATIENCE{1500};
 constexpr std::chrono::seconds CHANGE_PATIENCE{25};
 constexpr std::chrono::seconds LEAST_BETWEEN_PROBES{10};
+constexpr std::chrono::seconds PREVIEW_AGE{30};
+// Of an event that is made up.
+constexpr const char* EXAMPLE_NUMBER = "0x00010002";
 
 constexpr const char* JSON = "application/json";
 constexpr const char* TOKEN_HEADER = "X-CallHome-Token";
@@ -98,6 +101,7 @@ public:
         files();
         sheets();
         changes();
+        lookAhead();
     }
 
     PageAddress bind() {
@@ -110,6 +114,7 @@ public:
                           (errno == 0 ? "somebody else may have it" : std::strerror(errno)));
         }
         address_.port = static_cast<std::uint16_t>(port);
+        server_.acceptMany();
         return address_;
     }
     void run();
@@ -124,6 +129,8 @@ private:
     void status(Response& response);
     void health(Response& response);
     void ask(const Request& request, Response& response);
+    void lookAhead();
+    void preview(const Request& request, Response& response, const Desk::Words& line);
     void change(const Request& request, Response& response, const Desk::Words& line);
 
     bool isOurs(const std::string& host) const;
@@ -219,6 +226,7 @@ void PageServer::Impl::sheets() {
     sheet("/api/queue", "queue", JSON);
     sheet("/api/log", "log", JSON);
     sheet("/api/profiles", "profiles", JSON);
+    sheet("/api/day", "day", JSON);
     sheet("/metrics", "metrics", "application/openmetrics-text; version=1.0.0; charset=utf-8");
     server_.Get("/api/status", [this](const Request&, Response& response) { status(response); });
     server_.Get("/healthz", [this](const Request&, Response& response) { health(response); });
@@ -264,6 +272,31 @@ void PageServer::Impl::ask(const Request& request, Response& response) {
         desk_.renew("asked", LEAST_BETWEEN_PROBES, CHANGE_PATIENCE);
         status(response);
     }
+}
+
+// What would be mailed, and when a capture runs: nothing is changed, and the daemon is not asked.
+void PageServer::Impl::lookAhead() {
+    server_.Post("/api/preview", [this](const Request& request, Response& response) {
+        preview(request, response,
+                {"--json", "--timeout", "5", "preview", "event", "--type", request.get_param_value("type"), "--number",
+                 EXAMPLE_NUMBER, "--", request.get_param_value("text")});
+    });
+    server_.Post("/api/captures", [this](const Request& request, Response& response) {
+        preview(request, response,
+                {"--json", "--timeout", "5", "preview", "capture", "--", request.get_param_value("profile")});
+    });
+}
+
+// Browsers that ask for the same get the same.
+void PageServer::Impl::preview(const Request& request, Response& response, const Desk::Words& line) {
+    if (!mayAct(request, response)) {
+        return;
+    }
+    const auto result = desk_.recall(line, PREVIEW_AGE, CHANGE_PATIENCE);
+    if (!result) {
+        return fail(response, 503, "not done yet: others are before it; try again");
+    }
+    response.set_content(result->text, JSON);
 }
 
 void PageServer::Impl::change(const Request& request, Response& response, const Desk::Words& line) {

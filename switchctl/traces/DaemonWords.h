@@ -25,6 +25,15 @@ inline constexpr TraceWords ADDRESS_TOLD = {"OrvCHMesgCommon", "setSwitchAddr",
                                             "CMON_IF_CHANGED event - Setting switch "};
 // A message goes to the send thread.
 inline constexpr TraceWords MESSAGE_OPENED = {"OrvCHMesgQ", "peekOpen", "entry ("};
+// A message comes, goes into a list or out of one, and is done with: COMPLETED stands in it when it was mailed.
+inline constexpr TraceWords MESSAGE_COMES = {"OrvCHMesgQ", "add", "testMsg = "};
+inline constexpr TraceWords QUEUE_ADDS = {"OrvCHMesgQ", "addInternal", ""};
+inline constexpr TraceWords QUEUE_REMOVES = {"OrvCHMesgQ", "removeInternal", ""};
+inline constexpr TraceWords MESSAGE_DONE = {"OrvCHMesgQ", "peekDelete", ""};
+inline constexpr std::string_view COMPLETED = " has completed processing";
+// Rows of the table that follows a move: how many wait, early ones and others.
+inline constexpr std::string_view EARLY_ROW = "\n    init ";
+inline constexpr std::string_view WAITING_ROW = "\n    send ";
 // In front of what the system says about a file.
 inline constexpr TraceWords FILE_ERROR = {"OrvCHMesgQ", "saveEntryToFile", "errno = "};
 

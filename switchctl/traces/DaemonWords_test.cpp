@@ -53,7 +53,8 @@ constexpr TraceWords RECORDS[] = {STARTED,         START_FAILED, LOOKUPS_UNSENT,
                                   THREAD_ENDS,     SENDER_ENDS,  HELLO,          SENT,           RECEIVED,
                                   PROBE_BEGINS,    PROBE_ENDS,   STATE,          QUEUE,          STATISTICS,
                                   THREAD_GIVES_UP, READ_BEGINS,  ADDRESS_TOLD,   MESSAGE_OPENED, CRITICAL_FAILURE,
-                                  CAPTURE_BEGINS,  CAPTURE_DONE, CAPTURES};
+                                  CAPTURE_BEGINS,  CAPTURE_DONE, CAPTURES,       MESSAGE_COMES,  QUEUE_ADDS,
+                                  QUEUE_REMOVES,   MESSAGE_DONE};
 
 TEST(DaemonWords, areThoseThatTheDaemonTraces) {
     for (const TraceWords& words : RECORDS) {
@@ -63,6 +64,10 @@ TEST(DaemonWords, areThoseThatTheDaemonTraces) {
     }
     EXPECT_TRUE(isInSources(std::string(FILE_ERROR.text) + "%s(%d)"));
     EXPECT_TRUE(isInSources(std::string("\\n") + std::string(FAREWELL) + "\""));
+    EXPECT_TRUE(isInSources("entry (%u)" + std::string(COMPLETED)));
+    for (const std::string_view row : {EARLY_ROW, WAITING_ROW}) {
+        EXPECT_TRUE(std::regex_search(sources(), std::regex(escaped(row).replace(0, 2, "\\\\n") + " *%10u"))) << row;
+    }
 }
 
 TEST(DaemonWords, areTracedByMethodsThatTheDaemonHas) {
