@@ -15,28 +15,32 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Knows how many nobody has begun with.
+// Knows how many are at work, and how many nobody has begun with.
 class CountedWorkers : public httplib::TaskQueue {
 public:
-    explicit CountedWorkers(std::atomic<int>& waiting) : waiting_(waiting), pool_(BoundedServer::WORKERS) {}
+    CountedWorkers(std::atomic<int>& waiting, std::atomic<int>& busy)
+        : waiting_(waiting), busy_(busy), pool_(BoundedServer::WORKERS) {}
 
     void enqueue(std::function<void()> task) override {
         ++waiting_;
         pool_.enqueue([this, task = std::move(task)] {
+            ++busy_;
             --waiting_;
             task();
+            --busy_;
         });
     }
     void shutdown() override { pool_.shutdown(); }
 
 private:
     std::atomic<int>& waiting_;
+    std::atomic<int>& busy_;
     httplib::ThreadPool pool_;
 };
 
 class BoundedStream : public httplib::Stream {
 public:
-    BoundedStream(int socket, const std::atomic<int>& waiting) : socket_(socket), waiting_(waiting) {}
+    BoundedStream(int socket, const BoundedServer& server) : socket_(socket), server_(server) {}
 
     bool is_readable() const override { return begin_ < end_ || await(POLLIN); }
     bool is_writable() const override { return await(POLLOUT); }
@@ -46,6 +50,9 @@ public:
             const ssize_t got = await(POLLIN) ? ::recv(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT) : -1;
             if (got <= 0) {
                 return got;
+            }
+            if (std::exchange(silent_, false)) {
+                since_ = Clock::now();
             }
             begin_ = 0;
             end_ = static_cast<std::size_t>(got);
@@ -70,7 +77,8 @@ public:
 private:
     bool isOver() const {
         const auto gone = Clock::now() - since_;
-        return gone > BoundedServer::LONGEST || (waiting_ > 0 && gone > BoundedServer::LONGEST_BEFORE_OTHERS);
+        return gone > (silent_ ? BoundedServer::LONGEST_SILENCE : BoundedServer::LONGEST) ||
+               (gone > BoundedServer::LONGEST_BEFORE_OTHERS && server_.isFull()) || server_.isStopped();
     }
     // Looks up now and then whether somebody has come to wait.
     bool await(short events) const {
@@ -86,8 +94,9 @@ private:
     }
 
     int socket_;
-    const std::atomic<int>& waiting_;
+    const BoundedServer& server_;
     Clock::time_point since_ = Clock::now();
+    bool silent_ = true;
     bool answers_ = false;
     std::array<char, 4096> buffer_{};
     std::size_t begin_ = 0;
@@ -97,7 +106,7 @@ private:
 }  // namespace
 
 BoundedServer::BoundedServer() {
-    new_task_queue = [this] { return new CountedWorkers(waiting_); };
+    new_task_queue = [this] { return new CountedWorkers(waiting_, busy_); };
 }
 
 void BoundedServer::acceptMany() {
@@ -106,7 +115,7 @@ void BoundedServer::acceptMany() {
 
 bool BoundedServer::process_and_close_socket(socket_t socket) {
     const Descriptor owned(socket);
-    BoundedStream stream(socket, waiting_);
+    BoundedStream stream(socket, *this);
     bool closed = false;
     const bool served = process_request(stream, true, closed, nullptr);
     ::shutdown(socket, SHUT_RDWR);

@@ -266,6 +266,19 @@ TEST_F(PageServerTest, servesOthersWhileManyTrickle) {
     trickle.get();
 }
 
+// Browsers connect in advance. Not for as long as one may be silent.
+TEST_F(PageServerTest, stopsWhileSomebodyIsSilent) {
+    const Descriptor silent = stranger();
+    EXPECT_EQ(get("/healthz")->status, 200);
+    const auto begin = std::chrono::steady_clock::now();
+
+    server_.stop();
+    pages_.join();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, BoundedServer::LONGEST_SILENCE - std::chrono::seconds(2));
+    pages_ = std::thread([] {});
+}
+
 TEST_F(PageServerTest, endsARequestThatDoesNotEnd) {
     const Descriptor alone = stranger();
     say(alone, "GET / HTTP/1.1\r\n");
