@@ -13,7 +13,7 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using SteadyClock = std::chrono::steady_clock;
 
 // Knows how many are at work, and how many nobody has begun with.
 class CountedWorkers : public httplib::TaskQueue {
@@ -52,7 +52,7 @@ public:
                 return got;
             }
             if (std::exchange(silent_, false)) {
-                since_ = Clock::now();
+                since_ = SteadyClock::now();
             }
             begin_ = 0;
             end_ = static_cast<std::size_t>(got);
@@ -65,7 +65,7 @@ public:
     // The answer has a time of its own, from its first byte on.
     ssize_t write(const char* from, std::size_t size) override {
         if (!std::exchange(answers_, true)) {
-            since_ = Clock::now();
+            since_ = SteadyClock::now();
         }
         return await(POLLOUT) ? ::send(socket_, from, size, MSG_DONTWAIT | MSG_NOSIGNAL) : -1;
     }
@@ -76,7 +76,7 @@ public:
 
 private:
     bool isOver() const {
-        const auto gone = Clock::now() - since_;
+        const auto gone = SteadyClock::now() - since_;
         return gone > (silent_ ? BoundedServer::LONGEST_SILENCE : BoundedServer::LONGEST) ||
                (gone > BoundedServer::LONGEST_BEFORE_OTHERS && server_.isFull()) || server_.isStopped();
     }
@@ -95,7 +95,7 @@ private:
 
     int socket_;
     const BoundedServer& server_;
-    Clock::time_point since_ = Clock::now();
+    SteadyClock::time_point since_ = SteadyClock::now();
     bool silent_ = true;
     bool answers_ = false;
     std::array<char, 4096> buffer_{};

@@ -152,7 +152,7 @@ std::optional<Desk::Result> Desk::recall(const Words& line, Milliseconds age, Mi
             return known->result;
         }
     }
-    const auto result = ask(line, patience);
+    auto result = ask(line, patience);
     const std::lock_guard lock(mutex_);
     if (result) {
         notes_.push_back({line, *result, std::chrono::steady_clock::now()});
