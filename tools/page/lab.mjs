@@ -62,9 +62,9 @@ export class Lab {
     await this.ctl("wait", "orvApp", "started", "--timeout", "30");
   }
   // On the port that it had before, where it had one.
-  async startMailServer(name) {
+  async startMailServer(name, address = "127.0.0.1") {
     const port = join(this.directory, `${name}.port`);
-    this.spawn(name, "/usr/bin/python3", [join(this.top, "tools/mail_server.py"), join(this.directory, name), port]);
+    this.spawn(name, "/usr/bin/python3", [join(this.top, "tools/mail_server.py"), join(this.directory, name), port, address]);
     await until("the mail server", () => existsSync(port));
     return Number(readFileSync(port, "ascii"));
   }

@@ -116,9 +116,9 @@ async function serverDies({lab, page, browser, directory, address}) {
 
 async function backAgain({lab, page, browser, directory, address}) {
   await check("Try now: through the second server it leaves at once", async () => {
-    const port = await lab.startMailServer("mail2");
-    await lab.ctl("callhome", "setup", "--smtp2", `1-127.0.0.1:${port}`);
-    await says(page, "#servers", `127.0.0.1:${port}`);
+    const port = await lab.startMailServer("mail2", "127.0.0.2");
+    await lab.ctl("callhome", "setup", "--smtp2", `1-127.0.0.2:${port}`);
+    await says(page, "#servers", `127.0.0.2:${port}`);
     // A try that fails leads to the other server, five seconds later.
     await page.locator("#try:enabled").click();
     await until("the mail", () => lab.mails("mail2").some((mail) => mail.includes(EVIL)), 20);
@@ -134,7 +134,9 @@ async function backAgain({lab, page, browser, directory, address}) {
     });
     await page.locator("button[aria-label='Test: send a message to Operators']:enabled").click();
     await says(page, "#answer", "operator@example.com taken");
-    await until("it can send", async () => (await text(page, "#verdict")).startsWith("CallHome can send"));
+    await page.waitForTimeout(10000);  // so often a person may ask
+    await page.click("#ask");
+    await until("it can send", async () => (await text(page, "#verdict")) === "CallHome can send.");
   });
   await check("pictures of a healthy switch: three widths, light and dark, axe finds nothing", () => pictures(browser, address, directory, "healthy"));
 }
