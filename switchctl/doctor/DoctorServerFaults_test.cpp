@@ -96,7 +96,7 @@ const SeededFault SERVER_FAULTS[] = {
     {"a second server that is dead", [](DoctorTest& a) { a.useSecond("1-127.0.0.2", 1); }, "server-unreachable",
      "the mail server 127.0.0.2:1 cannot be reached", "--smtp2 KIND"},
     {"one server for both", [](DoctorTest& a) { a.useSecond("1-127.0.0.1", a.server().port()); }, "servers-same",
-     "both mail servers are 127.0.0.1", "--smtp2 KIND"},
+     "both mail servers are at 127.0.0.1", "--smtp2 KIND"},
     {"a mail that was too large",
      [](DoctorTest& a) {
          a.waiting(1);

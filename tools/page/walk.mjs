@@ -83,7 +83,7 @@ async function serverDies({lab, page, browser, directory, address}) {
     await says(page, "#problems", "cannot be reached: Connection refused");
     await says(page, "#failure", "Connect Error");
     await says(page, "#queue", EVIL);
-    await says(page, "#queue-size", "1 messages");
+    await says(page, "#queue-size", "1 message,");
     const countdown = async () => Number(/in (\d+):(\d\d) minutes/.exec(await text(page, "#retry"))?.slice(1).reduce((all, part) => all * 60 + Number(part), 0) ?? -1);
     const before = await until("a countdown", async () => { const left = await countdown(); return left > 2 && left; }, 30);
     await until("it counts down", async () => { const left = await countdown(); return left > 0 && left < before; });

@@ -274,7 +274,8 @@ function showQueue(sheet) {
   show("queue-table", sheet.messages.length > 0);
   show("queue-empty", sheet.messages.length === 0);
   const bytes = sheet.messages.reduce((sum, one) => sum + Number(one.bytes), 0);
-  say("queue-size", sheet.messages.length === 0 ? "" : `${sheet.messages.length} messages, ${bytes} bytes`);
+  const count = sheet.messages.length;
+  say("queue-size", count === 0 ? "" : `${count} ${count === 1 ? "message" : "messages"}, ${bytes} bytes`);
 }
 
 function captureText(capture) {
