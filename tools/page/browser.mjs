@@ -19,7 +19,6 @@ export class Browser {
       args: ["--no-sandbox", "--disable-dev-shm-usage"]});
   }
   async open(address, options = {}) {
-    // What looks at a page with a policy like this one comes in past it.
     const context = await this.chromium.newContext({viewport: {width: WIDTHS.wide, height: 900}, timezoneId: "UTC", locale: "en-GB", ...options});
     const page = await context.newPage();
     page.on("console", (message) => { if (message.type() === "error" || message.type() === "warning") this.complaints.push(message.text()); });
