@@ -69,6 +69,13 @@ int OrvCHClient::startThread() {
     return 0;
 }
 
+void OrvCHClient::probe() const {
+    settings_.probe();
+    if (const char* const name = dialogue_.nameInProbe(); name != nullptr) {
+        ORV_TRACE("SMTP Dialogue Information:\n  SMTPDialogue = %s\n\n", name);
+    }
+}
+
 void OrvCHClient::oneSecondTick() {
     if (state_.retryPending) {
         if (queue_.sendCount() == 0) {

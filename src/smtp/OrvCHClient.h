@@ -65,7 +65,7 @@ public:
     bool usable() const { return settings_.usable(); }
     // Counts the valid servers anew; true when both are valid and have the same address.
     bool checkServers();
-    void probe() const { settings_.probe(); }
+    void probe() const;
 
     // State, for tests and status displays.
     bool running() const { return threadRunning_; }

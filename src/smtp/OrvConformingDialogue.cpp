@@ -42,6 +42,7 @@ public:
                      OrvCHEnvelope& envelope) const override {
         return OrvConformingEnvelope(parties, clientIdentity, envelope).run();
     }
+    const char* nameInProbe() const override { return name(); }
     void tryAgain(OrvSendRetries& retries, OrvCHMesg& message) const override { retries.sendLater(message); }
     // With the marks that the dialogue has set.
     void giveBack(OrvSendQueue& queue, OrvCHMesg* message) const override { queue.postpone(message, 0); }

@@ -29,6 +29,8 @@ public:
                      OrvCHEnvelope& envelope) const override {
         return OrvRequiredEnvelope(parties, clientIdentity, envelope).run();
     }
+    // Kept: a probe says what it always has.
+    const char* nameInProbe() const override { return nullptr; }
     void tryAgain(OrvSendRetries& retries, OrvCHMesg& message) const override { retries.sendAgain(message); }
     void giveBack(OrvSendQueue& queue, OrvCHMesg* message) const override { queue.peekClose(message); }
 };

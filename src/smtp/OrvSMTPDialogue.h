@@ -71,6 +71,8 @@ public:
 
     // --- Main thread.
 
+    // What a probe calls it by; null: nothing is said of it.
+    virtual const char* nameInProbe() const = 0;
     // A dialogue went to its end, and some recipients were put off.
     virtual void tryAgain(OrvSendRetries& retries, OrvCHMesg& message) const = 0;
     // A dialogue has failed: the queue gets the message back.

@@ -96,6 +96,12 @@ std::vector<std::string> OfflineClient::takeLog() {
     return takeLogOf(recording_);
 }
 
+std::vector<std::string> OfflineClient::probed() {
+    recording_.takeTraces();
+    client_.probe();
+    return recording_.takeTraces();
+}
+
 void OfflineClient::serveUntil(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {

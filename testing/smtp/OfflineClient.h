@@ -56,6 +56,8 @@ public:
     PlayedSystem& system() { return system_; }
     OfflineQueue& queue() { return queue_; }
     std::vector<std::string> takeLog();
+    // What the client says of itself, record by record.
+    std::vector<std::string> probed();
 
 private:
     void configComplete(unsigned /*bit*/) override {}
