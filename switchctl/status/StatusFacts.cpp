@@ -68,6 +68,7 @@ StatusFacts::Probe probeOf(const std::string& probe) {
     const Values queue = ProbeTrace::valuesIn(probe, DaemonWords::QUEUE);
     const Values captures = ProbeTrace::valuesIn(probe, DaemonWords::CAPTURES);
     const Values identity = ProbeTrace::valuesIn(probe, DaemonWords::PROBE_ENDS);
+    const Values dialogue = ProbeTrace::valuesIn(probe, DaemonWords::DIALOGUE);
     return {bits(state, DaemonWords::CONDITION),
             bits(state, DaemonWords::CONFIG),
             flag(queue, DaemonWords::QUEUE_OPEN),
@@ -78,7 +79,8 @@ StatusFacts::Probe probeOf(const std::string& probe) {
             count(queue, DaemonWords::SPACE_ALLOWED),
             count(captures, DaemonWords::CAPTURES_RUNNING).value_or(0),
             identity.contains(DaemonWords::SENDER) ? identity.at(DaemonWords::SENDER) : "",
-            queue};
+            queue,
+            dialogue.contains(DaemonWords::DIALOGUE_NAME) ? dialogue.at(DaemonWords::DIALOGUE_NAME) : "required"};
 }
 
 void askProbe(Session& session, StatusFacts& facts) {

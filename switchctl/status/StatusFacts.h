@@ -31,6 +31,7 @@ struct StatusFacts {
         std::uint32_t captures = 0;                  // that have begun and not ended
         std::string sender = {};                     // of its mails; "" where it does not say
         std::map<std::string, std::string> lists{};  // how many messages each list of its queue has, and more
+        std::string dialogue = "required";           // how it speaks SMTP
     };
 
     std::vector<ComponentList::Component> components;

@@ -236,19 +236,22 @@ void addLog(Json& object, const StatusFacts& facts, std::int64_t now) {
 }
 
 void addMore(Json& object, const StatusFacts& facts) {
-    object.setNull("parked").setNull("zone");
+    object.setNull("parked").setNull("zone").setNull("dialogue");
     if (facts.probe && facts.probe->parked) {
         object.set("parked", *facts.probe->parked);
     }
     if (!facts.traces.zone.empty()) {
         object.set("zone", facts.traces.zone);
     }
+    if (facts.probe) {
+        object.set("dialogue", facts.probe->dialogue);
+    }
 }
 
 }  // namespace
 
 std::string statusLines(const StatusFacts& facts, const StatusProblems& problems) {
-    const Rows rows = {
+    Rows rows = {
         {"components", componentWords(facts)},
         {"mail servers",
          serverWords(StatusServer::configured(facts, "")) + ", " + serverWords(StatusServer::configured(facts, "1"))},
@@ -263,6 +266,10 @@ std::string statusLines(const StatusFacts& facts, const StatusProblems& problems
         {"version", ORV_VERSION},
         {"last failure", failureWords(facts)},
     };
+    // Nothing of the one that everybody expects.
+    if (facts.probe && facts.probe->dialogue != "required") {
+        rows.insert(rows.begin() + 3, {"dialogue", Text::oneLine(facts.probe->dialogue)});
+    }
     const auto& failure = facts.log.lastFailure;
     return heading(problems) + Text::table(rows) +
            (failure ? Text::folded(Text::oneLine(failure->text), SCREEN, "    ") : "") + noticeLines(problems);

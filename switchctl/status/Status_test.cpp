@@ -130,7 +130,8 @@ TEST_F(Status, isOneObjectForPrograms) {
                   "\"discarded\":{\"space\":1,\"fileLimit\":2,\"age\":3,\"cleared\":4,\"notAdded\":5},"
                   "\"retry\":null,\"lastFailure\":null,"
                   "\"givenUp\":{\"recipients\":0,\"mails\":0,\"notQueued\":0},\"warnings\":[],\"state\":\"ok\","
-                  "\"parked\":null,\"zone\":\"UTC\",\"version\":\"" ORV_VERSION "\",\"schema\":1}\n");
+                  "\"parked\":null,\"zone\":\"UTC\",\"dialogue\":\"required\",\"version\":\"" ORV_VERSION
+                  "\",\"schema\":1}\n");
 }
 
 TEST_F(Status, tellsProgramsTheCauseOfEachProblem) {
@@ -138,6 +139,16 @@ TEST_F(Status, tellsProgramsTheCauseOfEachProblem) {
                 StartsWith("{\"canSend\":false,\"problems\":[{\"cause\":\"service\",\"text\":\"CallHome is switched "
                            "off\",\"remedy\":\"switchctl callhome setup --enable\",\"id\":\"service-off\","
                            "\"state\":\"blocked\"},{\"cause\":\"server\","));
+}
+
+TEST_F(Status, saysWhichDialogueIsOnWhenItIsNotTheUsualOne) {
+    EXPECT_THAT(status(), Not(HasSubstr("\ndialogue ")));
+    dialogue_ = HEAD;
+    dialogue_ += "OrvCHClient probe: SMTP Dialogue Information:\n  SMTPDialogue = conforming\n\n";
+
+    EXPECT_THAT(status(), HasSubstr("\nactive        none\ndialogue      conforming\nsender        none\n"));
+    EXPECT_THAT(status({"--json"}), HasSubstr("\"dialogue\":\"conforming\""));
+    EXPECT_THAT(status({"--json", "--passive"}), HasSubstr("\"dialogue\":null"));
 }
 
 TEST_F(Status, countsTheSecondServerAsAServer) {

@@ -61,7 +61,9 @@ inline constexpr TraceWords STATE = {"OrvCallHome", "probe", "CallHome State Inf
 inline constexpr TraceWords QUEUE = {"OrvCHMesgQ", "probe", "Call Home Message Queue Information:"};
 inline constexpr TraceWords STATISTICS = {"OrvCHMesgQ", "probe", "Call Home Message Queue Internal Stats:"};
 inline constexpr TraceWords CAPTURES = {"OrvCHCapture", "probe", "CronCapture Information:"};
+inline constexpr TraceWords DIALOGUE = {"OrvCHClient", "probe", "SMTP Dialogue Information:"};
 // Their keys.
+inline constexpr const char* DIALOGUE_NAME = "SMTPDialogue";  // none of the required dialogue
 inline constexpr const char* CONDITION = "Condition";
 inline constexpr const char* CONFIG = "Config";
 inline constexpr const char* QUEUE_OPEN = "queueOpenForBusiness";

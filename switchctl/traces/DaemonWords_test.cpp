@@ -54,7 +54,7 @@ constexpr TraceWords RECORDS[] = {STARTED,         START_FAILED, LOOKUPS_UNSENT,
                                   PROBE_BEGINS,    PROBE_ENDS,   STATE,          QUEUE,          STATISTICS,
                                   THREAD_GIVES_UP, READ_BEGINS,  ADDRESS_TOLD,   MESSAGE_OPENED, CRITICAL_FAILURE,
                                   CAPTURE_BEGINS,  CAPTURE_DONE, CAPTURES,       MESSAGE_COMES,  QUEUE_ADDS,
-                                  QUEUE_REMOVES,   MESSAGE_DONE};
+                                  QUEUE_REMOVES,   MESSAGE_DONE, DIALOGUE};
 
 TEST(DaemonWords, areThoseThatTheDaemonTraces) {
     for (const TraceWords& words : RECORDS) {
@@ -95,6 +95,7 @@ TEST(DaemonWords, haveTheKeysThatTheDaemonsProbeHas) {
                             NOT_ADDED,
                             PARKED,
                             SENDER,
+                            DIALOGUE_NAME,
                             FILES_ALLOWED,
                             SPACE_ALLOWED,
                             CAPTURES_RUNNING,

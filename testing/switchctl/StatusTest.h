@@ -53,6 +53,7 @@ protected:
                            "  messages deleted for time       = 3\n"
                            "  messages deleted for clear req  = 4\n"
                            "  messages could not be added     = 5\n"
+                        << dialogue_
                         << prefix << "OrvCHMesgCommon probe:   From = sw@example.com\n";
     }
     std::ofstream traceTo(const std::string& thread) {
@@ -77,6 +78,7 @@ protected:
     std::string address_;
     const char* queueOpen_ = "true";
     const char* queueSettingsRead_ = "true";
+    std::string dialogue_;  // its record, where the daemon traces one
     bool silent_ = false;
     const char* condition_ = "0x21";
     const char* config_ = "0";
