@@ -87,7 +87,9 @@ std::string attachmentsProblem(std::string_view mail) {
         return "";
     }
     const std::string line = "--" + std::string(boundaryOf(mail));
-    const std::size_t end = mail.find(line + "--\r\n");
+    const std::string last = line + "--";
+    // Its line end may be the one before the dot that ends the text.
+    const std::size_t end = mail.ends_with(last) ? mail.size() - last.size() : mail.find(last + "\r\n");
     if (end == std::string_view::npos) {
         return "the boundary that closes the mail is missing";
     }

@@ -19,6 +19,8 @@ std::string mailWith(const std::string& base64) {
 TEST(Attachments, areWholeAsTheyWereMade) {
     EXPECT_TRUE(hasAttachments(mailWith(kWhole)));
     EXPECT_EQ(attachmentsProblem(mailWith(kWhole)), "");
+    const std::string mail = mailWith(kWhole);
+    EXPECT_EQ(attachmentsProblem(mail.substr(0, mail.size() - 2)), "") << "the last line end belongs to the dot";
 }
 
 TEST(Attachments, areNoneInAPlainMail) {
@@ -37,6 +39,7 @@ TEST(Attachments, areMissedWhereOneIsCutOrMixed) {
 TEST(Attachments, areMissedWithoutTheClosingBoundary) {
     const std::string mail = mailWith(kWhole);
 
+    EXPECT_EQ(attachmentsProblem(mail.substr(0, mail.size() - 3)), "the boundary that closes the mail is missing");
     EXPECT_EQ(attachmentsProblem(mail.substr(0, mail.size() - 4)), "the boundary that closes the mail is missing");
 }
 

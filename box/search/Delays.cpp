@@ -14,6 +14,11 @@ constexpr Time kTick = 20 * kMillisecond;
 }  // namespace
 
 std::string Delays::announced(Time now, std::uint32_t seconds) {
+    if (std::exchange(putOff_, false)) {
+        beginAnew();
+        const bool known = seconds != 0 && std::count(std::begin(kPauses), std::end(kPauses), seconds) != 0;
+        return known ? "" : "a message is put off by " + std::to_string(seconds) + " s";
+    }
     std::set<State> next;
     for (const auto& [step, failures] : possible_) {
         const std::uint32_t count = std::min<std::uint32_t>(failures + step, std::size(kPauses) - 1);

@@ -14,6 +14,9 @@ class Delays {
 public:
     // A dialogue has failed, and another one is announced after this time. What is wrong with that; "" when nothing is.
     std::string announced(Time now, std::uint32_t seconds);
+    // The next announcement is about one message, which servers have put off: others go on meanwhile, and failures in
+    // a row begin anew.
+    void putsOff() { putOff_ = true; }
     // A dialogue begins.
     std::string connects(Time now);
     // A message was finished, or the queue has run empty: failures in a row begin anew.
@@ -27,6 +30,7 @@ private:
 
     std::set<State> possible_{{1, 0}, {2, 0}};
     Time notBefore_ = 0;
+    bool putOff_ = false;
 };
 
 }  // namespace box

@@ -53,6 +53,20 @@ TEST(Delays, beginAnewWhenAMessageIsFinished) {
     EXPECT_NE(delays.announced(kSecond, 300), "");
 }
 
+TEST(Delays, areAMessagesOwnWhereItIsPutOff) {
+    Delays delays;
+    EXPECT_EQ(delays.announced(0, 5), "");
+    delays.putsOff();
+    EXPECT_EQ(delays.announced(10 * kSecond, 1800), "");
+
+    EXPECT_EQ(delays.connects(11 * kSecond), "") << "others go on";
+    EXPECT_EQ(delays.announced(12 * kSecond, 5), "") << "failures begin anew";
+    for (const std::uint32_t pause : {0u, 6u}) {
+        delays.putsOff();
+        EXPECT_NE(delays.announced(20 * kSecond, pause), "");
+    }
+}
+
 TEST(Delays, mayBeginAnewWhileSettingsAreRead) {
     for (const std::uint32_t pause : {5u, 300u}) {
         Delays delays;

@@ -177,6 +177,9 @@ void Judge::written(const Facts& facts, std::string_view text) {
     if (text.find("has completed processing") != std::string_view::npos) {
         delays_.beginAnew();
     }
+    if (text.find("handleSucceedMesg: Will retry via") != text.npos && text.find(", after ") != text.npos) {
+        delays_.putsOff();
+    }
     takeProblems(facts);
     restored_ = restored_ || books_.takeRestored();
 }

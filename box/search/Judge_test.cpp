@@ -293,6 +293,18 @@ TEST_F(JudgeTest, seesAPauseThatIsNoneOfTheSequence) {
     EXPECT_EQ(broken(), "delays");
 }
 
+TEST_F(JudgeTest, takesThePauseOfAMessageThatIsPutOffForItsOwn) {
+    const std::string announced = "Will retry via SMTP server=s, port=25, after 300 seconds";
+    trace("handleSucceedMesg", announced);
+    log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 300 seconds");
+    judge_.clientSteps(facts_, ClientStep::kConnects, "192.0.2.1:25");
+    EXPECT_EQ(broken(), "");
+
+    trace("handleFailMesg", announced);
+    log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 300 seconds");
+    EXPECT_EQ(broken(), "delays");
+}
+
 TEST_F(JudgeTest, seesRetriesThatAreGivenUpWhileAMessageWaits) {
     const std::string empty = "Message queue is empty, cancelling attempts to retry sending last message";
     log(3, 0x8b00000eu, empty);
