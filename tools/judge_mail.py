@@ -1,11 +1,11 @@
 """Lets programs that know nothing of orvApp judge a mail with attachments.
 
-Usage: judge_mail.py MAIL DIRECTORY [--replaced NAME]...
+Usage: judge_mail.py MAIL DIRECTORY [--more] [--replaced NAME]...
 
 DIRECTORY holds the compressed files that the mail must carry, and nothing else. Python's email package reads the mail
 under its strict policy and must find no defect; it, munpack and ripmime must each give back exactly these files, byte
-for byte; and gzip must find each of them whole. Each NAME must have a part of text in its place that names it. Prints
-a line for each finding and exits 0 when all is well, else 1.
+for byte; and gzip must find each of them whole. Each NAME must have a part of text in its place that names it. With --more,
+uudeview and Perl's MIME::Parser have to give them back too. Prints a line for each finding and exits 0 when all is well, else 1.
 """
 
 import argparse
@@ -89,6 +89,30 @@ def judge_by_ripmime(path, expected):
     compare("ripmime", found, expected)
 
 
+def judge_by_uudeview(path, expected):
+    with tempfile.TemporaryDirectory() as directory:
+        run("uudeview", "-i", "-q", "-o", "-p", directory, path)
+        found = files_in(directory)
+    compare("uudeview", found, expected)
+
+
+PERL_PARSER = """use MIME::Parser; my ($mail, $directory) = @ARGV;
+my $parser = MIME::Parser->new; $parser->output_under($directory); $parser->output_to_core(1);
+sub walk { my $part = shift; return map { walk($_) } $part->parts if $part->parts;
+    my $name = $part->head->recommended_filename // return;
+    open(my $file, ">:raw", "$directory/$name") or die $!; $part->bodyhandle->print($file); close $file; }
+walk($parser->parse_open($mail));
+for my $name (glob("$directory/msg-*")) { rmdir $name }
+"""
+
+
+def judge_by_perl(path, expected):
+    with tempfile.TemporaryDirectory() as directory:
+        run("perl", "-e", PERL_PARSER, path, directory)
+        found = files_in(directory)
+    compare("MIME::Parser", found, expected)
+
+
 def judge_by_gzip(directory, expected):
     for name in expected:
         run("gzip", "-t", os.path.join(directory, name))
@@ -99,6 +123,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("mail")
     parser.add_argument("directory")
+    parser.add_argument("--more", action="store_true")
     parser.add_argument("--replaced", action="append", default=[])
     arguments = parser.parse_args()
     mail = os.path.abspath(arguments.mail)
@@ -107,6 +132,9 @@ def main():
         judge_by_python(mail, expected, arguments.replaced)
         judge_by_munpack(mail, expected)
         judge_by_ripmime(mail, expected)
+        if arguments.more:
+            judge_by_uudeview(mail, expected)
+            judge_by_perl(mail, expected)
         judge_by_gzip(arguments.directory, expected)
     except Finding as finding:
         print(finding)
