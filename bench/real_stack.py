@@ -90,9 +90,9 @@ class Sink:
 
 
 class Stack:
-    """A switch of its own, without a daemon until start_daemon()."""
+    """A switch of its own, without a daemon until start_daemon(), and where nothing is mailed without a sink."""
 
-    def __init__(self):
+    def __init__(self, with_sink=True):
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="orv-bench-", dir="/dev/shm"))
         self.root = self.directory / "root"
         self.root.mkdir()
@@ -105,21 +105,29 @@ class Stack:
         bus = self.spawn(["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address=1"],
                          stdout=subprocess.PIPE, text=True)
         self.environment["HSB_BUS"] = bus.stdout.readline().strip()
-        self.spawn([BIN / "switchd", "--state", self.directory / "switchd"])
-        self.ctl("attr", "get", "Config.Switch.SymName")  # when that answers, the switch's directories are there
-        self.sink = Sink(self.directory)
-        self.port = self.sink.port
+        self.start_switchd()
+        self.sink = Sink(self.directory) if with_sink else None
+        self.port = self.sink.port if with_sink else 1
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         self.stop_daemon()
-        self.sink.process.kill()
+        if self.sink is not None:
+            self.sink.process.kill()
         for child in reversed(self.children):
             child.terminate()
             child.wait()
         shutil.rmtree(self.directory)
+
+    def start_switchd(self):
+        self.switchd = self.spawn([BIN / "switchd", "--state", self.directory / "switchd"])
+        self.ctl("attr", "get", "Config.Switch.SymName")  # when that answers, the switch's directories are there
+
+    def stop_switchd(self):
+        self.switchd.terminate()
+        self.switchd.wait()
 
     def spawn(self, command, core=SERVING, **options):
         options.setdefault("env", self.environment)

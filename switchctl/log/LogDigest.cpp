@@ -131,10 +131,6 @@ constexpr KindTrouble TROUBLES[] = {
     {orv_log::kCaptureFailed, Trouble::CAPTURE_FAILED},
 };
 
-std::int64_t timeOf(const LogEntry& entry) {
-    return entry.seconds * SECOND + entry.microseconds;
-}
-
 // What the daemon asks for first when it reads its servers.
 constexpr const char* SETTINGS = "Global.Callhome.SMTPGatewayEnable";
 
@@ -143,17 +139,6 @@ LogSelection::Kind kindOf(const OrvLogKind& kind, const char* argument = "") {
     const bool numbered = kind.id != kOrvLogId && kind.id != 0;
     const std::string_view text = kind.text;
     return {kind.id, numbered ? "" : std::string(text.substr(0, text.find('%'))) + argument};
-}
-
-// Nothing when the delay is none.
-std::optional<LogDigest::Retry> retryIn(const Entry& entry, std::int64_t now, std::uint64_t timeScale) {
-    const std::string address = entry.argument(0);
-    const auto seconds = Text::number(entry.argument(2), 0, INT32_MAX);
-    if (!seconds) {
-        return std::nullopt;
-    }
-    return LogDigest::Retry{serverText(address, entry.argument(1)), now,
-                            now + *seconds * SECOND / static_cast<std::int64_t>(timeScale)};
 }
 
 }  // namespace
@@ -188,59 +173,121 @@ const LogSelection& LogDigest::selection() {
     return selection;
 }
 
-LogDigest LogDigest::read(Session& session) {
+// Only what the catalogue has means anything.
+class LogDigest::Saying {
+public:
+    explicit Saying(const LogEntry& entry);
+
+    std::uint32_t number;
+    std::string text;
+    std::optional<OrvCatalogueMatch> match;
+    std::vector<Trouble> troubles;
+    std::optional<Meaning> meaning;
+    MailFailures::Saying mail;
+    std::string file;                   // that it is about, where it means one
+    bool settings = false;              // They are being read.
+    std::optional<std::int64_t> delay;  // seconds to the next try
+
+private:
+    void lookForMeaning();
+};
+
+LogDigest::Saying::Saying(const LogEntry& entry)
+    : number(entry.number),
+      text(entry.text),
+      match(Management::isDaemon(entry.component) ? orvRecognise(entry.level, entry.number, entry.text)
+                                                  : std::nullopt) {
+    if (!match) {
+        return;
+    }
+    for (const KindTrouble& one : TROUBLES) {
+        if (match->is(one.kind) && one.applies(*match)) {
+            troubles.push_back(one.trouble);
+        }
+    }
+    mail = MailFailures::Saying::of(*match);
+    lookForMeaning();
+}
+
+void LogDigest::Saying::lookForMeaning() {
+    const auto* const known =
+        std::ranges::find_if(MEANINGS, [&](const KindMeaning& one) { return match->is(one.kind); });
+    if (known == std::ranges::end(MEANINGS)) {
+        return;
+    }
+    meaning = known->meaning;
+    file = match->argument(0);
+    settings = match->argument(0) == SETTINGS;
+    delay = meaning == Meaning::RETRY ? Text::number(match->argument(2), 0, INT32_MAX) : std::nullopt;
+}
+
+LogDigest LogDigest::read(Session& session, const Count& count) {
     LogDigest digest;
     const std::uint64_t scale = timeScale();
     LogReader reader(session);
     LogSelection wanted = selection();
     for (bool more = true; more;) {
-        const LogPage page = reader.search(wanted);
-        for (const LogEntry& entry : page.entries) {
-            wanted.after = entry.id;
-            digest.take(entry, scale);
-        }
-        more = page.more && !page.entries.empty();
+        const LogSeries series = reader.series(wanted);
+        digest.takeSeries(series, scale, count);
+        wanted.after = series.last;
+        more = series.more && !series.entries.empty();
     }
     const auto oldest = reader.first();
     const auto newest = reader.latest();
     digest.firstId = oldest ? oldest->id : 0;
-    digest.first = oldest ? timeOf(*oldest) : 0;
-    digest.latest = newest ? timeOf(*newest) : 0;
+    digest.first = oldest ? microsecondsOf(*oldest) : 0;
+    digest.latest = newest ? microsecondsOf(*newest) : 0;
     return digest;
 }
 
+void LogDigest::takeSeries(const LogSeries& series, std::uint64_t timeScale, const Count& count) {
+    const std::vector<Saying> sayings(series.texts.begin(), series.texts.end());
+    std::vector<std::uint64_t> times(sayings.size());
+    for (const LogSeries::Entry& entry : series.entries) {
+        take(sayings[entry.what], entry.time, timeScale);
+        ++times[entry.what];
+    }
+    for (std::size_t i = 0; count && i < sayings.size(); ++i) {
+        if (sayings[i].match) {
+            count(*sayings[i].match, times[i]);
+        }
+    }
+}
+
 void LogDigest::take(const LogEntry& entry, std::uint64_t timeScale) {
-    latest = timeOf(entry);
+    latest = microsecondsOf(entry);
     if (firstId == 0) {
         first = latest;
         firstId = entry.id;
     }
-    const auto found =
-        Management::isDaemon(entry.component) ? orvRecognise(entry.level, entry.number, entry.text) : std::nullopt;
-    if (!found) {
+    take(Saying(entry), latest, timeScale);
+}
+
+void LogDigest::take(const Saying& saying, std::int64_t time, std::uint64_t timeScale) {
+    if (!saying.match) {
         return;
     }
-    for (const KindTrouble& one : TROUBLES) {
-        if (found->is(one.kind) && one.applies(*found)) {
-            signs.push_back({one.trouble, timeOf(entry)});
-            lastText[one.trouble] = entry.text;
-        }
+    for (const Trouble trouble : saying.troubles) {
+        signs.push_back({trouble, time});
+        lastText[trouble] = saying.text;
     }
-    mail.take(*found, timeOf(entry));
-    const auto* const known =
-        std::ranges::find_if(MEANINGS, [&](const KindMeaning& one) { return found->is(one.kind); });
-    if (known != std::ranges::end(MEANINGS)) {
-        take(known->meaning, entry, *found, timeScale);
-    } else if (entry.number == kOrvLogId) {
+    mail.take(saying.mail, time);
+    if (saying.meaning) {
+        take(*saying.meaning, saying, time, timeScale);
+    } else if (saying.number == kOrvLogId) {
         emptyFile_.clear();
     }
 }
 
-void LogDigest::take(Meaning meaning, const LogEntry& entry, const OrvCatalogueMatch& match, std::uint64_t timeScale) {
-    const std::string empty = entry.number == kOrvLogId ? std::exchange(emptyFile_, "") : "";
+void LogDigest::take(Meaning meaning, const Saying& saying, std::int64_t time, std::uint64_t timeScale) {
+    const std::string empty = saying.number == kOrvLogId ? std::exchange(emptyFile_, "") : "";
     switch (meaning) {
         case Meaning::RETRY:
-            retry = retryIn(match, timeOf(entry), timeScale);
+            // None, where the delay is none.
+            retry = saying.delay
+                        ? std::optional(Retry{saying.mail.server.server, time,
+                                              time + *saying.delay * SECOND / static_cast<std::int64_t>(timeScale)})
+                        : std::nullopt;
             break;
         case Meaning::RECOVERY:
             if (lastFailure) {
@@ -253,32 +300,42 @@ void LogDigest::take(Meaning meaning, const LogEntry& entry, const OrvCatalogueM
             break;
         case Meaning::SETTINGS_READ:
             // The daemon forgets a retry when it reads its servers anew.
-            if (match.argument(0) == SETTINGS) {
+            if (saying.settings) {
                 retry.reset();
-                settingsRead = timeOf(entry);
+                settingsRead = time;
             }
             break;
         case Meaning::NOT_QUEUED:
             ++messagesNotQueued;
-            refusals.push_back(timeOf(entry));
+            refusals.push_back(time);
             break;
         case Meaning::EMPTY_FILE:
-            emptyFile_ = match.argument(0);
+            emptyFile_ = saying.file;
             break;
         case Meaning::UNRESTORED:
-            takeLostFile(match, timeOf(entry), match.argument(0) == empty);
+            takeLostFile(saying.file, time, saying.file == empty);
             break;
         default:
             recipientsGivenUp += meaning == Meaning::RECIPIENT_GIVEN_UP;
             mailsGivenUp += meaning == Meaning::MAIL_GIVEN_UP;
-            lastFailure = Failure{Text::timestamp(entry.seconds, entry.microseconds), entry.text};
+            takeFailure(saying.text, time);
     }
 }
 
+// In the room of the one before it: a log can be full of them.
+void LogDigest::takeFailure(const std::string& text, std::int64_t time) {
+    if (!lastFailure) {
+        lastFailure.emplace();
+    }
+    lastFailure->time = time;
+    lastFailure->text = text;
+    lastFailure->recovered = false;
+}
+
 // An empty one holds no message. Every start tells of the others again.
-void LogDigest::takeLostFile(const OrvCatalogueMatch& match, std::int64_t time, bool empty) {
+void LogDigest::takeLostFile(const std::string& file, std::int64_t time, bool empty) {
     if (!empty) {
-        messagesNotQueued += !lostFiles.contains(match.argument(0));
-        lostFiles[match.argument(0)] = time;
+        messagesNotQueued += !lostFiles.contains(file);
+        lostFiles[file] = time;
     }
 }

@@ -8,6 +8,7 @@
 #include "switchctl/log/MailFailures.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,7 +16,7 @@
 
 struct LogDigest {
     struct Failure {
-        std::string time;
+        std::int64_t time = 0;  // microseconds since 1970
         std::string text;
         bool recovered = false;  // Mails went out again since.
     };
@@ -51,6 +52,8 @@ struct LogDigest {
 
     // What an entry means here.
     enum class Meaning;
+    // What an entry says: looked at once for all that say the same.
+    class Saying;
 
     std::vector<Sign> signs;                  // oldest first
     std::map<Trouble, std::string> lastText;  // of the latest sign of each
@@ -73,16 +76,21 @@ struct LogDigest {
 
     // The entries that mean something here.
     static const LogSelection& selection();
+    // What one of the daemon's entries says, and how many there are of it.
+    using Count = std::function<void(const OrvCatalogueMatch& entry, std::uint64_t times)>;
     // From the whole log. Throws as OperatorClient::call.
-    static LogDigest read(Session& session);
+    static LogDigest read(Session& session, const Count& count = nullptr);
     // How many times as fast as the calendar the daemon's delays run on this switch.
     static std::uint64_t timeScale();
     // The next entry. The daemon counts its delays on a clock that runs so many times as fast as the calendar.
     void take(const LogEntry& entry, std::uint64_t timeScale);
 
 private:
-    void take(Meaning meaning, const LogEntry& entry, const OrvCatalogueMatch& match, std::uint64_t timeScale);
-    void takeLostFile(const OrvCatalogueMatch& match, std::int64_t time, bool empty);
+    void take(const Saying& saying, std::int64_t time, std::uint64_t timeScale);
+    void take(Meaning meaning, const Saying& saying, std::int64_t time, std::uint64_t timeScale);
+    void takeSeries(const LogSeries& series, std::uint64_t timeScale, const Count& count);
+    void takeFailure(const std::string& text, std::int64_t time);
+    void takeLostFile(const std::string& file, std::int64_t time, bool empty);
 
     // The one told of last: the entry about an empty file is followed by the one that it is not restored.
     std::string emptyFile_;

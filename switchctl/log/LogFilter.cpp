@@ -54,6 +54,12 @@ LogPage LogReader::search(const LogSelection& selection, std::uint32_t limit) {
     return OperatorClient::decode<LogPage>(session_.client.call(OperatorCode::SEARCH_LOG, request.encode()));
 }
 
+LogSeries LogReader::series(const LogSelection& selection) {
+    const SeriesRequest request{selection};
+    return OperatorClient::decode<SeriesAnswer>(session_.client.call(OperatorCode::LOG_SERIES, request.encode()))
+        .series;
+}
+
 std::optional<LogEntry> LogReader::first() {
     LogPage oldest = search({}, 1);
     return oldest.entries.empty() ? std::nullopt : std::optional(std::move(oldest.entries.front()));

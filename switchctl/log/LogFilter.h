@@ -35,6 +35,8 @@ public:
     LogPage page(std::uint64_t since, std::int64_t level = INT32_MAX, std::uint32_t limit = 0);
     // A page of those that are selected, from the end that is asked for.
     LogPage search(const LogSelection& selection, std::uint32_t limit = 0);
+    // All that are selected, what they say once, as far as one answer holds them.
+    LogSeries series(const LogSelection& selection);
     // The oldest entry and the newest; nothing for an empty log.
     std::optional<LogEntry> first();
     std::optional<LogEntry> latest();

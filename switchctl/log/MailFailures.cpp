@@ -10,39 +10,65 @@ std::string serverText(const std::string& address, const std::string& port) {
     return (isIPv6 ? "[" + address + "]" : address) + ":" + port;
 }
 
-void MailFailures::take(const OrvCatalogueMatch& entry, std::int64_t time) {
-    const auto recipient = [&] {
-        return Recipient{entry.argument(0), entry.argument(1), serverText(entry.argument(2), entry.argument(3)), "",
-                         time};
-    };
+MailFailures::Saying MailFailures::Saying::of(const OrvCatalogueMatch& entry) {
+    const auto server = [&](std::size_t place) { return serverText(entry.argument(place), entry.argument(place + 1)); };
+    const auto recipient = [&] { return Recipient{entry.argument(0), entry.argument(1), server(2), "", 0}; };
     if (entry.is(orv_log::kSendFailed)) {
-        takeServer(entry, time);
-    } else if (entry.is(orv_log::kRetryLater)) {
-        next_ = serverText(entry.argument(0), entry.argument(1));
-    } else if (entry.is(orv_log::kRecovered)) {
-        takeRecovery();
-    } else if (entry.is(orv_log::kRecipientRetryFailed) || entry.is(orv_log::kRecipientGivenUp)) {
-        takeRecipient(recipient());
-    } else if (entry.is(orv_log::kRecipientRefused)) {
-        takeWords(entry);
-    } else if (entry.is(orv_log::kBuildDetailRequest) && entry.argument(0) == "Global.Callhome.SMTPGatewayEnable") {
-        // What was said to the old settings does not count for the new ones.
-        servers_.clear();
+        return {
+            Kind::SERVER_FAILED, {server(0), entry.argument(2), entry.argument(3), entry.argument(4), 0, false}, {}};
+    }
+    if (entry.is(orv_log::kRetryLater)) {
+        return {Kind::SERVER_NEXT, {server(0), "", "", "", 0, false}, {}};
+    }
+    if (entry.is(orv_log::kRecovered)) {
+        return {Kind::RECOVERED};
+    }
+    if (entry.is(orv_log::kRecipientRetryFailed) || entry.is(orv_log::kRecipientGivenUp)) {
+        return {Kind::RECIPIENT_GIVEN_UP, {}, recipient()};
+    }
+    if (entry.is(orv_log::kRecipientRefused)) {
+        Recipient refused = recipient();
+        refused.response = entry.argument(4);
+        return {Kind::RECIPIENT_WORDS, {}, refused};
+    }
+    const bool read =
+        entry.is(orv_log::kBuildDetailRequest) && entry.argument(0) == "Global.Callhome.SMTPGatewayEnable";
+    return {read ? Kind::SERVERS_READ : Kind::NOTHING};
+}
+
+void MailFailures::take(const Saying& saying, std::int64_t time) {
+    switch (saying.kind) {
+        case Saying::Kind::SERVER_FAILED:
+            return takeServer(saying.server, time);
+        case Saying::Kind::SERVER_NEXT:
+            next_ = saying.server.server;
+            return;
+        case Saying::Kind::RECOVERED:
+            return takeRecovery();
+        case Saying::Kind::RECIPIENT_GIVEN_UP:
+            return takeRecipient(saying.recipient, time);
+        case Saying::Kind::RECIPIENT_WORDS:
+            return takeWords(saying.recipient);
+        case Saying::Kind::SERVERS_READ:
+            // What was said to the old settings does not count for the new ones.
+            return servers_.clear();
+        case Saying::Kind::NOTHING:
+            return;
     }
 }
 
-void MailFailures::takeServer(const OrvCatalogueMatch& entry, std::int64_t time) {
-    Server failed{serverText(entry.argument(0), entry.argument(1)),
-                  entry.argument(2),
-                  entry.argument(3),
-                  entry.argument(4),
-                  time,
-                  false};
-    std::erase_if(servers_, [&](const Server& one) { return one.server == failed.server; });
+void MailFailures::takeServer(const Server& failed, std::int64_t time) {
     for (Server& other : servers_) {
         other.otherWorks = false;
     }
-    servers_.push_back(std::move(failed));
+    // One that fails again and again is the last already.
+    if (!servers_.empty() && servers_.back().server == failed.server) {
+        servers_.back() = failed;
+    } else {
+        std::erase_if(servers_, [&](const Server& one) { return one.server == failed.server; });
+        servers_.push_back(failed);
+    }
+    servers_.back().time = time;
 }
 
 // The server that was tried last took a mail.
@@ -53,18 +79,19 @@ void MailFailures::takeRecovery() {
     }
 }
 
-void MailFailures::takeRecipient(Recipient recipient) {
+void MailFailures::takeRecipient(const Recipient& recipient, std::int64_t time) {
     std::erase_if(recipients_, [&](const Recipient& one) {
         return one.profile == recipient.profile && one.address == recipient.address;
     });
-    recipients_.push_back(std::move(recipient));
+    recipients_.push_back(recipient);
+    recipients_.back().time = time;
 }
 
 // The daemon writes them behind each refusal.
-void MailFailures::takeWords(const OrvCatalogueMatch& entry) {
+void MailFailures::takeWords(const Recipient& recipient) {
     for (Recipient& one : recipients_) {
-        if (one.profile == entry.argument(0) && one.address == entry.argument(1)) {
-            one.response = entry.argument(4);
+        if (one.profile == recipient.profile && one.address == recipient.address) {
+            one.response = recipient.response;
         }
     }
 }

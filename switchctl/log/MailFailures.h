@@ -27,8 +27,25 @@ public:
         std::int64_t time = 0;
     };
 
+    // What an entry says of mails: looked at once for all that say the same.
+    struct Saying {
+        enum class Kind {
+            NOTHING,
+            SERVER_FAILED,
+            SERVER_NEXT,
+            RECOVERED,
+            RECIPIENT_GIVEN_UP,
+            RECIPIENT_WORDS,
+            SERVERS_READ
+        };
+        Kind kind = Kind::NOTHING;
+        Server server{};
+        Recipient recipient{};
+
+        static Saying of(const OrvCatalogueMatch& entry);
+    };
     // The next entry of the daemon.
-    void take(const OrvCatalogueMatch& entry, std::int64_t time);
+    void take(const Saying& saying, std::int64_t time);
 
     // Those that have failed since the daemon read its mail servers and since each took a mail, the latest last.
     const std::vector<Server>& servers() const { return servers_; }
@@ -36,10 +53,10 @@ public:
     const std::vector<Recipient>& recipients() const { return recipients_; }
 
 private:
-    void takeServer(const OrvCatalogueMatch& entry, std::int64_t time);
+    void takeServer(const Server& failed, std::int64_t time);
     void takeRecovery();
-    void takeRecipient(Recipient recipient);
-    void takeWords(const OrvCatalogueMatch& entry);
+    void takeRecipient(const Recipient& recipient, std::int64_t time);
+    void takeWords(const Recipient& recipient);
 
     std::vector<Server> servers_;
     std::vector<Recipient> recipients_;

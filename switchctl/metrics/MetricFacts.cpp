@@ -21,32 +21,14 @@ void askForNames(Session& session, MetricFacts& facts) {
     facts.started = facts.registered && daemon->state == ComponentState::STARTED;
 }
 
-void takeEntry(const LogEntry& entry, MetricFacts& facts) {
-    const auto found =
-        Management::isDaemon(entry.component) ? orvRecognise(entry.level, entry.number, entry.text) : std::nullopt;
-    if (!found) {
-        return;
-    }
-    if (found->is(orv_log::kSendFailed)) {
-        ++facts.failures[found->argument(2)];
-    }
-    facts.recipientsRefused += found->is(orv_log::kRecipientRefused) ? std::uint64_t{1} : 0;
-    facts.capturesFailed += found->is(orv_log::kCaptureFailed) ? std::uint64_t{1} : 0;
-}
-
 void readLog(Session& session, MetricFacts& facts) {
-    const std::uint64_t scale = LogDigest::timeScale();
-    LogRequest request{0, 0, LogDigest::MAX_LEVEL};
-    for (bool more = true; more;) {
-        const auto page =
-            OperatorClient::decode<LogPage>(session.client.call(OperatorCode::READ_LOG, request.encode()));
-        for (const LogEntry& entry : page.entries) {
-            request.since = entry.id;
-            facts.log.take(entry, scale);
-            takeEntry(entry, facts);
+    facts.log = LogDigest::read(session, [&facts](const OrvCatalogueMatch& entry, std::uint64_t times) {
+        if (entry.is(orv_log::kSendFailed)) {
+            facts.failures[entry.argument(2)] += times;
         }
-        more = page.more && !page.entries.empty();
-    }
+        facts.recipientsRefused += entry.is(orv_log::kRecipientRefused) ? times : 0;
+        facts.capturesFailed += entry.is(orv_log::kCaptureFailed) ? times : 0;
+    });
 }
 
 // The last whole one that this process has traced.

@@ -74,7 +74,7 @@ MetricFacts busyDay() {
     facts.failures = {{"Connect Error", 3}, {"a \"stage\"\n\\ of \xFF nobody", 1}};
     facts.probe = {{1799999000 * SECOND, {{DaemonWords::MAILED, "7"}, {DaemonWords::DELETED_FOR_TIME, "2"}}}};
     facts.log.retry = LogDigest::Retry{"192.0.2.1:25", facts.now, facts.now + 300 * SECOND};
-    facts.log.lastFailure = LogDigest::Failure{"", "", false};
+    facts.log.lastFailure = LogDigest::Failure{0, "", false};
     facts.flashFree = 123456789;
     facts.bytesWritten = 4096;
     QueueEntry entry;

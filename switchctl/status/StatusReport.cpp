@@ -129,9 +129,13 @@ std::string retryWords(const StatusFacts& facts, std::int64_t now) {
     return (seconds == 0 ? "due" : "in " + std::to_string(seconds) + " s") + " through " + Text::oneLine(retry->server);
 }
 
+std::string stampOf(const LogDigest::Failure& failure) {
+    return Text::timestamp(failure.time / SECOND, static_cast<std::int32_t>(failure.time % SECOND));
+}
+
 std::string failureWords(const StatusFacts& facts) {
     const auto& failure = facts.log.lastFailure;
-    return failure ? failure->time + (failure->recovered ? ", recovered since" : "") : "none";
+    return failure ? stampOf(*failure) + (failure->recovered ? ", recovered since" : "") : "none";
 }
 
 std::string lossWords(const StatusFacts& facts) {
@@ -225,7 +229,7 @@ void addLog(Json& object, const StatusFacts& facts, std::int64_t now) {
     }
     if (failure) {
         object.set("lastFailure", Json()
-                                      .set("time", jsonTime(failure->time))
+                                      .set("time", jsonTime(stampOf(*failure)))
                                       .set("text", failure->text)
                                       .set("recovered", failure->recovered));
     }
