@@ -227,6 +227,19 @@ TEST_F(QueueTest, foreignFilesLinksAndPipesAreNamedAndNotOpened) {
     EXPECT_THAT(text, Not(HasSubstr("Port 5")));
 }
 
+TEST_F(QueueTest, aFileLargerThanAnyMessageIsNotLookedInto) {
+    flash_.put("send", 1, QueueFlash::event());
+    fs::resize_file(host(QueueFlash::path("send", "m1")), std::uintmax_t{3} << 30);
+    fs::create_directory(host(QueueFlash::path("send", "m2")));
+    age(300);
+
+    const std::string text = list();
+
+    EXPECT_THAT(text, HasSubstr("\n1       5 min  3221225472  unreadable  "));
+    EXPECT_THAT(text, HasSubstr("\n        it is larger than any message\n"));
+    EXPECT_THAT(text, HasSubstr("\n2       5 min  0           unreadable  "));
+}
+
 TEST_F(QueueTest, oneThatTheOrderFileDoesNotHaveIsLeftOver) {
     flash_.put("send", 1, QueueFlash::event());
     flash_.put("send", 2, QueueFlash::event());

@@ -3,6 +3,7 @@
 #include "Directory_Stream.h"
 #include "base/OrvPaths.h"
 #include "switchctl/text/PlainFile.h"
+#include "switchctl/text/Second.h"
 #include "switchctl/text/Text.h"
 
 #include <fcntl.h>
@@ -54,18 +55,35 @@ Order readOrder(const std::string& path) {
     return order;
 }
 
-// A file that is being written is not whole for a moment.
+// What can be known of it from outside.
+void readStatus(QueueEntry& entry) {
+    struct stat status {};
+    if (lstat(entry.path.c_str(), &status) == 0) {
+        entry.written = std::int64_t{status.st_mtim.tv_sec} * SECOND + status.st_mtim.tv_nsec / 1000;
+    }
+}
+
+// A file that is being written is not whole for a moment: what has not changed by the next look stays as it is.
 void readMessage(QueueEntry& entry) {
     constexpr int TRIES = 3;
+    PlainFile before;
     for (int number = 0; number < TRIES && !(entry.message && entry.message->whole()); ++number) {
         PlainFile file;
         if (PlainFile::read(entry.path, LARGEST, file) < 0) {
             entry.unread = readFailure(errno);
+            readStatus(entry);
             return;
         }
         entry.bytes = file.size;
         entry.written = file.written;
-        entry.message = QueuedMessage::parse(file.bytes);
+        if (file.size > LARGEST) {
+            entry.unread = "it is larger than any message";
+            return;
+        }
+        if (number == 0 || file.bytes != before.bytes) {
+            entry.message = QueuedMessage::parse(file.bytes);
+        }
+        before = std::move(file);
     }
 }
 
