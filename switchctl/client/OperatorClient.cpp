@@ -114,7 +114,7 @@ void OperatorClient::turn(Milliseconds limit) {
         throw NoAnswer("waiting for switchd failed");
     }
     if (transport_->lost()) {
-        throw NoAnswer("switchd has left the bus");
+        throw SwitchdSilent("switchd has left the bus");
     }
 }
 

@@ -74,6 +74,9 @@ StatusProblem absence(const DaemonTraces& traces) {
 }
 
 StatusProblem silence(const StatusFacts& facts) {
+    if (!facts.noSwitchd.empty()) {
+        return problem::kSwitchdSilent(facts.noSwitchd);
+    }
     const std::string process = std::to_string(facts.traces.process);
     return facts.traces.system.stopped ? problem::kDaemonStopped(process, process)
                                        : problem::kDaemonSilent(facts.noAnswer);

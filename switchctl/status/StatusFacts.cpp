@@ -137,6 +137,8 @@ StatusFacts StatusFacts::gather(Session& session, Ask ask) {
     if (facts.daemon() != nullptr && ask == Ask::DAEMON) {
         try {
             askDaemon(session, facts);
+        } catch (const SwitchdSilent& error) {
+            facts.noSwitchd = facts.noAnswer = error.what();
         } catch (const NoAnswer& error) {
             facts.noAnswer = facts.noAnswer.empty() ? error.what() : facts.noAnswer;
         } catch (const Refused& error) {

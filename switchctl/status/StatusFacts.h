@@ -42,6 +42,7 @@ struct StatusFacts {
     std::optional<Probe> probe;
     std::string noProbe;     // why there is none
     std::string noAnswer;    // the daemon is there and does not answer
+    std::string noSwitchd;   // switchd has gone, or has gone silent, before the daemon had answered
     std::string noResponse;  // it answers the probe alone
     DaemonTraces traces;
     std::string unit;  // of the machine's service manager, that runs the daemon; "" for none
