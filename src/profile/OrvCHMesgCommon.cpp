@@ -6,6 +6,7 @@
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvAddressText.h"
 #include "profile/OrvDsStatus.h"
+#include "profile/OrvIdentityKeys.h"
 #include "profile/OrvSwitchAddresses.h"
 
 #include <array>
@@ -77,13 +78,7 @@ constexpr char kReadConfig[] = "readConfig";
 constexpr int kUnknownAttributeLine = 299;
 
 std::vector<std::string> announcedKeys() {
-    auto names = orvPersistently([] {
-        std::vector<std::string> composed;
-        for (const IdentityKey& key : kKeys) {
-            composed.emplace_back(key.name);
-        }
-        return composed;
-    });
+    auto names = orvPersistently(orvIdentityKeys);
     for (const std::string& name : names) {
         orvLog(orv_log::kBuildDetailRequest, name.c_str());
     }
@@ -91,6 +86,14 @@ std::vector<std::string> announcedKeys() {
 }
 
 }  // namespace
+
+std::vector<std::string> orvIdentityKeys() {
+    std::vector<std::string> names;
+    for (const IdentityKey& key : kKeys) {
+        names.emplace_back(key.name);
+    }
+    return names;
+}
 
 bool orvIsDefaultSender(const std::string& address) {
     return address.empty() || address == kOrvDefaultSender;

@@ -4,6 +4,7 @@
 #include "host_root.h"
 #include "mesg/OrvCHMesg.h"
 #include "platform/posix/HostRoot.h"
+#include "profile/OrvIdentityKeys.h"
 #include "smtp/OrvMailBuffer.h"
 #include "smtp/OrvMailComposer.h"
 #include "switchctl/text/Errors.h"
@@ -63,26 +64,9 @@ std::string firstChoice(const OrvIdentity& identity) {
 
 }  // namespace
 
-const std::vector<std::string> MailMaker::KEYS = {
-    "Global.Callhome.EmailAddr",
-    "Global.Callhome.FromAddr",
-    "Global.Callhome.ReplyToAddr",
-    "Global.Callhome.PhoneNumber",
-    "Global.Callhome.StreetAddr",
-    "Global.Snmp.Contact",
-    "Global.Snmp.Location",
-    "Config.Switch.SymName",
-    "Global.Network.Eth.0.NF-IPAddress",
-    "Global.Network.Eth.0.IPv6IPAddress",
-    "Global.Network.DNSLocalHostname",
-    "Global.Network.DNSClientEnable",
-    "Global.Switch.WWN",
-    "Config.Mfg.ChassisSerialNum",
-};
-
 MailMaker::MailMaker(const std::map<std::string, std::string>& attributes, std::string presentedAs) {
     std::vector<DsEntry> entries;
-    for (const std::string& key : KEYS) {
+    for (const std::string& key : orvIdentityKeys()) {
         if (const auto found = attributes.find(key); found != attributes.end()) {
             entries.push_back({key, dsClient::TYPE_STRING, found->second});
         }

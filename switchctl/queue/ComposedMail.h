@@ -15,11 +15,8 @@ struct OrvCHEnvelope;
 
 class MailMaker final : private OrvConfigListener, private OrvIdentityListener {
 public:
-    // What the daemon knows of the switch comes from these attributes.
-    static const std::vector<std::string> KEYS;
-
-    // With the values of KEYS that are set. The name under which the daemon presents itself to mail servers; "": the
-    // one that it would choose.
+    // With the values of the identity's attributes (orvIdentityKeys) that are set. The name under which the daemon
+    // presents itself to mail servers; "": the one that it would choose.
     MailMaker(const std::map<std::string, std::string>& attributes, std::string presentedAs);
 
     // Throws Refused when it is no message that can be mailed.

@@ -1,5 +1,6 @@
 #include "switchctl/queue/QueueMails.h"
 
+#include "profile/OrvIdentityKeys.h"
 #include "switchctl/client/Attributes.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/PlainFile.h"
@@ -65,7 +66,7 @@ std::string freeName(const QueueMail& mail, std::set<std::string>& taken) {
 }  // namespace
 
 MailMaker mailMaker(Session& session, const QueueFacts& facts) {
-    return {Attributes::get(session, MailMaker::KEYS), facts.status.traces.presentedAs};
+    return {Attributes::get(session, orvIdentityKeys()), facts.status.traces.presentedAs};
 }
 
 std::vector<QueueMail> mailsOf(const QueueEntry& entry, const MailMaker& maker) {

@@ -1,7 +1,5 @@
 #include "switchctl/traces/DaemonWords.h"
 
-#include "switchctl/queue/ComposedMail.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -109,16 +107,6 @@ TEST(DaemonWords, haveTheKeysThatTheDaemonsProbeHas) {
                             WAITING,
                             PERSISTENT}) {
         EXPECT_TRUE(std::regex_search(sources(), std::regex("(\\\\n|\") *" + quoted(key) + " *= %"))) << key;
-    }
-}
-
-// As many as the daemon reads, and the same.
-TEST(DaemonWords, areTheAttributesThatTheDaemonsMailsAreMadeOf) {
-    const std::regex row("IdentityKey\\{\"");
-    const auto rows = std::distance(std::sregex_iterator(sources().begin(), sources().end(), row), {});
-    EXPECT_EQ(static_cast<std::size_t>(rows), MailMaker::KEYS.size());
-    for (const std::string& key : MailMaker::KEYS) {
-        EXPECT_TRUE(isInSources("IdentityKey{\"" + key + '"')) << key;
     }
 }
 
