@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr const char* PAGE = PAGES "/troubleshooting.md";
+constexpr const char* PROBLEMS_PAGE = PAGES "/troubleshooting.md";
 
 TEST(Problems, haveAnIdEachATextARemedyAndAMeaning) {
     std::set<std::string> ids;
@@ -40,9 +40,9 @@ TEST(Problems, keepWhatAServerSaysOnOneLine) {
 
 TEST(Problems, areWhatThePageForOperatorsShows) {
     if (std::getenv("ORV_WRITE_PAGES") != nullptr) {
-        std::ofstream(PAGE) << troubleshootingPage();
+        std::ofstream(PROBLEMS_PAGE) << troubleshootingPage();
     }
-    std::ifstream stream(PAGE);
+    std::ifstream stream(PROBLEMS_PAGE);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), troubleshootingPage())
         << "ORV_WRITE_PAGES=1 makes docs/troubleshooting.md anew";
 }
