@@ -20,7 +20,8 @@ KEEP = """#!/bin/sh
 mail=$(mktemp /kept/part.XXXXXX) || exit 75
 { echo "$*" && cat; } >"$mail" && chmod 644 "$mail" && mv "$mail" "/kept/mails/${mail##*.}" || exit 75
 """
-# A tree with what it writes in memory, of which nobody else sees anything.
+# A tree with what it writes in memory, of which nobody else sees anything. The shell stays: it ends with us and everything in
+# the tree with it, while a server that takes another user's rights would not be told that its parent has ended.
 ENTER = """set -e
 mount -t tmpfs tmpfs {layer}
 mkdir {layer}/upper {layer}/work {layer}/tree
@@ -32,7 +33,8 @@ mount --bind {kept} {layer}/tree/kept
 cd {layer}/tree
 cp kept/hosts etc/hosts
 {prepare}
-exec chroot . {command}
+chroot . {command}
+exit $?
 """
 
 
