@@ -325,7 +325,7 @@ void LogDigest::take(Meaning meaning, const Saying& saying, std::int64_t time, s
 // In the room of the one before it: a log can be full of them.
 void LogDigest::takeFailure(const std::string& text, std::int64_t time) {
     if (!lastFailure) {
-        lastFailure.emplace();
+        lastFailure = Failure{};
     }
     lastFailure->time = time;
     lastFailure->text = text;

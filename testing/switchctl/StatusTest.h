@@ -53,8 +53,7 @@ protected:
                            "  messages deleted for time       = 3\n"
                            "  messages deleted for clear req  = 4\n"
                            "  messages could not be added     = 5\n"
-                        << dialogue_
-                        << prefix << "OrvCHMesgCommon probe:   From = sw@example.com\n";
+                        << dialogue_ << prefix << "OrvCHMesgCommon probe:   From = sw@example.com\n";
     }
     std::ofstream traceTo(const std::string& thread) {
         return std::ofstream(switch_.root().at("/tmp/orv.out." + thread), std::ios::app);
