@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -19,10 +19,12 @@ namespace {
 
 constexpr const char* NAME = "orvApp";
 
-// "" where the system has no such file.
+// "" where the system has no such file, or has it no more: a process may end while its files are read.
 std::string contentOf(const std::string& file) {
     std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream content;
+    content << stream.rdbuf();  // unlike an iterator, throws nothing
+    return content.str();
 }
 
 // A line of /proc/PID/stat: the name in brackets, and the fields behind it.
