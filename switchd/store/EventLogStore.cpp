@@ -1,5 +1,6 @@
 #include "switchd/store/EventLogStore.h"
 
+#include <algorithm>
 #include <map>
 #include <string_view>
 #include <tuple>
