@@ -215,6 +215,7 @@ void Books::onAdded(std::string_view text) {
         hand_.reset();
     } else if (restoring_) {
         ++sums_.restored;
+        entry.restored = true;
         entry.repeats = -1;
     } else if (adding_) {
         entry.test = *adding_;
@@ -228,6 +229,7 @@ void Books::onAdded(std::string_view text) {
     } else if (!lists_[list].emplace(number, entry).second) {
         broken("books", "two entries of one number");
     }
+    written_.insert({list, number});
     checkTable(table);
 }
 
@@ -300,6 +302,11 @@ void Books::onSaved(std::string_view text) {
     savedLast_ = slash == std::string_view::npos
                      ? std::nullopt
                      : std::optional(static_cast<std::uint32_t>(numberAfter(text.substr(slash), "/m")));
+    for (std::size_t list = kSend; list < kLists && savedLast_; ++list) {
+        if (has(text, "/" + std::string(kNames[list]) + "/m")) {
+            written_.insert({list, *savedLast_});
+        }
+    }
     if (counting_ && savedLast_) {
         const auto found = lists_[kDuplicate].find(*savedLast_);
         if (found == lists_[kDuplicate].end()) {
@@ -462,6 +469,18 @@ bool Books::atRest() const {
 std::size_t Books::waiting() const {
     return static_cast<std::size_t>(
         std::ranges::count_if(lists_[kSend], [](const auto& each) { return !each.second.test; }));
+}
+
+std::vector<Books::Charged> Books::takeWritten() {
+    std::vector<Charged> charged;
+    for (const auto& [list, number] : std::exchange(written_, {})) {
+        const auto found = lists_[list].find(number);
+        if (list != kInit && found != lists_[list].end() && !found->second.test) {
+            charged.push_back({std::string(kNames[list]) + "/m" + std::to_string(number), found->second.charge,
+                               found->second.restored});
+        }
+    }
+    return charged;
 }
 
 void Books::broken(const char* rule, const std::string& how) {

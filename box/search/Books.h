@@ -37,6 +37,11 @@ public:
         const char* rule;
         std::string how;
     };
+    struct Charged {
+        std::string name;  // of its file, such as send/m12
+        std::uint64_t bytes = 0;
+        bool restored = false;  // what it is charged with was read from its file
+    };
 
     // A trace as it is written, with its beginning.
     void traced(std::string_view line);
@@ -66,6 +71,9 @@ public:
     bool atRest() const;
     // Entries on the send list that have files of their own.
     std::size_t waiting() const;
+    // Of entries that have come or were saved since this was asked last, those that are still there and may have a
+    // file.
+    std::vector<Charged> takeWritten();
     std::vector<Problem> takeProblems() { return std::exchange(problems_, {}); }
 
 private:
@@ -73,6 +81,7 @@ private:
     struct Entry {
         std::uint64_t charge = 0;
         bool test = false;
+        bool restored = false;
         std::int64_t repeats = 0;  // that its mails tell; -1: not known
         bool marked = false;       // for deletion
         std::int64_t pending = 0;  // counted while it waits; -1: not known
@@ -101,6 +110,7 @@ private:
 
     std::array<std::map<std::uint32_t, Entry>, kLists> lists_;
     std::deque<Entry> early_;
+    std::set<std::pair<std::size_t, std::uint32_t>> written_;  // list and number
     Sums sums_;
     std::uint64_t heard_ = 0;
     std::string context_;         // the operation under way

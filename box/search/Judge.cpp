@@ -3,6 +3,7 @@
 #include "box/Timeline.h"
 #include "box/World.h"
 #include "box/search/Attachments.h"
+#include "box/search/Charges.h"
 #include "box/search/QueueFiles.h"
 #include "catalogue/OrvEventCatalogue.h"
 #include "catalogue/OrvLogEntries.h"
@@ -29,7 +30,7 @@ constexpr Judge::Rule kRules[] = {
     {"answers", "each request of management is answered"},
     {"clock", "each trace bears the time of its moment"},
     {"books", "what came was mailed, counted, refused, or went for a reason that was told, or waits; exactly"},
-    {"bytes", "bytes in use are the sum of what the entries are charged with"},
+    {"bytes", "bytes in use are the sum of what the entries are charged with, and that is what their files stand for"},
     {"recipients", "who was offered a mail has it, or is named in the event log"},
     {"delays", "the pauses before retries have their lengths and their order, and are kept"},
     {"restored", "what was left in files is restored by the next start, or named"},
@@ -303,9 +304,18 @@ void Judge::stepped(const Facts& facts) {
     checkReceived(facts);
     checkAnswered(facts);
     checkFlat(facts);
+    checkCharges(facts);
     const std::string problem = queueFilesProblem(facts.root, excuses_);
     if (!problem.empty()) {
         broken(facts, "files", problem);
+    }
+}
+
+// Where calls or memory failed, a file may be as it was before.
+void Judge::checkCharges(const Facts& facts) {
+    const std::string problem = chargesProblem(facts.root, books_);
+    if (!problem.empty() && !blind_ && !facts.anythingFailed) {
+        broken(facts, "bytes", problem);
     }
 }
 

@@ -96,6 +96,7 @@ private:
     void checkAnswered(const Facts& facts);
     void checkClock(const Facts& facts, std::string_view line);
     void checkRestored(const Facts& facts);
+    void checkCharges(const Facts& facts);
     void checkFlat(const Facts& facts);
     void takeProblems(const Facts& facts);
     void broken(const Facts& facts, const char* rule, const std::string& how);

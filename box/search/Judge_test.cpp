@@ -212,6 +212,18 @@ TEST_F(JudgeTest, seesWhatTheBooksMiss) {
     EXPECT_EQ(broken(), "books");
 }
 
+TEST_F(JudgeTest, seesAChargeThatIsNotWhatTheFileStandsFor) {
+    trace("add", "testMsg = false, persist = false, persistRepostPeriod = 86400, expireCountdown = -1");
+    trace("addInternal",
+          "entry (8) added to the send queue\n    init 0 0\n    send 1 600\n    duplicate 0 0\n    "
+          "persist 0 0\n  Total   1 600");
+    std::ofstream(send_ + "/m8") << "<OrvCHMesg>\n</OrvCHMesg>\n";
+    order({1, 8});
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "bytes");
+}
+
 TEST_F(JudgeTest, seesAForgottenRecipient) {
     judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
     trace("peekDelete", "entry (0) has completed processing, (duplicates not allowed) remove it");
@@ -364,10 +376,9 @@ TEST_F(JudgeTest, seesFilesThatGrow) {
 }
 
 TEST_F(JudgeTest, hasATestForEachRule) {
-    const std::set<std::string>
-        tested{"catalogue", "known",   "doubles",     "one dialogue", "files",    "main thread",
-               "leaves",    "books",   "delays",      "recipients",   "restored", "flat",
-               "received",  "answers", "attachments", "clock",        "bytes"};  // that one with the books
+    const std::set<std::string> tested{"catalogue", "known",   "doubles",     "one dialogue", "files",    "main thread",
+                                       "leaves",    "books",   "delays",      "recipients",   "restored", "flat",
+                                       "received",  "answers", "attachments", "clock",        "bytes"};
     for (const Judge::Rule& rule : Judge::rules()) {
         EXPECT_TRUE(tested.contains(rule.name)) << rule.name;
     }
