@@ -184,6 +184,7 @@ void Life::end(LifeEnd how, int status, const std::string& why) {
     std::string text = kNames[static_cast<std::size_t>(how)];
     text += how == LifeEnd::kEnded ? " with " + std::to_string(status) : "";
     box_.tell("life", why.empty() ? text : text + ": " + why);
+    script_.ended(*this, how);
     world_.now = box_.now();
     world_.networkChance = network_.randomState();
     world_.calls += box_.calls();

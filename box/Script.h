@@ -17,6 +17,7 @@ namespace box {
 
 class FileRecord;
 class Life;
+enum class LifeEnd : std::uint32_t;
 
 class Script {
 public:
@@ -45,6 +46,9 @@ public:
 
     // Time moves while the daemon's main thread waits in this call.
     virtual void mainWaits(Life& /*life*/, const char* /*call*/) {}
+
+    // The life ends here, in whichever of its threads that happens.
+    virtual void ended(Life& /*life*/, LifeEnd /*how*/) {}
 
     // Its state, from life to life.
     virtual void encode(WireWriter& out) const = 0;

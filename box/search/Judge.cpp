@@ -23,7 +23,9 @@ constexpr Judge::Rule kRules[] = {
     {"catalogue", "each entry of the daemon's is in its catalogue"},
     {"known", "each mail is of an event that there was"},
     {"one dialogue", "one dialogue at a time"},
-    {"doubles", "no mail comes twice, but for one at each end of a life, and where a reply or a call went wrong"},
+    {"doubles",
+     "no mail comes twice, but for one at each end of a life that was no orderly one, and where a reply or a call went "
+     "wrong"},
     {"files", "the order file lists what exists, and what exists is listed"},
     {"attachments", "a capture's mail has all its parts, and each attachment is whole"},
     {"received", "an event that the daemon is set up to take comes to its queue as a message"},
@@ -79,6 +81,7 @@ void Judge::published(std::uint32_t event) {
     events_.resize(std::max<std::size_t>(events_.size(), event + 1));
     Event& known = events_[event];
     known.published = static_cast<std::uint8_t>(std::min(known.published + 1, 255));
+    known.done = false;
 }
 
 void Judge::expectsMessage(const Facts& facts) {
@@ -96,6 +99,7 @@ void Judge::mailTaken(const Facts& facts, const Mail& mail) {
     if (facts.openDialogues != 1) {
         broken(facts, "one dialogue", std::to_string(facts.openDialogues) + " dialogues at a time");
     }
+    end_.mailed();
     const std::int64_t event = eventIn(mail.text);
     // Between the mails of two entries the queue has something to say.
     const bool isSilent = std::exchange(heardAtMail_, books_.heard()) == books_.heard() && event != lastMailed_;
@@ -125,6 +129,7 @@ void Judge::mailTaken(const Facts& facts, const Mail& mail) {
     Event& known = events_[static_cast<std::size_t>(event)];
     known.mailed = static_cast<std::uint8_t>(std::min(known.mailed + 1, 255));
     checkDoubles(facts, known);
+    end_.mailedTo(static_cast<std::uint32_t>(event));
 }
 
 void Judge::logged(const Facts& facts, const LogEntry& entry) {
@@ -175,6 +180,7 @@ void Judge::written(const Facts& facts, std::string_view text) {
     }
     checkClock(facts, text);
     books_.traced(text);
+    end_.traced(text, facts.troubles);
     if (text.find("has completed processing") != std::string_view::npos) {
         delays_.beginAnew();
     }
@@ -186,6 +192,7 @@ void Judge::written(const Facts& facts, std::string_view text) {
 }
 
 void Judge::clientSteps(const Facts& facts, ClientStep step, std::string_view what) {
+    end_.clientSteps(step, what);
     constexpr std::string_view kTo = "RCPT TO:<";
     if (step == ClientStep::kSends && what.starts_with(kTo)) {
         books_.offered(std::string(what.substr(kTo.size(), what.find('>') - kTo.size())));
@@ -327,14 +334,27 @@ void Judge::finished(const Facts& facts) {
     }
 }
 
-// Each end of a life, each reply that did not come as it should, and each failure of the machine's may have one mail
-// sent once more.
+void Judge::ended(const Facts& facts, bool byItself) {
+    if (!byItself || blind_ || facts.anythingFailed || !end_.leavesNothing(facts.now, facts.troubles)) {
+        return;
+    }
+    ++clean_;
+    if (const auto event = end_.event()) {
+        events_[*event].done = true;
+    }
+}
+
+// Each end of a life but a clean one, each reply that did not come as it should, and each failure of the machine's may
+// have one mail sent once more.
 void Judge::checkDoubles(const Facts& facts, Event& event) {
     if (event.mailed > event.published + event.excess) {
         ++event.excess;
         ++doubled_;
+        if (event.done) {
+            broken(facts, "doubles", "a mail comes twice whose message was done at an orderly end");
+        }
     }
-    if (doubled_ > facts.lives - 1 + facts.troubles + facts.failedCalls + facts.failedAllocations) {
+    if (doubled_ > facts.lives - 1 - clean_ + facts.troubles + facts.failedCalls + facts.failedAllocations) {
         broken(facts, "doubles", "a mail comes twice");
     }
 }
@@ -353,9 +373,10 @@ void Judge::encode(WireWriter& out) const {
     for (const std::uint64_t value : valuesOf(sums())) {
         encode64(out, value);
     }
-    out.u32(doubled_).text32(problem_).u32(static_cast<std::uint32_t>(events_.size()));
+    out.u32(doubled_).u32(clean_).text32(problem_).u32(static_cast<std::uint32_t>(events_.size()));
     for (const Event& event : events_) {
-        out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed)).u16(event.excess);
+        out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed))
+            .u16(static_cast<std::uint16_t>((event.done ? 1u : 0u) << 8 | event.excess));
     }
     out.u32(static_cast<std::uint32_t>(entries_.size()));
     for (const std::string& name : entries_) {
@@ -371,12 +392,14 @@ void Judge::decode(WireReader& in) {
     former_ = {values[0], values[1], values[2], values[3], values[4], {}};
     std::copy(values.begin() + 5, values.end(), former_.gone.begin());
     doubled_ = in.u32();
+    clean_ = in.u32();
     problem_ = in.text32();
     events_.resize(in.u32());
     for (Event& event : events_) {
         const std::uint16_t both = in.u16();
+        const std::uint16_t excess = in.u16();
         event = {static_cast<std::uint8_t>(both >> 8), static_cast<std::uint8_t>(both),
-                 static_cast<std::uint8_t>(in.u16())};
+                 static_cast<std::uint8_t>(excess), excess >> 8 != 0};
     }
     entries_.clear();
     for (std::uint32_t left = in.u32(); left > 0 && in.ok(); --left) {

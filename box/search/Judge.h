@@ -9,6 +9,7 @@
 #include "box/search/Books.h"
 #include "box/search/Delays.h"
 #include "box/search/Excuses.h"
+#include "box/search/OrderlyEnd.h"
 #include "switchd/store/LogEntry.h"
 
 #include <cstdint>
@@ -61,6 +62,9 @@ public:
     void mainWaits(const Facts& facts, std::string_view call);
     void written(const Facts& facts, std::string_view text);
     void clientSteps(const Facts& facts, ClientStep step, std::string_view what);
+    void toldToEnd(const Facts& facts) { end_.told(facts.now); }
+    // A life ends. byItself: it was neither killed nor was there more to come.
+    void ended(const Facts& facts, bool byItself);
     // After each step of the history.
     void stepped(const Facts& facts);
     // Faults have ended long ago.
@@ -89,6 +93,7 @@ private:
         std::uint8_t published = 0;
         std::uint8_t mailed = 0;  // to the profile that takes all
         std::uint8_t excess = 0;  // of these, more than were published then
+        bool done = false;        // at an orderly end
     };
 
     void checkDoubles(const Facts& facts, Event& event);
@@ -103,12 +108,14 @@ private:
 
     std::vector<Event> events_;
     std::uint32_t doubled_ = 0;  // mails that came once more than their event
+    std::uint32_t clean_ = 0;    // ends of lives that leave nothing to be doubled
     Books::Sums former_;         // of the lives before
     std::set<std::string> entries_;
     // --- Of this life ---
     Excuses excuses_;
     Books books_;
     Delays delays_;
+    OrderlyEnd end_;
     std::uint32_t expected_ = 0;   // messages, since the queue had received
     std::uint64_t before_ = 0;     // so many; the last of them
     Time expectedLast_ = 0;        // at

@@ -2,6 +2,7 @@
 
 #include "box/BoxDirectory.h"
 #include "catalogue/OrvLogEntries.h"
+#include "platform/wire/Wire.h"
 
 #include <gtest/gtest.h>
 
@@ -119,6 +120,50 @@ TEST_F(JudgeTest, allowsADoubleForEachEndOfALifeAndEachFailure) {
         mail(3);
     }
     EXPECT_EQ(broken(), "");
+    mail(3);
+
+    EXPECT_EQ(broken(), "doubles");
+}
+
+TEST_F(JudgeTest, seesAMailThatComesAgainAfterAnOrderlyEnd) {
+    facts_.troubles = 5;  // which would allow for five
+    trace("peekClose", "entry (0) has not completed processing, leave it on the send queue");
+    trace("peekOpen", "entry (0) opened in the send queue");
+    judge_.published(3);
+    mail(3);
+    judge_.toldToEnd(facts_);
+    judge_.ended(facts_, true);
+    ++facts_.lives;
+    WireWriter out;
+    judge_.encode(out);
+    const auto bytes = out.take();
+    WireReader in(bytes);
+    judge_ = Judge();
+    judge_.decode(in);
+    trace("peekOpen", "entry (0) opened in the send queue");
+    EXPECT_EQ(broken(), "");
+    mail(3);
+
+    EXPECT_EQ(broken(), "doubles");
+}
+
+TEST_F(JudgeTest, allowsADoubleAfterAKillThatMeetsAnEnd) {
+    judge_.published(3);
+    mail(3);
+    judge_.toldToEnd(facts_);
+    judge_.ended(facts_, false);
+    ++facts_.lives;
+    mail(3);
+
+    EXPECT_EQ(broken(), "");
+}
+
+TEST_F(JudgeTest, allowsNoDoubleForAnOrderlyEnd) {
+    judge_.toldToEnd(facts_);
+    judge_.ended(facts_, true);
+    ++facts_.lives;
+    judge_.published(3);
+    mail(3);
     mail(3);
 
     EXPECT_EQ(broken(), "doubles");

@@ -165,6 +165,13 @@ void RandomHistory::schedule(Time now) {
 }
 
 void RandomHistory::step(Life& life) {
+    if (life.now() >= endAt_) {
+        endAt_ = kNever;
+        stop(life);
+        if (life.now() < next_) {
+            return;
+        }
+    }
     listen(life);
     {
         const Aside aside;
@@ -326,7 +333,19 @@ void RandomHistory::endLife(Life& life) {
     if (kills) {
         life.kill();
     }
+    // Most of the time nothing is under way.
+    if (dice_.oneIn(2)) {
+        constexpr std::uint32_t kTwoDialogues = 40;
+        endsIn_ = 1 + dice_.below(kTwoDialogues);
+        life.tell("is to be told to end within a dialogue");
+    } else {
+        stop(life);
+    }
+}
+
+void RandomHistory::stop(Life& life) {
     life.stop();
+    judge_.toldToEnd(factsOf(life));
 }
 
 void RandomHistory::begins(const std::string& root) {
@@ -382,8 +401,9 @@ void RandomHistory::calmDown(Life& life) {
         static_cast<void>(life.attributes().set(key, dsClient::TYPE_STRING, "True"));
     }
     ask(life, ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
+    endsIn_ = 0;
     if (mayBeDeaf) {
-        life.stop();  // such as a life without a thread that sends: its supervisor starts it again
+        stop(life);  // such as a life without a thread that sends: its supervisor starts it again
     }
 }
 
@@ -406,11 +426,18 @@ void RandomHistory::written(Life& life, std::string_view text) {
 void RandomHistory::clientSteps(Life& life, ClientStep step, std::string_view what, Time /*at*/) {
     judge_.clientSteps(factsOf(life), step, what);
     tellBroken(life);
+    if (endsIn_ > 0 && --endsIn_ == 0) {
+        endAt_ = life.now();
+    }
 }
 
 void RandomHistory::mainWaits(Life& life, const char* call) {
     judge_.mainWaits(factsOf(life), call);
     tellBroken(life);
+}
+
+void RandomHistory::ended(Life& life, LifeEnd how) {
+    judge_.ended(factsOf(life), how == LifeEnd::kEnded);
 }
 
 Facts RandomHistory::factsOf(Life& life) {

@@ -30,7 +30,7 @@ public:
     // Also gives the world its mail servers and its first configuration.
     RandomHistory(const Settings& settings, World& world);
 
-    Time next() const override { return next_; }
+    Time next() const override { return next_ < endAt_ ? next_ : endAt_; }
     void step(Life& life) override;
     std::uint64_t killAtCall() override;
     Trouble trouble() override;
@@ -39,6 +39,7 @@ public:
     void mainWaits(Life& life, const char* call) override;
     void written(Life& life, std::string_view text) override;
     void clientSteps(Life& life, ClientStep step, std::string_view what, Time at) override;
+    void ended(Life& life, LifeEnd how) override;
     void begins(const std::string& root) override;
     void encode(WireWriter& out) const override;
     void decode(WireReader& in) override;
@@ -69,6 +70,7 @@ private:
     void changeConfig(Life& life);
     void request(Life& life);
     void endLife(Life& life);
+    void stop(Life& life);
     Trouble drawTrouble(std::uint32_t faults);
     void letFail(Life& life);
     void calmDown(Life& life);
@@ -88,7 +90,9 @@ private:
     // --- Of this life, and so never encoded ---
     Time settled_ = 0;  // the last order to read the configuration again
     bool listening_ = false;
-    Time countsAgain_ = 0;  // what is open and what files there are: dear, and grows slowly
+    std::uint32_t endsIn_ = 0;  // so many steps of the dialogues it is told to end; 0: it is not
+    Time endAt_ = kNever;       // or at this time
+    Time countsAgain_ = 0;      // what is open and what files there are: dear, and grows slowly
     unsigned descriptors_ = 0;
     unsigned files_ = 0;
     // ---
