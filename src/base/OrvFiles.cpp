@@ -55,6 +55,18 @@ bool forWriting(int flags) {
     return (flags & O_ACCMODE) != O_RDONLY;
 }
 
+// What was opened so was made by the call: an empty file of one name.
+bool isNew(int flags) {
+    return (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
+}
+
+// Empties a file of so many bytes, which are none then.
+int empty(int file, off_t& size) {
+    const int result = size == 0 ? 0 : again([&] { return ::ftruncate(file, 0); });
+    size = result < 0 ? size : 0;
+    return result;
+}
+
 // Where a file stands: its directory, and its name there.
 class Place {
 public:
@@ -105,7 +117,7 @@ int createWholeFile(std::string_view newPath, std::string_view path, const void*
 }  // namespace
 
 // Somebody else's file may stand behind one with two names.
-int orvJudgeForWriting(int file) {
+int orvJudgeForWriting(int file, off_t& size) {
     struct stat status {};
     if (again([&] { return ::fstat(file, &status); }) < 0) {
         return -1;
@@ -118,17 +130,23 @@ int orvJudgeForWriting(int file) {
         errno = EMLINK;
         return -1;
     }
+    size = status.st_size;
     return 0;
 }
 
 Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode) {
+    off_t size = 0;
+    return orvOpenFile(path, flags, mode, size);
+}
+
+Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode, off_t& size) {
     constexpr int kNotWaiting = O_NONBLOCK | O_NOCTTY;
     Descriptor file = openUnlinked(path, trustedPart(path), (flags & ~O_TRUNC) | kNotWaiting, mode);
-    if (!file || !forWriting(flags)) {
+    size = 0;
+    if (!file || !forWriting(flags) || isNew(flags)) {
         return file;
     }
-    if (orvJudgeForWriting(file.get()) < 0 ||
-        ((flags & O_TRUNC) != 0 && again([&] { return ::ftruncate(file.get(), 0); }) < 0)) {
+    if (orvJudgeForWriting(file.get(), size) < 0 || ((flags & O_TRUNC) != 0 && empty(file.get(), size) < 0)) {
         file.reset();
     }
     return file;
@@ -198,11 +216,12 @@ int orvWriteWhole(int file, const void* data, std::size_t size) {
     return written < 0 ? -1 : 0;
 }
 
-int orvRewriteFile(int file, const void* data, std::size_t size) {
+int orvRewriteFile(int file, off_t before, const void* data, std::size_t size) {
+    const auto after = static_cast<off_t>(size);
     if (orvWriteWhole(file, data, size) < 0) {
         return -1;
     }
-    return again([&] { return ::ftruncate(file, static_cast<off_t>(size)); });
+    return before <= after ? 0 : again([&] { return ::ftruncate(file, after); });
 }
 
 void orvFlushFile(int file) {

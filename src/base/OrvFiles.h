@@ -19,8 +19,10 @@
 // Opens a file. For writing, it has to be a regular file (else EINVAL) without another name (else EMLINK), and is
 // emptied for O_TRUNC only when it is.
 Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode = 0);
-// Whether an open file may be written to, as above. Takes no memory.
-[[nodiscard]] int orvJudgeForWriting(int file);
+// The same for writing, and how many bytes the file has then.
+Descriptor orvOpenFile(std::string_view path, int flags, mode_t mode, off_t& size);
+// Whether an open file may be written to, as above, and how many bytes it has. Takes no memory.
+[[nodiscard]] int orvJudgeForWriting(int file, off_t& size);
 // Opens a directory, to be read or as the place of its files.
 Descriptor orvOpenDirectory(std::string_view path);
 // What stands at path, a link not followed.
@@ -34,8 +36,9 @@ Descriptor orvOpenDirectory(std::string_view path);
 
 // Writes all of it where the file stands, or -1 with errno: ENOSPC when only a part has found room.
 [[nodiscard]] int orvWriteWhole(int file, const void* data, std::size_t size);
-// Makes data the whole content of a file, which is at no moment empty: written over what is there, then cut.
-[[nodiscard]] int orvRewriteFile(int file, const void* data, std::size_t size);
+// Makes data the whole content of a file that has so many bytes and is at no moment empty: written over what is there,
+// then cut where it was longer.
+[[nodiscard]] int orvRewriteFile(int file, off_t before, const void* data, std::size_t size);
 // What was written comes to the disk before anything that follows; a disk that refuses is let be. Waits for it: for
 // what is made once in the life of a switch.
 void orvFlushFile(int file);

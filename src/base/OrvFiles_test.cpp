@@ -226,13 +226,37 @@ TEST_F(OrvFiles, rewritesInPlaceWithoutEmptying) {
     struct stat former {};
     ASSERT_EQ(orvStatFile(kFile, former), 0);
 
-    EXPECT_EQ(orvRewriteFile(orvOpenFile(kFile, O_WRONLY).get(), "short", 5), 0);
+    const auto rewrite = [](std::string_view text) {
+        off_t size = 0;
+        const Descriptor file = orvOpenFile(kFile, O_WRONLY, 0, size);
+        return orvRewriteFile(file.get(), size, text.data(), text.size());
+    };
+    EXPECT_EQ(rewrite("short"), 0);
+    EXPECT_EQ(contents(onHost(kFile)), "short");
+    EXPECT_EQ(rewrite("longer again"), 0);
+    EXPECT_EQ(contents(onHost(kFile)), "longer again");
+    EXPECT_EQ(rewrite("as long here"), 0);
+    EXPECT_EQ(contents(onHost(kFile)), "as long here");
 
     struct stat status {};
     ASSERT_EQ(orvStatFile(kFile, status), 0);
-    EXPECT_EQ(contents(onHost(kFile)), "short");
     EXPECT_EQ(status.st_ino, former.st_ino);
     EXPECT_EQ(before, 1u);
+}
+
+TEST_F(OrvFiles, tellsHowManyBytesAFileHasForWriting) {
+    fill(onHost(kFile), "five.");
+    off_t size = -1;
+    EXPECT_TRUE(orvOpenFile(kFile, O_WRONLY, 0, size));
+    EXPECT_EQ(size, 5);
+    EXPECT_TRUE(orvOpenFile(kFile, O_WRONLY | O_TRUNC, 0, size));
+    EXPECT_EQ(size, 0);
+    EXPECT_EQ(contents(onHost(kFile)), "");
+
+    fs::remove(onHost(kFile));
+    size = -1;
+    EXPECT_TRUE(orvOpenFile(kFile, O_WRONLY | O_CREAT | O_EXCL, 0600, size));
+    EXPECT_EQ(size, 0);
 }
 
 TEST_F(OrvFiles, createsAWholeFileOrNone) {

@@ -50,11 +50,12 @@ int readFirstBytes(int file, SequenceBytes& bytes) {
 // At no moment is there a file with less than a number in it: the daemon would never start again. 0, or -1 and errno.
 int keep(const SequenceBytes& bytes) {
     constexpr mode_t kMode = 0666;
-    Descriptor file = orvOpenFile(kOrvCaptureSequence, O_WRONLY);
+    off_t before = 0;
+    Descriptor file = orvOpenFile(kOrvCaptureSequence, O_WRONLY, 0, before);
     if (!file) {
         return errno == ENOENT ? orvCreateWholeFile(kOrvCaptureSequence, bytes.data(), bytes.size(), kMode) : -1;
     }
-    return orvRewriteFile(file.get(), bytes.data(), bytes.size()) < 0 ? -1 : file.close();
+    return orvRewriteFile(file.get(), before, bytes.data(), bytes.size()) < 0 ? -1 : file.close();
 }
 
 }  // namespace

@@ -150,8 +150,9 @@ void OrvDbg::open(int flags) {
     file_ = orvOnceMore([&] {
         Descriptor file(::open(paths_[0].c_str(), opening, 0666));
         // Emptied only when it is a file of ours.
-        if (file &&
-            (orvJudgeForWriting(file.get()) < 0 || ((flags & O_TRUNC) != 0 && ::ftruncate(file.get(), 0) < 0))) {
+        off_t size = 0;
+        if (file && (orvJudgeForWriting(file.get(), size) < 0 ||
+                     ((flags & O_TRUNC) != 0 && size != 0 && ::ftruncate(file.get(), 0) < 0))) {
             file.reset();
         }
         return file;

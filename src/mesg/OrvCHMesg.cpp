@@ -269,10 +269,11 @@ static void removeLeftover(const std::string& path) {
     }
 }
 
-static Descriptor openToSave(const std::string& path, bool isNew) {
-    const auto open = [&path](int flags) {
+// And how many bytes the file has.
+static Descriptor openToSave(const std::string& path, bool isNew, off_t& size) {
+    const auto open = [&](int flags) {
         constexpr mode_t kFileMode = 0666;
-        return orvOnceMore([&] { return orvOpenFile(path, O_WRONLY | O_CREAT | flags, kFileMode); });
+        return orvOnceMore([&] { return orvOpenFile(path, O_WRONLY | O_CREAT | flags, kFileMode, size); });
     };
     if (isNew) {
         Descriptor file = open(O_EXCL);
@@ -288,11 +289,12 @@ static Descriptor openToSave(const std::string& path, bool isNew) {
 int OrvCHMesg::save(bool isNew) const {
     constexpr std::size_t kHeldBack = 1023;
     const std::string text = fileText();
-    Descriptor file = openToSave(FileName, isNew);
+    off_t before = 0;
+    Descriptor file = openToSave(FileName, isNew, before);
     if (!file) {
         return failSave("open", "failbit", errno);
     }
-    if (orvWriteMesgFile(file.get(), text) < 0) {
+    if (orvWriteMesgFile(file.get(), before, text) < 0) {
         return failSave("I/O", text.size() > kHeldBack ? "badbit" : "failbit", errno);
     }
     return file.close() < 0 ? failSave("I/O", "failbit", errno) : 0;

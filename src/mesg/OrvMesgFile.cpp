@@ -3,7 +3,6 @@
 #include "base/OrvFiles.h"
 #include "base/OrvOnceMore.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -35,19 +34,15 @@ int reserve(int file, off_t from, off_t to) {
 
 }  // namespace
 
-int orvWriteMesgFile(int file, std::string_view text) {
-    struct stat status {};
-    if (::fstat(file, &status) < 0) {
-        return -1;
-    }
+int orvWriteMesgFile(int file, off_t before, std::string_view text) {
     const off_t size = static_cast<off_t>(text.size());
-    if (status.st_size > 0 && status.st_size < size && reserve(file, status.st_size, size) < 0) {
+    if (before > 0 && before < size && reserve(file, before, size) < 0) {
         return -1;
     }
     if (orvOnceMore([&] { return orvWriteWhole(file, text.data(), text.size()); }) < 0) {
         return -1;
     }
-    return status.st_size > size ? cut(file, size) : 0;
+    return before > size ? cut(file, size) : 0;
 }
 
 OrvMesgFileBuf::int_type OrvMesgFileBuf::underflow() {

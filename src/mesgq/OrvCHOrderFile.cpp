@@ -23,10 +23,11 @@ constexpr mode_t kOrderFileMode = 0666;
 // Of an order file that is not yet whole; no start takes it for an entry's.
 constexpr char kNewSuffix[] = ".new";
 
-// Fills an order file and closes it. 0, or -1 for one that was not written whole.
-int fillOrderFile(Descriptor file, const std::string& path, const std::vector<std::uint32_t>& words, bool flush) {
+// Fills an order file of so many bytes and closes it. 0, or -1 for one that was not written whole.
+int fillOrderFile(Descriptor file, off_t before, const std::string& path, const std::vector<std::uint32_t>& words,
+                  bool flush) {
     const std::size_t size = words.size() * sizeof(std::uint32_t);
-    const int written = orvRewriteFile(file.get(), words.data(), size);
+    const int written = orvRewriteFile(file.get(), before, words.data(), size);
     if (written < 0) {
         orvLog(orv_log::kOrderUnwritten, static_cast<unsigned>(size), path.c_str());
         orvTrace(kTraceModule, kOrder, "unable to write %u bytes to file %s\n", static_cast<unsigned>(size),
@@ -58,7 +59,7 @@ void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_
         reportUnopened(path);
         return;
     }
-    const int filled = fillOrderFile(std::move(file), path, words, true);
+    const int filled = fillOrderFile(std::move(file), 0, path, words, true);
     if (filled < 0 || orvRenameFile(newPath, path) < 0) {
         if (filled == 0) {
             reportUnopened(path);
@@ -69,9 +70,10 @@ void writeFirstOrderFile(const std::string& path, const std::vector<std::uint32_
 
 // At no moment is there an empty order file: it would hide every message of this queue from the next start.
 void writeOrderFile(const std::string& path, const std::vector<std::uint32_t>& words) {
-    Descriptor file = orvOpenFile(path, O_WRONLY);
+    off_t before = 0;
+    Descriptor file = orvOpenFile(path, O_WRONLY, 0, before);
     if (file) {
-        static_cast<void>(fillOrderFile(std::move(file), path, words, false));
+        static_cast<void>(fillOrderFile(std::move(file), before, path, words, false));
     } else if (errno == ENOENT) {
         writeFirstOrderFile(path, words);
     } else {
