@@ -1,8 +1,9 @@
 // Mails the way the daemon does, with the least work that can do it.
 //
-// Usage: floor drain MAILS PORT DIR LINES BYTES   a dialogue, an order file and a removal a mail
-//        floor road MAILS PORT DIR LINES BYTES    the files of an admitted event, and then the same
+// Usage: floor drain MAILS PORT DIR LINES BYTES [required]   a dialogue, an order file and a removal a mail
+//        floor road MAILS PORT DIR LINES BYTES [required]    the files of an admitted event, and then the same
 //
+// With "required" it does it with the care that is required of the daemon, and its files are there to be removed.
 // PORT is a mail server's on 127.0.0.1, LINES the number of trace lines a mail, BYTES the length of its text. A text
 // above 100,000 bytes goes the way of a capture's: it is read from a file, written to another one, and traced. Prints
 // one line: wall and CPU microseconds for the whole.
@@ -25,6 +26,7 @@ struct Job {
     std::string directory;
     unsigned lines;
     unsigned bytes;
+    FloorCare care;
 };
 
 std::int64_t cpuMicroseconds() {
@@ -43,8 +45,8 @@ std::string mailOf(unsigned bytes) {
 }
 
 void work(const Job& job) {
-    FloorTrace trace(job.directory + "/trace");
-    FloorQueue queue(job.directory, job.mails);
+    FloorTrace trace(job.directory + "/trace", job.care);
+    FloorQueue queue(job.directory, job.mails, job.care);
     const std::string text = mailOf(job.bytes);
     if (text.size() > kLargeText) {
         floorStageLargeMail(job.directory, text);
@@ -55,9 +57,9 @@ void work(const Job& job) {
             queue.admit(number);
         }
         if (text.size() > kLargeText) {
-            floorSendLargeMail(job.port, job.directory, trace);
+            floorSendLargeMail(job.port, job.directory, trace, job.care);
         } else {
-            floorSendMail(job.port, text);
+            floorSendMail(job.port, text, job.care);
         }
         queue.remove(number);
     }
@@ -70,13 +72,17 @@ unsigned number(const char* text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::string_view mode = argc == 7 ? argv[1] : "";
+    const bool required = argc == 8 && std::string_view(argv[7]) == "required";
+    const std::string_view mode = argc == 7 || required ? argv[1] : "";
     if (mode != "drain" && mode != "road") {
-        std::fputs("usage: floor drain|road MAILS PORT DIR LINES BYTES\n", stderr);
+        std::fputs("usage: floor drain|road MAILS PORT DIR LINES BYTES [required]\n", stderr);
         return 2;
     }
-    const Job job{mode == "road", number(argv[2]), static_cast<std::uint16_t>(number(argv[3])),
-                  argv[4],        number(argv[5]), number(argv[6])};
+    const Job job{mode == "road",  number(argv[2]), static_cast<std::uint16_t>(number(argv[3])),       argv[4],
+                  number(argv[5]), number(argv[6]), required ? FloorCare::kRequired : FloorCare::kBare};
+    if (required && !job.admits) {
+        FloorQueue(job.directory, 0, job.care).stage(job.mails);
+    }
     const std::int64_t cpu = cpuMicroseconds();
     const auto began = std::chrono::steady_clock::now();
     work(job);

@@ -204,10 +204,11 @@ class Stack:
         self.sink = Sink(self.directory, self.port)
         return result
 
-    def floor(self, mode, mails, lines, length):
-        """Runs the floor against the sink; its figures and the sink's."""
+    def floor(self, mode, mails, lines, length, *care):
+        """Runs the floor against the sink, bare or with the care that is "required"; its figures and the sink's."""
         scratch = self.directory / "floor"
         scratch.mkdir(exist_ok=True)
         self.fresh_sink()
-        own = figures(self.run([BIN / "floor", mode, mails, self.port, scratch, lines, length], SERVED))
+        own = figures(self.run([BIN / "floor", mode, mails, self.port, scratch, lines, length, *care],
+                               SERVED))
         return own, self.fresh_sink()

@@ -133,7 +133,7 @@ BENCHMARK(traceLine);
 
 void floorTraceLine(benchmark::State& state) {
     TempRoot root;
-    FloorTrace trace(root.at("/tmp/floor"));
+    FloorTrace trace(root.at("/tmp/floor"), FloorCare::kBare);
     for (auto _ : state) {
         trace.lines(1);
     }
@@ -158,8 +158,8 @@ BENCHMARK(admitMessage)->Arg(0)->Arg(100)->Arg(10000)->Iterations(kAdmissions);
 
 void floorAdmitMessage(benchmark::State& state) {
     TempRoot root;
-    FloorTrace trace(root.at("/tmp/floor"));
-    FloorQueue queue(root.at("/tmp"), static_cast<unsigned>(state.range(0)));
+    FloorTrace trace(root.at("/tmp/floor"), FloorCare::kBare);
+    FloorQueue queue(root.at("/tmp"), static_cast<unsigned>(state.range(0)), FloorCare::kBare);
     unsigned number = 0;
     for (auto _ : state) {
         trace.lines(kAdmissionLines);
