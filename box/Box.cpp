@@ -35,8 +35,7 @@ public:
         ready_ = 0;
         systems_ = 0;
         for (nfds_t i = 0; i < count_; ++i) {
-            const auto file = polled_[i].fd < 0 ? nullptr : box_.file(polled_[i].fd);
-            if (file != nullptr) {
+            if (const BoxFile* const file = box_.look(polled_[i].fd)) {
                 const int seen = file->ready(now) & (polled_[i].events | POLLERR | POLLHUP);
                 polled_[i].revents = static_cast<short>(seen);
                 ready_ += seen != 0 ? 1 : 0;
@@ -46,7 +45,7 @@ public:
                 asked_[systems_++].events = polled_[i].events;
             }
         }
-        if (!askSystem()) {
+        if (systems_ > 0 && pollReally(asked_.data(), systems_) < 0) {
             return true;
         }
         for (nfds_t i = 0; i < systems_; ++i) {
@@ -59,7 +58,7 @@ public:
     Time due() const override {
         Time next = hearsAlarm_ ? box_.alarm_ : kNever;
         for (nfds_t i = 0; i < count_; ++i) {
-            if (const auto file = polled_[i].fd < 0 ? nullptr : box_.file(polled_[i].fd)) {
+            if (const BoxFile* const file = box_.look(polled_[i].fd)) {
                 next = std::min(next, file->due(box_.now()));
             }
         }
@@ -70,22 +69,12 @@ public:
     bool alarmIsDue(Time now) const { return hearsAlarm_ && box_.alarm_ <= now; }
 
 private:
-    // Only when something can have become ready since it was asked. False when waiting fails.
-    bool askSystem() {
-        if (asOf_ == box_.touches_) {
-            return true;
-        }
-        asOf_ = box_.touches_;
-        return pollReally(asked_.data(), systems_) >= 0;
-    }
-
     Box& box_;
     pollfd* const polled_;
     const nfds_t count_;
     const bool hearsAlarm_;
     int ready_ = 0;
     nfds_t systems_ = 0;
-    std::uint64_t asOf_ = 0;
     std::array<pollfd, kMost> asked_{};
     std::array<nfds_t, kMost> places_{};
 };
@@ -147,28 +136,39 @@ int Box::open(std::shared_ptr<BoxFile> file) {
     const Aside aside;
     const int descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (descriptor >= 0) {
-        files_[descriptor] = std::move(file);
+        adopt(descriptor, std::move(file));
     }
     return descriptor;
 }
 
+void Box::adopt(int descriptor, std::shared_ptr<BoxFile> file) {
+    const auto place = static_cast<std::size_t>(descriptor);
+    files_.resize(std::max(files_.size(), place + 1));
+    files_[place] = std::move(file);
+}
+
+BoxFile* Box::look(int descriptor) const {
+    const auto place = static_cast<std::size_t>(descriptor);
+    return descriptor >= 0 && place < files_.size() ? files_[place].get() : nullptr;
+}
+
 std::shared_ptr<BoxFile> Box::file(int descriptor) const {
-    const auto found = files_.find(descriptor);
-    return found != files_.end() ? found->second : nullptr;
+    return look(descriptor) != nullptr ? files_[static_cast<std::size_t>(descriptor)] : nullptr;
 }
 
-void Box::touched() {
-    ++touches_;
-    threads_.changed();
+WakeUp* Box::wakeUp(int descriptor) {
+    return active_ != nullptr && Scheduler::ownsThread() ? dynamic_cast<WakeUp*>(active_->look(descriptor)) : nullptr;
 }
 
-bool Box::close(int descriptor) {
+void Box::close(int descriptor) {
     const Aside aside;
-    touched();
     if (written_.erase(descriptor) > 0) {
         stamp(descriptor);
     }
-    return files_.erase(descriptor) > 0;
+    if (look(descriptor) != nullptr) {
+        files_[static_cast<std::size_t>(descriptor)].reset();
+        threads_.changed();
+    }
 }
 
 // No two files have the same time.
@@ -192,7 +192,7 @@ int Box::poll(pollfd* polled, nfds_t count, int limit) {
         const Aside aside;
         alarm_ = kNever;
         static_cast<void>(std::raise(SIGALRM));
-        touched();
+        threads_.changed();
         errno = EINTR;
         return -1;
     }

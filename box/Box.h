@@ -14,16 +14,17 @@
 #include "box/Timeline.h"
 #include "box/Times.h"
 #include "box/Trouble.h"
+#include "box/WakeUp.h"
 
 #include <poll.h>
 #include <sys/types.h>
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace box {
 
@@ -89,9 +90,17 @@ public:
     // --- Descriptors of the box's own ---
     // A new descriptor for it, or -1 with errno.
     int open(std::shared_ptr<BoxFile> file);
+    // The box serves this descriptor of the system's from now on.
+    void adopt(int descriptor, std::shared_ptr<BoxFile> file);
+    // Null when it is not one of the box's.
     std::shared_ptr<BoxFile> file(int descriptor) const;
-    // False when it is not one of the box's.
-    bool close(int descriptor);
+    // Null when it is none, or the calling thread is not of a box. The box itself may be at work: a signal's handler
+    // runs meanwhile.
+    static WakeUp* wakeUp(int descriptor);
+    // One of them has been read or written.
+    static void woken() { active_->threads_.changed(); }
+    // Whoever is closed need not be one of the box's.
+    void close(int descriptor);
 
     // A file has been written: when it is closed, or this life ends, it gets the box's time, which a listing goes by.
     void written(int descriptor) { written_.insert(descriptor); }
@@ -104,9 +113,6 @@ public:
         }
     }
 
-    // A descriptor of the system's may have become ready.
-    void touched();
-
     int poll(pollfd* polled, nfds_t count, int limit);
     void sleep(Time span);
     // As alarm, of which only the main thread's poll hears.
@@ -115,6 +121,7 @@ public:
 private:
     class PollCondition;
 
+    BoxFile* look(int descriptor) const;
     void stamp(int descriptor);
 
     static inline Box* active_ = nullptr;
@@ -128,12 +135,11 @@ private:
     Scheduler threads_;
     Commands commands_;
     std::function<void(std::string_view)> listener_;
-    std::map<int, std::shared_ptr<BoxFile>> files_;
+    std::vector<std::shared_ptr<BoxFile>> files_;  // by their descriptors
     std::set<int> written_;
     Time alarm_ = kNever;
     std::uint64_t calls_ = 0;
     std::uint64_t writes_ = 0;
-    std::uint64_t touches_ = 1;
 };
 
 }  // namespace box

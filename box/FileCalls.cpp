@@ -74,11 +74,24 @@ void wrote(int file, const void* bytes, ssize_t size) {
     if (box != nullptr && size > 0) {
         const Aside aside;
         takeText(*box, {static_cast<const char*>(bytes), static_cast<std::size_t>(size)});
-        box->touched();
         if (size > 1) {
             box->written(file);
         }
     }
+}
+
+// Bytes went through a wake-up, or an error number came instead.
+template <typename Pass>
+ssize_t passed(int file, Pass pass) {
+    Box* const box = Box::ofCaller();
+    const Aside aside;
+    const ssize_t size = pass();
+    if (box != nullptr && size == -EAGAIN && (::fcntl(file, F_GETFL) & O_NONBLOCK) == 0) {
+        box->end(LifeEnd::kUnowned, 1, "a wake-up that is to wait");
+    }
+    Box::woken();
+    errno = size < 0 ? static_cast<int>(-size) : errno;
+    return size < 0 ? -1 : size;
 }
 
 // The call has been made: a record of the box's files takes it down.
@@ -123,8 +136,6 @@ Result noted(Result result, Note note) {
 
 BOX_PLACE(DIR*, nullptr, directoryOpen, "fdopendir", (int file), (file))
 BOX_PLACE(dirent*, nullptr, directoryRead, "readdir64", (DIR * directory), (directory))
-BOX_PLACE(int, -1, pipeOpen, "pipe2", (int* ends, int flags), (ends, flags))
-BOX_PLACE(int, -1, eventOpen, "eventfd", (unsigned count, int flags), (count, flags))
 BOX_PLACE(std::FILE*, nullptr, streamOpen, "fdopen", (int file, const char* mode), (file, mode))
 
 BOX_NOTED(fileOpen, "open64", (const char* path, int flags, mode_t mode), (path, flags, mode),
@@ -151,11 +162,21 @@ BOX_CALL(ssize_t, fileWritePieces, "writev", (int file, const iovec* parts, int 
 BOX_CALL(ssize_t, filePwrite, "pwrite64", (int file, const void* data, std::size_t size, off_t at))
 BOX_CALL(int, fileCut, "ftruncate64", (int file, off_t size))
 BOX_CALL(int, fileClose, "close", (int file))
+BOX_CALL(int, pipeOpen, "pipe2", (int* files, int flags))
+BOX_CALL(int, eventOpen, "eventfd", (unsigned count, int flags))
+BOX_CALL(int, eventRead, "eventfd_read", (int file, eventfd_t* count))
 BOX_CALL(int, eventWrite, "eventfd_write", (int file, eventfd_t count))
 
 ssize_t fileRead(int file, void* data, std::size_t size) {
     const int error = begin("read", file);
-    return ends(error) ? -1 : fileReadReally()(file, data, error == 0 ? size : lessOf(size));
+    if (ends(error)) {
+        return -1;
+    }
+    const std::size_t wanted = error == 0 ? size : lessOf(size);
+    if (WakeUp* const wakeUp = Box::wakeUp(file)) {
+        return passed(file, [&] { return wakeUp->read(data, wanted); });
+    }
+    return fileReadReally()(file, data, wanted);
 }
 
 ssize_t filePread(int file, void* data, std::size_t size, off_t at) {
@@ -169,9 +190,14 @@ ssize_t fileWrite(int file, const void* data, std::size_t size) {
     if (ends(error)) {
         return -1;
     }
-    const ssize_t written = fileWriteReally()(file, data, error == 0 ? size : lessOf(size));
+    const std::size_t wanted = error == 0 ? size : lessOf(size);
+    WakeUp* const wakeUp = Box::wakeUp(file);
+    const ssize_t written = wakeUp != nullptr ? passed(file, [&] { return wakeUp->write(data, wanted); })
+                                              : fileWriteReally()(file, data, wanted);
     wrote(file, data, written);
-    return noted(written, [&](FileRecord& record) { record.wrote(file, data, static_cast<std::size_t>(written)); });
+    return wakeUp != nullptr ? written : noted(written, [&](FileRecord& record) {
+        record.wrote(file, data, static_cast<std::size_t>(written));
+    });
 }
 
 ssize_t fileWritePieces(int file, const iovec* parts, int count) {
@@ -237,13 +263,50 @@ int fileClose(int file) {
     return ends(error) ? -1 : result;
 }
 
-int eventWrite(int file, eventfd_t count) {
+int pipeOpen(int* files, int flags) {
     Box* const box = Box::ofCaller();
-    const int result = eventWriteReally()(file, count);
-    if (box != nullptr) {
-        box->touched();
+    if (const int error = begin("pipe2"); error != 0) {
+        errno = error;
+        return -1;
+    }
+    const int result = pipeOpenReally()(files, flags);
+    if (box != nullptr && result == 0) {
+        const Aside aside;
+        const auto pipe = std::make_shared<PipeEnd::Pipe>();
+        box->adopt(files[0], std::make_shared<PipeEnd>(pipe, true));
+        box->adopt(files[1], std::make_shared<PipeEnd>(pipe, false));
     }
     return result;
+}
+
+int eventOpen(unsigned count, int flags) {
+    Box* const box = Box::ofCaller();
+    if (const int error = begin("eventfd"); error != 0) {
+        errno = error;
+        return -1;
+    }
+    const int result = eventOpenReally()(count, flags);
+    if (box != nullptr && result >= 0) {
+        const Aside aside;
+        box->adopt(result, std::make_shared<Counter>(count));
+    }
+    return result;
+}
+
+int eventRead(int file, eventfd_t* count) {
+    WakeUp* const wakeUp = Box::wakeUp(file);
+    if (wakeUp == nullptr) {
+        return eventReadReally()(file, count);
+    }
+    return passed(file, [&] { return wakeUp->read(count, sizeof *count); }) < 0 ? -1 : 0;
+}
+
+int eventWrite(int file, eventfd_t count) {
+    WakeUp* const wakeUp = Box::wakeUp(file);
+    if (wakeUp == nullptr) {
+        return eventWriteReally()(file, count);
+    }
+    return passed(file, [&] { return wakeUp->write(&count, sizeof count); }) < 0 ? -1 : 0;
 }
 
 }  // namespace box
