@@ -1,5 +1,7 @@
 #include "switchctl/traces/DaemonProcess.h"
 
+#include "Descriptor.h"
+
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -15,16 +17,17 @@ constexpr int LOOKS = 150;
 class BusyDaemon {
 public:
     BusyDaemon() {
-        int ready[2];
-        EXPECT_EQ(0, pipe(ready));
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(0, pipe(ends));
+        const Descriptor heard(ends[0]);
+        Descriptor ready(ends[1]);
         process_ = fork();
         if (process_ == 0) {
-            begin(ready[1]);
+            begin(ready.get());
         }
-        close(ready[1]);
+        ready.reset();
         char one = 0;
-        EXPECT_EQ(1, read(ready[0], &one, 1));
-        close(ready[0]);
+        EXPECT_EQ(1, read(heard.get(), &one, 1));
     }
     ~BusyDaemon() {
         kill(process_, SIGKILL);
