@@ -57,7 +57,9 @@ SearchFigures searchShare(const Options& options, std::uint64_t share) {
     for (std::uint64_t number = share; options.minutes > 0 ? !patience.isOver() : number < options.runs;
          number += options.jobs) {
         const BoxDirectory directory("");
-        const Report report = runHistory(options, options.seed + number, directory);
+        const Options its = optionsOf(options, options.seed + number);
+        Report report = runHistory(its, its.seed, directory);
+        report.faults = its.faults == options.faults ? "" : faultsText(its.faults);
         figures.add(report);
         if (!report.problem.empty()) {
             std::printf("%s\n", report.text().c_str());
@@ -81,7 +83,8 @@ std::string Report::text() const {
                   "seed %" PRIu64 ": %s, %" PRIu32 " lives, %" PRIu32 " events, %" PRIu64 " mails, %" PRIu64
                   " entries, %" PRIu64 " calls, timeline %016" PRIx64 ", files %016" PRIx64,
                   seed, timeText(time).c_str(), lives, events, mails, entries, calls, timeline, files);
-    return figures + (problem.empty() ? "" : "\nseed " + std::to_string(seed) + " FAILED: " + problem);
+    const std::string seedText = std::to_string(seed) + (faults.empty() ? "" : " --faults " + faults);
+    return figures + (problem.empty() ? "" : "\nseed " + seedText + " FAILED: " + problem);
 }
 
 void SearchFigures::add(const Report& report) {
@@ -123,6 +126,14 @@ void SearchFigures::decode(WireReader& in) {
     const std::vector<std::string> names = decodeTexts(in);
     entries = {names.begin(), names.end()};
     failures = decodeTexts(in);
+}
+
+Options optionsOf(const Options& options, std::uint64_t seed) {
+    constexpr std::uint32_t kMachine = kCallFaults | kMemoryFaults;
+    Options its = options;
+    its.seed = seed;
+    its.faults = seed % 3 == 0 ? options.faults & ~kMachine : options.faults;
+    return its;
 }
 
 Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory& directory) {

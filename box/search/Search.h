@@ -29,6 +29,7 @@ struct Report {
     Counts happened;
     std::set<std::string> entryNames;  // of the event log
     std::string problem;               // "" when all held
+    std::string faults;                // as --faults takes them, where the search has left some out
 
     std::string text() const;
 };
@@ -47,6 +48,9 @@ struct SearchFigures {
     void decode(WireReader& in);
 };
 
+// What the search gives the history of this seed: every third one goes without failing calls and memory, for what
+// those may cost is not judged where they are.
+Options optionsOf(const Options& options, std::uint64_t seed);
 Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory& directory);
 // Runs the histories of the options, several at once, and prints those that fail and how far it is. 0, or 1 when one
 // has failed.

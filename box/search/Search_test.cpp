@@ -56,6 +56,23 @@ TEST(Shares, failWhenOneEndsWithoutAWord) {
     EXPECT_EQ(figures.failures, std::vector<std::string>{"FAILED: no word of a share of the work"});
 }
 
+TEST(Search, letsEveryThirdHistoryGoWithoutFailuresOfTheMachine) {
+    Options options;
+    options.faults = kServerFaults | kCallFaults | kMemoryFaults;
+
+    EXPECT_EQ(optionsOf(options, 5).faults, options.faults);
+    EXPECT_EQ(optionsOf(options, 6).faults, kServerFaults);
+    EXPECT_EQ(optionsOf(options, 6).seed, 6u);
+}
+
+TEST(Search, saysWhichFaultsTheHistoryThatFailedHad) {
+    Report report = reportOf(1, "kRetryLater", "books: none");
+    report.seed = 6;
+    report.faults = "servers,kills";
+
+    EXPECT_NE(report.text().find("seed 6 --faults servers,kills FAILED: books: none"), std::string::npos);
+}
+
 TEST(Search, writesWhatItCounted) {
     const BoxDirectory directory("");
     const std::string path = directory.path() + "/figures";
