@@ -3,6 +3,7 @@
 #include "box/Timeline.h"
 #include "box/World.h"
 #include "box/search/Attachments.h"
+#include "box/search/Causes.h"
 #include "box/search/Charges.h"
 #include "box/search/QueueFiles.h"
 #include "catalogue/OrvEventCatalogue.h"
@@ -21,6 +22,7 @@ namespace {
 
 constexpr Judge::Rule kRules[] = {
     {"catalogue", "each entry of the daemon's is in its catalogue"},
+    {"cause", "an entry that tells of a failure of the machine's comes where there was one"},
     {"known", "each mail is of an event that there was"},
     {"one dialogue", "one dialogue at a time"},
     {"doubles",
@@ -30,6 +32,8 @@ constexpr Judge::Rule kRules[] = {
     {"attachments", "a capture's mail has all its parts, and each attachment is whole"},
     {"received", "an event that the daemon is set up to take comes to its queue as a message"},
     {"answers", "each request of management is answered"},
+    {"named", "a request of a wrong length is named in the event log, and only such a one"},
+    {"said", "each recipient that a server is told of stands in the traces"},
     {"clock", "each trace bears the time of its moment"},
     {"books", "what came was mailed, counted, refused, or went for a reason that was told, or waits; exactly"},
     {"bytes", "bytes in use are the sum of what the entries are charged with, and that is what their files stand for"},
@@ -95,6 +99,11 @@ void Judge::asked(const Facts& facts) {
     askedLast_ = facts.now;
 }
 
+void Judge::askedWrongly(const Facts& facts) {
+    ++wrong_;
+    wrongLast_ = facts.now;
+}
+
 void Judge::mailTaken(const Facts& facts, const Mail& mail) {
     if (facts.openDialogues != 1) {
         broken(facts, "one dialogue", std::to_string(facts.openDialogues) + " dialogues at a time");
@@ -144,6 +153,9 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
     }
     entries_.insert(match->row.name);
     excuses_.logged(*match);
+    if (facts.failedCalls == 0 && facts.failedAllocations == 0 && !comesOnSoundMachine(*match)) {
+        broken(facts, "cause", "nothing has failed: " + entry.text);
+    }
     using namespace orv_log;
     if (match->is(kRecipientRetryFailed) || match->is(kRecipientGivenUp)) {
         books_.namedInLog(match->argument(1));
@@ -159,6 +171,12 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
                    "the queue is told to be empty while " + std::to_string(books_.waiting()) + " wait in it");
         }
         delays_.beginAnew();
+    } else if (match->is(kBadProfileChange) || match->is(kBadTestProfile) || match->is(kBadClearQueue) ||
+               match->is(kBadProcessedInfo) || match->is(kBadChangeover) || match->is(kBadQueueInfo)) {
+        if (wrong_ == 0 && !facts.anythingFailed) {
+            broken(facts, "named", "there was no such request: " + entry.text);
+        }
+        wrong_ -= wrong_ > 0 ? 1 : 0;
     } else if (match->is(kBuildDetailRequest)) {
         delays_.mayBeginAnew();
     } else if (match->is(kRestoreEntryFailed) || match->is(kRestoreEntryUnopened) || match->is(kRestoreNotAdded)) {
@@ -179,6 +197,10 @@ void Judge::written(const Facts& facts, std::string_view text) {
         books_.misheard();
     }
     checkClock(facts, text);
+    constexpr std::string_view kSaid = "SMTP Send (incl CRLF) {";
+    if (const std::size_t at = text.find(kSaid); at != text.npos) {
+        said_ = text.substr(at + kSaid.size());
+    }
     books_.traced(text);
     end_.traced(text, facts.troubles);
     if (text.find("has completed processing") != std::string_view::npos) {
@@ -196,6 +218,7 @@ void Judge::clientSteps(const Facts& facts, ClientStep step, std::string_view wh
     constexpr std::string_view kTo = "RCPT TO:<";
     if (step == ClientStep::kSends && what.starts_with(kTo)) {
         books_.offered(std::string(what.substr(kTo.size(), what.find('>') - kTo.size())));
+        checkSaid(facts, what);
     } else if (step == ClientStep::kConnects) {
         const std::string problem = delays_.connects(facts.now);
         if (!problem.empty() && !blind_ && !facts.memoryFailed) {
@@ -233,6 +256,21 @@ void Judge::checkAnswered(const Facts& facts) {
             broken(facts, "answers", std::to_string(questions_) + " requests have no answer");
         }
         questions_ = 0;
+    }
+}
+
+void Judge::checkNamed(const Facts& facts) {
+    if (wrong_ > 0 && facts.now >= later(wrongLast_, kPeace)) {
+        if (!facts.anythingFailed) {
+            broken(facts, "named", std::to_string(wrong_) + " requests of a wrong length are not named");
+        }
+        wrong_ = 0;
+    }
+}
+
+void Judge::checkSaid(const Facts& facts, std::string_view what) {
+    if (!said_.starts_with(what) && !blind_ && !facts.anythingFailed) {
+        broken(facts, "said", "no trace of " + std::string(what.substr(0, what.find('\r'))));
     }
 }
 
@@ -310,6 +348,7 @@ void Judge::stepped(const Facts& facts) {
     }
     checkReceived(facts);
     checkAnswered(facts);
+    checkNamed(facts);
     checkFlat(facts);
     checkCharges(facts);
     const std::string problem = queueFilesProblem(facts.root, excuses_);

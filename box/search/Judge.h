@@ -56,6 +56,8 @@ public:
     void expectsMessage(const Facts& facts);
     // A request of management reaches a daemon that is free to answer it.
     void asked(const Facts& facts);
+    // A request that no request is: of a wrong length.
+    void askedWrongly(const Facts& facts);
     void answered() { questions_ -= questions_ > 0 ? 1 : 0; }
     void mailTaken(const Facts& facts, const Mail& mail);
     void logged(const Facts& facts, const LogEntry& entry);
@@ -99,6 +101,8 @@ private:
     void checkDoubles(const Facts& facts, Event& event);
     void checkReceived(const Facts& facts);
     void checkAnswered(const Facts& facts);
+    void checkNamed(const Facts& facts);
+    void checkSaid(const Facts& facts, std::string_view what);
     void checkClock(const Facts& facts, std::string_view line);
     void checkRestored(const Facts& facts);
     void checkCharges(const Facts& facts);
@@ -121,6 +125,9 @@ private:
     Time expectedLast_ = 0;        // at
     std::uint32_t questions_ = 0;  // without an answer; the last of them
     Time askedLast_ = 0;           // at
+    std::uint32_t wrong_ = 0;      // requests that no entry has named; the last of them
+    Time wrongLast_ = 0;           // at
+    std::string said_;             // the last trace of a line to a server
     std::uint32_t troublesHeard_ = 0;
     bool blind_ = false;             // the traces have fallen silent, for want of descriptors, say
     std::uint64_t heardAtMail_ = 0;  // traces of the queue

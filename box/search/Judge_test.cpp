@@ -84,6 +84,16 @@ TEST_F(JudgeTest, seesAnEntryThatIsInNoCatalogue) {
     EXPECT_EQ(broken(), "catalogue");
 }
 
+TEST_F(JudgeTest, seesAnEntryThatTellsOfAFailureWhereThereWasNone) {
+    facts_.failedCalls = 1;
+    log(16, 0, "Error returned from ready_for_conf()");
+    EXPECT_EQ(broken(), "");
+    facts_.failedCalls = 0;
+    log(16, 0, "Error returned from ready_for_conf()");
+
+    EXPECT_EQ(broken(), "cause");
+}
+
 TEST_F(JudgeTest, seesAMailOfAnEventThatThereNeverWas) {
     judge_.published(3);
     mail(4);
@@ -179,6 +189,7 @@ TEST_F(JudgeTest, seesAnOrderFileThatListsWhatIsNotThere) {
 TEST_F(JudgeTest, excusesAFileOfWhichTheEventLogSaysThatItCouldNotBeWritten) {
     order({2, 7, 8});
     std::ofstream(send_ + "/m8") << "a message";
+    facts_.failedCalls = 1;
     log(15, 0x8b000001u, "Unable to open file /ostrel/conf/orv/callHome/queues/send/m7 for writing");
     judge_.stepped(facts_);
     EXPECT_EQ(broken(), "");
@@ -269,7 +280,36 @@ TEST_F(JudgeTest, seesAChargeThatIsNotWhatTheFileStandsFor) {
     EXPECT_EQ(broken(), "bytes");
 }
 
+TEST_F(JudgeTest, seesARequestOfAWrongLengthThatNobodyNames) {
+    judge_.askedWrongly(facts_);
+    log(15, kOrvLogId, "Error in ORV_API_MSG_CH_CHANGEOVER_CMD message");
+    facts_.now += 10 * kSecond;
+    judge_.stepped(facts_);
+    EXPECT_EQ(broken(), "");
+    judge_.askedWrongly(facts_);
+    facts_.now += 10 * kSecond;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "named");
+}
+
+TEST_F(JudgeTest, seesAGoodRequestThatIsNamedAsAWrongOne) {
+    log(15, kOrvLogId, "Error in ORV_API_MSG_CH_CHANGEOVER_CMD message");
+
+    EXPECT_EQ(broken(), "named");
+}
+
+TEST_F(JudgeTest, seesALineToAServerThatLeavesNoTrace) {
+    trace("sendRequest", "SMTP Send (incl CRLF) {RCPT TO:<a@example.com>\r\n}");
+    judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
+    EXPECT_EQ(broken(), "");
+    judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<b@example.com>\r\n");
+
+    EXPECT_EQ(broken(), "said");
+}
+
 TEST_F(JudgeTest, seesAForgottenRecipient) {
+    trace("sendRequest", "SMTP Send (incl CRLF) {RCPT TO:<a@example.com>\r\n}");
     judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
     trace("peekDelete", "entry (0) has completed processing, (duplicates not allowed) remove it");
     judge_.mainWaits(facts_, "poll");
@@ -278,6 +318,7 @@ TEST_F(JudgeTest, seesAForgottenRecipient) {
 }
 
 TEST_F(JudgeTest, takesAnEntryOfTheEventLogForARecipientsAnswer) {
+    trace("sendRequest", "SMTP Send (incl CRLF) {RCPT TO:<a@example.com>\r\n}");
     judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
     log(3, 0x8b000019u,
         "CallHome message send for profile P to recipient a@example.com failed on SMTP server s, port 25. Retry will "
@@ -421,9 +462,10 @@ TEST_F(JudgeTest, seesFilesThatGrow) {
 }
 
 TEST_F(JudgeTest, hasATestForEachRule) {
-    const std::set<std::string> tested{"catalogue", "known",   "doubles",     "one dialogue", "files",    "main thread",
-                                       "leaves",    "books",   "delays",      "recipients",   "restored", "flat",
-                                       "received",  "answers", "attachments", "clock",        "bytes"};
+    const std::set<std::string> tested{"catalogue",   "known",  "doubles",  "one dialogue", "files",
+                                       "main thread", "leaves", "books",    "delays",       "recipients",
+                                       "restored",    "flat",   "received", "answers",      "attachments",
+                                       "clock",       "cause",  "named",    "said",         "bytes"};
     for (const Judge::Rule& rule : Judge::rules()) {
         EXPECT_TRUE(tested.contains(rule.name)) << rule.name;
     }

@@ -19,7 +19,8 @@ constexpr NamedFault kFaults[] = {{"all", kAllFaults},        {"none", 0},
                                   {"servers", kServerFaults}, {"kills", kKills},
                                   {"restarts", kRestarts},    {"config", kConfigChanges},
                                   {"requests", kRequests},    {"calls", kCallFaults},
-                                  {"memory", kMemoryFaults},  {"captures", kCaptures}};
+                                  {"memory", kMemoryFaults},  {"captures", kCaptures},
+                                  {"oddities", kOddities}};
 
 // A whole number within the bounds.
 template <typename Number>
@@ -80,7 +81,8 @@ constexpr Option kOptions[] = {
      [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 20000, o.days); }},
     {"--events", "N", "so many events a day, about (200)",
      [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 1000000, o.eventsPerDay); }},
-    {"--faults", "KINDS", "all, none, or of servers,kills,restarts,config,requests,calls,memory,captures (all)",
+    {"--faults", "KINDS",
+     "all, none, or of servers,kills,restarts,config,requests,calls,memory,captures,oddities (all)",
      [](std::string_view text, Options& o) { return readFaults(text, o.faults); }},
     {"--until", "TIME", "the history ends there, as 3d, 5h, 20m or 40s",
      [](std::string_view text, Options& o) { return readSpan(text, o.until); }},

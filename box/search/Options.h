@@ -20,7 +20,8 @@ enum Fault : std::uint32_t {
     kCallFaults = 32,    // system calls of the daemon fail
     kMemoryFaults = 64,  // its requests for memory do
     kCaptures = 128,     // a profile has a capture, whose time may change
-    kAllFaults = 255
+    kOddities = 256,     // requests of a wrong length, numbers written in an unusual way
+    kAllFaults = 511
 };
 
 struct Options {

@@ -4,6 +4,7 @@
 #include "box/Aside.h"
 #include "box/Life.h"
 #include "box/search/Attachments.h"
+#include "box/search/DrawnSettings.h"
 #include "box/search/MemoryCalls.h"
 #include "box/search/Options.h"
 #include "dsClient.h"
@@ -23,39 +24,6 @@ namespace {
 
 // From the end of all faults to the end of the history: longer than the longest pause before a retry, twice.
 constexpr Time kCalm = kSecond * 4 * 3600;
-
-struct Setting {
-    const char* key;
-    std::vector<const char*> values;
-};
-
-const std::vector<Setting>& settings() {
-    static const auto& all = *new std::vector<Setting>{
-        {"Global.Callhome.ThrottleDupsEnable", {"True", "False"}},
-        {"Global.Callhome.ThrottleDupsPeriod", {"15", "60", "300", "3600"}},
-        {"Global.Callhome.DiscardPeriod", {"86400", "7200", "600"}},
-        {"Global.Callhome.FilesAllowed", {"100", "20", "3"}},
-        {"Global.Callhome.FileSystemSpaceAllowed", {"5120000", "100000", "3000"}},
-        {"Global.Callhome.SMTPEnable", {"True", "True", "False"}},
-        {"Global.Callhome.SMTPEnable1", {"True", "True", "False"}},
-        {"Global.CallhomeDB.Profile.1.Level", {"Alarm", "Critical", "Info", "Fault"}},
-        {"Global.CallhomeDB.Profile.1.NumberOfEmails", {"1", "2"}},
-        {"Global.CallhomeDB.NumberOfProfiles", {"2", "2", "1"}},
-        {"Global.Snmp.Location", {"Lab 1", "Lab 2"}},
-    };
-    return all;
-}
-
-// Of the second profile's capture.
-const std::vector<Setting>& captureSettings() {
-    static const auto& all = *new std::vector<Setting>{
-        {"Global.CallhomeDB.Profile.1.CaptureEnable", {"True", "True", "False"}},
-        {"Global.CallhomeDB.Profile.1.Capture.0.DayOfWeek", {"Tue", "Wed", "Thu"}},
-        {"Global.CallhomeDB.Profile.1.Capture.0.TimeOfDay", {"22:15", "22:17", "02:30", "12:00", "20:45"}},
-        {"Global.CallhomeDB.Profile.1.MaxSize", {"2000000", "300"}},
-    };
-    return all;
-}
 
 void addCapture(World& world) {
     const std::string key = "Global.CallhomeDB.Profile.1.";
@@ -143,6 +111,8 @@ const RandomHistory::Kind RandomHistory::kKinds[] = {
     {20, kRequests, &RandomHistory::request, "requests"},
     {10, kKills | kRestarts, &RandomHistory::endLife, "orders to end and kills between calls"},
     {30, kCallFaults | kMemoryFaults, &RandomHistory::letFail, "failures drawn"},
+    {10, kOddities, &RandomHistory::askWrongly, "requests of a wrong length"},
+    {10, kOddities, &RandomHistory::writeOddly, "numbers written oddly"},
 };
 
 RandomHistory::RandomHistory(const Settings& settings, World& world)
@@ -326,6 +296,30 @@ void RandomHistory::request(Life& life) {
         life.tell("request " + std::to_string(code));
         ask(life, code, ManagementRequest{}.encode());
     }
+}
+
+// A few bytes too many, or none.
+void RandomHistory::askWrongly(Life& life) {
+    static constexpr std::uint16_t kAll[] = {ManagementCode::PROFILE_CHANGE, ManagementCode::TEST_PROFILE,
+                                             ManagementCode::CLEAR_QUEUE,    ManagementCode::PROFILE_PROCESSED_INFO,
+                                             ManagementCode::CHANGEOVER,     ManagementCode::MESG_Q_INFO};
+    const std::uint16_t code = kAll[dice_.below(6)];
+    const std::size_t right =
+        code == ManagementCode::TEST_PROFILE ? ManagementSize::TEST_REQUEST : ManagementSize::REQUEST;
+    const std::size_t length = dice_.oneIn(4) ? 0 : right + 1 + dice_.below(40);
+    life.tell("request " + std::to_string(code) + " with " + std::to_string(length) + " bytes");
+    if (life.manage(code, std::vector<std::uint8_t>(length)) && isSettled(life)) {
+        judge_.askedWrongly(factsOf(life));
+    }
+}
+
+void RandomHistory::writeOddly(Life& life) {
+    const std::vector<Setting>& all = oddSettings();
+    const Setting& setting = all[dice_.below(static_cast<std::uint32_t>(all.size()))];
+    const char* const value = setting.values[dice_.below(static_cast<std::uint32_t>(setting.values.size()))];
+    life.tell(std::string(setting.key) + " becomes " + value);
+    static_cast<void>(life.attributes().set(setting.key, dsClient::TYPE_STRING, value));
+    ask(life, ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
 }
 
 void RandomHistory::endLife(Life& life) {

@@ -69,6 +69,8 @@ private:
     void changeServer(Life& life);
     void changeConfig(Life& life);
     void request(Life& life);
+    void askWrongly(Life& life);
+    void writeOddly(Life& life);
     void endLife(Life& life);
     void stop(Life& life);
     Trouble drawTrouble(std::uint32_t faults);

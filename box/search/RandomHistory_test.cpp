@@ -117,6 +117,22 @@ TEST(RandomHistory, mailsCapturesWithTheirAttachments) {
     EXPECT_EQ(countOf(report.happened, "mails of captures"), 1u);
 }
 
+TEST(RandomHistory, bearsWhatIsOddlyWritten) {
+    Options options = busyMinutes();
+    options.faults = kOddities | kRequests;
+    std::uint64_t requests = 0;
+    std::uint64_t numbers = 0;
+    for (std::uint64_t seed = 1; seed <= 8; ++seed) {
+        const Report report = reportOf(options, seed);
+
+        EXPECT_EQ(report.problem, "");
+        requests += countOf(report.happened, "requests of a wrong length");
+        numbers += countOf(report.happened, "numbers written oddly");
+    }
+    EXPECT_GT(requests, 0u);
+    EXPECT_GT(numbers, 0u);
+}
+
 TEST(RandomHistory, differsFromSeedToSeed) {
     EXPECT_NE(reportOf(busyMinutes(), 1).timeline, reportOf(busyMinutes(), 2).timeline);
 }
