@@ -1,6 +1,8 @@
-// Base64, both ways. The first two bytes say how long lines are and in what pieces the rest comes: neither shows in
-// what comes out.
+// Base64, both ways, in memory and from file to file. The first two bytes say how long lines are and in what pieces the
+// rest comes: neither shows in what comes out. Every eighth size of pieces has files, which are dear.
+#include "fuzz/Stage.h"
 #include "fuzz/Target.h"
+#include "mesg/OrvBase64.h"
 #include "mesg/OrvBase64Codec.h"
 
 #include <gtest/gtest.h>
@@ -45,6 +47,50 @@ void checkLines(const std::string& encoded, std::size_t lineSize) {
     }
 }
 
+constexpr char kPlain[] = "/tmp/plain";
+constexpr char kEncoded[] = "/tmp/encoded";
+constexpr char kDecoded[] = "/tmp/decoded";
+
+std::string fileOf(const char* path) {
+    return Stage::get().root().read(path);
+}
+
+// What the codec makes of the same bytes.
+void checkFiles(const std::string& bytes, std::size_t lineSize) {
+    const OrvBase64Encoder encoder(static_cast<int>(lineSize));
+    const std::string encoded = convert(encoder, bytes, 3 * bytes.size() + 3);
+    Stage::get().root().write(kPlain, bytes);
+    EXPECT_EQ(b64(kB64Encode, kPlain, kEncoded, static_cast<int>(lineSize)), kB64Okay);
+    EXPECT_TRUE(fileOf(kEncoded) == encoded);
+    EXPECT_EQ(b64(kB64Encode + 1, kEncoded, kDecoded, 0), kB64Okay);
+    EXPECT_TRUE(fileOf(kDecoded) == bytes);
+    EXPECT_EQ(b64(0, kPlain, kDecoded, 0), kB64Okay);
+    EXPECT_TRUE(fileOf(kDecoded) == convert(OrvBase64Decoder(), bytes, bytes.size() + 1));
+}
+
+// Files that cannot be opened; the code of a message may be anything.
+void checkFailures(int code) {
+    Stage::get().root().write(kPlain, "");
+    EXPECT_EQ(b64(kB64Encode, "/tmp/no such file", kEncoded, 72), kB64FileError);
+    EXPECT_EQ(b64Message(code), "fopen(/tmp/no such file): No such file or directory");
+    EXPECT_EQ(b64(kB64Encode, kPlain, "/tmp", 72), kB64FileError);
+    EXPECT_EQ(b64(kB64Encode, "/tmp", kEncoded, 72), kB64IoError);
+    EXPECT_EQ(b64(kB64Encode, kPlain, kEncoded, 72), kB64Okay);
+    EXPECT_TRUE(b64Message(code).starts_with("b64:00"));
+}
+
+void runFiles(const std::string& bytes, std::size_t lineSize, std::size_t piece) {
+    constexpr std::size_t kFiles = 8;
+    if (piece % kFiles != 0) {
+        return;
+    }
+    if (bytes.empty()) {
+        checkFailures(static_cast<int>(lineSize) - 128);
+        return;
+    }
+    checkFiles(bytes, lineSize);
+}
+
 void run(Bytes data) {
     if (data.size() < 2) {
         return;
@@ -64,20 +110,29 @@ void run(Bytes data) {
     const std::string decoded = convert(OrvBase64Decoder(), bytes, piece);
     EXPECT_LE(decoded.size(), bytes.size());
     EXPECT_EQ(convert(OrvBase64Decoder(), convert(encoder, decoded, 3 * piece), piece), decoded);
+    runFiles(bytes, lineSize, piece);
 }
 
 std::vector<Seed> seeds() {
     const std::string head = {72, 11};
+    const std::string files = {72, 15};
     std::string all;
     for (int byte = 0; byte < 256; ++byte) {
         all += static_cast<char>(byte);
+    }
+    std::string pages = all;
+    while (pages.size() <= 4096) {
+        pages += pages;
     }
     return {{"empty", head},
             {"one_byte", head + "x"},
             {"all_bytes", head + all},
             {"short_lines", std::string{3, 1} + all},
             {"encoded", head + convert(OrvBase64Encoder(72), all, 300)},
-            {"group_cut_short", head + "QUJDRA=\r\nQQ"}};
+            {"group_cut_short", head + "QUJDRA=\r\nQQ"},
+            {"files", files + all},
+            {"no_files", files},
+            {"several_pages", files + pages}};
 }
 
 }  // namespace
