@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 
 namespace orv_fuzz {
@@ -46,17 +47,66 @@ void readOrder(Bytes data) {
     Stage::get().root().write(kPath, textOf(data));
     std::uint32_t count = 0;
     std::size_t length = SIZE_MAX;
-    const OrvFilePtr file = orvOpenOrderFile(kPath, count, length);
+    OrvFilePtr file = orvOpenOrderFile(kPath, count, length);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(length, std::min(data.size(), kWord));
     std::array<std::uint8_t, kWord> word{};
     std::copy_n(data.begin(), length, word.begin());
     EXPECT_EQ(count, native32(word));
     EXPECT_EQ(restOf(*file), textOf(data.subspan(length)));
+    orvCloseOrderFile(std::move(file), kPath);
 }
 
-// Every byte is an entry: its number, and whether it is a test, which has a zero at the end.
+// What stands in the order file's place before it is written, and whether the queue can put its own there.
+enum class Place : std::uint8_t {
+    kFile,
+    kNothing,
+    kHalfOfANewOne,
+    kLink,
+    kSecondName,
+    kDirectory,
+    kDirectoryOfNewOnes
+};
+
+bool prepare(Place place) {
+    namespace fs = std::filesystem;
+    const fs::path path = Stage::get().root().at(kPath);
+    const fs::path newPath = path.string() + ".new";
+    const fs::path other = path.string() + ".other";
+    for (const fs::path& each : {path, newPath, other}) {
+        fs::remove_all(each);
+    }
+    switch (place) {
+        case Place::kNothing:
+            return true;
+        case Place::kHalfOfANewOne:
+            Stage::get().root().write(std::string(kPath) + ".new", "half");
+            return true;
+        case Place::kLink:
+            fs::create_symlink("order.other", path);
+            return false;
+        case Place::kSecondName:
+            Stage::get().root().write(std::string(kPath) + ".other", "foreign");
+            fs::create_hard_link(other, path);
+            return false;
+        case Place::kDirectory:
+            fs::create_directory(path);
+            return false;
+        case Place::kDirectoryOfNewOnes:
+            fs::create_directory(newPath);
+            return false;
+        default:
+            Stage::get().root().write(kPath, std::string(2000, 'x'));
+            return true;
+    }
+}
+
+// The first byte is the place. Every other one is an entry: its number, and whether it is a test, which has a zero at
+// the end.
 void writeOrder(Bytes data) {
+    const Place place{static_cast<std::uint8_t>(data.empty() ? 0 : data[0] % 7)};
+    const bool possible = prepare(place);
+    data = data.subspan(std::min<std::size_t>(1, data.size()));
     constexpr std::uint8_t kFirstTest = 0xC0;
     OrvCHMesgQQueue queue(ORV_CH_MESG_Q_SEND);
     std::vector<std::uint32_t> expected;
@@ -74,7 +124,12 @@ void writeOrder(Bytes data) {
     std::uint32_t count = 0;
     std::size_t length = 0;
     const OrvFilePtr file = orvOpenOrderFile(kPath, count, length);
-    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(file != nullptr, possible);
+    if (!possible) {
+        EXPECT_FALSE(Stage::get().takeSent().empty()) << "the event log has not been told";
+        static_cast<void>(prepare(Place::kNothing));
+        return;
+    }
     EXPECT_EQ(count, expected.size());
     expected.resize(data.size(), 0);
     const std::string rest = restOf(*file);
@@ -156,7 +211,13 @@ std::vector<Seed> seeds() {
             {"order_many_big_endian", orderFile({0xFFFFFFFF, 1}, true)},
             {"order_cut_in_its_count", orderFile({2, 1}, true).substr(0, 3)},
             {"order_empty", std::string(1, '\0')},
-            {"written", std::string("\1\5\6\7\xC1\4", 6)},
+            {"written", std::string("\1\0\5\6\7\xC1\4", 7)},
+            {"written_first", std::string("\1\1\5\6\7\xC1\4", 7)},
+            {"written_after_a_kill", "\1\2\5"},
+            {"written_to_a_link", "\1\3\5"},
+            {"written_to_a_second_name", "\1\4\5"},
+            {"written_to_a_directory", "\1\5\5"},
+            {"written_beside_a_directory", "\1\6\5"},
             {"state", '\2' + block},
             {"state_without_line_feeds", '\2' + seenBlock(block)},
             {"listing", "\3m12\nm7\nm4294967295\nm42949672950\nm-1\nmx\n"}};
