@@ -1,5 +1,7 @@
 // The attribute store's answers: a line an attribute, KEY=VALUE; a "!" before it, and the store could not give it. All
-// who read attributes are given all of them.
+// who read attributes are given all of them. A first line of "?" and a digit, and of each
+// reader's requests the one of that number cannot be sent.
+#include "MessageCodes.h"
 #include "fuzz/Stage.h"
 #include "fuzz/Target.h"
 #include "mesgq/OrvCHMesgQConfig.h"
@@ -68,7 +70,8 @@ void readIdentity(const Answer& answer) {
     EXPECT_EQ(listener.completed, 2u);
 }
 
-void readServers(const Answer& answer) {
+void readServers(const Answer& answer, std::size_t refused) {
+    Stage::get().refuseRequest(refused);
     OrvSendState state;
     OrvServerSettings settings(Stage::get().store(), state);
     const int unknown = settings.apply(answer.entries, answer.statuses);
@@ -81,22 +84,29 @@ void readServers(const Answer& answer) {
     }
     EXPECT_EQ(settings.apply(answer.entries, answer.statuses), unknown);
     EXPECT_EQ(settings.active().Address, before.Address);
+    EXPECT_EQ(settings.processDsStatus(DsRequestId::ACTIVE_SERVER, 0), 0);
+    EXPECT_EQ(settings.processDsStatus(DsRequestId::ACTIVE_SERVER, kCannotBeGiven), -1);
+    EXPECT_EQ(settings.processDsStatus(DsRequestId::QUEUE, 0), -1);
     settings.probe();
+    Stage::get().refuseRequest(refused);
+    EXPECT_EQ(settings.request(), refused == 1 ? -1 : 0);
 }
 
-void readQuotas(const Answer& answer) {
+void readQuotas(const Answer& answer, std::size_t refused) {
     Listener listener;
     OrvCHMesgQConfig config(Stage::get().store(), listener);
     EXPECT_EQ(config.processConfigBulk(answer.entries, answer.statuses), 0);
     const OrvCHQuotas first = config.quotas();
     EXPECT_EQ(config.processConfigBulk(answer.entries, answer.statuses), 0);
+    Stage::get().refuseRequest(refused);
+    EXPECT_EQ(config.readConfig(), refused == 1 ? -1 : 0);
     const OrvCHQuotas& second = config.quotas();
     EXPECT_EQ(second.throttleDuplicates, first.throttleDuplicates);
     EXPECT_EQ(second.throttleDuplicatesPeriod, first.throttleDuplicatesPeriod);
     EXPECT_EQ(second.spaceAllowed, first.spaceAllowed);
     EXPECT_EQ(second.filesAllowed, first.filesAllowed);
     EXPECT_EQ(second.discardPeriod, first.discardPeriod);
-    EXPECT_EQ(listener.completed, 2u);
+    EXPECT_EQ(listener.completed, refused == 1 ? 3u : 2u);
 }
 
 void checkProfile(OrvCHProfile& profile) {
@@ -119,10 +129,11 @@ void checkProfile(OrvCHProfile& profile) {
 }
 
 // Each request asks for what the profile said, and for no more than travels in one.
-void readProfile(const Answer& answer) {
+void readProfile(const Answer& answer, std::size_t refused) {
+    Stage::get().refuseRequest(refused);
     OrvCHProfile profile(0);
     OrvProfileReader reader(profile, Stage::get().store());
-    EXPECT_EQ(reader.readInitialConfig(), 0);
+    EXPECT_EQ(reader.readInitialConfig(), refused == 1 ? -1 : 0);
     static_cast<void>(reader.processInitialConfigBulk(answer.entries, answer.statuses));
     checkProfile(profile);
     static_cast<void>(reader.processEmailConfigBulk(answer.entries, answer.statuses));
@@ -136,13 +147,26 @@ void readProfile(const Answer& answer) {
     }
 }
 
+// Takes the first line away when it says so.
+std::size_t refusedRequest(std::string& text) {
+    if (text.size() < 2 || text[0] != '?' || text[1] < '0' || text[1] > '9') {
+        return 0;
+    }
+    const auto number = static_cast<std::size_t>(text[1] - '0');
+    text.erase(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    return number;
+}
+
 void run(Bytes data) {
-    const Answer answer(textOf(data));
+    std::string text = textOf(data);
+    const std::size_t refused = refusedRequest(text);
+    const Answer answer(text);
     readIdentity(answer);
-    readServers(answer);
-    readQuotas(answer);
+    readServers(answer, refused);
+    readQuotas(answer, refused);
     Stage::get().takeSent();
-    readProfile(answer);
+    readProfile(answer, refused);
+    Stage::get().refuseRequest(0);
 }
 
 constexpr char kIdentity[] =
@@ -205,7 +229,14 @@ std::vector<Seed> seeds() {
             {"captures", kCaptures},
             {"all", kIdentity + std::string(kServers) + kQuotas},
             {"types", "Cron\n=Cron\n!=Cron\n=Event\n=None\n=cron\n"},
-            {"large_counts", large}};
+            {"large_counts", large},
+            {"none_is_given",
+             "!Global.Callhome.ThrottleDupsEnable=\n!Global.CallhomeDB.Profile.0.CaptureEnable=\n"
+             "!Global.CallhomeDB.Profile.0.CaptureEntries=\n!Global.Callhome.SMTPPort=\n"},
+            {"servers_unasked", "?1\n" + std::string(kServers)},
+            {"quotas_unasked", "?1\n" + std::string(kQuotas)},
+            {"emails_unasked", "?2\n" + std::string(kProfile)},
+            {"captures_unasked", "?3\n" + std::string(kProfile)}};
 }
 
 }  // namespace

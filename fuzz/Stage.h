@@ -18,6 +18,8 @@ public:
     TempRoot& root() { return switch_.root(); }
     ManualClock& clock() { return clock_; }
 
+    // The request to the attribute store with this number from now (1 is the next) cannot be sent; 0: each can.
+    void refuseRequest(std::size_t number) { switch_.refuseRequest(number); }
     // What was sent since the last call. Expects of every entry of the event log that it is in the daemon's catalogue.
     std::vector<std::string> takeSent();
 
