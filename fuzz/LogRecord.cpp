@@ -47,6 +47,7 @@ void checkMessage(const Sw_Log_Type& record) {
         EXPECT_EQ(again.duplicateKey(), mesg.duplicateKey());
         EXPECT_EQ(again.Time, mesg.Time);
         EXPECT_EQ(again.ID, mesg.ID);
+        again.probe();
     } else {
         EXPECT_TRUE(hasLines(mesg)) << mesg.Text;
     }
@@ -91,8 +92,12 @@ std::vector<Seed> seeds() {
     own.flags = 4096;
     own.number = 0x8B000002;
     own.text = std::string(300, '%');
+    Sw_Log_Type portAlone = record;
+    portAlone.kind = 3;
+    portAlone.chip = -1;
     const auto bytes = [](const Sw_Log_Type& each) { return textOf(each.encode()); };
     return {{"port", bytes(record)},
+            {"port_alone", bytes(portAlone)},
             {"located", bytes(located)},
             {"fault_in_lines", bytes(fault)},
             {"own", bytes(own)},

@@ -40,6 +40,21 @@ std::string texts(const OrvCHMesg& mesg) {
     return all;
 }
 
+// The sender's marks: whatever stands in front of a recipient, its address stays the same.
+void markAll(OrvCHEnvelope& envelope) {
+    for (std::size_t i = 0; i < envelope.Recipients.size(); ++i) {
+        envelope.RecipientCursor = i;
+        const std::string address = envelope.recipientAddress();
+        envelope.setRecipientMark(OrvCHEnvelope::kDelivered);
+        EXPECT_EQ(envelope.recipientMark(), OrvCHEnvelope::kDelivered);
+        EXPECT_EQ(envelope.recipientAddress(), address);
+    }
+    envelope.RecipientCursor = envelope.Recipients.size();
+    envelope.setRecipientMark(OrvCHEnvelope::kDelivered);
+    EXPECT_EQ(envelope.recipientAddress(), "");
+    EXPECT_EQ(envelope.resetRecipients(), 0u);
+}
+
 void run(Bytes data) {
     Stage& stage = Stage::get();
     OrvCHMesg mesg;
@@ -55,6 +70,10 @@ void run(Bytes data) {
         OrvCHMesg last;
         ASSERT_TRUE(readInto(last, second));
         EXPECT_EQ(saved(last), second);
+        last.probe();
+        for (const auto& envelope : last.Envelopes) {
+            markAll(*envelope);
+        }
     }
     stage.takeSent();
 }
@@ -103,6 +122,10 @@ std::vector<Seed> seeds() {
         {"repeated", saved(repeated)},
         {"power_up", saved(alone)},
         {"capture", saved(capture)},
+        {"envelopes_end_alone", "<OrvCHMesg>\n</EnvelopeList>\n"},
+        {"recipients_end_alone", "<OrvCHMesg>\n<EnvelopeList>\n<OrvCHEnvelope>\n</RcptList>\n"},
+        {"cut_before_its_envelopes", "<OrvCHMesg>\n<EnvelopeList>\n"},
+        {"cut_before_a_value", "<OrvCHMesg>\n<Time>\n"},
         {"state_behind_it", saved(alone) + "<OrvCHMesgQ>\nduplicatesPending = 3\npersist = false\n</OrvCHMesgQ>\n"}};
 }
 

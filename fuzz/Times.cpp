@@ -81,6 +81,11 @@ void checkSchedule(CronCaptureItem item) {
     EXPECT_FALSE(schedule.dump().empty());
 }
 
+void checkKind(const std::string& name) {
+    const std::optional<ScheduleItem::Kind> kind = ScheduleItem::kindByName(name);
+    EXPECT_TRUE(!kind || ScheduleItem::kindName(*kind) == name);
+}
+
 std::string takeLine(std::string& text) {
     const std::string line = text.substr(0, text.find('\n'));
     text.erase(0, line.size() + 1);
@@ -105,6 +110,7 @@ void run(Bytes data) {
     checkItem(item);
     checkSchedule(item);
     for (const std::string& each : {day, time, interval}) {
+        checkKind(each);
         checkNumber(each);
         checkTimes(seconds, orvToUnsigned(each).value);
     }
@@ -123,6 +129,8 @@ std::vector<Seed> seeds() {
             seed("refused", 2147483647, "mon\n24:00\n27\n"),
             seed("odd_times", 4294967295, "Tue\n-1:+5\n-4294967295\n"),
             seed("numbers", 1700000000, " \t4294967295\n-2147483649\n+00018446744073709551616x\n"),
+            seed("kinds", 1700000000, "Cron\nEvent\nNone\n"),
+            seed("sixty_minutes", 1700000000, "Mon\n02:60\n1\n"),
             seed("signs_alone", 1700000000, "-\n+\n- 1\n")};
 }
 
