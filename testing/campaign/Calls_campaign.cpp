@@ -54,19 +54,23 @@ std::span<const int> errorsOf(const Place& place) {
                                               : CallFaults::table()[static_cast<std::size_t>(place.call)].errors;
 }
 
-// What the send thread does not hear of may come again: the end of a mail whose reply was not to be had.
-RoadRules rulesOf(const Place& place, int error) {
+// What the send thread does not hear of may come again: the end of a mail whose reply was not to be had. A kill before
+// the order file lists an entry leaves a file that stays until its number is drawn again: the capture's is behind that
+// of an event.
+RoadRules rulesOf(const Road& road, const Place& place, int error) {
     RoadRules rules;
     rules.isKill = error == CallFaults::kKill;
     rules.excess = place.onMainThread ? 0 : 1;
-    rules.filesLeft = isOneOf(place, {"unlink", "unlinkat", "remove"}) && !rules.isKill ? 1 : 0;
+    const bool stays =
+        rules.isKill ? std::string_view(road.name) == "capture" : isOneOf(place, {"unlink", "unlinkat", "remove"});
+    rules.filesLeft = stays ? 1 : 0;
     return rules;
 }
 
 CampaignCase caseOf(const Road& road, const std::set<std::string>& forms, const Place& place, int error) {
     const std::string how = error == CallFaults::kKill ? "kill" : errorName(error);
     return {std::string(road.name) + "/" + how + "/" + place.name(), [&road, forms, place, error] {
-                RoadCase led(road, forms, rulesOf(place, error));
+                RoadCase led(road, forms, rulesOf(road, place, error));
                 return led.run(
                     [&](Board& board) {
                         board.faults.call = place.call;

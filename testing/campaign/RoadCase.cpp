@@ -88,6 +88,7 @@ CaseResult RoadCase::run(const std::function<void(Board&)>& plan, const std::fun
 
 std::string RoadCase::judge(World& world, const LifeOutcome& first) {
     std::string problems;
+    std::string traces;  // of the life that was met, for who looks at a case that failed
     if (!first.mailedAll()) {
         const std::string how = withErrors(first, world.board());
         const bool allowed = first.how == LifeOutcome::kKilled    ? rules_.isKill
@@ -98,7 +99,7 @@ std::string RoadCase::judge(World& world, const LifeOutcome& first) {
         if (!allowed) {
             problems += "life 1 " + how + "; ";
         }
-        problems += lookingClosely() ? world.traces() : "";
+        traces = lookingClosely() ? world.traces() : "";
         const LifeOutcome second = world.live(road_.settings, mailAgain);
         if (!second.mailedAll()) {
             problems += "life 2 " + withErrors(second, world.board()) + "; ";
@@ -111,7 +112,7 @@ std::string RoadCase::judge(World& world, const LifeOutcome& first) {
             problems += "a mail that reads:\n" + form + "\n";
         }
     }
-    return problems;
+    return problems.empty() ? problems : traces + problems;
 }
 
 std::set<std::string> RoadCase::formsOf(const Road& road, const std::function<void(const Board&)>& look) {
