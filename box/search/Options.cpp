@@ -20,7 +20,7 @@ constexpr NamedFault kFaults[] = {{"all", kAllFaults},        {"none", 0},
                                   {"restarts", kRestarts},    {"config", kConfigChanges},
                                   {"requests", kRequests},    {"calls", kCallFaults},
                                   {"memory", kMemoryFaults},  {"captures", kCaptures},
-                                  {"oddities", kOddities}};
+                                  {"oddities", kOddities},    {"nights", kNights}};
 
 // A whole number within the bounds.
 template <typename Number>
@@ -81,8 +81,10 @@ constexpr Option kOptions[] = {
      [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 20000, o.days); }},
     {"--events", "N", "so many events a day, about (200)",
      [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 1000000, o.eventsPerDay); }},
+    {"--profiles", "N", "so many profiles mail events, 1 or 2 (2)",
+     [](std::string_view text, Options& o) { return readNumber<std::uint32_t>(text, 1, 2, o.profiles); }},
     {"--faults", "KINDS",
-     "all, none, or of servers,kills,restarts,config,requests,calls,memory,captures,oddities (all)",
+     "all, none, or of servers,kills,restarts,config,requests,calls,memory,captures,oddities (all); nights",
      [](std::string_view text, Options& o) { return readFaults(text, o.faults); }},
     {"--until", "TIME", "the history ends there, as 3d, 5h, 20m or 40s",
      [](std::string_view text, Options& o) { return readSpan(text, o.until); }},

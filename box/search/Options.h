@@ -21,7 +21,8 @@ enum Fault : std::uint32_t {
     kMemoryFaults = 64,  // its requests for memory do
     kCaptures = 128,     // a profile has a capture, whose time may change
     kOddities = 256,     // requests of a wrong length, numbers written in an unusual way
-    kAllFaults = 511
+    kAllFaults = 511,
+    kNights = 512  // it is told to end at midnight; not one of all
 };
 
 struct Options {
@@ -29,6 +30,7 @@ struct Options {
     std::uint32_t runs = 1;  // histories, of this seed and those that follow
     std::uint32_t days = 1;
     std::uint32_t eventsPerDay = 200;
+    std::uint32_t profiles = 2;  // so many mail events: the operator's, and the service's with two recipients
     std::uint32_t faults = kAllFaults;
     std::uint32_t jobs = 1;
     double minutes = 0;         // looks for failures that long; 0: runs what is asked for

@@ -30,7 +30,7 @@ TEST(BoxOptions, areReadByTheirNames) {
     Options options;
 
     ASSERT_EQ(problemOf({"--seed", "18446744073709551615", "--days", "90", "--events", "11000", "--until", "5h",
-                         "--faults", "servers,calls,memory", "--trace", "--steps", "70"},
+                         "--faults", "servers,calls,memory", "--trace", "--steps", "70", "--profiles", "1"},
                         options),
               "");
 
@@ -41,6 +41,7 @@ TEST(BoxOptions, areReadByTheirNames) {
     EXPECT_EQ(options.faults, kServerFaults | kCallFaults | kMemoryFaults);
     EXPECT_TRUE(options.trace);
     EXPECT_EQ(options.steps, 70u);
+    EXPECT_EQ(options.profiles, 1u);
     Options search;
     ASSERT_EQ(problemOf({"--minutes", "0.5", "--first", "--figures", "/f"}, search), "");
     EXPECT_EQ(search.minutes, 0.5);

@@ -42,7 +42,7 @@ void writeLogs(const std::string& root) {
     }
 }
 
-void furnish(World& world) {
+void furnish(World& world, std::uint32_t profiles) {
     world.servers = {{"mail1.example.com", "192.0.2.1", 25, {}}, {"mail2.example.com", "192.0.2.2", 2525, {}}};
     world.set("Global.Services.CallhomeEnable", "True");
     world.set("Global.Callhome.FromAddr", "switch@example.com");
@@ -54,7 +54,7 @@ void furnish(World& world) {
     world.set("Global.Callhome.SMTPEnable1", "True");
     world.setProfile(0, {"Operators", "Info", "FullText", "Switch Operators", {Judge::kOperator}});
     world.setProfile(1, {"Service", "Critical", "ShortText", "Switch Service", {"s1@example.com", "s2@example.com"}});
-    world.set("Global.CallhomeDB.NumberOfProfiles", "2");
+    world.set("Global.CallhomeDB.NumberOfProfiles", std::to_string(profiles));
 }
 
 ServerManner drawManner(Random& chance) {
@@ -117,7 +117,7 @@ const RandomHistory::Kind RandomHistory::kKinds[] = {
 
 RandomHistory::RandomHistory(const Settings& settings, World& world)
     : settings_(settings), chance_(Random(settings.seed).next() ^ 0x5EED) {
-    furnish(world);
+    furnish(world, settings.profiles);
     if ((settings_.faults & kCaptures) != 0) {
         addCapture(world);
     }
@@ -173,7 +173,10 @@ void RandomHistory::step(Life& life) {
     ++step_;
     // Of its own, so that what follows is the same without it.
     dice_ = chance_.branch();
-    if (!settings_.skip.contains(step_)) {
+    if ((settings_.faults & kNights) != 0 && life.now() / kDay != life.began() / kDay) {
+        ++happened_["restarts at midnight"];
+        stop(life);
+    } else if (!settings_.skip.contains(step_)) {
         happen(life);
     }
 }

@@ -21,6 +21,7 @@ public:
         std::uint64_t seed = 1;
         Time end = kDay;  // of the faults
         std::uint32_t eventsPerDay = 200;
+        std::uint32_t profiles = 2;
         std::uint32_t faults = 0;  // of Options.h
         Time until = kNever;
         Steps skip;   // as in Options.h

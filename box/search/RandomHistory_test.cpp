@@ -56,6 +56,18 @@ TEST(RandomHistory, isTheSameForTheSameSeedToTheLastByte) {
     EXPECT_GT(mails, seeds() * 10);
 }
 
+TEST(RandomHistory, isStartedAnewEachNightWhenToldTo) {
+    Options options;
+    options.days = 3;
+    options.faults = kNights;
+
+    const Report report = reportOf(options, 1);
+
+    EXPECT_EQ(report.problem, "");
+    EXPECT_EQ(report.lives, 3u);  // the first midnight is where the history begins, the last one where it is over
+    EXPECT_EQ(countOf(report.happened, "restarts at midnight"), 2u);
+}
+
 TEST(RandomHistory, holdsWhereOneHasFailedOnce) {
     std::vector<Options> histories;
     std::string problem;

@@ -144,6 +144,7 @@ Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory
     settings.seed = seed;
     settings.end = options.days * kDay;
     settings.eventsPerDay = options.eventsPerDay;
+    settings.profiles = options.profiles;
     settings.faults = options.faults;
     settings.until = options.until;
     settings.skip = options.skip;

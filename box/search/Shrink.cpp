@@ -78,6 +78,7 @@ Options shrunk(const Options& options, const Try& attempt) {
 std::string optionsLine(const Options& options) {
     std::string line = "--seed " + std::to_string(options.seed) + " --events " + std::to_string(options.eventsPerDay) +
                        " --faults " + faultsText(options.faults);
+    line += options.profiles != Options{}.profiles ? " --profiles " + std::to_string(options.profiles) : "";
     line += options.days != Options{}.days ? " --days " + std::to_string(options.days) : "";
     line += options.until != kNever ? " --until " + std::to_string(options.until / kSecond) + "s" : "";
     line += options.skip.empty() ? "" : " --skip " + stepsText(options.skip);

@@ -48,11 +48,13 @@ TEST(Shrinking, leavesAHistoryAloneThatDoesNotFail) {
 TEST(Shrinking, writesALineThatIsReadAgain) {
     Options options;
     options.seed = 7;
+    options.profiles = 1;
     options.faults = kServerFaults | kMemoryFaults;
     options.until = 90 * kSecond;
     options.skip = {1, 2, 3, 9};
 
-    EXPECT_EQ(optionsLine(options), "--seed 7 --events 200 --faults servers,memory --until 90s --skip 1-3,9");
+    EXPECT_EQ(optionsLine(options),
+              "--seed 7 --events 200 --faults servers,memory --profiles 1 --until 90s --skip 1-3,9");
 }
 
 // The same steps at the same times, with one of them or without.
