@@ -86,6 +86,8 @@ constexpr Option kOptions[] = {
     {"--faults", "KINDS",
      "all, none, or of servers,kills,restarts,config,requests,calls,memory,captures,oddities (all); nights",
      [](std::string_view text, Options& o) { return readFaults(text, o.faults); }},
+    {"--dialogue", "NAME", "the daemon speaks required or conforming SMTP (as ORV_SMTP_DIALOGUE says)",
+     [](std::string_view text, Options& o) { return o.dialogue = text, text == "required" || text == "conforming"; }},
     {"--until", "TIME", "the history ends there, as 3d, 5h, 20m or 40s",
      [](std::string_view text, Options& o) { return readSpan(text, o.until); }},
     {"--skip", "STEPS", "these steps do not happen, as 3-17,20",
@@ -142,6 +144,10 @@ bool readOptions(int argc, const char* const* argv, Options& options, std::strin
     }
     if (options.minutes > 0 && options.trace) {
         problem = "--trace goes with one history, not with --minutes";
+        return false;
+    }
+    if (!options.dialogue.empty() && (options.compare > 0 || options.cuts > 0 || options.state >= 0)) {
+        problem = "--dialogue goes with random histories only";
         return false;
     }
     if (options.shrink && (options.minutes > 0 || options.runs > 1 || !options.directory.empty())) {

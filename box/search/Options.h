@@ -46,6 +46,7 @@ struct Options {
     bool trace = false;
     bool help = false;
     bool version = false;
+    std::string dialogue;   // which one the daemon speaks with mail servers; empty: as the environment says
     std::string directory;  // empty: a new one in memory
     std::string seeds;      // a file of histories, instead of one
     std::string figures;    // a file for what was counted

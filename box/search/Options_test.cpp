@@ -43,10 +43,11 @@ TEST(BoxOptions, areReadByTheirNames) {
     EXPECT_EQ(options.steps, 70u);
     EXPECT_EQ(options.profiles, 1u);
     Options search;
-    ASSERT_EQ(problemOf({"--minutes", "0.5", "--first", "--figures", "/f"}, search), "");
+    ASSERT_EQ(problemOf({"--minutes", "0.5", "--first", "--figures", "/f", "--dialogue", "conforming"}, search), "");
     EXPECT_EQ(search.minutes, 0.5);
     EXPECT_TRUE(search.first);
     EXPECT_EQ(search.figures, "/f");
+    EXPECT_EQ(search.dialogue, "conforming");
 }
 
 TEST(BoxOptions, takeTimesInEveryUnit) {
@@ -111,6 +112,9 @@ TEST(BoxOptions, areRefusedWithALineThatNamesThem) {
         {{"--minutes", "0"}, "--minutes cannot be 0"},
         {{"--minutes", "nan"}, "--minutes cannot be nan"},
         {{"--compare", "3", "--cuts", "3"}, "--compare goes without power cuts"},
+        {{"--dialogue", "polite"}, "--dialogue cannot be polite"},
+        {{"--dialogue", "required", "--compare", "3"}, "--dialogue goes with random histories only"},
+        {{"--dialogue", "conforming", "--cuts", "3"}, "--dialogue goes with random histories only"},
         {{"--first"}, "--first goes with --minutes, and with one job"},
         {{"--first", "--minutes", "1", "--jobs", "2"}, "--first goes with --minutes, and with one job"},
         {{"--runs", "2", "--directory", "/x"}, "--directory goes with one history"},

@@ -56,6 +56,17 @@ TEST(RandomHistory, isTheSameForTheSameSeedToTheLastByte) {
     EXPECT_GT(mails, seeds() * 10);
 }
 
+TEST(RandomHistory, speaksTheDialogueThatItIsToldTo) {
+    Options options = busyMinutes();
+    options.dialogue = "required";
+    const Report required = reportOf(options, 1);
+    options.dialogue = "conforming";
+    const Report conforming = reportOf(options, 1);
+
+    EXPECT_NE(required.timeline, conforming.timeline);
+    EXPECT_EQ(reportOf(busyMinutes(), 1).timeline, required.timeline) << "the next history speaks as before";
+}
+
 TEST(RandomHistory, isStartedAnewEachNightWhenToldTo) {
     Options options;
     options.days = 3;

@@ -8,10 +8,39 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 
 namespace box {
 
 namespace {
+
+// While it lives the daemon finds this dialogue in its environment; with an empty name what is there.
+class Spoken {
+public:
+    explicit Spoken(const std::string& name) : isSet_(!name.empty()) {
+        const char* const now = std::getenv(kVariable);
+        former_ = now != nullptr ? std::optional<std::string>(now) : std::nullopt;
+        if (isSet_) {
+            ::setenv(kVariable, name.c_str(), 1);
+        }
+    }
+    ~Spoken() {
+        if (isSet_ && former_) {
+            ::setenv(kVariable, former_->c_str(), 1);
+        } else if (isSet_) {
+            ::unsetenv(kVariable);
+        }
+    }
+    Spoken(const Spoken&) = delete;
+    Spoken& operator=(const Spoken&) = delete;
+
+private:
+    static constexpr char kVariable[] = "ORV_SMTP_DIALOGUE";
+
+    const bool isSet_;
+    std::optional<std::string> former_;
+};
 
 std::string howItEnded(const LifeOutcome& outcome) {
     if (!outcome.told) {
@@ -150,6 +179,7 @@ Report runHistory(const Options& options, std::uint64_t seed, const BoxDirectory
     settings.skip = options.skip;
     settings.spare = options.spare;
     RandomHistory history(settings, world);
+    const Spoken dialogue(options.dialogue);
     const LifeOutcome outcome = liveOn(world, history, directory.path());
     Report report;
     report.seed = seed;

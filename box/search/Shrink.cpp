@@ -80,6 +80,7 @@ std::string optionsLine(const Options& options) {
                        " --faults " + faultsText(options.faults);
     line += options.profiles != Options{}.profiles ? " --profiles " + std::to_string(options.profiles) : "";
     line += options.days != Options{}.days ? " --days " + std::to_string(options.days) : "";
+    line += options.dialogue.empty() ? "" : " --dialogue " + options.dialogue;
     line += options.until != kNever ? " --until " + std::to_string(options.until / kSecond) + "s" : "";
     line += options.skip.empty() ? "" : " --skip " + stepsText(options.skip);
     line += options.spare.empty() ? "" : " --spare " + stepsText(options.spare);

@@ -52,9 +52,11 @@ TEST(Shrinking, writesALineThatIsReadAgain) {
     options.faults = kServerFaults | kMemoryFaults;
     options.until = 90 * kSecond;
     options.skip = {1, 2, 3, 9};
+    options.dialogue = "conforming";
 
-    EXPECT_EQ(optionsLine(options),
-              "--seed 7 --events 200 --faults servers,memory --profiles 1 --until 90s --skip 1-3,9");
+    EXPECT_EQ(
+        optionsLine(options),
+        "--seed 7 --events 200 --faults servers,memory --profiles 1 --dialogue conforming --until 90s --skip 1-3,9");
 }
 
 // The same steps at the same times, with one of them or without.
