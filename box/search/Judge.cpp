@@ -160,6 +160,8 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
     if (match->is(kRecipientRetryFailed) || match->is(kRecipientGivenUp)) {
         books_.namedInLog(match->argument(1));
     } else if (match->is(kRetryLater)) {
+        // The trace before it tells whose pause it is.
+        blind_ = blind_ || (!std::exchange(announced_, false) && facts.anythingFailed);
         const std::string problem = delays_.announced(
             facts.now, static_cast<std::uint32_t>(std::strtoul(match->argument(2).c_str(), nullptr, 10)));
         if (!problem.empty() && !blind_ && !facts.memoryFailed) {
@@ -206,8 +208,11 @@ void Judge::written(const Facts& facts, std::string_view text) {
     if (text.find("has completed processing") != std::string_view::npos) {
         delays_.beginAnew();
     }
-    if (text.find("handleSucceedMesg: Will retry via") != text.npos && text.find(", after ") != text.npos) {
-        delays_.putsOff();
+    if (text.find("Will retry via SMTP") != text.npos && text.find(", after ") != text.npos) {
+        announced_ = true;
+        if (text.find(" handleSucceedMesg: ") != text.npos) {
+            delays_.putsOff();
+        }
     }
     takeProblems(facts);
     restored_ = restored_ || books_.takeRestored();
@@ -215,15 +220,26 @@ void Judge::written(const Facts& facts, std::string_view text) {
 
 void Judge::clientSteps(const Facts& facts, ClientStep step, std::string_view what) {
     end_.clientSteps(step, what);
-    constexpr std::string_view kTo = "RCPT TO:<";
-    if (step == ClientStep::kSends && what.starts_with(kTo)) {
-        books_.offered(std::string(what.substr(kTo.size(), what.find('>') - kTo.size())));
-        checkSaid(facts, what);
+    if (step == ClientStep::kSends) {
+        clientSends(facts, what);
     } else if (step == ClientStep::kConnects) {
+        begun_.clear();
         const std::string problem = delays_.connects(facts.now);
         if (!problem.empty() && !blind_ && !facts.memoryFailed) {
             broken(facts, "delays", problem);
         }
+    }
+}
+
+// A call that moves less than it should sends a line in pieces.
+void Judge::clientSends(const Facts& facts, std::string_view what) {
+    constexpr std::string_view kTo = "RCPT TO:<";
+    const std::string line = std::exchange(begun_, "").append(what);
+    if (line.find('\n') == line.npos && (line.starts_with(kTo) || kTo.starts_with(line))) {
+        begun_ = line;
+    } else if (line.starts_with(kTo)) {
+        books_.offered(line.substr(kTo.size(), line.find('>') - kTo.size()));
+        checkSaid(facts, line);
     }
 }
 

@@ -102,6 +102,7 @@ private:
     void checkReceived(const Facts& facts);
     void checkAnswered(const Facts& facts);
     void checkNamed(const Facts& facts);
+    void clientSends(const Facts& facts, std::string_view what);
     void checkSaid(const Facts& facts, std::string_view what);
     void checkClock(const Facts& facts, std::string_view line);
     void checkRestored(const Facts& facts);
@@ -128,6 +129,8 @@ private:
     std::uint32_t wrong_ = 0;      // requests that no entry has named; the last of them
     Time wrongLast_ = 0;           // at
     std::string said_;             // the last trace of a line to a server
+    std::string begun_;            // of a line to a server that names a recipient, without its end yet
+    bool announced_ = false;       // a trace tells of a pause, and no entry does yet
     std::uint32_t troublesHeard_ = 0;
     bool blind_ = false;             // the traces have fallen silent, for want of descriptors, say
     std::uint64_t heardAtMail_ = 0;  // traces of the queue

@@ -317,6 +317,19 @@ TEST_F(JudgeTest, seesAForgottenRecipient) {
     EXPECT_EQ(broken(), "recipients");
 }
 
+TEST_F(JudgeTest, knowsARecipientWhoseLineIsSentInPieces) {
+    trace("sendRequest", "SMTP Send (incl CRLF) {RCPT TO:<a@example.com>\r\n}");
+    for (const char* const piece : {"RC", "PT TO:<a@exam", "ple.com>\r\n"}) {
+        judge_.clientSteps(facts_, ClientStep::kSends, piece);
+    }
+    EXPECT_EQ(broken(), "");
+    trace("peekDelete", "entry (0) has completed processing, (duplicates not allowed) remove it");
+    judge_.mainWaits(facts_, "poll");
+
+    EXPECT_EQ(broken(), "recipients");
+    EXPECT_NE(judge_.problem().find("recipients: a@example.com neither"), std::string::npos) << judge_.problem();
+}
+
 TEST_F(JudgeTest, takesAnEntryOfTheEventLogForARecipientsAnswer) {
     trace("sendRequest", "SMTP Send (incl CRLF) {RCPT TO:<a@example.com>\r\n}");
     judge_.clientSteps(facts_, ClientStep::kSends, "RCPT TO:<a@example.com>\r\n");
@@ -403,6 +416,25 @@ TEST_F(JudgeTest, takesThePauseOfAMessageThatIsPutOffForItsOwn) {
     EXPECT_EQ(broken(), "delays");
 }
 
+TEST_F(JudgeTest, doesNotJudgeAPauseWhoseTraceIsLost) {
+    facts_.anythingFailed = true;
+    trace("handleFailMesg", "Will retry via SMTP server=s, port=25, after 5 seconds");
+    log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 5 seconds");
+    log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 5 seconds");
+    judge_.clientSteps(facts_, ClientStep::kConnects, "192.0.2.1:25");
+
+    EXPECT_EQ(broken(), "");
+}
+
+TEST_F(JudgeTest, judgesAPauseWhoseTraceIsThereWhateverFailed) {
+    facts_.anythingFailed = true;
+    trace("handleFailMesg", "Will retry via SMTP server=s, port=25, after 5 seconds");
+    log(3, 0x8b00000fu, "Will retry sending via SMTP server=s, port=25, after 5 seconds");
+    judge_.clientSteps(facts_, ClientStep::kConnects, "192.0.2.1:25");
+
+    EXPECT_EQ(broken(), "delays");
+}
+
 TEST_F(JudgeTest, seesRetriesThatAreGivenUpWhileAMessageWaits) {
     const std::string empty = "Message queue is empty, cancelling attempts to retry sending last message";
     log(3, 0x8b00000eu, empty);
@@ -462,10 +494,10 @@ TEST_F(JudgeTest, seesFilesThatGrow) {
 }
 
 TEST_F(JudgeTest, hasATestForEachRule) {
-    const std::set<std::string> tested{"catalogue",   "known",  "doubles",  "one dialogue", "files",
-                                       "main thread", "leaves", "books",    "delays",       "recipients",
-                                       "restored",    "flat",   "received", "answers",      "attachments",
-                                       "clock",       "cause",  "named",    "said",         "bytes"};
+    const std::set<std::string> tested{"catalogue", "known",   "doubles",     "one dialogue", "files",    "main thread",
+                                       "leaves",    "books",   "delays",      "recipients",   "restored", "flat",
+                                       "received",  "answers", "attachments", "clock",        "cause",    "named",
+                                       "said",      "bytes",   "ends"};
     for (const Judge::Rule& rule : Judge::rules()) {
         EXPECT_TRUE(tested.contains(rule.name)) << rule.name;
     }
