@@ -42,6 +42,7 @@ constexpr Judge::Rule kRules[] = {
     {"restored", "what was left in files is restored by the next start, or named"},
     {"flat", "descriptors, memory and files do not grow"},
     {"main thread", "the main thread waits in its poll only"},
+    {"ends", "a life comes to its end when it is told to, and not before"},
     {"leaves", "after the faults have ended nothing waits any more"},
 };
 
@@ -390,6 +391,9 @@ void Judge::finished(const Facts& facts) {
 }
 
 void Judge::ended(const Facts& facts, bool byItself) {
+    if (byItself && !end_.wasTold() && !facts.anythingFailed) {
+        broken(facts, "ends", "the daemon ends, though nobody has told it to");
+    }
     if (!byItself || blind_ || facts.anythingFailed || !end_.leavesNothing(facts.now, facts.troubles)) {
         return;
     }

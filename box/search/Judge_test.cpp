@@ -157,6 +157,23 @@ TEST_F(JudgeTest, seesAMailThatComesAgainAfterAnOrderlyEnd) {
     EXPECT_EQ(broken(), "doubles");
 }
 
+TEST_F(JudgeTest, seesALifeThatEndsThoughNobodyHasToldIt) {
+    judge_.ended(facts_, false);
+    EXPECT_EQ(broken(), "") << "killed";
+
+    judge_.ended(facts_, true);
+
+    EXPECT_EQ(broken(), "ends");
+}
+
+TEST_F(JudgeTest, letsALifeEndWhoseCallsHaveFailed) {
+    facts_.anythingFailed = true;
+
+    judge_.ended(facts_, true);
+
+    EXPECT_EQ(broken(), "");
+}
+
 TEST_F(JudgeTest, allowsADoubleAfterAKillThatMeetsAnEnd) {
     judge_.published(3);
     mail(3);

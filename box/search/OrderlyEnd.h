@@ -15,6 +15,7 @@ class OrderlyEnd {
 public:
     // The daemon is told to end. Once more changes nothing.
     void told(Time now);
+    bool wasTold() const { return told_ != kNever; }
     // A trace as it is written. troubles: replies so far that did not come as they should.
     void traced(std::string_view line, std::uint32_t troubles);
     void clientSteps(ClientStep step, std::string_view what);

@@ -435,6 +435,10 @@ void RandomHistory::mainWaits(Life& life, const char* call) {
 
 void RandomHistory::ended(Life& life, LifeEnd how) {
     judge_.ended(factsOf(life), how == LifeEnd::kEnded);
+    tellBroken(life);
+    if (!judge_.problem().empty()) {
+        next_ = kNever;
+    }
 }
 
 Facts RandomHistory::factsOf(Life& life) {

@@ -40,6 +40,7 @@ public:
     void mainWaits(Life& life, const char* call) override;
     void written(Life& life, std::string_view text) override;
     void clientSteps(Life& life, ClientStep step, std::string_view what, Time at) override;
+    // A history in which something is wrong is over with the life in which it went so.
     void ended(Life& life, LifeEnd how) override;
     void begins(const std::string& root) override;
     void encode(WireWriter& out) const override;
