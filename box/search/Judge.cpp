@@ -184,6 +184,7 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
         delays_.mayBeginAnew();
     } else if (match->is(kRestoreEntryFailed) || match->is(kRestoreEntryUnopened) || match->is(kRestoreNotAdded)) {
         ++named_;
+        unread_ += match->is(kRestoreEntryFailed) ? 1u : 0u;
     }
 }
 
@@ -308,12 +309,17 @@ void Judge::checkClock(const Facts& facts, std::string_view line) {
     }
 }
 
+// On a sound machine a file that no start can read is one that a kill met in its writing.
 void Judge::checkRestored(const Facts& facts) {
     const std::uint64_t restored = books_.sums().restored;
     if ((restored + named_ < left_ || restored > left_) && !facts.anythingFailed) {
         broken(facts, "restored",
                std::to_string(left_) + " entries were left, " + std::to_string(restored) + " restored and " +
                    std::to_string(named_) + " named");
+    }
+    if (unread_ > kills_ && facts.failedCalls == 0 && facts.failedAllocations == 0) {
+        broken(facts, "restored",
+               std::to_string(unread_) + " entries cannot be read after " + std::to_string(kills_) + " kills");
     }
 }
 
@@ -391,6 +397,7 @@ void Judge::finished(const Facts& facts) {
 }
 
 void Judge::ended(const Facts& facts, bool byItself) {
+    kills_ += byItself ? 0u : 1u;
     if (byItself && !end_.wasTold() && !facts.anythingFailed) {
         broken(facts, "ends", "the daemon ends, though nobody has told it to");
     }
@@ -432,7 +439,7 @@ void Judge::encode(WireWriter& out) const {
     for (const std::uint64_t value : valuesOf(sums())) {
         encode64(out, value);
     }
-    out.u32(doubled_).u32(clean_).text32(problem_).u32(static_cast<std::uint32_t>(events_.size()));
+    out.u32(doubled_).u32(clean_).u32(kills_).text32(problem_).u32(static_cast<std::uint32_t>(events_.size()));
     for (const Event& event : events_) {
         out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed))
             .u16(static_cast<std::uint16_t>((event.done ? 1u : 0u) << 8 | event.excess));
@@ -452,6 +459,7 @@ void Judge::decode(WireReader& in) {
     std::copy(values.begin() + 5, values.end(), former_.gone.begin());
     doubled_ = in.u32();
     clean_ = in.u32();
+    kills_ = in.u32();
     problem_ = in.text32();
     events_.resize(in.u32());
     for (Event& event : events_) {

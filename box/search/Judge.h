@@ -114,6 +114,7 @@ private:
     std::vector<Event> events_;
     std::uint32_t doubled_ = 0;  // mails that came once more than their event
     std::uint32_t clean_ = 0;    // ends of lives that leave nothing to be doubled
+    std::uint32_t kills_ = 0;    // lives that did not end by themselves
     Books::Sums former_;         // of the lives before
     std::set<std::string> entries_;
     // --- Of this life ---
@@ -138,6 +139,7 @@ private:
     bool restored_ = false;          // and not judged yet
     unsigned left_ = 0;              // entries' files at its beginning
     unsigned named_ = 0;             // those that were named, and not restored
+    unsigned unread_ = 0;            // of these, those that cannot be read
     long most_ = 0;                  // objects at one of the first rests
     unsigned rests_ = 0;
     // ---

@@ -485,6 +485,29 @@ TEST_F(JudgeTest, seesAnEntryThatIsNotRestored) {
     EXPECT_EQ(broken(), "restored");
 }
 
+TEST_F(JudgeTest, seesMoreFilesThatCannotBeReadThanThereWereKills) {
+    const auto restoreNone = [this] {
+        judge_.begins(directory_.path());
+        trace("processInitQueue", "Entry");
+        for (const char* const file : {"m1", "m8"}) {
+            log(16, kOrvLogId, "Error restoring message from " + send_ + "/" + file + ", ignoring");
+        }
+        judge_.stepped(facts_);
+    };
+    std::ofstream(send_ + "/m1") << "half";
+    std::ofstream(send_ + "/m8") << "half";
+    order({2, 1, 8});
+    judge_.ended(facts_, false);
+    judge_.ended(facts_, false);
+    restoreNone();
+    EXPECT_EQ(broken(), "");
+
+    judge_ = Judge();
+    judge_.ended(facts_, false);
+    restoreNone();
+    EXPECT_EQ(broken(), "restored");
+}
+
 TEST_F(JudgeTest, seesMemoryThatGrows) {
     for (facts_.objects = 100; facts_.objects < 110; ++facts_.objects) {
         judge_.stepped(facts_);
