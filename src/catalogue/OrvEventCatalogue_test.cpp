@@ -100,6 +100,29 @@ TEST(OrvEventCatalogue, doesNotKnowWhatIsNoEntryOfTheDaemon) {
     EXPECT_FALSE(orvFindInCatalogue(3, 0x8b000010u, "Will retry sending via SMTP server=a, port=25 "));
 }
 
+TEST(OrvEventCatalogue, takesAMatchForOneKindOnly) {
+    const auto found = orvFindInCatalogue(3, 0x8b000010u, "Will retry sending via SMTP server=a, port=25");
+    ASSERT_TRUE(found);
+
+    EXPECT_TRUE(found->is(orv_log::kRetryNow));
+    EXPECT_FALSE(found->is(orv_log::kRetryLater)) << "another number";
+    EXPECT_FALSE(found->is(orv_log::kRestoreEntryFailed)) << "another level";
+    const auto internal =
+        orvFindInCatalogue(kOrvLogInternal, kOrvLogId, "OrvCHClient::processDsStatus() unhandled id 0x0000000c");
+    ASSERT_TRUE(internal);
+    EXPECT_FALSE(internal->is(orv_log::kOrderUnopened)) << "another text";
+}
+
+TEST(OrvEventCatalogue, knowsATextThatWasCutBeforeANumber) {
+    const std::string server(500, 's');
+
+    const auto found =
+        orvFindInCatalogue(3, 0x8b000013u, "Encountered failure communicating with SMTP server=" + server + ", port=");
+
+    ASSERT_TRUE(found);
+    EXPECT_THAT(found->arguments, ElementsAre(server));
+}
+
 TEST(OrvEventCatalogue, recognisesAnEntryOfAnotherVersionByTheNumberThatOnlyItHas) {
     const auto today = orvRecognise(3, 0x8b000010u, "Will retry sending via SMTP server=a, port=25");
     ASSERT_TRUE(today);
