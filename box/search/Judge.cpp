@@ -29,7 +29,7 @@ constexpr Judge::Rule kRules[] = {
      "no mail comes twice, but for one at each end of a life that was no orderly one, and where a reply or a call went "
      "wrong"},
     {"files", "the order file lists what exists, and what exists is listed"},
-    {"attachments", "a capture's mail has all its parts, and each attachment is whole"},
+    {"attachments", "a capture has each file that there is, its mail all its parts, and each attachment is whole"},
     {"received", "an event that the daemon is set up to take comes to its queue as a message"},
     {"answers", "each request of management is answered"},
     {"named", "a request of a wrong length is named in the event log, and only such a one"},
@@ -205,6 +205,7 @@ void Judge::written(const Facts& facts, std::string_view text) {
     if (const std::size_t at = text.find(kSaid); at != text.npos) {
         said_ = text.substr(at + kSaid.size());
     }
+    checkLeftOut(facts, text);
     books_.traced(text);
     end_.traced(text, facts.troubles);
     if (text.find("has completed processing") != std::string_view::npos) {
@@ -289,6 +290,15 @@ void Judge::checkNamed(const Facts& facts) {
 void Judge::checkSaid(const Facts& facts, std::string_view what) {
     if (!said_.starts_with(what) && !blind_ && !facts.anythingFailed) {
         broken(facts, "said", "no trace of " + std::string(what.substr(0, what.find('\r'))));
+    }
+}
+
+// A capture that is told to end drops what it has not got.
+void Judge::checkLeftOut(const Facts& facts, std::string_view line) {
+    constexpr std::string_view kCapture = " OrvCHCapture execCapture: ";
+    const std::size_t at = line.find(kCapture);
+    if (at != line.npos && line.find(" is left out") != line.npos && !facts.anythingFailed && !end_.wasTold()) {
+        broken(facts, "attachments", "nothing has failed: " + std::string(line.substr(at + kCapture.size())));
     }
 }
 

@@ -104,6 +104,7 @@ private:
     void checkNamed(const Facts& facts);
     void clientSends(const Facts& facts, std::string_view what);
     void checkSaid(const Facts& facts, std::string_view what);
+    void checkLeftOut(const Facts& facts, std::string_view line);
     void checkClock(const Facts& facts, std::string_view line);
     void checkRestored(const Facts& facts);
     void checkCharges(const Facts& facts);

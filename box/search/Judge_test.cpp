@@ -379,6 +379,22 @@ TEST_F(JudgeTest, seesACapturesMailThatIsNotWhole) {
     EXPECT_EQ(broken(), "attachments");
 }
 
+TEST_F(JudgeTest, seesACaptureThatLeavesAFileOutThoughNothingHasFailed) {
+    const std::string line = "11/14/2023 UTC 22:15:00.000  1001 OrvCHCapture execCapture: /a/logfile.gz is left out\n";
+    facts_.anythingFailed = true;
+    judge_.written(facts_, line);
+    EXPECT_EQ(broken(), "");
+    facts_.anythingFailed = false;
+
+    judge_.written(facts_, line);
+    EXPECT_EQ(broken(), "attachments");
+
+    judge_ = Judge();
+    judge_.toldToEnd(facts_);
+    judge_.written(facts_, line);
+    EXPECT_EQ(broken(), "");
+}
+
 TEST_F(JudgeTest, seesARequestWithoutAnAnswer) {
     judge_.asked(facts_);
     judge_.answered();
