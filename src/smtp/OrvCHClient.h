@@ -9,7 +9,6 @@
 #include "mesgq/OrvSendQueue.h"
 #include "profile/OrvCHMesgCommon.h"
 #include "profile/OrvConfigListener.h"
-#include "smtp/OrvCHClientMesgs.h"
 #include "smtp/OrvRetryDelay.h"
 #include "smtp/OrvSendState.h"
 #include "smtp/OrvSendWorker.h"

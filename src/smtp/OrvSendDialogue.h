@@ -3,13 +3,19 @@
 // Marks the recipients and finished envelopes in the message, each change under the message's lock. Send thread only.
 #pragma once
 
-#include "smtp/OrvCHClientMesgs.h"
 #include "smtp/OrvEnvelopeDialogue.h"
 
 #include <array>
 #include <exception>
 #include <string>
 #include <utility>
+
+// How a dialogue failed.
+struct OrvSendFailure {
+    std::string reason;       // name of the SMTP error
+    std::string description;  // the system's, the resolver's or a fixed text
+    std::string response;     // the last refusing reply
+};
 
 class OrvSendDialogue {
 public:

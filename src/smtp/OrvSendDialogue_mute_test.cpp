@@ -8,7 +8,7 @@
 #include <chrono>
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
+using Seconds = std::chrono::seconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -17,7 +17,7 @@ namespace {
 
 struct Row {
     const char* stage;     // how the line begins that finds nobody; empty: the greeting
-    seconds held;          // what the dialogue waits for in all
+    Seconds held;          // what the dialogue waits for in all
     int result;            // of a dialogue for two profiles
     const char* reason;    // why it failed
     bool refuses = false;  // no recipient is accepted
@@ -55,11 +55,11 @@ protected:
 TEST_F(OrvSendDialogueMute, isWaitedForOnceAndThenToldNothingMore) {
     constexpr char kClosed[] = "Socket Closed Error";
     const Row rows[] = {
-        {"", seconds(300), -1, kClosed},     {"EHLO", seconds(300), -1, kClosed},
-        {"HELO", seconds(300), -1, kClosed}, {"MAIL", seconds(300), -1, kClosed},
-        {"RCPT", seconds(300), -1, kClosed}, {"DATA", seconds(120), -1, kClosed},
-        {".", seconds(600), -1, kClosed},    {"RSET", seconds(300), -1, kClosed, true},
-        {"QUIT", seconds(5), 0, ""},         {"QUIT", seconds(5), 0, "", true},
+        {"", Seconds(300), -1, kClosed},     {"EHLO", Seconds(300), -1, kClosed},
+        {"HELO", Seconds(300), -1, kClosed}, {"MAIL", Seconds(300), -1, kClosed},
+        {"RCPT", Seconds(300), -1, kClosed}, {"DATA", Seconds(120), -1, kClosed},
+        {".", Seconds(600), -1, kClosed},    {"RSET", Seconds(300), -1, kClosed, true},
+        {"QUIT", Seconds(5), 0, ""},         {"QUIT", Seconds(5), 0, "", true},
     };
     for (const Row& row : rows) {
         system_.muteSince = row.stage;
@@ -69,15 +69,15 @@ TEST_F(OrvSendDialogueMute, isWaitedForOnceAndThenToldNothingMore) {
 
 TEST_F(OrvSendDialogueMute, isWaitedForOnceWhenItTakesNothingMore) {
     const Row rows[] = {
-        {"EHLO", seconds(300), -1, "SMTP HELO Error"},
-        {"HELO", seconds(300), -1, "SMTP HELO Error"},
-        {"MAIL", seconds(300), -1, "SMTP MAIL FROM Error"},
-        {"RCPT", seconds(300), -1, "SMTP RCPT TO Error"},
-        {"DATA", seconds(120), -1, "SMTP DATA Error"},
-        {"Date", seconds(180), -1, "SMTP DATA Error"},
-        {".", seconds(600), -1, "SMTP DATA END Error"},
-        {"RSET", seconds(300), -1, "Socket Closed Error", true},
-        {"QUIT", seconds(5), 0, ""},
+        {"EHLO", Seconds(300), -1, "SMTP HELO Error"},
+        {"HELO", Seconds(300), -1, "SMTP HELO Error"},
+        {"MAIL", Seconds(300), -1, "SMTP MAIL FROM Error"},
+        {"RCPT", Seconds(300), -1, "SMTP RCPT TO Error"},
+        {"DATA", Seconds(120), -1, "SMTP DATA Error"},
+        {"Date", Seconds(180), -1, "SMTP DATA Error"},
+        {".", Seconds(600), -1, "SMTP DATA END Error"},
+        {"RSET", Seconds(300), -1, "Socket Closed Error", true},
+        {"QUIT", Seconds(5), 0, ""},
     };
     for (const Row& row : rows) {
         system_.stuckSince = row.stage;
@@ -92,7 +92,7 @@ TEST_F(OrvSendDialogueMute, toResetLeavesTheMailAsFarAsItCame) {
 
     EXPECT_EQ(run(), 0);
 
-    EXPECT_EQ(system_.held, seconds(300));
+    EXPECT_EQ(system_.held, Seconds(300));
     EXPECT_EQ(system_.lines.back(), "RSET");
     EXPECT_THAT(noc.Recipients, ElementsAre("#a@example.com"));
     EXPECT_TRUE(noc.Done);
@@ -106,7 +106,7 @@ TEST_F(OrvSendDialogueMute, toAQuitInsideATextHoldsUpNobodyForLong) {
 
     EXPECT_EQ(run(), -1);
 
-    EXPECT_EQ(system_.held, seconds(5));
+    EXPECT_EQ(system_.held, Seconds(5));
     EXPECT_THAT(system_.lines, ElementsAre(StartsWith("EHLO"), StartsWith("MAIL"), StartsWith("RCPT"), "DATA", "QUIT"));
     EXPECT_THAT(noc.Recipients, ElementsAre("a@example.com"));
     EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));

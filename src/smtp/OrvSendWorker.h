@@ -4,14 +4,65 @@
 // outcome for want of memory. Send thread only, once the thread runs.
 #pragma once
 
-#include "smtp/OrvCHClientMesgs.h"
 #include "smtp/OrvSMTPClient.h"
 #include "smtp/OrvSendDialogue.h"
 #include "smtp/OrvSendState.h"
-#include "smtp/OrvSpareEntries.h"
+#include "thread/OrvThread.h"
 
 #include <cstddef>
 #include <memory>
+#include <utility>
+#include <vector>
+
+class OrvCHMesg;
+
+// --- What OrvCHClient and its thread tell each other. None of them owns the message it carries: that is the queue's.
+
+// To the thread: mail this.
+class OrvCHClientSend final : public OrvToThreadMesg {
+public:
+    static constexpr std::uint32_t kCode = 1;
+
+    explicit OrvCHClientSend(OrvCHMesg* message) : OrvToThreadMesg(kCode), message_(message) {}
+    OrvCHMesg* message() const { return message_; }
+
+private:
+    OrvCHMesg* const message_;
+};
+
+// To the main thread: what became of a message. Made before it is sent, and filled in afterwards.
+class OrvCHClientOutcome : public OrvToMainMesg {
+public:
+    OrvCHMesg* message() const { return message_; }
+    void setMessage(OrvCHMesg* message) { message_ = message; }
+
+protected:
+    using OrvToMainMesg::OrvToMainMesg;
+
+private:
+    OrvCHMesg* message_ = nullptr;
+};
+
+// The dialogue failed.
+class OrvCHClientFail final : public OrvCHClientOutcome {
+public:
+    static constexpr std::uint32_t kCode = 1;
+
+    OrvCHClientFail() : OrvCHClientOutcome(kCode) {}
+    const OrvSendFailure& failure() const { return failure_; }
+    void setFailure(OrvSendFailure&& failure) { failure_ = std::move(failure); }
+
+private:
+    OrvSendFailure failure_;
+};
+
+// The dialogue went to its end; the message's marks tell what became of each recipient.
+class OrvCHClientSucceed final : public OrvCHClientOutcome {
+public:
+    static constexpr std::uint32_t kCode = 2;
+
+    OrvCHClientSucceed() : OrvCHClientOutcome(kCode) {}
+};
 
 // The send thread's way to the main thread.
 class OrvMainThreadDoor {
@@ -22,6 +73,23 @@ public:
 
 protected:
     ~OrvMainThreadDoor() = default;
+};
+
+// Entries for the event log in hand before they are needed, so that what has become of a mail can be told when there is
+// no memory left.
+class OrvSpareEntries {
+public:
+    // So many more; some of them may have come when it throws std::bad_alloc.
+    void add(std::size_t count);
+    // Gives back what is more than this.
+    void shrinkTo(std::size_t count);
+    std::size_t count() const { return spares_.size(); }
+
+    // One of the daemon's own, with as much of the text as every entry of a thread holds. Null when none is in hand.
+    std::unique_ptr<OrvThreadSwLogApp> take(const OrvLogKind& kind, const char* text);
+
+private:
+    std::vector<std::unique_ptr<OrvThreadSwLogApp>> spares_;
 };
 
 class OrvSendWorker final : private OrvSendReporter {
