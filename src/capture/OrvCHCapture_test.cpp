@@ -3,7 +3,7 @@
 #include "dbg/OrvEventLog.h"
 #include "mesg/OrvSequenceSource.h"
 #include "testing/capture/CaptureTest.h"
-#include "thread/OrvMesg.h"
+#include "thread/OrvThread.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

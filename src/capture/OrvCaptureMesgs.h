@@ -5,7 +5,7 @@
 #pragma once
 
 #include "mesg/OrvCHMesg.h"
-#include "thread/OrvMesg.h"
+#include "thread/OrvThread.h"
 
 #include <cstdint>
 #include <memory>

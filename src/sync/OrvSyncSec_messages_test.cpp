@@ -4,7 +4,7 @@
 #include "testing/dbg/RecordedEventLog.h"
 #include "testing/sync/SyncFixture.h"
 #include "testing/thread/ServeUntil.h"
-#include "thread/OrvMesg.h"
+#include "thread/OrvThread.h"
 
 #include <filesystem>
 #include <memory>

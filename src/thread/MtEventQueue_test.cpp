@@ -1,4 +1,4 @@
-#include "thread/MtEventQueue.h"
+#include "thread/MtQueue.h"
 
 #include "Descriptor.h"
 #include "testing/FailingCalls.h"

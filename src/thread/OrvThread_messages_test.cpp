@@ -1,7 +1,6 @@
 #include "Hsb_Component.h"
 #include "testing/FailingCalls.h"
 #include "testing/thread/WorkerFixture.h"
-#include "thread/OrvMesg.h"
 #include "thread/OrvThread.h"
 
 #include <pthread.h>

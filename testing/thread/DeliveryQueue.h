@@ -1,7 +1,7 @@
 // Test support: messages that count themselves, and a queue that remembers what it delivered.
 #pragma once
 
-#include "thread/MtEventQueue.h"
+#include "thread/MtQueue.h"
 
 #include <atomic>
 #include <cstdint>
