@@ -1,6 +1,6 @@
 #include "smtp/OrvSMTPConnection.h"
 
-#include "base/OrvAwaitConnection.h"
+#include "base/OrvSocketLimits.h"
 #include "base/OrvText.h"
 
 #include <arpa/inet.h>

@@ -1,6 +1,6 @@
 #include "smtp/OrvSMTPSystem.h"
 
-#include "base/OrvTimeval.h"
+#include "base/OrvSocketLimits.h"
 
 #include <poll.h>
 
@@ -45,8 +45,7 @@ std::chrono::steady_clock::time_point OrvSMTPSystem::now() {
 }
 
 void OrvSMTPSystem::bound(int socket, int option, std::chrono::milliseconds limit) {
-    const timeval value = orvTimeval(limit);
-    setsockopt(socket, SOL_SOCKET, option, &value, sizeof value);
+    orvBoundSocket(socket, option, limit);
 }
 
 int OrvSMTPSystem::lookUp(const std::string& name, int flags, AddressList& list) {

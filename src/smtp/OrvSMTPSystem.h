@@ -27,8 +27,7 @@ public:
     // Bytes have come that nobody has received yet.
     virtual bool hasBytes(int socket);
     virtual std::chrono::steady_clock::time_point now();
-    // Bounds every single send, or receive, from now on: SO_SNDTIMEO or SO_RCVTIMEO. A socket that cannot be bounded is
-    // broken: using it will tell.
+    // As orvBoundSocket.
     virtual void bound(int socket, int option, std::chrono::milliseconds limit);
 
     // A resolved name's addresses, given back to the system that found them.

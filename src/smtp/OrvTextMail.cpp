@@ -2,7 +2,7 @@
 
 #include "base/OrvTimeText.h"
 #include "mesg/OrvCHMesg.h"
-#include "mesg/OrvLevel.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "profile/OrvCHMesgCommon.h"
 
 namespace {

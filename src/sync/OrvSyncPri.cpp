@@ -1,8 +1,8 @@
 #include "sync/OrvSyncPri.h"
 
 #include "Descriptor.h"
-#include "base/OrvAwaitConnection.h"
 #include "base/OrvPaths.h"
+#include "base/OrvSocketLimits.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "sync/OrvSyncRecord.h"

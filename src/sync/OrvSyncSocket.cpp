@@ -1,12 +1,11 @@
 #include "sync/OrvSyncSocket.h"
 
-#include "base/OrvTimeval.h"
+#include "base/OrvSocketLimits.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include <cerrno>
 #include <utility>
@@ -43,9 +42,8 @@ void OrvSyncSocket::end() {
 }
 
 void OrvSyncSocket::prepare(std::chrono::milliseconds limit) const {
-    const timeval value = orvTimeval(limit);
-    setsockopt(descriptor_.get(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
-    setsockopt(descriptor_.get(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
+    orvBoundSocket(descriptor_.get(), SO_RCVTIMEO, limit);
+    orvBoundSocket(descriptor_.get(), SO_SNDTIMEO, limit);
     const int on = 1;
     setsockopt(descriptor_.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
     setsockopt(descriptor_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

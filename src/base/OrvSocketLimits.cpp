@@ -1,9 +1,19 @@
-#include "base/OrvAwaitConnection.h"
+#include "base/OrvSocketLimits.h"
 
 #include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
+
+void orvBoundSocket(int socket, int option, std::chrono::milliseconds limit) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    timeval value{};
+    value.tv_sec = static_cast<decltype(value.tv_sec)>(seconds.count());
+    value.tv_usec = static_cast<decltype(value.tv_usec)>((limit - seconds).count() * 1000);
+    setsockopt(socket, SOL_SOCKET, option, &value, sizeof value);
+}
 
 int orvAwaitConnection(int socket, std::chrono::milliseconds limit) {
     using Clock = std::chrono::steady_clock;
