@@ -3,8 +3,8 @@
 #include "Sw_Log_Type.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
-#include "mesg/OrvLevel.h"
 #include "mesg/OrvMesgElement.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "mesg/OrvMesgTags.h"
 
 #include <strings.h>

@@ -8,11 +8,10 @@
 #include "base/OrvTimeText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
-#include "mesg/OrvLevel.h"
 #include "mesg/OrvMesgElement.h"
 #include "mesg/OrvMesgFile.h"
 #include "mesg/OrvMesgFileReader.h"
-#include "mesg/OrvMesgId.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "mesg/OrvMesgTags.h"
 
 #include <fcntl.h>

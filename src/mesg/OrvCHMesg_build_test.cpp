@@ -1,5 +1,5 @@
 #include "Sw_Log_Type.h"
-#include "mesg/OrvMesgId.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "testing/mesg/MesgTest.h"
 
 #include <optional>

@@ -1,4 +1,4 @@
-#include "mesg/OrvLevel.h"
+#include "mesg/OrvMesgNumbers.h"
 
 #include <gtest/gtest.h>
 

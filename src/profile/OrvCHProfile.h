@@ -4,7 +4,7 @@
 #pragma once
 
 #include "mesg/OrvCHEnvelope.h"
-#include "mesg/OrvLevel.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "profile/CronCaptureItem.h"
 
 #include <cstdint>

@@ -4,7 +4,7 @@
 #include "catalogue/OrvLogEntries.h"
 #include "host_root.h"
 #include "mesg/OrvCHMesg.h"
-#include "mesg/OrvLevel.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "switchctl/ahead/AheadWords.h"
 #include "switchctl/ahead/ProbedProfile.h"
 #include "switchctl/ahead/RunAhead.h"

@@ -1,7 +1,7 @@
 #include "switchctl/commands/Explanations.h"
 
 #include "catalogue/OrvEventCatalogue.h"
-#include "mesg/OrvLevel.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "switchctl/client/Management.h"
 #include "switchctl/queue/QueueRows.h"
 #include "switchctl/status/Problems.h"

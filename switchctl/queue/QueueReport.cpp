@@ -1,6 +1,6 @@
 #include "switchctl/queue/QueueReport.h"
 
-#include "mesg/OrvLevel.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "switchctl/status/StatusVerdict.h"
 #include "switchctl/text/JsonTime.h"
 #include "switchctl/text/Second.h"

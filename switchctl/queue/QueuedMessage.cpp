@@ -2,7 +2,7 @@
 
 #include "mesg/OrvMesgElement.h"
 #include "mesg/OrvMesgFileReader.h"
-#include "mesg/OrvMesgId.h"
+#include "mesg/OrvMesgNumbers.h"
 #include "mesg/OrvMesgTags.h"
 #include "switchctl/text/Second.h"
 #include "switchctl/text/Text.h"
