@@ -100,9 +100,12 @@ void Judge::asked(const Facts& facts) {
     askedLast_ = facts.now;
 }
 
-void Judge::askedWrongly(const Facts& facts) {
-    ++wrong_;
-    wrongLast_ = facts.now;
+void Judge::askedWrongly(const Facts& facts, bool isFree) {
+    ++nameable_;
+    if (isFree) {
+        ++wrong_;
+        wrongLast_ = facts.now;
+    }
 }
 
 void Judge::mailTaken(const Facts& facts, const Mail& mail) {
@@ -176,9 +179,10 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
         delays_.beginAnew();
     } else if (match->is(kBadProfileChange) || match->is(kBadTestProfile) || match->is(kBadClearQueue) ||
                match->is(kBadProcessedInfo) || match->is(kBadChangeover) || match->is(kBadQueueInfo)) {
-        if (wrong_ == 0 && !facts.anythingFailed) {
+        if (nameable_ == 0 && !facts.anythingFailed) {
             broken(facts, "named", "there was no such request: " + entry.text);
         }
+        nameable_ -= nameable_ > 0 ? 1 : 0;
         wrong_ -= wrong_ > 0 ? 1 : 0;
     } else if (match->is(kBuildDetailRequest)) {
         delays_.mayBeginAnew();

@@ -56,8 +56,8 @@ public:
     void expectsMessage(const Facts& facts);
     // A request of management reaches a daemon that is free to answer it.
     void asked(const Facts& facts);
-    // A request that no request is: of a wrong length.
-    void askedWrongly(const Facts& facts);
+    // A request that no request is: of a wrong length. isFree: the daemon is free to name it, as above.
+    void askedWrongly(const Facts& facts, bool isFree);
     void answered() { questions_ -= questions_ > 0 ? 1 : 0; }
     void mailTaken(const Facts& facts, const Mail& mail);
     void logged(const Facts& facts, const LogEntry& entry);
@@ -128,7 +128,8 @@ private:
     Time expectedLast_ = 0;        // at
     std::uint32_t questions_ = 0;  // without an answer; the last of them
     Time askedLast_ = 0;           // at
-    std::uint32_t wrong_ = 0;      // requests that no entry has named; the last of them
+    std::uint32_t nameable_ = 0;   // requests of a wrong length that no entry has named
+    std::uint32_t wrong_ = 0;      // of these, those that one has to name; the last of them
     Time wrongLast_ = 0;           // at
     std::string said_;             // the last trace of a line to a server
     std::string begun_;            // of a line to a server that names a recipient, without its end yet

@@ -298,16 +298,26 @@ TEST_F(JudgeTest, seesAChargeThatIsNotWhatTheFileStandsFor) {
 }
 
 TEST_F(JudgeTest, seesARequestOfAWrongLengthThatNobodyNames) {
-    judge_.askedWrongly(facts_);
+    judge_.askedWrongly(facts_, true);
     log(15, kOrvLogId, "Error in ORV_API_MSG_CH_CHANGEOVER_CMD message");
     facts_.now += 10 * kSecond;
     judge_.stepped(facts_);
     EXPECT_EQ(broken(), "");
-    judge_.askedWrongly(facts_);
+    judge_.askedWrongly(facts_, true);
     facts_.now += 10 * kSecond;
     judge_.stepped(facts_);
 
     EXPECT_EQ(broken(), "named");
+}
+
+TEST_F(JudgeTest, letsADaemonThatIsNotFreeNameARequestOrNot) {
+    judge_.askedWrongly(facts_, false);
+    judge_.askedWrongly(facts_, false);
+    log(15, kOrvLogId, "Error in ORV_API_MSG_CH_CHANGEOVER_CMD message");
+    facts_.now += 10 * kSecond;
+    judge_.stepped(facts_);
+
+    EXPECT_EQ(broken(), "");
 }
 
 TEST_F(JudgeTest, seesAGoodRequestThatIsNamedAsAWrongOne) {

@@ -311,8 +311,8 @@ void RandomHistory::askWrongly(Life& life) {
         code == ManagementCode::TEST_PROFILE ? ManagementSize::TEST_REQUEST : ManagementSize::REQUEST;
     const std::size_t length = dice_.oneIn(4) ? 0 : right + 1 + dice_.below(40);
     life.tell("request " + std::to_string(code) + " with " + std::to_string(length) + " bytes");
-    if (life.manage(code, std::vector<std::uint8_t>(length)) && isSettled(life)) {
-        judge_.askedWrongly(factsOf(life));
+    if (life.manage(code, std::vector<std::uint8_t>(length))) {
+        judge_.askedWrongly(factsOf(life), isSettled(life));
     }
 }
 
