@@ -194,6 +194,7 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
 
 void Judge::begins(const std::string& root) {
     left_ = entriesWithFiles(root);
+    captures_ = captureEntries(root);
 }
 
 // An entry's end begins the failures anew.
@@ -323,7 +324,7 @@ void Judge::checkClock(const Facts& facts, std::string_view line) {
     }
 }
 
-// On a sound machine a file that no start can read is one that a kill met in its writing.
+// On a sound machine a file that no start can read is a capture's, or one that a kill met in its writing.
 void Judge::checkRestored(const Facts& facts) {
     const std::uint64_t restored = books_.sums().restored;
     if ((restored + named_ < left_ || restored > left_) && !facts.anythingFailed) {
@@ -331,7 +332,7 @@ void Judge::checkRestored(const Facts& facts) {
                std::to_string(left_) + " entries were left, " + std::to_string(restored) + " restored and " +
                    std::to_string(named_) + " named");
     }
-    if (unread_ > kills_ && facts.failedCalls == 0 && facts.failedAllocations == 0) {
+    if (unread_ > kills_ + captures_ && facts.failedCalls == 0 && facts.failedAllocations == 0) {
         broken(facts, "restored",
                std::to_string(unread_) + " entries cannot be read after " + std::to_string(kills_) + " kills");
     }

@@ -140,6 +140,7 @@ private:
     std::int64_t lastMailed_ = -1;   // event
     bool restored_ = false;          // and not judged yet
     unsigned left_ = 0;              // entries' files at its beginning
+    unsigned captures_ = 0;          // of these, of captures
     unsigned named_ = 0;             // those that were named, and not restored
     unsigned unread_ = 0;            // of these, those that cannot be read
     long most_ = 0;                  // objects at one of the first rests

@@ -532,6 +532,12 @@ TEST_F(JudgeTest, seesMoreFilesThatCannotBeReadThanThereWereKills) {
     judge_.ended(facts_, false);
     restoreNone();
     EXPECT_EQ(broken(), "restored");
+
+    std::ofstream(send_ + "/m8") << "<OrvCHMesg>\n<CronSeq>\n17\n";
+    judge_ = Judge();
+    judge_.ended(facts_, false);
+    restoreNone();
+    EXPECT_EQ(broken(), "") << "one is a capture";
 }
 
 TEST_F(JudgeTest, seesMemoryThatGrows) {

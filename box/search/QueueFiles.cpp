@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string_view>
 #include <vector>
 
@@ -114,6 +116,19 @@ unsigned entriesWithFiles(const std::string& root) {
         count += entriesIn(root + kBelow + queue).size();
     }
     return static_cast<unsigned>(count);
+}
+
+unsigned captureEntries(const std::string& root) {
+    unsigned count = 0;
+    for (const char* queue : kQueueNames) {
+        const std::string directory = root + kBelow + queue;
+        for (const std::uint32_t number : entriesIn(directory)) {
+            std::ifstream file(directory + "/m" + std::to_string(number));
+            const std::string text{std::istreambuf_iterator<char>(file), {}};
+            count += text.find("\n<CronSeq>\n") != std::string::npos ? 1u : 0u;
+        }
+    }
+    return count;
 }
 
 unsigned waitingEntries(const std::string& root) {

@@ -12,6 +12,8 @@ namespace box {
 std::string queueFilesProblem(const std::string& root, const Excuses& excuses = {});
 // How many entries of all queues have a file.
 unsigned entriesWithFiles(const std::string& root);
+// How many of these are captures, whose files no start can read.
+unsigned captureEntries(const std::string& root);
 // How many entries of the send queue have a file.
 unsigned waitingEntries(const std::string& root);
 
