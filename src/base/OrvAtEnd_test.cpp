@@ -1,4 +1,4 @@
-#include "base/OrvAtEnd.h"
+#include "base/OrvSteps.h"
 
 #include <gtest/gtest.h>
 

@@ -216,6 +216,20 @@ int orvWriteWhole(int file, const void* data, std::size_t size) {
     return written < 0 ? -1 : 0;
 }
 
+int orvWriteAll(int file, const void* data, std::size_t size) {
+    const char* rest = static_cast<const char*>(data);
+    while (size > 0) {
+        const ssize_t written = again([&] { return ::write(file, rest, size); });
+        if (written <= 0) {
+            errno = written < 0 ? errno : EIO;
+            return -1;
+        }
+        rest += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return 0;
+}
+
 int orvRewriteFile(int file, off_t before, const void* data, std::size_t size) {
     const auto after = static_cast<off_t>(size);
     if (orvWriteWhole(file, data, size) < 0) {

@@ -36,6 +36,8 @@ Descriptor orvOpenDirectory(std::string_view path);
 
 // Writes all of it where the file stands, or -1 with errno: ENOSPC when only a part has found room.
 [[nodiscard]] int orvWriteWhole(int file, const void* data, std::size_t size);
+// The same in as many pieces as it takes: EIO when no further byte has found room.
+[[nodiscard]] int orvWriteAll(int file, const void* data, std::size_t size);
 // Makes data the whole content of a file that has so many bytes and is at no moment empty: written over what is there,
 // then cut where it was longer.
 [[nodiscard]] int orvRewriteFile(int file, off_t before, const void* data, std::size_t size);

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "base/OrvAssert.h"
-#include "base/OrvThreadSafety.h"
+#include "thread_safety.h"  // IWYU pragma: export
 
 #include <pthread.h>
 

@@ -1,4 +1,4 @@
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 
 #include "Descriptor.h"
 

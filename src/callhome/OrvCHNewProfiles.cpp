@@ -1,7 +1,7 @@
 #include "callhome/OrvCHNewProfiles.h"
 
 #include "MessageCodes.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "dbg/OrvEventLog.h"
 
 #include <utility>

@@ -3,8 +3,7 @@
 
 #include "Mt/Threader.h"
 #include "base/OrvAssert.h"
-#include "base/OrvAtEnd.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
 #include "capture/OrvCaptureMesgs.h"

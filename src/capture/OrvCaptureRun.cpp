@@ -1,8 +1,7 @@
 #include "capture/OrvCaptureRun.h"
 
-#include "base/OrvAtEnd.h"
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvPaths.h"
 #include "base/OrvShell.h"
 #include "base/OrvText.h"

@@ -1,8 +1,8 @@
 #include "capture/OrvCaptureSequence.h"
 
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvSteps.h"
 #include "dbg/OrvDbg.h"
 #include "mesg/OrvSequenceSource.h"
 #include "word_order.h"

@@ -1,8 +1,8 @@
 #include "capture/OrvCompressedFile.h"
 
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvSteps.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
 #include "dbg/OrvDbg.h"
 
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvSteps.h"
 #include "base/OrvTimeText.h"
 #include "dbg/OrvLineFormat.h"
 #include "uptime.h"

@@ -1,9 +1,8 @@
 #include "mesg/OrvBase64.h"
 
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
-#include "base/OrvWriteAll.h"
 #include "mesg/OrvBase64Codec.h"
 
 #include <fcntl.h>

@@ -3,7 +3,7 @@
 #include "Sw_Log_Type.h"
 #include "base/OrvAssert.h"
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
 #include "dbg/OrvDbg.h"

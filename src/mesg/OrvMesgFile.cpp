@@ -1,7 +1,7 @@
 #include "mesg/OrvMesgFile.h"
 
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 
 #include <unistd.h>
 

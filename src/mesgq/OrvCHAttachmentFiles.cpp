@@ -2,8 +2,8 @@
 
 #include "Directory_Stream.h"
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"

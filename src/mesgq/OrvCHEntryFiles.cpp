@@ -2,7 +2,7 @@
 
 #include "Descriptor.h"
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"

@@ -1,6 +1,6 @@
 #include "mesgq/OrvCHMesgQAdmission.h"
 
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvTimeText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"

@@ -1,7 +1,7 @@
 #include "mesgq/OrvCHMesgQRestore.h"
 
 #include "base/OrvNumber.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"

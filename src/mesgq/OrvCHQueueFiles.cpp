@@ -3,8 +3,8 @@
 #include "Descriptor.h"
 #include "base/OrvFiles.h"
 #include "base/OrvNumber.h"
-#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 
 #include <fcntl.h>

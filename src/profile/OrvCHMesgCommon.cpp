@@ -1,7 +1,7 @@
 #include "profile/OrvCHMesgCommon.h"
 
 #include "MessageCodes.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvAddressText.h"

@@ -1,7 +1,7 @@
 #include "profile/OrvCHProfile.h"
 
 #include "base/OrvNumber.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "base/OrvTimeText.h"
 #include "dbg/OrvDbg.h"

@@ -1,7 +1,7 @@
 #include "profile/OrvProfileReader.h"
 
 #include "MessageCodes.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"

@@ -1,7 +1,7 @@
 // What the client does when there is no memory for a message between its threads, or for what it has to say.
 #include "Dispatcher.h"
 #include "Timeval.h"
-#include "base/OrvAtEnd.h"
+#include "base/OrvSteps.h"
 #include "smtp/OrvSMTPSystem.h"
 #include "testing/FailingCalls.h"
 #include "testing/smtp/ClientFixture.h"

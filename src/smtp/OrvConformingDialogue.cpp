@@ -1,6 +1,6 @@
 // The conforming dialogue, as RFC 5321 has it.
-#include "base/OrvAtEnd.h"
 #include "base/OrvMutex.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
 #include "mesgq/OrvSendQueue.h"
 #include "smtp/OrvConformingMail.h"

@@ -1,10 +1,9 @@
 #include "smtp/OrvMimeMail.h"
 
 #include "base/OrvFiles.h"
-#include "base/OrvOnceMore.h"
 #include "base/OrvPaths.h"
+#include "base/OrvSteps.h"
 #include "base/OrvText.h"
-#include "base/OrvWriteAll.h"
 #include "dbg/OrvDbg.h"
 #include "mesg/OrvCHMesg.h"
 

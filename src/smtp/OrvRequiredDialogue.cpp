@@ -1,6 +1,6 @@
 // The required dialogue: one receive is a reply, texts go out as composed, and who is put off is tried once more, at
 // once.
-#include "base/OrvAtEnd.h"
+#include "base/OrvSteps.h"
 #include "mesgq/OrvSendQueue.h"
 #include "smtp/OrvEnvelopeDialogue.h"
 #include "smtp/OrvMailBuffer.h"

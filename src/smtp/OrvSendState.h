@@ -2,7 +2,6 @@
 #pragma once
 
 #include "base/OrvMutex.h"
-#include "base/OrvThreadSafety.h"
 #include "smtp/OrvMailServers.h"
 
 #include <atomic>

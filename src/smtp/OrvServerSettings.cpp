@@ -2,7 +2,7 @@
 
 #include "MessageCodes.h"
 #include "base/OrvNumber.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvDsStatus.h"

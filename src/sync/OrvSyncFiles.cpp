@@ -1,9 +1,9 @@
 #include "sync/OrvSyncFiles.h"
 
 #include "Descriptor.h"
+#include "base/OrvFiles.h"
 #include "base/OrvPaths.h"
 #include "base/OrvText.h"
-#include "base/OrvWriteAll.h"
 #include "dbg/OrvDbg.h"
 #include "host_root.h"
 #include "sync/OrvSyncCleaner.h"

@@ -1,7 +1,7 @@
 #include "thread/OrvThread.h"
 
 #include "app_log.h"
-#include "base/OrvOnceMore.h"
+#include "base/OrvSteps.h"
 #include "base/OrvTell.h"
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"

@@ -1,11 +1,12 @@
-// Another try for what failed for a reason that may be gone at once: a signal, or a moment without memory, descriptors
-// or an answer of the flash.
+// Steps that may fail: another try for what fails for a reason that may be gone at once - a signal, or a moment without
+// memory, descriptors or an answer of the flash -, and what is done behind a step however it ends.
 //
-// For steps that would cost a message, and are seldom enough that nobody waits for the other tries. Any thread.
+// Other tries are for steps that would cost a message, and are seldom enough that nobody waits for them. Any thread.
 #pragma once
 
 #include <cerrno>
 #include <new>
+#include <utility>
 
 inline bool orvMayPass(int error) {
     return error == EINTR || error == EAGAIN || error == ENOMEM || error == EMFILE || error == ENFILE || error == EIO;
@@ -56,3 +57,17 @@ auto orvPersistently(Step&& step) {
     }
     return step();
 }
+
+// Runs an action at the end of its scope, also when an exception leaves it. The action must not throw: the scope may be
+// left for want of memory already.
+template <typename Action>
+class OrvAtEnd {
+public:
+    explicit OrvAtEnd(Action action) : action_(std::move(action)) {}
+    ~OrvAtEnd() { action_(); }
+    OrvAtEnd(const OrvAtEnd&) = delete;
+    OrvAtEnd& operator=(const OrvAtEnd&) = delete;
+
+private:
+    Action action_;
+};
