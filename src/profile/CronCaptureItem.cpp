@@ -12,6 +12,7 @@ namespace {
 
 constexpr char kTraceModule[] = "CronCaptureItem";
 
+constexpr std::array kKindNames{"None", "Cron", "Event"};
 constexpr std::array kDayNames{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr std::uint32_t kMostHours = 23;
 constexpr std::uint32_t kMostMinutes = 59;
@@ -29,6 +30,19 @@ bool isOneOrTwoLong(const std::string& text) {
 }
 
 }  // namespace
+
+const char* ScheduleItem::kindName(Kind kind) {
+    return kind < kKindNames.size() ? kKindNames[kind] : kKindNames[kNone];
+}
+
+std::optional<ScheduleItem::Kind> ScheduleItem::kindByName(std::string_view name) {
+    for (std::uint32_t kind = 0; kind < kKindNames.size(); ++kind) {
+        if (name == kKindNames[kind]) {
+            return static_cast<Kind>(kind);
+        }
+    }
+    return std::nullopt;
+}
 
 CronCaptureItem::CronCaptureItem() : ScheduleItem(kCron) {
     ORV_TRACE("constructor: %p\n", static_cast<void*>(this));

@@ -1,15 +1,44 @@
 // One weekly capture of a profile: on which day and at what local time, every how many weeks, and what to run.
 //
-// The profile reader fills it from the attribute store's texts; the capture schedule keeps copies of it with the
-// times of the last and the next run. One thread at a time.
+// The profile reader fills it from the attribute store's texts. Plain data, copied freely: the capture schedule keeps
+// copies of it with the times of the last and the next run, and a started capture has its own. One thread at a time.
 #pragma once
-
-#include "profile/ScheduleItem.h"
 
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+
+// What every scheduled item has: a kind, and the name of the profile that owns it.
+class ScheduleItem {
+public:
+    enum Kind : std::uint32_t { kNone = 0, kCron = 1, kEvent = 2 };
+
+    explicit ScheduleItem(Kind kind) : kind_(kind) {}
+
+    // "None", "Cron", "Event".
+    static const char* kindName(Kind kind);
+    // Exact, case-sensitive; nothing for any other name.
+    static std::optional<Kind> kindByName(std::string_view name);
+
+    Kind kind() const { return kind_; }
+
+    // The owner's name, by which the result of a capture finds its profile again. No profile bears the name that an
+    // item starts with.
+    const std::string& profileName() const { return profileName_; }
+    void setProfileName(std::string name) { profileName_ = std::move(name); }
+
+protected:
+    ~ScheduleItem() = default;
+    ScheduleItem(const ScheduleItem&) = default;
+    ScheduleItem& operator=(const ScheduleItem&) = default;
+
+private:
+    Kind kind_;
+    std::string profileName_ = "\xFF";
+};
 
 class CronCaptureItem final : public ScheduleItem {
 public:

@@ -126,24 +126,13 @@ int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::sp
 
 // Minus the number of unknown keys. The identity changes as a whole or not at all.
 int OrvCHMesgCommon::applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
-    constexpr char kFunction[] = "processConfigBulk";
     const ReadEnd end(*this);
     OrvIdentity identity = orvPersistently([this] { return identity_; });
-    int unknown = 0;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const DsEntry& entry = entries[i];
-        orvTrace(kTraceModule, kFunction, "name = %s, type = %d, value = %s\n", entry.name.c_str(),
-                 static_cast<int>(entry.type), entry.value.c_str());
-        if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
-            orvReportBadStatus(kTraceModule, kFunction, i, status);
-        } else if (!apply(entry, identity)) {
-            orvLog(orv_log::kAttributeUnknown, kTraceModule, kUnknownAttributeLine, entry.value.c_str());
-            ++unknown;
-        }
-    }
+    const int result = orvTakeAnswer(kTraceModule, kUnknownAttributeLine, entries, statuses,
+                                     [&](const DsEntry& entry) { return apply(entry, identity); });
     const Mt::Lock lock(lock_);
     identity_ = std::move(identity);
-    return -unknown;
+    return result;
 }
 
 bool OrvCHMesgCommon::apply(const DsEntry& entry, OrvIdentity& identity) {

@@ -67,23 +67,13 @@ int OrvServerSettings::request() {
 }
 
 int OrvServerSettings::apply(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
-    constexpr char kFunction[] = "processConfigBulk";
-    int unknown = 0;
     const Mt::Lock lock(state_.lock);
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const DsEntry& entry = entries[i];
-        orvTrace(kTraceModule, kFunction, "name = %s, type = %d, value = %s\n", entry.name.c_str(),
-                 static_cast<int>(entry.type), entry.value.c_str());
-        if (const std::int32_t status = orvStatusAt(statuses, i); !orvIsGoodStatus(status)) {
-            orvReportBadStatus(kTraceModule, kFunction, i, status);
-        } else if (!applyEntry(entry)) {
-            orvLog(orv_log::kAttributeUnknown, kTraceModule, kUnknownAttributeLine, entry.value.c_str());
-            ++unknown;
-        }
-    }
+    const int result =
+        orvTakeAnswer(kTraceModule, kUnknownAttributeLine, entries, statuses,
+                      [this](const DsEntry& entry) ORV_REQUIRES(state_.lock) { return applyEntry(entry); });
     state_.servers.chooseActive();
     publish();
-    return -unknown;
+    return result;
 }
 
 // False when the key is unknown.
