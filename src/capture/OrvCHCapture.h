@@ -6,11 +6,11 @@
 #pragma once
 
 #include "base/OrvShell.h"
+#include "capture/OrvCaptureMesgs.h"
 #include "capture/OrvCaptureRun.h"
 #include "capture/OrvCaptureSchedule.h"
 #include "capture/OrvCaptureSequence.h"
 #include "capture/OrvCaptureSink.h"
-#include "capture/OrvStartedCapture.h"
 #include "mesg/OrvSequenceSource.h"
 #include "profile/CronCaptureItem.h"
 #include "thread/OrvThread.h"

@@ -5,13 +5,24 @@
 #pragma once
 
 #include "mesg/OrvCHMesg.h"
+#include "profile/CronCaptureItem.h"
 #include "thread/OrvThread.h"
 
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <utility>
 
-struct OrvStartedCapture;
+// A capture that has been handed to the thread: its own copy of the item, so that a profile change meanwhile does
+// not touch it, and the time of the check that started it.
+struct OrvStartedCapture {
+    OrvStartedCapture() = default;
+    // The one copy that is made of an item when it is started.
+    OrvStartedCapture(const CronCaptureItem& started, std::time_t time) : item(started), checkTime(time) {}
+
+    CronCaptureItem item;
+    std::time_t checkTime = 0;
+};
 
 // Main thread to capture thread: run this capture.
 class OrvCHCaptureExec final : public OrvToThreadMesg {

@@ -1,7 +1,7 @@
 // A whole capture when any one of its file calls fails, or is the process's last: the next one is complete.
+#include "capture/OrvCaptureMesgs.h"
 #include "capture/OrvCaptureRun.h"
 #include "capture/OrvCaptureSequence.h"
-#include "capture/OrvStartedCapture.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
 #include "testing/FailingCalls.h"

@@ -1,6 +1,6 @@
 // What a capture leaves behind when there is no memory.
+#include "capture/OrvCaptureMesgs.h"
 #include "capture/OrvCaptureRun.h"
-#include "capture/OrvStartedCapture.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
 #include "testing/FailingCalls.h"

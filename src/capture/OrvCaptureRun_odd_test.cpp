@@ -1,7 +1,7 @@
 // Captures by the real shell and the real compressor, of programs and files that are not as they should be.
 #include "Descriptor.h"
+#include "capture/OrvCaptureMesgs.h"
 #include "capture/OrvCaptureRun.h"
-#include "capture/OrvStartedCapture.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
 #include "platform/posix/HostRoot.h"

@@ -1,6 +1,6 @@
 #include "capture/OrvCaptureRun.h"
 
-#include "capture/OrvStartedCapture.h"
+#include "capture/OrvCaptureMesgs.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvSequenceSource.h"
 #include "platform/posix/HostRoot.h"
