@@ -38,7 +38,7 @@ void publish(Timetable& table, std::uint64_t second, const std::string& text) {
     LogRecord event;
     event.record.number = 0x00010001;
     event.record.text = text;
-    const WireBytes bytes = event.encode();
+    const WireBytes bytes = encodeFields(event);
     table.steps.push_back({second * kSecond, Act::kPublish, 0, {bytes.begin(), bytes.end()}});
 }
 
@@ -110,14 +110,14 @@ TEST(Timetable, comesOutOfItsBytesAsItWentIn) {
     publish(table, 20, "a fan has stopped");
     table.files.push_back({"/tmp/x", std::string("a\0b", 3)});
     table.listenFor = {"x"};
-    const WireBytes bytes = table.encode();
+    const WireBytes bytes = encodeFields(table);
 
-    const auto again = Timetable::decode(bytes);
+    const auto again = decodeFields<Timetable>(bytes);
 
     ASSERT_TRUE(again);
-    EXPECT_EQ(again->encode(), bytes);
+    EXPECT_EQ(encodeFields(*again), bytes);
     EXPECT_EQ(again->steps[0].bytes, table.steps[0].bytes);
-    EXPECT_FALSE(Timetable::decode(WireSpan(bytes).first(bytes.size() - 1)));
+    EXPECT_FALSE(decodeFields<Timetable>(WireSpan(bytes).first(bytes.size() - 1)));
 }
 
 }  // namespace ahead

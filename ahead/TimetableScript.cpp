@@ -47,7 +47,7 @@ void TimetableScript::act(box::Life& life, const Step& step) {
     };
     switch (step.act) {
         case Act::kPublish:
-            if (const auto record = LogRecord::decode(bytesOf(step.bytes))) {
+            if (const auto record = decodeFields<LogRecord>(bytesOf(step.bytes))) {
                 static_cast<void>(life.services().happenings().logRecord(record->record, record->timed));
             }
             return;
@@ -89,13 +89,13 @@ void TimetableScript::clientSteps(box::Life& /*life*/, box::ClientStep step, std
 }
 
 void TimetableScript::encode(WireWriter& out) const {
-    out.u32(done_).u32(over_ ? 1 : 0).bytes(outcome_.encode());
+    out.u32(done_).u32(over_ ? 1 : 0).bytes(encodeFields(outcome_));
 }
 
 void TimetableScript::decode(WireReader& in) {
     done_ = in.u32();
     over_ = in.u32() != 0;
-    outcome_ = Outcome::decode(in.rest()).value_or(Outcome());
+    outcome_ = decodeFields<Outcome>(in.rest()).value_or(Outcome());
 }
 
 }  // namespace ahead

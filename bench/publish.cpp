@@ -53,7 +53,7 @@ private:
         arguments.record.text = "Blade fault detected, number " + std::to_string(number) + " ";
         arguments.record.text.resize(bytes, 'x');
         Hsb_Message message(OperatorCode::FORMAT, OperatorCode::PUBLISH_LOG,
-                            OperatorRequest{number, logRecordFrom(arguments).encode()}.encode());
+                            encodeFields(OperatorRequest{number, encodeFields(logRecordFrom(arguments))}));
         message.source(address_);
         message.destination(ServiceAddress::OPERATOR);
         return transport_.send(message);

@@ -23,11 +23,11 @@ namespace {
 
 template <typename Message>
 void readAndWrite(Bytes payload) {
-    if (const auto message = Message::decode(payload)) {
-        const auto written = message->encode();
-        const auto again = Message::decode(written);
+    if (const auto message = decodeFields<Message>(payload)) {
+        const auto written = encodeFields(*message);
+        const auto again = decodeFields<Message>(written);
         ASSERT_TRUE(again);
-        EXPECT_EQ(again->encode(), written);
+        EXPECT_EQ(encodeFields(*again), written);
     }
 }
 
@@ -45,7 +45,7 @@ void readFault(Bytes body) {
 // An address that has a text is the address of that text; the daemon, which reads them too, takes one of each family.
 void readAddresses(Bytes data) {
     readAndWrite<InterfaceChange>(data);
-    if (const auto change = InterfaceChange::decode(data)) {
+    if (const auto change = decodeFields<InterfaceChange>(data)) {
         for (const SocketAddress::Slot& slot : change->addresses) {
             const auto text = SocketAddress::text(slot);
             const auto again = text ? SocketAddress::encode(*text) : std::nullopt;
@@ -134,19 +134,19 @@ std::vector<Seed> seeds() {
     processed.zeros(ManagementSize::INFO_START).u32(1).terminatedText("noc", 36).u32(7).terminatedText("Tue", 64);
     WireWriter waiting;
     waiting.zeros(ManagementSize::INFO_START).u32(2048).u32(3).u32(1);
-    return {seed("cns_register", 0, CnsRegister{1, 0, "OrvApp"}.encode()),
-            seed("cns_lookup", 2, CnsLookup{7, 1, 0, "SM", ""}.encode()),
-            seed("cns_lookup_response", 3, CnsLookupResponse{7, {1, 100, 2}}.encode()),
-            seed("ens_event", 4, EnsEventData{2, 56, event}.encode()),
-            seed("ds_bulk_get", 8, DsBulkGet{3, names}.encode()),
-            seed("ds_set", 9, DsSet{3, 1, 1, names[0], "587"}.encode()),
-            seed("ds_attribute", 10, DsAttributeAnswer{3, value}.encode()),
-            seed("ds_bulk", 11, DsBulkAnswer{3, {value, value}}.encode()),
-            seed("ds_status", 12, DsStatusAnswer{3, -1}.encode()),
-            seed("event_log", 14, EventLogEntry{15, 0x8B000001, -1, -1, -1, -1, 4096, "OrvApp", "Entry"}.encode()),
+    return {seed("cns_register", 0, encodeFields(CnsRegister{1, 0, "OrvApp"})),
+            seed("cns_lookup", 2, encodeFields(CnsLookup{7, 1, 0, "SM", ""})),
+            seed("cns_lookup_response", 3, encodeFields(CnsLookupResponse{7, {1, 100, 2}})),
+            seed("ens_event", 4, encodeFields(EnsEventData{2, 56, event})),
+            seed("ds_bulk_get", 8, encodeFields(DsBulkGet{3, names})),
+            seed("ds_set", 9, encodeFields(DsSet{3, 1, 1, names[0], "587"})),
+            seed("ds_attribute", 10, encodeFields(DsAttributeAnswer{3, value})),
+            seed("ds_bulk", 11, encodeFields(DsBulkAnswer{3, {value, value}})),
+            seed("ds_status", 12, encodeFields(DsStatusAnswer{3, -1})),
+            seed("event_log", 14, encodeFields(EventLogEntry{15, 0x8B000001, -1, -1, -1, -1, 4096, "OrvApp", "Entry"})),
             seed("processed_info", 21, processed.take()),
             seed("queue_info", 22, waiting.take()),
-            seed("addresses", 23, InterfaceChange{1, 1, {slotOf("10.1.2.3"), slotOf("2001:db8::1")}}.encode())};
+            seed("addresses", 23, encodeFields(InterfaceChange{1, 1, {slotOf("10.1.2.3"), slotOf("2001:db8::1")}}))};
 }
 
 }  // namespace

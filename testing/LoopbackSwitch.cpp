@@ -160,7 +160,7 @@ std::uint32_t LoopbackSwitch::manage(std::uint16_t code, std::vector<std::uint8_
 }
 
 std::uint32_t LoopbackSwitch::testProfile(const std::string& name) {
-    return manage(ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, name}.encode());
+    return manage(ManagementCode::TEST_PROFILE, encodeFields(TestProfileRequest{0, 0, name}));
 }
 
 std::vector<ManagementReply> LoopbackSwitch::takeManagementReplies() {

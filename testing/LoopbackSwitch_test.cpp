@@ -162,7 +162,7 @@ TEST(LoopbackSwitch, keepsManagementRepliesUntilTheyAreTaken) {
 
     const std::uint32_t handle = sw.testProfile("Ops");
     ASSERT_THAT(component.messages(), SizeIs(1));
-    const auto request = TestProfileRequest::decode(component.messages()[0].payload());
+    const auto request = decodeFields<TestProfileRequest>(component.messages()[0].payload());
     ASSERT_TRUE(request);
     EXPECT_EQ(request->handle, handle);
     EXPECT_EQ(request->name, "Ops");
@@ -173,8 +173,8 @@ TEST(LoopbackSwitch, keepsManagementRepliesUntilTheyAreTaken) {
     sw.pump();
 
     EXPECT_THAT(sw.takeManagementReplies(),
-                ElementsAre(ManagementReply{107, TestProfileResults{1, "Ops"}.encode()},
-                            ManagementReply{102, TestProfileResponse{handle, 0, "Ops"}.encode()}));
+                ElementsAre(ManagementReply{107, encodeFields(TestProfileResults{1, "Ops"})},
+                            ManagementReply{102, encodeFields(TestProfileResponse{handle, 0, "Ops"})}));
     EXPECT_THAT(sw.managementReplies(), IsEmpty());
 }
 

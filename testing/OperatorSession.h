@@ -25,13 +25,13 @@ public:
 
     // Sends a request, runs the loop and gives the tag.
     std::uint32_t ask(std::uint16_t code, const WireBytes& body = {}) {
-        party_.send(ServiceAddress::OPERATOR, OperatorCode::FORMAT, code, OperatorRequest{++tag_, body}.encode());
+        party_.send(ServiceAddress::OPERATOR, OperatorCode::FORMAT, code, encodeFields(OperatorRequest{++tag_, body}));
         sw_.pump();
         return tag_;
     }
     template <typename Body>
     std::uint32_t ask(std::uint16_t code, const Body& body) {
-        return ask(code, body.encode());
+        return ask(code, encodeFields(body));
     }
 
     // Everything that has come since the last time.
@@ -66,13 +66,13 @@ private:
         OperatorAnswer answer;
         answer.code = message.code();
         if ((message.code() & 0x200) != 0) {
-            const auto push = OperatorPush::decode(message.payload());
+            const auto push = decodeFields<OperatorPush>(message.payload());
             EXPECT_TRUE(push.has_value());
             answer.tag = push->tag;
             answer.body.assign(push->body.begin(), push->body.end());
             return answer;
         }
-        const auto reply = OperatorReply::decode(message.payload());
+        const auto reply = decodeFields<OperatorReply>(message.payload());
         EXPECT_TRUE(reply.has_value());
         answer.tag = reply->tag;
         answer.status = reply->status;

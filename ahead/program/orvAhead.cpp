@@ -60,11 +60,11 @@ int main(int argc, char** argv) {
         std::fputs("orvAhead: is run by switchctl preview and switchctl rehearse\n", stderr);
         return kWrongUsage;
     }
-    const auto table = ahead::Timetable::decode(bytes);
+    const auto table = decodeFields<ahead::Timetable>(bytes);
     if (!table) {
         std::fputs("orvAhead: the timetable cannot be read\n", stderr);
         return kWrongUsage;
     }
     std::signal(SIGPIPE, SIG_IGN);
-    return writeAll(ahead::play(*table).encode()) ? 0 : kFailed;
+    return writeAll(encodeFields(ahead::play(*table))) ? 0 : kFailed;
 }

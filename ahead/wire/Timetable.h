@@ -65,8 +65,6 @@ struct Timetable {
         io.list(table.steps, FIELDS_OF<Step>);
         io.list(table.listenFor, TEXT32_FIELD);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<Timetable> decode(WireSpan bytes) { return decodeFields<Timetable>(bytes); }
 };
 
 struct TakenMail {
@@ -130,8 +128,6 @@ struct Outcome {
         io.list(outcome.traces, FIELDS_OF<Trace>);
         io.list(outcome.tries, FIELDS_OF<Try>);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<Outcome> decode(WireSpan bytes) { return decodeFields<Outcome>(bytes); }
 };
 
 }  // namespace ahead

@@ -281,7 +281,7 @@ void RandomHistory::changeConfig(Life& life) {
         life.tell(std::string(setting.key) + " becomes " + value);
         static_cast<void>(life.attributes().set(setting.key, dsClient::TYPE_STRING, value));
     }
-    ask(life, ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
+    ask(life, ManagementCode::PROFILE_CHANGE, encodeFields(ManagementRequest{}));
 }
 
 void RandomHistory::request(Life& life) {
@@ -290,14 +290,14 @@ void RandomHistory::request(Life& life) {
     const std::uint32_t drawn = dice_.below(8);
     if (drawn == 0) {
         life.tell("the queue is to be cleared");
-        ask(life, ManagementCode::CLEAR_QUEUE, ManagementRequest{}.encode());
+        ask(life, ManagementCode::CLEAR_QUEUE, encodeFields(ManagementRequest{}));
     } else if (drawn < 3) {
         life.tell("a test message");
-        ask(life, ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, "Operators"}.encode());
+        ask(life, ManagementCode::TEST_PROFILE, encodeFields(TestProfileRequest{0, 0, "Operators"}));
     } else {
         const std::uint16_t code = kPlain[dice_.below(4)];
         life.tell("request " + std::to_string(code));
-        ask(life, code, ManagementRequest{}.encode());
+        ask(life, code, encodeFields(ManagementRequest{}));
     }
 }
 
@@ -322,7 +322,7 @@ void RandomHistory::writeOddly(Life& life) {
     const char* const value = setting.values[dice_.below(static_cast<std::uint32_t>(setting.values.size()))];
     life.tell(std::string(setting.key) + " becomes " + value);
     static_cast<void>(life.attributes().set(setting.key, dsClient::TYPE_STRING, value));
-    ask(life, ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
+    ask(life, ManagementCode::PROFILE_CHANGE, encodeFields(ManagementRequest{}));
 }
 
 void RandomHistory::endLife(Life& life) {
@@ -397,7 +397,7 @@ void RandomHistory::calmDown(Life& life) {
     for (const char* key : {"Global.Callhome.SMTPEnable", "Global.Callhome.SMTPEnable1"}) {
         static_cast<void>(life.attributes().set(key, dsClient::TYPE_STRING, "True"));
     }
-    ask(life, ManagementCode::PROFILE_CHANGE, ManagementRequest{}.encode());
+    ask(life, ManagementCode::PROFILE_CHANGE, encodeFields(ManagementRequest{}));
     endsIn_ = 0;
     if (mayBeDeaf) {
         stop(life);  // such as a life without a thread that sends: its supervisor starts it again

@@ -49,7 +49,7 @@ int Cns_Registration::add() {
         return -1;
     }
     const int sent = request(component_, ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER, [&] {
-        return CnsRegister{kind_, options_, name}.encode();
+        return encodeFields(CnsRegister{kind_, options_, name});
     });
     if (sent == 0) {
         party->registeredName = std::move(name);
@@ -68,13 +68,13 @@ std::uint32_t Cns_Lookup::send(Hsb_Component* component) {
     }
     const std::uint32_t tag = nextTag();
     const int sent = request(component, ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::LOOKUP, [&] {
-        return CnsLookup{tag, kind_, options_, name_, instance_}.encode();
+        return encodeFields(CnsLookup{tag, kind_, options_, name_, instance_});
     });
     return sent == 0 ? tag : NO_TAG;
 }
 
 Cns_Lookup_Response::Cns_Lookup_Response(const Hsb_Message& message) {
-    if (const auto response = CnsLookupResponse::decode(message.payload())) {
+    if (const auto response = decodeFields<CnsLookupResponse>(message.payload())) {
         tag_ = response->tag;
         address_ = response->address;
     }

@@ -16,7 +16,7 @@ protected:
     }
     std::string onlyUnregisteredName() {
         const auto request =
-            CnsUnregister::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::UNREGISTER).payload());
+            decodeFields<CnsUnregister>(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::UNREGISTER).payload());
         return request ? request->name : "(none)";
     }
 };
@@ -36,7 +36,8 @@ TEST_F(CnsTest, registersAComponentUnderItsName) {
 
     EXPECT_EQ(registerComponent(), 0);
 
-    const auto request = CnsRegister::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::REGISTER).payload());
+    const auto request =
+        decodeFields<CnsRegister>(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::REGISTER).payload());
     ASSERT_TRUE(request);
     EXPECT_EQ(request->kind, 1);
     EXPECT_EQ(request->options, 0);
@@ -117,7 +118,7 @@ TEST_F(CnsTest, asksForTheAddressOfAComponent) {
 
     const std::uint32_t tag = lookUp("SM");
 
-    const auto request = CnsLookup::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
+    const auto request = decodeFields<CnsLookup>(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
     ASSERT_TRUE(request);
     EXPECT_NE(tag, kNoTag);
     EXPECT_EQ(request->tag, tag);
@@ -132,7 +133,7 @@ TEST_F(CnsTest, takesNoMoreOfANameThanItsLength) {
 
     ASSERT_NE(Cns_Lookup(3, "SMART", 2, "primary", 3, 128).send(&component_), kNoTag);
 
-    const auto request = CnsLookup::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
+    const auto request = decodeFields<CnsLookup>(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
     ASSERT_TRUE(request);
     EXPECT_EQ(request->name, "SM");
     EXPECT_EQ(request->instance, "pri");
@@ -166,7 +167,7 @@ TEST_F(CnsTest, asksForNamesOf255Characters) {
 }
 
 TEST(CnsLookupResponseView, readsTagAndAddress) {
-    const Hsb_Message message(2, 4, CnsLookupResponse{5, {6, 7, 8}}.encode());
+    const Hsb_Message message(2, 4, encodeFields(CnsLookupResponse{5, {6, 7, 8}}));
 
     const Cns_Lookup_Response response(message);
 

@@ -14,7 +14,7 @@ namespace {
 // 0 when it could not be sent, else a positive value.
 int ask(Hsb_Component* component, const Hsb_Address& server, std::uint16_t code, std::uint32_t category,
         std::uint32_t event) {
-    const auto encode = [&] { return EnsRequest{category, event}.encode(); };
+    const auto encode = [&] { return encodeFields(EnsRequest{category, event}); };
     return request(component, server, MessageFormat::ENS, code, encode) == 0 ? 1 : 0;
 }
 
@@ -69,7 +69,7 @@ int Ens_Producer::remove(std::uint32_t category, std::uint32_t event) {
 }
 
 Ens_Event::Ens_Event(const Hsb_Message& message) {
-    if (const auto event = EnsEventData::decode(message.payload())) {
+    if (const auto event = decodeFields<EnsEventData>(message.payload())) {
         category_ = event->category;
         number_ = event->number;
         data_ = event->data;

@@ -43,7 +43,7 @@ TEST_F(EnsTest, asksTheNameServiceForItsServer) {
 
     const std::uint32_t tag = Ens::lookup_server(&component_);
 
-    const auto request = CnsLookup::decode(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
+    const auto request = decodeFields<CnsLookup>(onlyMessageOf(names_, MessageFormat::CNS, CnsCode::LOOKUP).payload());
     ASSERT_TRUE(request);
     EXPECT_NE(tag, kNoTag);
     EXPECT_EQ(request->tag, tag);

@@ -122,7 +122,7 @@ void HostBus::unregister(SlotParty& party) {
     // The name service also notices when a process leaves: a request that is not sent does no harm.
     guarded("unregistering", [&] {
         [[maybe_unused]] const int sent =
-            send(party, ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::UNREGISTER, request.encode());
+            send(party, ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::UNREGISTER, encodeFields(request));
     });
 }
 

@@ -77,7 +77,7 @@ TEST_F(ShortMemory, readsAnAnswerOfTheStoreAsSoonAsThereIsMemory) {
     DsBulkAnswer answer;
     answer.id = 5;
     answer.attributes = {{"Global.Callhome.FromAddr", 1, 0, "a sender of more letters than a string holds by itself"}};
-    Hsb_Message message(MessageFormat::DS, DsCode::BULK_REPLY, answer.encode());
+    Hsb_Message message(MessageFormat::DS, DsCode::BULK_REPLY, encodeFields(answer));
     for (const unsigned burst : {1u, 5u, 50u}) {
         withEveryFailure([&](unsigned first) {
             dsClient store;

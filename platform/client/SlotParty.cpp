@@ -22,7 +22,7 @@ void SlotParty::receive(Hsb_Message& message) {
 }
 
 void SlotParty::storeAnswered(const Hsb_Message& message) {
-    if (awaitingStore_ == nullptr || !DsConnect::decode(message.payload())) {
+    if (awaitingStore_ == nullptr || !decodeFields<DsConnect>(message.payload())) {
         return;
     }
     DSCallbacks* const callbacks = std::exchange(awaitingStore_, nullptr);

@@ -83,9 +83,9 @@ TEST_F(Speakers, cannotGreetForTheAttributeStore) {
     dsClient store;
     ASSERT_EQ(store.init(&component_, &ready), 1);
 
-    sendAsStranger(MessageFormat::DS, DsCode::CONNECTED, ServiceAddress::ATTRIBUTES, DsConnect{}.encode());
+    sendAsStranger(MessageFormat::DS, DsCode::CONNECTED, ServiceAddress::ATTRIBUTES, encodeFields(DsConnect{}));
     EXPECT_EQ(ready.calls, 0);
 
-    sendToComponent(ServiceAddress::ATTRIBUTES, MessageFormat::DS, DsCode::CONNECTED, DsConnect{}.encode());
+    sendToComponent(ServiceAddress::ATTRIBUTES, MessageFormat::DS, DsCode::CONNECTED, encodeFields(DsConnect{}));
     EXPECT_EQ(ready.calls, 1);
 }

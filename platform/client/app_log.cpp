@@ -26,7 +26,7 @@ void enter(std::uint16_t code, Hsb_Component* component, const char* text, Entry
             EventLogEntry entry = entryOf();
             entry.component = componentName(component);
             sent = HostBus::instance().sendFromAny(component, ServiceAddress::EVENT_LOG, MessageFormat::EVENT_LOG, code,
-                                                   entry.encode());
+                                                   encodeFields(entry));
         });
     }
     if (sent < 0) {

@@ -26,7 +26,8 @@ protected:
     }
 
     EventLogEntry onlyEntry(std::uint16_t code) {
-        const auto entry = EventLogEntry::decode(onlyMessageOf(eventLog_, MessageFormat::EVENT_LOG, code).payload());
+        const auto entry =
+            decodeFields<EventLogEntry>(onlyMessageOf(eventLog_, MessageFormat::EVENT_LOG, code).payload());
         EXPECT_TRUE(entry);
         return entry.value_or(EventLogEntry{});
     }

@@ -14,5 +14,5 @@ int cmon_client::ready_for_conf() {
 
 int cmon_client::conf_read_ack(int status) {
     return request(owner_, ServiceAddress::MONITOR, MessageFormat::CMON, CmonCode::CONF_READ_ACK,
-                   [&] { return CmonConfReadAck{status}.encode(); });
+                   [&] { return encodeFields(CmonConfReadAck{status}); });
 }

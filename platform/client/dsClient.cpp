@@ -55,7 +55,7 @@ DsBulkReply replyOf(DsBulkAnswer& answer) {
 int dsClient::init(Hsb_Component* owner, DSCallbacks* callbacks) {
     SlotParty* const party = HostBus::instance().find(owner);
     if (party == nullptr || callbacks == nullptr ||
-        ask(owner, DsCode::CONNECT, [] { return DsConnect{}.encode(); }) < 0) {
+        ask(owner, DsCode::CONNECT, [] { return encodeFields(DsConnect{}); }) < 0) {
         return 0;
     }
     party->awaitStore(callbacks);
@@ -64,7 +64,7 @@ int dsClient::init(Hsb_Component* owner, DSCallbacks* callbacks) {
 }
 
 int dsClient::getAttrReq(std::uint32_t id, const char* name, std::uint32_t count) {
-    return fits(name) ? ask(owner_, DsCode::GET, [&] { return DsGet{id, count, name}.encode(); }) : -1;
+    return fits(name) ? ask(owner_, DsCode::GET, [&] { return encodeFields(DsGet{id, count, name}); }) : -1;
 }
 
 int dsClient::bulkGetAttrReq(std::uint32_t id, std::span<const std::string> names) {
@@ -80,12 +80,12 @@ int dsClient::setAttrReq(std::uint32_t id, const char* name, std::uint32_t type,
     if (!fits(name)) {
         return -1;
     }
-    return ask(owner_, DsCode::SET, [&] { return DsSet{id, type, count, name, value}.encode(); });
+    return ask(owner_, DsCode::SET, [&] { return encodeFields(DsSet{id, type, count, name, value}); });
 }
 
 int dsClient::attrData(const Hsb_Message& message, DsAttrReply& reply) const {
     return readAnswer([&] {
-        auto answer = DsAttributeAnswer::decode(message.payload());
+        auto answer = decodeFields<DsAttributeAnswer>(message.payload());
         if (answer) {
             reply = {answer->id, entryOf(answer->attribute), answer->attribute.status};
         }
@@ -95,7 +95,7 @@ int dsClient::attrData(const Hsb_Message& message, DsAttrReply& reply) const {
 
 int dsClient::bulkAttr(const Hsb_Message& message, DsBulkReply& reply) const {
     return readAnswer([&] {
-        auto answer = DsBulkAnswer::decode(message.payload());
+        auto answer = decodeFields<DsBulkAnswer>(message.payload());
         if (answer) {
             reply = replyOf(*answer);
         }
@@ -105,7 +105,7 @@ int dsClient::bulkAttr(const Hsb_Message& message, DsBulkReply& reply) const {
 
 int dsClient::statusMsg(const Hsb_Message& message, DsStatusReply& reply) const {
     return readAnswer([&] {
-        const auto answer = DsStatusAnswer::decode(message.payload());
+        const auto answer = decodeFields<DsStatusAnswer>(message.payload());
         if (answer) {
             reply = {answer->id, answer->status};
         }

@@ -30,7 +30,7 @@ protected:
         onlyMessageOf(attributes_, MessageFormat::DS, DsCode::CONNECT);
     }
     void answerConnect() {
-        sendToComponent(ServiceAddress::ATTRIBUTES, MessageFormat::DS, DsCode::CONNECTED, DsConnect{}.encode());
+        sendToComponent(ServiceAddress::ATTRIBUTES, MessageFormat::DS, DsCode::CONNECTED, encodeFields(DsConnect{}));
     }
 
     Callbacks callbacks_;
@@ -114,7 +114,7 @@ TEST_F(DsClientTest, asksForOneAttribute) {
     EXPECT_EQ(client_.getAttrReq(6, "Default.Mfg.AllowCallhome", 1), 0);
 
     EXPECT_EQ(bytesOf(onlyMessageOf(attributes_, MessageFormat::DS, DsCode::GET)),
-              (DsGet{6, 1, "Default.Mfg.AllowCallhome"}.encode()));
+              (encodeFields(DsGet{6, 1, "Default.Mfg.AllowCallhome"})));
 }
 
 TEST_F(DsClientTest, asksForManyAttributesAtOnce) {
@@ -124,7 +124,7 @@ TEST_F(DsClientTest, asksForManyAttributesAtOnce) {
     EXPECT_EQ(client_.bulkGetAttrReq(11, names), 0);
 
     EXPECT_EQ(bytesOf(onlyMessageOf(attributes_, MessageFormat::DS, DsCode::BULK_GET)),
-              (DsBulkGet{11, names}.encode()));
+              (encodeFields(DsBulkGet{11, names})));
 }
 
 TEST_F(DsClientTest, setsAnAttribute) {
@@ -133,7 +133,7 @@ TEST_F(DsClientTest, setsAnAttribute) {
     EXPECT_EQ(client_.setAttrReq(10, "Oper.Callhome.MarkerData", dsClient::TYPE_STRING, "OK", 1), 0);
 
     EXPECT_EQ(bytesOf(onlyMessageOf(attributes_, MessageFormat::DS, DsCode::SET)),
-              (DsSet{10, 1, 1, "Oper.Callhome.MarkerData", "OK"}.encode()));
+              (encodeFields(DsSet{10, 1, 1, "Oper.Callhome.MarkerData", "OK"})));
 }
 
 TEST_F(DsClientTest, passesOtherMessagesOfTheStoreOn) {
@@ -196,7 +196,7 @@ TEST_F(DsClientTest, saysWhenARequestCannotBeSent) {
 }
 
 TEST_F(DsClientTest, readsTheAnswerToOneAttribute) {
-    const Hsb_Message message(103, 2, DsAttributeAnswer{6, {"A", 1, 52, "True"}}.encode());
+    const Hsb_Message message(103, 2, encodeFields(DsAttributeAnswer{6, {"A", 1, 52, "True"}}));
     DsAttrReply reply;
 
     ASSERT_EQ(client_.attrData(message, reply), 0);
@@ -209,7 +209,7 @@ TEST_F(DsClientTest, readsTheAnswerToOneAttribute) {
 }
 
 TEST_F(DsClientTest, readsTheAnswerToManyAttributes) {
-    const Hsb_Message message(103, 9, DsBulkAnswer{11, {{"A", 1, 0, "1"}, {"B", 2, -1, ""}}}.encode());
+    const Hsb_Message message(103, 9, encodeFields(DsBulkAnswer{11, {{"A", 1, 0, "1"}, {"B", 2, -1, ""}}}));
     DsBulkReply reply;
 
     ASSERT_EQ(client_.bulkAttr(message, reply), 0);
@@ -226,7 +226,7 @@ TEST_F(DsClientTest, readsTheAnswerToManyAttributes) {
 }
 
 TEST_F(DsClientTest, readsTheStatusOfAWrite) {
-    const Hsb_Message message(103, 1, DsStatusAnswer{12, -5}.encode());
+    const Hsb_Message message(103, 1, encodeFields(DsStatusAnswer{12, -5}));
     DsStatusReply reply;
 
     ASSERT_EQ(client_.statusMsg(message, reply), 0);

@@ -23,43 +23,43 @@ void orvClient::setReady(Hsb_Component* owner, const Hsb_Address& management) {
 
 int orvClient::CH_ProfileChangeResponse(std::uint32_t handle, std::uint32_t status) {
     return respond(ready_, owner_, management_, ManagementCode::PROFILE_CHANGE_RESPONSE, [&] {
-        return ManagementResponse{handle, status}.encode();
+        return encodeFields(ManagementResponse{handle, status});
     });
 }
 
 int orvClient::CH_TestProfileResponse(std::uint32_t handle, std::uint32_t status, const std::string& name) {
     return respond(ready_, owner_, management_, ManagementCode::TEST_PROFILE_RESPONSE, [&] {
-        return TestProfileResponse{handle, status, name}.encode();
+        return encodeFields(TestProfileResponse{handle, status, name});
     });
 }
 
 int orvClient::CH_TestProfileResults(std::uint32_t status, const std::string& name) {
     return respond(ready_, owner_, management_, ManagementCode::TEST_PROFILE_RESULTS, [&] {
-        return TestProfileResults{status, name}.encode();
+        return encodeFields(TestProfileResults{status, name});
     });
 }
 
 int orvClient::CH_ClearQueueResponse(std::uint32_t handle, std::uint32_t status) {
     return respond(ready_, owner_, management_, ManagementCode::CLEAR_QUEUE_RESPONSE, [&] {
-        return ManagementResponse{handle, status}.encode();
+        return encodeFields(ManagementResponse{handle, status});
     });
 }
 
 int orvClient::CH_ProfileProcessedInfoResponse(std::uint32_t handle, std::uint32_t status,
                                                std::span<const std::uint8_t> info) {
     return respond(ready_, owner_, management_, ManagementCode::PROFILE_PROCESSED_INFO_RESPONSE, [&] {
-        return InfoResponse{handle, status, info}.encode();
+        return encodeFields(InfoResponse{handle, status, info});
     });
 }
 
 int orvClient::CH_ChangeoverResponse(std::uint32_t handle, std::uint32_t status) {
     return respond(ready_, owner_, management_, ManagementCode::CHANGEOVER_RESPONSE, [&] {
-        return ManagementResponse{handle, status}.encode();
+        return encodeFields(ManagementResponse{handle, status});
     });
 }
 
 int orvClient::CH_MesgQInfoResponse(std::uint32_t handle, std::uint32_t status, std::span<const std::uint8_t> info) {
     return respond(ready_, owner_, management_, ManagementCode::MESG_Q_INFO_RESPONSE, [&] {
-        return InfoResponse{handle, status, info}.encode();
+        return encodeFields(InfoResponse{handle, status, info});
     });
 }

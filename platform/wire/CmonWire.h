@@ -13,8 +13,4 @@ struct CmonConfReadAck {
     std::int32_t status = 0;
 
     static void fields(auto& io, auto& message) { io(message.status); }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<CmonConfReadAck> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<CmonConfReadAck>(payload);
-    }
 };

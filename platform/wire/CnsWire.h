@@ -1,6 +1,4 @@
 // Messages of the component name service (format 2).
-//
-// encode() gives the payload; decode() gives nothing when the payload is not of that layout.
 #pragma once
 
 #include "Hsb_Address.h"
@@ -22,10 +20,6 @@ struct CnsRegister {
         io(message.kind, message.options);
         io.text16(message.name);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<CnsRegister> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<CnsRegister>(payload);
-    }
 };
 
 // Code 2: the sender is no longer known as name.
@@ -33,10 +27,6 @@ struct CnsUnregister {
     std::string name;
 
     static void fields(auto& io, auto& message) { io.text16(message.name); }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<CnsUnregister> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<CnsUnregister>(payload);
-    }
 };
 
 // Code 3: where is the component called name? Answered as soon as it is known, with the same tag.
@@ -52,10 +42,6 @@ struct CnsLookup {
         io.text16(message.name);
         io.text16(message.instance);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<CnsLookup> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<CnsLookup>(payload);
-    }
 };
 
 // Code 4.
@@ -66,9 +52,5 @@ struct CnsLookupResponse {
     static void fields(auto& io, auto& message) {
         io(message.tag);
         io(message.address);
-    }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<CnsLookupResponse> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<CnsLookupResponse>(payload);
     }
 };

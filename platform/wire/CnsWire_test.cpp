@@ -7,10 +7,10 @@
 using testing::ElementsAre;
 
 TEST(CnsRegister, carriesKindOptionsAndName) {
-    const auto payload = CnsRegister{1, 2, "OrvApp"}.encode();
+    const auto payload = encodeFields(CnsRegister{1, 2, "OrvApp"});
 
     EXPECT_THAT(payload, ElementsAre(0, 0, 0, 1, 0, 0, 0, 2, 0, 6, 'O', 'r', 'v', 'A', 'p', 'p'));
-    const auto read = CnsRegister::decode(payload);
+    const auto read = decodeFields<CnsRegister>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->kind, 1);
     EXPECT_EQ(read->options, 2);
@@ -19,21 +19,21 @@ TEST(CnsRegister, carriesKindOptionsAndName) {
 }
 
 TEST(CnsUnregister, carriesTheName) {
-    const auto payload = CnsUnregister{"SM"}.encode();
+    const auto payload = encodeFields(CnsUnregister{"SM"});
 
     EXPECT_THAT(payload, ElementsAre(0, 2, 'S', 'M'));
-    const auto read = CnsUnregister::decode(payload);
+    const auto read = decodeFields<CnsUnregister>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->name, "SM");
     expectOnlyTheWholePayloadIsRead<CnsUnregister>(payload);
 }
 
 TEST(CnsLookup, carriesTagKindOptionsAndBothNames) {
-    const auto payload = CnsLookup{0x01020304, 3, 128, "SM", "primary"}.encode();
+    const auto payload = encodeFields(CnsLookup{0x01020304, 3, 128, "SM", "primary"});
 
     EXPECT_THAT(payload, ElementsAre(1, 2, 3, 4, 0, 0, 0, 3, 0, 0, 0, 128, 0, 2, 'S', 'M', 0, 7, 'p', 'r', 'i', 'm',
                                      'a', 'r', 'y'));
-    const auto read = CnsLookup::decode(payload);
+    const auto read = decodeFields<CnsLookup>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->tag, 0x01020304u);
     EXPECT_EQ(read->kind, 3);
@@ -44,10 +44,10 @@ TEST(CnsLookup, carriesTagKindOptionsAndBothNames) {
 }
 
 TEST(CnsLookupResponse, carriesTagAndAddress) {
-    const auto payload = CnsLookupResponse{1, {2, 3, 4}}.encode();
+    const auto payload = encodeFields(CnsLookupResponse{1, {2, 3, 4}});
 
     EXPECT_THAT(payload, ElementsAre(0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 4));
-    const auto read = CnsLookupResponse::decode(payload);
+    const auto read = decodeFields<CnsLookupResponse>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->tag, 1u);
     EXPECT_EQ(read->address, (Hsb_Address{2, 3, 4}));

@@ -18,10 +18,6 @@ struct DsConnect {
     std::uint32_t version = 1;
 
     static void fields(auto& io, auto& message) { io(message.version); }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<DsConnect> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<DsConnect>(payload);
-    }
 };
 
 // Code 21; answered by code 2.
@@ -34,8 +30,6 @@ struct DsGet {
         io(message.id, message.count);
         io.slot(message.name, dsClient::NAME_SLOT);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<DsGet> decode(std::span<const std::uint8_t> payload) { return decodeFields<DsGet>(payload); }
 };
 
 // Code 22; answered by code 9.
@@ -48,10 +42,6 @@ struct DsBulkGet {
         io.list(
             message.names, [](auto& each, auto& name) { each.slot(name, dsClient::NAME_SLOT); },
             dsClient::MAX_BULK_NAMES);
-    }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<DsBulkGet> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<DsBulkGet>(payload);
     }
     // Without copying the names.
     static std::vector<std::uint8_t> encode(std::uint32_t id, std::span<const std::string> names) {
@@ -76,8 +66,6 @@ struct DsSet {
         io.slot(message.name, dsClient::NAME_SLOT);
         io.text32(message.value);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<DsSet> decode(std::span<const std::uint8_t> payload) { return decodeFields<DsSet>(payload); }
 };
 
 // One attribute in an answer.
@@ -104,10 +92,6 @@ struct DsAttributeAnswer {
         io(message.id);
         DsValue::fields(io, message.attribute);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<DsAttributeAnswer> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<DsAttributeAnswer>(payload);
-    }
 };
 
 // Code 9: the attributes in the order asked for.
@@ -119,10 +103,6 @@ struct DsBulkAnswer {
         io(message.id);
         io.list(message.attributes, FIELDS_OF<DsValue>);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<DsBulkAnswer> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<DsBulkAnswer>(payload);
-    }
 };
 
 // Code 1.
@@ -131,8 +111,4 @@ struct DsStatusAnswer {
     std::int32_t status = 0;
 
     static void fields(auto& io, auto& message) { io(message.id, message.status); }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<DsStatusAnswer> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<DsStatusAnswer>(payload);
-    }
 };

@@ -24,19 +24,19 @@ Bytes aroundName(const Bytes& before, const std::string& name, const Bytes& afte
 }  // namespace
 
 TEST(DsConnect, carriesTheVersion) {
-    const auto payload = DsConnect{}.encode();
+    const auto payload = encodeFields(DsConnect{});
 
     EXPECT_THAT(payload, ElementsAre(0, 0, 0, 1));
-    ASSERT_TRUE(DsConnect::decode(payload));
-    EXPECT_EQ(DsConnect::decode(payload)->version, 1u);
+    ASSERT_TRUE(decodeFields<DsConnect>(payload));
+    EXPECT_EQ(decodeFields<DsConnect>(payload)->version, 1u);
     expectOnlyTheWholePayloadIsRead<DsConnect>(payload);
 }
 
 TEST(DsGet, carriesIdCountAndNameSlot) {
-    const auto payload = DsGet{6, 1, "A.b"}.encode();
+    const auto payload = encodeFields(DsGet{6, 1, "A.b"});
 
     EXPECT_EQ(payload, aroundName({0, 0, 0, 6, 0, 0, 0, 1}, "A.b", {}));
-    const auto read = DsGet::decode(payload);
+    const auto read = decodeFields<DsGet>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->id, 6u);
     EXPECT_EQ(read->count, 1u);
@@ -47,15 +47,15 @@ TEST(DsGet, carriesIdCountAndNameSlot) {
 TEST(DsGet, carriesANameThatFillsItsSlot) {
     const std::string longest(255, 'n');
 
-    EXPECT_EQ(DsGet::decode(DsGet{1, 1, longest}.encode())->name, longest);
+    EXPECT_EQ(decodeFields<DsGet>(encodeFields(DsGet{1, 1, longest}))->name, longest);
 }
 
 TEST(DsBulkGet, carriesOneSlotPerName) {
-    const auto payload = DsBulkGet{11, {"first", "second"}}.encode();
+    const auto payload = encodeFields(DsBulkGet{11, {"first", "second"}});
 
     const Bytes first = aroundName({0, 0, 0, 11, 0, 0, 0, 2}, "first", {});
     EXPECT_EQ(payload, aroundName(first, "second", {}));
-    const auto read = DsBulkGet::decode(payload);
+    const auto read = decodeFields<DsBulkGet>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->id, 11u);
     EXPECT_THAT(read->names, ElementsAre("first", "second"));
@@ -63,28 +63,28 @@ TEST(DsBulkGet, carriesOneSlotPerName) {
 }
 
 TEST(DsBulkGet, mayAskForNothing) {
-    const auto read = DsBulkGet::decode(DsBulkGet{11, {}}.encode());
+    const auto read = decodeFields<DsBulkGet>(encodeFields(DsBulkGet{11, {}}));
 
     ASSERT_TRUE(read);
     EXPECT_THAT(read->names, IsEmpty());
 }
 
 TEST(DsBulkGet, isReadWithSixtyFourNamesAndRefusedWithMore) {
-    EXPECT_TRUE(DsBulkGet::decode(DsBulkGet{1, std::vector<std::string>(64, "n")}.encode()));
-    EXPECT_FALSE(DsBulkGet::decode(DsBulkGet{1, std::vector<std::string>(65, "n")}.encode()));
+    EXPECT_TRUE(decodeFields<DsBulkGet>(encodeFields(DsBulkGet{1, std::vector<std::string>(64, "n")})));
+    EXPECT_FALSE(decodeFields<DsBulkGet>(encodeFields(DsBulkGet{1, std::vector<std::string>(65, "n")})));
 }
 
 TEST(DsBulkGet, refusesACountThatItsBytesDoNotBearOut) {
-    EXPECT_FALSE(DsBulkGet::decode(Bytes{0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF}));
-    EXPECT_FALSE(DsBulkGet::decode(Bytes{0, 0, 0, 1, 0x01, 0x01, 0x01, 0x02}));
-    EXPECT_FALSE(DsBulkGet::decode(Bytes{0, 0, 0, 1, 0, 0, 0, 1}));
+    EXPECT_FALSE(decodeFields<DsBulkGet>(Bytes{0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF}));
+    EXPECT_FALSE(decodeFields<DsBulkGet>(Bytes{0, 0, 0, 1, 0x01, 0x01, 0x01, 0x02}));
+    EXPECT_FALSE(decodeFields<DsBulkGet>(Bytes{0, 0, 0, 1, 0, 0, 0, 1}));
 }
 
 TEST(DsSet, carriesIdTypeCountNameAndValue) {
-    const auto payload = DsSet{10, 1, 1, "A", "OK"}.encode();
+    const auto payload = encodeFields(DsSet{10, 1, 1, "A", "OK"});
 
     EXPECT_EQ(payload, aroundName({0, 0, 0, 10, 0, 0, 0, 1, 0, 0, 0, 1}, "A", {0, 0, 0, 2, 'O', 'K'}));
-    const auto read = DsSet::decode(payload);
+    const auto read = decodeFields<DsSet>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->id, 10u);
     EXPECT_EQ(read->type, 1u);
@@ -95,11 +95,11 @@ TEST(DsSet, carriesIdTypeCountNameAndValue) {
 }
 
 TEST(DsAttributeAnswer, carriesIdNameTypeStatusAndValue) {
-    const auto payload = DsAttributeAnswer{7, {"A", 1, -2, "True"}}.encode();
+    const auto payload = encodeFields(DsAttributeAnswer{7, {"A", 1, -2, "True"}});
 
     EXPECT_EQ(payload,
               aroundName({0, 0, 0, 7}, "A", {0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFE, 0, 0, 0, 4, 'T', 'r', 'u', 'e'}));
-    const auto read = DsAttributeAnswer::decode(payload);
+    const auto read = decodeFields<DsAttributeAnswer>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->id, 7u);
     EXPECT_EQ(read->attribute, (DsValue{"A", 1, -2, "True"}));
@@ -107,11 +107,11 @@ TEST(DsAttributeAnswer, carriesIdNameTypeStatusAndValue) {
 }
 
 TEST(DsBulkAnswer, carriesEveryAttributeWithItsOwnStatus) {
-    const auto payload = DsBulkAnswer{11, {{"A", 1, 0, "1"}, {"B", 2, 52, ""}}}.encode();
+    const auto payload = encodeFields(DsBulkAnswer{11, {{"A", 1, 0, "1"}, {"B", 2, 52, ""}}});
 
     const Bytes first = aroundName({0, 0, 0, 11, 0, 0, 0, 2}, "A", {0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 1, '1'});
     EXPECT_EQ(payload, aroundName(first, "B", {0, 0, 0, 2, 0, 0, 0, 52, 0, 0, 0, 0}));
-    const auto read = DsBulkAnswer::decode(payload);
+    const auto read = decodeFields<DsBulkAnswer>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->id, 11u);
     EXPECT_THAT(read->attributes, ElementsAre(DsValue{"A", 1, 0, "1"}, DsValue{"B", 2, 52, ""}));
@@ -119,13 +119,13 @@ TEST(DsBulkAnswer, carriesEveryAttributeWithItsOwnStatus) {
 }
 
 TEST(DsBulkAnswer, refusesACountThatItsBytesCannotBearOut) {
-    EXPECT_FALSE(DsBulkAnswer::decode(Bytes{0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF}));
-    EXPECT_FALSE(DsBulkAnswer::decode(Bytes{0, 0, 0, 1, 0, 0, 0, 1}));
+    EXPECT_FALSE(decodeFields<DsBulkAnswer>(Bytes{0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF}));
+    EXPECT_FALSE(decodeFields<DsBulkAnswer>(Bytes{0, 0, 0, 1, 0, 0, 0, 1}));
 }
 
 TEST(DsBulkAnswer, carriesAValueOfAMegabyte) {
     const std::string large(1 << 20, 'v');
-    const auto read = DsBulkAnswer::decode(DsBulkAnswer{1, {{"A", 1, 0, large}}}.encode());
+    const auto read = decodeFields<DsBulkAnswer>(encodeFields(DsBulkAnswer{1, {{"A", 1, 0, large}}}));
 
     ASSERT_TRUE(read);
     ASSERT_THAT(read->attributes, SizeIs(1));
@@ -133,10 +133,10 @@ TEST(DsBulkAnswer, carriesAValueOfAMegabyte) {
 }
 
 TEST(DsStatusAnswer, carriesIdAndStatus) {
-    const auto payload = DsStatusAnswer{12, -1}.encode();
+    const auto payload = encodeFields(DsStatusAnswer{12, -1});
 
     EXPECT_THAT(payload, ElementsAre(0, 0, 0, 12, 0xFF, 0xFF, 0xFF, 0xFF));
-    const auto read = DsStatusAnswer::decode(payload);
+    const auto read = decodeFields<DsStatusAnswer>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->id, 12u);
     EXPECT_EQ(read->status, -1);

@@ -19,10 +19,6 @@ struct EnsEventData {
         io(message.category, message.number);
         io.rest(message.data);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<EnsEventData> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<EnsEventData>(payload);
-    }
 };
 
 // Format 4 codes 1 to 4: subscribe, unsubscribe, add and remove as producer. (Code 51 has no payload.)
@@ -31,8 +27,4 @@ struct EnsRequest {
     std::uint32_t event = 0;
 
     static void fields(auto& io, auto& message) { io(message.category, message.event); }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<EnsRequest> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<EnsRequest>(payload);
-    }
 };

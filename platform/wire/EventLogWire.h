@@ -25,10 +25,6 @@ struct EventLogEntry {
         io.text16(message.component);
         io.text32(message.text);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<EventLogEntry> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<EventLogEntry>(payload);
-    }
 
     friend bool operator==(const EventLogEntry&, const EventLogEntry&) = default;
 };

@@ -153,7 +153,13 @@ std::vector<std::uint8_t> encodeFields(const Message& message) {
     return encodeFields(message, FIELDS_OF<Message>);
 }
 
+// A message that brings holds() along is none unless it does.
 template <typename Message>
 std::optional<Message> decodeFields(std::span<const std::uint8_t> payload) {
-    return decodeFields<Message>(payload, FIELDS_OF<Message>);
+    std::optional<Message> message = decodeFields<Message>(payload, FIELDS_OF<Message>);
+    if constexpr (requires { message->holds(); }) {
+        return message && message->holds() ? std::move(message) : std::nullopt;
+    } else {
+        return message;
+    }
 }

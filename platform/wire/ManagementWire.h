@@ -19,10 +19,6 @@ struct ManagementRequest {
     std::uint32_t spare = 0;  // the daemon does not look at it
 
     static void fields(auto& io, auto& message) { io(message.handle, message.spare); }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<ManagementRequest> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<ManagementRequest>(payload);
-    }
 };
 
 // Code 2: 44 bytes.
@@ -35,10 +31,6 @@ struct TestProfileRequest {
         io(message.handle, message.spare);
         io.terminatedSlot(message.name, ManagementSize::NAME);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<TestProfileRequest> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<TestProfileRequest>(payload);
-    }
 };
 
 // Codes 101, 103 and 105.
@@ -47,10 +39,6 @@ struct ManagementResponse {
     std::uint32_t status = 0;
 
     static void fields(auto& io, auto& message) { io(message.handle, message.status); }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<ManagementResponse> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<ManagementResponse>(payload);
-    }
 };
 
 // Code 102.
@@ -62,10 +50,6 @@ struct TestProfileResponse {
     static void fields(auto& io, auto& message) {
         io(message.handle, message.status);
         io.terminatedSlot(message.name, ManagementSize::NAME);
-    }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<TestProfileResponse> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<TestProfileResponse>(payload);
     }
 };
 
@@ -79,10 +63,6 @@ struct InfoResponse {
         io(message.handle, message.status);
         io.rest(message.info);
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<InfoResponse> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<InfoResponse>(payload);
-    }
 };
 
 // Code 107.
@@ -93,10 +73,6 @@ struct TestProfileResults {
     static void fields(auto& io, auto& message) {
         io(message.status);
         io.terminatedSlot(message.name, ManagementSize::NAME);
-    }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<TestProfileResults> decode(std::span<const std::uint8_t> payload) {
-        return decodeFields<TestProfileResults>(payload);
     }
 };
 

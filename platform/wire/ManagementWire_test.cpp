@@ -23,10 +23,10 @@ Bytes operator+(Bytes left, const Bytes& right) {
 }  // namespace
 
 TEST(ManagementRequest, takesEightBytes) {
-    const auto payload = ManagementRequest{0x01020304, 5}.encode();
+    const auto payload = encodeFields(ManagementRequest{0x01020304, 5});
 
     EXPECT_THAT(payload, ElementsAre(1, 2, 3, 4, 0, 0, 0, 5));
-    const auto read = ManagementRequest::decode(payload);
+    const auto read = decodeFields<ManagementRequest>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->handle, 0x01020304u);
     EXPECT_EQ(read->spare, 5u);
@@ -34,10 +34,10 @@ TEST(ManagementRequest, takesEightBytes) {
 }
 
 TEST(TestProfileRequest, takesFortyFourBytes) {
-    const auto payload = TestProfileRequest{1, 2, "support"}.encode();
+    const auto payload = encodeFields(TestProfileRequest{1, 2, "support"});
 
     EXPECT_EQ(payload, Bytes({0, 0, 0, 1, 0, 0, 0, 2}) + paddedText("support", 36));
-    const auto read = TestProfileRequest::decode(payload);
+    const auto read = decodeFields<TestProfileRequest>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->handle, 1u);
     EXPECT_EQ(read->spare, 2u);
@@ -46,15 +46,15 @@ TEST(TestProfileRequest, takesFortyFourBytes) {
 }
 
 TEST(TestProfileRequest, cutsANameSoThatANulRemains) {
-    EXPECT_EQ(TestProfileRequest::decode(TestProfileRequest{1, 2, std::string(40, 'n')}.encode())->name,
+    EXPECT_EQ(decodeFields<TestProfileRequest>(encodeFields(TestProfileRequest{1, 2, std::string(40, 'n')}))->name,
               std::string(35, 'n'));
 }
 
 TEST(ManagementResponse, carriesHandleAndStatus) {
-    const auto payload = ManagementResponse{7, 4}.encode();
+    const auto payload = encodeFields(ManagementResponse{7, 4});
 
     EXPECT_THAT(payload, ElementsAre(0, 0, 0, 7, 0, 0, 0, 4));
-    const auto read = ManagementResponse::decode(payload);
+    const auto read = decodeFields<ManagementResponse>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->handle, 7u);
     EXPECT_EQ(read->status, 4u);
@@ -62,10 +62,10 @@ TEST(ManagementResponse, carriesHandleAndStatus) {
 }
 
 TEST(TestProfileResponse, carriesHandleStatusAndName) {
-    const auto payload = TestProfileResponse{7, 6, "p"}.encode();
+    const auto payload = encodeFields(TestProfileResponse{7, 6, "p"});
 
     EXPECT_EQ(payload, Bytes({0, 0, 0, 7, 0, 0, 0, 6}) + paddedText("p", 36));
-    const auto read = TestProfileResponse::decode(payload);
+    const auto read = decodeFields<TestProfileResponse>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->handle, 7u);
     EXPECT_EQ(read->status, 6u);
@@ -74,10 +74,10 @@ TEST(TestProfileResponse, carriesHandleStatusAndName) {
 }
 
 TEST(TestProfileResults, carriesStatusAndName) {
-    const auto payload = TestProfileResults{1, "p"}.encode();
+    const auto payload = encodeFields(TestProfileResults{1, "p"});
 
     EXPECT_EQ(payload, Bytes({0, 0, 0, 1}) + paddedText("p", 36));
-    const auto read = TestProfileResults::decode(payload);
+    const auto read = decodeFields<TestProfileResults>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->status, 1u);
     EXPECT_EQ(read->name, "p");
@@ -86,10 +86,10 @@ TEST(TestProfileResults, carriesStatusAndName) {
 
 TEST(InfoResponse, carriesTheBlockBehindTheStatus) {
     const std::array<std::uint8_t, 2> block{8, 9};
-    const auto payload = InfoResponse{7, 0, block}.encode();
+    const auto payload = encodeFields(InfoResponse{7, 0, block});
 
     EXPECT_THAT(payload, ElementsAre(0, 0, 0, 7, 0, 0, 0, 0, 8, 9));
-    const auto read = InfoResponse::decode(payload);
+    const auto read = decodeFields<InfoResponse>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->handle, 7u);
     EXPECT_EQ(read->status, 0u);
@@ -97,12 +97,12 @@ TEST(InfoResponse, carriesTheBlockBehindTheStatus) {
 }
 
 TEST(InfoResponse, mayHaveNoBlock) {
-    const auto read = InfoResponse::decode(InfoResponse{7, 2, {}}.encode());
+    const auto read = decodeFields<InfoResponse>(encodeFields(InfoResponse{7, 2, {}}));
 
     ASSERT_TRUE(read);
     EXPECT_EQ(read->status, 2u);
     EXPECT_THAT(read->info, IsEmpty());
-    EXPECT_FALSE(InfoResponse::decode(Bytes(7)));
+    EXPECT_FALSE(decodeFields<InfoResponse>(Bytes(7)));
 }
 
 TEST(ProcessedInfo, readsEveryProfile) {

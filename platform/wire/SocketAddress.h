@@ -37,8 +37,4 @@ struct InterfaceChange {
         io(message.interface, message.management);
         io.list(message.addresses, [](auto& each, auto& slot) { each.bytes(slot); });
     }
-    std::vector<std::uint8_t> encode() const { return encodeFields(*this); }
-    static std::optional<InterfaceChange> decode(std::span<const std::uint8_t> data) {
-        return decodeFields<InterfaceChange>(data);
-    }
 };

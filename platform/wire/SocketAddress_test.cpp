@@ -58,13 +58,13 @@ TEST(SocketAddress, hasNoTextForAnotherFamily) {
 
 TEST(InterfaceChange, carriesTwoWordsACountAndTheAddresses) {
     InterfaceChange change{1, 1, {*SocketAddress::encode("10.0.0.1"), *SocketAddress::encode("::1")}};
-    const auto payload = change.encode();
+    const auto payload = encodeFields(change);
 
     ASSERT_EQ(payload.size(), 12u + 2 * 128);
     EXPECT_EQ(Bytes(payload.begin(), payload.begin() + 12), (Bytes{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 2}));
     EXPECT_TRUE(std::equal(change.addresses[0].begin(), change.addresses[0].end(), payload.begin() + 12));
     EXPECT_TRUE(std::equal(change.addresses[1].begin(), change.addresses[1].end(), payload.begin() + 140));
-    const auto read = InterfaceChange::decode(payload);
+    const auto read = decodeFields<InterfaceChange>(payload);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->interface, 1u);
     EXPECT_EQ(read->management, 1u);
@@ -73,12 +73,12 @@ TEST(InterfaceChange, carriesTwoWordsACountAndTheAddresses) {
 }
 
 TEST(InterfaceChange, mayHaveNoAddress) {
-    const auto read = InterfaceChange::decode(InterfaceChange{1, 2, {}}.encode());
+    const auto read = decodeFields<InterfaceChange>(encodeFields(InterfaceChange{1, 2, {}}));
 
     ASSERT_TRUE(read);
     EXPECT_THAT(read->addresses, IsEmpty());
 }
 
 TEST(InterfaceChange, refusesACountThatItsBytesDoNotBearOut) {
-    EXPECT_FALSE(InterfaceChange::decode(Bytes{0, 0, 0, 1, 0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF}));
+    EXPECT_FALSE(decodeFields<InterfaceChange>(Bytes{0, 0, 0, 1, 0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF}));
 }

@@ -149,13 +149,13 @@ private:
             for (std::uint32_t left = below(6); left > 0; --left) {
                 answer.attributes.push_back(value());
             }
-            return answer.encode();
+            return encodeFields(answer);
         }
         if (format == 103 && code == 2) {
-            return DsAttributeAnswer{id, value()}.encode();
+            return encodeFields(DsAttributeAnswer{id, value()});
         }
         if (format == 103 && code == 1) {
-            return DsStatusAnswer{id, status()}.encode();
+            return encodeFields(DsStatusAnswer{id, status()});
         }
         return noise(pick({0, 4, 8, 14, 44}));
     }
@@ -328,12 +328,12 @@ TEST_F(BadInput, unsolicitedAnswersUnderEveryIdChangeNoSetting) {
     startReady();
     const std::vector<std::string> before = state();
     for (std::uint32_t id = 0; id < 16; ++id) {
-        switch_->send(MessageFormat::DS, DsCode::BULK_REPLY, DsBulkAnswer{id, {}}.encode());
-        switch_->send(MessageFormat::DS, DsCode::STATUS_REPLY, DsStatusAnswer{id, 0}.encode());
+        switch_->send(MessageFormat::DS, DsCode::BULK_REPLY, encodeFields(DsBulkAnswer{id, {}}));
+        switch_->send(MessageFormat::DS, DsCode::STATUS_REPLY, encodeFields(DsStatusAnswer{id, 0}));
     }
     // Not those of single reads, which are taken as they come.
     for (const std::uint32_t id : {0u, 5u, 10u, 13u, 14u}) {
-        switch_->send(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY, DsAttributeAnswer{id, {}}.encode());
+        switch_->send(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY, encodeFields(DsAttributeAnswer{id, {}}));
     }
 
     EXPECT_EQ(state(), before);

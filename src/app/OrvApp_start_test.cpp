@@ -302,9 +302,9 @@ TEST_F(OrvAppStart, registersAndLooksUpWithTheArgumentsOfItsPlatform) {
     std::vector<CnsLookup> lookups;
     switch_->bus().observe([&](const Hsb_Message& message) {
         if (message.format() == MessageFormat::CNS && message.code() == CnsCode::REGISTER) {
-            registrations.push_back(CnsRegister::decode(message.payload()).value());
+            registrations.push_back(decodeFields<CnsRegister>(message.payload()).value());
         } else if (message.format() == MessageFormat::CNS && message.code() == CnsCode::LOOKUP) {
-            lookups.push_back(CnsLookup::decode(message.payload()).value());
+            lookups.push_back(decodeFields<CnsLookup>(message.payload()).value());
         }
     });
     startDaemon();

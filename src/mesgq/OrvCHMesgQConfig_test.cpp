@@ -59,7 +59,7 @@ TEST_F(OrvCHMesgQConfigTest, asksForTheFiveAttributesInOneRequest) {
     std::vector<std::string> asked;
     switch_.bus().observe([&asked](const Hsb_Message& sent) {
         if (sent.format() == MessageFormat::DS && sent.code() == DsCode::BULK_GET) {
-            const auto request = DsBulkGet::decode(sent.payload());
+            const auto request = decodeFields<DsBulkGet>(sent.payload());
             ASSERT_TRUE(request);
             EXPECT_EQ(request->id, 11u);
             asked.insert(asked.end(), request->names.begin(), request->names.end());

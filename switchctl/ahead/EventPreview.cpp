@@ -28,7 +28,7 @@ constexpr std::uint64_t EVENT_AT = READY * ahead::kSecond;
 constexpr std::uint64_t AFTER_AT = (READY + AFTER) * ahead::kSecond;
 
 ahead::Timetable tableOf(const LogRecord& event, const std::vector<Attribute>& attributes, std::int64_t now) {
-    const WireBytes bytes = event.encode();
+    const WireBytes bytes = encodeFields(event);
     ahead::Timetable table;
     table.begin = now - static_cast<std::int64_t>(READY);
     table.end = AFTER_AT + ahead::kSecond;

@@ -33,7 +33,7 @@ ahead::Step eventAt(std::int64_t second, std::size_t number) {
     event.record.kind = 0;
     event.record.number = 0x00010002;
     event.record.text = TEXT + std::to_string(number);
-    const WireBytes bytes = event.encode();
+    const WireBytes bytes = encodeFields(event);
     return {moment(second), Act::kPublish, 0, {bytes.begin(), bytes.end()}};
 }
 

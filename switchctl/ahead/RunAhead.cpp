@@ -100,13 +100,13 @@ ahead::Outcome RunAhead::play(const ahead::Timetable& table) {
     const pid_t process = start(programFile(), question, answer);
     question.out.reset();
     answer.in.reset();
-    writeAll(question.in, table.encode());  // all of it is read before anything is said
+    writeAll(question.in, encodeFields(table));  // all of it is read before anything is said
     question.in.reset();
     const WireBytes bytes = readAll(answer.out);
     int status = 0;
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
-    auto outcome = ahead::Outcome::decode(bytes);
+    auto outcome = decodeFields<ahead::Outcome>(bytes);
     if (status != 0 || !outcome) {
         refuse("has failed");
     }

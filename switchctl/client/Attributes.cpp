@@ -97,7 +97,8 @@ std::vector<Attribute> list(Session& session, const std::string& prefix) {
     std::vector<Attribute> attributes;
     ListRequest request{prefix, ""};
     for (;;) {
-        auto page = OperatorClient::decode<AttributePage>(session.client.call(OperatorCode::LIST, request.encode()));
+        auto page =
+            OperatorClient::decode<AttributePage>(session.client.call(OperatorCode::LIST, encodeFields(request)));
         std::move(page.attributes.begin(), page.attributes.end(), std::back_inserter(attributes));
         if (!page.more || page.attributes.empty()) {
             return attributes;
@@ -107,7 +108,7 @@ std::vector<Attribute> list(Session& session, const std::string& prefix) {
 }
 
 std::map<std::string, std::string> get(Session& session, const std::vector<std::string>& keys) {
-    const WireBytes body = session.client.call(OperatorCode::GET, KeyList{keys}.encode());
+    const WireBytes body = session.client.call(OperatorCode::GET, encodeFields(KeyList{keys}));
     std::map<std::string, std::string> values;
     for (auto& answer : OperatorClient::decode<AttributeAnswers>(body).answers) {
         if (answer.found) {
@@ -119,7 +120,7 @@ std::map<std::string, std::string> get(Session& session, const std::vector<std::
 
 void change(Session& session, std::vector<Attribute> set, std::vector<std::string> unset) {
     if (!set.empty() || !unset.empty()) {
-        session.client.change(OperatorCode::CHANGE, ChangeRequest{std::move(set), std::move(unset)}.encode());
+        session.client.change(OperatorCode::CHANGE, encodeFields(ChangeRequest{std::move(set), std::move(unset)}));
     }
 }
 
@@ -129,7 +130,7 @@ void setValues(Session& session, std::vector<Attribute> attributes) {
         keys.keys.push_back(attribute.key);
     }
     const auto present =
-        OperatorClient::decode<AttributeAnswers>(session.client.call(OperatorCode::GET, keys.encode())).answers;
+        OperatorClient::decode<AttributeAnswers>(session.client.call(OperatorCode::GET, encodeFields(keys))).answers;
     for (std::size_t index = 0; index < std::min(present.size(), attributes.size()); ++index) {
         if (present[index].found) {
             attributes[index].type = present[index].attribute.type;

@@ -42,11 +42,12 @@ bool isDaemon(const std::string& component) {
 
 Response call(Session& session, std::uint16_t code, const WireBytes& payload) {
     const ManagementCall request{DAEMON, code, true, payload};
-    const WireBytes body = onlyAsks(code) ? session.client.call(OperatorCode::MANAGEMENT, request.encode(), DAEMON)
-                                          : session.client.change(OperatorCode::MANAGEMENT, request.encode(), DAEMON);
+    const WireBytes body = onlyAsks(code)
+                               ? session.client.call(OperatorCode::MANAGEMENT, encodeFields(request), DAEMON)
+                               : session.client.change(OperatorCode::MANAGEMENT, encodeFields(request), DAEMON);
     const auto answer = OperatorClient::decode<ManagementAnswer>(body);
     // Every response begins with handle and status.
-    const auto start = ManagementResponse::decode(
+    const auto start = decodeFields<ManagementResponse>(
         answer.payload.first(std::min<std::size_t>(answer.payload.size(), ManagementSize::RESPONSE)));
     if (!start) {
         throw Refused("orvApp's response cannot be read");
@@ -65,14 +66,14 @@ void refuse(const std::string& meaning, std::uint32_t status) {
 }
 
 Response request(Session& session, std::uint16_t code) {
-    Response response = call(session, code, ManagementRequest{}.encode());
+    Response response = call(session, code, encodeFields(ManagementRequest{}));
     check(response);
     return response;
 }
 
 QueueInfo queue(Session& session) {
     const Response response = request(session, ManagementCode::MESG_Q_INFO);
-    const auto whole = InfoResponse::decode(response.payload);
+    const auto whole = decodeFields<InfoResponse>(response.payload);
     const auto info = whole ? QueueInfo::decode(whole->info) : std::nullopt;
     if (!info) {
         throw Refused("orvApp's queue information cannot be read");
@@ -82,7 +83,7 @@ QueueInfo queue(Session& session) {
 
 ProcessedInfo processed(Session& session) {
     const Response response = request(session, ManagementCode::PROFILE_PROCESSED_INFO);
-    const auto whole = InfoResponse::decode(response.payload);
+    const auto whole = decodeFields<InfoResponse>(response.payload);
     auto info = whole ? ProcessedInfo::decode(whole->info) : std::nullopt;
     if (!info) {
         throw Refused("orvApp's profile information cannot be read");

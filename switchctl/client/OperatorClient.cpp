@@ -62,7 +62,7 @@ void OperatorClient::ensureConnected() {
 
 void OperatorClient::send(std::uint16_t code, std::uint32_t tag, const WireBytes& body) {
     ensureConnected();
-    Hsb_Message message(OperatorCode::FORMAT, code, OperatorRequest{tag, body}.encode());
+    Hsb_Message message(OperatorCode::FORMAT, code, encodeFields(OperatorRequest{tag, body}));
     message.source(address_);
     message.destination(ServiceAddress::OPERATOR);
     if (transport_->send(message) < 0) {
@@ -123,14 +123,14 @@ void OperatorClient::receive(Hsb_Message& message) {
         return;
     }
     if (message.code() == OperatorCode::LOG_LINES || message.code() == OperatorCode::TEST_RESULT) {
-        const auto push = OperatorPush::decode(message.payload());
+        const auto push = decodeFields<OperatorPush>(message.payload());
         const auto stream = push ? streams_.find(push->tag) : streams_.end();
         if (stream != streams_.end()) {
             stream->second(push->body);
         }
         return;
     }
-    if (const auto reply = OperatorReply::decode(message.payload())) {
+    if (const auto reply = decodeFields<OperatorReply>(message.payload())) {
         answers_[reply->tag] = {reply->status, reply->reason, {reply->body.begin(), reply->body.end()}};
     }
 }

@@ -46,7 +46,7 @@ public:
     // The body of an answer in its layout; throws Refused when it is of another.
     template <typename Body>
     static Body decode(const WireBytes& bytes) {
-        auto body = Body::decode(bytes);
+        auto body = decodeFields<Body>(bytes);
         if (!body) {
             badAnswer();
         }

@@ -19,7 +19,7 @@ public:
         EXPECT_EQ(transport_.attachService(*this, ServiceAddress::OPERATOR), 0);
     }
     void receive(Hsb_Message& message) override {
-        const auto request = OperatorRequest::decode(message.payload());
+        const auto request = decodeFields<OperatorRequest>(message.payload());
         ASSERT_TRUE(request);
         if (onRequest) {
             onRequest(message, request->tag);
@@ -34,7 +34,7 @@ public:
     void answer(const Hsb_Message& request, std::uint32_t tag, const OperatorReply& reply) {
         OperatorReply tagged = reply;
         tagged.tag = tag;
-        send(request.source(), OperatorCode::FORMAT, OperatorCode::replyTo(request.code()), tagged.encode());
+        send(request.source(), OperatorCode::FORMAT, OperatorCode::replyTo(request.code()), encodeFields(tagged));
     }
     void leave() { transport_.leave(); }
 
@@ -146,7 +146,7 @@ TEST_F(OperatorClientTest, listensToNobodyButTheSwitch) {
     client_.timeout(std::chrono::milliseconds(100));
     switchd_.onRequest = [&](const Hsb_Message& request, std::uint32_t tag) {
         stranger.send(request.source(), OperatorCode::FORMAT, OperatorCode::replyTo(request.code()),
-                      OperatorReply{tag, OperatorStatus::OK, "", {}}.encode());
+                      encodeFields(OperatorReply{tag, OperatorStatus::OK, "", {}}));
     };
 
     EXPECT_EQ(reasonOf([&] { client_.call(OperatorCode::GET); }), "switchd did not answer in 0.1 s");
@@ -158,9 +158,9 @@ TEST_F(OperatorClientTest, handsWhatIsPushedToItsStream) {
     switchd_.onRequest = [&](const Hsb_Message& request, std::uint32_t tag) {
         switchd_.answer(request, tag, {0, OperatorStatus::OK, "", {}});
         switchd_.send(request.source(), OperatorCode::FORMAT, OperatorCode::LOG_LINES,
-                      OperatorPush{tag + 1, pushed}.encode());
+                      encodeFields(OperatorPush{tag + 1, pushed}));
         switchd_.send(request.source(), OperatorCode::FORMAT, OperatorCode::LOG_LINES,
-                      OperatorPush{tag, pushed}.encode());
+                      encodeFields(OperatorPush{tag, pushed}));
     };
 
     client_.open(OperatorCode::FOLLOW_LOG, {}, [&](WireSpan body) { got.insert(got.end(), body.begin(), body.end()); });

@@ -42,7 +42,7 @@ void checkKeys(const Texts& keys) {
 void get(Session& session, const Texts& keys) {
     checkKeys(keys);
     const auto answers =
-        OperatorClient::decode<AttributeAnswers>(session.client.call(OperatorCode::GET, KeyList{keys}.encode()));
+        OperatorClient::decode<AttributeAnswers>(session.client.call(OperatorCode::GET, encodeFields(KeyList{keys})));
     std::vector<Attribute> found;
     std::vector<std::string> missing;
     for (const auto& answer : answers.answers) {
@@ -82,7 +82,7 @@ void load(Session& session, const std::string& name) {
 
 void unset(Session& session, const Texts& keys) {
     checkKeys(keys);
-    const WireBytes request = ChangeRequest{{}, keys}.encode();
+    const WireBytes request = encodeFields(ChangeRequest{{}, keys});
     const auto missing = OperatorClient::decode<KeyList>(session.client.change(OperatorCode::CHANGE, request)).keys;
     session.print(Json().set("unset", std::uint64_t{keys.size() - missing.size()}).set("missing", missing), "");
     refuseMissing(missing);

@@ -41,7 +41,7 @@ void clearQueue(Session& session) {
 // One status stands for two reasons; the event log tells which.
 void changeover(Session& session) {
     const DaemonLog log(session);
-    const auto response = Management::call(session, ManagementCode::CHANGEOVER, ManagementRequest{}.encode());
+    const auto response = Management::call(session, ManagementCode::CHANGEOVER, encodeFields(ManagementRequest{}));
     if (response.status == ManagementStatus::CHANGEOVER_FAILED) {
         const bool updating = log.has(orv_log::kChangeoverUpdating);
         Management::refuse(updating ? Management::UPDATING : "there is no other mail server to change to",
@@ -114,7 +114,7 @@ void request(Session& session, const RawArguments& arguments) {
     const WireBytes payload = bytesFrom(arguments.hex);
     if (!isAnswered(arguments.code, payload.size())) {
         const ManagementCall call{Management::DAEMON, arguments.code, false, payload};
-        session.client.change(OperatorCode::MANAGEMENT, call.encode());
+        session.client.change(OperatorCode::MANAGEMENT, encodeFields(call));
         session.print(Json().set("sent", true), "sent\n");
         return;
     }
@@ -127,7 +127,7 @@ void request(Session& session, const RawArguments& arguments) {
 void message(Session& session, const RawArguments& arguments) {
     const WireBytes payload = bytesFrom(arguments.hex);
     const RawMessage raw{Management::DAEMON, arguments.format, arguments.code, payload};
-    session.client.change(OperatorCode::MESSAGE, raw.encode());
+    session.client.change(OperatorCode::MESSAGE, encodeFields(raw));
     session.print(Json().set("sent", true), "sent\n");
 }
 

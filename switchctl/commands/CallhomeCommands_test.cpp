@@ -98,8 +98,8 @@ class CallhomeInformation : public SwitchctlDaemonTest {
 protected:
     void answer(Hsb_Message& message) override {
         if (message.format() == MessageFormat::MANAGEMENT) {
-            const auto handle = ManagementRequest::decode(message.payload())->handle;
-            respond(message, InfoResponse{handle, 0, block_}.encode());
+            const auto handle = decodeFields<ManagementRequest>(message.payload())->handle;
+            respond(message, encodeFields(InfoResponse{handle, 0, block_}));
         }
     }
     std::vector<std::uint8_t> block_;

@@ -14,23 +14,23 @@ void publish(Session& session, std::uint16_t code, const WireBytes& body) {
 }
 
 void log(Session& session, const LogEventArguments& arguments) {
-    publish(session, OperatorCode::PUBLISH_LOG, logRecordFrom(arguments).encode());
+    publish(session, OperatorCode::PUBLISH_LOG, encodeFields(logRecordFrom(arguments)));
     if (const std::string why = whyNobodyIsMailed(arguments.record); !why.empty()) {
         session.note(why);
     }
 }
 
 void state(Session& session, const std::string& text) {
-    publish(session, OperatorCode::PUBLISH_STATE, OneText{text}.encode());
+    publish(session, OperatorCode::PUBLISH_STATE, encodeFields(OneText{text}));
 }
 
 void address(Session& session, const std::vector<std::string>& addresses) {
     checkAddresses(addresses);
-    publish(session, OperatorCode::PUBLISH_ADDRESSES, KeyList{addresses}.encode());
+    publish(session, OperatorCode::PUBLISH_ADDRESSES, encodeFields(KeyList{addresses}));
 }
 
 void hostname(Session& session, const std::string& name) {
-    publish(session, OperatorCode::PUBLISH_HOSTNAME, OneText{name}.encode());
+    publish(session, OperatorCode::PUBLISH_HOSTNAME, encodeFields(OneText{name}));
 }
 
 struct RawEventArguments {
@@ -41,7 +41,7 @@ struct RawEventArguments {
 
 void raw(Session& session, const RawEventArguments& arguments) {
     const auto data = bytesFrom(arguments.hex);
-    publish(session, OperatorCode::PUBLISH_EVENT, RawEvent{arguments.category, arguments.number, data}.encode());
+    publish(session, OperatorCode::PUBLISH_EVENT, encodeFields(RawEvent{arguments.category, arguments.number, data}));
 }
 
 void addLog(CommandTree& tree, const CommandTree::Group& event) {

@@ -137,7 +137,7 @@ TEST_F(EventCommands, addressPublishesAllOfThem) {
     ASSERT_THAT(all, SizeIs(1));
     EXPECT_EQ(std::get<0>(all[0]), 2u);
     EXPECT_EQ(std::get<1>(all[0]), 56u);
-    const auto change = InterfaceChange::decode(std::get<2>(all[0]));
+    const auto change = decodeFields<InterfaceChange>(std::get<2>(all[0]));
     ASSERT_TRUE(change);
     EXPECT_EQ(change->interface, change->management);
     ASSERT_THAT(change->addresses, SizeIs(2));

@@ -90,7 +90,7 @@ void doToAll(Session& session, std::uint16_t code, const char* what) {
 }
 
 void removeFault(Session& session, const std::uint32_t& number) {
-    session.client.change(OperatorCode::REMOVE_FAULT, OneTag{number}.encode());
+    session.client.change(OperatorCode::REMOVE_FAULT, encodeFields(OneTag{number}));
     session.print(Json().set("removed", number), "");
 }
 

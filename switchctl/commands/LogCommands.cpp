@@ -201,8 +201,8 @@ void showLog(Session& session, const LogArguments& arguments) {
     if (!arguments.follow) {
         return;
     }
-    session.client.open(OperatorCode::FOLLOW_LOG, LogRequest{last}.encode(), [&](WireSpan body) {
-        const auto page = LogPage::decode(body);
+    session.client.open(OperatorCode::FOLLOW_LOG, encodeFields(LogRequest{last}), [&](WireSpan body) {
+        const auto page = decodeFields<LogPage>(body);
         for (const LogEntry& entry : page ? page->entries : std::vector<LogEntry>()) {
             printer.printNew(entry);
         }

@@ -71,7 +71,7 @@ void wait(Session& session, const WaitArguments& arguments) {
     const WaitRequest request{component, stateCalled(state)};
     const std::string limit = Text::seconds(session.client.timeout().count());
     try {
-        session.client.call(OperatorCode::WAIT, request.encode(), component);
+        session.client.call(OperatorCode::WAIT, encodeFields(request), component);
     } catch (const SwitchdSilent&) {
         throw;
     } catch (const NoAnswer& error) {

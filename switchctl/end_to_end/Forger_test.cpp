@@ -42,14 +42,14 @@ public:
         }
     }
     void findDaemon() {
-        Hsb_Message message(OperatorCode::FORMAT, OperatorCode::COMPONENTS, OperatorRequest{1, {}}.encode());
+        Hsb_Message message(OperatorCode::FORMAT, OperatorCode::COMPONENTS, encodeFields(OperatorRequest{1, {}}));
         message.source(address_);
         message.destination(ServiceAddress::OPERATOR);
         ASSERT_EQ(transport_.send(message), 0);
         awaitCode(OperatorCode::replyTo(OperatorCode::COMPONENTS));
-        const auto reply = OperatorReply::decode(messages.back().payload());
+        const auto reply = decodeFields<OperatorReply>(messages.back().payload());
         ASSERT_TRUE(reply);
-        const auto list = ComponentList::decode(reply->body);
+        const auto list = decodeFields<ComponentList>(reply->body);
         ASSERT_TRUE(list && list->components.size() == 1);
         daemon_ = {list->components[0].node, list->components[0].process, 0};
     }
@@ -119,7 +119,7 @@ TEST_F(Forger, cannotAnswerForTheAttributeStore) {
     ASSERT_NE(before, "");
 
     const DsAttributeAnswer forbidden{FEATURE_FLAG, {"Default.Mfg.AllowCallhome", 1, 0, "False"}};
-    stranger_->say(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY, ServiceAddress::ATTRIBUTES, forbidden.encode());
+    stranger_->say(MessageFormat::DS, DsCode::ATTRIBUTE_REPLY, ServiceAddress::ATTRIBUTES, encodeFields(forbidden));
     stranger_->untilAllIsHeard();
 
     EXPECT_EQ(conditions(), before);
@@ -129,7 +129,7 @@ TEST_F(Forger, cannotMakeAnEvent) {
     const std::string before = done({"callhome", "queue"});
 
     stranger_->say(MessageFormat::ENS_EVENT, EnsEventCode::EVENT, ServiceAddress::EVENTS,
-                   EnsEventData{LOG_EVENT, 0, Bytes(312)}.encode());
+                   encodeFields(EnsEventData{LOG_EVENT, 0, Bytes(312)}));
     stranger_->untilAllIsHeard();
 
     EXPECT_EQ(done({"callhome", "queue"}), before);
@@ -138,7 +138,7 @@ TEST_F(Forger, cannotMakeAnEvent) {
 TEST_F(Forger, cannotTakeTheServicesPlaces) {
     for (const std::uint32_t tag : {1u, 2u, 3u}) {
         stranger_->say(MessageFormat::CNS, CnsCode::LOOKUP_RESPONSE, ServiceAddress::NAMES,
-                       CnsLookupResponse{tag, stranger_->address()}.encode());
+                       encodeFields(CnsLookupResponse{tag, stranger_->address()}));
     }
     stranger_->untilAllIsHeard();
 

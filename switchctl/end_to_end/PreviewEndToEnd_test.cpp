@@ -102,7 +102,7 @@ protected:
     // As the command event log does.
     void publish(const LogRecord& event) {
         OperatorClient client([this](std::chrono::milliseconds) { return &transport(); });
-        client.change(OperatorCode::PUBLISH_LOG, event.encode());
+        client.change(OperatorCode::PUBLISH_LOG, encodeFields(event));
     }
 
     Transport& transport() {

@@ -29,9 +29,9 @@ bool isTestRefusal(const OrvCatalogueMatch& match) {
 }  // namespace
 
 DaemonLog::DaemonLog(Session& session) {
-    session.client.open(OperatorCode::FOLLOW_LOG, LogRequest{FROM_NOW_ON}.encode(),
+    session.client.open(OperatorCode::FOLLOW_LOG, encodeFields(LogRequest{FROM_NOW_ON}),
                         [entries = entries_](WireSpan body) {
-                            const auto page = LogPage::decode(body);
+                            const auto page = decodeFields<LogPage>(body);
                             for (const LogEntry& entry : page ? page->entries : std::vector<LogEntry>()) {
                                 if (isForOperators(entry)) {
                                     entries->push_back(entry);

@@ -46,17 +46,17 @@ bool isRoutine(const LogEntry& entry) {
 
 LogPage LogReader::page(std::uint64_t since, std::int64_t level, std::uint32_t limit) {
     const LogRequest request{since, limit, static_cast<std::int32_t>(level)};
-    return OperatorClient::decode<LogPage>(session_.client.call(OperatorCode::READ_LOG, request.encode()));
+    return OperatorClient::decode<LogPage>(session_.client.call(OperatorCode::READ_LOG, encodeFields(request)));
 }
 
 LogPage LogReader::search(const LogSelection& selection, std::uint32_t limit) {
     const LogSearch request{selection, limit};
-    return OperatorClient::decode<LogPage>(session_.client.call(OperatorCode::SEARCH_LOG, request.encode()));
+    return OperatorClient::decode<LogPage>(session_.client.call(OperatorCode::SEARCH_LOG, encodeFields(request)));
 }
 
 LogSeries LogReader::series(const LogSelection& selection) {
     const SeriesRequest request{selection};
-    return OperatorClient::decode<SeriesAnswer>(session_.client.call(OperatorCode::LOG_SERIES, request.encode()))
+    return OperatorClient::decode<SeriesAnswer>(session_.client.call(OperatorCode::LOG_SERIES, encodeFields(request)))
         .series;
 }
 

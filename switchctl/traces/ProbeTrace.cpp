@@ -75,7 +75,7 @@ std::string ProbeTrace::ask(Session& session) {
     const std::string file = mainFile();
     TraceFile trace(file);
     trace.mark();
-    session.client.call(OperatorCode::PROBE, ProbeRequest{Management::DAEMON, ProbeCode::DUMP_STATE}.encode(),
+    session.client.call(OperatorCode::PROBE, encodeFields(ProbeRequest{Management::DAEMON, ProbeCode::DUMP_STATE}),
                         Management::DAEMON);
     std::string text;
     if (trace.readSince(text) < 0) {

@@ -36,7 +36,7 @@ std::string nameOf(std::uint32_t result) {
 std::shared_ptr<const Result> watchResults(Session& session, const std::string& name) {
     auto result = std::make_shared<Result>();
     session.client.open(OperatorCode::WATCH_RESULTS, {}, [result, name](WireSpan body) {
-        const auto results = TestResults::decode(body);
+        const auto results = decodeFields<TestResults>(body);
         for (const auto& one : results ? results->results : std::vector<TestResults::Result>()) {
             if (one.profile == name) {
                 *result = one.status;
@@ -123,7 +123,7 @@ private:
 void Test::run() {
     const auto limit = session_.client.timeout();
     Management::check(
-        Management::call(session_, ManagementCode::TEST_PROFILE, TestProfileRequest{0, 0, name_}.encode()));
+        Management::call(session_, ManagementCode::TEST_PROFILE, encodeFields(TestProfileRequest{0, 0, name_})));
     if (!done()) {
         session_.progress(name_ + ": accepted, waiting for the result\n");
         reading_ = !refuseUnknown(session_, name_);

@@ -24,12 +24,12 @@ protected:
             return;
         }
         if (message.code() == ManagementCode::PROFILE_PROCESSED_INFO) {
-            const auto handle = ManagementRequest::decode(message.payload())->handle;
+            const auto handle = decodeFields<ManagementRequest>(message.payload())->handle;
             const auto block =
                 WireWriter().zeros(8).u32(1).fixedText("Operators", 36).u32(0).fixedText("NotApplicable", 64).take();
-            respond(message, InfoResponse{handle, infoStatus_, block}.encode());
+            respond(message, encodeFields(InfoResponse{handle, infoStatus_, block}));
         }
-        if (const auto request = TestProfileRequest::decode(message.payload())) {
+        if (const auto request = decodeFields<TestProfileRequest>(message.payload())) {
             answerTest(message, *request);
         }
     }
@@ -38,10 +38,10 @@ protected:
         write_();
         if (result_) {
             EXPECT_EQ(message.reply(MessageFormat::MANAGEMENT, ManagementCode::TEST_PROFILE_RESULTS,
-                                    TestProfileResults{*result_, resultName_.value_or(request.name)}.encode()),
+                                    encodeFields(TestProfileResults{*result_, resultName_.value_or(request.name)})),
                       0);
         }
-        respond(message, TestProfileResponse{request.handle, status_, request.name}.encode());
+        respond(message, encodeFields(TestProfileResponse{request.handle, status_, request.name}));
     }
 
     std::string requested_;

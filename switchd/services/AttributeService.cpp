@@ -28,27 +28,27 @@ void AttributeService::receive(Hsb_Message& message) {
 }
 
 void AttributeService::handleConnect(const Hsb_Message& message) {
-    const auto request = DsConnect::decode(message.payload());
+    const auto request = decodeFields<DsConnect>(message.payload());
     if (!request) {
         return;
     }
     const std::string nameless;
     const FaultVerdict verdict = faults_.judge(FaultOperation::CONNECT, {&nameless, 1});
     if (!verdict.names[0].refuse) {  // there is no way to say no but not to answer
-        answer(message.source(), DsCode::CONNECTED, request->encode(), verdict);
+        answer(message.source(), DsCode::CONNECTED, encodeFields(*request), verdict);
     }
 }
 
 void AttributeService::handleGet(const Hsb_Message& message) {
-    if (const auto request = DsGet::decode(message.payload())) {
+    if (const auto request = decodeFields<DsGet>(message.payload())) {
         const FaultVerdict verdict = faults_.judge(FaultOperation::GET, {&request->name, 1});
         const DsAttributeAnswer reply{request->id, read(request->name, verdict.names[0], MAX_ANSWER)};
-        answer(message.source(), DsCode::ATTRIBUTE_REPLY, reply.encode(), verdict);
+        answer(message.source(), DsCode::ATTRIBUTE_REPLY, encodeFields(reply), verdict);
     }
 }
 
 void AttributeService::handleBulkGet(const Hsb_Message& message) {
-    const auto request = DsBulkGet::decode(message.payload());
+    const auto request = decodeFields<DsBulkGet>(message.payload());
     if (!request) {
         return;
     }
@@ -62,14 +62,14 @@ void AttributeService::handleBulkGet(const Hsb_Message& message) {
             room -= reply.attributes.back().value.size();
         }
     }
-    answer(message.source(), DsCode::BULK_REPLY, reply.encode(), verdict);
+    answer(message.source(), DsCode::BULK_REPLY, encodeFields(reply), verdict);
 }
 
 void AttributeService::handleSet(const Hsb_Message& message) {
-    if (const auto request = DsSet::decode(message.payload())) {
+    if (const auto request = decodeFields<DsSet>(message.payload())) {
         const FaultVerdict verdict = faults_.judge(FaultOperation::SET, {&request->name, 1});
         const DsStatusAnswer reply{request->id, write(*request, verdict.names[0])};
-        answer(message.source(), DsCode::STATUS_REPLY, reply.encode(), verdict);
+        answer(message.source(), DsCode::STATUS_REPLY, encodeFields(reply), verdict);
     }
 }
 

@@ -29,12 +29,12 @@ protected:
         caller_.send(ServiceAddress::ATTRIBUTES, MessageFormat::DS, code, std::move(payload));
         sw_.pump();
     }
-    void get(std::uint32_t id, const std::string& name) { send(DsCode::GET, DsGet{id, 1, name}.encode()); }
+    void get(std::uint32_t id, const std::string& name) { send(DsCode::GET, encodeFields(DsGet{id, 1, name})); }
     void bulkGet(std::uint32_t id, const std::vector<std::string>& names) {
-        send(DsCode::BULK_GET, DsBulkGet{id, names}.encode());
+        send(DsCode::BULK_GET, encodeFields(DsBulkGet{id, names}));
     }
     void set(std::uint32_t id, const std::string& name, const std::string& value) {
-        send(DsCode::SET, DsSet{id, dsClient::TYPE_STRING, 1, name, value}.encode());
+        send(DsCode::SET, encodeFields(DsSet{id, dsClient::TYPE_STRING, 1, name, value}));
     }
     // The only message that has come, which must have this code; empty when there is not exactly one.
     std::vector<std::uint8_t> answer(std::uint16_t code) {
@@ -47,9 +47,9 @@ protected:
         EXPECT_EQ(messages[0].code(), code);
         return {messages[0].payload().begin(), messages[0].payload().end()};
     }
-    DsAttributeAnswer attribute() { return DsAttributeAnswer::decode(answer(2)).value_or(DsAttributeAnswer()); }
-    DsBulkAnswer bulk() { return DsBulkAnswer::decode(answer(9)).value_or(DsBulkAnswer()); }
-    DsStatusAnswer status() { return DsStatusAnswer::decode(answer(1)).value_or(DsStatusAnswer()); }
+    DsAttributeAnswer attribute() { return decodeFields<DsAttributeAnswer>(answer(2)).value_or(DsAttributeAnswer()); }
+    DsBulkAnswer bulk() { return decodeFields<DsBulkAnswer>(answer(9)).value_or(DsBulkAnswer()); }
+    DsStatusAnswer status() { return decodeFields<DsStatusAnswer>(answer(1)).value_or(DsStatusAnswer()); }
     void spoil(FaultKind kind, FaultOperation operation, const std::string& pattern, std::uint32_t count = 1,
                std::uint32_t milliseconds = 0, std::int32_t badStatus = 0) {
         sw_.faults().add({kind, operation, pattern, count, milliseconds, badStatus});
@@ -58,7 +58,7 @@ protected:
     std::vector<std::uint32_t> idsGot() {
         std::vector<std::uint32_t> ids;
         for (const Hsb_Message& message : caller_.take()) {
-            ids.push_back(DsAttributeAnswer::decode(message.payload())->id);
+            ids.push_back(decodeFields<DsAttributeAnswer>(message.payload())->id);
         }
         return ids;
     }
@@ -70,9 +70,9 @@ protected:
 }  // namespace
 
 TEST_F(AttributeServiceTest, answersAConnect) {
-    send(DsCode::CONNECT, DsConnect{1}.encode());
+    send(DsCode::CONNECT, encodeFields(DsConnect{1}));
 
-    EXPECT_EQ(DsConnect::decode(answer(50))->version, 1u);
+    EXPECT_EQ(decodeFields<DsConnect>(answer(50))->version, 1u);
 }
 
 TEST_F(AttributeServiceTest, answersAGetWithTypeAndValue) {
@@ -141,7 +141,7 @@ TEST_F(AttributeServiceTest, ignoresWhatItCannotRead) {
     for (const std::uint16_t code : {DsCode::CONNECT, DsCode::GET, DsCode::BULK_GET, DsCode::SET, std::uint16_t{99}}) {
         send(code, {1, 2, 3});
     }
-    caller_.send(ServiceAddress::ATTRIBUTES, MessageFormat::CNS, DsCode::GET, DsGet{1, 1, "A"}.encode());
+    caller_.send(ServiceAddress::ATTRIBUTES, MessageFormat::CNS, DsCode::GET, encodeFields(DsGet{1, 1, "A"}));
     sw_.pump();
 
     EXPECT_THAT(caller_.messages(), IsEmpty());
@@ -179,7 +179,7 @@ TEST_F(AttributeServiceTest, refusesASetOnRequestAndLeavesTheValue) {
 TEST_F(AttributeServiceTest, doesNotAnswerARefusedConnect) {
     spoil(FaultKind::REFUSE, FaultOperation::CONNECT, "*");
 
-    send(DsCode::CONNECT, DsConnect{1}.encode());
+    send(DsCode::CONNECT, encodeFields(DsConnect{1}));
 
     EXPECT_THAT(caller_.messages(), IsEmpty());
 }
@@ -238,11 +238,11 @@ TEST_F(AttributeServiceTest, corruptsAnswersOfEveryKindOnRequest) {
     spoil(FaultKind::CORRUPT, FaultOperation::ANY, "A", 3);
 
     get(1, "A");
-    EXPECT_FALSE(DsAttributeAnswer::decode(answer(2)).has_value());
+    EXPECT_FALSE(decodeFields<DsAttributeAnswer>(answer(2)).has_value());
     bulkGet(1, {"A"});
-    EXPECT_FALSE(DsBulkAnswer::decode(answer(9)).has_value());
+    EXPECT_FALSE(decodeFields<DsBulkAnswer>(answer(9)).has_value());
     set(1, "A", "x");
-    EXPECT_FALSE(DsStatusAnswer::decode(answer(1)).has_value());
+    EXPECT_FALSE(decodeFields<DsStatusAnswer>(answer(1)).has_value());
 }
 
 TEST_F(AttributeServiceTest, neverAnswersOnRequestUntilTheRuleIsRemoved) {
@@ -251,7 +251,7 @@ TEST_F(AttributeServiceTest, neverAnswersOnRequestUntilTheRuleIsRemoved) {
     get(1, "A");
     bulkGet(2, {"A", "B"});
     set(3, "A", "x");
-    send(DsCode::CONNECT, DsConnect{1}.encode());
+    send(DsCode::CONNECT, encodeFields(DsConnect{1}));
     EXPECT_THAT(caller_.messages(), IsEmpty());
     EXPECT_EQ(sw_.faults().clear(), 1u);
     get(4, "B");
@@ -264,7 +264,7 @@ TEST_F(AttributeServiceTest, forgetsLateAnswersWhenItGoes) {
         Faults faults;
         faults.add({FaultKind::DELAY, FaultOperation::GET, "*", 1, 1000, 0});
         AttributeService shortLived(sw_.switchSide(), sw_.store(), faults);
-        Hsb_Message request(MessageFormat::DS, DsCode::GET, DsGet{9, 1, "A"}.encode());
+        Hsb_Message request(MessageFormat::DS, DsCode::GET, encodeFields(DsGet{9, 1, "A"}));
         request.source(caller_.address());
         shortLived.receive(request);
     }

@@ -29,7 +29,7 @@ void ConfigurationMonitor::handleReady(const Hsb_Address& component) {
 
 // A second acknowledgement of the same start finds the component started, and changes nothing.
 void ConfigurationMonitor::handleAcknowledgement(const Hsb_Message& message) {
-    const auto acknowledgement = CmonConfReadAck::decode(message.payload());
+    const auto acknowledgement = decodeFields<CmonConfReadAck>(message.payload());
     const Hsb_Address& component = message.source();
     if (!acknowledgement || acknowledgement->status != 0 || components_.stateOf(component) != ComponentState::READY) {
         return;

@@ -17,14 +17,14 @@ class ConfigurationMonitorTest : public ::testing::Test {
 protected:
     ConfigurationMonitorTest() {
         component_.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER,
-                        CnsRegister{1, 0, "OrvApp"}.encode());
+                        encodeFields(CnsRegister{1, 0, "OrvApp"}));
         sw_.pump();
     }
     void say(std::uint16_t code, std::vector<std::uint8_t> payload = {}) {
         component_.send(ServiceAddress::MONITOR, MessageFormat::CMON, code, std::move(payload));
         sw_.pump();
     }
-    void acknowledge(std::int32_t status = 0) { say(CmonCode::CONF_READ_ACK, CmonConfReadAck{status}.encode()); }
+    void acknowledge(std::int32_t status = 0) { say(CmonCode::CONF_READ_ACK, encodeFields(CmonConfReadAck{status})); }
     std::vector<std::uint16_t> codesGot() {
         std::vector<std::uint16_t> codes;
         for (const Hsb_Message& message : component_.take()) {
@@ -120,7 +120,7 @@ TEST_F(ConfigurationMonitorTest, knowsAStateThatWasReachedBeforeTheRegistration)
     sw_.pump();
     EXPECT_EQ(sw_.components().named(""), nullptr);
 
-    early.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER, CnsRegister{1, 0, "Early"}.encode());
+    early.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER, encodeFields(CnsRegister{1, 0, "Early"}));
     sw_.pump();
 
     ASSERT_NE(sw_.components().named("Early"), nullptr);

@@ -49,7 +49,7 @@ void EventLog::receive(Hsb_Message& message) {
     if (message.format() != MessageFormat::EVENT_LOG || !known) {
         return;
     }
-    if (const auto entry = EventLogEntry::decode(message.payload())) {
+    if (const auto entry = decodeFields<EventLogEntry>(message.payload())) {
         (void)enter(recordOf(*entry), entry->component);
     }
 }

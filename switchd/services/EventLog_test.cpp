@@ -19,19 +19,20 @@ namespace {
 class EventLogTest : public ::testing::Test {
 protected:
     EventLogTest() {
-        subscriber_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE, EnsRequest{1, 0}.encode());
+        subscriber_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE,
+                         encodeFields(EnsRequest{1, 0}));
         sw_.pump();
         subscriber_.take();
         Uncatalogued::acceptAll();  // its texts are made up
     }
     void enter(std::uint16_t code, const EventLogEntry& entry) {
-        component_.send(ServiceAddress::EVENT_LOG, MessageFormat::EVENT_LOG, code, entry.encode());
+        component_.send(ServiceAddress::EVENT_LOG, MessageFormat::EVENT_LOG, code, encodeFields(entry));
         sw_.pump();
     }
     std::vector<Sw_Log_Type> published() {
         std::vector<Sw_Log_Type> records;
         for (const Hsb_Message& message : subscriber_.take()) {
-            const auto event = EnsEventData::decode(message.payload());
+            const auto event = decodeFields<EnsEventData>(message.payload());
             EXPECT_EQ(event->category, 1u);
             EXPECT_EQ(event->number, 0u);
             EXPECT_THAT(event->data, SizeIs(312));
@@ -106,7 +107,7 @@ TEST_F(EventLogTest, keepsTheOrderOfEntriesFromSeveralComponents) {
     for (const char* text : {"one", "two", "three"}) {
         entry.text = text;
         (entry.text == "two" ? subscriber_ : component_)
-            .send(ServiceAddress::EVENT_LOG, MessageFormat::EVENT_LOG, EventLogCode::ENTRY, entry.encode());
+            .send(ServiceAddress::EVENT_LOG, MessageFormat::EVENT_LOG, EventLogCode::ENTRY, encodeFields(entry));
     }
     sw_.pump();
 
@@ -116,7 +117,7 @@ TEST_F(EventLogTest, keepsTheOrderOfEntriesFromSeveralComponents) {
 TEST_F(EventLogTest, ignoresWhatItCannotRead) {
     component_.send(ServiceAddress::EVENT_LOG, MessageFormat::EVENT_LOG, EventLogCode::ENTRY, {1, 2, 3});
     enter(99, ENTRY);
-    component_.send(ServiceAddress::EVENT_LOG, MessageFormat::DS, EventLogCode::ENTRY, ENTRY.encode());
+    component_.send(ServiceAddress::EVENT_LOG, MessageFormat::DS, EventLogCode::ENTRY, encodeFields(ENTRY));
     sw_.pump();
 
     EXPECT_THAT(sw_.eventLog(), IsEmpty());

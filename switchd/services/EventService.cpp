@@ -16,7 +16,7 @@ void EventService::receive(Hsb_Message& message) {
     if (message.code() == EnsCode::PUBLISH) {
         return handlePublish(message);
     }
-    const auto request = EnsRequest::decode(message.payload());
+    const auto request = decodeFields<EnsRequest>(message.payload());
     if (!request) {
         return;
     }
@@ -42,7 +42,7 @@ void EventService::peerLeft(const Hsb_Address& process) {
 }
 
 void EventService::handlePublish(const Hsb_Message& message) {
-    if (const auto event = EnsEventData::decode(message.payload())) {
+    if (const auto event = decodeFields<EnsEventData>(message.payload())) {
         publish({event->category, event->number}, event->data);
     }
 }
@@ -70,7 +70,7 @@ std::size_t EventService::publish(const EventId& event, std::span<const std::uin
     if (known == subscribers_.end()) {
         return 0;
     }
-    const std::vector<std::uint8_t> payload = EnsEventData{event.category, event.number, data}.encode();
+    const std::vector<std::uint8_t> payload = encodeFields(EnsEventData{event.category, event.number, data});
     for (const Hsb_Address& consumer : known->second) {
         send(consumer, MessageFormat::ENS_EVENT, EnsEventCode::EVENT, payload);
     }

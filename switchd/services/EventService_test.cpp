@@ -15,7 +15,7 @@ namespace {
 class EventServiceTest : public ::testing::Test {
 protected:
     void request(BusParty& party, std::uint16_t code, std::uint32_t category, std::uint32_t event) {
-        party.send(ServiceAddress::EVENTS, MessageFormat::ENS, code, EnsRequest{category, event}.encode());
+        party.send(ServiceAddress::EVENTS, MessageFormat::ENS, code, encodeFields(EnsRequest{category, event}));
         sw_.pump();
     }
     void subscribe(BusParty& party, std::uint32_t category, std::uint32_t event) {
@@ -31,7 +31,7 @@ protected:
             }
             EXPECT_EQ(message.format(), 3);
             EXPECT_EQ(message.code(), 0);
-            const auto event = EnsEventData::decode(message.payload());
+            const auto event = decodeFields<EnsEventData>(message.payload());
             result.push_back(std::to_string(event->category) + "/" + std::to_string(event->number) + ":" +
                              std::string(event->data.begin(), event->data.end()));
         }
@@ -123,7 +123,7 @@ TEST_F(EventServiceTest, publishesForProducersOnTheBus) {
     subscribe(first_, 89, 1);
     request(second_, EnsCode::PRODUCER_ADD, 89, 1);
     const std::vector<std::uint8_t> data{'h', 'i'};
-    second_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::PUBLISH, EnsEventData{89, 1, data}.encode());
+    second_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::PUBLISH, encodeFields(EnsEventData{89, 1, data}));
     request(second_, EnsCode::PRODUCER_REMOVE, 89, 1);
 
     EXPECT_THAT(got(first_), ElementsAre("ready", "89/1:hi"));
@@ -142,7 +142,7 @@ TEST_F(EventServiceTest, ignoresWhatItCannotRead) {
     for (const std::uint16_t code : {EnsCode::SUBSCRIBE, EnsCode::UNSUBSCRIBE, EnsCode::PUBLISH, std::uint16_t{99}}) {
         first_.send(ServiceAddress::EVENTS, MessageFormat::ENS, code, {1, 2, 3});
     }
-    first_.send(ServiceAddress::EVENTS, MessageFormat::ENS_EVENT, EnsCode::SUBSCRIBE, EnsRequest{1, 0}.encode());
+    first_.send(ServiceAddress::EVENTS, MessageFormat::ENS_EVENT, EnsCode::SUBSCRIBE, encodeFields(EnsRequest{1, 0}));
     sw_.pump();
 
     EXPECT_EQ(publish(1, 0, "x"), 0u);

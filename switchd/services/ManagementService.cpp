@@ -76,7 +76,7 @@ void ManagementService::handleResponse(const Hsb_Message& message) {
 }
 
 void ManagementService::handleResults(const Hsb_Message& message) {
-    if (const auto results = TestProfileResults::decode(message.payload())) {
+    if (const auto results = decodeFields<TestProfileResults>(message.payload())) {
         lastResults_[results->name] = results->status;
         results_.tell({results->name, results->status});
     }

@@ -27,12 +27,13 @@ protected:
         return handle;
     }
     void respond(BusParty& party, std::uint16_t code, std::uint32_t handle) {
-        party.send(ServiceAddress::MANAGEMENT, MessageFormat::MANAGEMENT, code, ManagementResponse{handle, 0}.encode());
+        party.send(ServiceAddress::MANAGEMENT, MessageFormat::MANAGEMENT, code,
+                   encodeFields(ManagementResponse{handle, 0}));
         sw_.pump();
     }
     void tellResult(const std::string& profile, std::uint32_t status) {
         component_.send(ServiceAddress::MANAGEMENT, MessageFormat::MANAGEMENT, 107,
-                        TestProfileResults{status, profile}.encode());
+                        encodeFields(TestProfileResults{status, profile}));
         sw_.pump();
     }
 
@@ -44,14 +45,14 @@ protected:
 }  // namespace
 
 TEST_F(ManagementServiceTest, sendsARequestWithAHandleOfItsOwn) {
-    const std::uint32_t first = request(2, TestProfileRequest{99, 7, "Ops"}.encode());
+    const std::uint32_t first = request(2, encodeFields(TestProfileRequest{99, 7, "Ops"}));
     const std::uint32_t second = request(3);
 
     ASSERT_THAT(component_.messages(), SizeIs(2));
     EXPECT_EQ(component_.messages()[0].format(), 0x4015);
     EXPECT_EQ(component_.messages()[0].code(), 2);
     EXPECT_EQ(component_.messages()[0].source(), ServiceAddress::MANAGEMENT);
-    const auto sent = TestProfileRequest::decode(component_.messages()[0].payload());
+    const auto sent = decodeFields<TestProfileRequest>(component_.messages()[0].payload());
     EXPECT_EQ(sent->handle, first);
     EXPECT_EQ(sent->spare, 7u);
     EXPECT_EQ(sent->name, "Ops");
@@ -87,7 +88,7 @@ TEST_F(ManagementServiceTest, takesNoResponseOfAnotherCodeHandleOrSender) {
     respond(component_, 101, handle + 1);
     respond(stranger, 101, handle);
     component_.send(ServiceAddress::MANAGEMENT, MessageFormat::MANAGEMENT, 101, {0, 0});
-    component_.send(ServiceAddress::MANAGEMENT, MessageFormat::DS, 101, ManagementResponse{handle, 0}.encode());
+    component_.send(ServiceAddress::MANAGEMENT, MessageFormat::DS, 101, encodeFields(ManagementResponse{handle, 0}));
     sw_.pump();
 
     EXPECT_THAT(answers_, IsEmpty());

@@ -45,7 +45,7 @@ void NameService::peerLeft(const Hsb_Address& process) {
 }
 
 void NameService::handleRegister(const Hsb_Message& message) {
-    const auto request = CnsRegister::decode(message.payload());
+    const auto request = decodeFields<CnsRegister>(message.payload());
     if (request && !request->name.empty()) {
         components_.registered(message.source(), request->name);
         answerThoseWaiting();
@@ -53,13 +53,13 @@ void NameService::handleRegister(const Hsb_Message& message) {
 }
 
 void NameService::handleUnregister(const Hsb_Message& message) {
-    if (const auto request = CnsUnregister::decode(message.payload())) {
+    if (const auto request = decodeFields<CnsUnregister>(message.payload())) {
         components_.unregistered(message.source(), request->name);
     }
 }
 
 void NameService::handleLookup(const Hsb_Message& message) {
-    const auto lookup = CnsLookup::decode(message.payload());
+    const auto lookup = decodeFields<CnsLookup>(message.payload());
     if (!lookup || faults_.judge(FaultOperation::LOOKUP, {&lookup->name, 1}).silent) {
         return;
     }
@@ -90,7 +90,7 @@ std::optional<Hsb_Address> NameService::find(const CnsLookup& lookup) const {
 
 void NameService::answer(const Waiting& waiting, const Hsb_Address& address) {
     const CnsLookupResponse response{waiting.lookup.tag, address};
-    send(waiting.caller, MessageFormat::CNS, CnsCode::LOOKUP_RESPONSE, response.encode());
+    send(waiting.caller, MessageFormat::CNS, CnsCode::LOOKUP_RESPONSE, encodeFields(response));
 }
 
 void NameService::answerThoseWaiting() {

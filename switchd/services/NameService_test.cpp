@@ -15,16 +15,16 @@ namespace {
 class NameServiceTest : public ::testing::Test {
 protected:
     void registerAs(BusParty& party, const std::string& name) {
-        party.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER, CnsRegister{1, 0, name}.encode());
+        party.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER, encodeFields(CnsRegister{1, 0, name}));
         sw_.pump();
     }
     void unregister(BusParty& party, const std::string& name) {
-        party.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::UNREGISTER, CnsUnregister{name}.encode());
+        party.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::UNREGISTER, encodeFields(CnsUnregister{name}));
         sw_.pump();
     }
     void lookUp(BusParty& party, std::uint32_t tag, const std::string& name, const std::string& instance = "primary") {
         const CnsLookup lookup{tag, 3, 128, name, instance};
-        party.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::LOOKUP, lookup.encode());
+        party.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::LOOKUP, encodeFields(lookup));
         sw_.pump();
     }
     // Tag and address of each answer that the caller has got since the last time.
@@ -33,7 +33,7 @@ protected:
         for (const Hsb_Message& message : caller_.take()) {
             EXPECT_EQ(message.format(), 2);
             EXPECT_EQ(message.code(), 4);
-            const auto response = CnsLookupResponse::decode(message.payload());
+            const auto response = decodeFields<CnsLookupResponse>(message.payload());
             EXPECT_TRUE(response.has_value());
             result.emplace_back(response->tag, response->address);
         }
@@ -165,7 +165,8 @@ TEST_F(NameServiceTest, ignoresWhatItCannotRead) {
     for (const std::uint16_t code : {CnsCode::REGISTER, CnsCode::UNREGISTER, CnsCode::LOOKUP, std::uint16_t{99}}) {
         caller_.send(ServiceAddress::NAMES, MessageFormat::CNS, code, {1, 2, 3});
     }
-    caller_.send(ServiceAddress::NAMES, MessageFormat::DS, CnsCode::LOOKUP, CnsLookup{1, 3, 0, "ENS", ""}.encode());
+    caller_.send(ServiceAddress::NAMES, MessageFormat::DS, CnsCode::LOOKUP,
+                 encodeFields(CnsLookup{1, 3, 0, "ENS", ""}));
     registerAs(caller_, "");
     sw_.pump();
 

@@ -15,14 +15,14 @@ constexpr const char* UNREADABLE = "the request cannot be read";
 constexpr const char* HAS_LEFT = "the component has left the bus";
 
 WireBytes numberBody(std::size_t number) {
-    return OneTag{static_cast<std::uint32_t>(number)}.encode();
+    return encodeFields(OneTag{static_cast<std::uint32_t>(number)});
 }
 
 }  // namespace
 
 template <typename Request, void (OperatorService::*HANDLE)(const OperatorService::Caller&, const Request&)>
 void OperatorService::decoded(const Caller& caller, WireSpan body) {
-    if (const auto request = Request::decode(body)) {
+    if (const auto request = decodeFields<Request>(body)) {
         (this->*HANDLE)(caller, *request);
     } else {
         refuse(caller, OperatorStatus::REFUSED, UNREADABLE);
@@ -63,15 +63,11 @@ OperatorService::OperatorService(Transport& transport, const OperatorParts& part
     parts_.management.results().add([this](const TestResults::Result& result) { tellWatchers(result); });
 }
 
-std::optional<OperatorService::NoBody> OperatorService::NoBody::decode(WireSpan body) {
-    return body.empty() ? std::optional(NoBody()) : std::nullopt;
-}
-
 void OperatorService::receive(Hsb_Message& message) {
     if (message.format() == MessageFormat::PROBE && message.code() == ProbeCode::REPLY) {
         return probed(message.source());
     }
-    const auto request = OperatorRequest::decode(message.payload());
+    const auto request = decodeFields<OperatorRequest>(message.payload());
     if (message.format() != OperatorCode::FORMAT || !request) {
         return;  // without a tag there is nothing to answer
     }
@@ -85,16 +81,16 @@ void OperatorService::receive(Hsb_Message& message) {
 
 void OperatorService::done(const Caller& caller, WireSpan body) {
     const OperatorReply reply{caller.tag, OperatorStatus::OK, {}, body};
-    send(caller.address, OperatorCode::FORMAT, OperatorCode::replyTo(caller.code), reply.encode());
+    send(caller.address, OperatorCode::FORMAT, OperatorCode::replyTo(caller.code), encodeFields(reply));
 }
 
 void OperatorService::refuse(const Caller& caller, OperatorStatus status, const std::string& reason) {
     const OperatorReply reply{caller.tag, status, reason, {}};
-    send(caller.address, OperatorCode::FORMAT, OperatorCode::replyTo(caller.code), reply.encode());
+    send(caller.address, OperatorCode::FORMAT, OperatorCode::replyTo(caller.code), encodeFields(reply));
 }
 
 void OperatorService::push(const Caller& caller, std::uint16_t code, WireSpan body) {
-    send(caller.address, OperatorCode::FORMAT, code, OperatorPush{caller.tag, body}.encode());
+    send(caller.address, OperatorCode::FORMAT, code, encodeFields(OperatorPush{caller.tag, body}));
 }
 
 void OperatorService::peerLeft(const Hsb_Address& process) {
@@ -142,7 +138,7 @@ void OperatorService::listComponents(const Caller& caller, const NoBody& /*reque
     for (const Components::Component& component : parts_.components.all()) {
         list.components.push_back({component.name, component.state, component.address.node, component.address.process});
     }
-    done(caller, list.encode());
+    done(caller, encodeFields(list));
 }
 
 void OperatorService::wait(const Caller& caller, const WaitRequest& request) {
@@ -187,7 +183,7 @@ void OperatorService::manage(const Caller& caller, const ManagementCall& request
     }
     if (!request.answered) {
         parts_.management.requestOnly(*component, request.code, request.payload);
-        return done(caller, ManagementAnswer().encode());
+        return done(caller, encodeFields(ManagementAnswer()));
     }
     // The handle is known before the response can come: nothing is delivered from within a send.
     auto handle = std::make_shared<std::uint32_t>(0);
@@ -204,16 +200,16 @@ void OperatorService::managed(std::uint32_t handle, const Hsb_Message* response)
     if (response == nullptr) {
         return refuse(known.mapped(), OperatorStatus::NO_COMPONENT, HAS_LEFT);
     }
-    done(known.mapped(), ManagementAnswer{response->code(), response->payload()}.encode());
+    done(known.mapped(), encodeFields(ManagementAnswer{response->code(), response->payload()}));
 }
 
 void OperatorService::watchResults(const Caller& caller, const NoBody& /*request*/) {
     watchers_.push_back(caller);
-    done(caller, parts_.management.lastResults().encode());
+    done(caller, encodeFields(parts_.management.lastResults()));
 }
 
 void OperatorService::tellWatchers(const TestResults::Result& result) {
-    const WireBytes body = TestResults{{result}}.encode();
+    const WireBytes body = encodeFields(TestResults{{result}});
     for (const Caller& watcher : watchers_) {
         push(watcher, OperatorCode::TEST_RESULT, body);
     }
@@ -269,7 +265,7 @@ void OperatorService::listFaults(const Caller& caller, const NoBody& /*request*/
     for (const Faults::Numbered& known : parts_.faults.rules()) {
         list.faults.push_back({known.number, known.rule});
     }
-    done(caller, list.encode());
+    done(caller, encodeFields(list));
 }
 
 void OperatorService::releaseHeld(const Caller& caller, const NoBody& /*request*/) {

@@ -67,7 +67,7 @@ private:
         Hsb_Address component;
     };
     struct NoBody {
-        static std::optional<NoBody> decode(WireSpan body);
+        static void fields(auto& /*io*/, auto& /*message*/) {}
     };
     struct Route {
         std::uint16_t code;

@@ -18,7 +18,7 @@ class OperatorServiceTest : public ::testing::Test {
 protected:
     void registerComponent() {
         component_.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER,
-                        CnsRegister{1, 0, "OrvApp"}.encode());
+                        encodeFields(CnsRegister{1, 0, "OrvApp"}));
         sw_.pump();
         component_.take();
     }
@@ -28,7 +28,7 @@ protected:
     }
     void componentIsConfigured() {
         component_.send(ServiceAddress::MONITOR, MessageFormat::CMON, CmonCode::CONF_READ_ACK,
-                        CmonConfReadAck{0}.encode());
+                        encodeFields(CmonConfReadAck{0}));
         sw_.pump();
     }
     void componentResponds(std::uint16_t code, std::vector<std::uint8_t> payload) {
@@ -40,7 +40,7 @@ protected:
         sw_.pump();
     }
     std::vector<ComponentList::Component> components() {
-        return ComponentList::decode(operator_.answerTo(OperatorCode::COMPONENTS).body)->components;
+        return decodeFields<ComponentList>(operator_.answerTo(OperatorCode::COMPONENTS).body)->components;
     }
     std::uint32_t call(std::uint16_t code, WireBytes payload = WireBytes(8), bool answered = true) {
         return operator_.ask(OperatorCode::MANAGEMENT, ManagementCall{"orvApp", code, answered, payload});
@@ -149,7 +149,7 @@ TEST_F(OperatorServiceTest, waitsForTheNextLifeOfAComponentThatLeft) {
     EXPECT_THAT(operator_.answers(), IsEmpty());
     BusParty next(sw_.bus());
 
-    next.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER, CnsRegister{1, 0, "OrvApp"}.encode());
+    next.send(ServiceAddress::NAMES, MessageFormat::CNS, CnsCode::REGISTER, encodeFields(CnsRegister{1, 0, "OrvApp"}));
 
     EXPECT_THAT(operator_.answers(), SizeIs(1));
 }
@@ -166,30 +166,30 @@ TEST_F(OperatorServiceTest, refusesToWaitForNothing) {
 TEST_F(OperatorServiceTest, forwardsAManagementRequestAndItsResponse) {
     registerComponent();
 
-    const std::uint32_t tag = call(2, TestProfileRequest{0, 0, "Ops"}.encode());
+    const std::uint32_t tag = call(2, encodeFields(TestProfileRequest{0, 0, "Ops"}));
     EXPECT_THAT(operator_.answers(), IsEmpty());
     ASSERT_THAT(component_.messages(), SizeIs(1));
-    const auto request = TestProfileRequest::decode(component_.messages()[0].payload());
+    const auto request = decodeFields<TestProfileRequest>(component_.messages()[0].payload());
     EXPECT_EQ(request->name, "Ops");
-    const WireBytes response = TestProfileResponse{request->handle, 6, "Ops"}.encode();
+    const WireBytes response = encodeFields(TestProfileResponse{request->handle, 6, "Ops"});
     componentResponds(102, response);
 
     EXPECT_THAT(operator_.answers(),
                 ElementsAre(OperatorAnswer{OperatorCode::replyTo(OperatorCode::MANAGEMENT), tag, OperatorStatus::OK, "",
-                                           ManagementAnswer{102, response}.encode()}));
+                                           encodeFields(ManagementAnswer{102, response})}));
 }
 
 TEST_F(OperatorServiceTest, keepsTheResponsesOfTwoOperatorsApart) {
     registerComponent();
     call(3);
     other_.ask(OperatorCode::MANAGEMENT, ManagementCall{"orvApp", 3, true, WireSpan(WireBytes(8))});
-    const auto first = ManagementRequest::decode(component_.messages().at(0).payload());
-    const auto second = ManagementRequest::decode(component_.messages().at(1).payload());
+    const auto first = decodeFields<ManagementRequest>(component_.messages().at(0).payload());
+    const auto second = decodeFields<ManagementRequest>(component_.messages().at(1).payload());
 
-    componentResponds(103, ManagementResponse{second->handle, 0}.encode());
+    componentResponds(103, encodeFields(ManagementResponse{second->handle, 0}));
     EXPECT_THAT(operator_.answers(), IsEmpty());
     EXPECT_THAT(other_.answers(), SizeIs(1));
-    componentResponds(103, ManagementResponse{first->handle, 0}.encode());
+    componentResponds(103, encodeFields(ManagementResponse{first->handle, 0}));
 
     EXPECT_THAT(operator_.answers(), SizeIs(1));
 }
@@ -204,7 +204,7 @@ TEST_F(OperatorServiceTest, doesNotWaitForAResponseThatNobodyWants) {
     EXPECT_THAT(component_.messages()[0].payload(), ElementsAre(1, 2));
     const std::vector<OperatorAnswer> got = operator_.answers();
     ASSERT_THAT(got, SizeIs(1));
-    EXPECT_EQ(got[0].body, ManagementAnswer().encode());
+    EXPECT_EQ(got[0].body, encodeFields(ManagementAnswer()));
 }
 
 TEST_F(OperatorServiceTest, saysThatAComponentIsNotThere) {
@@ -241,17 +241,17 @@ TEST_F(OperatorServiceTest, saysThatAComponentLeftBeforeItAnswered) {
 TEST_F(OperatorServiceTest, tellsTestResultsToThoseWhoWatch) {
     using Result = TestResults::Result;
     registerComponent();
-    componentResponds(107, TestProfileResults{1, "Night"}.encode());
+    componentResponds(107, encodeFields(TestProfileResults{1, "Night"}));
     const OperatorAnswer last = operator_.answerTo(OperatorCode::WATCH_RESULTS);
-    EXPECT_THAT(TestResults::decode(last.body)->results, ElementsAre(Result{"Night", 1}));
+    EXPECT_THAT(decodeFields<TestResults>(last.body)->results, ElementsAre(Result{"Night", 1}));
 
-    componentResponds(107, TestProfileResults{0, "Ops"}.encode());
+    componentResponds(107, encodeFields(TestProfileResults{0, "Ops"}));
 
     const std::vector<OperatorAnswer> got = operator_.answers();
     ASSERT_THAT(got, SizeIs(1));
     EXPECT_EQ(got[0].code, OperatorCode::TEST_RESULT);
     EXPECT_EQ(got[0].tag, last.tag);
-    EXPECT_THAT(TestResults::decode(got[0].body)->results, ElementsAre(Result{"Ops", 0}));
+    EXPECT_THAT(decodeFields<TestResults>(got[0].body)->results, ElementsAre(Result{"Ops", 0}));
     EXPECT_THAT(other_.answers(), IsEmpty());
 }
 
@@ -304,7 +304,7 @@ TEST_F(OperatorServiceTest, stopsAllKindsOfLateAnswers) {
         call(1),
         operator_.ask(OperatorCode::PROBE, ProbeRequest{"orvApp", 0}),
     };
-    const auto request = ManagementRequest::decode(component_.messages().at(0).payload());
+    const auto request = decodeFields<ManagementRequest>(component_.messages().at(0).payload());
     for (const std::uint32_t tag : tags) {
         EXPECT_EQ(operator_.answerTo(OperatorCode::STOP, OneTag{tag}).status, OperatorStatus::OK);
         EXPECT_EQ(operator_.answerTo(OperatorCode::STOP, OneTag{tag}).status, OperatorStatus::REFUSED);
@@ -314,8 +314,8 @@ TEST_F(OperatorServiceTest, stopsAllKindsOfLateAnswers) {
 
     componentIsReady();
     componentIsConfigured();
-    componentResponds(101, ManagementResponse{request->handle, 0}.encode());
-    componentResponds(107, TestProfileResults{0, "Ops"}.encode());
+    componentResponds(101, encodeFields(ManagementResponse{request->handle, 0}));
+    componentResponds(107, encodeFields(TestProfileResults{0, "Ops"}));
     component_.send(ServiceAddress::OPERATOR, MessageFormat::PROBE, ProbeCode::REPLY);
 
     EXPECT_THAT(operator_.answers(), IsEmpty());
@@ -327,7 +327,7 @@ TEST_F(OperatorServiceTest, forgetsEverythingAnOperatorWaitedForWhenItLeaves) {
     operator_.ask(OperatorCode::WATCH_RESULTS);
     operator_.ask(OperatorCode::PROBE, ProbeRequest{"orvApp", 0});
     call(1);
-    const auto request = ManagementRequest::decode(component_.messages().at(1).payload());
+    const auto request = decodeFields<ManagementRequest>(component_.messages().at(1).payload());
     operator_.party().leave();
     sw_.pump();
     unsigned answersSent = 0;
@@ -335,8 +335,8 @@ TEST_F(OperatorServiceTest, forgetsEverythingAnOperatorWaitedForWhenItLeaves) {
 
     componentIsReady();
     componentIsConfigured();
-    componentResponds(101, ManagementResponse{request->handle, 0}.encode());
-    componentResponds(107, TestProfileResults{0, "Ops"}.encode());
+    componentResponds(101, encodeFields(ManagementResponse{request->handle, 0}));
+    componentResponds(107, encodeFields(TestProfileResults{0, "Ops"}));
     component_.send(ServiceAddress::OPERATOR, MessageFormat::PROBE, ProbeCode::REPLY);
     sw_.pump();
 
@@ -347,7 +347,8 @@ namespace {
 
 struct EncodableRule {
     FaultRule rule;
-    WireBytes encode() const { return FaultWire::encode(rule); }
+
+    static void fields(auto& io, auto& message) { io.rest(FaultWire::encode(message.rule)); }
 };
 
 }  // namespace
@@ -357,10 +358,10 @@ TEST_F(OperatorServiceTest, drivesTheSameFaultsAsTheTests) {
 
     const OperatorAnswer added = operator_.answerTo(OperatorCode::ADD_FAULT, rule);
 
-    EXPECT_EQ(OneTag::decode(added.body)->number, 1u);
+    EXPECT_EQ(decodeFields<OneTag>(added.body)->number, 1u);
     ASSERT_THAT(sw_.faults().rules(), SizeIs(1));
     EXPECT_EQ(sw_.faults().rules()[0].rule, rule.rule);
-    EXPECT_THAT(FaultList::decode(operator_.answerTo(OperatorCode::LIST_FAULTS).body)->faults,
+    EXPECT_THAT(decodeFields<FaultList>(operator_.answerTo(OperatorCode::LIST_FAULTS).body)->faults,
                 ElementsAre(FaultList::Entry{1, rule.rule}));
     EXPECT_EQ(operator_.answerTo(OperatorCode::REMOVE_FAULT, OneTag{1}).status, OperatorStatus::OK);
     EXPECT_THAT(sw_.faults().rules(), IsEmpty());
@@ -369,12 +370,12 @@ TEST_F(OperatorServiceTest, drivesTheSameFaultsAsTheTests) {
 TEST_F(OperatorServiceTest, releasesHeldAnswersAndClearsFaults) {
     bool released = false;
     sw_.faults().hold([&] { released = true; });
-    EXPECT_EQ(OneTag::decode(operator_.answerTo(OperatorCode::RELEASE_HELD).body)->number, 1u);
+    EXPECT_EQ(decodeFields<OneTag>(operator_.answerTo(OperatorCode::RELEASE_HELD).body)->number, 1u);
     EXPECT_TRUE(released);
     sw_.faults().add(FaultRule());
     sw_.faults().add(FaultRule());
 
-    EXPECT_EQ(OneTag::decode(operator_.answerTo(OperatorCode::CLEAR_FAULTS).body)->number, 2u);
+    EXPECT_EQ(decodeFields<OneTag>(operator_.answerTo(OperatorCode::CLEAR_FAULTS).body)->number, 2u);
 
     EXPECT_THAT(sw_.faults().rules(), IsEmpty());
 }

@@ -31,7 +31,7 @@ void OperatorService::get(const Caller& caller, const KeyList& request) {
         answer.attribute.key = key;
         result.answers.push_back(std::move(answer));
     }
-    done(caller, result.encode());
+    done(caller, encodeFields(result));
 }
 
 void OperatorService::list(const Caller& caller, const ListRequest& request) {
@@ -52,7 +52,7 @@ void OperatorService::list(const Caller& caller, const ListRequest& request) {
         }
         page.attributes.push_back(std::move(attribute));
     }
-    done(caller, page.encode());
+    done(caller, encodeFields(page));
 }
 
 void OperatorService::change(const Caller& caller, const ChangeRequest& request) {
@@ -66,7 +66,7 @@ void OperatorService::change(const Caller& caller, const ChangeRequest& request)
     if (parts_.attributes.apply({request.set, request.unset}) < 0) {
         return refuse(caller, OperatorStatus::FAILED, parts_.attributes.reason());
     }
-    done(caller, missing.encode());
+    done(caller, encodeFields(missing));
 }
 
 void OperatorService::publishLog(const Caller& caller, const LogRecord& request) {
@@ -114,7 +114,7 @@ void OperatorService::logSeries(const Caller& caller, const SeriesRequest& reque
     if (parts_.logStore.readSeries(request.selection, SERIES_BYTES, answer.series) < 0) {
         return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
     }
-    done(caller, answer.encode());
+    done(caller, encodeFields(answer));
 }
 
 void OperatorService::answerLog(const Caller& caller, const LogSelection& selection, std::size_t limit) {
@@ -122,7 +122,7 @@ void OperatorService::answerLog(const Caller& caller, const LogSelection& select
     if (readPage(selection, limit, page) < 0) {
         return refuse(caller, OperatorStatus::FAILED, parts_.logStore.reason());
     }
-    done(caller, page.encode());
+    done(caller, encodeFields(page));
 }
 
 // Reads one entry more than the page can take, to know whether there are more.
@@ -161,7 +161,7 @@ void OperatorService::followLog(const Caller& caller, const LogRequest& request)
     done(caller);
     for (const LogPage& page : pages) {
         if (!page.entries.empty()) {
-            push(caller, OperatorCode::LOG_LINES, page.encode());
+            push(caller, OperatorCode::LOG_LINES, encodeFields(page));
         }
     }
     followers_.push_back(caller);
@@ -171,7 +171,7 @@ void OperatorService::tellFollowers(const LogEntry& entry) {
     if (followers_.empty()) {
         return;
     }
-    const WireBytes body = LogPage{{entry}, false}.encode();
+    const WireBytes body = encodeFields(LogPage{{entry}, false});
     for (const Caller& follower : followers_) {
         push(follower, OperatorCode::LOG_LINES, body);
     }

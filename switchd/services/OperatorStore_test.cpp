@@ -21,12 +21,13 @@ protected:
         return keys;
     }
     AttributePage list(const std::string& prefix, const std::string& after = "") {
-        return AttributePage::decode(operator_.answerTo(OperatorCode::LIST, ListRequest{prefix, after}).body).value();
+        return decodeFields<AttributePage>(operator_.answerTo(OperatorCode::LIST, ListRequest{prefix, after}).body)
+            .value();
     }
     // "id text" of each line in a page.
     static std::vector<std::string> lines(const WireBytes& body) {
         std::vector<std::string> result;
-        const auto page = LogPage::decode(body);
+        const auto page = decodeFields<LogPage>(body);
         EXPECT_TRUE(page.has_value());
         for (const LogEntry& entry : page->entries) {
             result.push_back(std::to_string(entry.id) + " " + entry.text);
@@ -48,7 +49,7 @@ TEST_F(OperatorStoreTest, getsAttributesInTheOrderAskedFor) {
 
     using Answer = AttributeAnswers::Answer;
     EXPECT_EQ(answer.status, OperatorStatus::OK);
-    EXPECT_THAT(AttributeAnswers::decode(answer.body)->answers,
+    EXPECT_THAT(decodeFields<AttributeAnswers>(answer.body)->answers,
                 ElementsAre(Answer{true, {"Global.Callhome.SMTPPort", 2, "25"}}, Answer{false, {"No.Such", 1, ""}},
                             Answer{true, {"Config.Switch.AdminState", 1, "Online"}}));
 }
@@ -99,7 +100,7 @@ TEST_F(OperatorStoreTest, changesAttributesInOneStepAndNamesWhatWasNotThere) {
         OperatorCode::CHANGE, ChangeRequest{{{"New", 2, "1"}, {"Text", 1, "t"}}, {"Old", "Never.Was"}});
 
     EXPECT_EQ(answer.status, OperatorStatus::OK);
-    EXPECT_THAT(KeyList::decode(answer.body)->keys, ElementsAre("Never.Was"));
+    EXPECT_THAT(decodeFields<KeyList>(answer.body)->keys, ElementsAre("Never.Was"));
     EXPECT_EQ(sw_.attribute("New"), "1");
     EXPECT_EQ(sw_.attribute("Text"), "t");
     EXPECT_EQ(sw_.attribute("Old"), std::nullopt);
@@ -119,7 +120,7 @@ TEST_F(OperatorStoreTest, publishesEventsOfEveryKind) {
     BusParty subscriber(sw_.bus());
     for (const auto& [category, event] : {std::pair{1u, 0u}, {66u, 3u}, {2u, 56u}, {90u, 0u}, {7u, 8u}}) {
         subscriber.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE,
-                        EnsRequest{category, event}.encode());
+                        encodeFields(EnsRequest{category, event}));
     }
     sw_.pump();
     subscriber.take();
@@ -135,7 +136,7 @@ TEST_F(OperatorStoreTest, publishesEventsOfEveryKind) {
 
     std::vector<std::pair<std::uint32_t, std::uint32_t>> events;
     for (const Hsb_Message& message : subscriber.messages()) {
-        const auto event = EnsEventData::decode(message.payload());
+        const auto event = decodeFields<EnsEventData>(message.payload());
         events.emplace_back(event->category, event->number);
     }
     using Event = std::pair<std::uint32_t, std::uint32_t>;
@@ -160,10 +161,10 @@ TEST_F(OperatorStoreTest, readsTheLogSinceAnId) {
                 ElementsAre("2 two", "3 three"));
     const OperatorAnswer limited = operator_.answerTo(OperatorCode::READ_LOG, LogRequest{0, 2});
     EXPECT_THAT(lines(limited.body), ElementsAre("1 one", "2 two"));
-    EXPECT_TRUE(LogPage::decode(limited.body)->more);
+    EXPECT_TRUE(decodeFields<LogPage>(limited.body)->more);
     const OperatorAnswer rest = operator_.answerTo(OperatorCode::READ_LOG, LogRequest{2, 1});
     EXPECT_THAT(lines(rest.body), ElementsAre("3 three"));
-    EXPECT_FALSE(LogPage::decode(rest.body)->more);
+    EXPECT_FALSE(decodeFields<LogPage>(rest.body)->more);
 }
 
 TEST_F(OperatorStoreTest, leavesOutLevelsAboveTheOneAskedFor) {
@@ -174,7 +175,7 @@ TEST_F(OperatorStoreTest, leavesOutLevelsAboveTheOneAskedFor) {
         ASSERT_EQ(sw_.store().append(entry), 0);
     }
     const auto ids = [this](const LogRequest& request) {
-        const auto page = LogPage::decode(operator_.answerTo(OperatorCode::READ_LOG, request).body);
+        const auto page = decodeFields<LogPage>(operator_.answerTo(OperatorCode::READ_LOG, request).body);
         std::vector<std::uint64_t> result = {page->more ? 1u : 0u};
         for (const LogEntry& entry : page->entries) {
             result.push_back(entry.id);
@@ -194,8 +195,8 @@ TEST_F(OperatorStoreTest, readsALongLogInPages) {
         log("x");
     }
 
-    const auto first = LogPage::decode(operator_.answerTo(OperatorCode::READ_LOG, LogRequest{0, 0}).body);
-    const auto all = LogPage::decode(operator_.answerTo(OperatorCode::READ_LOG, LogRequest{0, 0xFFFFFFFFu}).body);
+    const auto first = decodeFields<LogPage>(operator_.answerTo(OperatorCode::READ_LOG, LogRequest{0, 0}).body);
+    const auto all = decodeFields<LogPage>(operator_.answerTo(OperatorCode::READ_LOG, LogRequest{0, 0xFFFFFFFFu}).body);
 
     EXPECT_THAT(first->entries, SizeIs(OperatorService::PAGE_ENTRIES));
     EXPECT_TRUE(first->more);
@@ -210,7 +211,7 @@ TEST_F(OperatorStoreTest, cutsPagesOfLongLinesByTheirBytes) {
         ASSERT_EQ(sw_.store().append(entry), 0);
     }
 
-    const auto page = LogPage::decode(operator_.answerTo(OperatorCode::READ_LOG, LogRequest{0, 0}).body);
+    const auto page = decodeFields<LogPage>(operator_.answerTo(OperatorCode::READ_LOG, LogRequest{0, 0}).body);
 
     EXPECT_THAT(page->entries, SizeIs(1));
     EXPECT_TRUE(page->more);
@@ -225,20 +226,20 @@ TEST_F(OperatorStoreTest, searchesALongLogFromItsEndInPages) {
     }
     LogSearch search;
     search.selection.newestFirst = true;
-    const auto ask = [&] { return LogPage::decode(operator_.answerTo(OperatorCode::SEARCH_LOG, search).body); };
+    const auto ask = [&] { return decodeFields<LogPage>(operator_.answerTo(OperatorCode::SEARCH_LOG, search).body); };
 
     const auto whole = ask();
     ASSERT_EQ(whole->entries.size(), OperatorService::SEARCH_ENTRIES);
     EXPECT_TRUE(whole->more);
     search.selection.before = whole->entries.back().id;
     const auto rest = ask();
-    EXPECT_EQ(lines(rest->encode()), (std::vector<std::string>{"2 1", "1 0"}));
+    EXPECT_EQ(lines(encodeFields(*rest)), (std::vector<std::string>{"2 1", "1 0"}));
     EXPECT_FALSE(rest->more);
     search.selection.kinds = {{2, ""}};
-    EXPECT_EQ(lines(ask()->encode()), (std::vector<std::string>{"2 1"}));
+    EXPECT_EQ(lines(encodeFields(*ask())), (std::vector<std::string>{"2 1"}));
     search = LogSearch();
     search.limit = 1;
-    EXPECT_EQ(lines(ask()->encode()), (std::vector<std::string>{"1 0"}));
+    EXPECT_EQ(lines(encodeFields(*ask())), (std::vector<std::string>{"1 0"}));
 }
 
 TEST_F(OperatorStoreTest, tellsWhatALogSaysOnceInParts) {
@@ -250,7 +251,7 @@ TEST_F(OperatorStoreTest, tellsWhatALogSaysOnceInParts) {
     }
     SeriesRequest request;
     const auto ask = [&] {
-        return SeriesAnswer::decode(operator_.answerTo(OperatorCode::LOG_SERIES, request.encode()).body);
+        return decodeFields<SeriesAnswer>(operator_.answerTo(OperatorCode::LOG_SERIES, encodeFields(request)).body);
     };
 
     const auto first = ask();

@@ -6,8 +6,7 @@
 // sets the time limit. FOLLOW_LOG and WATCH_RESULTS open a stream of OperatorPush messages with the request's tag,
 // until the caller leaves the bus or sends STOP.
 //
-// encode() gives the bytes; decode() gives nothing when the bytes are not of that layout. Spans are views: of the
-// decoded bytes, or of the caller's bytes before encode.
+// Spans are views: of the bytes that were read, or of the caller's bytes before they are written.
 #pragma once
 
 #include "Sw_Log_Type.h"
@@ -97,8 +96,6 @@ struct OperatorRequest {
         io(message.tag);
         io.rest(message.body);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<OperatorRequest> decode(WireSpan payload) { return decodeFields<OperatorRequest>(payload); }
 };
 
 // A push has the same layout as a request: tag and body.
@@ -115,32 +112,24 @@ struct OperatorReply {
         io.text32(message.reason);
         io.rest(message.body);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<OperatorReply> decode(WireSpan payload) { return decodeFields<OperatorReply>(payload); }
 };
 
 struct OneText {
     std::string text;
 
     static void fields(auto& io, auto& message) { io.text32(message.text); }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<OneText> decode(WireSpan body) { return decodeFields<OneText>(body); }
 };
 
 struct OneTag {
     std::uint32_t number = 0;
 
     static void fields(auto& io, auto& message) { io(message.number); }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<OneTag> decode(WireSpan body) { return decodeFields<OneTag>(body); }
 };
 
 struct KeyList {
     std::vector<std::string> keys;
 
     static void fields(auto& io, auto& message) { io.list(message.keys, TEXT32_FIELD); }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<KeyList> decode(WireSpan body) { return decodeFields<KeyList>(body); }
 };
 
 // What GET found; where found is false, only the attribute's key is set.
@@ -159,8 +148,6 @@ struct AttributeAnswers {
             ATTRIBUTE_FIELDS(each, answer.attribute);
         });
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<AttributeAnswers> decode(WireSpan body) { return decodeFields<AttributeAnswers>(body); }
 };
 
 // The attributes whose keys begin with prefix and come after the key `after` ("": from the first).
@@ -172,8 +159,6 @@ struct ListRequest {
         io.text32(message.prefix);
         io.text32(message.after);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<ListRequest> decode(WireSpan body) { return decodeFields<ListRequest>(body); }
 };
 
 // In the order of the keys' bytes. With more, ask again after the last key.
@@ -185,8 +170,6 @@ struct AttributePage {
         io.flag32(message.more);
         io.list(message.attributes, ATTRIBUTE_FIELDS);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<AttributePage> decode(WireSpan body) { return decodeFields<AttributePage>(body); }
 };
 
 // Done as a whole or not at all.
@@ -198,8 +181,6 @@ struct ChangeRequest {
         io.list(message.set, ATTRIBUTE_FIELDS);
         io.list(message.unset, TEXT32_FIELD);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<ChangeRequest> decode(WireSpan body) { return decodeFields<ChangeRequest>(body); }
 };
 
 // A switch log record to publish. Without a time of its own it gets the time at which the switch publishes it.
@@ -211,8 +192,6 @@ struct LogRecord {
         io.flag32(message.timed);
         LOG_RECORD_FIELDS(io, message.record);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<LogRecord> decode(WireSpan body) { return decodeFields<LogRecord>(body); }
 };
 
 struct RawEvent {
@@ -224,8 +203,6 @@ struct RawEvent {
         io(message.category, message.number);
         io.rest(message.data);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<RawEvent> decode(WireSpan body) { return decodeFields<RawEvent>(body); }
 };
 
 // Log entries with a greater id than since and no greater level than maxLevel, at most limit (0: as many as one answer
@@ -236,8 +213,6 @@ struct LogRequest {
     std::int32_t maxLevel = INT32_MAX;
 
     static void fields(auto& io, auto& message) { io(message.since, message.limit, message.maxLevel); }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<LogRequest> decode(WireSpan body) { return decodeFields<LogRequest>(body); }
 };
 
 inline constexpr auto LOG_SELECTION_FIELDS = [](auto& io, auto& selection) {
@@ -255,8 +230,6 @@ struct SeriesRequest {
     LogSelection selection;
 
     static void fields(auto& io, auto& message) { LOG_SELECTION_FIELDS(io, message.selection); }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<SeriesRequest> decode(WireSpan body) { return decodeFields<SeriesRequest>(body); }
 };
 
 struct SeriesAnswer {
@@ -269,12 +242,10 @@ struct SeriesAnswer {
         io.list(series.texts, LOG_ENTRY_FIELDS);
         io.list(series.entries, [](auto& each, auto& entry) { each(entry.what, entry.time); });
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    // Nothing when an entry says what is not there.
-    static std::optional<SeriesAnswer> decode(WireSpan body) {
-        auto answer = decodeFields<SeriesAnswer>(body);
-        const auto isThere = [&](const LogSeries::Entry& entry) { return entry.what < answer->series.texts.size(); };
-        return answer && std::ranges::all_of(answer->series.entries, isThere) ? std::move(answer) : std::nullopt;
+    // No entry says what is not there.
+    bool holds() const {
+        const auto isThere = [&](const LogSeries::Entry& entry) { return entry.what < series.texts.size(); };
+        return std::ranges::all_of(series.entries, isThere);
     }
 };
 
@@ -293,8 +264,6 @@ struct LogSearch {
             each.text32(kind.start);
         });
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<LogSearch> decode(WireSpan body) { return decodeFields<LogSearch>(body); }
 };
 
 // Oldest first unless the newest are asked for. With more, ask again from the last id.
@@ -306,8 +275,6 @@ struct LogPage {
         io.flag32(message.more);
         io.list(message.entries, LOG_ENTRY_FIELDS);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<LogPage> decode(WireSpan body) { return decodeFields<LogPage>(body); }
 };
 
 // How far a component has come. Each state includes the ones before it.
@@ -336,8 +303,6 @@ struct ComponentList {
             each(component.state, component.node, component.process);
         });
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<ComponentList> decode(WireSpan body) { return decodeFields<ComponentList>(body); }
 };
 
 // Component names in requests match whatever their case ("orvApp" finds "OrvApp").
@@ -349,8 +314,6 @@ struct WaitRequest {
         io.text32(message.component);
         io(message.state);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<WaitRequest> decode(WireSpan body) { return decodeFields<WaitRequest>(body); }
 };
 
 // A management request (format 0x4015). The first word of a payload of four bytes or more becomes a handle of the
@@ -368,8 +331,6 @@ struct ManagementCall {
         io.flag16(message.answered);
         io.rest(message.payload);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<ManagementCall> decode(WireSpan body) { return decodeFields<ManagementCall>(body); }
 };
 
 // The component's response as it came (platform/wire/ManagementWire.h); nothing when none was waited for.
@@ -381,8 +342,6 @@ struct ManagementAnswer {
         io(message.code);
         io.rest(message.payload);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<ManagementAnswer> decode(WireSpan body) { return decodeFields<ManagementAnswer>(body); }
 };
 
 // What became of test messages: 0 sent, else not.
@@ -401,8 +360,6 @@ struct TestResults {
             each(result.status);
         });
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<TestResults> decode(WireSpan body) { return decodeFields<TestResults>(body); }
 };
 
 struct ProbeRequest {
@@ -413,8 +370,6 @@ struct ProbeRequest {
         io.text32(message.component);
         io(message.code);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<ProbeRequest> decode(WireSpan body) { return decodeFields<ProbeRequest>(body); }
 };
 
 struct RawMessage {
@@ -428,8 +383,6 @@ struct RawMessage {
         io(message.format, message.code);
         io.rest(message.payload);
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<RawMessage> decode(WireSpan body) { return decodeFields<RawMessage>(body); }
 };
 
 namespace FaultWire {
@@ -465,6 +418,4 @@ struct FaultList {
             FaultWire::FIELDS(each, fault.rule);
         });
     }
-    WireBytes encode() const { return encodeFields(*this); }
-    static std::optional<FaultList> decode(WireSpan body) { return decodeFields<FaultList>(body); }
 };

@@ -49,7 +49,7 @@ int SwitchEvents::addresses(const std::vector<std::string>& addresses) {
         }
         change.addresses.push_back(*slot);
     }
-    raw(SwitchEvent::INTERFACE_CHANGE, change.encode());
+    raw(SwitchEvent::INTERFACE_CHANGE, encodeFields(change));
     return 0;
 }
 

@@ -22,7 +22,7 @@ protected:
     template <typename Action>
     Bytes dataOf(std::uint32_t category, std::uint32_t number, Action action) {
         subscriber_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE,
-                         EnsRequest{category, number}.encode());
+                         encodeFields(EnsRequest{category, number}));
         sw_.pump();
         subscriber_.take();
         action();
@@ -32,7 +32,7 @@ protected:
         if (messages.size() != 1) {
             return {};
         }
-        const auto event = EnsEventData::decode(messages[0].payload());
+        const auto event = decodeFields<EnsEventData>(messages[0].payload());
         EXPECT_EQ(event->category, category);
         EXPECT_EQ(event->number, number);
         return {event->data.begin(), event->data.end()};
@@ -90,7 +90,7 @@ TEST_F(SwitchEventsTest, setAndPublishTheSwitchesState) {
 }
 
 TEST_F(SwitchEventsTest, publishNoStateThatTheStoreDoesNotTake) {
-    subscriber_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE, EnsRequest{66, 3}.encode());
+    subscriber_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE, encodeFields(EnsRequest{66, 3}));
     sw_.pump();
     subscriber_.take();
 
@@ -105,7 +105,7 @@ TEST_F(SwitchEventsTest, publishNoStateThatTheStoreDoesNotTake) {
 TEST_F(SwitchEventsTest, publishAddressesInTheLayoutOfInterfaceChanges) {
     const Bytes data = dataOf(2, 56, [&] { EXPECT_EQ(events().addresses({"10.1.2.3", "fe80::1"}), 0); });
 
-    const auto change = InterfaceChange::decode(data);
+    const auto change = decodeFields<InterfaceChange>(data);
     ASSERT_TRUE(change);
     EXPECT_EQ(change->interface, change->management);
     ASSERT_THAT(change->addresses, SizeIs(2));
@@ -119,7 +119,7 @@ TEST_F(SwitchEventsTest, publishThatThereAreNoAddresses) {
 }
 
 TEST_F(SwitchEventsTest, publishNothingWhenOneAddressIsNone) {
-    subscriber_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE, EnsRequest{2, 56}.encode());
+    subscriber_.send(ServiceAddress::EVENTS, MessageFormat::ENS, EnsCode::SUBSCRIBE, encodeFields(EnsRequest{2, 56}));
     sw_.pump();
     subscriber_.take();
 

@@ -265,7 +265,7 @@ std::vector<std::pair<std::string, std::uint32_t>> MesgQTest::takeTestResults() 
     std::vector<std::pair<std::string, std::uint32_t>> results;
     for (const ManagementReply& reply : switch_.takeManagementReplies()) {
         EXPECT_EQ(reply.code, ManagementCode::TEST_PROFILE_RESULTS);
-        const auto result = TestProfileResults::decode(reply.payload);
+        const auto result = decodeFields<TestProfileResults>(reply.payload);
         if (result) {
             results.emplace_back(result->name, result->status);
         }

@@ -141,14 +141,14 @@ void RecordingSwitch::detach(const Hsb_Address& /*address*/) {
 
 int RecordingSwitch::send(const Hsb_Message& message) {
     if (message.format() == MessageFormat::EVENT_LOG) {
-        note(entryLine(message.code(), EventLogEntry::decode(message.payload()).value()));
+        note(entryLine(message.code(), decodeFields<EventLogEntry>(message.payload()).value()));
         return 0;
     }
     if (message.format() == MessageFormat::DS && message.code() == DsCode::BULK_GET) {
-        return sendRequest(bulkLine(DsBulkGet::decode(message.payload()).value()));
+        return sendRequest(bulkLine(decodeFields<DsBulkGet>(message.payload()).value()));
     }
     if (message.format() == MessageFormat::DS && message.code() == DsCode::SET) {
-        const DsSet request = DsSet::decode(message.payload()).value();
+        const DsSet request = decodeFields<DsSet>(message.payload()).value();
         return sendRequest(orvFormat("set %u %u %u ", request.id, request.type, request.count) + request.name + "=" +
                            request.value);
     }

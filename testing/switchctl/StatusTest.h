@@ -28,9 +28,9 @@ protected:
         }
         if (message.format() == MessageFormat::MANAGEMENT) {
             codes_.push_back(message.code());
-            const auto handle = ManagementRequest::decode(message.payload())->handle;
+            const auto handle = decodeFields<ManagementRequest>(message.payload())->handle;
             const auto block = WireWriter().u32(0).u32(0).u32(bytes_).u32(waiting_).u32(open_).take();
-            respond(message, InfoResponse{handle, 0, block}.encode());
+            respond(message, encodeFields(InfoResponse{handle, 0, block}));
         }
         if (message.format() == MessageFormat::PROBE) {
             trace();

@@ -76,8 +76,8 @@ protected:
     virtual void answer(Hsb_Message& message) {
         if (message.format() == MessageFormat::MANAGEMENT) {
             requests_.push_back(message);
-            const auto handle = ManagementRequest::decode(message.payload().first(8))->handle;
-            respond(message, ManagementResponse{handle, status_}.encode());
+            const auto handle = decodeFields<ManagementRequest>(message.payload().first(8))->handle;
+            respond(message, encodeFields(ManagementResponse{handle, status_}));
         }
     }
     static void respond(Hsb_Message& request, std::vector<std::uint8_t> payload) {
