@@ -62,6 +62,11 @@ std::size_t skip(iovec* parts, std::size_t count, std::size_t bytes) {
     return first;
 }
 
+// A printf text ends at its first NUL, so these do too.
+std::string_view untilNul(std::string_view part) {
+    return part.substr(0, part.find('\0'));
+}
+
 constexpr char digit(unsigned number) {
     return static_cast<char>('0' + number % 10);
 }
@@ -124,22 +129,56 @@ long OrvDbg::traceParts(const char* module, const char* function, std::initializ
     startLine(line, module, function);
     std::string_view texts[kMostParts];
     std::size_t count = 0;
-    std::size_t size = 0;
     for (const std::string_view part : parts) {
-        texts[count] = part.substr(0, part.find('\0'));  // a printf text ends at its first NUL, so these do too
-        size += texts[count++].size();
+        texts[count++] = untilNul(part);
     }
-    const std::span<const std::string_view> message(texts, count);
-    if (size > line.room()) {
-        write(line, message);
-    } else {
-        // A copy costs less than the system's way through the parts.
-        for (const std::string_view text : message) {
-            line.append(text);
-        }
-        write(line);
-    }
+    Lines lines;
+    add(lines, line, {texts, count});
+    write(lines);
     return finishLine();
+}
+
+void OrvDbg::traceLines(const char* module, const char* function, std::string_view before,
+                        std::span<const std::string_view> texts, std::string_view behind) {
+    const KeepErrno keepErrno;
+    const Mt::Lock lock(mutex_);
+    Lines lines;
+    for (const std::string_view text : texts) {
+        if (silent_) {  // from the beginning, or since a rotation in between
+            return;
+        }
+        Line line;
+        startLine(line, module, function);
+        add(lines, line, std::array{untilNul(before), untilNul(text), untilNul(behind)});
+        if (bytesWritten_ > kRotateAbove) {
+            write(lines);
+            finishLine();
+        }
+    }
+    write(lines);
+}
+
+// What does not fit into a line is written at once, behind what came before it. Else a copy costs less than the
+// system's way through the parts.
+void OrvDbg::add(Lines& lines, Line& line, std::span<const std::string_view> message) {
+    std::size_t size = 0;
+    for (const std::string_view part : message) {
+        size += part.size();
+    }
+    if (size > line.room()) {
+        write(lines);
+        write(line, message);
+        return;
+    }
+    for (const std::string_view part : message) {
+        line.append(part);
+    }
+    if (line.length > sizeof lines.text - lines.length) {
+        write(lines);
+    }
+    std::memcpy(lines.text + lines.length, line.text, line.length);
+    lines.length += line.length;
+    bytesWritten_ += static_cast<std::uint32_t>(line.length);
 }
 
 // Takes no memory: a file is rotated also when there is none.
@@ -232,6 +271,13 @@ void OrvDbg::writeLongMessage(Line& line, std::size_t length, const char* format
     write(line, {&text, 1});
 }
 
+// They are counted already.
+void OrvDbg::write(Lines& lines) {
+    iovec all = {lines.text, lines.length};
+    writeAll(file_.get(), &all, 1);
+    lines.length = 0;
+}
+
 void OrvDbg::write(const Line& line, std::span<const std::string_view> more) {
     iovec vectors[1 + kMostParts] = {{const_cast<char*>(line.text), line.length}};
     std::size_t count = 1;
@@ -314,4 +360,11 @@ long orvTrace(const char* module, const char* function, const char* format, ...)
 long orvTraceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts) {
     OrvDbg* const logger = OrvDbg::ofThread();
     return logger == nullptr ? -1 : logger->traceParts(module, function, parts);
+}
+
+void orvTraceLines(const char* module, const char* function, std::string_view before,
+                   std::span<const std::string_view> texts, std::string_view behind) {
+    if (OrvDbg* const logger = OrvDbg::ofThread(); logger != nullptr) {
+        logger->traceLines(module, function, before, texts, behind);
+    }
 }

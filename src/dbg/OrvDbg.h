@@ -1,8 +1,8 @@
 // The developer's trace: one logger, one file below "/tmp/", per thread that traces.
 //
-// Each line reaches the file before the call returns. A file that has outgrown its limit is rotated; five older
-// generations stay. A logger that cannot open or rotate its file goes silent and never disturbs the daemon: tracing
-// does not throw and leaves errno as it was.
+// Each line reaches the file before the call returns, also where one call traces several. A file that has outgrown its
+// limit is rotated; five older generations stay. A logger that cannot open or rotate its file goes silent and never
+// disturbs the daemon: tracing does not throw and leaves errno as it was.
 #pragma once
 
 #include "Descriptor.h"
@@ -35,6 +35,10 @@ public:
                                                      std::va_list arguments);
     // The same with a message in at most four parts, not copied when they are long: for texts of a mail's size.
     long traceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts);
+    // A line for each text, before and behind the same for all: the bytes that as many calls of traceParts() write, and
+    // the same files after rotation, in as few writes as can be.
+    void traceLines(const char* module, const char* function, std::string_view before,
+                    std::span<const std::string_view> texts, std::string_view behind);
 
     // Creates the key on first use. 0, or -1 when there is none to be had.
     [[nodiscard]] static int createKey();
@@ -54,6 +58,12 @@ private:
         void append(std::string_view part);  // as much of it as there is room for
     };
 
+    // Lines that are to be written together.
+    struct Lines {
+        char text[4096];
+        std::size_t length = 0;
+    };
+
     void open(int flags) ORV_REQUIRES(mutex_);
     void fallSilent() ORV_REQUIRES(mutex_);
     void startLine(Line& line, const char* module, const char* function) ORV_REQUIRES(mutex_);
@@ -62,6 +72,8 @@ private:
         ORV_REQUIRES(mutex_);
     __attribute__((format(printf, 4, 0))) void writeLongMessage(Line& line, std::size_t length, const char* format,
                                                                 std::va_list arguments) ORV_REQUIRES(mutex_);
+    void add(Lines& lines, Line& line, std::span<const std::string_view> message) ORV_REQUIRES(mutex_);
+    void write(Lines& lines) ORV_REQUIRES(mutex_);
     void write(const Line& line, std::span<const std::string_view> more = {}) ORV_REQUIRES(mutex_);
     long finishLine() ORV_REQUIRES(mutex_);
     int Rotate() ORV_REQUIRES(mutex_);
@@ -89,6 +101,9 @@ private:
 __attribute__((format(printf, 3, 4))) long orvTrace(const char* module, const char* function, const char* format, ...);
 // Traces at most four parts as one message, without copying long ones.
 long orvTraceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts);
+// Traces a line for each text, with the same before and behind it.
+void orvTraceLines(const char* module, const char* function, std::string_view before,
+                   std::span<const std::string_view> texts, std::string_view behind);
 
 // Opens a trace line with the module and the calling function's name. Each source file that traces names its
 // module: static constexpr char kTraceModule[] = "OrvApp";

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <functional>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -110,6 +111,35 @@ TEST_F(OrvDbgRotation, rotatesAfterALineInPartsToo) {
 
     EXPECT_EQ(file("t.1"), prefix("A", "b") + "{" + std::string(kLimit, 'p') + "}\n");
     EXPECT_EQ(file("t"), "");
+}
+
+TEST_F(OrvDbgRotation, rotatesBetweenLinesThatAreWrittenTogether) {
+    const std::string line(500, 'l');
+    const std::vector<std::string_view> texts(90, line);
+    OrvDbg together("together");
+    OrvDbg single("single");
+
+    together.traceLines("A", "b", "{", texts, "}\n");
+    for (const std::string_view text : texts) {
+        single.traceParts("A", "b", {"{", text, "}\n"});
+    }
+
+    EXPECT_NE(file("together.2"), "");
+    for (const char* const generation : {"", ".1", ".2"}) {
+        EXPECT_EQ(file(std::string("together") + generation), file(std::string("single") + generation));
+    }
+    EXPECT_FALSE(exists("together.3"));
+}
+
+TEST_F(OrvDbgRotation, leavesOutTheLinesBehindARotationThatFails) {
+    OrvDbg logger("t");
+    const std::string big(kLimit, 'l');
+    const std::string_view texts[] = {"first", big, "lost"};
+    const FailingCall renaming("rename", "", EIO);
+
+    logger.traceLines("A", "b", "{", texts, "}\n");
+
+    EXPECT_EQ(file("t"), prefix("A", "b") + "{first}\n" + prefix("A", "b") + "{" + big + "}\n" + farewell());
 }
 
 TEST_F(OrvDbgRotation, renamesFromTheOldestToTheYoungest) {

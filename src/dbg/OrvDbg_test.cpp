@@ -9,7 +9,10 @@
 
 #include <cerrno>
 #include <climits>
+#include <iterator>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -242,6 +245,46 @@ TEST_F(OrvDbgTest, writesPartsOfEveryLengthInOneCall) {
     }
 }
 
+TEST_F(OrvDbgTest, writesLinesTogetherAsTheyAreOneByOne) {
+    const std::string big(100000, 'b');
+    const std::string texts[] = {"one", "", big.substr(0, 2000), std::string("be\0hind", 7), "five"};
+    OrvDbg together("together");
+    OrvDbg single("single");
+
+    together.traceLines("A", "b", "{", std::vector<std::string_view>(std::begin(texts), std::end(texts)), "}\n");
+    for (const std::string& text : texts) {
+        single.traceParts("A", "b", {"{", text, "}\n"});
+    }
+
+    EXPECT_EQ(file("together"), file("single"));
+    EXPECT_EQ(trace(together, "A", "b", "end\n"), trace(single, "A", "b", "end\n"));
+}
+
+TEST_F(OrvDbgTest, writesLinesTogetherInOneCall) {
+    OrvDbg logger("lines");
+    const std::vector<std::string_view> texts(14, "a line of a mail");
+    const CountedCalls calls("lines");
+
+    logger.traceLines("A", "b", "{", texts, "}\n");
+
+    EXPECT_EQ(calls.calls(), 1u);
+    std::string expected;
+    for (const std::string_view text : texts) {
+        expected.append(prefix("A", "b") + "{").append(text).append("}\n");
+    }
+    EXPECT_EQ(file("lines"), expected);
+}
+
+TEST_F(OrvDbgTest, writesNothingForNoLines) {
+    OrvDbg logger("lines");
+    const CountedCalls calls("lines");
+
+    logger.traceLines("A", "b", "{", {}, "}\n");
+
+    EXPECT_EQ(calls.calls(), 0u);
+    EXPECT_EQ(file("lines"), "");
+}
+
 TEST_F(OrvDbgTest, losesALineThatTheFileSystemRefusesAndGoesOn) {
     OrvDbg logger("orv.out.Main");
     const FailingCall writing("trace", "", ENOSPC, 0, 1);
@@ -257,6 +300,9 @@ TEST_F(OrvDbgTest, leavesErrnoAsItWas) {
     OrvDbg logger("orv.out.Main");
     const FailingCall writing("trace", "", ENOSPC);
     errno = ECONNREFUSED;
+    const std::string_view lines[] = {"x", "y"};
+    logger.traceLines("A", "b", "", lines, "\n");
+    EXPECT_EQ(errno, ECONNREFUSED);
 
     trace(logger, "A", "b", "%s\n", "x");
     EXPECT_EQ(errno, ECONNREFUSED);
@@ -271,6 +317,8 @@ TEST_F(OrvDbgTest, isSilentWhenItsFileCannotBeOpened) {
 
     EXPECT_EQ(trace(logger, "A", "b", "x\n"), -1);
     EXPECT_EQ(logger.traceParts("A", "b", {"x", "y", "z"}), -1);
+    const std::string_view lines[] = {"x", "y"};
+    logger.traceLines("A", "b", "", lines, "\n");
     EXPECT_FALSE(exists(""));
 }
 
