@@ -8,6 +8,9 @@ namespace {
 
 constexpr char kTraceModule[] = "OrvMailBuffer";
 constexpr std::string_view kLineEnd = kOrvLineEnd;
+// Around each line in its trace.
+constexpr std::string_view kAdding = "Adding to buffer: ";
+constexpr std::string_view kAdded = " CRLF\n";
 
 }  // namespace
 
@@ -30,8 +33,27 @@ void OrvMailBuffer::addLabelData(OrvMailLabel label, std::string_view value, Emp
         text_.resize(limit_, ' ');
         return;
     }
-    orvTraceParts(kTraceModule, __func__, {"Adding to buffer: ", label.text, value, " CRLF\n"});
+    const std::size_t length = label.text.size() + value.size();
+    if (untracedCount_ == untraced_.size()) {
+        traceLines();
+    }
+    if (text_.capacity() - text_.size() < length + kLineEnd.size()) {
+        // There may be no memory for it: traced before, and behind those that are there.
+        traceLines();
+        orvTraceParts(kTraceModule, __func__, {kAdding, label.text, value, kAdded});
+    } else {
+        untraced_[untracedCount_++] = {static_cast<std::uint32_t>(text_.size()), static_cast<std::uint32_t>(length)};
+    }
     text_.append(label.text).append(value).append(kLineEnd);
+}
+
+void OrvMailBuffer::traceLines() {
+    std::array<std::string_view, std::tuple_size_v<decltype(untraced_)>> lines;
+    for (std::size_t at = 0; at < untracedCount_; ++at) {
+        lines[at] = std::string_view(text_).substr(untraced_[at].start, untraced_[at].length);
+    }
+    orvTraceLines(kTraceModule, "addLabelData", kAdding, {lines.data(), untracedCount_}, kAdded);
+    untracedCount_ = 0;
 }
 
 // Kept: a line that would end exactly at the limit does not fit.

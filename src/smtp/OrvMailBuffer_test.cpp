@@ -1,5 +1,8 @@
 #include "smtp/OrvMailBuffer.h"
 
+#include "testing/FailingCalls.h"
+#include "testing/dbg/TraceFixture.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -97,4 +100,64 @@ TEST(OrvMailBuffer, goesOnWithoutRoomThatCannotBeMade) {
     buffer.addLabelData(orv_label::kFrom, "a@x");
 
     EXPECT_EQ(buffer.text(), "From: a@x\r\n");
+}
+
+class OrvMailBufferTraces : public TraceFixture {
+protected:
+    static std::string added(const std::string& line) {
+        return prefix("OrvMailBuffer", "addLabelData") + "Adding to buffer: " + line + " CRLF\n";
+    }
+    static constexpr char kName[] = "mail";
+    const ThreadLogger logger_{kName};
+};
+
+TEST_F(OrvMailBufferTraces, tellsOfItsLinesTogether) {
+    OrvMailBuffer buffer(1000);
+    buffer.reserve(1000);
+    const CountedCalls calls(kName);
+
+    buffer.addLabelData(orv_label::kFrom, "a@b");
+    buffer.append("not a line\r\n");
+    buffer.addLabelData(orv_label::kNone, "\r\n");
+    EXPECT_EQ(file(kName), "");
+    buffer.traceLines();
+    buffer.traceLines();
+
+    EXPECT_EQ(calls.calls(), 1u);
+    EXPECT_EQ(file(kName), added("From: a@b") + added("\r\n"));
+}
+
+TEST_F(OrvMailBufferTraces, tellsOfALineForWhichNoRoomWasMadeAtOnce) {
+    OrvMailBuffer buffer(1000);
+    buffer.reserve(100);
+    const std::string large(200, 'x');
+
+    buffer.addLabelData(orv_label::kFrom, "a@b");
+    buffer.addLabelData(orv_label::kFrom, large);
+
+    EXPECT_EQ(file(kName), added("From: a@b") + added("From: " + large));
+}
+
+TEST_F(OrvMailBufferTraces, tellsOfManyLines) {
+    std::string expected;
+    {
+        OrvMailBuffer buffer(10000);
+        buffer.reserve(10000);
+        for (int i = 0; i < 100; ++i) {
+            buffer.addLabelData(orv_label::kFrom, std::to_string(i));
+            expected += added("From: " + std::to_string(i));
+        }
+    }
+
+    EXPECT_EQ(file(kName), expected);
+}
+
+TEST_F(OrvMailBufferTraces, tellsOfItsLinesBeforeItsTextIsTaken) {
+    OrvMailBuffer buffer(1000);
+    buffer.reserve(1000);
+
+    buffer.addLabelData(orv_label::kFrom, "a@b");
+
+    EXPECT_EQ(buffer.take(), "From: a@b\r\n");
+    EXPECT_EQ(file(kName), added("From: a@b"));
 }

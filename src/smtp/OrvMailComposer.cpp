@@ -38,6 +38,7 @@ int OrvMailComposer::compose(const OrvCHMesg& message, const OrvCHEnvelope& enve
             attachments = {
                 capture->Boundary, capture->Sequence, {capture->Attachments.begin(), capture->Attachments.end()}};
         }
+        buffer.traceLines();
     }
     if (capture != nullptr) {
         orvAddMimeAttachments(buffer, attachments);
