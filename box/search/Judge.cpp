@@ -64,6 +64,14 @@ std::array<std::uint64_t, 5 + Books::kReasons> valuesOf(const Books::Sums& sums)
     return values;
 }
 
+// A trace begins as "11/14/2023 UTC 22:13:20.000 "; in it, where the time stands.
+constexpr std::size_t kTime = 15;
+constexpr std::size_t kLength = 12;
+
+bool beginsTrace(std::string_view line) {
+    return line.size() >= kTime + kLength && line[2] == '/' && line.substr(10, 5) == " UTC ";
+}
+
 // How many repeats a mail tells of.
 std::uint32_t repeatsIn(const std::string& text) {
     constexpr std::string_view kLast = "Message is a duplicate: last of ";
@@ -197,8 +205,21 @@ void Judge::begins(const std::string& root) {
     captures_ = captureEntries(root);
 }
 
-// An entry's end begins the failures anew.
+// Several traces may be written together, and one may have several lines.
 void Judge::written(const Facts& facts, std::string_view text) {
+    while (!text.empty()) {
+        std::size_t end = text.find('\n');
+        while (end != text.npos && !beginsTrace(text.substr(end + 1))) {
+            end = text.find('\n', end + 1);
+        }
+        const std::size_t length = end == text.npos ? text.size() : end + 1;
+        traced(facts, text.substr(0, length));
+        text.remove_prefix(length);
+    }
+}
+
+// An entry's end begins the failures anew.
+void Judge::traced(const Facts& facts, std::string_view text) {
     if (facts.memoryFailed) {
         books_.memoryFailed();
     }
@@ -307,11 +328,8 @@ void Judge::checkLeftOut(const Facts& facts, std::string_view line) {
     }
 }
 
-// As "11/14/2023 UTC 22:13:20.000 ".
 void Judge::checkClock(const Facts& facts, std::string_view line) {
-    constexpr std::size_t kTime = 15;
-    constexpr std::size_t kLength = 12;
-    if (line.size() < kTime + kLength || line[2] != '/' || line.substr(10, 5) != " UTC ") {
+    if (!beginsTrace(line)) {
         return;
     }
     const std::uint64_t second = (kFirstSecond + facts.now / kSecond) % 86400;

@@ -102,6 +102,7 @@ private:
     void checkReceived(const Facts& facts);
     void checkAnswered(const Facts& facts);
     void checkNamed(const Facts& facts);
+    void traced(const Facts& facts, std::string_view text);
     void clientSends(const Facts& facts, std::string_view what);
     void checkSaid(const Facts& facts, std::string_view what);
     void checkLeftOut(const Facts& facts, std::string_view line);

@@ -422,7 +422,9 @@ TEST_F(JudgeTest, seesATraceOfAnotherTime) {
     judge_.written(facts_, "11/14/2023 UTC 22:15:00.000  1001 OrvApp main: on time\n");
     EXPECT_EQ(broken(), "");
 
-    judge_.written(facts_, "11/14/2023 UTC 22:14:59.999  1001 OrvApp main: late\n");
+    judge_.written(facts_,
+                   "11/14/2023 UTC 22:15:00.000  1001 OrvApp main: two\nlines\n"
+                   "11/14/2023 UTC 22:14:59.999  1001 OrvApp main: late\n");
 
     EXPECT_EQ(broken(), "clock");
 }
