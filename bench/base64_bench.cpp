@@ -3,6 +3,7 @@
 // The files stand below TMPDIR; a directory in memory keeps the disk out of the figures. Into a file, the system's
 // share is the same for both and more than ours; into nothing, what is left is mostly the encoding. Aim: at least 1.8
 // times as fast as coreutils' base64.
+#include "Descriptor.h"
 #include "mesg/OrvBase64.h"
 #include "mesg/OrvBase64Codec.h"
 #include "testing/TempRoot.h"
@@ -45,21 +46,17 @@ class Muted {
 public:
     Muted() : kept_(::dup(STDOUT_FILENO)) {
         std::fflush(stdout);
-        const int nothing = ::open("/dev/null", O_WRONLY);
-        if (kept_ < 0 || nothing < 0 || ::dup2(nothing, STDOUT_FILENO) < 0) {
+        const Descriptor nothing(::open("/dev/null", O_WRONLY));
+        if (!kept_ || !nothing || ::dup2(nothing.get(), STDOUT_FILENO) < 0) {
             throw std::runtime_error("no way to nothing");
         }
-        ::close(nothing);
     }
-    ~Muted() {
-        ::dup2(kept_, STDOUT_FILENO);
-        ::close(kept_);
-    }
+    ~Muted() { ::dup2(kept_.get(), STDOUT_FILENO); }
     Muted(const Muted&) = delete;
     Muted& operator=(const Muted&) = delete;
 
 private:
-    const int kept_;
+    const Descriptor kept_;
 };
 
 // output: as b64() takes it.
