@@ -1,6 +1,5 @@
 #include "base/OrvFiles.h"
 
-#include "base/OrvOpenUnlinked.h"
 #include "base/OrvPaths.h"
 
 #include <fcntl.h>

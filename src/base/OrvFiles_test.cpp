@@ -1,7 +1,6 @@
 #include "base/OrvFiles.h"
 
 #include "Directory_Stream.h"
-#include "base/OrvOpenUnlinked.h"
 #include "base/OrvPaths.h"
 #include "testing/base/HostFixture.h"
 

@@ -3,6 +3,9 @@
 // Texts show the switch's own path; orvHostPath() puts the host's root in front where a path meets the system.
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -27,3 +30,11 @@ inline constexpr char kOrvMailCopyPrefix[] = "/tmp/output.";
 
 // The path as the operating system knows it: host root + path.
 std::string orvHostPath(std::string_view path);
+
+extern "C" {
+
+// The one way onto a file of a fixed name. OrvFiles.h is for everybody else. Opens hostPath without following a link
+// behind its first trusted bytes, which end with a whole component. As open(): a descriptor, or -1 with errno. May be
+// interrupted.
+int orvOpenUnlinked(const char* hostPath, std::size_t trusted, int flags, mode_t mode);
+}
