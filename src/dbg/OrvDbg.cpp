@@ -3,8 +3,8 @@
 #include "base/OrvFiles.h"
 #include "base/OrvPaths.h"
 #include "base/OrvSteps.h"
+#include "base/OrvText.h"
 #include "base/OrvTimeText.h"
-#include "dbg/OrvLineFormat.h"
 #include "uptime.h"
 
 #include <fcntl.h>

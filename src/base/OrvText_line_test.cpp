@@ -1,5 +1,5 @@
 // Held to vsnprintf, which says what a line must be.
-#include "dbg/OrvLineFormat.h"
+#include "base/OrvText.h"
 
 #include <gtest/gtest.h>
 
@@ -55,7 +55,7 @@ __attribute__((format(printf, 1, 2))) void expectAsPrintf(const char* format, ..
     va_end(arguments);
 }
 
-TEST(OrvLineFormat, fillsInTextsAndNumbers) {
+TEST(OrvFillLine, fillsInTextsAndNumbers) {
     expectAsPrintf("Entry\n");
     expectAsPrintf("%s", "");
     expectAsPrintf("%s%s\n", "one", "two");
@@ -64,7 +64,7 @@ TEST(OrvLineFormat, fillsInTextsAndNumbers) {
     expectAsPrintf("%s", std::string(2000, 'x').c_str());
 }
 
-TEST(OrvLineFormat, fillsInTheLastNumbersOfTheirKinds) {
+TEST(OrvFillLine, fillsInTheLastNumbersOfTheirKinds) {
     for (const int number : {0, 1, -1, 9, 10, -10, INT_MAX, INT_MIN, INT_MIN + 1}) {
         expectAsPrintf("%d %1d %9d %10d %11d %12d %99d|", number, number, number, number, number, number, number);
     }
@@ -73,7 +73,7 @@ TEST(OrvLineFormat, fillsInTheLastNumbersOfTheirKinds) {
     }
 }
 
-TEST(OrvLineFormat, leavesTheRestToPrintf) {
+TEST(OrvFillLine, leavesTheRestToPrintf) {
     const char* volatile none = nullptr;  // as far as the compiler can tell, a text
     expectAsPrintf("%d%% of %s\n", 7, "it");
     expectAsPrintf("%s then %lu and %08x and %-10s| %5s| %.2s| %c\n", "a", 4000000000ul, 48879u, "left", "right", "cut",
@@ -84,7 +84,7 @@ TEST(OrvLineFormat, leavesTheRestToPrintf) {
     expectAsPrintf("%s\n", none);
 }
 
-TEST(OrvLineFormat, fillsInWhateverNumbersThereAre) {
+TEST(OrvFillLine, fillsInWhateverNumbersThereAre) {
     std::mt19937 random(4711);
     for (int turn = 0; turn < 2000; ++turn) {
         const unsigned number = static_cast<unsigned>(random()) >> random() % 32;
