@@ -1,6 +1,7 @@
 #include "base/OrvFiles.h"
 
 #include "base/OrvPaths.h"
+#include "base/OrvSteps.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -59,9 +60,13 @@ bool isNew(int flags) {
     return (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
 }
 
+int cut(int file, off_t size) {
+    return again([&] { return ::ftruncate(file, size); });
+}
+
 // Empties a file of so many bytes, which are none then.
 int empty(int file, off_t& size) {
-    const int result = size == 0 ? 0 : again([&] { return ::ftruncate(file, 0); });
+    const int result = size == 0 ? 0 : cut(file, 0);
     size = result < 0 ? size : 0;
     return result;
 }
@@ -111,6 +116,20 @@ int createWholeFile(std::string_view newPath, std::string_view path, const void*
         return error;
     }
     return 0;
+}
+
+// Takes the room that the file is going to need behind its end: on a full flash it is refused here, before the first
+// byte of the old content is lost. Of a message, line feeds behind its end are no part.
+int reserve(int file, off_t from, off_t to) {
+    const std::string filler(static_cast<std::size_t>(to - from), '\n');
+    const int written = ::lseek(file, from, SEEK_SET) < 0 ? -1 : orvWriteWhole(file, filler.data(), filler.size());
+    const int error = errno;
+    if (written < 0) {
+        [[maybe_unused]] const int result = cut(file, from);
+        errno = error;
+        return -1;
+    }
+    return ::lseek(file, 0, SEEK_SET) < 0 ? -1 : 0;
 }
 
 }  // namespace
@@ -234,7 +253,18 @@ int orvRewriteFile(int file, off_t before, const void* data, std::size_t size) {
     if (orvWriteWhole(file, data, size) < 0) {
         return -1;
     }
-    return before <= after ? 0 : again([&] { return ::ftruncate(file, after); });
+    return before <= after ? 0 : cut(file, after);
+}
+
+int orvReplaceContent(int file, off_t before, std::string_view text) {
+    const off_t size = static_cast<off_t>(text.size());
+    if (before > 0 && before < size && reserve(file, before, size) < 0) {
+        return -1;
+    }
+    if (orvOnceMore([&] { return orvWriteWhole(file, text.data(), text.size()); }) < 0) {
+        return -1;
+    }
+    return before > size ? cut(file, size) : 0;
 }
 
 void orvFlushFile(int file) {
@@ -249,4 +279,13 @@ int orvCreateWholeFile(std::string_view path, const void* data, std::size_t size
     }
     errno = error != 0 ? error : errno;
     return error != 0 ? -1 : 0;
+}
+
+OrvFileBuf::int_type OrvFileBuf::underflow() {
+    const ssize_t got = orvOnceMore([this] { return ::read(file_, bytes_.data(), bytes_.size()); });
+    if (got <= 0) {
+        return traits_type::eof();
+    }
+    setg(bytes_.data(), bytes_.data(), bytes_.data() + got);
+    return traits_type::to_int_type(bytes_[0]);
 }

@@ -13,7 +13,9 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
+#include <streambuf>
 #include <string_view>
 
 // Opens a file. For writing, it has to be a regular file (else EINVAL) without another name (else EMLINK), and is
@@ -41,9 +43,25 @@ Descriptor orvOpenDirectory(std::string_view path);
 // Makes data the whole content of a file that has so many bytes and is at no moment empty: written over what is there,
 // then cut where it was longer.
 [[nodiscard]] int orvRewriteFile(int file, off_t before, const void* data, std::size_t size);
+// The same so that the file holds the old content whole or the new one at its beginning, never neither, whatever
+// becomes of it: room for what it grows by is taken first. Where there was none, what could be written stays.
+[[nodiscard]] int orvReplaceContent(int file, off_t before, std::string_view text);
 // What was written comes to the disk before anything that follows; a disk that refuses is let be. Waits for it: for
 // what is made once in the life of a switch.
 void orvFlushFile(int file);
 // Makes a file with data in it: it comes by its name whole, or not at all, also when the power is cut. Written beside,
 // under the name with ".new" behind it, flushed, and renamed.
 [[nodiscard]] int orvCreateWholeFile(std::string_view path, const void* data, std::size_t size, mode_t mode);
+
+// Reads an open file to its end. A read that fails for a moment is tried once more; else the end is where it failed.
+class OrvFileBuf final : public std::streambuf {
+public:
+    // The file stays open for as long as this lives.
+    explicit OrvFileBuf(int file) : file_(file) {}
+
+private:
+    int_type underflow() override;
+
+    int file_;
+    std::array<char, 4096> bytes_;
+};

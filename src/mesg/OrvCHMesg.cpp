@@ -9,7 +9,6 @@
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "mesg/OrvMesgElement.h"
-#include "mesg/OrvMesgFile.h"
 #include "mesg/OrvMesgFileReader.h"
 #include "mesg/OrvMesgNumbers.h"
 #include "mesg/OrvMesgTags.h"
@@ -293,7 +292,7 @@ int OrvCHMesg::save(bool isNew) const {
     if (!file) {
         return failSave("open", "failbit", errno);
     }
-    if (orvWriteMesgFile(file.get(), before, text) < 0) {
+    if (orvReplaceContent(file.get(), before, text) < 0) {
         return failSave("I/O", text.size() > kHeldBack ? "badbit" : "failbit", errno);
     }
     return file.close() < 0 ? failSave("I/O", "failbit", errno) : 0;
@@ -317,7 +316,7 @@ int OrvCHMesg::restore() {
         ORV_TRACE("[FAIL] could not open %s\n", FileName.c_str());
         return -1;
     }
-    OrvMesgFileBuf bytes(file.get());
+    OrvFileBuf bytes(file.get());
     std::istream stream(&bytes);
     stream.exceptions(std::ios_base::badbit);  // or a line without memory would pass for the file's end
     OrvMesgFileReader reader(stream, *this);
