@@ -3,7 +3,7 @@
 #include "base/OrvNumber.h"
 #include "fuzz/Stage.h"
 #include "fuzz/Target.h"
-#include "mesgq/OrvCHOrderFile.h"
+#include "mesgq/OrvCHQueueFiles.h"
 #include "mesgq/OrvCHQueueListing.h"
 #include "word_order.h"
 

@@ -7,7 +7,6 @@
 #include "dbg/OrvDbg.h"
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
-#include "mesgq/OrvCHOrderFile.h"
 #include "mesgq/OrvCHQueueFiles.h"
 
 #include <fcntl.h>

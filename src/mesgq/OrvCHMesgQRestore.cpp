@@ -7,7 +7,6 @@
 #include "dbg/OrvEventLog.h"
 #include "dbg/OrvGuard.h"
 #include "mesgq/OrvCHEntryFiles.h"
-#include "mesgq/OrvCHOrderFile.h"
 #include "mesgq/OrvCHQueueFiles.h"
 #include "mesgq/OrvCHQueueListing.h"
 

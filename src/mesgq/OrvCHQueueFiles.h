@@ -1,10 +1,10 @@
-// What stands on flash for the queues: names of directories and files, how they are opened for reading, and
-// the text of an entry's state block.
+// What stands on flash for the queues: names of directories and files, how they are opened for reading, the text of an
+// entry's state block, and a queue's order file.
 //
-// Knows no queue. The directories outlive the process. Main thread only.
+// The directories outlive the process. Main thread only.
 #pragma once
 
-#include "mesgq/OrvCHMesgQEntry.h"
+#include "mesgq/OrvCHMesgQQueue.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -51,3 +51,14 @@ struct OrvCHQueueState {
 std::string orvStateText(const OrvCHMesgQEntry& entry);
 // Reads a message file from where it stands to its end.
 OrvCHQueueState orvReadState(std::FILE& file);
+
+// The order file: how many of a queue's entries are no tests, and their numbers from head to tail.
+
+// Writes it anew. What fails is reported; nothing is thrown.
+void updateOrderFile(OrvCHMesgQQueue& queue);
+
+// The file behind the bytes of its count: a count cut short is the beginning of one, and an empty file none. Null when
+// it is not a file of the queue's own or cannot be read: only an empty file hides the entries.
+OrvFilePtr orvOpenOrderFile(const std::string& path, std::uint32_t& count, std::size_t& length);
+// Reports a file that cannot be closed.
+void orvCloseOrderFile(OrvFilePtr file, const std::string& path);

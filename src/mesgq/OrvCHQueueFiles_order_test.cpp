@@ -1,5 +1,5 @@
 // The order file alone: a list of entries, and the file that says so.
-#include "mesgq/OrvCHOrderFile.h"
+#include "mesgq/OrvCHQueueFiles.h"
 
 #include "testing/mesgq/MesgQTest.h"
 
