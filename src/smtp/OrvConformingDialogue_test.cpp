@@ -88,6 +88,17 @@ TEST_F(OrvConformingDialogueTest, knowsThatAMailIsTooLargeBeforeItSaysAnythingOf
     EXPECT_THAT(reporter_.lines, Contains(HasSubstr("the server takes 100")));
 }
 
+TEST_F(OrvConformingDialogueTest, givesUpAMessageThatIsNeitherAnEventNorACapture) {
+    message_ = std::make_unique<OrvCHMesg>();
+    envelope({"a@x", "b@x"});
+
+    EXPECT_EQ(run(), 0);
+
+    EXPECT_THAT(said(), ElementsAre("EHLO [10.1.2.3]", "QUIT"));
+    EXPECT_THAT(message_->Envelopes[0]->Recipients, ElementsAre("#a@x", "#b@x"));
+    EXPECT_THAT(reporter_.lines, Contains(HasSubstr("no mail can be made of it")));
+}
+
 TEST_F(OrvConformingDialogueTest, takesALimitOfNothingForNone) {
     envelope({"a@x"});
     for (const char* size : {"SIZE", "SIZE 0", "SIZE -", "SIZE 999999999999999999999999"}) {

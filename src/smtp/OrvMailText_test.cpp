@@ -68,7 +68,7 @@ TEST(OrvMailText, tellsCharactersApart) {
     EXPECT_EQ(orvCharsetOf("plain"), OrvCharset::kAscii);
     EXPECT_EQ(orvCharsetOf("gr\u00FC\u00DFe \u20AC \U0001F600"), OrvCharset::kUtf8);
     for (const char* none : {"gr\xFC\xDF", "\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xE0\x80\x80", "\xF0\x80\x80\x80",
-                             "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\x80", "\xE2\x82"}) {
+                             "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\x80", "\xE2\x82", "\xC3(", "\xE2\x82("}) {
         EXPECT_EQ(orvCharsetOf(none), OrvCharset::kLatin1) << none;
     }
 }

@@ -185,6 +185,17 @@ TEST_F(OrvSMTPConnectionTest, setsALimitWhenAStepHasToWaitAndOnlyIfItIsAnotherTh
     EXPECT_EQ(system_.limitsSet, 2u);
 }
 
+TEST_F(OrvSMTPConnectionTest, receivesNothingOnceItsMomentHasCome) {
+    ASSERT_EQ(connect(server_.address(), server_.port(), SmtpAddrMode::kIPv4), 0);
+
+    EXPECT_EQ(connection_.receiveBy(system_.now()), -1);
+
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_TRUE(connection_.limitPassed());
+    EXPECT_FALSE(connection_.connected());
+    EXPECT_EQ(system_.limitsSet, 0u);
+}
+
 TEST_F(OrvSMTPConnectionTest, waitsForALateReplyTheRestOfItsLimitAndForTheNextAsUsual) {
     ASSERT_EQ(connect(server_.address(), server_.port(), SmtpAddrMode::kIPv4), 0);
     connection_.limitSteps(std::chrono::seconds(300));
