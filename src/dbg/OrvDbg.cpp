@@ -140,11 +140,14 @@ long OrvDbg::traceParts(const char* module, const char* function, std::initializ
 
 void OrvDbg::traceLines(const char* module, const char* function, std::string_view before,
                         std::span<const std::string_view> texts, std::string_view behind) {
+    if (silent_ || texts.empty()) {
+        return;
+    }
     const KeepErrno keepErrno;
     const Mt::Lock lock(mutex_);
     Lines lines;
     for (const std::string_view text : texts) {
-        if (silent_) {  // from the beginning, or since a rotation in between
+        if (silent_) {  // since a rotation of this or another thread
             return;
         }
         Line line;

@@ -296,6 +296,19 @@ TEST_F(OrvDbgTest, losesALineThatTheFileSystemRefusesAndGoesOn) {
     EXPECT_EQ(kept, 2 * lost);
 }
 
+TEST_F(OrvDbgTest, losesLinesWrittenTogetherThatTheFileSystemRefusesAndGoesOn) {
+    OrvDbg logger("orv.out.Main");
+    const std::string_view lines[] = {"lost", "lost too"};
+    const FailingCall writing("trace", "", ENOSPC, 0, 1);
+    logger.traceLines("A", "b", "", lines, "\n");
+
+    const long kept = trace(logger, "A", "b", "kept\n");
+
+    EXPECT_EQ(file("orv.out.Main"), prefix("A", "b") + "kept\n");
+    const std::size_t counted = 3 * prefix("A", "b").size() + std::string_view("lost\nlost too\nkept\n").size();
+    EXPECT_EQ(kept, static_cast<long>(counted));
+}
+
 TEST_F(OrvDbgTest, leavesErrnoAsItWas) {
     OrvDbg logger("orv.out.Main");
     const FailingCall writing("trace", "", ENOSPC);
