@@ -7,7 +7,6 @@
 #include "switchd/services/OperatorWire.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 

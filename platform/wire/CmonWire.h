@@ -4,9 +4,6 @@
 #include "platform/wire/Fields.h"
 
 #include <cstdint>
-#include <optional>
-#include <span>
-#include <vector>
 
 // Code 2: the component has read its configuration, with this status.
 struct CmonConfReadAck {

@@ -5,10 +5,7 @@
 #include "platform/wire/Fields.h"
 
 #include <cstdint>
-#include <optional>
-#include <span>
 #include <string>
-#include <vector>
 
 // Code 1: the sender is the component called name.
 struct CnsRegister {

@@ -4,12 +4,10 @@
 #include "platform/wire/Fields.h"
 
 #include <cstdint>
-#include <optional>
 #include <span>
-#include <vector>
 
-// Format 3 code 0, and format 4 code 5: an event and its data. The data are a view: of the payload after decode,
-// of the caller's bytes before encode.
+// Format 3 code 0, and format 4 code 5: an event and its data. The data are a view: of the payload once it is
+// read, of the caller's bytes until it is written.
 struct EnsEventData {
     std::uint32_t category = 0;
     std::uint32_t number = 0;

@@ -4,10 +4,7 @@
 #include "platform/wire/Fields.h"
 
 #include <cstdint>
-#include <optional>
-#include <span>
 #include <string>
-#include <vector>
 
 struct EventLogEntry {
     std::int32_t level = 0;
