@@ -1,5 +1,7 @@
 #include "mesg/OrvMesgNumbers.h"
 
+#include "catalogue/OrvEventCatalogue.h"
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -28,5 +30,14 @@ TEST(OrvLevel, namesNumbersOutsideTheTableNone) {
 TEST(OrvLevel, numbersUnknownNamesFive) {
     for (const char* name : {"warn", "WARN", "", "Warn ", " Warn", "Warning", "War", "1"}) {
         EXPECT_EQ(orvLevelNumber(name), 5) << name;
+    }
+}
+
+// Else the mail about a message of the daemon's own would carry the identifier of an entry.
+TEST(OrvMesgNumbers, areThoseOfNoEntry) {
+    for (const OrvCatalogueRow& row : orvCatalogue()) {
+        for (const std::uint32_t number : {kOrvTestMesg, kOrvPowerUpMesg, kOrvStateMesg, kOrvCaptureMesg}) {
+            EXPECT_NE(row.id, number) << row.name;
+        }
     }
 }
