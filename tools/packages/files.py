@@ -31,6 +31,9 @@ class Files:
     def distance(self):
         return abs(next(self.second.glob("orvapp_*")).stat().st_mtime - next(self.first.glob("orvapp_*")).stat().st_mtime)
 
+    def released(self):
+        return run(TOP / "tools/same_release", "orvApp", timeout=1800).splitlines()[-1]
+
     def lintian(self):
         said = run("lintian", "--allow-root", "--fail-on", "error,warning", *self.first.glob("*.deb"))
         assert not re.search(r"^[EW]: ", said, re.M), said
