@@ -1,6 +1,7 @@
 #include "box/Lives.h"
 
 #include "Descriptor.h"
+#include "base/OrvFiles.h"
 #include "box/Life.h"
 #include "platform/wire/Wire.h"
 
@@ -46,17 +47,6 @@ private:
     Progress* progress_;
 };
 
-void writeAll(int file, const std::vector<std::uint8_t>& bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t written = ::write(file, bytes.data() + done, bytes.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-}
-
 // All that comes until the other end is closed; nothing when there is no progress for that long.
 std::vector<std::uint8_t> readAll(int file, const Progress& progress, int patience) {
     std::vector<std::uint8_t> bytes;
@@ -88,7 +78,9 @@ std::vector<std::uint8_t> readAll(int file, const Progress& progress, int patien
             world.encode(out);
             script.encode(out);
             std::fflush(stdout);
-            writeAll(report, out.take());
+            const std::vector<std::uint8_t> bytes = out.take();
+            // A report that is cut short is told by its reader.
+            [[maybe_unused]] const int written = orvWriteAll(report, bytes.data(), bytes.size());
         });
         notYetTheDaemons.reset();
         life.live();

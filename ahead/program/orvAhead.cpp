@@ -4,6 +4,7 @@
 // A program of its own: the box's definitions of the C library's calls are not to stand before those of a program that
 // talks with a real switch.
 #include "ahead/PlayTimetable.h"
+#include "base/OrvFiles.h"
 #include "orv_version.h"
 
 #include <unistd.h>
@@ -37,17 +38,6 @@ bool readAll(WireBytes& bytes) {
     }
 }
 
-bool writeAll(const WireBytes& bytes) {
-    for (std::size_t done = 0; done < bytes.size();) {
-        const ssize_t written = ::write(STDOUT_FILENO, bytes.data() + done, bytes.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-    return true;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -66,5 +56,6 @@ int main(int argc, char** argv) {
         return kWrongUsage;
     }
     std::signal(SIGPIPE, SIG_IGN);
-    return writeAll(encodeFields(ahead::play(*table))) ? 0 : kFailed;
+    const WireBytes outcome = encodeFields(ahead::play(*table));
+    return orvWriteAll(STDOUT_FILENO, outcome.data(), outcome.size()) < 0 ? kFailed : 0;
 }

@@ -1,6 +1,7 @@
 #include "box/search/Shares.h"
 
 #include "Descriptor.h"
+#include "base/OrvFiles.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -15,23 +16,15 @@ namespace box {
 
 namespace {
 
-void writeAll(int file, const std::vector<std::uint8_t>& bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t written = ::write(file, bytes.data() + done, bytes.size() - done);
-        if (written < 0 && errno != EINTR) {
-            ::_exit(1);
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-}
-
 [[noreturn]] void workHere(std::uint64_t share, const ShareWork& work, int file) {
     int status = 0;
     try {
         WireWriter found;
         work(share, found);
-        writeAll(file, found.take());
+        const std::vector<std::uint8_t> bytes = found.take();
+        if (orvWriteAll(file, bytes.data(), bytes.size()) < 0) {
+            ::_exit(1);
+        }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "box: %s\n", error.what());
         status = 1;

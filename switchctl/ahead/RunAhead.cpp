@@ -1,6 +1,7 @@
 #include "switchctl/ahead/RunAhead.h"
 
 #include "Descriptor.h"
+#include "base/OrvFiles.h"
 #include "switchctl/client/Attributes.h"
 
 #include <fcntl.h>
@@ -14,7 +15,6 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <span>
 
 extern char** environ;
 
@@ -68,15 +68,9 @@ pid_t start(const std::string& file, const Pipe& question, const Pipe& answer) {
 }
 
 // A reader that is gone is told by its status, not by a signal.
-void writeAll(const Descriptor& file, std::span<const std::uint8_t> bytes) {
+void ask(const Descriptor& file, const WireBytes& bytes) {
     const auto before = std::signal(SIGPIPE, SIG_IGN);
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) {
-            break;
-        }
-        bytes = bytes.subspan(written > 0 ? static_cast<std::size_t>(written) : 0);
-    }
+    [[maybe_unused]] const int written = orvWriteAll(file.get(), bytes.data(), bytes.size());
     std::signal(SIGPIPE, before);
 }
 
@@ -100,7 +94,7 @@ ahead::Outcome RunAhead::play(const ahead::Timetable& table) {
     const pid_t process = start(programFile(), question, answer);
     question.out.reset();
     answer.in.reset();
-    writeAll(question.in, encodeFields(table));  // all of it is read before anything is said
+    ask(question.in, encodeFields(table));  // all of it is read before anything is said
     question.in.reset();
     const WireBytes bytes = readAll(answer.out);
     int status = 0;

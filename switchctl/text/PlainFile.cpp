@@ -1,6 +1,7 @@
 #include "switchctl/text/PlainFile.h"
 
 #include "Descriptor.h"
+#include "base/OrvFiles.h"
 #include "switchctl/text/Second.h"
 
 #include <fcntl.h>
@@ -48,15 +49,11 @@ int PlainFile::create(const std::string& path, const std::string& bytes) {
     if (!target) {
         return -1;
     }
-    for (std::size_t done = 0; done < bytes.size();) {
-        const ssize_t written = ::write(target.get(), bytes.data() + done, bytes.size() - done);
-        if (written < 0 && errno != EINTR) {
-            const int error = errno;
-            ::unlink(path.c_str());
-            errno = error;
-            return -1;
-        }
-        done += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+    if (orvWriteAll(target.get(), bytes.data(), bytes.size()) < 0) {
+        const int error = errno;
+        ::unlink(path.c_str());
+        errno = error;
+        return -1;
     }
     return target.close();
 }
