@@ -127,7 +127,7 @@ int OrvCHMesgCommon::processConfigBulk(std::span<const DsEntry> entries, std::sp
 // Minus the number of unknown keys. The identity changes as a whole or not at all.
 int OrvCHMesgCommon::applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) {
     const ReadEnd end(*this);
-    OrvIdentity identity = orvPersistently([this] { return identity_; });
+    OrvIdentity identity = orvPersistently([this] { return own(); });
     const int result = orvTakeAnswer(kTraceModule, kUnknownAttributeLine, entries, statuses,
                                      [&](const DsEntry& entry) { return apply(entry, identity); });
     const Mt::Lock lock(lock_);
@@ -180,16 +180,16 @@ void OrvCHMesgCommon::setHostname(const std::string& text) {
 }
 
 void OrvCHMesgCommon::probe() const {
+    const OrvIdentity& identity = own();
     ORV_TRACE(
         "  From = %s\n  ReplyTo = %s\n  ContactName = %s\n  ContactEmail = %s\n  PhoneNumber = %s\n"
         "  StreetAddress = %s\n  Location = %s\n",
-        identity_.From.c_str(), identity_.ReplyTo.c_str(), identity_.ContactName.c_str(),
-        identity_.ContactEmail.c_str(), identity_.PhoneNumber.c_str(), identity_.StreetAddress.c_str(),
-        identity_.Location.c_str());
+        identity.From.c_str(), identity.ReplyTo.c_str(), identity.ContactName.c_str(), identity.ContactEmail.c_str(),
+        identity.PhoneNumber.c_str(), identity.StreetAddress.c_str(), identity.Location.c_str());
 }
 
 OrvIdentity OrvCHMesgCommon::current() const {
-    return identity_;
+    return own();
 }
 
 void OrvCHMesgCommon::setReadOutstanding(bool outstanding) {
@@ -201,9 +201,9 @@ void OrvCHMesgCommon::setReadOutstanding(bool outstanding) {
 }
 
 OrvCHMesgCommon::Reader::Reader(const OrvCHMesgCommon& common) : common_(common) {
-    common_.lock_.lock();
-    while (common_.readOutstanding_) {
-        common_.readDone_.wait();
+    common.lock_.lock();
+    while (common.readOutstanding_) {
+        common.readDone_.wait();
     }
 }
 

@@ -63,14 +63,15 @@ public:
 
     // Any other thread: the fields once no re-read is outstanding. While the returned object lives the
     // identity cannot change; nothing may be waited for meanwhile, but the trace may be written.
-    class Reader {
+    class ORV_SCOPED_CAPABILITY Reader {
     public:
-        explicit Reader(const OrvCHMesgCommon& common);
-        ~Reader();
+        explicit Reader(const OrvCHMesgCommon& common) ORV_ACQUIRE(common.lock_);
+        ~Reader() ORV_RELEASE();
         Reader(const Reader&) = delete;
         Reader& operator=(const Reader&) = delete;
-        const OrvIdentity& operator*() const { return common_.identity_; }
-        const OrvIdentity* operator->() const { return &common_.identity_; }
+        // The lock is held for as long as this lives.
+        const OrvIdentity& operator*() const ORV_NO_THREAD_SAFETY_ANALYSIS { return common_.identity_; }
+        const OrvIdentity* operator->() const { return &**this; }
 
     private:
         const OrvCHMesgCommon& common_;
@@ -89,6 +90,8 @@ private:
         OrvCHMesgCommon& common_;
     };
 
+    // For the main thread, the only writer.
+    const OrvIdentity& own() const ORV_NO_THREAD_SAFETY_ANALYSIS { return identity_; }
     void setReadOutstanding(bool outstanding);
     int request();
     int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
@@ -98,9 +101,8 @@ private:
     OrvConfigListener& config_;
     OrvIdentityListener& addresses_;
 
-    // Both threads, under the lock; the main thread, being the only writer, also reads identity_ without it.
     mutable Mt::Mutex lock_;
     mutable Mt::CondLock readDone_{lock_};
-    bool readOutstanding_ = false;
-    OrvIdentity identity_;
+    bool readOutstanding_ ORV_GUARDED_BY(lock_) = false;
+    OrvIdentity identity_ ORV_GUARDED_BY(lock_);
 };
