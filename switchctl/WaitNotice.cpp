@@ -35,7 +35,7 @@ WaitNotice::~WaitNotice() {
         return;
     }
     {
-        const std::lock_guard<std::mutex> guard(lock_);
+        const Guarding_Lock guard(lock_);
         done_ = true;
     }
     ended_.notify_one();
@@ -44,8 +44,11 @@ WaitNotice::~WaitNotice() {
 
 void WaitNotice::wait() {
     constexpr std::string_view TEXT = "switchctl: waiting for an answer\n";
-    std::unique_lock<std::mutex> guard(lock_);
-    if (!ended_.wait_for(guard, std::chrono::seconds(1), [this] { return done_; })) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    const Guarding_Lock guard(lock_);
+    while (!done_ && ended_.wait_until(lock_, until) == std::cv_status::no_timeout) {
+    }
+    if (!done_) {
         // In one piece, also when the command writes at this moment.
         static_cast<void>(!write(STDERR_FILENO, TEXT.data(), TEXT.size()));
     }

@@ -4,8 +4,9 @@
 // SWITCHCTL_QUIET leaves it out.
 #pragma once
 
+#include "Guarding_Mutex.h"
+
 #include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,8 +21,8 @@ public:
 private:
     void wait();
 
-    std::mutex lock_;
-    std::condition_variable ended_;
-    bool done_ = false;
+    Guarding_Mutex lock_;
+    std::condition_variable_any ended_;
+    bool done_ ORV_GUARDED_BY(lock_) = false;
     std::thread thread_;
 };

@@ -14,13 +14,15 @@ bool Desk::isYounger(const Page& page, Milliseconds age) {
     return page.result && std::chrono::steady_clock::now() - page.made < age;
 }
 
-void Desk::make(std::unique_lock<std::mutex>& lock, Page& page, Milliseconds patience) {
+void Desk::make(Page& page, Milliseconds patience) {
     page.wanted = true;
     work_.notify_all();
     if (runsTask_ && page.result) {
         return;
     }
-    done_.wait_for(lock, patience, [&] { return stopped_ || !page.wanted; });
+    const Moment until = std::chrono::steady_clock::now() + patience;
+    while (!stopped_ && page.wanted && done_.wait_until(mutex_, until) == std::cv_status::no_timeout) {
+    }
 }
 
 std::shared_ptr<Desk::Task> Desk::nextTask() {
@@ -48,7 +50,7 @@ Desk::Page* Desk::nextPage() {
 }
 
 // Or until a sheet is due that is kept up.
-void Desk::awaitWork(std::unique_lock<std::mutex>& lock) {
+void Desk::awaitWork() {
     Moment due = Moment::max();
     for (const auto& [name, page] : pages_) {
         if (page.sheet.unwatched.count() > 0) {
@@ -56,25 +58,31 @@ void Desk::awaitWork(std::unique_lock<std::mutex>& lock) {
         }
     }
     if (due == Moment::max()) {
-        work_.wait(lock);
+        work_.wait(mutex_);
     } else {
-        work_.wait_until(lock, due);
+        work_.wait_until(mutex_, due);
     }
 }
 
 void Desk::run() {
-    std::unique_lock lock(mutex_);
-    while (!stopped_) {
-        const auto task = nextTask();
-        Page* const page = task == nullptr ? nextPage() : nullptr;
-        if (task == nullptr && page == nullptr) {
-            awaitWork(lock);
-            continue;
+    for (;;) {
+        std::shared_ptr<Task> task;
+        Page* page = nullptr;
+        {
+            const Guarding_Lock lock(mutex_);
+            if (stopped_) {
+                return;
+            }
+            task = nextTask();
+            page = task == nullptr ? nextPage() : nullptr;
+            if (task == nullptr && page == nullptr) {
+                awaitWork();
+                continue;
+            }
+            runsTask_ = task != nullptr;
         }
-        runsTask_ = task != nullptr;
-        lock.unlock();
         Result result = line_(task != nullptr ? task->line : page->sheet.line);
-        lock.lock();
+        const Guarding_Lock lock(mutex_);
         runsTask_ = false;
         if (task != nullptr) {
             task->result = std::move(result);
@@ -88,35 +96,35 @@ void Desk::run() {
 }
 
 void Desk::stop() {
-    const std::lock_guard lock(mutex_);
+    const Guarding_Lock lock(mutex_);
     stopped_ = true;
     work_.notify_all();
     done_.notify_all();
 }
 
 std::optional<Desk::Result> Desk::read(const std::string& name, Milliseconds patience) {
-    std::unique_lock lock(mutex_);
+    const Guarding_Lock lock(mutex_);
     const auto found = pages_.find(name);
     if (found == pages_.end()) {
         return std::nullopt;
     }
     Page& page = found->second;
     if (!isYounger(page, page.sheet.period)) {
-        make(lock, page, patience);
+        make(page, patience);
     }
     return page.result;
 }
 
 void Desk::renew(const std::string& name, Milliseconds age, Milliseconds patience) {
-    std::unique_lock lock(mutex_);
+    const Guarding_Lock lock(mutex_);
     const auto found = pages_.find(name);
     if (found != pages_.end() && !isYounger(found->second, age)) {
-        make(lock, found->second, patience);
+        make(found->second, patience);
     }
 }
 
 std::optional<Desk::Milliseconds> Desk::age(const std::string& name) const {
-    const std::lock_guard lock(mutex_);
+    const Guarding_Lock lock(mutex_);
     const auto found = pages_.find(name);
     if (found == pages_.end() || !found->second.result) {
         return std::nullopt;
@@ -125,26 +133,28 @@ std::optional<Desk::Milliseconds> Desk::age(const std::string& name) const {
 }
 
 std::optional<Desk::Result> Desk::last(const std::string& name) const {
-    const std::lock_guard lock(mutex_);
+    const Guarding_Lock lock(mutex_);
     const auto found = pages_.find(name);
     return found == pages_.end() ? std::nullopt : found->second.result;
 }
 
 std::optional<Desk::Result> Desk::ask(const Words& line, Milliseconds patience) {
-    std::unique_lock lock(mutex_);
+    const Guarding_Lock lock(mutex_);
     if (tasks_.size() >= MOST_TASKS || stopped_) {
         return std::nullopt;
     }
     const auto task = std::make_shared<Task>(Task{line});
     tasks_.push_back(task);
     work_.notify_all();
-    done_.wait_for(lock, patience, [&] { return stopped_ || task->result.has_value(); });
+    const Moment until = std::chrono::steady_clock::now() + patience;
+    while (!stopped_ && !task->result && done_.wait_until(mutex_, until) == std::cv_status::no_timeout) {
+    }
     return task->result;
 }
 
 std::optional<Desk::Result> Desk::recall(const Words& line, Milliseconds age, Milliseconds patience) {
     {
-        const std::lock_guard lock(mutex_);
+        const Guarding_Lock lock(mutex_);
         const auto oldest = std::chrono::steady_clock::now() - age;
         std::erase_if(notes_, [&](const Note& note) { return note.made < oldest; });
         const auto known = std::ranges::find(notes_, line, &Note::line);
@@ -153,7 +163,7 @@ std::optional<Desk::Result> Desk::recall(const Words& line, Milliseconds age, Mi
         }
     }
     auto result = ask(line, patience);
-    const std::lock_guard lock(mutex_);
+    const Guarding_Lock lock(mutex_);
     if (result) {
         notes_.push_back({line, *result, std::chrono::steady_clock::now()});
         if (notes_.size() > MOST_NOTES) {

@@ -4,13 +4,14 @@
 // period: nobody looks, nothing is done, but for sheets that have to be kept up all the same.
 #pragma once
 
+#include "Guarding_Mutex.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -81,18 +82,18 @@ private:
 
     static bool isYounger(const Page& page, Milliseconds age);
     static bool isDue(const Page& page);
-    void make(std::unique_lock<std::mutex>& lock, Page& page, Milliseconds patience);
-    std::shared_ptr<Task> nextTask();
-    Page* nextPage();
-    void awaitWork(std::unique_lock<std::mutex>& lock);
+    void make(Page& page, Milliseconds patience) ORV_REQUIRES(mutex_);
+    std::shared_ptr<Task> nextTask() ORV_REQUIRES(mutex_);
+    Page* nextPage() ORV_REQUIRES(mutex_);
+    void awaitWork() ORV_REQUIRES(mutex_);
 
-    Line line_;
-    mutable std::mutex mutex_;
-    std::condition_variable work_;
-    std::condition_variable done_;
-    std::map<std::string, Page> pages_;
-    std::deque<std::shared_ptr<Task>> tasks_;
-    std::deque<Note> notes_;  // the newest last
-    bool runsTask_ = false;
-    bool stopped_ = false;
+    Line line_;  // for the thread that runs
+    mutable Guarding_Mutex mutex_;
+    std::condition_variable_any work_;
+    std::condition_variable_any done_;
+    std::map<std::string, Page> pages_ ORV_GUARDED_BY(mutex_);
+    std::deque<std::shared_ptr<Task>> tasks_ ORV_GUARDED_BY(mutex_);
+    std::deque<Note> notes_ ORV_GUARDED_BY(mutex_);  // the newest last
+    bool runsTask_ ORV_GUARDED_BY(mutex_) = false;
+    bool stopped_ ORV_GUARDED_BY(mutex_) = false;
 };

@@ -1,5 +1,6 @@
 #include "switchctl/serve/PageServer.h"
 
+#include "Guarding_Mutex.h"
 #include "switchctl/serve/BoundedServer.h"
 #include "switchctl/serve/PageFiles.h"
 #include "switchctl/text/Errors.h"
@@ -15,7 +16,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -141,15 +141,15 @@ private:
     PageAddress address_;
     std::string token_;
     BoundedServer server_;
-    std::mutex mutex_;
-    bool begun_ = false;
-    bool stopped_ = false;
+    Guarding_Mutex mutex_;
+    bool begun_ ORV_GUARDED_BY(mutex_) = false;
+    bool stopped_ ORV_GUARDED_BY(mutex_) = false;
     std::atomic<bool> ended_ = false;
 };
 
 void PageServer::Impl::run() {
     {
-        const std::lock_guard lock(mutex_);
+        const Guarding_Lock lock(mutex_);
         if (stopped_) {
             return;
         }
@@ -162,7 +162,7 @@ void PageServer::Impl::run() {
 // The library forgets a stop that comes before it has begun to listen.
 void PageServer::Impl::stop() {
     {
-        const std::lock_guard lock(mutex_);
+        const Guarding_Lock lock(mutex_);
         stopped_ = true;
         if (!begun_) {
             return;
