@@ -131,9 +131,6 @@ constexpr KindTrouble TROUBLES[] = {
     {orv_log::kCaptureFailed, Trouble::CAPTURE_FAILED},
 };
 
-// What the daemon asks for first when it reads its servers.
-constexpr const char* SETTINGS = "Global.Callhome.SMTPGatewayEnable";
-
 // An entry with a number of its own counts whatever its words are, see orvRecognise().
 LogSelection::Kind kindOf(const OrvLogKind& kind, const char* argument = "") {
     const bool numbered = kind.id != kOrvLogId && kind.id != 0;
@@ -160,7 +157,8 @@ const LogSelection& LogDigest::selection() {
         all.maxLevel = MAX_LEVEL;
         all.component = Management::DAEMON;
         for (const KindMeaning& one : MEANINGS) {
-            all.kinds.push_back(kindOf(one.kind, one.meaning == Meaning::SETTINGS_READ ? SETTINGS : ""));
+            all.kinds.push_back(
+                kindOf(one.kind, one.meaning == Meaning::SETTINGS_READ ? MailFailures::SERVERS_KEY : ""));
         }
         for (const KindTrouble& one : TROUBLES) {
             all.kinds.push_back(kindOf(one.kind));
@@ -217,7 +215,7 @@ void LogDigest::Saying::lookForMeaning() {
     }
     meaning = known->meaning;
     file = match->argument(0);
-    settings = match->argument(0) == SETTINGS;
+    settings = match->argument(0) == MailFailures::SERVERS_KEY;
     delay = meaning == Meaning::RETRY ? Text::number(match->argument(2), 0, INT32_MAX) : std::nullopt;
 }
 

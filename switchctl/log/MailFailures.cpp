@@ -31,8 +31,7 @@ MailFailures::Saying MailFailures::Saying::of(const OrvCatalogueMatch& entry) {
         refused.response = entry.argument(4);
         return {Kind::RECIPIENT_WORDS, {}, refused};
     }
-    const bool read =
-        entry.is(orv_log::kBuildDetailRequest) && entry.argument(0) == "Global.Callhome.SMTPGatewayEnable";
+    const bool read = entry.is(orv_log::kBuildDetailRequest) && entry.argument(0) == SERVERS_KEY;
     return {read ? Kind::SERVERS_READ : Kind::NOTHING};
 }
 

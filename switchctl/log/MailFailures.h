@@ -10,6 +10,9 @@
 
 class MailFailures {
 public:
+    // What the daemon asks for first when it reads its servers.
+    static constexpr const char* SERVERS_KEY = "Global.Callhome.SMTPGatewayEnable";
+
     // Times in microseconds since 1970.
     struct Server {
         std::string server;  // address and port
