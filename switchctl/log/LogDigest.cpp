@@ -117,6 +117,7 @@ constexpr KindTrouble TROUBLES[] = {
     {orv_log::kMessageTooLarge, Trouble::MESSAGE_REFUSED},
     {orv_log::kNoSpace, Trouble::MESSAGE_REFUSED},
     {orv_log::kTooManyFiles, Trouble::MESSAGE_REFUSED},
+    {orv_log::kTooManyFiles, Trouble::FILE_LIMIT_REACHED},
     {orv_log::kEntryUnopened, Trouble::FILE_UNWRITTEN},
     {orv_log::kFileUnclosed, Trouble::FILE_UNWRITTEN},
     {orv_log::kEntryUndeleted, Trouble::FILE_UNWRITTEN},

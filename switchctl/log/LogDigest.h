@@ -40,6 +40,7 @@ struct LogDigest {
         OUT_OF_DESCRIPTORS,
         QUEUE_NOT_RESTORED,  // a whole one
         MESSAGE_REFUSED,     // by the queue, for want of room
+        FILE_LIMIT_REACHED,  // and that for the number of its files
         FILE_UNWRITTEN,
         READ_HALTED,  // A part of the configuration was refused, and the read waits for it for ever.
         CAPTURE_FAILED,

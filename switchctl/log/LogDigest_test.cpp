@@ -222,6 +222,8 @@ const TroubleCase TROUBLE_CASES[] = {
     {"no listing", entryOf(orv_log::kRestoreNoListing, "/tmp/orv-queue-order"), {QUEUE_NOT_RESTORED}},
     {"a listing unread", entryOf(orv_log::kRestoreOrderUnopened, "/tmp/orv-queue-order"), {QUEUE_NOT_RESTORED}},
     {"no order file", entryOf(orv_log::kRestoreOrderUnopened, "/q/send/order"), {}},
+    {"a message too large", entryOf(orv_log::kMessageTooLarge), {MESSAGE_REFUSED}},
+    {"a message too many", entryOf(orv_log::kTooManyFiles), {MESSAGE_REFUSED, FILE_LIMIT_REACHED}},
 };
 
 TEST(LogDigest, asksForFewOfTheEntriesThatTheDaemonAlwaysWrites) {

@@ -3,6 +3,8 @@
 #include "switchctl/text/Second.h"
 #include "switchctl/text/Text.h"
 
+#include <algorithm>
+
 namespace {
 
 using Trouble = LogDigest::Trouble;
@@ -60,6 +62,15 @@ std::string lastText(const StatusFacts& facts, Trouble trouble) {
     return found == facts.log.lastText.end() ? "" : found->second;
 }
 
+// Whether the last message that was refused was one too many; its sign stands behind that of the refusal.
+bool isFileLimit(const StatusFacts& facts) {
+    const auto& signs = facts.log.signs;
+    const auto last = std::find_if(signs.rbegin(), signs.rend(), [](const LogDigest::Sign& sign) {
+        return sign.trouble == Trouble::MESSAGE_REFUSED || sign.trouble == Trouble::FILE_LIMIT_REACHED;
+    });
+    return last != signs.rend() && last->trouble == Trouble::FILE_LIMIT_REACHED;
+}
+
 void addRefusals(const StatusFacts& facts, StatusProblems& problems) {
     const auto refused = facts.count(Trouble::MESSAGE_REFUSED);
     if (refused.times == 0 || refused.last < facts.log.settingsRead.value_or(0)) {
@@ -67,7 +78,7 @@ void addRefusals(const StatusFacts& facts, StatusProblems& problems) {
     }
     const std::string why = lastText(facts, Trouble::MESSAGE_REFUSED);
     problems.push_back(problem::kMessagesRefused(std::to_string(refused.times), momentText(refused.last), why,
-                                                 why.find("file limit") != std::string::npos ? FILES.key : SPACE.key));
+                                                 isFileLimit(facts) ? FILES.key : SPACE.key));
 }
 
 // Each once, as long as the file is the one that could not be read.

@@ -74,6 +74,24 @@ const ProblemCase QUEUE[] = {
      {"failing messages-refused"},
      "Message is too large",
      "FileSystemSpaceAllowed=NUMBER"},
+    {"a message too many",
+     [](StatusFacts& facts) {
+         sign(Trouble::MESSAGE_REFUSED, "Message is too large", 90)(facts);
+         sign(Trouble::MESSAGE_REFUSED, "Too many")(facts);
+         sign(Trouble::FILE_LIMIT_REACHED, "Too many")(facts);
+     },
+     {"failing messages-refused"},
+     "Too many",
+     "FilesAllowed=NUMBER"},
+    {"a message that is too large, after one too many",
+     [](StatusFacts& facts) {
+         sign(Trouble::MESSAGE_REFUSED, "Too many", 90)(facts);
+         sign(Trouble::FILE_LIMIT_REACHED, "Too many", 90)(facts);
+         sign(Trouble::MESSAGE_REFUSED, "Message is too large")(facts);
+     },
+     {"failing messages-refused"},
+     "Message is too large",
+     "FileSystemSpaceAllowed=NUMBER"},
     {"one that it refused before it was given more room",
      [](StatusFacts& facts) {
          sign(Trouble::MESSAGE_REFUSED, "Message is too large")(facts);
