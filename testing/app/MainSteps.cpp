@@ -6,6 +6,8 @@
 #include "Log_Event.h"
 #include "app_log.h"
 #include "base/OrvText.h"
+#include "catalogue/OrvEventCatalogue.h"
+#include "dbg/OrvEventLog.h"
 #include "testing/app/WatchedSlot.h"
 
 #include <syslog.h>
@@ -135,15 +137,27 @@ void Log_Event::close() {
     open_ = false;
 }
 
-void app_log(int level, std::uint32_t id, int, int, int, int, std::uint32_t, Hsb_Component*, const char* format, ...) {
+// What the daemon writes itself must be in its catalogue: where it is not, the step says so in front.
+static void logStep(const char* call, int level, std::uint32_t id, bool daemons, const std::string& text) {
+    const bool known = !daemons || orvFindInCatalogue(level, id, text);
+    step((known ? "" : "not in the daemon's catalogue: ") + orvFormat("%s %d %x ", call, level, id) + text);
+}
+
+static bool isDaemons(std::uint32_t flags, const Hsb_Component* component) {
+    return flags == kOrvOwnEntryFlags && component == orvApplication();
+}
+
+void app_log(int level, std::uint32_t id, int, int, int, int, std::uint32_t flags, Hsb_Component* component,
+             const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    step(orvFormat("app_log %d %x ", level, id) + orvFormatV(format, arguments));
+    logStep("app_log", level, id, isDaemons(flags, component), orvFormatV(format, arguments));
     va_end(arguments);
 }
 
-void switch_alarm(int level, std::uint32_t id, int, int, int, int, std::uint32_t, Hsb_Component*, const char* text) {
-    step(orvFormat("switch_alarm %d %x %s", level, id, text));
+void switch_alarm(int level, std::uint32_t id, int, int, int, int, std::uint32_t flags, Hsb_Component* component,
+                  const char* text) {
+    logStep("switch_alarm", level, id, isDaemons(flags, component), text);
 }
 
 MainSteps::MainSteps(std::function<void(const std::string&)> tellStep)

@@ -3,6 +3,8 @@
 #include "Hsb_Component.h"
 #include "app_log.h"
 #include "base/OrvText.h"
+#include "catalogue/OrvEventCatalogue.h"
+#include "dbg/OrvEventLog.h"
 #include "mesg/OrvSequenceSource.h"
 #include "platform/posix/HostRoot.h"
 
@@ -14,22 +16,32 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 namespace fs = std::filesystem;
 
 static std::vector<EventLogCall> eventLogCalls;
 
-void app_log(int level, std::uint32_t id, int, int, int, int, std::uint32_t flags, Hsb_Component*, const char* format,
-             ...) {
+// What the daemon writes itself must be in its catalogue.
+static void record(EventLogCall call, const Hsb_Component* component) {
+    const bool daemons = call.flags == kOrvOwnEntryFlags && component == orvApplication();
+    if (daemons && !orvFindInCatalogue(call.level, call.id, call.text)) {
+        ADD_FAILURE() << "not in the daemon's catalogue: " << testing::PrintToString(call);
+    }
+    eventLogCalls.push_back(std::move(call));
+}
+
+void app_log(int level, std::uint32_t id, int, int, int, int, std::uint32_t flags, Hsb_Component* component,
+             const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    eventLogCalls.push_back({false, level, id, flags, orvFormatV(format, arguments)});
+    record({false, level, id, flags, orvFormatV(format, arguments)}, component);
     va_end(arguments);
 }
 
-void switch_alarm(int level, std::uint32_t id, int, int, int, int, std::uint32_t flags, Hsb_Component*,
+void switch_alarm(int level, std::uint32_t id, int, int, int, int, std::uint32_t flags, Hsb_Component* component,
                   const char* text) {
-    eventLogCalls.push_back({true, level, id, flags, text});
+    record({true, level, id, flags, text}, component);
 }
 
 void PrintTo(const EventLogCall& call, std::ostream* stream) {
