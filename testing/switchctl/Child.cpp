@@ -6,35 +6,78 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
 #include <utility>
 
 namespace {
 
-[[noreturn]] void execute(const std::string& program, const Words& arguments, const Environment& environment) {
-    for (const char* name : {"HSB_BUS", "HSB_ROOT", "HSB_TIME_SCALE", "DBUS_SESSION_BUS_ADDRESS"}) {
-        unsetenv(name);
+constexpr const char* OURS_ALONE[] = {"HSB_BUS", "HSB_ROOT", "HSB_TIME_SCALE", "DBUS_SESSION_BUS_ADDRESS"};
+
+// Our environment without what is ours alone, and the given variables: "NAME=VALUE".
+Words variablesFor(const Environment& given) {
+    Words all;
+    for (char** one = environ; *one != nullptr; ++one) {
+        const std::string variable = *one;
+        const std::string name = variable.substr(0, variable.find('='));
+        if (std::ranges::find(OURS_ALONE, name) == std::end(OURS_ALONE) && !given.contains(name)) {
+            all.push_back(variable);
+        }
     }
-    for (const auto& [name, value] : environment) {
-        setenv(name.c_str(), value.c_str(), 1);
+    for (const auto& [name, value] : given) {
+        all.push_back(name + "=" + value);
     }
-    std::vector<char*> words = {const_cast<char*>(program.c_str())};
-    for (const std::string& argument : arguments) {
-        words.push_back(const_cast<char*>(argument.c_str()));
+    return all;
+}
+
+// As execve() wants it.
+std::vector<char*> pointersTo(const Words& words) {
+    std::vector<char*> all;
+    for (const std::string& word : words) {
+        all.push_back(const_cast<char*>(word.c_str()));
     }
-    words.push_back(nullptr);
-    execv(program.c_str(), words.data());
-    _exit(127);
+    all.push_back(nullptr);
+    return all;
+}
+
+std::string firstLine(const std::string& file) {
+    std::ifstream stream(file);
+    std::string line;
+    std::getline(stream, line);
+    return line;
+}
+
+// What the system tells of each thread of a process that does not end.
+std::string standOf(pid_t process) {
+    const std::string directory = "/proc/" + std::to_string(process);
+    std::string all = firstLine(directory + "/cmdline");
+    std::ranges::replace(all, '\0', ' ');
+    std::error_code error;
+    for (const auto& task : std::filesystem::directory_iterator(directory + "/task", error)) {
+        const std::string thread = task.path();
+        all += "\n" + firstLine(thread + "/stat") + "\n  in " + firstLine(thread + "/wchan") + ", system call " +
+               firstLine(thread + "/syscall");
+    }
+    return all;
 }
 
 }  // namespace
 
+// Between fork() and execve() nothing allocates: another thread may hold the allocator's lock, for ever in the child.
 Child::Child(const std::string& program, const Words& arguments, const Environment& environment,
              const std::function<void()>& preparation) {
+    Words words = {program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    const std::vector<char*> itsArguments = pointersTo(words);
+    const Words variables = variablesFor(environment);
+    const std::vector<char*> itsVariables = pointersTo(variables);
     int ends[2] = {-1, -1};
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     output_.reset(ends[0]);
@@ -47,7 +90,8 @@ Child::Child(const std::string& program, const Words& arguments, const Environme
         if (preparation) {
             preparation();
         }
-        execute(program, arguments, environment);
+        execve(program.c_str(), itsArguments.data(), itsVariables.data());
+        _exit(127);
     }
 }
 
@@ -79,6 +123,12 @@ std::string Child::readAll() {
 }
 
 int Child::wait() {
+    const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)));
+    pollfd ending{process.get(), POLLIN, 0};
+    if (process && poll(&ending, 1, PATIENCE_MS) == 0) {
+        ADD_FAILURE() << "does not end: " << standOf(pid_);
+        kill(pid_, SIGKILL);
+    }
     int status = 0;
     waitpid(pid_, &status, 0);
     pid_ = -1;

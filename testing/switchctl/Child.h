@@ -17,7 +17,7 @@ class Child {
 public:
     static constexpr int PATIENCE_MS = 30000;
 
-    // preparation runs in the child before the program does.
+    // preparation runs in the child before the program does; it allocates nothing.
     Child(const std::string& program, const Words& arguments, const Environment& environment,
           const std::function<void()>& preparation = nullptr);
     ~Child();
@@ -31,7 +31,7 @@ public:
     std::string readLine();
     // All further output, until it ends.
     std::string readAll();
-    // The exit status, or minus the signal that ended it.
+    // The exit status, or minus the signal that ended it. One that outlasts our patience fails the test and is killed.
     int wait();
 
 private:
