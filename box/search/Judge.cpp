@@ -48,8 +48,6 @@ constexpr Judge::Rule kRules[] = {
 
 // The queue of a life is open by then.
 constexpr Time kOpen = 10 * kSecond;
-// What was begun has come to its end.
-constexpr Time kPeace = kSecond;
 
 // The number behind "event number "; -1 when there is none.
 std::int64_t eventIn(const std::string& text) {
@@ -98,21 +96,18 @@ void Judge::published(std::uint32_t event) {
 }
 
 void Judge::expectsMessage(const Facts& facts) {
-    before_ = expected_ == 0 ? books_.sums().received : before_;
-    ++expected_;
-    expectedLast_ = facts.now;
+    before_ = expected_.count() == 0 ? books_.sums().received : before_;
+    expected_.add(facts.now);
 }
 
 void Judge::asked(const Facts& facts) {
-    ++questions_;
-    askedLast_ = facts.now;
+    questions_.add(facts.now);
 }
 
 void Judge::askedWrongly(const Facts& facts, bool isFree) {
     ++nameable_;
     if (isFree) {
-        ++wrong_;
-        wrongLast_ = facts.now;
+        wrong_.add(facts.now);
     }
 }
 
@@ -191,7 +186,7 @@ void Judge::logged(const Facts& facts, const LogEntry& entry) {
             broken(facts, "named", "there was no such request: " + entry.text);
         }
         nameable_ -= nameable_ > 0 ? 1 : 0;
-        wrong_ -= wrong_ > 0 ? 1 : 0;
+        wrong_.came();
     } else if (match->is(kBuildDetailRequest)) {
         delays_.mayBeginAnew();
     } else if (match->is(kRestoreEntryFailed) || match->is(kRestoreEntryUnopened) || match->is(kRestoreNotAdded)) {
@@ -281,35 +276,24 @@ void Judge::takeProblems(const Facts& facts) {
     }
 }
 
-// The first step in peace after the last event judges all of them.
 void Judge::checkReceived(const Facts& facts) {
-    if (expected_ == 0 || facts.now < later(expectedLast_, kPeace)) {
-        return;
-    }
+    const std::uint32_t expected = expected_.takeOverdue(facts.now);
     const std::uint64_t received = books_.sums().received - before_;
-    if (received < expected_ && !facts.anythingFailed) {
+    if (received < expected && !facts.anythingFailed) {
         broken(facts, "received",
-               std::to_string(expected_) + " events were published, " + std::to_string(received) +
+               std::to_string(expected) + " events were published, " + std::to_string(received) +
                    " messages came to the queue");
     }
-    expected_ = 0;
 }
 
-void Judge::checkAnswered(const Facts& facts) {
-    if (questions_ > 0 && facts.now >= later(askedLast_, kPeace)) {
-        if (!facts.anythingFailed) {
-            broken(facts, "answers", std::to_string(questions_) + " requests have no answer");
-        }
-        questions_ = 0;
+void Judge::checkRequests(const Facts& facts) {
+    const std::uint32_t unanswered = questions_.takeOverdue(facts.now);
+    if (unanswered > 0 && !facts.anythingFailed) {
+        broken(facts, "answers", std::to_string(unanswered) + " requests have no answer");
     }
-}
-
-void Judge::checkNamed(const Facts& facts) {
-    if (wrong_ > 0 && facts.now >= later(wrongLast_, kPeace)) {
-        if (!facts.anythingFailed) {
-            broken(facts, "named", std::to_string(wrong_) + " requests of a wrong length are not named");
-        }
-        wrong_ = 0;
+    const std::uint32_t unnamed = wrong_.takeOverdue(facts.now);
+    if (unnamed > 0 && !facts.anythingFailed) {
+        broken(facts, "named", std::to_string(unnamed) + " requests of a wrong length are not named");
     }
 }
 
@@ -356,25 +340,13 @@ void Judge::checkRestored(const Facts& facts) {
     }
 }
 
-// Whenever nothing waits and nothing is parked; the first of these moments of a life say how much there may be.
 void Judge::checkFlat(const Facts& facts) {
-    constexpr unsigned kFirst = 5;
-    constexpr long kSlack = 50;
-    constexpr unsigned kMostDescriptors = 64;
-    constexpr unsigned kMostFiles = 400;
-    if (facts.descriptors > kMostDescriptors) {
-        broken(facts, "flat", std::to_string(facts.descriptors) + " descriptors are open");
-    }
-    if (facts.files > kMostFiles) {
-        broken(facts, "flat", std::to_string(facts.files) + " files are there");
-    }
-    if (!books_.begun() || blind_ || !books_.atRest()) {
-        return;
-    }
-    if (++rests_ <= kFirst) {
-        most_ = std::max(most_, facts.objects);
-    } else if (facts.objects > most_ + kSlack) {
-        broken(facts, "flat", std::to_string(facts.objects) + " objects, " + std::to_string(most_) + " before");
+    const bool atRest = books_.begun() && !blind_ && books_.atRest();
+    for (const std::string& problem : {Growth::ofDescriptors(facts.descriptors), Growth::ofFiles(facts.files),
+                                       atRest ? growth_.ofObjectsAtRest(facts.objects) : ""}) {
+        if (!problem.empty()) {
+            broken(facts, "flat", problem);
+        }
     }
 }
 
@@ -403,8 +375,7 @@ void Judge::stepped(const Facts& facts) {
         checkRestored(facts);
     }
     checkReceived(facts);
-    checkAnswered(facts);
-    checkNamed(facts);
+    checkRequests(facts);
     checkFlat(facts);
     checkCharges(facts);
     const std::string problem = queueFilesProblem(facts.root, excuses_);

@@ -6,9 +6,11 @@
 #include "box/MailSession.h"
 #include "box/Network.h"
 #include "box/Times.h"
+#include "box/search/Awaited.h"
 #include "box/search/Books.h"
 #include "box/search/Delays.h"
 #include "box/search/Excuses.h"
+#include "box/search/Growth.h"
 #include "box/search/OrderlyEnd.h"
 #include "switchd/store/LogEntry.h"
 
@@ -58,7 +60,7 @@ public:
     void asked(const Facts& facts);
     // A request that no request is: of a wrong length. isFree: the daemon is free to name it, as above.
     void askedWrongly(const Facts& facts, bool isFree);
-    void answered() { questions_ -= questions_ > 0 ? 1 : 0; }
+    void answered() { questions_.came(); }
     void mailTaken(const Facts& facts, const Mail& mail);
     void logged(const Facts& facts, const LogEntry& entry);
     void mainWaits(const Facts& facts, std::string_view call);
@@ -100,8 +102,7 @@ private:
 
     void checkDoubles(const Facts& facts, Event& event);
     void checkReceived(const Facts& facts);
-    void checkAnswered(const Facts& facts);
-    void checkNamed(const Facts& facts);
+    void checkRequests(const Facts& facts);
     void traced(const Facts& facts, std::string_view text);
     void clientSends(const Facts& facts, std::string_view what);
     void checkSaid(const Facts& facts, std::string_view what);
@@ -124,17 +125,15 @@ private:
     Books books_;
     Delays delays_;
     OrderlyEnd end_;
-    std::uint32_t expected_ = 0;   // messages, since the queue had received
-    std::uint64_t before_ = 0;     // so many; the last of them
-    Time expectedLast_ = 0;        // at
-    std::uint32_t questions_ = 0;  // without an answer; the last of them
-    Time askedLast_ = 0;           // at
-    std::uint32_t nameable_ = 0;   // requests of a wrong length that no entry has named
-    std::uint32_t wrong_ = 0;      // of these, those that one has to name; the last of them
-    Time wrongLast_ = 0;           // at
-    std::string said_;             // the last trace of a line to a server
-    std::string begun_;            // of a line to a server that names a recipient, without its end yet
-    bool announced_ = false;       // a trace tells of a pause, and no entry does yet
+    Growth growth_;
+    Awaited expected_;            // messages, since the queue had received
+    std::uint64_t before_ = 0;    // so many
+    Awaited questions_;           // without an answer
+    std::uint32_t nameable_ = 0;  // requests of a wrong length that no entry has named
+    Awaited wrong_;               // of these, those that one has to name
+    std::string said_;            // the last trace of a line to a server
+    std::string begun_;           // of a line to a server that names a recipient, without its end yet
+    bool announced_ = false;      // a trace tells of a pause, and no entry does yet
     std::uint32_t troublesHeard_ = 0;
     bool blind_ = false;             // the traces have fallen silent, for want of descriptors, say
     std::uint64_t heardAtMail_ = 0;  // traces of the queue
@@ -144,8 +143,6 @@ private:
     unsigned captures_ = 0;          // of these, of captures
     unsigned named_ = 0;             // those that were named, and not restored
     unsigned unread_ = 0;            // of these, those that cannot be read
-    long most_ = 0;                  // objects at one of the first rests
-    unsigned rests_ = 0;
     // ---
     std::string problem_;
     std::vector<std::string> news_;
