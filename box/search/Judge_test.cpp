@@ -1,71 +1,10 @@
-#include "box/search/Judge.h"
-
-#include "box/BoxDirectory.h"
 #include "catalogue/OrvLogEntries.h"
 #include "platform/wire/Wire.h"
+#include "testing/box/JudgeTest.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 #include <set>
-#include <string>
-#include <vector>
 
 namespace box {
-namespace {
-
-// A history in which nothing is wrong, until a test makes something so.
-class JudgeTest : public testing::Test {
-protected:
-    JudgeTest() {
-        facts_.now = 100 * kSecond;
-        facts_.openDialogues = 1;
-        facts_.root = directory_.path();
-        std::filesystem::create_directories(send_);
-        trace("peekOpen", "entry (0) opened in the send queue");
-    }
-
-    void mail(unsigned event) {
-        judge_.mailTaken(facts_, {"switch@example.com", {Judge::kOperator}, "event number " + std::to_string(event)});
-    }
-    void log(int level, std::uint32_t number, const std::string& text) {
-        LogEntry entry;
-        entry.level = level;
-        entry.number = number;
-        entry.flags = kOrvOwnEntryFlags;
-        entry.component = "OrvApp";
-        entry.text = text;
-        judge_.logged(facts_, entry);
-    }
-    void order(const std::vector<std::uint32_t>& words) {
-        std::ofstream file(send_ + "/order", std::ios::binary);
-        for (const std::uint32_t word : words) {
-            file.write(reinterpret_cast<const char*>(&word), sizeof word);
-        }
-    }
-    void trace(const std::string& method, const std::string& text) {
-        const std::uint64_t second = 22 * 3600 + 13 * 60 + 20 + facts_.now / kSecond;  // of the day
-        char time[32];
-        std::snprintf(time, sizeof time, "%02u:%02u:%02u.000", static_cast<unsigned>(second / 3600 % 24),
-                      static_cast<unsigned>(second / 60 % 60), static_cast<unsigned>(second % 60));
-        judge_.written(facts_,
-                       "11/14/2023 UTC " + std::string(time) + "  1001 OrvCHMesgQ " + method + ": " + text + "\n");
-    }
-    // The rule that was broken.
-    std::string broken() const {
-        const std::string& problem = judge_.problem();
-        const std::size_t begin = problem.find(": ");
-        return begin == std::string::npos ? "" : problem.substr(begin + 2, problem.find(": ", begin + 2) - begin - 2);
-    }
-
-    const BoxDirectory directory_{""};
-    const std::string send_ = directory_.path() + "/ostrel/conf/orv/callHome/queues/send";
-    Facts facts_;
-    Judge judge_;
-};
-
-}  // namespace
 
 TEST_F(JudgeTest, hasNothingToSayAgainstAMailOfAnEvent) {
     judge_.published(3);
@@ -196,59 +135,12 @@ TEST_F(JudgeTest, allowsNoDoubleForAnOrderlyEnd) {
     EXPECT_EQ(broken(), "doubles");
 }
 
-TEST_F(JudgeTest, seesAnOrderFileThatListsWhatIsNotThere) {
-    order({1, 7});
-    judge_.stepped(facts_);
-
-    EXPECT_EQ(broken(), "files");
-}
-
-TEST_F(JudgeTest, excusesAFileOfWhichTheEventLogSaysThatItCouldNotBeWritten) {
-    order({2, 7, 8});
-    std::ofstream(send_ + "/m8") << "a message";
-    facts_.failedCalls = 1;
-    log(15, 0x8b000001u, "Unable to open file /ostrel/conf/orv/callHome/queues/send/m7 for writing");
-    judge_.stepped(facts_);
-    EXPECT_EQ(broken(), "");
-
-    std::filesystem::remove(send_ + "/m8");
-    judge_.stepped(facts_);
-    EXPECT_EQ(broken(), "files");
-}
-
-TEST_F(JudgeTest, excusesTheFilesOfALifeThatFoundNoMemory) {
-    order({1, 7});
-    facts_.memoryFailed = true;
-    judge_.stepped(facts_);
-
-    EXPECT_EQ(broken(), "");
-}
-
 TEST_F(JudgeTest, seesAMainThreadThatWaits) {
     judge_.mainWaits(facts_, "poll");
     EXPECT_EQ(broken(), "");
     judge_.mainWaits(facts_, "recv");
 
     EXPECT_EQ(broken(), "main thread");
-}
-
-TEST_F(JudgeTest, seesWhatNeverLeaves) {
-    std::ofstream(send_ + "/m8") << "a message";
-    judge_.finished(facts_);
-
-    EXPECT_EQ(broken(), "leaves");
-}
-
-TEST_F(JudgeTest, letsStayWhatWasNamedAsUnreadable) {
-    std::ofstream(send_ + "/m8") << "half a message";
-    log(16, 0x8b000001u, "Error restoring message from /ostrel/conf/orv/callHome/queues/send/m8, ignoring");
-    judge_.finished(facts_);
-    EXPECT_EQ(broken(), "");
-
-    std::ofstream(send_ + "/m9") << "a message";
-    judge_.finished(facts_);
-
-    EXPECT_EQ(broken(), "leaves");
 }
 
 TEST_F(JudgeTest, seesAMailOfNoOpenEntry) {
@@ -283,18 +175,6 @@ TEST_F(JudgeTest, seesWhatTheBooksMiss) {
     trace("addInternal", "entry (0) added to the send queue");
 
     EXPECT_EQ(broken(), "books");
-}
-
-TEST_F(JudgeTest, seesAChargeThatIsNotWhatTheFileStandsFor) {
-    trace("add", "testMsg = false, persist = false, persistRepostPeriod = 86400, expireCountdown = -1");
-    trace("addInternal",
-          "entry (8) added to the send queue\n    init 0 0\n    send 1 600\n    duplicate 0 0\n    "
-          "persist 0 0\n  Total   1 600");
-    std::ofstream(send_ + "/m8") << "<OrvCHMesg>\n</OrvCHMesg>\n";
-    order({1, 8});
-    judge_.stepped(facts_);
-
-    EXPECT_EQ(broken(), "bytes");
 }
 
 TEST_F(JudgeTest, seesARequestOfAWrongLengthThatNobodyNames) {
@@ -381,28 +261,6 @@ TEST_F(JudgeTest, seesAnEventThatNeverComesToTheQueue) {
     judge_.stepped(facts_);
 
     EXPECT_EQ(broken(), "received");
-}
-
-TEST_F(JudgeTest, seesACapturesMailThatIsNotWhole) {
-    judge_.mailTaken(facts_, {"switch@example.com", {"a@example.com"}, "boundary=\"b\"\r\n\r\n--b\r\n\r\ntext\r\n"});
-
-    EXPECT_EQ(broken(), "attachments");
-}
-
-TEST_F(JudgeTest, seesACaptureThatLeavesAFileOutThoughNothingHasFailed) {
-    const std::string line = "11/14/2023 UTC 22:15:00.000  1001 OrvCHCapture execCapture: /a/logfile.gz is left out\n";
-    facts_.anythingFailed = true;
-    judge_.written(facts_, line);
-    EXPECT_EQ(broken(), "");
-    facts_.anythingFailed = false;
-
-    judge_.written(facts_, line);
-    EXPECT_EQ(broken(), "attachments");
-
-    judge_ = Judge();
-    judge_.toldToEnd(facts_);
-    judge_.written(facts_, line);
-    EXPECT_EQ(broken(), "");
 }
 
 TEST_F(JudgeTest, seesARequestWithoutAnAnswer) {
@@ -501,70 +359,6 @@ TEST_F(JudgeTest, seesARetryThatComesTooEarly) {
     judge_.clientSteps(facts_, ClientStep::kConnects, "192.0.2.1:25");
 
     EXPECT_EQ(broken(), "delays");
-}
-
-TEST_F(JudgeTest, seesAnEntryThatIsNotRestored) {
-    std::ofstream(send_ + "/m8") << "a message";
-    judge_.begins(directory_.path());
-    order({1, 8});
-    trace("processInitQueue", "Entry");
-    judge_.stepped(facts_);
-
-    EXPECT_EQ(broken(), "restored");
-}
-
-TEST_F(JudgeTest, seesMoreFilesThatCannotBeReadThanThereWereKills) {
-    const auto restoreNone = [this] {
-        judge_.begins(directory_.path());
-        trace("processInitQueue", "Entry");
-        for (const char* const file : {"m1", "m8"}) {
-            log(16, kOrvLogId, "Error restoring message from " + send_ + "/" + file + ", ignoring");
-        }
-        judge_.stepped(facts_);
-    };
-    std::ofstream(send_ + "/m1") << "half";
-    std::ofstream(send_ + "/m8") << "half";
-    order({2, 1, 8});
-    judge_.ended(facts_, false);
-    judge_.ended(facts_, false);
-    restoreNone();
-    EXPECT_EQ(broken(), "");
-
-    judge_ = Judge();
-    judge_.ended(facts_, false);
-    restoreNone();
-    EXPECT_EQ(broken(), "restored");
-
-    std::ofstream(send_ + "/m8") << "<OrvCHMesg>\n<CronSeq>\n17\n";
-    judge_ = Judge();
-    judge_.ended(facts_, false);
-    restoreNone();
-    EXPECT_EQ(broken(), "") << "one is a capture";
-}
-
-TEST_F(JudgeTest, seesMemoryThatGrows) {
-    for (facts_.objects = 100; facts_.objects < 110; ++facts_.objects) {
-        judge_.stepped(facts_);
-    }
-    EXPECT_EQ(broken(), "");
-    facts_.objects = 200;
-    judge_.stepped(facts_);
-
-    EXPECT_EQ(broken(), "flat");
-}
-
-TEST_F(JudgeTest, seesDescriptorsThatGrow) {
-    facts_.descriptors = 100;
-    judge_.stepped(facts_);
-
-    EXPECT_EQ(broken(), "flat");
-}
-
-TEST_F(JudgeTest, seesFilesThatGrow) {
-    facts_.files = 1000;
-    judge_.stepped(facts_);
-
-    EXPECT_EQ(broken(), "flat");
 }
 
 TEST_F(JudgeTest, hasATestForEachRule) {
