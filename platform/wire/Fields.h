@@ -30,6 +30,7 @@ public:
         (number(values), ...);
     }
     void operator()(const Hsb_Address& address) { out_.address(address); }
+    void flag8(bool value) { number<std::uint8_t>(value ? 1 : 0); }
     void flag16(bool value) { out_.u16(value ? 1 : 0); }
     void flag32(bool value) { out_.u32(value ? 1 : 0); }
     void text16(std::string_view text) { out_.text16(text); }
@@ -61,9 +62,12 @@ private:
             out_.u32(static_cast<std::uint32_t>(value));
         } else if constexpr (sizeof(Number) == 4) {
             out_.u32(static_cast<std::uint32_t>(value));
-        } else {
-            static_assert(sizeof(Number) == 2);
+        } else if constexpr (sizeof(Number) == 2) {
             out_.u16(static_cast<std::uint16_t>(value));
+        } else {
+            static_assert(sizeof(Number) == 1);
+            const std::uint8_t byte = static_cast<std::uint8_t>(value);
+            out_.bytes({&byte, 1});
         }
     }
 
@@ -79,6 +83,11 @@ public:
         (number(values), ...);
     }
     void operator()(Hsb_Address& address) { address = in_.address(); }
+    void flag8(bool& value) {
+        std::uint8_t byte = 0;
+        number(byte);
+        value = byte != 0;
+    }
     void flag16(bool& value) { value = in_.u16() != 0; }
     void flag32(bool& value) { value = in_.u32() != 0; }
     void text16(std::string& text) { text = in_.text16(); }
@@ -113,9 +122,12 @@ private:
             value = static_cast<Number>(high << 32 | in_.u32());
         } else if constexpr (sizeof(Number) == 4) {
             value = static_cast<Number>(in_.u32());
-        } else {
-            static_assert(sizeof(Number) == 2);
+        } else if constexpr (sizeof(Number) == 2) {
             value = static_cast<Number>(in_.u16());
+        } else {
+            static_assert(sizeof(Number) == 1);
+            const auto taken = in_.bytes(1);
+            value = static_cast<Number>(taken.empty() ? 0 : taken[0]);
         }
     }
 

@@ -1,4 +1,5 @@
 #include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <gmock/gmock.h>
 
@@ -141,4 +142,29 @@ TEST(WireReader, isDoneAtOnceWithNoBytes) {
     EXPECT_EQ(reader.remaining(), 0u);
     EXPECT_EQ(textOf(reader.rest()), "");
     EXPECT_TRUE(reader.ok());
+}
+
+namespace {
+
+struct Narrow {
+    std::uint8_t byte = 0;
+    bool on = false;
+
+    static void fields(auto& io, auto& message) {
+        io(message.byte);
+        io.flag8(message.on);
+    }
+};
+
+}  // namespace
+
+TEST(Fields, aByteAndAFlagOfOneGoAsWideAsTheyAre) {
+    EXPECT_THAT(encodeFields(Narrow{0xFE, true}), ElementsAre(0xFE, 1));
+
+    const Bytes bytes{7, 2};
+    const auto read = decodeFields<Narrow>(bytes);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->byte, 7);
+    EXPECT_TRUE(read->on);
+    EXPECT_FALSE(decodeFields<Narrow>(Bytes{7}));
 }
