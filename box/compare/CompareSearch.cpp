@@ -47,25 +47,6 @@ Counts CompareFigures::counts() const {
             {"mails", mails},         {"virtual seconds", seconds}, {"failed", failures.size()}};
 }
 
-void CompareFigures::encode(WireWriter& out) const {
-    for (const std::uint64_t value : {histories, whole, compared, mails, seconds}) {
-        encode64(out, value);
-    }
-    out.u32(static_cast<std::uint32_t>(failures.size()));
-    for (const std::string& failure : failures) {
-        out.text32(failure);
-    }
-}
-
-void CompareFigures::decode(WireReader& in) {
-    for (std::uint64_t* value : {&histories, &whole, &compared, &mails, &seconds}) {
-        *value = decode64(in);
-    }
-    for (std::uint32_t left = in.u32(); left > 0 && in.ok(); --left) {
-        failures.push_back(in.text32());
-    }
-}
-
 std::string CompareFigures::text() const {
     char line[256];
     std::snprintf(line, sizeof line,

@@ -21,8 +21,11 @@ struct CompareFigures {
     void add(const CompareFigures& other);
     // All of them, by their names.
     Counts counts() const;
-    void encode(WireWriter& out) const;
-    void decode(WireReader& in);
+
+    static void fields(auto& io, auto& figures) {
+        io(figures.histories, figures.whole, figures.compared, figures.mails, figures.seconds);
+        texts(io, figures.failures);
+    }
     // A line that a person can read, and one for each failure.
     std::string text() const;
 };

@@ -1,7 +1,6 @@
 #include "box/cuts/CutFigures.h"
 
 #include "box/World.h"
-#include "platform/wire/Wire.h"
 
 #include <cinttypes>
 #include <cstdio>
@@ -30,32 +29,6 @@ void CutFigures::add(const CutFigures& other) {
     addCounts(doubled, other.doubled);
     addCounts(mixed, other.mixed);
     failures.insert(failures.end(), other.failures.begin(), other.failures.end());
-}
-
-void CutFigures::encode(WireWriter& out) const {
-    for (const std::uint64_t value : {records, operations, states, distinct, mails}) {
-        encode64(out, value);
-    }
-    encodeCounts(out, lost);
-    encodeCounts(out, doubled);
-    encodeCounts(out, mixed);
-    out.u32(static_cast<std::uint32_t>(failures.size()));
-    for (const std::string& failure : failures) {
-        out.text32(failure);
-    }
-}
-
-void CutFigures::decode(WireReader& in) {
-    for (std::uint64_t* value : {&records, &operations, &states, &distinct, &mails}) {
-        *value = decode64(in);
-    }
-    lost = decodeCounts(in);
-    doubled = decodeCounts(in);
-    mixed = decodeCounts(in);
-    failures.resize(in.u32());
-    for (std::string& failure : failures) {
-        failure = in.text32();
-    }
 }
 
 Counts CutFigures::counts() const {

@@ -7,9 +7,6 @@
 #include <string>
 #include <vector>
 
-class WireReader;
-class WireWriter;
-
 namespace box {
 
 struct CutFigures {
@@ -25,12 +22,18 @@ struct CutFigures {
     std::vector<std::string> failures;
 
     void add(const CutFigures& other);
-    void encode(WireWriter& out) const;
-    void decode(WireReader& in);
     // All of them, by their names.
     Counts counts() const;
     // Lines that a person can read.
     std::string text() const;
+
+    static void fields(auto& io, auto& figures) {
+        io(figures.records, figures.operations, figures.states, figures.distinct, figures.mails);
+        countFields(io, figures.lost);
+        countFields(io, figures.doubled);
+        countFields(io, figures.mixed);
+        texts(io, figures.failures);
+    }
 };
 
 }  // namespace box

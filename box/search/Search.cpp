@@ -52,21 +52,6 @@ std::string howItEnded(const LifeOutcome& outcome) {
     return "";
 }
 
-void encodeTexts(WireWriter& out, const std::vector<std::string>& texts) {
-    out.u32(static_cast<std::uint32_t>(texts.size()));
-    for (const std::string& text : texts) {
-        out.text32(text);
-    }
-}
-
-std::vector<std::string> decodeTexts(WireReader& in) {
-    std::vector<std::string> texts;
-    for (std::uint32_t left = in.u32(); left > 0 && in.ok(); --left) {
-        texts.push_back(in.text32());
-    }
-    return texts;
-}
-
 void tellProgress(const SearchFigures& figures, double seconds) {
     std::fprintf(
         stderr,
@@ -142,19 +127,6 @@ Counts SearchFigures::counts() const {
     all["event-log entries there are"] = orvCatalogue().size();
     all["failed"] = failures.size();
     return all;
-}
-
-void SearchFigures::encode(WireWriter& out) const {
-    encodeCounts(out, sums);
-    encodeTexts(out, {entries.begin(), entries.end()});
-    encodeTexts(out, failures);
-}
-
-void SearchFigures::decode(WireReader& in) {
-    sums = decodeCounts(in);
-    const std::vector<std::string> names = decodeTexts(in);
-    entries = {names.begin(), names.end()};
-    failures = decodeTexts(in);
 }
 
 Options optionsOf(const Options& options, std::uint64_t seed) {

@@ -10,9 +10,6 @@
 #include <string>
 #include <vector>
 
-class WireReader;
-class WireWriter;
-
 namespace box {
 
 struct Report {
@@ -44,8 +41,12 @@ struct SearchFigures {
     void add(const SearchFigures& other);
     // All of them, by their names.
     Counts counts() const;
-    void encode(WireWriter& out) const;
-    void decode(WireReader& in);
+
+    static void fields(auto& io, auto& figures) {
+        countFields(io, figures.sums);
+        texts(io, figures.entries);
+        texts(io, figures.failures);
+    }
 };
 
 // What the search gives the history of this seed: every third one goes without failing calls and memory, for what

@@ -19,9 +19,7 @@ namespace {
 [[noreturn]] void workHere(std::uint64_t share, const ShareWork& work, int file) {
     int status = 0;
     try {
-        WireWriter found;
-        work(share, found);
-        const std::vector<std::uint8_t> bytes = found.take();
+        const std::vector<std::uint8_t> bytes = work(share);
         if (orvWriteAll(file, bytes.data(), bytes.size()) < 0) {
             ::_exit(1);
         }

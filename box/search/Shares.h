@@ -3,34 +3,32 @@
 // Always in processes of their own: boxes are forked from one that has no threads.
 #pragma once
 
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace box {
 
-using ShareWork = std::function<void(std::uint64_t share, WireWriter& found)>;
+using ShareWork = std::function<std::vector<std::uint8_t>(std::uint64_t share)>;
 
-// What the shares have written, each empty when its process ended before it had.
+// What each share has found; empty empty when its process ended before it had.
 std::vector<std::vector<std::uint8_t>> inShares(std::uint32_t shares, const ShareWork& work);
 
-// Figures that are encoded, decoded and added up; work makes those of one share.
+// Figures with a description of their fields that are added up; work makes those of one share.
 template <typename Figures, typename Work>
 Figures addedUp(std::uint32_t shares, const Work& work) {
     Figures sum;
-    for (const std::vector<std::uint8_t>&bytes :
-         inShares(shares, [&work](std::uint64_t share, WireWriter&found) { work(share).encode(found); })) {
-        Figures figures;
-        if (bytes.empty()) {
-            figures.failures.push_back("FAILED: no word of a share of the work");
-        } else {
-            WireReader reader(bytes);
-            figures.decode(reader);
+    for (const std::vector<std::uint8_t>& bytes :
+         inShares(shares, [&work](std::uint64_t share) { return encodeFields<Figures>(work(share)); })) {
+        std::optional<Figures> figures = decodeFields<Figures>(bytes);
+        if (!figures) {
+            figures.emplace().failures.emplace_back("FAILED: no word of a share of the work");
         }
-        sum.add(figures);
+        sum.add(*figures);
     }
     return sum;
 }
