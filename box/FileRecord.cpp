@@ -1,7 +1,6 @@
 #include "box/FileRecord.h"
 
 #include "box/World.h"
-#include "platform/wire/Wire.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -158,48 +157,6 @@ void FileRecord::takeInOthers() {
         const std::string path = each.path().string().substr(root_.size() + 1);
         const std::uint32_t number = takeIn(static_cast<std::uint64_t>(status.st_ino), path);
         add(FileOperation::kWrite, number, path).bytes = bytesOf(each.path());
-    }
-}
-
-void FileRecord::encode(WireWriter& out) const {
-    out.u32(static_cast<std::uint32_t>(operations_.size()));
-    for (const FileOperation& operation : operations_) {
-        encode64(out, operation.at);
-        encode64(out, operation.offset);
-        out.u32(operation.kind).u32(operation.file);
-        out.text32(operation.path).text32(operation.target).text32(operation.bytes);
-    }
-    out.u32(static_cast<std::uint32_t>(numbers_.size()));
-    for (const auto& [inode, number] : numbers_) {
-        encode64(out, inode);
-        out.u32(number);
-    }
-    out.u32(static_cast<std::uint32_t>(names_.size()));
-    for (const auto& [name, number] : names_) {
-        out.text32(name).u32(number);
-    }
-}
-
-void FileRecord::decode(WireReader& in) {
-    operations_.assign(in.u32(), {});
-    for (FileOperation& operation : operations_) {
-        operation.at = decode64(in);
-        operation.offset = static_cast<std::size_t>(decode64(in));
-        operation.kind = static_cast<FileOperation::Kind>(in.u32());
-        operation.file = in.u32();
-        operation.path = in.text32();
-        operation.target = in.text32();
-        operation.bytes = in.text32();
-    }
-    numbers_.clear();
-    for (std::uint32_t count = in.u32(); count > 0; --count) {
-        const std::uint64_t inode = decode64(in);
-        numbers_[inode] = in.u32();
-    }
-    names_.clear();
-    for (std::uint32_t count = in.u32(); count > 0; --count) {
-        std::string name = in.text32();
-        names_[std::move(name)] = in.u32();
     }
 }
 

@@ -4,6 +4,7 @@
 // those below the directory, without a slash in front.
 #pragma once
 
+#include "box/StateFields.h"
 #include "box/Times.h"
 
 #include <sys/types.h>
@@ -15,9 +16,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-class WireReader;
-class WireWriter;
 
 namespace box {
 
@@ -40,6 +38,13 @@ struct FileOperation {
     std::string target;      // of a rename: the new name
     std::size_t offset = 0;  // of a write; of a cut: the size
     std::string bytes;
+
+    static void fields(auto& io, auto& operation) {
+        io(operation.at, operation.offset, operation.kind, operation.file);
+        io.text32(operation.path);
+        io.text32(operation.target);
+        io.text32(operation.bytes);
+    }
 };
 
 class FileRecord {
@@ -65,8 +70,15 @@ public:
     // Files that somebody else has written stand below the directory: as if they had been written whole, at once.
     void takeInOthers();
 
-    void encode(WireWriter& out) const;
-    void decode(WireReader& in);
+    // What goes from life to life.
+    static void fields(auto& io, auto& record) {
+        items(io, record.operations_, FIELDS_OF<FileOperation>);
+        items(io, record.numbers_, [](auto& each, auto& number) { each(number.first, number.second); });
+        items(io, record.names_, [](auto& each, auto& name) {
+            each.text32(name.first);
+            each(name.second);
+        });
+    }
 
 private:
     std::string pathOf(int file) const;

@@ -3,7 +3,7 @@
 #include "Descriptor.h"
 #include "base/OrvFiles.h"
 #include "box/Life.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -73,9 +73,10 @@ std::vector<std::uint8_t> readAll(int file, const Progress& progress, int patien
     try {
         std::optional<Spared> notYetTheDaemons(std::in_place);
         Life life(world, script, root, progress, [&](LifeEnd how, int status, const std::string& why) {
-            WireWriter out;
-            out.u32(static_cast<std::uint32_t>(how)).i32(status).text32(why);
-            world.encode(out);
+            FieldWriter out;
+            out(how, status);
+            out.text32(why);
+            World::fields(out, world);
             script.encode(out);
             std::fflush(stdout);
             const std::vector<std::uint8_t> bytes = out.take();
@@ -125,12 +126,11 @@ LifeOutcome live(World& world, Script& script, const std::string& root, int pati
         }
         return outcome;
     }
-    WireReader reader(bytes);
+    FieldReader reader(bytes);
     outcome.told = true;
-    outcome.how = static_cast<LifeEnd>(reader.u32());
-    outcome.status = reader.i32();
-    outcome.why = reader.text32();
-    world.decode(reader);
+    reader(outcome.how, outcome.status);
+    reader.text32(outcome.why);
+    World::fields(reader, world);
     script.decode(reader);
     return outcome;
 }

@@ -1,7 +1,7 @@
 #include "box/Lives.h"
 
 #include "box/Life.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <gtest/gtest.h>
 
@@ -53,25 +53,19 @@ public:
         }
     }
     void mailTaken(Life&, const MailServer&, const Mail& mail) override { mails_.push_back(mail.text); }
-    void encode(WireWriter& out) const override {
-        out.u32(steps_).u32(static_cast<std::uint32_t>(mails_.size()));
-        for (const std::string& mail : mails_) {
-            out.text32(mail);
-        }
-    }
-    void decode(WireReader& in) override {
-        steps_ = in.u32();
-        mails_.resize(in.u32());
-        for (std::string& mail : mails_) {
-            mail = in.text32();
-        }
-    }
+    void encode(FieldWriter& out) const override { fields(out, *this); }
+    void decode(FieldReader& in) override { fields(in, *this); }
 
     const std::vector<std::string>& mails() const { return mails_; }
     // On the daemon's main thread, with the alarm.
     std::function<void()> inBetween;
 
 private:
+    static void fields(auto& io, auto& script) {
+        io(script.steps_);
+        texts(io, script.mails_);
+    }
+
     std::uint32_t steps_ = 0;
     std::vector<std::string> mails_;
 };

@@ -3,6 +3,8 @@
 // Knows no time and no network. Takes every mail that ends with a line of one dot, and tells it.
 #pragma once
 
+#include "box/StateFields.h"
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -15,6 +17,12 @@ struct Mail {
     std::string from;
     std::vector<std::string> to;
     std::string text;
+
+    static void fields(auto& io, auto& mail) {
+        io.text32(mail.from);
+        io.text32(mail.text);
+        texts(io, mail.to);
+    }
 };
 
 // Where a dialogue stands when a server shows how it behaves.

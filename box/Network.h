@@ -28,6 +28,11 @@ struct ServerManner {
     std::uint32_t breaksOff = 0;      // the connection is gone before the reply, what came before it is not
     std::uint32_t mute = 0;           // no reply ever
     std::uint32_t splits = 0;         // a reply in two pieces
+
+    static void fields(auto& io, auto& manner) {
+        io(manner.reach, manner.slowestReply, manner.defers, manner.refuses, manner.breaksOff, manner.mute,
+           manner.splits);
+    }
 };
 
 struct MailServer {
@@ -35,6 +40,13 @@ struct MailServer {
     std::string address;  // IPv4, or IPv6 as inet_ntop writes it; that of a name is IPv4
     std::uint16_t port = 25;
     ServerManner manner;
+
+    static void fields(auto& io, auto& server) {
+        io.text32(server.name);
+        io.text32(server.address);
+        io(server.port);
+        ServerManner::fields(io, server.manner);
+    }
 };
 
 // What the client's end of a connection does or meets.

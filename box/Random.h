@@ -25,6 +25,8 @@ public:
 
     std::uint64_t state() const { return state_; }
 
+    static void fields(auto& io, auto& random) { io(random.state_); }
+
 private:
     std::uint64_t state_;
 };

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-class WireReader;
-class WireWriter;
+class FieldReader;
+class FieldWriter;
 
 namespace box {
 
@@ -51,8 +51,8 @@ public:
     virtual void ended(Life& /*life*/, LifeEnd /*how*/) {}
 
     // Its state, from life to life.
-    virtual void encode(WireWriter& out) const = 0;
-    virtual void decode(WireReader& in) = 0;
+    virtual void encode(FieldWriter& out) const = 0;
+    virtual void decode(FieldReader& in) = 0;
 };
 
 }  // namespace box

@@ -23,7 +23,8 @@ public:
     void takeTraces(std::string_view bytes);
 
     std::uint64_t digest() const { return digest_; }
-    void restore(std::uint64_t digest) { digest_ = digest; }
+
+    static void fields(auto& io, auto& timeline) { io(timeline.digest_); }
 
 private:
     std::uint64_t digest_ = 0xCBF29CE484222325u;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "box/Network.h"
+#include "box/StateFields.h"
 #include "box/Timeline.h"
 #include "box/Times.h"
 #include "switchd/store/Attribute.h"
@@ -13,9 +14,6 @@
 #include <span>
 #include <string>
 #include <vector>
-
-class WireReader;
-class WireWriter;
 
 namespace box {
 
@@ -37,8 +35,9 @@ struct World {
     void set(const std::string& key, const std::string& value);
     // The attributes of the profile at that place; how many there are is another one.
     void setProfile(unsigned index, const ProfileSettings& profile);
-    void encode(WireWriter& out) const;
-    void decode(WireReader& in);
+
+    // What goes from life to life.
+    static void fields(auto& io, auto& world);
 
     Time now = 0;
     std::int64_t calendar = kFirstSecond;  // when it begins; no life changes it
@@ -58,8 +57,21 @@ struct World {
     std::vector<MailServer> servers;
 };
 
-// 64 bits in a message of the wire, the higher half first.
-void encode64(WireWriter& out, std::uint64_t value);
-std::uint64_t decode64(WireReader& in);
+void World::fields(auto& io, auto& world) {
+    io(world.now, world.chance, world.networkChance, world.calls, world.mails, world.entries);
+    Timeline::fields(io, world.timeline);
+    io(world.lives, world.troubles, world.failedCalls, world.failedAllocations, world.kills);
+    items(io, world.attributes, [](auto& each, auto& attribute) {
+        each.text32(attribute.key);
+        each(attribute.type);
+        each.text32(attribute.value);
+    });
+    items(io, world.log, [](auto& each, auto& entry) {
+        each(entry.seconds, entry.microseconds, entry.level, entry.number, entry.flags);
+        each.text32(entry.component);
+        each.text32(entry.text);
+    });
+    items(io, world.servers, FIELDS_OF<MailServer>);
+}
 
 }  // namespace box

@@ -34,6 +34,12 @@ struct Record {
     std::uint32_t number = 0;
     std::string text;
     std::string value;
+
+    static void fields(auto& io, auto& record) {
+        io(record.at, record.what, record.number);
+        io.text32(record.text);
+        io.text32(record.value);
+    }
 };
 
 }  // namespace box

@@ -2,7 +2,7 @@
 
 #include "MessageCodes.h"
 #include "box/Life.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <utility>
 
@@ -197,29 +197,18 @@ void RecordedHistory::changeServers(Life& life) {
     }
 }
 
-void RecordedHistory::encode(WireWriter& out) const {
-    for (const std::uint64_t number : {random_.state(), next_}) {
-        encode64(out, number);
-    }
-    out.u32(stepsLeft_).u32(static_cast<std::uint32_t>(records_.size()));
-    for (const Record& record : records_) {
-        encode64(out, record.at);
-        out.u32(static_cast<std::uint32_t>(record.what)).u32(record.number).text32(record.text).text32(record.value);
-    }
+void RecordedHistory::fields(auto& io, auto& history) {
+    Random::fields(io, history.random_);
+    io(history.next_, history.stepsLeft_);
+    items(io, history.records_, FIELDS_OF<Record>);
 }
 
-void RecordedHistory::decode(WireReader& in) {
-    random_ = Random(decode64(in));
-    next_ = decode64(in);
-    stepsLeft_ = in.u32();
-    records_.resize(in.u32());
-    for (Record& record : records_) {
-        record.at = decode64(in);
-        record.what = static_cast<Happening>(in.u32());
-        record.number = in.u32();
-        record.text = in.text32();
-        record.value = in.text32();
-    }
+void RecordedHistory::encode(FieldWriter& out) const {
+    fields(out, *this);
+}
+
+void RecordedHistory::decode(FieldReader& in) {
+    fields(in, *this);
 }
 
 }  // namespace box

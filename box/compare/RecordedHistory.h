@@ -20,13 +20,14 @@ public:
     void step(Life& life) override;
     void logged(Life& life, const LogEntry& entry) override;
     void clientSteps(Life& life, ClientStep step, std::string_view what, Time at) override;
-    void encode(WireWriter& out) const override;
-    void decode(WireReader& in) override;
+    void encode(FieldWriter& out) const override;
+    void decode(FieldReader& in) override;
 
     // Since the last time this was asked for.
     std::vector<Record> takeRecords() { return std::move(records_); }
 
 private:
+    static void fields(auto& io, auto& history);
     bool isEarly(const Life& life) const;
     void happen(Life& life);
     void event(Life& life);

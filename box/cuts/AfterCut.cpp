@@ -3,7 +3,7 @@
 #include "box/Aside.h"
 #include "box/Life.h"
 #include "host_root.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <filesystem>
 
@@ -70,21 +70,20 @@ void AfterCut::logged(Life& /*life*/, const LogEntry& entry) {
     }
 }
 
-void AfterCut::encode(WireWriter& out) const {
-    encode64(out, next_);
-    encode64(out, began_);
-    out.u32(steps_).u32(furtherMailed_ ? 1 : 0).text32(entries_).text32(problem_);
-    encodeMails(out, mails_);
+void AfterCut::fields(auto& io, auto& script) {
+    io(script.next_, script.began_, script.steps_);
+    io.flag32(script.furtherMailed_);
+    io.text32(script.entries_);
+    io.text32(script.problem_);
+    items(io, script.mails_, FIELDS_OF<Mail>);
 }
 
-void AfterCut::decode(WireReader& in) {
-    next_ = decode64(in);
-    began_ = decode64(in);
-    steps_ = in.u32();
-    furtherMailed_ = in.u32() != 0;
-    entries_ = in.text32();
-    problem_ = in.text32();
-    mails_ = decodeMails(in);
+void AfterCut::encode(FieldWriter& out) const {
+    fields(out, *this);
+}
+
+void AfterCut::decode(FieldReader& in) {
+    fields(in, *this);
 }
 
 }  // namespace box

@@ -17,8 +17,8 @@ public:
     void step(Life& life) override;
     void mailTaken(Life& life, const MailServer& server, const Mail& mail) override;
     void logged(Life& life, const LogEntry& entry) override;
-    void encode(WireWriter& out) const override;
-    void decode(WireReader& in) override;
+    void encode(FieldWriter& out) const override;
+    void decode(FieldReader& in) override;
 
     // Those of the further event are not among them.
     const std::vector<Mail>& mails() const { return mails_; }
@@ -26,6 +26,7 @@ public:
     const std::string& problem() const { return problem_; }
 
 private:
+    static void fields(auto& io, auto& script);
     void publishFurther(Life& life) const;
     std::string unnamedLeftover() const;
 

@@ -1,7 +1,5 @@
 #include "box/cuts/Mails.h"
 
-#include "platform/wire/Wire.h"
-
 #include <sstream>
 #include <string_view>
 
@@ -50,29 +48,6 @@ std::string nameOf(const Mail& mail, const Parts& parts) {
 }
 
 }  // namespace
-
-void encodeMails(WireWriter& out, const std::vector<Mail>& mails) {
-    out.u32(static_cast<std::uint32_t>(mails.size()));
-    for (const Mail& mail : mails) {
-        out.text32(mail.from).text32(mail.text).u32(static_cast<std::uint32_t>(mail.to.size()));
-        for (const std::string& recipient : mail.to) {
-            out.text32(recipient);
-        }
-    }
-}
-
-std::vector<Mail> decodeMails(WireReader& in) {
-    std::vector<Mail> mails(in.u32());
-    for (Mail& mail : mails) {
-        mail.from = in.text32();
-        mail.text = in.text32();
-        mail.to.resize(in.u32());
-        for (std::string& recipient : mail.to) {
-            recipient = in.text32();
-        }
-    }
-    return mails;
-}
 
 std::string eventIn(const Mail& mail) {
     return lineBehind(mail.text, "\n" + std::string(kText));

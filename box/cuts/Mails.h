@@ -8,13 +8,7 @@
 #include <string>
 #include <vector>
 
-class WireReader;
-class WireWriter;
-
 namespace box {
-
-void encodeMails(WireWriter& out, const std::vector<Mail>& mails);
-std::vector<Mail> decodeMails(WireReader& in);
 
 // The text of the event that a mail, or an entry's file, is of; "" when there is none.
 std::string eventIn(const Mail& mail);

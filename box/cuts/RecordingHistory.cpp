@@ -1,7 +1,7 @@
 #include "box/cuts/RecordingHistory.h"
 
 #include "box/search/Options.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 namespace box {
 
@@ -30,14 +30,14 @@ RecordingHistory::RecordingHistory(std::uint64_t seed, Time length, World& world
     lengthenEntries(world, seed);
 }
 
-void RecordingHistory::encode(WireWriter& out) const {
+void RecordingHistory::encode(FieldWriter& out) const {
     RandomHistory::encode(out);
-    record_.encode(out);
+    FileRecord::fields(out, record_);
 }
 
-void RecordingHistory::decode(WireReader& in) {
+void RecordingHistory::decode(FieldReader& in) {
     RandomHistory::decode(in);
-    record_.decode(in);
+    FileRecord::fields(in, record_);
 }
 
 }  // namespace box

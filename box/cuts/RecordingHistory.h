@@ -16,8 +16,8 @@ public:
     RecordingHistory(std::uint64_t seed, Time length, World& world, const std::string& root);
 
     FileRecord* record() override { return &record_; }
-    void encode(WireWriter& out) const override;
-    void decode(WireReader& in) override;
+    void encode(FieldWriter& out) const override;
+    void decode(FieldReader& in) override;
 
     const std::vector<FileOperation>& operations() const { return record_.operations(); }
 

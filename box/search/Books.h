@@ -32,6 +32,13 @@ public:
 
         void operator+=(const Sums& other);
         std::string text() const;
+
+        static void fields(auto& io, auto& sums) {
+            io(sums.received, sums.restored, sums.counted, sums.refused, sums.unsettled);
+            for (auto& count : sums.gone) {
+                io(count);
+            }
+        }
     };
     struct Problem {
         const char* rule;

@@ -1,7 +1,6 @@
 #include "box/search/Counts.h"
 
 #include "box/World.h"
-#include "platform/wire/Wire.h"
 
 #include <fstream>
 #include <numeric>
@@ -23,23 +22,6 @@ void addCounts(Counts& counts, const Counts& others) {
     for (const auto& [name, count] : others) {
         counts[name] += count;
     }
-}
-
-void encodeCounts(WireWriter& out, const Counts& counts) {
-    out.u32(static_cast<std::uint32_t>(counts.size()));
-    for (const auto& [name, count] : counts) {
-        out.text32(name);
-        encode64(out, count);
-    }
-}
-
-Counts decodeCounts(WireReader& in) {
-    Counts counts;
-    for (std::uint32_t left = in.u32(); left > 0 && in.ok(); --left) {
-        const std::string name = in.text32();
-        counts[name] = decode64(in);
-    }
-    return counts;
 }
 
 void writeCounts(const std::string& path, const Counts& counts) {

@@ -7,9 +7,6 @@
 #include <map>
 #include <string>
 
-class WireReader;
-class WireWriter;
-
 namespace box {
 
 using Counts = std::map<std::string, std::uint64_t>;
@@ -17,8 +14,6 @@ using Counts = std::map<std::string, std::uint64_t>;
 std::uint64_t countOf(const Counts& counts, const std::string& name);
 std::uint64_t sumOf(const Counts& counts);
 void addCounts(Counts& counts, const Counts& others);
-void encodeCounts(WireWriter& out, const Counts& counts);
-Counts decodeCounts(WireReader& in);
 // Their fields, to be written or read.
 void countFields(auto& io, auto& counts) {
     items(io, counts, [](auto& each, auto& count) {

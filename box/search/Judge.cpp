@@ -8,7 +8,7 @@
 #include "box/search/QueueFiles.h"
 #include "catalogue/OrvEventCatalogue.h"
 #include "catalogue/OrvLogEntries.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <algorithm>
 #include <array>
@@ -53,13 +53,6 @@ constexpr Time kOpen = 10 * kSecond;
 std::int64_t eventIn(const std::string& text) {
     const std::size_t at = text.find(Judge::kEventText);
     return at == std::string::npos ? -1 : std::strtoll(text.c_str() + at + sizeof Judge::kEventText - 1, nullptr, 10);
-}
-
-std::array<std::uint64_t, 5 + Books::kReasons> valuesOf(const Books::Sums& sums) {
-    std::array<std::uint64_t, 5 + Books::kReasons> values{sums.received, sums.restored, sums.counted, sums.refused,
-                                                          sums.unsettled};
-    std::copy(sums.gone.begin(), sums.gone.end(), values.begin() + 5);
-    return values;
 }
 
 // A trace begins as "11/14/2023 UTC 22:13:20.000 "; in it, where the time stands.
@@ -439,43 +432,32 @@ std::vector<std::string> Judge::takeNews() {
     return std::exchange(news_, {});
 }
 
-void Judge::encode(WireWriter& out) const {
-    for (const std::uint64_t value : valuesOf(sums())) {
-        encode64(out, value);
-    }
-    out.u32(doubled_).u32(clean_).u32(kills_).text32(problem_).u32(static_cast<std::uint32_t>(events_.size()));
-    for (const Event& event : events_) {
-        out.u16(static_cast<std::uint16_t>(event.published << 8 | event.mailed))
-            .u16(static_cast<std::uint16_t>((event.done ? 1u : 0u) << 8 | event.excess));
-    }
-    out.u32(static_cast<std::uint32_t>(entries_.size()));
-    for (const std::string& name : entries_) {
-        out.text32(name);
-    }
+// Of the lives before, for the one that comes.
+Books::Sums Judge::handedOn(const Judge& judge) {
+    return judge.sums();
+}
+Books::Sums& Judge::handedOn(Judge& judge) {
+    return judge.former_;
 }
 
-void Judge::decode(WireReader& in) {
-    std::array<std::uint64_t, 5 + Books::kReasons> values{};
-    for (std::uint64_t& value : values) {
-        value = decode64(in);
-    }
-    former_ = {values[0], values[1], values[2], values[3], values[4], {}};
-    std::copy(values.begin() + 5, values.end(), former_.gone.begin());
-    doubled_ = in.u32();
-    clean_ = in.u32();
-    kills_ = in.u32();
-    problem_ = in.text32();
-    events_.resize(in.u32());
-    for (Event& event : events_) {
-        const std::uint16_t both = in.u16();
-        const std::uint16_t excess = in.u16();
-        event = {static_cast<std::uint8_t>(both >> 8), static_cast<std::uint8_t>(both),
-                 static_cast<std::uint8_t>(excess), excess >> 8 != 0};
-    }
-    entries_.clear();
-    for (std::uint32_t left = in.u32(); left > 0 && in.ok(); --left) {
-        entries_.insert(in.text32());
-    }
+void Judge::fields(auto& io, auto& judge) {
+    auto&& sums = handedOn(judge);
+    Books::Sums::fields(io, sums);
+    io(judge.doubled_, judge.clean_, judge.kills_);
+    io.text32(judge.problem_);
+    items(io, judge.events_, [](auto& each, auto& event) {
+        each(event.published, event.mailed, event.excess);
+        each.flag8(event.done);
+    });
+    texts(io, judge.entries_);
+}
+
+void Judge::encode(FieldWriter& out) const {
+    fields(out, *this);
+}
+
+void Judge::decode(FieldReader& in) {
+    fields(in, *this);
 }
 
 }  // namespace box

@@ -21,8 +21,8 @@
 #include <string_view>
 #include <vector>
 
-class WireReader;
-class WireWriter;
+class FieldReader;
+class FieldWriter;
 
 namespace box {
 
@@ -83,8 +83,8 @@ public:
     // Of rules that were broken since it was asked last.
     std::vector<std::string> takeNews();
 
-    void encode(WireWriter& out) const;
-    void decode(WireReader& in);
+    void encode(FieldWriter& out) const;
+    void decode(FieldReader& in);
 
     // What is written in an event, before its number.
     static constexpr char kEventText[] = "event number ";
@@ -92,6 +92,9 @@ public:
     static constexpr char kOperator[] = "operator@example.com";
 
 private:
+    static void fields(auto& io, auto& judge);
+    static Books::Sums handedOn(const Judge& judge);
+    static Books::Sums& handedOn(Judge& judge);
     // What is known of one event.
     struct Event {
         std::uint8_t published = 0;

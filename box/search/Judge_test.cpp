@@ -1,5 +1,5 @@
 #include "catalogue/OrvLogEntries.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 #include "testing/box/JudgeTest.h"
 
 #include <set>
@@ -83,10 +83,10 @@ TEST_F(JudgeTest, seesAMailThatComesAgainAfterAnOrderlyEnd) {
     judge_.toldToEnd(facts_);
     judge_.ended(facts_, true);
     ++facts_.lives;
-    WireWriter out;
+    FieldWriter out;
     judge_.encode(out);
     const auto bytes = out.take();
-    WireReader in(bytes);
+    FieldReader in(bytes);
     judge_ = Judge();
     judge_.decode(in);
     trace("peekOpen", "entry (0) opened in the send queue");

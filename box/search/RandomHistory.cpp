@@ -9,8 +9,8 @@
 #include "box/search/Options.h"
 #include "dsClient.h"
 #include "host_root.h"
+#include "platform/wire/Fields.h"
 #include "platform/wire/ManagementWire.h"
-#include "platform/wire/Wire.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -463,22 +463,19 @@ void RandomHistory::tellBroken(Life& life) {
     }
 }
 
-void RandomHistory::encode(WireWriter& out) const {
-    encode64(out, chance_.state());
-    encode64(out, next_);
-    out.u32(phase_).u32(events_).u32(step_).u32(lives_);
-    encodeCounts(out, happened_);
+void RandomHistory::fields(auto& io, auto& history) {
+    Random::fields(io, history.chance_);
+    io(history.next_, history.phase_, history.events_, history.step_, history.lives_);
+    countFields(io, history.happened_);
+}
+
+void RandomHistory::encode(FieldWriter& out) const {
+    fields(out, *this);
     judge_.encode(out);
 }
 
-void RandomHistory::decode(WireReader& in) {
-    chance_ = Random(decode64(in));
-    next_ = decode64(in);
-    phase_ = in.u32();
-    events_ = in.u32();
-    step_ = in.u32();
-    lives_ = in.u32();
-    happened_ = decodeCounts(in);
+void RandomHistory::decode(FieldReader& in) {
+    fields(in, *this);
     judge_.decode(in);
 }
 

@@ -43,8 +43,8 @@ public:
     // A history in which something is wrong is over with the life in which it went so.
     void ended(Life& life, LifeEnd how) override;
     void begins(const std::string& root) override;
-    void encode(WireWriter& out) const override;
-    void decode(WireReader& in) override;
+    void encode(FieldWriter& out) const override;
+    void decode(FieldReader& in) override;
 
     std::uint32_t steps() const { return step_; }
     // How often each kind of step happened.
@@ -56,6 +56,7 @@ public:
     const std::string& problem() const { return judge_.problem(); }
 
 private:
+    static void fields(auto& io, auto& history);
     struct Kind;
     static const Kind kKinds[];
     void schedule(Time now);

@@ -4,7 +4,7 @@
 #include "box/Lives.h"
 #include "box/search/MemoryCalls.h"
 #include "box/search/Search.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <gtest/gtest.h>
 
@@ -101,10 +101,13 @@ TEST(RandomHistory, startsAgainWhereverMemoryIsShort) {
             trouble.allocations = burst;
             return std::exchange(burst, 0) > 0 ? trouble : Trouble{};
         }
-        void encode(WireWriter& out) const override { out.u32(over ? 1 : 0).u32(burst); }
-        void decode(WireReader& in) override {
-            over = in.u32() != 0;
-            burst = in.u32();
+        void encode(FieldWriter& out) const override {
+            out.flag32(over);
+            out(burst);
+        }
+        void decode(FieldReader& in) override {
+            in.flag32(over);
+            in(burst);
         }
         std::uint32_t before = 0;
         std::uint32_t burst = 1;
