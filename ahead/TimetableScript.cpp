@@ -1,7 +1,7 @@
 #include "ahead/TimetableScript.h"
 
 #include "box/Life.h"
-#include "platform/wire/Wire.h"
+#include "platform/wire/Fields.h"
 
 #include <algorithm>
 #include <span>
@@ -88,14 +88,19 @@ void TimetableScript::clientSteps(box::Life& /*life*/, box::ClientStep step, std
     }
 }
 
-void TimetableScript::encode(WireWriter& out) const {
-    out.u32(done_).u32(over_ ? 1 : 0).bytes(encodeFields(outcome_));
+void TimetableScript::fields(auto& io, auto& script) {
+    io(script.done_);
+    io.flag32(script.over_);
+    Outcome::fields(io, script.outcome_);
 }
 
-void TimetableScript::decode(WireReader& in) {
-    done_ = in.u32();
-    over_ = in.u32() != 0;
-    outcome_ = decodeFields<Outcome>(in.rest()).value_or(Outcome());
+void TimetableScript::encode(FieldWriter& out) const {
+    fields(out, *this);
+}
+
+void TimetableScript::decode(FieldReader& in) {
+    outcome_ = Outcome();  // a list is read behind what is there
+    fields(in, *this);
 }
 
 }  // namespace ahead

@@ -18,12 +18,13 @@ public:
     void logged(box::Life& life, const LogEntry& entry) override;
     void written(box::Life& life, std::string_view text) override;
     void clientSteps(box::Life& life, box::ClientStep step, std::string_view what, box::Time at) override;
-    void encode(WireWriter& out) const override;
-    void decode(WireReader& in) override;
+    void encode(FieldWriter& out) const override;
+    void decode(FieldReader& in) override;
 
     Outcome& outcome() { return outcome_; }
 
 private:
+    static void fields(auto& io, auto& script);
     void act(box::Life& life, const Step& step);
 
     const Timetable& table_;
