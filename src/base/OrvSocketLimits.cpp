@@ -16,6 +16,16 @@ void orvBoundSocket(int socket, int option, std::chrono::milliseconds limit) {
 }
 
 int orvAwaitConnection(int socket, std::chrono::milliseconds limit) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (orvAwaitConnectionEnd(socket, limit) < 0 || getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) < 0) {
+        return -1;
+    }
+    errno = error;
+    return error == 0 ? 0 : -1;
+}
+
+int orvAwaitConnectionEnd(int socket, std::chrono::milliseconds limit) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point deadline = Clock::now() + limit;
     pollfd writable{socket, POLLOUT, 0};

@@ -155,7 +155,7 @@ int OrvSMTPConnection::openConnection(const sockaddr_storage& server, socklen_t 
     if (begun < 0 && errno != EINPROGRESS && errno != EINTR) {
         return -1;
     }
-    if (begun < 0 && awaitConnection(limit) < 0) {
+    if (begun < 0 && orvAwaitConnection(socket_.get(), limit) < 0) {
         return -1;
     }
     // The text and the line that ends it are two sends with no reply between them: with Nagle's algorithm the second
@@ -163,20 +163,6 @@ int OrvSMTPConnection::openConnection(const sockaddr_storage& server, socklen_t 
     const int on = 1;
     setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return fcntl(socket_.get(), F_SETFL, 0);  // not waiting is all that was set
-}
-
-// Waits for the connect that is in progress. 0, or -1 with errno.
-int OrvSMTPConnection::awaitConnection(Limit limit) const {
-    if (orvAwaitConnection(socket_.get(), limit) < 0) {
-        return -1;
-    }
-    int error = 0;
-    socklen_t size = sizeof error;
-    if (getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size) < 0) {
-        return -1;
-    }
-    errno = error;
-    return error == 0 ? 0 : -1;
 }
 
 void OrvSMTPConnection::close() {

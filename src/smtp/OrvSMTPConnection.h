@@ -83,7 +83,6 @@ private:
     int connectByName(const std::string& name, std::uint32_t port, Limit limit, OrvSMTPError& error);
     int tryConnect(sockaddr_storage server, std::uint32_t port, Limit limit, OrvSMTPError& error);
     int openConnection(const sockaddr_storage& server, socklen_t length, Limit limit);
-    int awaitConnection(Limit limit) const;
     ssize_t sendWithin(std::string_view bytes);
     ssize_t receiveWithin();
     ssize_t receiveOnce();

@@ -81,7 +81,7 @@ int OrvSyncPri::connectPeer() {
     };
     int result = attempt();
     if (result < 0 && errno == EINTR) {
-        result = orvAwaitConnection(socket_.descriptor(), settings_.limit) < 0 ? -1 : attempt();
+        result = orvAwaitConnectionEnd(socket_.descriptor(), settings_.limit) < 0 ? -1 : attempt();
         if (result < 0 && errno == EISCONN) {
             result = 0;
         }

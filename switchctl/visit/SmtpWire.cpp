@@ -1,6 +1,7 @@
 #include "switchctl/visit/SmtpWire.h"
 
 #include "Descriptor.h"
+#include "base/OrvSocketLimits.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -116,18 +117,8 @@ int SmtpWire::connectTo(int socket, const sockaddr* address, socklen_t length) c
         return -1;
     }
     const auto now = Clock::now();
-    const auto until = addressesLeft_ > 1 ? now + (deadline_ - now) / 2 : deadline_;
-    if (!await(socket, POLLOUT, until)) {
-        errno = ETIMEDOUT;
-        return -1;
-    }
-    int error = 0;
-    socklen_t size = sizeof error;
-    if (getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) < 0) {
-        return -1;
-    }
-    errno = error;
-    return error == 0 ? 0 : -1;
+    const auto left = addressesLeft_ > 1 ? (deadline_ - now) / 2 : deadline_ - now;
+    return orvAwaitConnection(socket, std::chrono::ceil<milliseconds>(left));
 }
 
 ssize_t SmtpWire::send(int socket, const void* bytes, std::size_t length, Waiting waiting) {
@@ -142,7 +133,7 @@ ssize_t SmtpWire::send(int socket, const void* bytes, std::size_t length, Waitin
 // What has come before anything was asked.
 void SmtpWire::dropUnasked(int socket) {
     std::string text;
-    while (await(socket, POLLIN, Clock::now()) && receivePiece(socket, text) > 0) {
+    while (await(socket, Clock::now()) && receivePiece(socket, text) > 0) {
     }
     if (!text.empty()) {
         notePieces(1, text, true);
@@ -150,7 +141,7 @@ void SmtpWire::dropUnasked(int socket) {
 }
 
 ssize_t SmtpWire::receive(int socket, void* bytes, std::size_t length) {
-    if (!await(socket, POLLIN, patience())) {
+    if (!await(socket, patience())) {
         timedOut_ = true;
         errno = EAGAIN;  // as a limit of the socket's would show
         return -1;
@@ -181,7 +172,7 @@ ssize_t SmtpWire::dropEarlier(int socket) {
     if (!reply_.empty()) {
         return 1;
     }
-    if (!await(socket, POLLIN, patience())) {
+    if (!await(socket, patience())) {
         timedOut_ = true;
         errno = EAGAIN;
         return -1;
@@ -196,7 +187,7 @@ void SmtpWire::awaitRest(int socket) {
     auto end = endOfReply(reply_);
     const auto until = std::min(deadline_, Clock::now() + REST_PATIENCE);
     const bool isReply = reply_.size() < CODE || std::isdigit(static_cast<unsigned char>(reply_.front())) != 0;
-    while (!end && isReply && await(socket, POLLIN, until) && receivePiece(socket, reply_) > 0) {
+    while (!end && isReply && await(socket, until) && receivePiece(socket, reply_) > 0) {
         ++count;
         end = endOfReply(reply_);
     }
@@ -223,12 +214,12 @@ void SmtpWire::notePieces(std::size_t count, std::string_view first, bool unaske
     }
 }
 
-bool SmtpWire::await(int socket, short events, Clock::time_point until) const {
-    pollfd waiting{socket, events, 0};
+bool SmtpWire::await(int socket, Clock::time_point until) const {
+    pollfd readable{socket, POLLIN, 0};
     int ready = -1;
     do {
         const auto left = std::chrono::ceil<milliseconds>(std::min(until, deadline_) - Clock::now());
-        ready = ::poll(&waiting, 1, static_cast<int>(std::max<milliseconds::rep>(left.count(), 0)));
+        ready = ::poll(&readable, 1, static_cast<int>(std::max<milliseconds::rep>(left.count(), 0)));
     } while (ready < 0 && errno == EINTR);
     return ready > 0;
 }

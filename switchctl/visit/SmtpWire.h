@@ -49,7 +49,7 @@ public:
     const std::optional<ServerVisit::Pieces>& pieces() const { return pieces_; }
 
 private:
-    bool await(int socket, short events, Clock::time_point until) const;
+    bool await(int socket, Clock::time_point until) const;
     Clock::time_point patience() const;
     int connectTo(int socket, const sockaddr* address, socklen_t length) const;
     void dropUnasked(int socket);
