@@ -1,5 +1,6 @@
 #include "box/Box.h"
 
+#include "box/BoxThread.h"
 #include "box/RealCalls.h"
 
 #include <sys/eventfd.h>
@@ -213,3 +214,7 @@ unsigned Box::alarm(unsigned seconds) {
 }
 
 }  // namespace box
+
+bool orvInBoxThread() {
+    return box::Box::ofCaller() != nullptr;
+}

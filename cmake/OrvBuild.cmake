@@ -32,6 +32,7 @@ if(ORV_FUZZ)
 endif()
 if(ORV_COVERAGE)
     add_library(orv_counters STATIC ${CMAKE_SOURCE_DIR}/testing/coverage/Counters.cpp)
+    target_include_directories(orv_counters PRIVATE ${CMAKE_SOURCE_DIR})
     target_compile_options(orv_flags INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
     target_link_options(orv_flags INTERFACE --coverage -Wl,--wrap=_exit -Wl,--wrap=abort
         -Wl,--undefined=__wrap__exit -Wl,--undefined=__wrap_abort)

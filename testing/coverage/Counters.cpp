@@ -1,4 +1,6 @@
 // How a process that ends at once leaves its counters: without this, whatever ran in a forked child counts as not run.
+#include "box/BoxThread.h"
+
 #include <cstdlib>
 
 extern "C" {
@@ -9,12 +11,10 @@ void __gcov_dump();
 [[noreturn]] void __wrap_abort();
 }
 
-// Null but in a program with a box, and in one of the box's threads: its files are not where the counters belong, and
-// it comes here once more when it has ended the life.
-[[gnu::weak]] void* boxOfCaller() __asm__("_ZN3box3Box8ofCallerEv");
-
+// The files of a thread in a box are not where the counters belong, and it comes here once more when the box has ended
+// the life.
 void __wrap__exit(int status) {
-    if (boxOfCaller == nullptr || boxOfCaller() == nullptr) {
+    if (orvInBoxThread == nullptr || !orvInBoxThread()) {
         __gcov_dump();
     }
     __real__exit(status);
