@@ -70,6 +70,11 @@ enum FaultyCall {
     kCondWait,
     kNanosleep,
     kTrace,
+    kBind,
+    kListen,
+    kAccept,
+    kSendfile,
+    kSleep,
     kCalls
 };
 
@@ -102,6 +107,8 @@ class CallsWithin {
 public:
     CallsWithin();
     ~CallsWithin();
+    // Whether this thread is within one.
+    static bool any();
     CallsWithin(const CallsWithin&) = delete;
     CallsWithin& operator=(const CallsWithin&) = delete;
 };

@@ -1,4 +1,5 @@
 // The C library's calls as the linker has a program of orv_call_faults make them.
+#include "testing/CallHooks.h"
 #include "testing/FaultyCall.h"
 
 #include <netdb.h>
@@ -6,6 +7,7 @@
 #include <pthread.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -39,6 +41,8 @@ int notOpened(int flags) {
     return -1;
 }
 
+constexpr char kTraceFile[] = "/orv.out.";
+
 // What closes, closes in any case.
 template <typename Close, typename Thing>
 int closeOrFail(FaultyCall call, Close real, Thing thing, int failed) {
@@ -49,6 +53,13 @@ int closeOrFail(FaultyCall call, Close real, Thing thing, int failed) {
     }
     errno = error;
     return failed;
+}
+
+// What runs in the place of this call; null: nothing does.
+template <typename Hook>
+const Hook* hookOf(Hook CallHooks::*hook) {
+    const CallHooks* const all = CallHooks::atWork();
+    return all != nullptr && all->*hook ? &(all->*hook) : nullptr;
 }
 
 }  // namespace
@@ -83,6 +94,16 @@ int closeOrFail(FaultyCall call, Close real, Thing thing, int failed) {
     type ORV_WRAP(name) parameters {                                             \
         return fails(index, Place place) ? (failure) : ORV_REAL(name) arguments; \
     }
+// The same where a test may have something else run instead: hook is the member of CallHooks.
+#define ORV_HOOKED_CALL(name, hook, index, type, failure, place, parameters, arguments) \
+    type ORV_REAL(name) parameters;                                                     \
+    type ORV_WRAP(name) parameters {                                                    \
+        if (const auto* const instead = hookOf(&CallHooks::hook)) {                     \
+            const CallsWithin calls;                                                    \
+            return (*instead)arguments;                                                 \
+        }                                                                               \
+        return fails(index, Place place) ? (failure) : ORV_REAL(name) arguments;        \
+    }
 
 extern "C" {
 
@@ -101,7 +122,8 @@ ORV_CALL(link, kLink, int, -1, (from), (const char* from, const char* to), (from
 ORV_CALL(linkat, kLinkAt, int, -1, (place, from), (int place, const char* from, int target, const char* to, int flags),
          (place, from, target, to, flags))
 ORV_CALL(unlink, kUnlink, int, -1, (path), (const char* path), (path))
-ORV_CALL(unlinkat, kUnlinkAt, int, -1, (place, path), (int place, const char* path, int flags), (place, path, flags))
+ORV_HOOKED_CALL(unlinkat, unlinkat, kUnlinkAt, int, -1, (place, path), (int place, const char* path, int flags),
+                (place, path, flags))
 ORV_CALL(mkdir, kMkdir, int, -1, (path), (const char* path, mode_t mode), (path, mode))
 ORV_CALL(mkdirat, kMkdirAt, int, -1, (place, path), (int place, const char* path, mode_t mode), (place, path, mode))
 ORV_CALL(rmdir, kRmdir, int, -1, (path), (const char* path), (path))
@@ -126,10 +148,19 @@ ORV_CALL(poll, kPoll, int, -1, (), (pollfd * polled, nfds_t count, int limit), (
 ORV_CALL(pipe2, kPipe2, int, -1, (), (int* ends, int flags), (ends, flags))
 ORV_CALL(eventfd, kEventfd, int, -1, (), (unsigned count, int flags), (count, flags))
 ORV_CALL(socket, kSocket, int, -1, (), (int family, int type, int protocol), (family, type, protocol))
-ORV_CALL(connect, kConnect, int, -1, (), (int file, const sockaddr* address, socklen_t length), (file, address, length))
-ORV_CALL(send, kSend, ssize_t, -1, (), (int file, const void* data, std::size_t size, int flags),
-         (file, data, size, flags))
-ORV_CALL(recv, kRecv, ssize_t, -1, (), (int file, void* data, std::size_t size, int flags), (file, data, size, flags))
+ORV_HOOKED_CALL(connect, connect, kConnect, int, -1, (), (int file, const sockaddr* address, socklen_t length),
+                (file, address, length))
+ORV_HOOKED_CALL(bind, bind, kBind, int, -1, (), (int file, const sockaddr* address, socklen_t length),
+                (file, address, length))
+ORV_HOOKED_CALL(listen, listen, kListen, int, -1, (), (int file, int backlog), (file, backlog))
+ORV_CALL(accept4, kAccept, int, -1, (), (int file, sockaddr* address, socklen_t* length, int flags),
+         (file, address, length, flags))
+ORV_HOOKED_CALL(send, send, kSend, ssize_t, -1, (), (int file, const void* data, std::size_t size, int flags),
+                (file, data, size, flags))
+ORV_HOOKED_CALL(recv, recv, kRecv, ssize_t, -1, (), (int file, void* data, std::size_t size, int flags),
+                (file, data, size, flags))
+ORV_HOOKED_CALL(sendfile64, sendfile, kSendfile, ssize_t, -1, (), (int to, int from, off_t* at, std::size_t size),
+                (to, from, at, size))
 ORV_CALL(ORV_SETSOCKOPT, kSetsockopt, int, -1, (), (int file, int level, int name, const void* value, socklen_t size),
          (file, level, name, value, size))
 ORV_CALL(ORV_GETSOCKOPT, kGetsockopt, int, -1, (), (int file, int level, int name, void* value, socklen_t* size),
@@ -162,7 +193,7 @@ static FaultyCall writeInto(int file) {
     if (faultsAreInUse()) {
         struct stat status {};
         const bool wakes = ORV_REAL(ORV_FSTAT)(file, &status) == 0 && S_ISFIFO(status.st_mode);
-        const FaultyCall other = isAt(file, "/orv.out.") ? kTrace : kWrite;
+        const FaultyCall other = isAt(file, kTraceFile) ? kTrace : kWrite;
         call = wakes ? kWake : other;
     }
     errno = former;
@@ -171,6 +202,10 @@ static FaultyCall writeInto(int file) {
 
 ssize_t __real_write(int file, const void* data, std::size_t size);
 ssize_t __wrap_write(int file, const void* data, std::size_t size) {
+    if (const auto* const instead = hookOf(&CallHooks::write); instead != nullptr && !isAt(file, kTraceFile)) {
+        const CallsWithin calls;
+        return (*instead)(file, data, size);
+    }
     return failsToMove(writeInto(file), file, size) ? -1 : __real_write(file, data, size);
 }
 
@@ -254,6 +289,15 @@ int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex) {
 int ORV_REAL(ORV_NANOSLEEP)(const timespec* span, timespec* left);
 int ORV_WRAP(ORV_NANOSLEEP)(const timespec* span, timespec* left) {
     return errorOf(kNanosleep, span) == CallFaults::kNoEffect ? 0 : ORV_REAL(ORV_NANOSLEEP)(span, left);
+}
+
+unsigned __real_sleep(unsigned seconds);
+unsigned __wrap_sleep(unsigned seconds) {
+    if (const auto* const instead = hookOf(&CallHooks::sleep)) {
+        const CallsWithin calls;
+        return (*instead)(seconds);
+    }
+    return errorOf(kSleep, {}) == CallFaults::kNoEffect ? 0 : __real_sleep(seconds);
 }
 
 }  // extern "C"
