@@ -1,6 +1,7 @@
 // What is done to directories in a receiver's file tree, without a receiver.
+#include "testing/CallHooks.h"
+#include "testing/FailingCalls.h"
 #include "testing/sync/SecFixture.h"
-#include "testing/sync/SyncFaults.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -199,8 +200,7 @@ TEST_F(OrvSyncFilesDirectories, losesTheDestinationWhenThereIsNothingToMove) {
 TEST_F(OrvSyncFilesDirectories, triesToMoveWhateverHappensToTheDestination) {
     write("/from/file", "not moved");
     write("/to/file", "stays");
-    SyncFaults faults;
-    faults.unlinkat = [](int, const char*, int) { return failWith(EPERM); };
+    const FailingCall failing("unlinkat", "", EPERM);
 
     EXPECT_EQ(files_.cleanmvdir("/from", "/to"), -1);
 
@@ -334,8 +334,8 @@ TEST_F(OrvSyncFilesDirectories, removesNothingAboveADirectoryThatIsMovedAwayMean
         tenth += "/d";
     }
     bool moved = false;
-    SyncFaults faults;
-    faults.unlinkat = [&](int parent, const char* name, int flags) {
+    CallHooks hooks;
+    hooks.unlinkat = [&](int parent, const char* name, int flags) {
         if (!std::exchange(moved, true)) {
             fs::rename(onHost(tenth), onHost("/outside/d"));
         }
@@ -352,8 +352,7 @@ TEST_F(OrvSyncFilesDirectories, removesNothingAboveADirectoryThatIsMovedAwayMean
 
 TEST_F(OrvSyncFilesDirectories, stopsAtAnEntryThatCannotBeRemoved) {
     write("/a/b/file", "x");
-    SyncFaults faults;
-    faults.unlinkat = [](int, const char*, int) { return failWith(EBUSY); };
+    const FailingCall failing("unlinkat", "", EBUSY);
 
     EXPECT_EQ(files_.cleandir("/a"), -1);
 

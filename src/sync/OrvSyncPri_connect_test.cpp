@@ -1,7 +1,8 @@
 // How the sender gets its connection, and what it says when it gets none.
 #include "sync/OrvSyncPri.h"
 
-#include "testing/sync/SyncFaults.h"
+#include "testing/CallHooks.h"
+#include "testing/FailingCalls.h"
 #include "testing/sync/SyncFixture.h"
 
 #include <fcntl.h>
@@ -17,26 +18,26 @@ class OrvSyncPriConnect : public SyncFixture {
 protected:
     // Sleeps are counted, not slept.
     OrvSyncPriConnect() {
-        faults_.sleep = [this](unsigned seconds) {
+        hooks_.sleep = [this](unsigned seconds) {
             order_ += "sleep " + std::to_string(seconds) + "\n";
             return 0u;
         };
     }
     void countConnects() {
-        faults_.connect = [this](int socket, const sockaddr* address, socklen_t size) {
+        hooks_.connect = [this](int socket, const sockaddr* address, socklen_t size) {
             order_ += "connect\n";
             return ::connect(socket, address, size);
         };
     }
     void failConnects(int error) {
-        faults_.connect = [this, error](int, const sockaddr*, socklen_t) {
+        hooks_.connect = [this, error](int, const sockaddr*, socklen_t) {
             order_ += "connect\n";
             return failWith(error);
         };
     }
     // The first one goes on by itself, as after a signal.
     void interruptFirstConnect() {
-        faults_.connect = [this](int socket, const sockaddr* address, socklen_t size) {
+        hooks_.connect = [this](int socket, const sockaddr* address, socklen_t size) {
             const bool first = order_.empty();
             order_ += "connect\n";
             if (!first) {
@@ -60,7 +61,7 @@ protected:
     PlainSocket standby_;
     const std::uint16_t port_ = standby_.bindAnywhere();
     OrvSyncPri sender_{at(port_)};
-    SyncFaults faults_;
+    CallHooks hooks_;
     std::string order_;
 };
 
@@ -103,7 +104,7 @@ TEST_F(OrvSyncPriConnect, connectsToAStandbyThatComesInTime) {
         PlainSocket standby;
         OrvSyncPri sender(at(standby.bindAnywhere()));
         int slept = 0;
-        faults_.sleep = [&](unsigned) {
+        hooks_.sleep = [&](unsigned) {
             if (++slept == late) {
                 standby.listen();
             }
@@ -119,7 +120,7 @@ TEST_F(OrvSyncPriConnect, connectsToAStandbyThatComesInTime) {
 }
 
 TEST_F(OrvSyncPriConnect, sleepsTheRestOfASecondThatASignalCutShort) {
-    faults_.sleep = [this](unsigned seconds) {
+    hooks_.sleep = [this](unsigned seconds) {
         order_ += std::to_string(seconds);
         return order_.size() == 1 ? 1u : 0u;
     };
@@ -130,9 +131,9 @@ TEST_F(OrvSyncPriConnect, sleepsTheRestOfASecondThatASignalCutShort) {
 }
 
 TEST_F(OrvSyncPriConnect, reallyWaitsASecond) {
-    faults_.sleep = nullptr;
+    hooks_.sleep = nullptr;
     int connects = 0;
-    faults_.connect = [&connects](int, const sockaddr*, socklen_t) {
+    hooks_.connect = [&connects](int, const sockaddr*, socklen_t) {
         return failWith(++connects == 1 ? ECONNREFUSED : ENETUNREACH);
     };
     const auto start = std::chrono::steady_clock::now();
@@ -159,7 +160,7 @@ TEST_F(OrvSyncPriConnect, triesNothingButARefusalAgain) {
 
 TEST_F(OrvSyncPriConnect, saysAfterWhichRetryItGaveUp) {
     int connects = 0;
-    faults_.connect = [&connects](int, const sockaddr*, socklen_t) {
+    hooks_.connect = [&connects](int, const sockaddr*, socklen_t) {
         return failWith(++connects == 1 ? ECONNREFUSED : EHOSTUNREACH);
     };
 
@@ -180,7 +181,7 @@ TEST_F(OrvSyncPriConnect, saysAfterWhichRetryItGaveUp) {
 TEST_F(OrvSyncPriConnect, connectsToItsOwnHostAtPort5444UnlessToldOtherwise) {
     OrvSyncPri sender;
     sockaddr_in asked{};
-    faults_.connect = [&asked](int, const sockaddr* address, socklen_t size) {
+    hooks_.connect = [&asked](int, const sockaddr* address, socklen_t size) {
         EXPECT_EQ(size, sizeof asked);
         std::memcpy(&asked, address, sizeof asked);
         return failWith(ENETUNREACH);
@@ -199,7 +200,7 @@ TEST_F(OrvSyncPriConnect, connectsToItsOwnHostAtPort5444UnlessToldOtherwise) {
 }
 
 TEST_F(OrvSyncPriConnect, reportsASocketThatCannotBeMade) {
-    faults_.socket = [] { return failWith(EMFILE); };
+    const FailingCall failing("socket", "", EMFILE);
 
     EXPECT_EQ(sender_.startConnection(), -1);
 
@@ -226,7 +227,7 @@ TEST_F(OrvSyncPriConnect, waitsForAConnectThatASignalInterrupted) {
 TEST_F(OrvSyncPriConnect, isConnectedWhenTheSignalCameTooLateToInterruptIt) {
     standby_.listen();
     int connects = 0;
-    faults_.connect = [&connects](int socket, const sockaddr* address, socklen_t size) {
+    hooks_.connect = [&connects](int socket, const sockaddr* address, socklen_t size) {
         const int result = ::connect(socket, address, size);
         EXPECT_EQ(result, connects == 0 ? 0 : -1);
         return ++connects == 1 ? failWith(EINTR) : result;
@@ -242,7 +243,7 @@ TEST_F(OrvSyncPriConnect, isConnectedWhenTheSignalCameTooLateToInterruptIt) {
 
 TEST_F(OrvSyncPriConnect, triesAgainAfterARefusalThatASignalInterrupted) {
     interruptFirstConnect();
-    faults_.sleep = [this](unsigned seconds) {
+    hooks_.sleep = [this](unsigned seconds) {
         order_ += "sleep " + std::to_string(seconds) + "\n";
         standby_.listen();
         return 0u;
@@ -285,7 +286,7 @@ TEST_F(OrvSyncPriConnect, givesUpAnInterruptedConnectAtItsLimit) {
 TEST_F(OrvSyncPriConnect, noticesAStandbyThatHasVanished) {
     standby_.listen();
     int keepsAlive = 0;
-    faults_.connect = [&keepsAlive](int socket, const sockaddr* address, socklen_t addressSize) {
+    hooks_.connect = [&keepsAlive](int socket, const sockaddr* address, socklen_t addressSize) {
         socklen_t size = sizeof keepsAlive;
         EXPECT_EQ(getsockopt(socket, SOL_SOCKET, SO_KEEPALIVE, &keepsAlive, &size), 0);
         return ::connect(socket, address, addressSize);

@@ -1,7 +1,7 @@
 // How the sender reads what the standby answers.
 #include "sync/OrvSyncPri.h"
 
-#include "testing/sync/SyncFaults.h"
+#include "testing/FailingCalls.h"
 #include "testing/sync/SyncFixture.h"
 
 #include <cerrno>
@@ -94,8 +94,7 @@ TEST_F(OrvSyncPriReply, reportsALostConnectionOnce) {
     EXPECT_EQ(sender_.reply(), 0u);
     EXPECT_EQ(traced(), priTrace({{"recvResponse", "recv: Connection reset by peer"}}));
 
-    SyncFaults faults;
-    faults.recv = [](int, void*, std::size_t, int) -> ssize_t { return failWith(ENOTCONN); };
+    const FailingCall failing("recv", "", ENOTCONN);
     EXPECT_EQ(sender_.recvResponse(), -1);
     EXPECT_EQ(sender_.error(), ECONNRESET);
     EXPECT_EQ(traced(), "");

@@ -3,7 +3,8 @@
 
 #include "base/OrvText.h"
 #include "sync/OrvSyncRecord.h"
-#include "testing/sync/SyncFaults.h"
+#include "testing/CallHooks.h"
+#include "testing/FailingCalls.h"
 #include "testing/sync/SyncFixture.h"
 
 #include <netinet/tcp.h>
@@ -96,8 +97,8 @@ TEST_F(OrvSyncPriSend, sendsTheFirst255CharactersOfALongPath) {
 
 TEST_F(OrvSyncPriSend, sendsARecordInAsManyPiecesAsTheSocketTakes) {
     {
-        SyncFaults faults;
-        faults.send = [](int to, const void* bytes, std::size_t count, int flags) {
+        CallHooks hooks;
+        hooks.send = [](int to, const void* bytes, std::size_t count, int flags) {
             return ::send(to, bytes, std::min<std::size_t>(count, 200), flags);
         };
         EXPECT_EQ(sender_.sendRmDir("/conf/dir"), 0);
@@ -113,8 +114,7 @@ TEST_F(OrvSyncPriSend, returnsTheErrorNumberOfARecordThatCannotBeSent) {
         const char* text;
     };
     for (const Row& row : {Row{EPIPE, "Broken pipe"}, Row{ECONNRESET, "Connection reset by peer"}}) {
-        SyncFaults faults;
-        faults.send = [&row](int, const void*, std::size_t, int) -> ssize_t { return failWith(row.error); };
+        const FailingCall failing("send", "", row.error);
 
         EXPECT_EQ(sender_.sendOp({.operation = OrvSyncRecord::kRemoveFile, .path = "/x"}), -row.error);
         EXPECT_EQ(sender_.error(), row.error);
@@ -130,8 +130,7 @@ TEST_F(OrvSyncPriSend, returnsTheErrorNumberOfARecordThatCannotBeSent) {
 
 TEST_F(OrvSyncPriSend, sendsNoFileAfterARecordThatFailed) {
     writeFile("/tmp/local", "text");
-    SyncFaults faults;
-    faults.send = [](int, const void*, std::size_t, int) -> ssize_t { return failWith(EPIPE); };
+    const FailingCall failing("send", "", EPIPE);
 
     EXPECT_EQ(sender_.sendCpFile("/tmp/local", "/conf/name"), -EPIPE);
 
@@ -164,8 +163,8 @@ TEST_F(OrvSyncPriSend, announcesTheLargestSizeThatHasAPlace) {
     std::filesystem::resize_file(onHost("/tmp/large"), 2147483647u);
     std::size_t asked = 0;
     {
-        SyncFaults faults;
-        faults.sendfile = [&asked](int, int, std::size_t count) {
+        CallHooks hooks;
+        hooks.sendfile = [&asked](int, int, off_t*, std::size_t count) {
             asked += count;
             return static_cast<ssize_t>(count);
         };
@@ -215,12 +214,12 @@ TEST_F(OrvSyncPriSend, sendsAFileInAsManyPiecesAsTheKernelTakes) {
     writeFile("/tmp/local", "0123456789");
     int calls = 0;
     {
-        SyncFaults faults;
-        faults.sendfile = [&calls](int to, int from, std::size_t count) -> ssize_t {
+        CallHooks hooks;
+        hooks.sendfile = [&calls](int to, int from, off_t* at, std::size_t count) -> ssize_t {
             if (++calls == 2) {
                 return failWith(EINTR);
             }
-            return ::sendfile(to, from, nullptr, std::min<std::size_t>(count, 4));
+            return ::sendfile(to, from, at, std::min<std::size_t>(count, 4));
         };
         EXPECT_EQ(sender_.sendFile("/tmp/local", 10), 0);
     }
@@ -261,8 +260,8 @@ TEST_F(OrvSyncPriSend, doesNotWaitForSomebodyWhoWritesIntoAFifo) {
 TEST_F(OrvSyncPriSend, delaysNothingAndSharesAPacketBetweenARecordAndItsFile) {
     writeFile("/tmp/local", "text");
     std::vector<int> flags;
-    SyncFaults faults;
-    faults.send = [&flags](int to, const void* bytes, std::size_t count, int given) {
+    CallHooks hooks;
+    hooks.send = [&flags](int to, const void* bytes, std::size_t count, int given) {
         int on = 0;
         socklen_t size = sizeof on;
         EXPECT_EQ(getsockopt(to, IPPROTO_TCP, TCP_NODELAY, &on, &size), 0);
@@ -281,8 +280,8 @@ TEST_F(OrvSyncPriSend, delaysNothingAndSharesAPacketBetweenARecordAndItsFile) {
 TEST_F(OrvSyncPriSend, delaysNoRecordWithoutAFileBehindIt) {
     writeFile("/tmp/empty", "");
     std::vector<int> flags;
-    SyncFaults faults;
-    faults.send = [&flags](int to, const void* bytes, std::size_t count, int given) {
+    CallHooks hooks;
+    hooks.send = [&flags](int to, const void* bytes, std::size_t count, int given) {
         flags.push_back(given);
         return ::send(to, bytes, count, given);
     };
@@ -306,8 +305,8 @@ TEST_F(OrvSyncPriSend, copiesWhatWasAnnouncedWhenTheFileChangesBehindItsRecord) 
     for (const Row& row : {Row{"text and more", 0, "text"}, Row{"TEXT", 0, "TEXT"}, Row{"te", -1, "te"}}) {
         SCOPED_TRACE(row.changed);
         writeFile("/tmp/local", "text");
-        SyncFaults faults;
-        faults.send = [&](int to, const void* bytes, std::size_t count, int flags) {
+        CallHooks hooks;
+        hooks.send = [&](int to, const void* bytes, std::size_t count, int flags) {
             writeFile("/tmp/local", row.changed);
             return ::send(to, bytes, count, flags);
         };

@@ -1,6 +1,7 @@
 // How the receiver takes a file.
+#include "testing/CallHooks.h"
+#include "testing/FailingCalls.h"
 #include "testing/sync/SecFixture.h"
-#include "testing/sync/SyncFaults.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -78,8 +79,8 @@ TEST_F(OrvSyncSecFiles, takesAFileInPiecesOf4096Bytes) {
 TEST_F(OrvSyncSecFiles, takesWhatComesWhenItComes) {
     std::string pieces[] = {"ab", "c", "defg"};
     std::size_t next = 0;
-    SyncFaults faults;
-    faults.recv = [&](int, void* bytes, std::size_t count, int) -> ssize_t {
+    CallHooks hooks;
+    hooks.recv = [&](int, void* bytes, std::size_t count, int) -> ssize_t {
         const std::string& piece = pieces[next++];
         EXPECT_GE(count, piece.size());
         std::copy(piece.begin(), piece.end(), static_cast<char*>(bytes));
@@ -115,8 +116,7 @@ TEST_F(OrvSyncSecFiles, stopsWhenThePeerClosesEarly) {
 }
 
 TEST_F(OrvSyncSecFiles, reportsAFailedReceive) {
-    SyncFaults faults;
-    faults.recv = [](int, void*, std::size_t, int) -> ssize_t { return failWith(EIO); };
+    const FailingCall failing("recv", "", EIO);
 
     EXPECT_EQ(receiver_->files().recvFile("/file", 10), -1);
 
@@ -161,8 +161,8 @@ TEST_F(OrvSyncSecFiles, answersAPeerThatFallsSilentAndWaitsForTheRestOnceMore) {
     ASSERT_EQ(sec.startSession(), 0);
     peer.write(copy("/file", 10, "text"));
     int receives = 0;
-    SyncFaults faults;
-    faults.recv = [&receives](int from, void* bytes, std::size_t count, int flags) {
+    CallHooks hooks;
+    hooks.recv = [&receives](int from, void* bytes, std::size_t count, int flags) {
         ++receives;
         return ::recv(from, bytes, count, flags);
     };
@@ -180,8 +180,8 @@ TEST_F(OrvSyncSecFiles, answersAPeerThatFallsSilentAndWaitsForTheRestOnceMore) {
 
 TEST_F(OrvSyncSecFiles, writesInAsManyPiecesAsTheDiskTakes) {
     int calls = 0;
-    SyncFaults faults;
-    faults.write = [&calls](int to, const void* bytes, std::size_t count) -> ssize_t {
+    CallHooks hooks;
+    hooks.write = [&calls](int to, const void* bytes, std::size_t count) -> ssize_t {
         return ++calls == 2 ? failWith(EINTR) : ::write(to, bytes, std::min<std::size_t>(count, 3));
     };
     peer_->write("12345678");
@@ -197,8 +197,8 @@ TEST_F(OrvSyncSecFiles, writesInAsManyPiecesAsTheDiskTakes) {
 }
 
 TEST_F(OrvSyncSecFiles, doesNotTryForEverToWriteNothing) {
-    SyncFaults faults;
-    faults.write = [](int, const void*, std::size_t) -> ssize_t { return 0; };
+    CallHooks hooks;
+    hooks.write = [](int, const void*, std::size_t) -> ssize_t { return 0; };
     peer_->write("12345678");
 
     EXPECT_EQ(receiver_->files().recvFile("/file", 8), -1);
@@ -234,8 +234,8 @@ TEST_F(OrvSyncSecFiles, answersThatTheDiskIsFullAndStaysInStepWithItsPeer) {
 TEST_F(OrvSyncSecFiles, reportsADiskThatFillsUpInTheMiddle) {
     {
         int calls = 0;
-        SyncFaults faults;
-        faults.write = [&calls](int to, const void* bytes, std::size_t count) -> ssize_t {
+        CallHooks hooks;
+        hooks.write = [&calls](int to, const void* bytes, std::size_t count) -> ssize_t {
             return ++calls == 1 ? ::write(to, bytes, std::min<std::size_t>(count, 3)) : failWith(ENOSPC);
         };
 

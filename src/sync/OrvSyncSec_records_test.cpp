@@ -1,6 +1,7 @@
 // How the receiver takes records and answers them.
+#include "testing/CallHooks.h"
+#include "testing/FailingCalls.h"
 #include "testing/sync/SecFixture.h"
-#include "testing/sync/SyncFaults.h"
 
 #include <netinet/tcp.h>
 
@@ -100,8 +101,7 @@ TEST_F(OrvSyncSecRecords, repeatsTheLastErrorInLaterReplies) {
 }
 
 TEST_F(OrvSyncSecRecords, answersInBigEndianOrder) {
-    SyncFaults faults;
-    faults.unlinkat = [](int, const char*, int) { return failWith(0x01020304); };
+    const FailingCall failing("unlinkat", "", 0x01020304);
     write("/conf/file", "x");
 
     EXPECT_EQ(answer(removeDirectory("/conf")), "\1\2\3\4"s);
@@ -198,8 +198,8 @@ TEST_F(OrvSyncSecRecords, doesNotCarryOutARecordThatIsCutShort) {
 }
 
 TEST_F(OrvSyncSecRecords, reportsAFailedReadOnceUntilItListensAgain) {
-    SyncFaults faults;
-    faults.recv = [](int, void*, std::size_t, int) -> ssize_t { return failWith(EIO); };
+    CallHooks hooks;
+    hooks.recv = [](int, void*, std::size_t, int) -> ssize_t { return failWith(EIO); };
 
     EXPECT_EQ(receiver_->recvOp(), -1);
 
@@ -207,7 +207,7 @@ TEST_F(OrvSyncSecRecords, reportsAFailedReadOnceUntilItListensAgain) {
     EXPECT_EQ(receiver_->error(), EIO);
     EXPECT_EQ(traced(), secTrace({{"recvOp", "recv: Input/output error"}}));
 
-    faults.recv = [](int, void*, std::size_t, int) -> ssize_t { return failWith(ENOTCONN); };
+    hooks.recv = [](int, void*, std::size_t, int) -> ssize_t { return failWith(ENOTCONN); };
     EXPECT_EQ(receiver_->recvOp(), -1);
     EXPECT_EQ(receiver_->error(), EIO);
     EXPECT_EQ(traced(), "");
@@ -238,8 +238,8 @@ TEST_F(OrvSyncSecRecords, hasNoRecordWithoutASession) {
 }
 
 TEST_F(OrvSyncSecRecords, reportsAReplyThatCannotBeSent) {
-    SyncFaults faults;
-    faults.send = [](int, const void*, std::size_t, int flags) -> ssize_t {
+    CallHooks hooks;
+    hooks.send = [](int, const void*, std::size_t, int flags) -> ssize_t {
         EXPECT_EQ(flags & MSG_NOSIGNAL, MSG_NOSIGNAL);
         return failWith(EPIPE);
     };
@@ -258,15 +258,11 @@ TEST_F(OrvSyncSecRecords, reportsAReplyThatCannotBeSent) {
 }
 
 TEST_F(OrvSyncSecRecords, waitsOnAfterASignal) {
-    int interrupted = 0;
-    SyncFaults faults;
-    faults.recv = [&](int from, void* bytes, std::size_t count, int flags) -> ssize_t {
-        return ++interrupted <= 3 ? failWith(EINTR) : ::recv(from, bytes, count, flags);
-    };
+    const FailingCall signals("recv", "", EINTR, 0, 3);
 
     EXPECT_EQ(answer(makeDirectory("/conf")), reply(0));
 
-    EXPECT_EQ(interrupted, 4);
+    EXPECT_EQ(signals.calls(), 4u);
     EXPECT_TRUE(receiver_->listening());
     EXPECT_TRUE(isEmptyDirectory("/conf"));
     EXPECT_EQ(traced(), secTrace({{"recvOp", "name = /conf"}, {"cleanmkdir", "mkdir /conf"}}));
@@ -274,8 +270,8 @@ TEST_F(OrvSyncSecRecords, waitsOnAfterASignal) {
 
 TEST_F(OrvSyncSecRecords, noticesAPeerThatHasVanishedBetweenTwoRecords) {
     int keepsAlive = 0;
-    SyncFaults faults;
-    faults.recv = [&keepsAlive](int from, void* bytes, std::size_t count, int flags) {
+    CallHooks hooks;
+    hooks.recv = [&keepsAlive](int from, void* bytes, std::size_t count, int flags) {
         socklen_t size = sizeof keepsAlive;
         EXPECT_EQ(getsockopt(from, SOL_SOCKET, SO_KEEPALIVE, &keepsAlive, &size), 0);
         return ::recv(from, bytes, count, flags);
@@ -296,8 +292,8 @@ TEST_F(OrvSyncSecRecords, waitsForTheNextRecordAsLongAsItTakesButNotForTheRestOf
     peer.connect(sec.port());
     ASSERT_EQ(sec.startSession(), 0);
     int waits = 0;
-    SyncFaults faults;
-    faults.recv = [&](int from, void* bytes, std::size_t count, int flags) {
+    CallHooks hooks;
+    hooks.recv = [&](int from, void* bytes, std::size_t count, int flags) {
         const ssize_t got = ::recv(from, bytes, count, flags);
         const int error = errno;
         if (got < 0 && ++waits == 3) {

@@ -1,8 +1,9 @@
 // The receiver's construction, its thread, its listener and its sessions.
 #include "sync/OrvSyncSec.h"
 
+#include "testing/CallHooks.h"
+#include "testing/FailingCalls.h"
 #include "testing/sync/SecFixture.h"
-#include "testing/sync/SyncFaults.h"
 
 #include <fcntl.h>
 
@@ -75,13 +76,13 @@ TEST_F(OrvSyncSecStart, runsAThreadThatEndsAtOnce) {
 TEST_F(OrvSyncSecStart, listensOnEveryAddressAtPort5444UnlessToldOtherwise) {
     sockaddr_in asked{};
     int backlog = 0;
-    SyncFaults faults;
-    faults.bind = [&asked](int, const sockaddr* address, socklen_t size) {
+    CallHooks hooks;
+    hooks.bind = [&asked](int, const sockaddr* address, socklen_t size) {
         EXPECT_EQ(size, sizeof asked);
         std::memcpy(&asked, address, sizeof asked);
         return 0;
     };
-    faults.listen = [&backlog](int, int given) {
+    hooks.listen = [&backlog](int, int given) {
         backlog = given;
         return 0;
     };
@@ -101,33 +102,20 @@ TEST_F(OrvSyncSecStart, listensOnEveryAddressAtPort5444UnlessToldOtherwise) {
 
 TEST_F(OrvSyncSecStart, reportsWhatTheListenerCannotDo) {
     struct Row {
-        void (*prepare)(SyncFaults&);
+        const char* call;
         int (OrvSyncSec::*operation)();
         Line line;
         int error;
     };
     const Row rows[] = {
-        {[](SyncFaults& faults) { faults.socket = [] { return failWith(EMFILE); }; },
-         &OrvSyncSec::startConnection,
-         {"startConnection", "socket: Too many open files"},
-         EMFILE},
-        {[](SyncFaults& faults) { faults.bind = [](int, const sockaddr*, socklen_t) { return failWith(EADDRINUSE); }; },
-         &OrvSyncSec::startConnection,
-         {"startConnection", "bind: Address already in use"},
-         EADDRINUSE},
-        {[](SyncFaults& faults) { faults.listen = [](int, int) { return failWith(EADDRINUSE); }; },
-         &OrvSyncSec::listenConnection,
-         {"listenConnection", "listen: Address already in use"},
-         EADDRINUSE},
-        {[](SyncFaults& faults) { faults.accept4 = [](int) { return failWith(EMFILE); }; },
-         &OrvSyncSec::startSession,
-         {"startSession", "accept: Too many open files"},
-         EMFILE},
+        {"socket", &OrvSyncSec::startConnection, {"startConnection", "socket: Too many open files"}, EMFILE},
+        {"bind", &OrvSyncSec::startConnection, {"startConnection", "bind: Address already in use"}, EADDRINUSE},
+        {"listen", &OrvSyncSec::listenConnection, {"listenConnection", "listen: Address already in use"}, EADDRINUSE},
+        {"accept4", &OrvSyncSec::startSession, {"startSession", "accept: Too many open files"}, EMFILE},
     };
     for (const Row& row : rows) {
         OrvSyncSec sec(at(0));
-        SyncFaults faults;
-        row.prepare(faults);
+        const FailingCall failing(row.call, "", row.error);
 
         EXPECT_EQ((sec.*row.operation)(), -1);
 
@@ -161,12 +149,12 @@ TEST_F(OrvSyncSecStart, listensAgainRightAfterASession) {
 
 TEST_F(OrvSyncSecStart, opensTheListenerAndClosesItAgain) {
     std::string order;
-    SyncFaults faults;
-    faults.bind = [&order](int socket, const sockaddr* address, socklen_t size) {
+    CallHooks hooks;
+    hooks.bind = [&order](int socket, const sockaddr* address, socklen_t size) {
         order += "bind ";
         return ::bind(socket, address, size);
     };
-    faults.listen = [&order](int socket, int backlog) {
+    hooks.listen = [&order](int socket, int backlog) {
         order += "listen ";
         return ::listen(socket, backlog);
     };
@@ -186,9 +174,9 @@ TEST_F(OrvSyncSecStart, doesNotListenWhenItCouldNotStartAndClosesWhatItOpened) {
     OrvSyncSec sec(at(0));
     const int before = Descriptor(dup(0)).get();
     bool listened = false;
-    SyncFaults faults;
-    faults.bind = [](int, const sockaddr*, socklen_t) { return failWith(EACCES); };
-    faults.listen = [&listened](int, int) {
+    CallHooks hooks;
+    hooks.bind = [](int, const sockaddr*, socklen_t) { return failWith(EACCES); };
+    hooks.listen = [&listened](int, int) {
         listened = true;
         return 0;
     };
@@ -204,8 +192,7 @@ TEST_F(OrvSyncSecStart, doesNotListenWhenItCouldNotStartAndClosesWhatItOpened) {
 TEST_F(OrvSyncSecStart, failsAndClosesWhenItCannotListen) {
     OrvSyncSec sec(at(0));
     const int before = Descriptor(dup(0)).get();
-    SyncFaults faults;
-    faults.listen = [](int, int) { return failWith(EADDRINUSE); };
+    const FailingCall failing("listen", "", EADDRINUSE);
 
     EXPECT_EQ(sec.handleSyncOps(), -1);
 
@@ -218,15 +205,11 @@ TEST_F(OrvSyncSecStart, failsAndClosesWhenItCannotListen) {
 TEST_F(OrvSyncSecStart, acceptsAfterASignal) {
     PlainSocket peer;
     peer.connect(receiver_->port());
-    int calls = 0;
-    SyncFaults faults;
-    faults.accept4 = [&calls](int socket) {
-        return ++calls == 1 ? failWith(EINTR) : ::accept4(socket, nullptr, nullptr, SOCK_CLOEXEC);
-    };
+    const FailingCall signal("accept4", "", EINTR, 0, 1);
 
     EXPECT_EQ(receiver_->startSession(), 0);
 
-    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(signal.calls(), 2u);
     EXPECT_EQ(peer_->readAll(), "");  // the former session has ended
 }
 

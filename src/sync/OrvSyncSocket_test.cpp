@@ -1,6 +1,6 @@
 #include "sync/OrvSyncSocket.h"
 
-#include "testing/sync/SyncFaults.h"
+#include "testing/FailingCalls.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -96,21 +96,18 @@ TEST(OrvSyncSocket, goesOnAfterASignal) {
     Pair pair;
     OrvSyncSocket socket;
     socket.take(std::move(pair.ours));
-    int interrupted = 0;
-    SyncFaults faults;
-    faults.send = [&](int to, const void* bytes, std::size_t count, int flags) -> ssize_t {
-        return interrupted++ == 0 ? failWith(EINTR) : ::send(to, bytes, count, flags);
-    };
-    faults.recv = [&](int from, void* bytes, std::size_t count, int flags) -> ssize_t {
-        return interrupted++ == 1 ? failWith(EINTR) : ::recv(from, bytes, count, flags);
-    };
     const std::vector<std::uint8_t> word{1, 2, 3, 4};
     std::vector<std::uint8_t> got(4);
 
-    EXPECT_EQ(socket.send(word), 4);
-    interrupted = 1;
+    {
+        const FailingCall signal("send", "", EINTR, 0, 1);
+        EXPECT_EQ(socket.send(word), 4);
+        EXPECT_EQ(signal.calls(), 2u);
+    }
     ASSERT_EQ(send(pair.theirs.get(), "abcd", 4, 0), 4);
+    const FailingCall signal("recv", "", EINTR, 0, 1);
     EXPECT_EQ(socket.receive(got), 4);
+    EXPECT_EQ(signal.calls(), 2u);
     EXPECT_EQ(got, (std::vector<std::uint8_t>{'a', 'b', 'c', 'd'}));
 }
 
