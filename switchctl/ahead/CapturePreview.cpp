@@ -2,12 +2,12 @@
 
 #include "base/OrvPaths.h"
 #include "host_root.h"
-#include "switchctl/ahead/AheadWords.h"
 #include "switchctl/ahead/ProbedProfile.h"
 #include "switchctl/ahead/RunAhead.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/PlainFile.h"
 #include "switchctl/text/Text.h"
+#include "switchctl/traces/DaemonWords.h"
 
 #include <algorithm>
 #include <ctime>
@@ -34,7 +34,7 @@ ProbedProfile probed(const std::string& name, const std::vector<Attribute>& attr
     ahead::Timetable table = tableOf(attributes, now);
     table.steps = {{PROBE_AT, Act::kProbe, 0, ""}};
     table.end = PROBE_AT + ahead::kSecond;
-    table.listenFor = {std::string(AheadWords::PROFILE.text)};
+    table.listenFor = {std::string(DaemonWords::PROFILE.text)};
     const auto profiles = ProbedProfile::allAt(RunAhead::play(table).traces, PROBE_AT);
     const auto found = std::ranges::find(profiles, name, &ProbedProfile::name);
     if (found == profiles.end()) {
@@ -102,11 +102,11 @@ CapturePreview CapturePreview::of(const std::string& profile, const std::vector<
                                   std::int64_t now) {
     ProbedProfile known = probed(profile, attributes, now);
     CapturePreview preview;
-    preview.day = known.values[AheadWords::DAY];
-    preview.time = known.values[AheadWords::TIME];
-    preview.weeks = known.values[AheadWords::WEEKS];
-    const std::int64_t first = secondsOf(known.values[AheadWords::NEXT]);
-    if (first < now || known.values[AheadWords::ENABLED] != "1") {
+    preview.day = known.values[DaemonWords::CAPTURE_DAY];
+    preview.time = known.values[DaemonWords::CAPTURE_TIME];
+    preview.weeks = known.values[DaemonWords::CAPTURE_WEEKS];
+    const std::int64_t first = secondsOf(known.values[DaemonWords::CAPTURE_NEXT]);
+    if (first < now || known.values[DaemonWords::CAPTURE_ENABLED] != "1") {
         throw Refused("the profile " + profile + " has no capture");
     }
     const std::int64_t weeks = Text::number(preview.weeks, 1, 1000).value_or(1);

@@ -5,10 +5,10 @@
 #include "host_root.h"
 #include "mesg/OrvCHMesg.h"
 #include "mesg/OrvMesgNumbers.h"
-#include "switchctl/ahead/AheadWords.h"
 #include "switchctl/ahead/ProbedProfile.h"
 #include "switchctl/ahead/RunAhead.h"
 #include "switchctl/text/PlainFile.h"
+#include "switchctl/traces/DaemonWords.h"
 #include "switchctl/traces/ProbeTrace.h"
 
 #include <algorithm>
@@ -89,13 +89,13 @@ std::vector<ahead::FlashFile> filesOf(const QueueFiles& queue) {
 
 void readVerdict(EventPreview::Admission& admission, const std::string& trace) {
     const auto has = [&](std::string_view words) { return trace.find(words) != std::string::npos; };
-    if (has(AheadWords::TOO_LARGE)) {
+    if (has(DaemonWords::TOO_LARGE)) {
         admission.verdict = Verdict::REFUSED;
         admission.text = "refuses it: it is larger than all the space that the queue may use";
-    } else if (has(AheadWords::NO_ROOM)) {
+    } else if (has(DaemonWords::NO_ROOM)) {
         admission.verdict = Verdict::REFUSED;
         admission.text = "refuses it: no room can be made";
-    } else if (has(AheadWords::ADDED)) {
+    } else if (has(DaemonWords::ADDED_TO_SEND)) {
         admission.verdict = Verdict::TAKEN;
         admission.text = "takes it";
     }
@@ -109,7 +109,7 @@ void readVerdicts(EventPreview::Admission& admission, const std::vector<ahead::T
         }
         readVerdict(admission, trace.text);
         // What is mailed leaves the queue as well.
-        if (!mailing && trace.text.find(AheadWords::REMOVED) != std::string::npos) {
+        if (!mailing && trace.text.find(DaemonWords::REMOVED_FROM_SEND) != std::string::npos) {
             ++admission.discarded;
         }
     }
@@ -140,7 +140,7 @@ void raiseQuotas(ahead::Timetable& table) {
             raise(table.attributes, "Global.Callhome.FilesAllowed", values[DaemonWords::FILES_ALLOWED],
                   values[DaemonWords::WAITING]);
             raise(table.attributes, "Global.Callhome.FileSystemSpaceAllowed", values[DaemonWords::SPACE_ALLOWED],
-                  values[AheadWords::SPACE_IN_USE]);
+                  values[DaemonWords::SPACE_IN_USE]);
         }
     }
 }
@@ -150,7 +150,7 @@ bool isRepeatOf(const QueueEntry& entry, const std::string& key) {
 }
 
 void askTheDaemon(EventPreview& preview, const LogRecord& event, ahead::Timetable table, std::int32_t level) {
-    table.listenFor = {std::string(AheadWords::PROFILE.text), "OrvCHMesgQ "};
+    table.listenFor = {std::string(DaemonWords::PROFILE.text), std::string(DaemonWords::QUEUE.module) + " "};
     const ahead::Outcome outcome = RunAhead::play(table);
     const auto before = ProbedProfile::allAt(outcome.traces, BEFORE_AT);
     const auto after = ProbedProfile::allAt(outcome.traces, AFTER_AT);
@@ -168,10 +168,10 @@ void askTheDaemon(EventPreview& preview, const LogRecord& event, ahead::Timetabl
     readVerdicts(preview.admission, outcome.traces, true);
     for (const ahead::Trace& trace : outcome.traces) {
         auto values = ProbeTrace::valuesIn(trace.text, DaemonWords::QUEUE);
-        if (values[AheadWords::THROTTLES] == "true") {
+        if (values[DaemonWords::THROTTLES] == "true") {
             preview.throttles = true;
             preview.repeatSeconds = static_cast<std::uint32_t>(
-                Text::number(Text::split(values[AheadWords::THROTTLE_PERIOD], ' ')[0], 0, UINT32_MAX).value_or(0));
+                Text::number(Text::split(values[DaemonWords::THROTTLE_PERIOD], ' ')[0], 0, UINT32_MAX).value_or(0));
         }
     }
 }
@@ -182,7 +182,7 @@ void askBesideTheQueue(EventPreview& preview, ahead::Timetable table, const Queu
     table.steps.insert(table.steps.begin(), {{0, Act::kRefuses, 0, ""}, {0, Act::kRefuses, 1, ""}});
     table.steps.pop_back();
     table.end = EVENT_AT + ahead::kSecond / 2;
-    table.listenFor = {"OrvCHMesgQ "};
+    table.listenFor = {std::string(DaemonWords::QUEUE.module) + " "};
     raiseQuotas(table);
     preview.admission = {};
     readVerdicts(preview.admission, RunAhead::play(table).traces, false);

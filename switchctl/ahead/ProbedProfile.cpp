@@ -1,7 +1,7 @@
 #include "switchctl/ahead/ProbedProfile.h"
 
-#include "switchctl/ahead/AheadWords.h"
 #include "switchctl/text/Text.h"
+#include "switchctl/traces/DaemonWords.h"
 #include "switchctl/traces/TraceRecords.h"
 
 namespace {
@@ -15,15 +15,15 @@ ProbedProfile profileOf(std::string_view message) {
         }
         const std::string key = Text::trim(line.substr(0, equals));
         const std::string value = line.substr(equals + 3);
-        if (key.starts_with(AheadWords::RECIPIENT)) {
+        if (key.starts_with(DaemonWords::RECIPIENT)) {
             profile.recipients.push_back(value);
         }
         profile.values.emplace(key, value);  // texts of the operator's come first
     }
-    profile.name = profile.values[AheadWords::NAME];
-    profile.level = profile.values[AheadWords::LEVEL];
+    profile.name = profile.values[DaemonWords::PROFILE_NAME];
+    profile.level = profile.values[DaemonWords::PROFILE_LEVEL];
     profile.processed =
-        static_cast<std::uint32_t>(Text::number(profile.values[AheadWords::PROCESSED], 0, UINT32_MAX).value_or(0));
+        static_cast<std::uint32_t>(Text::number(profile.values[DaemonWords::PROCESSED], 0, UINT32_MAX).value_or(0));
     return profile;
 }
 
@@ -33,7 +33,7 @@ std::vector<ProbedProfile> ProbedProfile::allAt(const std::vector<ahead::Trace>&
     std::vector<ProbedProfile> profiles;
     for (const ahead::Trace& trace : traces) {
         for (const TraceRecord& record : traceRecords(trace.text)) {
-            if (trace.at == moment && record.is(AheadWords::PROFILE)) {
+            if (trace.at == moment && record.is(DaemonWords::PROFILE)) {
                 profiles.push_back(profileOf(record.message));
             }
         }

@@ -1,9 +1,9 @@
 #include "switchctl/ahead/Rehearsal.h"
 
-#include "switchctl/ahead/AheadWords.h"
 #include "switchctl/ahead/RunAhead.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/Text.h"
+#include "switchctl/traces/DaemonWords.h"
 #include "switchctl/traces/ProbeTrace.h"
 
 #include <algorithm>
@@ -168,7 +168,7 @@ Rehearsal::Endurance enduranceOf(const std::vector<Attribute>& attributes, std::
          hours *= 5) {
         const RehearsalPlan plan = offline(hours * RehearsalPlan::HOUR, rate);
         ahead::Timetable table = tableOf(plan, attributes, begin);
-        table.listenFor = {AheadWords::REMOVED, AheadWords::TOO_LARGE, AheadWords::NO_ROOM};
+        table.listenFor = {DaemonWords::REMOVED_FROM_SEND, DaemonWords::TOO_LARGE, DaemonWords::NO_ROOM};
         endurance.looked = plan.seconds;
         for (const ahead::Trace& trace : RunAhead::play(table).traces) {
             if (trace.at >= moment(0)) {

@@ -13,7 +13,6 @@ namespace {
 
 using Span = QueueLives::Span;
 
-constexpr std::string_view ENVELOPE_BEGINS = "Processing envelope[";
 // The entries about a try are written when its outcome has come back.
 constexpr std::int64_t BEHIND = SECOND / 2;
 constexpr std::int64_t MILLISECOND = 1000;
@@ -36,7 +35,7 @@ std::optional<std::string> said(const TraceRecord& record) {
     if (record.is(DaemonWords::RECEIVED)) {
         return "< " + dialogueLine(record.message, DaemonWords::RECEIVED);
     }
-    if (record.is(DaemonWords::HELLO) || record.message.starts_with(ENVELOPE_BEGINS)) {
+    if (record.is(DaemonWords::HELLO) || record.is(DaemonWords::ENVELOPE)) {
         return Text::split(record.message, '\n').front();
     }
     return std::nullopt;
@@ -67,8 +66,8 @@ void addDialogues(const TimelineSources& sources, const std::string& profile, Ti
     bool its = false;
     for (const TraceRecord& record : traceRecords(sources.sendTrace)) {
         const std::string_view message = record.message;
-        if (message.starts_with(ENVELOPE_BEGINS)) {
-            const std::string_view name = message.substr(ENVELOPE_BEGINS.size());
+        if (record.is(DaemonWords::ENVELOPE)) {
+            const std::string_view name = message.substr(DaemonWords::ENVELOPE.text.size());
             its = name.substr(0, name.rfind(']')) == profile;
             timeline.found = timeline.found || its;
         } else if (record.is(DaemonWords::HELLO)) {

@@ -31,6 +31,27 @@ inline constexpr TraceWords QUEUE_ADDS = {"OrvCHMesgQ", "addInternal", ""};
 inline constexpr TraceWords QUEUE_REMOVES = {"OrvCHMesgQ", "removeInternal", ""};
 inline constexpr TraceWords MESSAGE_DONE = {"OrvCHMesgQ", "peekDelete", ""};
 inline constexpr std::string_view COMPLETED = " has completed processing";
+// In front of an entry's number, and of the list that it comes to or leaves.
+inline constexpr std::string_view ENTRY_BEGINS = "entry (";
+inline constexpr std::string_view ADDED = " added to the ";
+inline constexpr std::string_view REMOVED = " removed from the ";
+// The same of the list that is mailed from.
+inline constexpr const char* ADDED_TO_SEND = " added to the send queue";
+inline constexpr const char* REMOVED_FROM_SEND = " removed from the send queue";
+// An entry's file is written or goes; in front of its path.
+inline constexpr TraceWords QUEUE_SAVES = {"OrvCHMesgQ", "saveEntryToFile", ""};
+inline constexpr TraceWords QUEUE_DELETES = {"OrvCHMesgQ", "deleteEntryFile", ""};
+inline constexpr std::string_view FILE_BEGINS = "file=";
+// What goes on between the parts of one step, and a repeat of what is there.
+inline constexpr TraceWords QUEUE_ORDERS = {"OrvCHMesgQ", "updateOrderFile", ""};
+inline constexpr TraceWords QUEUE_CHORES = {"OrvCHMesgQ", "oneSecondChores", ""};
+inline constexpr TraceWords QUEUE_TAKES = {"OrvCHMesgQ", "add", ""};
+inline constexpr std::string_view REPEAT = "already on ";
+// Why a message is not taken.
+inline constexpr const char* TOO_LARGE = "message too big!";
+inline constexpr const char* NO_ROOM = "unable to make room";
+// All that the send thread asks the queue for begins with this.
+inline constexpr std::string_view PEEKS = "peek";
 // Rows of the table that follows a move: how many wait, early ones and others.
 inline constexpr std::string_view EARLY_ROW = "\n    init ";
 inline constexpr std::string_view WAITING_ROW = "\n    send ";
@@ -44,6 +65,8 @@ inline constexpr TraceWords THREAD_GIVES_UP = {"OrvThread", "pushSwLogAppMesg", 
 
 // A dialogue with a mail server.
 inline constexpr TraceWords HELLO = {"OrvSendDialogue", "presentClient", "Send SMTP client identity as "};
+// A mail's way to one profile begins; the name and a bracket follow.
+inline constexpr TraceWords ENVELOPE = {"OrvSendDialogue", "sendEnvelope", "Processing envelope["};
 inline constexpr TraceWords SENT = {"OrvSMTPClient", "", "SMTP Send (incl CRLF) {"};
 inline constexpr TraceWords RECEIVED = {"OrvSMTPClient", "", "SMTP StatusSMTPResponse (incl CRLF) {"};
 // After the first failure of a series.
@@ -62,7 +85,20 @@ inline constexpr TraceWords QUEUE = {"OrvCHMesgQ", "probe", "Call Home Message Q
 inline constexpr TraceWords STATISTICS = {"OrvCHMesgQ", "probe", "Call Home Message Queue Internal Stats:"};
 inline constexpr TraceWords CAPTURES = {"OrvCHCapture", "probe", "CronCapture Information:"};
 inline constexpr TraceWords DIALOGUE = {"OrvCHClient", "probe", "SMTP Dialogue Information:"};
+inline constexpr TraceWords PROFILE = {"OrvCHProfile", "dumpProfileInfo", "\nProfile Information:"};
 // Their keys.
+inline constexpr const char* PROFILE_NAME = "Name";
+inline constexpr const char* PROFILE_LEVEL = "Level";
+inline constexpr const char* PROCESSED = "ProcessedCount";
+inline constexpr const char* RECIPIENT = "Email Addr[";  // and a number
+inline constexpr const char* CAPTURE_DAY = "DayOfWeek";
+inline constexpr const char* CAPTURE_TIME = "TimeOfDay";
+inline constexpr const char* CAPTURE_WEEKS = "Interval";
+inline constexpr const char* CAPTURE_ENABLED = "CaptureEnable";
+inline constexpr const char* CAPTURE_NEXT = "NextExecution";
+inline constexpr const char* THROTTLES = "throttleDuplicates";
+inline constexpr const char* THROTTLE_PERIOD = "throttleDuplicatesPeriod";
+inline constexpr const char* SPACE_IN_USE = "spaceInUse (total all queues)";
 inline constexpr const char* DIALOGUE_NAME = "SMTPDialogue";  // none of the required dialogue
 inline constexpr const char* CONDITION = "Condition";
 inline constexpr const char* CONFIG = "Config";

@@ -52,7 +52,8 @@ constexpr TraceWords RECORDS[] = {STARTED,         START_FAILED, LOOKUPS_UNSENT,
                                   PROBE_BEGINS,    PROBE_ENDS,   STATE,          QUEUE,          STATISTICS,
                                   THREAD_GIVES_UP, READ_BEGINS,  ADDRESS_TOLD,   MESSAGE_OPENED, CRITICAL_FAILURE,
                                   CAPTURE_BEGINS,  CAPTURE_DONE, CAPTURES,       MESSAGE_COMES,  QUEUE_ADDS,
-                                  QUEUE_REMOVES,   MESSAGE_DONE, DIALOGUE};
+                                  QUEUE_REMOVES,   MESSAGE_DONE, DIALOGUE,       QUEUE_SAVES,    QUEUE_DELETES,
+                                  QUEUE_ORDERS,    QUEUE_CHORES, QUEUE_TAKES,    ENVELOPE};
 
 TEST(DaemonWords, areThoseThatTheDaemonTraces) {
     for (const TraceWords& words : RECORDS) {
@@ -63,9 +64,26 @@ TEST(DaemonWords, areThoseThatTheDaemonTraces) {
     EXPECT_TRUE(isInSources(std::string(FILE_ERROR.text) + "%s(%d)"));
     EXPECT_TRUE(isInSources(std::string("\\n") + std::string(FAREWELL) + "\""));
     EXPECT_TRUE(isInSources("entry (%u)" + std::string(COMPLETED)));
+    EXPECT_TRUE(isInSources("\"" + escaped(PROFILE.text.substr(1))));
+    for (const std::string_view words : {ENTRY_BEGINS, FILE_BEGINS}) {
+        EXPECT_TRUE(isInSources('"' + std::string(words) + '%')) << words;
+    }
+    for (const std::string_view words : {REPEAT, std::string_view(TOO_LARGE), std::string_view(NO_ROOM)}) {
+        EXPECT_TRUE(isInSources('"' + std::string(words))) << words;
+    }
     for (const std::string_view row : {EARLY_ROW, WAITING_ROW}) {
         EXPECT_TRUE(std::regex_search(sources(), std::regex(escaped(row).replace(0, 2, "\\\\n") + " *%10u"))) << row;
     }
+}
+
+TEST(DaemonWords, tellOfMovesAsTheDaemonDoes) {
+    EXPECT_TRUE(isInSources("\"entry (%u) %s the %s queue"));
+    for (const std::string_view move : {ADDED, REMOVED}) {
+        const std::string way(move.substr(1, move.find(" the ") - 1));
+        EXPECT_TRUE(isInSources('"' + way + '"')) << way;
+    }
+    EXPECT_EQ(ADDED_TO_SEND, std::string(ADDED) + "send queue");
+    EXPECT_EQ(REMOVED_FROM_SEND, std::string(REMOVED) + "send queue");
 }
 
 TEST(DaemonWords, areTracedByMethodsThatTheDaemonHas) {
@@ -105,9 +123,21 @@ TEST(DaemonWords, haveTheKeysThatTheDaemonsProbeHas) {
                             OPEN_NOW,
                             EARLY,
                             WAITING,
-                            PERSISTENT}) {
+                            PERSISTENT,
+                            THROTTLES,
+                            THROTTLE_PERIOD,
+                            SPACE_IN_USE,
+                            PROFILE_NAME,
+                            PROFILE_LEVEL,
+                            PROCESSED,
+                            CAPTURE_DAY,
+                            CAPTURE_TIME,
+                            CAPTURE_WEEKS,
+                            CAPTURE_ENABLED,
+                            CAPTURE_NEXT}) {
         EXPECT_TRUE(std::regex_search(sources(), std::regex("(\\\\n|\") *" + quoted(key) + " *= %"))) << key;
     }
+    EXPECT_TRUE(isInSources(" " + std::string(RECIPIENT) + "%u] = %"));
 }
 
 }  // namespace

@@ -1,25 +1,19 @@
 #include "switchctl/traces/QueueLives.h"
 
 #include "switchctl/text/Text.h"
+#include "switchctl/traces/DaemonWords.h"
 
 #include <string_view>
 
 namespace {
 
-constexpr std::string_view QUEUE_MODULE = "OrvCHMesgQ ";
-constexpr std::string_view ENTRY_BEGINS = "entry (";
-constexpr std::string_view ADDED = " added to the ";
-constexpr std::string_view REMOVED = " removed from the ";
-constexpr std::string_view FILE_BEGINS = "file=";
-constexpr std::string_view REPEAT = "already on ";
-
 // The number behind "entry (", wherever that stands.
 std::optional<std::uint32_t> entryIn(std::string_view message) {
-    const std::size_t place = message.find(ENTRY_BEGINS);
+    const std::size_t place = message.find(DaemonWords::ENTRY_BEGINS);
     if (place == std::string_view::npos) {
         return std::nullopt;
     }
-    const std::string_view rest = message.substr(place + ENTRY_BEGINS.size());
+    const std::string_view rest = message.substr(place + DaemonWords::ENTRY_BEGINS.size());
     const auto number = Text::number(rest.substr(0, rest.find(')')), 0, UINT32_MAX);
     return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
 }
@@ -36,36 +30,37 @@ std::string firstLine(std::string_view message) {
 }  // namespace
 
 void QueueLives::take(const TraceRecord& record) {
-    if (!record.method.starts_with(QUEUE_MODULE)) {
+    const std::size_t blank = record.method.find(' ');
+    if (blank == std::string_view::npos || record.method.substr(0, blank) != DaemonWords::QUEUE.module) {
         return;
     }
-    const std::string_view method = record.method.substr(QUEUE_MODULE.size());
+    const std::string_view method = record.method.substr(blank + 1);
     const std::string_view message = record.message;
     const std::int64_t time = record.time().value_or(0);
-    if (method == "addInternal" || method == "removeInternal") {
+    if (record.is(DaemonWords::QUEUE_ADDS) || record.is(DaemonWords::QUEUE_REMOVES)) {
         takeMove(message, time);
-    } else if (method == "saveEntryToFile" || method == "deleteEntryFile") {
-        takeFile(method, message, time);
-    } else if (method.starts_with("peek")) {
+    } else if (record.is(DaemonWords::QUEUE_SAVES) || record.is(DaemonWords::QUEUE_DELETES)) {
+        takeFile(record.is(DaemonWords::QUEUE_SAVES), message, time);
+    } else if (method.starts_with(DaemonWords::PEEKS)) {
         inHand_.reset();
-        takeSend(method, message, time);
-    } else if (method == "add") {
+        takeSend(method == DaemonWords::MESSAGE_OPENED.method, message, time);
+    } else if (record.is(DaemonWords::QUEUE_TAKES)) {
         inHand_.reset();
-        if (saved_ && message.starts_with(REPEAT)) {
+        if (saved_ && message.starts_with(DaemonWords::REPEAT)) {
             tell(*saved_, time, "queue", "a repeat is counted: " + firstLine(message));
         }
-    } else if (method != "updateOrderFile" && method != "oneSecondChores") {
+    } else if (!record.is(DaemonWords::QUEUE_ORDERS) && !record.is(DaemonWords::QUEUE_CHORES)) {
         inHand_.reset();
     }
 }
 
 void QueueLives::takeMove(std::string_view message, std::int64_t time) {
     const auto number = entryIn(message);
-    const bool added = message.find(ADDED) != std::string_view::npos;
-    if (!number || (!added && message.find(REMOVED) == std::string_view::npos)) {
+    const bool added = message.find(DaemonWords::ADDED) != std::string_view::npos;
+    if (!number || (!added && message.find(DaemonWords::REMOVED) == std::string_view::npos)) {
         return;
     }
-    const std::string list = wordBehind(message, added ? ADDED : REMOVED);
+    const std::string list = wordBehind(message, added ? DaemonWords::ADDED : DaemonWords::REMOVED);
     const Place place{list, *number};
     if (!added) {
         inHand_ = lifeAt(place);
@@ -82,11 +77,11 @@ void QueueLives::takeMove(std::string_view message, std::int64_t time) {
     tell(life, time, "queue", "comes to the " + list + " queue as number " + std::to_string(*number));
 }
 
-void QueueLives::takeFile(std::string_view method, std::string_view message, std::int64_t time) {
-    if (!message.starts_with(FILE_BEGINS)) {
+void QueueLives::takeFile(bool saved, std::string_view message, std::int64_t time) {
+    if (!message.starts_with(DaemonWords::FILE_BEGINS)) {
         return;
     }
-    const std::string file = wordBehind(message, FILE_BEGINS);
+    const std::string file = wordBehind(message, DaemonWords::FILE_BEGINS);
     const auto parts = Text::split(file, '/');
     const auto number = parts.size() > 2 && parts.back().starts_with('m')
                             ? Text::number(parts.back().substr(1), INT32_MIN, UINT32_MAX)
@@ -94,19 +89,18 @@ void QueueLives::takeFile(std::string_view method, std::string_view message, std
     if (!number) {
         return;
     }
-    const bool saved = method == "saveEntryToFile";
     const std::size_t life = lifeAt({parts[parts.size() - 2], static_cast<std::uint32_t>(*number)});
     saved_ = saved ? std::optional(life) : saved_;
     tell(life, time, "flash", (saved ? "is written to " : "its file goes: ") + file);
 }
 
-void QueueLives::takeSend(std::string_view method, std::string_view message, std::int64_t time) {
+void QueueLives::takeSend(bool opened, std::string_view message, std::int64_t time) {
     const auto number = entryIn(message);
     if (!number) {
         return;
     }
     const std::size_t life = lifeAt({"send", *number});
-    if (method == "peekOpen") {
+    if (opened) {
         lives_[life].sends.push_back({time, INT64_MAX});
         tell(life, time, "queue", "goes to the send thread");
         return;

@@ -35,8 +35,8 @@ private:
     using Place = std::pair<std::string, std::uint32_t>;
 
     void takeMove(std::string_view message, std::int64_t time);
-    void takeFile(std::string_view method, std::string_view message, std::int64_t time);
-    void takeSend(std::string_view method, std::string_view message, std::int64_t time);
+    void takeFile(bool saved, std::string_view message, std::int64_t time);
+    void takeSend(bool opened, std::string_view message, std::int64_t time);
     std::size_t lifeAt(const Place& place);
     void tell(std::size_t life, std::int64_t time, const char* source, std::string text);
 
