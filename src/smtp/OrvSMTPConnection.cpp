@@ -2,6 +2,7 @@
 
 #include "base/OrvSocketLimits.h"
 #include "base/OrvText.h"
+#include "catalogue/OrvSendReasons.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -25,13 +26,13 @@ constexpr std::array<const char*, 14> kErrorNames{
     "SMTP RCPT TO Error",
     "SMTP DATA Error",
     "SMTP DATA END Error",
-    "SMTP RESPONSE Error",
+    orv_reason::kResponse,
     "SMTP RESET error",
-    "DNS Hostname Resolve Error",
+    orv_reason::kResolve,
     "Set Network Address Error",
     "Socket Create Error",
-    "Connect Error",
-    "Socket Closed Error",
+    orv_reason::kConnect,
+    orv_reason::kSocketClosed,
     "Write Started Error",
 };
 

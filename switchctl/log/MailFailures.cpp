@@ -1,13 +1,29 @@
 #include "switchctl/log/MailFailures.h"
 
 #include "catalogue/OrvLogEntries.h"
+#include "catalogue/OrvSendReasons.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 std::string serverText(const std::string& address, const std::string& port) {
     const bool isIPv6 = address.find(':') != std::string::npos;
     return (isIPv6 ? "[" + address + "]" : address) + ":" + port;
+}
+
+MailFailures::Stage MailFailures::Server::stage() const {
+    constexpr std::pair<std::string_view, Stage> STAGES[] = {{orv_reason::kResolve, Stage::RESOLVE},
+                                                             {orv_reason::kConnect, Stage::CONNECT},
+                                                             {orv_reason::kSocketClosed, Stage::CLOSED},
+                                                             {orv_reason::kResponse, Stage::RESPONSE}};
+    const auto* const known = std::ranges::find(STAGES, reason, &std::pair<std::string_view, Stage>::first);
+    return known == std::ranges::end(STAGES) ? Stage::OTHER : known->second;
+}
+
+bool MailFailures::Server::withoutError() const {
+    return description == std::strerror(0);
 }
 
 MailFailures::Saying MailFailures::Saying::of(const OrvCatalogueMatch& entry) {

@@ -13,6 +13,9 @@ public:
     // What the daemon asks for first when it reads its servers.
     static constexpr const char* SERVERS_KEY = "Global.Callhome.SMTPGatewayEnable";
 
+    // What a mail failed for.
+    enum class Stage { RESOLVE, CONNECT, CLOSED, RESPONSE, OTHER };
+
     // Times in microseconds since 1970.
     struct Server {
         std::string server;  // address and port
@@ -21,6 +24,10 @@ public:
         std::string response;  // the server's; "" for none
         std::int64_t time = 0;
         bool otherWorks = false;  // Mails went out since, through the other one.
+
+        Stage stage() const;
+        // The system has nothing to say against it: a server that closed the connection in order.
+        bool withoutError() const;
     };
     struct Recipient {
         std::string profile;

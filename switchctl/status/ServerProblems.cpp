@@ -14,6 +14,7 @@
 namespace {
 
 using Failure = MailFailures::Server;
+using Stage = MailFailures::Stage;
 
 // A server may think about a reply for so long.
 constexpr std::int64_t PATIENCE = 5 * SECOND;
@@ -82,19 +83,21 @@ std::optional<std::string> refusedCommand(const StatusFacts& facts, const Failur
 
 StatusProblem problemOf(const StatusFacts& facts, const Failure& failure) {
     const std::string& server = failure.server;
-    if (!failure.response.empty() && failure.reason == "SMTP RESPONSE Error") {
-        return ReplyVerdict::of(
-            {server, refusedCommand(facts, failure), failure.response, facts.attribute("Global.Callhome.FromAddr")});
-    }
-    if (failure.reason == "DNS Hostname Resolve Error") {
-        return problem::kServerUnresolved(server, failure.description);
-    }
-    if (failure.reason == "Connect Error") {
-        return problem::kServerUnreachable(server, failure.description);
-    }
-    if (failure.reason == "Socket Closed Error") {
-        return problem::kServerBreaksOff(server,
-                                         failure.description == "Success" ? "it closed it" : failure.description);
+    switch (failure.stage()) {
+        case Stage::RESPONSE:
+            if (failure.response.empty()) {
+                break;
+            }
+            return ReplyVerdict::of({server, refusedCommand(facts, failure), failure.response,
+                                     facts.attribute("Global.Callhome.FromAddr")});
+        case Stage::RESOLVE:
+            return problem::kServerUnresolved(server, failure.description);
+        case Stage::CONNECT:
+            return problem::kServerUnreachable(server, failure.description);
+        case Stage::CLOSED:
+            return problem::kServerBreaksOff(server, failure.withoutError() ? "it closed it" : failure.description);
+        case Stage::OTHER:
+            break;
     }
     return problem::kServerFails(server, failure.reason + ", " + failure.description);
 }
