@@ -21,6 +21,9 @@ struct OrvCatalogueRow {
     const char* since;
     const char* cause;
     const char* remedy;  // empty: nothing to be done
+
+    // It tells of nothing unusual: its cause says so in its first word.
+    bool isOrdinary() const { return std::string_view(cause).starts_with("Ordinary:"); }
 };
 
 std::span<const OrvCatalogueRow> orvCatalogue();

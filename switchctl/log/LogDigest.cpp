@@ -1,6 +1,7 @@
 #include "switchctl/log/LogDigest.h"
 
 #include "MessageCodes.h"
+#include "base/OrvPaths.h"
 #include "switchctl/client/Management.h"
 #include "switchctl/log/LogFilter.h"
 #include "switchctl/text/Second.h"
@@ -66,7 +67,7 @@ using Entry = OrvCatalogueMatch;
 
 // Where the directory of a queue is listed when it is restored.
 bool isListing(const Entry& entry) {
-    return entry.argument(0).starts_with("/tmp/orv-queue-order");
+    return entry.argument(0).starts_with(kOrvQueueListing);
 }
 
 template <EventId EVENT>

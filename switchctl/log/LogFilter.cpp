@@ -36,12 +36,11 @@ std::optional<OrvCatalogueMatch> rowOf(const LogEntry& entry) {
 }
 
 bool isRoutine(const LogEntry& entry) {
-    constexpr std::string_view ORDINARY = "Ordinary:";
     if (entry.number != kOrvLogId || (entry.level != kOrvLogDetail && entry.level != kOrvLogInfo)) {
         return false;
     }
     const auto row = rowOf(entry);
-    return row && std::string_view(row->row.cause).starts_with(ORDINARY);
+    return row && row->row.isOrdinary();
 }
 
 LogPage LogReader::page(std::uint64_t since, std::int64_t level, std::uint32_t limit) {

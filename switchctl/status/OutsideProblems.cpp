@@ -4,6 +4,8 @@
 #include "switchctl/text/Text.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -40,7 +42,7 @@ StatusProblem unconnected(const ServerVisit& visit, const VisitStage& stage) {
                                            "nothing has come back in " + whole(stage.milliseconds) +
                                                " s; the machine is off, or a firewall drops what is sent there");
     }
-    const bool refused = stage.words.find("refused") != std::string::npos;
+    const bool refused = stage.words == std::strerror(ECONNREFUSED);
     return problem::kServerUnreachable(
         visit.server, stage.words + (refused ? "; the machine is there, and nothing listens at that port" : ""));
 }
