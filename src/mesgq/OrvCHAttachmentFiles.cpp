@@ -77,7 +77,10 @@ Descriptor openSubdirectory(int directory, const char* name, unsigned level) {
     return Descriptor(::openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-void cleanOpened(Descriptor opened, const std::string& dir, unsigned level) {
+// Removes all that it can: a start does not end at one file, and the event log names the directory of each that has
+// stayed. Takes every name for a file's until it is told otherwise, and goes down no further than kMostLevels.
+// OrvSyncCleaner stops at the first failure, asks what a name is before it acts, and goes as deep as there is a tree.
+void cleanAsFarAsPossible(Descriptor opened, const std::string& dir, unsigned level) {
     static constexpr char kMethod[] = "cleanDir";
     Directory_Stream directory = readDir(kMethod, std::move(opened), dir);
     if (!directory) {
@@ -91,7 +94,7 @@ void cleanOpened(Descriptor opened, const std::string& dir, unsigned level) {
         if (error == EISDIR) {
             const std::string path = dir + name + "/";
             orvTrace(kTraceModule, kMethod, "Entry: %s\n", path.c_str());
-            cleanOpened(openSubdirectory(directory.descriptor(), name, level + 1), path, level + 1);
+            cleanAsFarAsPossible(openSubdirectory(directory.descriptor(), name, level + 1), path, level + 1);
             static_cast<void>(::unlinkat(directory.descriptor(), name, AT_REMOVEDIR));
         } else {
             // Kept: the directory is named, not the file in it.
@@ -189,5 +192,5 @@ void OrvCHAttachmentFiles::linkDirEntries(const std::string& from, const std::st
 
 void OrvCHAttachmentFiles::cleanDir(const std::string& dir) {
     ORV_TRACE("Entry: %s\n", dir.c_str());
-    cleanOpened(orvOpenDirectory(dir), dir, 1);
+    cleanAsFarAsPossible(orvOpenDirectory(dir), dir, 1);
 }

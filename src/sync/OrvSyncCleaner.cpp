@@ -27,7 +27,7 @@ int OrvSyncCleaner::listNames(Directory_Stream& directory, std::vector<std::stri
     return errno == 0 ? 0 : -1;
 }
 
-int OrvSyncCleaner::empty(const std::string& hostPath) {
+int OrvSyncCleaner::emptyOrFail(const std::string& hostPath) {
     levels_.clear();
     int result = enter(open(AT_FDCWD, hostPath.c_str(), 0));
     while (result == 0 && !levels_.empty()) {

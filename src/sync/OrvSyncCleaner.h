@@ -1,4 +1,5 @@
-// Empties a directory of this machine, for the receiver of the file synchronisation.
+// Empties a directory of this machine whole, or stops at the first failure: the receiver of the file synchronisation
+// answers its peer with one error. The queue's attachments are cleaned otherwise (OrvCHAttachmentFiles).
 //
 // Goes from descriptor to descriptor, so that neither a link nor the length of a path leads it elsewhere; links are
 // removed, not followed. A tree may be as deep as memory allows: a few directories are open at a time, and none of it
@@ -14,9 +15,9 @@
 
 class OrvSyncCleaner {
 public:
-    // Stops at the first failure. 0, or -1 with errno.
-    [[nodiscard]] int empty(const std::string& hostPath);
-    // What empty() was doing when it failed: "opendir", "readdir", "stat" or "remove".
+    // 0, or -1 with errno: what came before it in its order is removed then.
+    [[nodiscard]] int emptyOrFail(const std::string& hostPath);
+    // What emptyOrFail() was doing when it failed: "opendir", "readdir", "stat" or "remove".
     const char* failedCall() const { return call_; }
 
 private:

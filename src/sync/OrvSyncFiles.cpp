@@ -148,5 +148,5 @@ int OrvSyncFiles::cleanrmdir(const std::string& path) {
 int OrvSyncFiles::cleandir(const std::string& path) {
     const std::string where = hostPath(path);
     OrvSyncCleaner cleaner;
-    return cleaner.empty(where) < 0 ? last_.failed(__func__, cleaner.failedCall(), errno) : 0;
+    return cleaner.emptyOrFail(where) < 0 ? last_.failed(__func__, cleaner.failedCall(), errno) : 0;
 }
