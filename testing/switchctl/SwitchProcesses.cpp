@@ -1,10 +1,41 @@
 #include "testing/switchctl/SwitchProcesses.h"
 
+#include "switchd/store/SqliteStore.h"
+#include "testing/Uncatalogued.h"
+
 #include <chrono>
+#include <filesystem>
+#include <vector>
 
 const char* const Program::SWITCHD = SWITCHD_FILE;
 const char* const Program::SWITCHCTL = SWITCHCTL_FILE;
 const char* const Program::DAEMON = DAEMON_FILE;
+
+namespace {
+
+// Nothing where a test has damaged the file.
+std::vector<LogEntry> entriesIn(const std::string& database) {
+    std::vector<LogEntry> entries;
+    std::string reason;
+    const auto store = std::filesystem::exists(database) ? SqliteStore::open(database, reason) : nullptr;
+    if (store) {
+        EXPECT_EQ(store->readSince(0, EventLogStore::CAPACITY, entries), 0) << store->reason();
+    }
+    return entries;
+}
+
+}  // namespace
+
+SwitchProcesses::SwitchProcesses() {
+    Uncatalogued::forget();
+}
+
+SwitchProcesses::~SwitchProcesses() {
+    for (const LogEntry& entry : entriesIn(state() + "/switch.db")) {
+        Uncatalogued::take(entry);
+    }
+    EXPECT_EQ(Uncatalogued::next(), "");
+}
 
 std::unique_ptr<Child> SwitchProcesses::start(const std::string& program, const Words& arguments,
                                               const std::function<void()>& preparation) const {

@@ -23,6 +23,11 @@ struct ProcessOutcome {
 };
 
 class SwitchProcesses : public testing::Test {
+public:
+    SwitchProcesses();
+    // When all processes have ended: what the daemon has logged, as switchd keeps it, has to be in its catalogue.
+    ~SwitchProcesses() override;
+
 protected:
     const std::string& directory() const { return bus_.directory(); }
     std::string state() const { return directory() + "/state"; }
