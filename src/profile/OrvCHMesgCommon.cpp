@@ -6,7 +6,6 @@
 #include "dbg/OrvEventLog.h"
 #include "profile/OrvAddressText.h"
 #include "profile/OrvDsStatus.h"
-#include "profile/OrvIdentityKeys.h"
 #include "profile/OrvSwitchAddresses.h"
 
 #include <array>

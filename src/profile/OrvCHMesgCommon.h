@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 // The texts of the identity, copied out.
 struct OrvIdentity {
@@ -34,6 +35,8 @@ struct OrvIdentity {
 // The sender address that means "not configured"; an empty one means the same.
 inline constexpr char kOrvDefaultSender[] = "<undefined>";
 bool orvIsDefaultSender(const std::string& address);
+// The attributes that the identity is read from, in the order of the request: for whoever reads it without a daemon.
+std::vector<std::string> orvIdentityKeys();
 
 class OrvCHMesgCommon {
 public:

@@ -4,7 +4,6 @@
 #include "host_root.h"
 #include "mesg/OrvCHMesg.h"
 #include "platform/posix/HostRoot.h"
-#include "profile/OrvIdentityKeys.h"
 #include "smtp/OrvMailBuffer.h"
 #include "smtp/OrvMailComposer.h"
 #include "switchctl/text/Errors.h"

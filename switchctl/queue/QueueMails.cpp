@@ -1,6 +1,6 @@
 #include "switchctl/queue/QueueMails.h"
 
-#include "profile/OrvIdentityKeys.h"
+#include "profile/OrvCHMesgCommon.h"
 #include "switchctl/client/Attributes.h"
 #include "switchctl/text/Errors.h"
 #include "switchctl/text/PlainFile.h"
