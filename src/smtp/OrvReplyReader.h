@@ -3,11 +3,13 @@
 // Asks for no memory: the reply to a text must not get lost for want of it. Send thread only.
 #pragma once
 
-#include "smtp/OrvSMTPDialogue.h"
+#include "smtp/OrvSMTPSession.h"
 
 #include <array>
 #include <cstddef>
 #include <string_view>
+
+class OrvSMTPConnection;
 
 class OrvReplyReader {
 public:

@@ -8,6 +8,7 @@
 
 #include "smtp/OrvSMTPConnection.h"
 #include "smtp/OrvSMTPDialogue.h"
+#include "smtp/OrvSMTPSession.h"
 
 #include <chrono>
 #include <cstdint>

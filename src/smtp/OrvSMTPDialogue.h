@@ -5,8 +5,8 @@
 // stands in the session. The client is told which one it is and never asks.
 #pragma once
 
-#include <array>
-#include <cstdint>
+#include "smtp/OrvSMTPSession.h"
+
 #include <string>
 #include <string_view>
 
@@ -15,26 +15,6 @@ class OrvSMTPConnection;
 class OrvSendQueue;
 struct OrvCHEnvelope;
 struct OrvSendParties;
-
-// What is known of a connection's server. Send thread only.
-struct OrvSMTPSession {
-    // The first digit of the reply that agrees to what was said last.
-    char wanted = '2';
-    // The last reply, as far as there is room: no memory is asked for where it counts.
-    std::array<char, 4096> reply{};
-    // What came behind it, and was not asked for.
-    std::array<char, 128> surplus{};
-    // What the server offers.
-    bool eightBitTexts = false;
-    bool sizes = false;
-    std::uint64_t largestMail = 0;  // bytes; 0: any
-};
-
-// A server's answer.
-struct OrvSMTPReply {
-    const char* text = nullptr;   // null: the connection is lost, errno tells why
-    const char* fault = nullptr;  // null: the server agrees; else what the operator is told
-};
 
 // What can be done about recipients that are due for another try. Main thread.
 class OrvSendRetries {
