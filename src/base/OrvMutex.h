@@ -38,20 +38,19 @@ private:
     Mutex& mutex_;
 };
 
-// A condition on a mutex of its user, who holds that mutex in wait().
+// A condition on what a mutex of its user guards. Every wait() names that mutex, as the assertion's text has it.
 class CondLock {
 public:
-    explicit CondLock(Mutex& mutex) : cmutex(mutex) { ORV_ASSERT(pthread_cond_init(&cond, nullptr) == 0); }
+    CondLock() { ORV_ASSERT(pthread_cond_init(&cond, nullptr) == 0); }
     ~CondLock() { ORV_ASSERT(pthread_cond_destroy(&cond) == 0); }
     CondLock(const CondLock&) = delete;
     CondLock& operator=(const CondLock&) = delete;
 
-    void wait() { ORV_ASSERT(pthread_cond_wait(&cond, &cmutex.mutex) == 0); }
+    void wait(Mutex& cmutex) ORV_REQUIRES(cmutex) { ORV_ASSERT(pthread_cond_wait(&cond, &cmutex.mutex) == 0); }
     void signal() { ORV_ASSERT(pthread_cond_signal(&cond) == 0); }
     void broadcast() { ORV_ASSERT(pthread_cond_broadcast(&cond) == 0); }
 
 private:
-    Mutex& cmutex;
     pthread_cond_t cond;
 };
 

@@ -27,7 +27,7 @@ TEST(OrvMutex, letsOneThreadInAtATime) {
 
 TEST(OrvCondLock, wakesOneWaiterOrAll) {
     Mt::Mutex mutex;
-    Mt::CondLock cond(mutex);
+    Mt::CondLock cond;
     int turn = 0;
     int woken = 0;
     std::vector<std::jthread> threads;
@@ -36,7 +36,7 @@ TEST(OrvCondLock, wakesOneWaiterOrAll) {
         threads.emplace_back([&] {
             const Mt::Lock lock(mutex);
             while (turn == 0) {
-                cond.wait();
+                cond.wait(mutex);
             }
             ++woken;
         });

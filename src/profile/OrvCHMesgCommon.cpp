@@ -202,7 +202,7 @@ void OrvCHMesgCommon::setReadOutstanding(bool outstanding) {
 OrvCHMesgCommon::Reader::Reader(const OrvCHMesgCommon& common) : common_(common) {
     common.lock_.lock();
     while (common.readOutstanding_) {
-        common.readDone_.wait();
+        common.readDone_.wait(common.lock_);
     }
 }
 

@@ -105,7 +105,7 @@ private:
     OrvIdentityListener& addresses_;
 
     mutable Mt::Mutex lock_;
-    mutable Mt::CondLock readDone_{lock_};
+    mutable Mt::CondLock readDone_;
     bool readOutstanding_ ORV_GUARDED_BY(lock_) = false;
     OrvIdentity identity_ ORV_GUARDED_BY(lock_);
 };

@@ -153,13 +153,13 @@ protected:
 
     void waitWhileFull() ORV_REQUIRES(mutex_) {
         while (full_) {
-            cond_.wait();
+            cond_.wait(mutex_);
         }
     }
 
 private:
     Mutex mutex_;
-    CondLock cond_{mutex_};
+    CondLock cond_;
     T* head_ ORV_GUARDED_BY(mutex_) = nullptr;
     T* tail_ ORV_GUARDED_BY(mutex_) = nullptr;
     std::uint32_t count_ ORV_GUARDED_BY(mutex_) = 0;

@@ -164,7 +164,7 @@ void OrvThread::stopAndWait() {
     dispatcher_.wake();
     const Mt::Lock lock(refMutex_);
     while (!ended_) {
-        endedCond_.wait();
+        endedCond_.wait(refMutex_);
     }
 }
 

@@ -167,7 +167,7 @@ private:
     std::int32_t refcnt_ ORV_GUARDED_BY(refMutex_) = 1;
     // The thread will not touch this object any more.
     bool ended_ ORV_GUARDED_BY(refMutex_) = false;
-    Mt::CondLock endedCond_{refMutex_};
+    Mt::CondLock endedCond_;
     std::atomic<bool> stopping_{false};
     const int priority_;
     std::atomic<int> retval_{0};
