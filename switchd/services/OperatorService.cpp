@@ -8,6 +8,7 @@
 #include "switchd/services/ManagementService.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -18,47 +19,71 @@ WireBytes numberBody(std::size_t number) {
     return encodeFields(OneTag{static_cast<std::uint32_t>(number)});
 }
 
+// What a handler takes behind its caller.
+template <typename Handle>
+struct Taken;
+template <typename Room, typename Request>
+struct Taken<void (Room::*)(const OperatorCaller&, const Request&)> {
+    using Type = Request;
+};
+
 }  // namespace
 
-template <typename Request, void (OperatorService::*HANDLE)(const OperatorService::Caller&, const Request&)>
-void OperatorService::decoded(const Caller& caller, WireSpan body) {
-    if (const auto request = decodeFields<Request>(body)) {
-        (this->*HANDLE)(caller, *request);
+template <auto ROOM, auto HANDLE>
+void OperatorService::to(OperatorService& service, const Caller& caller, WireSpan body) {
+    if (const auto request = decodeFields<typename Taken<decltype(HANDLE)>::Type>(body)) {
+        ((service.*ROOM).*HANDLE)(caller, *request);
     } else {
-        refuse(caller, OperatorStatus::REFUSED, UNREADABLE);
+        service.refuse(caller, OperatorStatus::REFUSED, UNREADABLE);
+    }
+}
+
+template <auto HANDLE>
+void OperatorService::here(OperatorService& service, const Caller& caller, WireSpan body) {
+    if (const auto request = decodeFields<typename Taken<decltype(HANDLE)>::Type>(body)) {
+        (service.*HANDLE)(caller, *request);
+    } else {
+        service.refuse(caller, OperatorStatus::REFUSED, UNREADABLE);
     }
 }
 
 const OperatorService::Route OperatorService::ROUTES[] = {
-    {OperatorCode::GET, &OperatorService::decoded<KeyList, &OperatorService::get>},
-    {OperatorCode::LIST, &OperatorService::decoded<ListRequest, &OperatorService::list>},
-    {OperatorCode::CHANGE, &OperatorService::decoded<ChangeRequest, &OperatorService::change>},
-    {OperatorCode::PUBLISH_LOG, &OperatorService::decoded<LogRecord, &OperatorService::publishLog>},
-    {OperatorCode::PUBLISH_STATE, &OperatorService::decoded<OneText, &OperatorService::publishState>},
-    {OperatorCode::PUBLISH_ADDRESSES, &OperatorService::decoded<KeyList, &OperatorService::publishAddresses>},
-    {OperatorCode::PUBLISH_HOSTNAME, &OperatorService::decoded<OneText, &OperatorService::publishHostname>},
-    {OperatorCode::PUBLISH_EVENT, &OperatorService::decoded<RawEvent, &OperatorService::publishEvent>},
-    {OperatorCode::READ_LOG, &OperatorService::decoded<LogRequest, &OperatorService::readLog>},
-    {OperatorCode::FOLLOW_LOG, &OperatorService::decoded<LogRequest, &OperatorService::followLog>},
-    {OperatorCode::SEARCH_LOG, &OperatorService::decoded<LogSearch, &OperatorService::searchLog>},
-    {OperatorCode::LOG_SERIES, &OperatorService::decoded<SeriesRequest, &OperatorService::logSeries>},
-    {OperatorCode::STOP, &OperatorService::decoded<OneTag, &OperatorService::stop>},
-    {OperatorCode::COMPONENTS, &OperatorService::decoded<NoBody, &OperatorService::listComponents>},
-    {OperatorCode::WAIT, &OperatorService::decoded<WaitRequest, &OperatorService::wait>},
-    {OperatorCode::MANAGEMENT, &OperatorService::decoded<ManagementCall, &OperatorService::manage>},
-    {OperatorCode::WATCH_RESULTS, &OperatorService::decoded<NoBody, &OperatorService::watchResults>},
-    {OperatorCode::PROBE, &OperatorService::decoded<ProbeRequest, &OperatorService::probe>},
-    {OperatorCode::MESSAGE, &OperatorService::decoded<RawMessage, &OperatorService::sendMessage>},
+    {OperatorCode::GET, &OperatorService::to<&OperatorService::attributes_, &OperatorAttributes::get>},
+    {OperatorCode::LIST, &OperatorService::to<&OperatorService::attributes_, &OperatorAttributes::list>},
+    {OperatorCode::CHANGE, &OperatorService::to<&OperatorService::attributes_, &OperatorAttributes::change>},
+    {OperatorCode::PUBLISH_LOG, &OperatorService::to<&OperatorService::events_, &OperatorEvents::log>},
+    {OperatorCode::PUBLISH_STATE, &OperatorService::to<&OperatorService::events_, &OperatorEvents::state>},
+    {OperatorCode::PUBLISH_ADDRESSES, &OperatorService::to<&OperatorService::events_, &OperatorEvents::addresses>},
+    {OperatorCode::PUBLISH_HOSTNAME, &OperatorService::to<&OperatorService::events_, &OperatorEvents::hostname>},
+    {OperatorCode::PUBLISH_EVENT, &OperatorService::to<&OperatorService::events_, &OperatorEvents::event>},
+    {OperatorCode::READ_LOG, &OperatorService::to<&OperatorService::log_, &OperatorLog::read>},
+    {OperatorCode::FOLLOW_LOG, &OperatorService::to<&OperatorService::log_, &OperatorLog::follow>},
+    {OperatorCode::SEARCH_LOG, &OperatorService::to<&OperatorService::log_, &OperatorLog::search>},
+    {OperatorCode::LOG_SERIES, &OperatorService::to<&OperatorService::log_, &OperatorLog::series>},
+    {OperatorCode::STOP, &OperatorService::here<&OperatorService::stop>},
+    {OperatorCode::COMPONENTS, &OperatorService::here<&OperatorService::listComponents>},
+    {OperatorCode::WAIT, &OperatorService::here<&OperatorService::wait>},
+    {OperatorCode::MANAGEMENT, &OperatorService::here<&OperatorService::manage>},
+    {OperatorCode::WATCH_RESULTS, &OperatorService::here<&OperatorService::watchResults>},
+    {OperatorCode::PROBE, &OperatorService::here<&OperatorService::probe>},
+    {OperatorCode::MESSAGE, &OperatorService::here<&OperatorService::sendMessage>},
     {OperatorCode::ADD_FAULT, &OperatorService::addFault},
-    {OperatorCode::REMOVE_FAULT, &OperatorService::decoded<OneTag, &OperatorService::removeFault>},
-    {OperatorCode::CLEAR_FAULTS, &OperatorService::decoded<NoBody, &OperatorService::clearFaults>},
-    {OperatorCode::LIST_FAULTS, &OperatorService::decoded<NoBody, &OperatorService::listFaults>},
-    {OperatorCode::RELEASE_HELD, &OperatorService::decoded<NoBody, &OperatorService::releaseHeld>},
+    {OperatorCode::REMOVE_FAULT, &OperatorService::here<&OperatorService::removeFault>},
+    {OperatorCode::CLEAR_FAULTS, &OperatorService::here<&OperatorService::clearFaults>},
+    {OperatorCode::LIST_FAULTS, &OperatorService::here<&OperatorService::listFaults>},
+    {OperatorCode::RELEASE_HELD, &OperatorService::here<&OperatorService::releaseHeld>},
 };
 
 OperatorService::OperatorService(Transport& transport, const OperatorParts& parts)
-    : Service(transport, ServiceAddress::OPERATOR), parts_(parts) {
-    parts_.log.entries().add([this](const LogEntry& entry) { tellFollowers(entry); });
+    : Service(transport, ServiceAddress::OPERATOR),
+      parts_(parts),
+      answers_([this](const Hsb_Address& to, std::uint16_t code, WireBytes payload) {
+          send(to, OperatorCode::FORMAT, code, std::move(payload));
+      }),
+      attributes_(answers_, parts.attributes),
+      events_(answers_, parts.events),
+      log_(answers_, parts.logStore) {
+    parts_.log.entries().add([this](const LogEntry& entry) { log_.tell(entry); });
     parts_.components.changes().add([this](const Components::Component&) { answerWaits(); });
     parts_.management.results().add([this](const TestResults::Result& result) { tellWatchers(result); });
 }
@@ -76,21 +101,7 @@ void OperatorService::receive(Hsb_Message& message) {
     if (route == std::ranges::end(ROUTES)) {
         return refuse(caller, OperatorStatus::REFUSED, "unknown request " + std::to_string(message.code()));
     }
-    (this->*route->handle)(caller, request->body);
-}
-
-void OperatorService::done(const Caller& caller, WireSpan body) {
-    const OperatorReply reply{caller.tag, OperatorStatus::OK, {}, body};
-    send(caller.address, OperatorCode::FORMAT, OperatorCode::replyTo(caller.code), encodeFields(reply));
-}
-
-void OperatorService::refuse(const Caller& caller, OperatorStatus status, const std::string& reason) {
-    const OperatorReply reply{caller.tag, status, reason, {}};
-    send(caller.address, OperatorCode::FORMAT, OperatorCode::replyTo(caller.code), encodeFields(reply));
-}
-
-void OperatorService::push(const Caller& caller, std::uint16_t code, WireSpan body) {
-    send(caller.address, OperatorCode::FORMAT, code, encodeFields(OperatorPush{caller.tag, body}));
+    route->handle(*this, caller, request->body);
 }
 
 void OperatorService::peerLeft(const Hsb_Address& process) {
@@ -104,9 +115,9 @@ void OperatorService::peerLeft(const Hsb_Address& process) {
     });
 }
 
-std::size_t OperatorService::forget(const std::function<bool(const Caller&)>& matches) {
+std::size_t OperatorService::forget(const OperatorCallers& matches) {
     std::size_t count = std::erase_if(waits_, [&](const Wait& wait) { return matches(wait.caller); });
-    count += std::erase_if(followers_, matches);
+    count += log_.forget(matches);
     count += std::erase_if(watchers_, matches);
     count += std::erase_if(calls_, [&](const auto& call) {
         const bool matched = matches(call.second);
@@ -211,7 +222,7 @@ void OperatorService::watchResults(const Caller& caller, const NoBody& /*request
 void OperatorService::tellWatchers(const TestResults::Result& result) {
     const WireBytes body = encodeFields(TestResults{{result}});
     for (const Caller& watcher : watchers_) {
-        push(watcher, OperatorCode::TEST_RESULT, body);
+        answers_.push(watcher, OperatorCode::TEST_RESULT, body);
     }
 }
 
@@ -240,13 +251,13 @@ void OperatorService::sendMessage(const Caller& caller, const RawMessage& reques
     }
 }
 
-void OperatorService::addFault(const Caller& caller, WireSpan body) {
+void OperatorService::addFault(OperatorService& service, const Caller& caller, WireSpan body) {
     const auto rule = FaultWire::decode(body);
     const std::string problem = rule ? Faults::problem(*rule) : UNREADABLE;
     if (!problem.empty()) {
-        return refuse(caller, OperatorStatus::REFUSED, problem);
+        return service.refuse(caller, OperatorStatus::REFUSED, problem);
     }
-    done(caller, numberBody(parts_.faults.add(*rule)));
+    service.done(caller, numberBody(service.parts_.faults.add(*rule)));
 }
 
 void OperatorService::removeFault(const Caller& caller, const OneTag& request) {
