@@ -1,12 +1,17 @@
 // The lists alone: what is counted and charged as entries come, move and go.
 #include "mesgq/OrvCHMesgQLists.h"
 
-#include "testing/mesgq/MesgQTest.h"
+#include "MessageCodes.h"
+#include "testing/mesgq/MesgQPartsTest.h"
 
 namespace {
 
-class OrvCHMesgQListsTest : public MesgQTest {
+using testing::ElementsAre;
+
+class OrvCHMesgQListsTest : public MesgQPartsTest {
 protected:
+    OrvCHMesgQListsTest() : MesgQPartsTest(false) {}
+
     static constexpr std::uint32_t kOverhead = OrvCHMesgQQueue::kEntryOverhead;
 
     OrvCHMesgQEntry& added(const std::string& text, const OrvCHPosting& posting = {}) {
@@ -22,9 +27,6 @@ protected:
         EXPECT_EQ(mesg == nullptr, done);
         return done;
     }
-
-    OrvCHQuotas quotas_;
-    OrvCHMesgQLists lists_{responses_, quotas_};
 };
 
 TEST_F(OrvCHMesgQListsTest, chargesAnEntryUntilItGoes) {
@@ -118,6 +120,50 @@ TEST_F(OrvCHMesgQListsTest, writesFilesOnlyWhenItIsOpenForBusiness) {
     lists_.openForBusiness();
     added("two");
     EXPECT_EQ(files(kSendDir), (Texts{"m1", "order"}));
+}
+
+using OrvCHMesgQDeathTest = OrvCHMesgQListsTest;
+
+TEST_F(OrvCHMesgQDeathTest, aQueueOfUnknownTypeStopsTheProcess) {
+    EXPECT_DEATH(lists_.ToQueuePtr(static_cast<ORV_CH_MESG_Q_TYPE>(4)), "type < kOrvQueueTypes");
+}
+
+TEST_F(OrvCHMesgQListsTest, reportsATestResultThatCannotBeSent) {
+    addTest("test", "Profile");
+    switch_.bus().refuse(LoopbackBus::messages(MessageFormat::MANAGEMENT, ManagementCode::TEST_PROFILE_RESULTS), 1);
+    takeTrace();
+    lists_.removeInternal(entry(ORV_CH_MESG_Q_SEND, 0), lists_.send(), kOrvPassed);
+    const Texts traced = takeTrace();
+    EXPECT_EQ(traced[traced.size() - 2], "removeInternal: Test Results (Passed) sent for Profile Profile\n");
+    EXPECT_EQ(traced.back(), "removeInternal: error returned from CH_TestProfileResults\n");
+    EXPECT_EQ(takeLog(), (Log{{15, "Unable to send test profile results"}}));
+    EXPECT_EQ(lists_.send().count(), 0u);
+}
+
+TEST_F(OrvCHMesgQListsTest, tellsTestProfilesTheResultInWords) {
+    const std::pair<int, std::string> kResults[] = {
+        {0, "Passed"}, {1, "Failed"}, {2, "Cleared"}, {3, "???"}, {-1, "???"}};
+    for (const auto& [result, word] : kResults) {
+        addTest("test", "Profile");
+        takeTrace();
+        lists_.removeInternal(entry(ORV_CH_MESG_Q_SEND, 0), lists_.send(), result);
+        EXPECT_EQ(takeTrace().back(), "removeInternal: Test Results (" + word + ") sent for Profile Profile\n");
+        EXPECT_THAT(takeTestResults(),
+                    ElementsAre(std::pair<std::string, std::uint32_t>("Profile", static_cast<std::uint32_t>(result))));
+    }
+}
+
+TEST_F(OrvCHMesgQListsTest, theFillTableShowsEveryQueueAndTheSums) {
+    rest("lasting", 60, -1);
+    park("parked");
+    park("also parked");
+    takeTrace();
+    add("waiting");
+    EXPECT_EQ(traceOf("addInternal"), Texts{"addInternal: entry (0) added to the send queue\n" +
+                                            fillTable({{0, 0},
+                                                       {1, charge("waiting")},
+                                                       {2, charge("parked") + charge("also parked")},
+                                                       {1, charge("lasting")}})});
 }
 
 }  // namespace

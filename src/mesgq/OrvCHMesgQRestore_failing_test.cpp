@@ -21,9 +21,9 @@ constexpr unsigned kTries = 4;  // to start a shell
 class OrvCHMesgQFailingRestoreTest : public MesgQRestoreTest {
 protected:
     void messageOnFlash() { switch_.root().write(kFirstEntry, messageFile("one") + stateBlock()); }
-    void start(const Attributes& quotas = {}) {
-        MesgQRestoreTest::start(quotas);
-        ASSERT_TRUE(queue_->openForBusiness());
+    void start(std::uint32_t filesAllowed = 100) {
+        MesgQRestoreTest::start(filesAllowed);
+        ASSERT_TRUE(isOpenForBusiness());
     }
     // A queue's directory and the names of the files in it, each of which says its own name.
     using Messages = std::pair<std::string, Texts>;
@@ -39,14 +39,14 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosed) {
         start();
         EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to close file " + kOrderFile}));
         EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to close order file " + kOrderFile + "\n"));
-        EXPECT_EQ(queue_->sendCount(), bytes.empty() ? 0u : 1u);
+        EXPECT_EQ(list(ORV_CH_MESG_Q_SEND).count(), bytes.empty() ? 0u : 1u);
     }
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsNumbersThatCannotBeReadAndTakesTheDirectory) {
     messageOnFlash();
     switch_.root().write(kOrderFile, std::string("\0\1\1", 3));  // a count cut short, more than none
-    start({{"FilesAllowed", "4294967295"}});
+    start(UINT32_MAX);
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
     EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to read uniqueId field from file " + kOrderFile}));
     EXPECT_THAT(takeTrace(),
@@ -62,7 +62,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsMissingMemoryForTheNumbersAndTakesTh
     const std::uint32_t size = 4 * (count + 1);
     {
         const FailingAllocation failing(size, size);
-        start({{"FilesAllowed", "4294967295"}});
+        start(UINT32_MAX);
     }
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
     EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to allocate memory (" + std::to_string(size) + " bytes)"}));
@@ -78,11 +78,11 @@ TEST_F(OrvCHMesgQFailingRestoreTest, aCutCountIsCutFurtherToTheFileQuota) {
     switch_.root().write(order, kCut256);
     {
         const FailingAllocation failing(4 * (255 + 1), 4 * (255 + 1));
-        start({{"FilesAllowed", "255"}});
+        start(255);
     }
     EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to allocate memory (1024 bytes)"}));
     EXPECT_THAT(takeTrace(), Contains("reconstituteQueue: unable to allocate memory of size = 1024\n"));
-    EXPECT_EQ(queue_->statistics().deletedForFileLimit, 1u);
+    EXPECT_EQ(statistics().deletedForFileLimit, 1u);
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAnOrderFileThatCannotBeClosedWhenItsCountFindsNoRoom) {
@@ -122,7 +122,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAShellThatCannotBeRun) {
         EXPECT_EQ(failing.failures(), 3 * kTries);
     }
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
-    EXPECT_TRUE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_TRUE(list(ORV_CH_MESG_Q_SEND).ordered());
     EXPECT_THAT(takeLog(), Contains(Line{16, "Unable to create file /tmp/orv-queue-order"}).Times(3));
     EXPECT_TRUE(switch_.root().exists(kFirstEntry)) << "the file stays";
 }
@@ -165,7 +165,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAListingThatCannotBeClosedAndGoesOn)
         start();
     }
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
-    EXPECT_FALSE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_FALSE(list(ORV_CH_MESG_Q_SEND).ordered());
     EXPECT_THAT(takeLog(), Contains(Line{16, "Error attempting to close file /tmp/orv-queue-order"}).Times(3));
     EXPECT_THAT(takeTrace(), Contains("reconstituteQueueTheHardWay: unable to close order file\n").Times(3));
 }
@@ -180,7 +180,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeOpenedForIts
     EXPECT_THAT(takeLog(), Contains(Line{16, "Error opening " + kFirstEntry + " for reading, ignoring"}));
     EXPECT_THAT(takeTrace(), Contains("reconstituteMsgFromFile: unable to open file " + kFirstEntry +
                                       " for reading, skipping, errno = Permission denied(13)\n"));
-    EXPECT_EQ(queue_->statistics().reconstituted, 0u);
+    EXPECT_EQ(statistics().reconstituted, 0u);
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, reportsAMessageFileThatCannotBeClosedAndRestoresIt) {
@@ -228,7 +228,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, anInitQueueMessageWithoutMemoryDoesNotStopT
         start();
     }
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"early", "late"}));
-    EXPECT_EQ(queue_->spaceInUse(), charge("early") + charge("late"));
+    EXPECT_EQ(spaceInUse(), charge("early") + charge("late"));
 }
 
 TEST_F(OrvCHMesgQFailingRestoreTest, aDirectoryThatCannotBeReadToItsEndIsReported) {
@@ -311,7 +311,7 @@ void OrvCHMesgQFailingRestoreTest::everySingleFailure(int error, const char* par
     unsigned nth = 0;
     for (bool failed = true; failed;) {
         SCOPED_TRACE(std::to_string(error) + " " + part + " " + std::to_string(nth + 1));
-        queue_.reset();
+        parts_.reset();
         std::filesystem::remove_all(switch_.root().at("/ostrel/conf/orv"));
         for (const char* directory : {kDuplicateDir, kSendDir, kPersistDir}) {
             switch_.root().write(std::string(directory) + "/order", "");
@@ -357,9 +357,7 @@ TEST_F(OrvCHMesgQFailingRestoreTest, theStateIsWrittenLastOfEachStep) {
         }
         switch_.root().write(std::string(kAttachments) + "/a.7", "");
         restart();
-        configure();
-        queue_->setMonitorReady();
-        killed = killedAt(nth, "/ostrel/", [this] { queue_->oneSecondChores(); });
+        killed = killedAt(nth, "/ostrel/", [this] { parts_->restore.init(); });
         if (steps.empty() || steps.back() != seen()) {
             steps.push_back(seen());
         }

@@ -32,7 +32,7 @@ TEST_F(OrvCHMesgQOddFilesTest, skipsAFileThatCannotBeRestoredAndLeavesIt) {
     EXPECT_THAT(takeTrace(),
                 Contains("reconstituteMsgFromFile: Problem restoring msg 0 from file " + path + ", ignoring\n"));
     EXPECT_EQ(switch_.root().read(path), "<OrvCHMesg>\n");
-    EXPECT_EQ(queue_->statistics().reconstituted, 1u);
+    EXPECT_EQ(statistics().reconstituted, 1u);
 }
 
 TEST_F(OrvCHMesgQOddFilesTest, aNumberOfAnOrphanIsNotReserved) {
@@ -60,7 +60,7 @@ TEST_F(OrvCHMesgQOddFilesTest, aNumberTwiceIsIgnored) {
     sendFile("m0", "number zero");
     start();
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"number zero"});
-    EXPECT_EQ(queue_->statistics().reconstituted, 1u);
+    EXPECT_EQ(statistics().reconstituted, 1u);
     const Log log = takeLog();
     EXPECT_THAT(log, Contains(std::pair<int, std::string>(15, "Duplicate uniqueId, ignored")));
     EXPECT_THAT(log, Contains(std::pair<int, std::string>(
@@ -152,9 +152,9 @@ TEST_F(OrvCHMesgQOddFilesTest, filesOfAnyBytesAreSkippedWithoutHarm) {
 
     start();
 
-    EXPECT_TRUE(queue_->openForBusiness());
+    EXPECT_TRUE(isOpenForBusiness());
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), testing::UnorderedElementsAreArray(expected));
-    EXPECT_EQ(queue_->statistics().reconstituted, expected.size());
+    EXPECT_EQ(statistics().reconstituted, expected.size());
 }
 
 TEST_F(OrvCHMesgQOddFilesTest, aMissingQueueDirectoryIsReportedAndTheRestGoesOn) {
@@ -174,8 +174,8 @@ TEST_F(OrvCHMesgQOddFilesTest, aMissingQueueDirectoryIsReportedAndTheRestGoesOn)
                      "reconstituteQueueTheHardWay: unable to open  file /tmp/orv-queue-order for reading, errno = No "
                      "such file or directory(2)\n",
                      "reconstituteQueue: queue type = send\n"}));
-    EXPECT_TRUE(queue_->queue(ORV_CH_MESG_Q_DUPLICATE).ordered());
-    EXPECT_FALSE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_TRUE(list(ORV_CH_MESG_Q_DUPLICATE).ordered());
+    EXPECT_FALSE(list(ORV_CH_MESG_Q_SEND).ordered());
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
 }
 
@@ -197,15 +197,12 @@ TEST_F(OrvCHMesgQOddFilesTest, aPipeInPlaceOfTheMessageFileDoesNotHoldUpTheQueue
 
 TEST_F(OrvCHMesgQOddFilesTest, withoutAPlaceForTheListingNothingIsRestored) {
     sendFile("m0", "one");
-    configure();
-    takeLog();
     ASSERT_EQ(::rename(switch_.root().at("/tmp").c_str(), switch_.root().at("/away").c_str()), 0);
-    queue_->setMonitorReady();
-    queue_->oneSecondChores();
+    parts_->restore.init();
     ASSERT_EQ(::rename(switch_.root().at("/away").c_str(), switch_.root().at("/tmp").c_str()), 0);
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
-    EXPECT_TRUE(queue_->openForBusiness());
-    EXPECT_TRUE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_TRUE(isOpenForBusiness());
+    EXPECT_TRUE(list(ORV_CH_MESG_Q_SEND).ordered());
     EXPECT_THAT(takeLog(), Contains(std::pair<int, std::string>(16, "Unable to open file /tmp/orv-queue-order")));
     EXPECT_THAT(takeTrace(),
                 Contains("reconstituteQueueTheHardWay: unable to open  file /tmp/orv-queue-order for reading, errno = "
@@ -296,7 +293,7 @@ TEST_F(OrvCHMesgQOddFilesTest, aHostRootWithBlanksAndQuotesIsNoTrouble) {
     restart();
     start();
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
-    queue_.reset();
+    parts_.reset();
     setHostRoot(former);
 }
 

@@ -15,7 +15,7 @@ class OrvCHMesgQRestoreTest : public MesgQRestoreTest {};
 
 TEST_F(OrvCHMesgQRestoreTest, firstStartFindsNothing) {
     start();
-    EXPECT_TRUE(queue_->openForBusiness());
+    EXPECT_TRUE(isOpenForBusiness());
     EXPECT_EQ(takeLog(),
               (Log{cannotOpenOrder(kDuplicateDir), cannotOpenOrder(kSendDir), cannotOpenOrder(kPersistDir)}));
     const auto queueTrace = [](const std::string& name, const char* directory) {
@@ -42,7 +42,7 @@ TEST_F(OrvCHMesgQRestoreTest, firstStartFindsNothing) {
     }
     EXPECT_EQ(takeTrace(), expected);
     for (std::uint32_t type = 1; type < 4; ++type) {
-        EXPECT_FALSE(queue_->queue(static_cast<ORV_CH_MESG_Q_TYPE>(type)).ordered());
+        EXPECT_FALSE(list(static_cast<ORV_CH_MESG_Q_TYPE>(type)).ordered());
     }
     EXPECT_FALSE(switch_.root().exists(kListing));
     EXPECT_EQ(switch_.root().read(kAttachmentState), wordsToBytes({1}));
@@ -56,11 +56,11 @@ TEST_F(OrvCHMesgQRestoreTest, restoresNewestFirstUnderTheNumbersOfTheFiles) {
     start();
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"newest", "middle", "oldest"}));
     EXPECT_EQ(ids(ORV_CH_MESG_Q_SEND), (Ids{3, 0, 7}));
-    EXPECT_EQ(queue_->statistics().reconstituted, 3u);
-    EXPECT_EQ(queue_->statistics().totalReceived, 0u);
+    EXPECT_EQ(statistics().reconstituted, 3u);
+    EXPECT_EQ(statistics().totalReceived, 0u);
     add("next");
     EXPECT_EQ(ids(ORV_CH_MESG_Q_SEND), (Ids{3, 0, 7, 8})) << "numbered on from the tail";
-    EXPECT_EQ(queue_->peekOpen()->Text, "newest") << "the head is mailed first";
+    EXPECT_EQ(parts_->sending.peekOpen()->Text, "newest") << "the head is mailed first";
     checkConsistency();
 }
 
@@ -78,12 +78,12 @@ TEST_F(OrvCHMesgQRestoreTest, survivesARestartWithTheSameCharges) {
     open();
     add("one");
     addPersistent("two", 60, 5);
-    const std::uint32_t space = queue_->spaceInUse();
+    const std::uint32_t space = spaceInUse();
     restart();
-    EXPECT_EQ(queue_->spaceInUse(), 0u);
+    EXPECT_EQ(spaceInUse(), 0u);
     start();
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), testing::UnorderedElementsAre("one", "two"));
-    EXPECT_EQ(queue_->spaceInUse(), space);
+    EXPECT_EQ(spaceInUse(), space);
     checkConsistency();
 }
 
@@ -94,7 +94,7 @@ TEST_F(OrvCHMesgQRestoreTest, anOrderFileWithACountNeverSuppliesTheOrder) {
     file(std::string(kSendDir) + "/order", order);
     start();
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), (Texts{"newer", "older"}));
-    EXPECT_FALSE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_FALSE(list(ORV_CH_MESG_Q_SEND).ordered());
     EXPECT_EQ(takeLog(), (Log{cannotOpenOrder(kDuplicateDir),
                               {16, std::string("Unable to read 'count' field from file ") + kSendDir + "/order"},
                               cannotOpenOrder(kPersistDir)}));
@@ -107,7 +107,7 @@ TEST_F(OrvCHMesgQRestoreTest, anEmptyOrderFileHidesEveryMessageOfItsQueue) {
     file(std::string(kSendDir) + "/order", "");
     start();
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
-    EXPECT_TRUE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_TRUE(list(ORV_CH_MESG_Q_SEND).ordered());
     EXPECT_EQ(takeLog(), (Log{cannotOpenOrder(kDuplicateDir), cannotOpenOrder(kPersistDir)}));
     EXPECT_TRUE(switch_.root().exists(std::string(kSendDir) + "/m0")) << "the file stays";
 }
@@ -116,8 +116,9 @@ TEST_F(OrvCHMesgQRestoreTest, anEmptiedQueueLeavesAnOrderFileWithACountThatHides
     open();
     add("one");
     add("two");
-    mailNext();
-    mailNext();
+    while (OrvCHMesg* const next = parts_->sending.peekOpen()) {
+        ASSERT_EQ(parts_->sending.peekDelete(next, kOrvPassed), 0);
+    }
     EXPECT_EQ(switch_.root().read(std::string(kSendDir) + "/order").size(), 4u);
     restart();
     start();
@@ -129,12 +130,9 @@ TEST_F(OrvCHMesgQRestoreTest, anOrderFileCutInsideItsCountHidesNothing) {
     sendFile("m0", "one");
     // Any byte of a count other than 0 is a number of entries that the file does not hold.
     file(std::string(kSendDir) + "/order", std::string("\1\0\0", 3));
-    configure({{"FilesAllowed", "4294967295"}});
-    takeLog();
-    queue_->setMonitorReady();
-    queue_->oneSecondChores();
+    start(UINT32_MAX);
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"one"});
-    EXPECT_FALSE(queue_->queue(ORV_CH_MESG_Q_SEND).ordered());
+    EXPECT_FALSE(list(ORV_CH_MESG_Q_SEND).ordered());
 }
 
 TEST_F(OrvCHMesgQRestoreTest, aCutCountAboveTheFileQuotaIsReportedAndRebuiltFromTheDirectory) {
@@ -159,9 +157,9 @@ TEST_F(OrvCHMesgQRestoreTest, aCutCountAboveTheFileQuotaTakesItsRoomFromTheSendQ
     sendFile("m1", "newer");
     file(std::string(kPersistDir) + "/m0", messageFile("resting"));
     file(std::string(kPersistDir) + "/order", kCut256);
-    start({{"FilesAllowed", "255"}});
+    start(255);
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"older"}) << "the head of the rebuilt queue went";
-    EXPECT_EQ(queue_->statistics().deletedForFileLimit, 1u);
+    EXPECT_EQ(statistics().deletedForFileLimit, 1u);
     EXPECT_EQ(texts(ORV_CH_MESG_Q_PERSIST), Texts{"resting"});
     EXPECT_EQ(takeLog(), (Log{cannotOpenOrder(kDuplicateDir),
                               cannotOpenOrder(kSendDir),
@@ -222,7 +220,7 @@ TEST_F(OrvCHMesgQRestoreTest, restoresThePersistQueueAsOrdinaryMessages) {
     EXPECT_EQ(ids(ORV_CH_MESG_Q_PERSIST), (Ids{4}));
     EXPECT_TRUE(entry(ORV_CH_MESG_Q_PERSIST, 0).dupEligible) << "the flush clears the send queue only";
     seconds(86401);
-    queue_->oneSecondChores();
+    parts_->housekeeping.oneSecondChores();
     EXPECT_EQ(texts(ORV_CH_MESG_Q_SEND), Texts{"lasting"});
     add("lasting");
     EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).duplicatesPending, 1u);
@@ -260,7 +258,7 @@ TEST_F(OrvCHMesgQRestoreTest, parkedMessagesWithoutDuplicatesAreDroppedButTheirF
     start();
     EXPECT_THAT(texts(ORV_CH_MESG_Q_DUPLICATE), IsEmpty());
     EXPECT_THAT(texts(ORV_CH_MESG_Q_SEND), IsEmpty());
-    EXPECT_EQ(queue_->statistics().reconstituted, 1u);
+    EXPECT_EQ(statistics().reconstituted, 1u);
     EXPECT_TRUE(switch_.root().exists(std::string(kDuplicateDir) + "/m0"));
 }
 
@@ -279,9 +277,9 @@ TEST_F(OrvCHMesgQRestoreTest, drainsTheInitQueueBehindTheRestoredMessages) {
     EXPECT_TRUE(entry(ORV_CH_MESG_Q_SEND, 2).posting.testMsg);
     EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 3).posting.persistRepostPeriod, 60u);
     EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 3).posting.expire, 5);
-    EXPECT_EQ(queue_->queue(ORV_CH_MESG_Q_INIT).count(), 0u);
-    EXPECT_EQ(queue_->statistics().totalReceived, 4u) << "counted once";
-    EXPECT_EQ(queue_->statistics().duplicateReceived, 1u);
+    EXPECT_EQ(list(ORV_CH_MESG_Q_INIT).count(), 0u);
+    EXPECT_EQ(statistics().totalReceived, 4u) << "counted once";
+    EXPECT_EQ(statistics().duplicateReceived, 1u);
     EXPECT_TRUE(switch_.root().exists(std::string(kSendDir) + "/m6"));
     checkConsistency();
 }
@@ -289,11 +287,24 @@ TEST_F(OrvCHMesgQRestoreTest, drainsTheInitQueueBehindTheRestoredMessages) {
 TEST_F(OrvCHMesgQRestoreTest, refusesInitQueueMessagesThatDoNotFit) {
     add("one");
     add("two");
-    configure({{"FilesAllowed", "0"}});
-    queue_->setMonitorReady();
-    queue_->oneSecondChores();
-    EXPECT_EQ(queue_->statistics().couldNotBeAdded, 2u);
-    EXPECT_EQ(queue_->spaceInUse(), 0u);
+    start(0);
+    EXPECT_EQ(statistics().couldNotBeAdded, 2u);
+    EXPECT_EQ(spaceInUse(), 0u);
+}
+
+TEST_F(OrvCHMesgQRestoreTest, theFillTableShowsTheInitQueueWhileItIsDrained) {
+    sendFile("m5", "restored");
+    file(std::string(kPersistDir) + "/m2", messageFile("resting"));
+    add("early");
+    add("late");
+    start();
+    const Texts traced = traceOf("removeInternal");
+    ASSERT_EQ(traced.size(), 2u);
+    EXPECT_EQ(traced[0], "removeInternal: entry (0) removed from the init queue\n" +
+                             fillTable({{1, charge("late")}, {1, charge("restored")}, {0, 0}, {1, charge("resting")}}));
+    EXPECT_EQ(traced[1],
+              "removeInternal: entry (0) removed from the init queue\n" +
+                  fillTable({{0, 0}, {2, charge("restored") + charge("early")}, {0, 0}, {1, charge("resting")}}));
 }
 
 }  // namespace

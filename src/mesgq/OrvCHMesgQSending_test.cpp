@@ -1,217 +1,182 @@
-#include "testing/mesgq/MesgQTest.h"
-#include "uptime.h"
+// The sender's hold on the send queue alone: opening, giving back, putting off, finishing.
+#include "mesgq/OrvCHMesgQSending.h"
+
+#include "testing/mesgq/MesgQPartsTest.h"
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 using Results = std::vector<std::pair<std::string, std::uint32_t>>;
 
-class OrvCHMesgQSenderTest : public MesgQTest {
+class OrvCHMesgQSendingTest : public MesgQPartsTest {
 protected:
-    OrvCHMesgQSenderTest() { open(); }
-
     OrvCHMesg* openNext() {
-        OrvCHMesg* const next = queue_->peekOpen();
+        OrvCHMesg* const next = sending_.peekOpen();
         EXPECT_NE(next, nullptr);
         takeTrace();
         return next;
     }
+    // Opens the next message and finishes it.
+    void mailNext(int result = 0) { EXPECT_EQ(sending_.peekDelete(openNext(), result), 0); }
     std::string sendFile(const std::string& name) { return switch_.root().read(std::string(kSendDir) + "/" + name); }
+
+    OrvCHMesgQSending sending_{lists_, quotas_};
 };
 
-TEST_F(OrvCHMesgQSenderTest, opensTheOldestClosedUnmarkedEntry) {
+TEST_F(OrvCHMesgQSendingTest, opensTheOldestClosedUnmarkedEntry) {
     for (const char* text : {"one", "two", "three"}) {
         add(text);
     }
     addPersistent("four", 60, -1);
     takeTrace();
-    EXPECT_EQ(queue_->peekOpen()->Text, "one");
+    EXPECT_EQ(sending_.peekOpen()->Text, "one");
     EXPECT_EQ(takeTrace(), Texts{"peekOpen: entry (0) opened in the send queue\n"});
-    EXPECT_EQ(queue_->openCount(), 1u);
+    EXPECT_EQ(sending_.openCount(), 1u);
     entry(ORV_CH_MESG_Q_SEND, 1).markedForDeletion = kOrvMarkedByClear;
-    EXPECT_EQ(queue_->peekOpen()->Text, "three");
-    EXPECT_EQ(queue_->peekOpen()->Text, "four") << "persistent entries included";
-    EXPECT_EQ(queue_->openCount(), 3u);
+    EXPECT_EQ(sending_.peekOpen()->Text, "three");
+    EXPECT_EQ(sending_.peekOpen()->Text, "four") << "persistent entries included";
+    EXPECT_EQ(sending_.openCount(), 3u);
     takeTrace();
-    EXPECT_EQ(queue_->peekOpen(), nullptr);
+    EXPECT_EQ(sending_.peekOpen(), nullptr);
     EXPECT_THAT(takeTrace(), IsEmpty());
-    EXPECT_EQ(queue_->openCount(), 3u);
+    EXPECT_EQ(sending_.openCount(), 3u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, opensNothingOnAnEmptyQueueOrDuringASync) {
-    EXPECT_EQ(queue_->peekOpen(), nullptr);
+TEST_F(OrvCHMesgQSendingTest, opensNothingOnAnEmptyQueueOrDuringASync) {
+    EXPECT_EQ(sending_.peekOpen(), nullptr);
     add("one");
-    queue_->setSyncInProgress(true);
-    EXPECT_TRUE(queue_->busy());
-    EXPECT_EQ(queue_->peekOpen(), nullptr);
-    EXPECT_EQ(queue_->openCount(), 0u);
-    queue_->setSyncInProgress(false);
-    EXPECT_NE(queue_->peekOpen(), nullptr);
+    sending_.setSyncInProgress(true);
+    EXPECT_TRUE(sending_.syncInProgress());
+    EXPECT_EQ(sending_.peekOpen(), nullptr);
+    EXPECT_EQ(sending_.openCount(), 0u);
+    sending_.setSyncInProgress(false);
+    EXPECT_NE(sending_.peekOpen(), nullptr);
 }
 
-TEST_F(OrvCHMesgQSenderTest, postponesAMessageForAWhileAndMailsThoseBehindItFirst) {
+TEST_F(OrvCHMesgQSendingTest, postponesAMessageForAWhileAndMailsThoseBehindItFirst) {
     add("one");
     add("two");
     OrvCHMesg* const one = openNext();
     seconds(100);
 
-    EXPECT_EQ(queue_->postpone(one, 300), 0);
+    EXPECT_EQ(sending_.postpone(one, 300), 0);
 
-    EXPECT_EQ(queue_->openCount(), 0u);
+    EXPECT_EQ(sending_.openCount(), 0u);
     EXPECT_EQ(openNext()->Text, "two");
     seconds(299);
-    EXPECT_EQ(queue_->peekOpen(), nullptr);
+    EXPECT_EQ(sending_.peekOpen(), nullptr);
     seconds(1);
     EXPECT_EQ(openNext(), one);
 }
 
-TEST_F(OrvCHMesgQSenderTest, keepsTheMarksOfAPostponedMessageOnFlash) {
+TEST_F(OrvCHMesgQSendingTest, keepsTheMarksOfAPostponedMessageOnFlash) {
     add("one");
     OrvCHMesg* const one = openNext();
     auto envelope = std::make_unique<OrvCHEnvelope>();
     envelope->Recipients = {"!a@x", "$b@x"};
     one->Envelopes.push_back(std::move(envelope));
 
-    EXPECT_EQ(queue_->postpone(one, 0), 0);
+    EXPECT_EQ(sending_.postpone(one, 0), 0);
 
     EXPECT_THAT(sendFile("m0"), testing::HasSubstr("\n!a@x\n$b@x\n"));
     EXPECT_THAT(sendFile("m0"), testing::EndsWith(stateBlock()));
-    EXPECT_EQ(queue_->peekOpen(), one) << "postponed by nothing";
+    EXPECT_EQ(sending_.peekOpen(), one) << "postponed by nothing";
 }
 
-TEST_F(OrvCHMesgQSenderTest, discardsAPostponedMessageThatIsMarkedOrTooOld) {
-    add("one");
-    add("two");
-    OrvCHMesg* const one = openNext();
-    queue_->clearQueue();
-    EXPECT_EQ(queue_->postpone(one, 300), 0);
-    EXPECT_EQ(queue_->sendCount(), 0u);
-
-    add("three");
-    EXPECT_EQ(queue_->postpone(openNext(), 100000), 0);
-    seconds(86401);
-    chores();
-    EXPECT_EQ(queue_->sendCount(), 0u);
-}
-
-TEST_F(OrvCHMesgQSenderTest, beginsAnewOnceAPostponedMessageIsMailed) {
+TEST_F(OrvCHMesgQSendingTest, beginsAnewOnceAPostponedMessageIsMailed) {
     add("one");
     OrvCHMesg* const one = openNext();
     one->PutOff = 9;
-    queue_->postpone(one, 1);
+    sending_.postpone(one, 1);
     seconds(1);
-    add("one");
+    repeatWaiting(0, 1);
     EXPECT_EQ(openNext(), one);
-    queue_->peekDelete(one, 0);
+    sending_.peekDelete(one, 0);
     EXPECT_EQ(one->PutOff, 0u) << "waits for repeats";
-    EXPECT_EQ(queue_->postpone(one, 1), -1) << "not open";
+    EXPECT_EQ(sending_.postpone(one, 1), -1) << "not open";
     takeLog();
 }
 
-TEST_F(OrvCHMesgQSenderTest, reportsMessagesItDoesNotHold) {
+TEST_F(OrvCHMesgQSendingTest, reportsMessagesItDoesNotHold) {
     const auto stranger = message("one");
     takeTrace();
-    EXPECT_EQ(queue_->peekClose(stranger.get()), -1);
+    EXPECT_EQ(sending_.peekClose(stranger.get()), -1);
     EXPECT_EQ(takeTrace(), Texts{"peekClose: entry not found\n"});
     EXPECT_EQ(takeLog(), (Log{{15, "peekClose() done on message that no longer exists"}}));
-    EXPECT_EQ(queue_->peekDelete(stranger.get(), 0), -1);
+    EXPECT_EQ(sending_.peekDelete(stranger.get(), 0), -1);
     EXPECT_EQ(takeTrace(), Texts{"peekDelete: entry not found\n"});
     EXPECT_EQ(takeLog(), (Log{{15, "peekDelete() done on message that no longer exists"}}));
-    EXPECT_EQ(queue_->peekClose(nullptr), -1);
-    EXPECT_EQ(queue_->peekDelete(nullptr, 0), -1);
+    EXPECT_EQ(sending_.peekClose(nullptr), -1);
+    EXPECT_EQ(sending_.peekDelete(nullptr, 0), -1);
 }
 
-TEST_F(OrvCHMesgQSenderTest, reportsMessagesThatAreNotOpen) {
+TEST_F(OrvCHMesgQSendingTest, reportsMessagesThatAreNotOpen) {
     add("one");
     OrvCHMesg* const closed = entry(ORV_CH_MESG_Q_SEND, 0).message.get();
     takeTrace();
-    EXPECT_EQ(queue_->peekClose(closed), -1);
+    EXPECT_EQ(sending_.peekClose(closed), -1);
     EXPECT_EQ(takeTrace(), Texts{"peekClose: entry (0) not open\n"});
     EXPECT_EQ(takeLog(), (Log{{15, "peekClose() done on message that is not open"}}));
-    EXPECT_EQ(queue_->peekDelete(closed, 0), -1);
+    EXPECT_EQ(sending_.peekDelete(closed, 0), -1);
     EXPECT_EQ(takeTrace(), Texts{"peekDelete: entry (0) not open\n"});
     EXPECT_EQ(takeLog(), (Log{{15, "peekDelete() done on message that is not open"}}));
-    EXPECT_EQ(queue_->sendCount(), 1u);
-    EXPECT_EQ(queue_->statistics().sendOk, 0u);
+    EXPECT_EQ(sending_.sendCount(), 1u);
+    EXPECT_EQ(statistics().sendOk, 0u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, anEntryGivenBackIsOpenedAgain) {
+TEST_F(OrvCHMesgQSendingTest, anEntryGivenBackIsOpenedAgain) {
     add("one");
     addPersistent("two", 60, -1);
     OrvCHMesg* const one = openNext();
     OrvCHMesg* const two = openNext();
-    EXPECT_EQ(queue_->peekClose(one), 0);
+    EXPECT_EQ(sending_.peekClose(one), 0);
     EXPECT_EQ(takeTrace(), Texts{"peekClose: entry (0) has not completed processing, leave it on the send queue\n"});
-    EXPECT_EQ(queue_->peekClose(two), 0);
+    EXPECT_EQ(sending_.peekClose(two), 0);
     EXPECT_EQ(takeTrace(),
               Texts{"peekClose: persistent entry (1) has not completed processing, leave it on the send queue\n"});
-    EXPECT_EQ(queue_->openCount(), 0u);
-    EXPECT_EQ(queue_->peekOpen(), one);
+    EXPECT_EQ(sending_.openCount(), 0u);
+    EXPECT_EQ(sending_.peekOpen(), one);
 }
 
-TEST_F(OrvCHMesgQSenderTest, aMarkedEntryGivenBackGoesAndIsCountedByItsReason) {
+TEST_F(OrvCHMesgQSendingTest, aMarkedEntryGivenBackGoesAndIsCountedByItsReason) {
     for (const Deletion& row : kDeletions) {
         addTest("test", "Profile");
         OrvCHMesg* const next = openNext();
         entry(ORV_CH_MESG_Q_SEND, 0).markedForDeletion = row.reason;
-        EXPECT_EQ(queue_->peekClose(next), 0);
+        EXPECT_EQ(sending_.peekClose(next), 0);
         EXPECT_EQ(takeTrace().front(),
                   "peekClose: entry (0) has not completed processing but is marked for deletion, remove from the "
                   "send queue and delete\n");
-        EXPECT_EQ(queue_->statistics().*row.counter, 1u);
+        EXPECT_EQ(statistics().*row.counter, 1u);
         EXPECT_EQ(takeTestResults(), (Results{{"Profile", row.result}}));
-        EXPECT_EQ(queue_->sendCount(), 0u);
-        EXPECT_EQ(queue_->openCount(), 0u);
+        EXPECT_EQ(sending_.sendCount(), 0u);
+        EXPECT_EQ(sending_.openCount(), 0u);
     }
-    EXPECT_EQ(queue_->statistics().persistentDeleted, 0u);
-    EXPECT_EQ(queue_->statistics().sendOk, 0u);
+    EXPECT_EQ(statistics().persistentDeleted, 0u);
+    EXPECT_EQ(statistics().sendOk, 0u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, aMarkedPersistentEntryGivenBackIsCountedTwice) {
+TEST_F(OrvCHMesgQSendingTest, aMarkedPersistentEntryGivenBackIsCountedTwice) {
     addPersistent("lasting", 60, -1);
     OrvCHMesg* const next = openNext();
-    queue_->clearQueue();
+    markAll(kOrvMarkedByClear);
     takeTrace();
-    EXPECT_EQ(queue_->peekClose(next), 0);
+    EXPECT_EQ(sending_.peekClose(next), 0);
     EXPECT_EQ(takeTrace().front(),
               "peekClose: persistent entry (0) has not completed processing but is marked for deletion, remove from "
               "the send queue and delete\n");
-    EXPECT_EQ(queue_->statistics().persistentDeleted, 1u);
-    EXPECT_EQ(queue_->statistics().deletedForClearReq, 1u);
+    EXPECT_EQ(statistics().persistentDeleted, 1u);
+    EXPECT_EQ(statistics().deletedForClearReq, 1u);
     checkConsistency();
 }
 
-TEST_F(OrvCHMesgQSenderTest, aMarkedEntryGivenBackDuringASyncStaysUntilTheChores) {
-    add("one");
-    addPersistent("two", 60, -1);
-    OrvCHMesg* const one = openNext();
-    OrvCHMesg* const two = openNext();
-    queue_->clearQueue();
-    queue_->setSyncInProgress(true);
-    takeTrace();
-    EXPECT_EQ(queue_->peekClose(one), 0);
-    EXPECT_EQ(takeTrace(), Texts{"peekClose: entry (0) has not completed processing, is marked for deletion,  but a "
-                                 "sync is in progress, leave it on the send queue\n"});
-    EXPECT_EQ(queue_->peekClose(two), 0);
-    EXPECT_EQ(takeTrace(), Texts{"peekClose: persistent entry (1) has not completed processing, is marked for "
-                                 "deletion,  but a sync is in progress, leave it on the send queue\n"});
-    EXPECT_EQ(queue_->openCount(), 0u);
-    queue_->setSyncInProgress(false);
-    chores();
-    EXPECT_EQ(queue_->sendCount(), 0u);
-    EXPECT_EQ(queue_->statistics().deletedForClearReq, 2u);
-    EXPECT_EQ(queue_->statistics().persistentDeleted, 1u);
-}
-
-TEST_F(OrvCHMesgQSenderTest, parksAMailedMessageForTheThrottlePeriod) {
+TEST_F(OrvCHMesgQSendingTest, parksAMailedMessageForTheThrottlePeriod) {
     add("one");
     seconds(5);
     OrvCHMesg* const next = openNext();
     entry(ORV_CH_MESG_Q_SEND, 0).message->DuplicateCount = 7;  // as restored; counting starts afresh
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
     const Texts traced = takeTrace();
     EXPECT_EQ(traced.front(),
               "peekDelete: entry (0) has completed processing, move it to the duplicate queue "
@@ -222,64 +187,49 @@ TEST_F(OrvCHMesgQSenderTest, parksAMailedMessageForTheThrottlePeriod) {
     EXPECT_EQ(parked.received, uptime());
     EXPECT_EQ(parked.message->DuplicateCount, 0);
     EXPECT_FALSE(parked.open);
-    EXPECT_EQ(queue_->statistics().sendOk, 1u);
-    EXPECT_EQ(queue_->openCount(), 0u);
+    EXPECT_EQ(statistics().sendOk, 1u);
+    EXPECT_EQ(sending_.openCount(), 0u);
     checkConsistency();
 }
 
-TEST_F(OrvCHMesgQSenderTest, parksAMessageThatCouldNotBeMailedToo) {
+TEST_F(OrvCHMesgQSendingTest, parksAMessageThatCouldNotBeMailedToo) {
     add("one");
     mailNext(1);
     EXPECT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), Texts{"one"});
-    EXPECT_EQ(queue_->statistics().sendOk, 1u) << "counted for a failure, too";
+    EXPECT_EQ(statistics().sendOk, 1u) << "counted for a failure, too";
 }
 
-TEST_F(OrvCHMesgQSenderTest, parksAMarkedMessageLikeAnyOther) {
+TEST_F(OrvCHMesgQSendingTest, deletesAMailedMessageThatIsNotEligible) {
     add("one");
+    lists_.send().clearDupEligible();
     OrvCHMesg* const next = openNext();
-    queue_->clearQueue();
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
-    EXPECT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), Texts{"one"});
-    EXPECT_EQ(queue_->statistics().deletedForClearReq, 0u);
-    chores(16);
-    EXPECT_EQ(queue_->statistics().deletedForClearReq, 1u) << "counted when it leaves";
-    EXPECT_THAT(texts(ORV_CH_MESG_Q_DUPLICATE), IsEmpty());
-}
-
-TEST_F(OrvCHMesgQSenderTest, deletesAMailedMessageThatIsNotEligible) {
-    add("one");
-    queue_->flushDuplicateQueue();
-    OrvCHMesg* const next = openNext();
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
     EXPECT_EQ(takeTrace().front(),
               "peekDelete: entry (0) has completed processing, (further duplicates not allowed) "
               "remove it from the send queue and delete\n");
-    EXPECT_EQ(queue_->spaceInUse(), 0u);
-    EXPECT_EQ(queue_->statistics().sendOk, 1u);
+    EXPECT_EQ(spaceInUse(), 0u);
+    EXPECT_EQ(statistics().sendOk, 1u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, deletesAnEligibleMessageWhenThrottlingWasSwitchedOff) {
+TEST_F(OrvCHMesgQSendingTest, deletesAnEligibleMessageWhenThrottlingWasSwitchedOff) {
     add("one");
-    const std::vector<DsEntry> off = {{"ThrottleDupsEnable", 1, "False"}};
-    const std::vector<std::int32_t> good = {0};
-    queue_->processConfigBulk(off, good);
+    quotas_.throttleDuplicates = false;
     OrvCHMesg* const next = openNext();
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
     EXPECT_EQ(takeTrace().front(),
               "peekDelete: entry (0) has completed processing, (duplicates not allowed) remove "
               "it from the send queue and delete\n");
-    EXPECT_EQ(queue_->spaceInUse(), 0u);
+    EXPECT_EQ(spaceInUse(), 0u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, keepsAMailedMessageWithPendingDuplicatesThatMayNotBeParked) {
+TEST_F(OrvCHMesgQSendingTest, keepsAMailedMessageWithPendingDuplicatesThatMayNotBeParked) {
     add("one");
     OrvCHMesg* const next = openNext();
-    add("one");
-    add("one");
-    queue_->flushDuplicateQueue();
+    repeatWaiting(0, 2);
+    lists_.send().clearDupEligible();
     seconds(9);
     takeTrace();
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
     EXPECT_EQ(takeTrace(),
               (Texts{"peekDelete: entry (0) has completed processing, further duplicates are not allowed but there "
                      "are 2 pending duplicates, leave it on the send queue\n",
@@ -291,39 +241,113 @@ TEST_F(OrvCHMesgQSenderTest, keepsAMailedMessageWithPendingDuplicatesThatMayNotB
     EXPECT_EQ(next->DuplicateCount, 2);
     EXPECT_EQ(sendFile("m0"), messageFile("one", 2, "Tue Nov 14 22:13:20 UTC 2023") + stateBlock(0))
         << "or a restart would mail it without its count";
-    EXPECT_EQ(queue_->statistics().sendOk, 1u);
-    EXPECT_EQ(queue_->openCount(), 0u);
+    EXPECT_EQ(statistics().sendOk, 1u);
+    EXPECT_EQ(sending_.openCount(), 0u);
 
-    EXPECT_EQ(queue_->peekOpen(), next) << "mailed again with its count";
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
-    EXPECT_EQ(queue_->sendCount(), 0u);
-    EXPECT_EQ(queue_->statistics().sendOk, 2u);
+    EXPECT_EQ(sending_.peekOpen(), next) << "mailed again with its count";
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
+    EXPECT_EQ(sending_.sendCount(), 0u);
+    EXPECT_EQ(statistics().sendOk, 2u);
     checkConsistency();
 }
 
-TEST_F(OrvCHMesgQSenderTest, reportsTheCallersResultOfATestMessage) {
+TEST_F(OrvCHMesgQSendingTest, reportsTheCallersResultOfATestMessage) {
     addTest("good", "A");
     addTest("bad", "B");
     mailNext(0);
     mailNext(1);
     EXPECT_EQ(takeTestResults(), (Results{{"A", 0}, {"B", 1}}));
-    EXPECT_EQ(queue_->sendCount(), 0u);
+    EXPECT_EQ(sending_.sendCount(), 0u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, aMarkedTestMessageThatWasMailedReportsItsResult) {
+TEST_F(OrvCHMesgQSendingTest, aMarkedTestMessageThatWasMailedReportsItsResult) {
     addTest("test", "A");
     OrvCHMesg* const next = openNext();
-    queue_->clearQueue();
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
+    markAll(kOrvMarkedByClear);
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
     EXPECT_EQ(takeTestResults(), (Results{{"A", 0}}));
-    EXPECT_EQ(queue_->statistics().deletedForClearReq, 0u);
+    EXPECT_EQ(statistics().deletedForClearReq, 0u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, movesAPersistentMessageToItsQueueUntilItHasExpired) {
+TEST_F(OrvCHMesgQSendingTest, aPersistentMessageWithOnePostingIsMailedOnceAndDeleted) {
+    addPersistent("lasting", 60, 1);
+    mailNext();
+    EXPECT_EQ(spaceInUse(), 0u);
+    EXPECT_EQ(statistics().persistentDeleted, 1u);
+}
+
+TEST_F(OrvCHMesgQSendingTest, countsDownAnyOtherExpireEvenBelowZero) {
+    const std::pair<std::int32_t, std::int32_t> kRows[] = {{0, -1}, {-2, -3}, {INT32_MIN, INT32_MAX}, {3, 2}};
+    for (const auto& [before, after] : kRows) {
+        addPersistent("lasting", 60, before);
+        mailNext();
+        EXPECT_EQ(entry(ORV_CH_MESG_Q_PERSIST, 0).posting.expire, after);
+        lists_.removeInternal(entry(ORV_CH_MESG_Q_PERSIST, 0), lists_.persist(), kOrvPassed);
+    }
+}
+
+TEST_F(OrvCHMesgQSendingTest, deletesAMarkedPersistentMessageThatWasMailed) {
+    addPersistent("lasting", 60, 5);
+    OrvCHMesg* const next = openNext();
+    markAll(kOrvMarkedByClear);
+    takeTrace();
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
+    EXPECT_EQ(takeTrace().front(),
+              "peekDelete: persistent entry (0) has completed processing and is marked for "
+              "deletion, remove from the send queue and delete\n");
+    EXPECT_EQ(statistics().persistentDeleted, 1u);
+    EXPECT_EQ(statistics().deletedForClearReq, 1u);
+    EXPECT_EQ(statistics().sendOk, 1u);
+    EXPECT_EQ(spaceInUse(), 0u);
+}
+
+TEST_F(OrvCHMesgQSendingTest, aDirectDeletionForgetsPostponedOnes) {
+    add("one");
+    OrvCHMesg* const next = openNext();
+    sending_.setSyncInProgress(true);
+    sending_.peekDelete(next, 1);
+    sending_.setSyncInProgress(false);
+    sending_.peekDelete(next, 0);
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).pendingOps, 0u);
+}
+
+TEST_F(OrvCHMesgQSendingTest, aMarkedEntryGivenBackDuringASyncStays) {
+    add("one");
+    addPersistent("two", 60, -1);
+    OrvCHMesg* const one = openNext();
+    OrvCHMesg* const two = openNext();
+    markAll(kOrvMarkedByClear);
+    sending_.setSyncInProgress(true);
+    takeTrace();
+    EXPECT_EQ(sending_.peekClose(one), 0);
+    EXPECT_EQ(takeTrace(), Texts{"peekClose: entry (0) has not completed processing, is marked for deletion,  but a "
+                                 "sync is in progress, leave it on the send queue\n"});
+    EXPECT_EQ(sending_.peekClose(two), 0);
+    EXPECT_EQ(takeTrace(), Texts{"peekClose: persistent entry (1) has not completed processing, is marked for "
+                                 "deletion,  but a sync is in progress, leave it on the send queue\n"});
+    EXPECT_EQ(sending_.openCount(), 0u);
+    EXPECT_EQ(sending_.sendCount(), 2u);
+}
+
+TEST_F(OrvCHMesgQSendingTest, aDeletionDuringASyncIsNotedOnTheEntry) {
+    addTest("good", "A");
+    addTest("bad", "B");
+    OrvCHMesg* const good = openNext();
+    OrvCHMesg* const bad = openNext();
+    sending_.setSyncInProgress(true);
+    EXPECT_EQ(sending_.peekDelete(good, 0), 0);
+    EXPECT_EQ(sending_.peekDelete(bad, 1), 0);
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).pendingOps, kOrvPendingSuccess);
+    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 1).pendingOps, kOrvPendingFailure);
+    EXPECT_EQ(sending_.openCount(), 2u) << "still open";
+    EXPECT_THAT(takeTestResults(), IsEmpty());
+}
+
+TEST_F(OrvCHMesgQSendingTest, restsAPersistentMessageWithAPostingLess) {
     addPersistent("lasting", 60, 2);
     seconds(5);
     OrvCHMesg* const next = openNext();
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
+    EXPECT_EQ(sending_.peekDelete(next, 0), 0);
     EXPECT_EQ(takeTrace().front(),
               "peekDelete: persistent entry (0) has completed processing, move it back to the persistent queue\n");
     ASSERT_EQ(texts(ORV_CH_MESG_Q_PERSIST), Texts{"lasting"});
@@ -332,133 +356,14 @@ TEST_F(OrvCHMesgQSenderTest, movesAPersistentMessageToItsQueueUntilItHasExpired)
               messageFile("lasting") + stateBlock(0, 0, "true", 60, 1));
     EXPECT_EQ(switch_.root().read(std::string(kPersistDir) + "/order"), wordsToBytes({1, 0}));
     checkConsistency();
-
-    chores(61);
-    EXPECT_EQ(openNext(), next);
-    EXPECT_EQ(queue_->peekDelete(next, 1), 0);
-    EXPECT_EQ(takeTrace().front(),
-              "peekDelete: persistent entry (0) has completed processing and has expired, remove "
-              "from the send queue and delete\n");
-    EXPECT_EQ(queue_->spaceInUse(), 0u);
-    EXPECT_EQ(queue_->statistics().persistentDeleted, 1u);
-    EXPECT_EQ(queue_->statistics().sendOk, 2u);
 }
 
-TEST_F(OrvCHMesgQSenderTest, aPersistentMessageWithOnePostingIsMailedOnceAndDeleted) {
-    addPersistent("lasting", 60, 1);
-    mailNext();
-    EXPECT_EQ(queue_->spaceInUse(), 0u);
-    EXPECT_EQ(queue_->statistics().persistentDeleted, 1u);
-}
-
-TEST_F(OrvCHMesgQSenderTest, aPersistentMessageWithoutEndCirculates) {
-    addPersistent("lasting", 1, -1);
-    for (int i = 0; i < 10; ++i) {
-        mailNext(i % 2);
-        ASSERT_EQ(texts(ORV_CH_MESG_Q_PERSIST), Texts{"lasting"});
-        EXPECT_EQ(entry(ORV_CH_MESG_Q_PERSIST, 0).posting.expire, -1);
-        chores(2);
-    }
-    EXPECT_EQ(queue_->statistics().sendOk, 10u);
-    EXPECT_EQ(queue_->statistics().persistentDeleted, 0u);
-}
-
-TEST_F(OrvCHMesgQSenderTest, countsDownAnyOtherExpireEvenBelowZero) {
-    const std::pair<std::int32_t, std::int32_t> kRows[] = {{0, -1}, {-2, -3}, {INT32_MIN, INT32_MAX}, {3, 2}};
-    for (const auto& [before, after] : kRows) {
-        addPersistent("lasting", 60, before);
-        mailNext();
-        EXPECT_EQ(entry(ORV_CH_MESG_Q_PERSIST, 0).posting.expire, after);
-        queue_->removeByMessage(entry(ORV_CH_MESG_Q_PERSIST, 0).message.get(), ORV_CH_MESG_Q_PERSIST, 0);
-    }
-}
-
-TEST_F(OrvCHMesgQSenderTest, deletesAMarkedPersistentMessageThatWasMailed) {
-    addPersistent("lasting", 60, 5);
-    OrvCHMesg* const next = openNext();
-    queue_->clearQueue();
-    takeTrace();
-    EXPECT_EQ(queue_->peekDelete(next, 0), 0);
-    EXPECT_EQ(takeTrace().front(),
-              "peekDelete: persistent entry (0) has completed processing and is marked for "
-              "deletion, remove from the send queue and delete\n");
-    EXPECT_EQ(queue_->statistics().persistentDeleted, 1u);
-    EXPECT_EQ(queue_->statistics().deletedForClearReq, 1u);
-    EXPECT_EQ(queue_->statistics().sendOk, 1u);
-    EXPECT_EQ(queue_->spaceInUse(), 0u);
-}
-
-TEST_F(OrvCHMesgQSenderTest, postponesADeletionDuringASync) {
-    addTest("good", "A");
-    addTest("bad", "B");
-    OrvCHMesg* const good = openNext();
-    OrvCHMesg* const bad = openNext();
-    queue_->setSyncInProgress(true);
-    EXPECT_EQ(queue_->peekDelete(good, 0), 0);
-    EXPECT_EQ(queue_->peekDelete(bad, 5), 0);
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).pendingOps, 1u);
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 1).pendingOps, 2u);
-    EXPECT_EQ(queue_->openCount(), 2u) << "still open";
-    chores(3);
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).pendingOps, 1u) << "left alone while the sync runs";
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 1).pendingOps, 2u);
-    EXPECT_THAT(takeTestResults(), IsEmpty());
-
-    queue_->setSyncInProgress(false);
-    chores();
-    EXPECT_EQ(takeTestResults(), (Results{{"A", 0}, {"B", 1}}));
-    EXPECT_EQ(queue_->sendCount(), 0u);
-    EXPECT_EQ(queue_->openCount(), 0u);
-    EXPECT_EQ(queue_->statistics().sendOk, 2u);
-    EXPECT_THAT(takeLog(), IsEmpty());
-}
-
-TEST_F(OrvCHMesgQSenderTest, ofTwoPostponedDeletionsOnlyTheSuccessIsReplayed) {
+TEST_F(OrvCHMesgQSendingTest, neverParksTestOrPersistentMessages) {
     addTest("test", "A");
-    OrvCHMesg* const next = openNext();
-    queue_->setSyncInProgress(true);
-    queue_->peekDelete(next, 1);
-    queue_->peekDelete(next, 0);
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_SEND, 0).pendingOps, 3u);
-    queue_->setSyncInProgress(false);
-    chores();
-    EXPECT_EQ(takeTestResults(), (Results{{"A", 0}}));
-    EXPECT_EQ(queue_->statistics().sendOk, 1u);
-    EXPECT_THAT(takeLog(), IsEmpty());
-}
-
-TEST_F(OrvCHMesgQSenderTest, aReplayedDeletionParksLikeADirectOne) {
-    add("one");
-    OrvCHMesg* const next = openNext();
-    queue_->setSyncInProgress(true);
-    queue_->peekDelete(next, 0);
-    queue_->setSyncInProgress(false);
-    chores();
-    ASSERT_EQ(texts(ORV_CH_MESG_Q_DUPLICATE), Texts{"one"});
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).pendingOps, 0u);
-    checkConsistency();
-}
-
-TEST_F(OrvCHMesgQSenderTest, aDirectDeletionForgetsPostponedOnes) {
-    add("one");
-    OrvCHMesg* const next = openNext();
-    queue_->setSyncInProgress(true);
-    queue_->peekDelete(next, 1);
-    queue_->setSyncInProgress(false);
-    queue_->peekDelete(next, 0);
-    EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).pendingOps, 0u);
-}
-
-TEST_F(OrvCHMesgQSenderTest, isSeenThroughTheSendersInterface) {
-    add("one");
-    OrvSendQueue& view = *queue_;
-    EXPECT_EQ(view.sendCount(), 1u);
-    OrvCHMesg* const next = view.peekOpen();
-    EXPECT_EQ(view.openCount(), 1u);
-    EXPECT_EQ(view.peekClose(next), 0);
-    EXPECT_EQ(view.peekOpen(), next);
-    EXPECT_EQ(view.peekDelete(next, 0), 0);
-    EXPECT_EQ(view.sendCount(), 0u);
+    mailNext();
+    addPersistent("lasting", 60, 2);
+    mailNext();
+    EXPECT_THAT(texts(ORV_CH_MESG_Q_DUPLICATE), IsEmpty());
 }
 
 }  // namespace

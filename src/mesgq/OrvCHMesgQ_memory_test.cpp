@@ -10,7 +10,6 @@
 
 namespace {
 
-using testing::Contains;
 using testing::IsEmpty;
 
 TEST_F(OrvCHMesgQMemoryTest, aMomentWithoutMemoryCostsNoMessageAndNoFile) {

@@ -1,57 +1,31 @@
-// The fixture of all tests of the message queue: a switch, a queue on it, and the words to talk about both.
+// The fixture of the whole message queue: configured, restored and open for business as the daemon has it.
 #pragma once
 
-#include "dbg/OrvDbg.h"
 #include "mesgq/OrvCHMesgQ.h"
-#include "orvClient.h"
 #include "profile/OrvConfigListener.h"
-#include "testing/LoopbackSwitch.h"
-#include "testing/StubComponent.h"
-#include "testing/TempRoot.h"
+#include "testing/mesgq/MesgQGround.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-inline constexpr char kSendDir[] = "/ostrel/conf/orv/callHome/queues/send";
-inline const std::string kOrderFile = std::string(kSendDir) + "/order";
-inline const std::string kFirstEntry = std::string(kSendDir) + "/m0";
-inline constexpr char kDuplicateDir[] = "/ostrel/conf/orv/callHome/queues/duplicate";
-inline constexpr char kPersistDir[] = "/ostrel/conf/orv/callHome/queues/persist";
-inline constexpr char kAttachments[] = "/ostrel/conf/orv/callHome/attachments";
-inline constexpr char kStage[] = "/ostrel/conf/orv/callHome/attachments.stage";
-inline constexpr char kAttachmentState[] = "/ostrel/conf/orv/callHome/attachments.state";
-inline constexpr char kListing[] = "/tmp/orv-queue-order";
-
-// Why a message goes before it is mailed, what counts it, and what a test message reports.
-struct Deletion {
-    OrvDeletionReason reason;
-    std::uint32_t OrvCHMesgQStatistics::*counter;
-    std::uint32_t result;
-};
-inline constexpr Deletion kDeletions[] = {{kOrvMarkedByClear, &OrvCHMesgQStatistics::deletedForClearReq, 2},
-                                          {kOrvMarkedForSpace, &OrvCHMesgQStatistics::deletedForSpace, 1},
-                                          {kOrvMarkedForFileLimit, &OrvCHMesgQStatistics::deletedForFileLimit, 1},
-                                          {kOrvMarkedForTime, &OrvCHMesgQStatistics::deletedForTime, 1}};
-
-class MesgQTest : public testing::Test {
+class MesgQTest : public MesgQGround {
 protected:
-    using Texts = std::vector<std::string>;
-    using Ids = std::vector<std::uint32_t>;
-    using Words = std::vector<std::uint32_t>;
     using Attributes = std::map<std::string, std::string>;
-    // An event log entry: level and text.
-    using Log = std::vector<std::pair<int, std::string>>;
 
     MesgQTest();
     ~MesgQTest() override;
+
+    const OrvCHMesgQQueue& list(ORV_CH_MESG_Q_TYPE type) const override { return queue_->queue(type); }
+    const OrvCHMesgQStatistics& statistics() const override { return queue_->statistics(); }
+    std::uint32_t spaceInUse() const override { return queue_->spaceInUse(); }
+    bool isOpenForBusiness() const override { return queue_->openForBusiness(); }
+    int post(std::unique_ptr<OrvCHMesg> message, const OrvCHPosting& posting) override {
+        return queue_->add(std::move(message), posting.testMsg, posting.persist, posting.persistRepostPeriod,
+                           posting.expire, false);
+    }
 
     // --- The queue's life ---
     // The daemon ends (or is killed: nothing is written at the end) and a new one starts.
@@ -61,55 +35,22 @@ protected:
     // Configured, restored and open for business. Directories without a file are not listed.
     void open(const Attributes& quotas = {});
     void restartAndOpen(const Attributes& quotas = {});
-    void seconds(std::uint32_t count) { switch_.clock().advance(count * 1000ull); }
     // Seconds pass, each with its chores.
     void chores(std::uint32_t count = 1);
 
     // --- Messages ---
-    static std::unique_ptr<OrvCHMesg> message(const std::string& text);
-    // What message(text) is charged.
-    static std::uint32_t charge(const std::string& text);
-    // The file of message(text) without a state block.
-    static std::string messageFile(const std::string& text, int duplicates = 0, const std::string& duplicateTime = "");
-    static std::string stateBlock(unsigned duplicatesPending = 0, unsigned marked = 0,
-                                  const std::string& persist = "false", unsigned period = 86400, int expire = -1);
-
-    int add(const std::string& text) { return queue_->add(message(text), false, false, 86400, -1, false); }
-    int addTest(const std::string& text, const std::string& profile);
-    int addPersistent(const std::string& text, std::uint32_t period, std::int32_t expire);
     // Opens the next message and finishes it.
     void mailNext(int result = 0);
     // Mails the next message and lets the throttle period begin for it.
     void park(const std::string& text);
 
-    // --- What is seen ---
-    Texts texts(ORV_CH_MESG_Q_TYPE type) const;
-    Ids ids(ORV_CH_MESG_Q_TYPE type) const;
-    OrvCHMesgQEntry& entry(ORV_CH_MESG_Q_TYPE type, std::size_t position) const;
-    Texts files(const std::string& directory) { return switch_.root().list(directory); }
-    // Fails the test when lists, charges, counters or files contradict each other.
-    void checkConsistency(bool files = true);
-    // The event log since the last call.
-    Log takeLog();
-    // "method: text" of every trace of the queue since the last call.
-    Texts takeTrace();
-    // The profile and result of each test result sent since the last call.
-    std::vector<std::pair<std::string, std::uint32_t>> takeTestResults();
-    static std::string wordsToBytes(const Words& words);
-
     struct Controller final : OrvConfigListener {
         void configComplete(unsigned bit) override { settled.push_back(bit); }
         std::vector<unsigned> settled;  // parts of the configuration
     };
-    LoopbackSwitch switch_;
     Controller controller_;
-    OrvDbg logger_{"mesgq"};
-    StubComponent component_;
-    orvClient responses_;
     std::unique_ptr<OrvCHMesgQ> queue_;
 
 private:
     Texts sayThatNothingIsThere();
-
-    std::size_t traced_ = 0;  // bytes of the trace file already seen
 };
