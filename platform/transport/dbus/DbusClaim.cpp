@@ -1,12 +1,10 @@
-// One process a component: its name on the bus, which the bus takes back when the process is gone.
-#include "platform/transport/dbus/DbusTransport.h"
+#include "platform/transport/dbus/DbusClaim.h"
 
 #include <poll.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <new>
 
 namespace {
 
@@ -26,46 +24,31 @@ int requestName(sd_bus& bus, const std::string& name) {
     }
 }
 
-}  // namespace
-
-Transport::Claim DbusTransport::claim(const std::string& component) {
-    if (claimed_) {
-        return Claim::MINE;
-    }
-    const auto start = std::chrono::steady_clock::now();
-    const bool reached = bus_ || reach(start + options_.patience);
-    const Claim result = reached ? claimName("hsb." + component) : Claim::UNKNOWN;
-    claimed_ = result == Claim::MINE;
-    spent_ = std::chrono::steady_clock::now() - start;
-    return result;
-}
-
-// Without a word: join() says what is wrong with the bus.
-bool DbusTransport::reach(Deadline deadline) {
-    patience_.renew();
-    quiet_ = true;
-    int result = -1;
-    try {
-        result = connect() < 0 ? -1 : awaitReady(deadline);
-    } catch (const std::bad_alloc&) {
-        // As with any other reason.
-    }
-    quiet_ = false;
-    if (result < 0) {
-        bus_.reset();
-    }
-    return result == 0;
-}
-
-Transport::Claim DbusTransport::claimName(const std::string& name) {
-    const int result = requestName(*bus_, name);
+Transport::Claim claimName(sd_bus& bus, const std::string& name) {
+    const int result = requestName(bus, name);
     if (result == -EEXIST) {
-        return Claim::ANOTHERS;
+        return Transport::Claim::ANOTHERS;
     }
     if (result < 0) {
         std::fprintf(stderr, "hsb: cannot take the name %s against a second daemon: %s\n", name.c_str(),
                      std::strerror(-result));
-        return Claim::UNKNOWN;
+        return Transport::Claim::UNKNOWN;
     }
-    return Claim::MINE;
+    return Transport::Claim::MINE;
+}
+
+}  // namespace
+
+Transport::Claim DbusClaim::take(DbusConnection& connection, const std::string& component,
+                                 std::chrono::milliseconds patience) {
+    if (held_) {
+        return Transport::Claim::MINE;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const bool reached = connection || connection.openQuietly(start + patience);
+    const Transport::Claim result =
+        reached ? claimName(connection.bus(), "hsb." + component) : Transport::Claim::UNKNOWN;
+    held_ = result == Transport::Claim::MINE;
+    spent_ = std::chrono::steady_clock::now() - start;
+    return result;
 }

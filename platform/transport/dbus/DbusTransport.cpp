@@ -20,6 +20,21 @@ namespace {
 
 constexpr std::chrono::seconds LEAVE_PATIENCE(2);
 
+// A client hears of switchd only, and is not woken whenever somebody else comes or goes.
+constexpr const char* SWITCHD_MATCH =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='hsb.Switchd'";
+constexpr const char* EVERYBODY_MATCH =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+    "interface='org.freedesktop.DBus',member='NameOwnerChanged'";
+
+// "30", "0.5"
+std::string seconds(std::chrono::milliseconds span) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", static_cast<double>(span.count()) / 1000);
+    return text;
+}
+
 bool sameProcess(const Hsb_Address& one, const Hsb_Address& other) {
     return one.node == other.node && one.process == other.process;
 }
@@ -32,18 +47,78 @@ bool isStart(const Hsb_Message& message) {
 
 }  // namespace
 
-DbusTransport::DbusTransport(Options options) : options_(std::move(options)) {
+DbusTransport::DbusTransport(Options options)
+    : options_(std::move(options)),
+      connection_({options_.address, options_.patience, options_.role == Role::SERVICES}),
+      backlog_(options_.maxQueuedMessages, options_.maxQueuedBytes) {
 }
 
 DbusTransport::~DbusTransport() {
     leave();
 }
 
-int DbusTransport::attach(TransportReceiver& receiver, Hsb_Address& address) {
-    if (!bus_) {
+Transport::Claim DbusTransport::claim(const std::string& component) {
+    return claim_.take(connection_, component, options_.patience);
+}
+
+int DbusTransport::join() {
+    if (joined_) {
+        return connection_.fail("this process is already on the bus");
+    }
+    lost_ = false;
+    connection_.forgetProblem();
+    connection_.patience().renew();
+    int result = -1;
+    try {
+        result = joinSteps(std::chrono::steady_clock::now() + options_.patience - claim_.takeSpent());
+    } catch (const std::bad_alloc&) {
+        std::fputs("hsb: cannot join the bus: memory is short\n", stderr);
+    }
+    joined_ = result == 0;
+    if (joined_) {
+        lifeSign_.start();
+    } else {
+        connection_.close();
+        claim_.forget();
+    }
+    return result;
+}
+
+int DbusTransport::joinSteps(Deadline deadline) {
+    const bool waits = options_.role == Role::CLIENT;
+    const bool connected = static_cast<bool>(connection_);  // by claim()
+    if ((!connected && connection_.open(deadline) < 0) ||
+        connection_.follow(options_.role == Role::SERVICES ? EVERYBODY_MATCH : SWITCHD_MATCH) < 0 ||
+        connection_.lookUp(SWITCHD_NAME, switchd_) < 0 || (waits && awaitSwitchd(deadline) < 0)) {
         return -1;
     }
-    Hsb_Address candidate = self_;
+    return loop_.start(connection_.bus()) < 0 ? connection_.fail("cannot watch the connection with the bus") : 0;
+}
+
+int DbusTransport::awaitSwitchd(Deadline deadline) {
+    while (switchd_ == Hsb_Address{}) {
+        sd_bus_message* raw = nullptr;
+        const int result = sd_bus_process(&connection_.bus(), &raw);
+        const DbusMessagePtr message(raw);
+        while (message && busMessage(*message) < 0 && connection_.patience().waitOut(ENOMEM) == 0) {
+        }
+        if (result < 0 && connection_.patience().waitOut(-result) < 0) {
+            return connection_.fail("the connection with the bus broke", -result);
+        }
+        if (result == 0 && connection_.wait(deadline) < 0) {
+            return errno == ETIMEDOUT
+                       ? connection_.fail("switchd did not come to the bus in " + seconds(options_.patience) + " s")
+                       : connection_.fail("waiting for switchd was cut short", errno);
+        }
+    }
+    return 0;
+}
+
+int DbusTransport::attach(TransportReceiver& receiver, Hsb_Address& address) {
+    if (!connection_) {
+        return -1;
+    }
+    Hsb_Address candidate = connection_.self();
     for (std::uint32_t tries = 0; tries < NO_SLOT; ++tries) {
         lastSlot_ = static_cast<std::uint16_t>((lastSlot_ + 1) % NO_SLOT);
         candidate.slot = lastSlot_;
@@ -56,7 +131,7 @@ int DbusTransport::attach(TransportReceiver& receiver, Hsb_Address& address) {
 }
 
 int DbusTransport::attachService(TransportReceiver& receiver, const Hsb_Address& address) {
-    if (!bus_ || options_.role != Role::SERVICES || !DbusAddress::isService(address)) {
+    if (!connection_ || options_.role != Role::SERVICES || !DbusAddress::isService(address)) {
         return -1;
     }
     const auto [party, isNew] = parties_.emplace(keyOf(address), &receiver);
@@ -77,71 +152,63 @@ void DbusTransport::detach(const Hsb_Address& address) {
     }
 }
 
+int DbusTransport::takeName() {
+    const int result = sd_bus_request_name(&connection_.bus(), SWITCHD_NAME, 0);
+    if (result == -EEXIST) {
+        return connection_.fail(std::string("the name ") + SWITCHD_NAME +
+                                " is taken: another switchd runs on this bus");
+    }
+    if (result < 0) {
+        return connection_.fail(std::string("cannot take the name ") + SWITCHD_NAME, -result);
+    }
+    ownsName_ = true;
+    return 0;
+}
+
+void DbusTransport::giveNameBack() {
+    sd_bus_release_name(&connection_.bus(), SWITCHD_NAME);
+    ownsName_ = false;
+}
+
 // Services stand on node 0: first in the order of addresses.
 bool DbusTransport::holdsServices() const {
     return !parties_.empty() && std::get<0>(parties_.begin()->first) == 0;
 }
 
 int DbusTransport::send(const Hsb_Message& message) {
-    if (!bus_ || lost_) {
+    if (!connection_ || lost_) {
         return -1;
     }
-    if (queueIsFull()) {
+    if (backlog_.full(connection_.bus())) {
         return complain(message, "too many messages wait for the bus");
     }
     const DbusMessagePtr call =
-        DbusMessage::pack(*bus_, DbusAddress::processName(message.destination()).data(), message);
+        DbusMessage::pack(connection_.bus(), DbusAddress::processName(message.destination()).data(), message);
     if (!call) {
         return complain(message, "it is too large, its address is wrong, or memory is short");
     }
-    if (!count(message)) {
+    if (!backlog_.add(message.payload().size())) {
         return complain(message, std::strerror(ENOMEM));
     }
-    const int result = sd_bus_send(bus_.get(), call.get(), nullptr);
+    const int result = sd_bus_send(&connection_.bus(), call.get(), nullptr);
     if (result < 0) {
-        queuedBytes_ -= queuedSizes_.back();
-        queuedSizes_.pop_back();
+        backlog_.takeBack();
         return complain(message, std::strerror(-result));
     }
     loop_.sent();
     return 0;
 }
 
-// Before it is sent: what has been sent is not to be told a failure.
-bool DbusTransport::count(const Hsb_Message& message) {
-    try {
-        queuedSizes_.push_back(message.payload().size());
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    queuedBytes_ += message.payload().size();
-    return true;
-}
-
-// sd-bus tells how many messages it holds but not how large they are; it sends in order, so ours are the last ones.
-bool DbusTransport::queueIsFull() {
-    std::uint64_t queued = 0;
-    sd_bus_get_n_queued_write(bus_.get(), &queued);
-    while (queuedSizes_.size() > queued) {
-        queuedBytes_ -= queuedSizes_.front();
-        queuedSizes_.pop_front();
-    }
-    // Half empty again: the next refusal is news. At the bound itself there may be one every other moment.
-    refusing_ = refusing_ && queued > options_.maxQueuedMessages / 2;
-    return queued >= options_.maxQueuedMessages || queuedBytes_ >= options_.maxQueuedBytes;
-}
-
 int DbusTransport::complain(const Hsb_Message& message, const char* why) {
-    if (!refusing_) {
+    if (backlog_.refuse()) {
         std::fprintf(stderr, "hsb: cannot send message %u/%u to %s: %s\n", unsigned{message.format()},
                      unsigned{message.code()}, DbusAddress::processName(message.destination()).data(), why);
     }
-    refusing_ = true;
     return -1;
 }
 
 void DbusTransport::leave() {
-    if (!bus_) {
+    if (!connection_) {
         return;
     }
     loop_.stop();
@@ -150,24 +217,24 @@ void DbusTransport::leave() {
     if (!lost_) {
         flush(std::chrono::steady_clock::now() + LEAVE_PATIENCE);
     }
-    bus_.reset();
-    queuedSizes_.clear();
-    queuedBytes_ = 0;
-    self_ = switchd_ = Hsb_Address{};
-    ownsName_ = joined_ = claimed_ = false;
+    connection_.close();
+    backlog_.clear();
+    switchd_ = Hsb_Address{};
+    ownsName_ = joined_ = false;
+    claim_.forget();
 }
 
 // What was sent before leaving still goes out, unless the bus daemon does not take it.
 void DbusTransport::flush(Deadline deadline) {
+    sd_bus* const bus = &connection_.bus();
     std::uint64_t queued = 0;
-    while (sd_bus_get_n_queued_write(bus_.get(), &queued) >= 0 && queued > 0 &&
-           std::chrono::steady_clock::now() < deadline) {
+    while (sd_bus_get_n_queued_write(bus, &queued) >= 0 && queued > 0 && std::chrono::steady_clock::now() < deadline) {
         sd_bus_message* raw = nullptr;
-        const int result = sd_bus_process(bus_.get(), &raw);
+        const int result = sd_bus_process(bus, &raw);
         sd_bus_message_unref(raw);
         if (result > 0) {
-            patience_.renew();
-        } else if (result < 0 ? patience_.waitOut(-result) < 0 : waitForBus(deadline) < 0) {
+            connection_.patience().renew();
+        } else if (result < 0 ? connection_.patience().waitOut(-result) < 0 : connection_.wait(deadline) < 0) {
             return;
         }
     }
@@ -267,12 +334,5 @@ void DbusTransport::lose(const char* what, int error) noexcept {
     lost_ = true;
     loop_.stop();
     lifeSign_.stop();
-    const char* const colon = error == 0 ? "" : ": ";
-    const char* const why = error == 0 ? "" : std::strerror(error);
-    std::fprintf(stderr, "hsb: %s%s%s\n", what, colon, why);
-    try {
-        problem_ = std::string(what) + colon + why;
-    } catch (const std::bad_alloc&) {
-        problem_.clear();
-    }
+    connection_.broke(what, error);
 }

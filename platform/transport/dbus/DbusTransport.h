@@ -11,22 +11,18 @@
 #pragma once
 
 #include "platform/transport/Transport.h"
+#include "platform/transport/dbus/DbusBacklog.h"
+#include "platform/transport/dbus/DbusClaim.h"
+#include "platform/transport/dbus/DbusConnection.h"
 #include "platform/transport/dbus/DbusLifeSign.h"
 #include "platform/transport/dbus/DbusLoop.h"
 
 #include <systemd/sd-bus.h>
 
 #include <chrono>
-#include <cstddef>
-#include <deque>
 #include <map>
-#include <memory>
 #include <string>
 #include <tuple>
-
-struct DbusClose {
-    void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
-};
 
 class DbusTransport final : public Transport, private DbusLoop::Owner {
 public:
@@ -59,10 +55,10 @@ public:
     [[nodiscard]] int send(const Hsb_Message& message) override;
 
     // Why join() failed or the connection was lost; empty while all is well, and when there was no memory for it.
-    const std::string& problem() const { return problem_; }
+    const std::string& problem() const { return connection_.problem(); }
 
 private:
-    using Deadline = std::chrono::steady_clock::time_point;
+    using Deadline = DbusConnection::Deadline;
     // {node, process, slot} of services, {own node, own process, slot} of other parties.
     using Key = std::tuple<std::uint32_t, std::uint32_t, std::uint16_t>;
 
@@ -71,23 +67,11 @@ private:
     int busMessage(sd_bus_message& message) override;
     void busLost(int error) noexcept override;
 
-    // Steps of claim().
-    bool reach(Deadline deadline);
-    Claim claimName(const std::string& name);
-
-    // Steps of join(), each 0 or -1 with problem_ set.
+    // Steps of join(), each 0 or -1 with problem() set.
     int joinSteps(Deadline deadline);
-    int connect();
-    int awaitReady(Deadline deadline);
-    int waitForWelcome(Deadline deadline, Deadline word, const std::string& bus);
-    int followNames();
     int awaitSwitchd(Deadline deadline);
-    // Waits for the bus to do something. 0, or -1 when the deadline has passed or waiting failed.
-    int waitForBus(Deadline deadline);
-    int fail(const std::string& what, int error = 0);
 
-    int lookUpSwitchd();
-    // The name of the services: taken with the first, given back with the last. 0, or -1 with problem_ set.
+    // The name of the services: taken with the first, given back with the last. 0, or -1 with problem() set.
     int takeName();
     void giveNameBack();
     bool holdsServices() const;
@@ -98,29 +82,19 @@ private:
     void tellServices(const Hsb_Address& gone);
     void lose(const char* what, int error = 0) noexcept;
 
-    bool queueIsFull();
-    bool count(const Hsb_Message& message);
     int complain(const Hsb_Message& message, const char* why);
     void flush(Deadline deadline);
 
     Options options_;
-    std::unique_ptr<sd_bus, DbusClose> bus_;
+    DbusConnection connection_;
+    DbusClaim claim_;
+    DbusBacklog backlog_;
     DbusLoop loop_{*this};
     DbusLifeSign lifeSign_;
     std::map<Key, TransportReceiver*> parties_;
-    Hsb_Address self_;  // Node and process of this process.
     bool ownsName_ = false;
     Hsb_Address switchd_;  // Node and process of hsb.Switchd's owner; 0xFF bytes while it has none.
     std::uint16_t lastSlot_ = 0;
-    std::deque<std::size_t> queuedSizes_;  // Payloads that sd-bus still holds, oldest first.
-    std::uint64_t queuedBytes_ = 0;        // Their sum.
-    bool refusing_ = false;                // A message was refused, and that was said.
     bool joined_ = false;
     bool lost_ = false;
-    bool claimed_ = false;
-    bool toldOfWaiting_ = false;
-    bool quiet_ = false;                           // What fails is not said.
-    std::chrono::steady_clock::duration spent_{};  // By claim(), of the patience.
-    Patience patience_;                            // While join() or leave() waits.
-    std::string problem_;
 };
