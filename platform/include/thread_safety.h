@@ -15,9 +15,10 @@
 #define ORV_GUARDED_BY(lock) ORV_THREAD_SAFETY(guarded_by(lock))
 #define ORV_PT_GUARDED_BY(lock) ORV_THREAD_SAFETY(pt_guarded_by(lock))
 
-// A function that is called with the locks held; and one that takes them itself, so that nobody calls it with them.
+// A function that is called with the locks held; and one that takes the lock itself, so that nobody calls it with it. A
+// member that takes a lock of its own object has to say so, and so has each that calls it.
 #define ORV_REQUIRES(...) ORV_THREAD_SAFETY(requires_capability(__VA_ARGS__))
-#define ORV_EXCLUDES(...) ORV_THREAD_SAFETY(locks_excluded(__VA_ARGS__))
+#define ORV_EXCLUDES(lock) ORV_THREAD_SAFETY(requires_capability(!(lock)))
 
 // A function that returns with the locks held, or with them given back; without a name: the object's own lock.
 #define ORV_ACQUIRE(...) ORV_THREAD_SAFETY(acquire_capability(__VA_ARGS__))

@@ -78,6 +78,7 @@ bool mayPass(int error) {
 // The shells that run, each on the stack of the thread that waits for it: keeping them takes no memory. Any thread.
 class Shells {
 public:
+    // Under the lock while it is listed, but for the number; its own thread's before and afterwards.
     struct Running {
         pid_t process = -1;
         bool ended = false;  // by us
@@ -85,7 +86,7 @@ public:
     };
 
     // 0, or an error number.
-    int start(const char* command, Running& shell) {
+    int start(const char* command, Running& shell) ORV_EXCLUDES(lock_) {
         const Mt::Lock lock(lock_);
         if (closed_) {
             return ECANCELED;
@@ -99,7 +100,7 @@ public:
     }
 
     // Of a shell that has ended, but is not reaped: until then nobody else gets its number, and end() hits no stranger.
-    void reap(Running& shell, int& status) {
+    void reap(Running& shell, int& status) ORV_EXCLUDES(lock_) {
         const Mt::Lock lock(lock_);
         Running** place = &first_;
         while (*place != &shell) {
@@ -109,7 +110,7 @@ public:
         waitpid(shell.process, &status, 0);
     }
 
-    void end() {
+    void end() ORV_EXCLUDES(lock_) {
         const Mt::Lock lock(lock_);
         closed_ = true;
         for (Running* shell = first_; shell != nullptr; shell = shell->next) {
