@@ -36,7 +36,7 @@ public:
 private:
     template <typename T>
     friend class Queue;
-    QueueElement* next_ = nullptr;  // null outside a queue
+    QueueElement* next_ = nullptr;  // null outside a queue, and within it under its lock
 };
 
 // What kind it is, and the number its queue gave it. One thread at a time.
@@ -67,7 +67,7 @@ public:
 
     // Appends the message, writes the number it got to sequenceOut (may be null), and waits while the queue is full.
     // block: this push may fill the queue.
-    virtual void push(std::unique_ptr<T> message, std::uint32_t* sequenceOut, bool block) {
+    virtual void push(std::unique_ptr<T> message, std::uint32_t* sequenceOut, bool block) ORV_EXCLUDES(mutex_) {
         const Lock lock(mutex_);
         append(std::move(message), sequenceOut);
         fillIfHigh(block);
@@ -75,29 +75,29 @@ public:
     }
 
     // Destroys everything queued.
-    void clear() {
+    void clear() ORV_EXCLUDES(mutex_) {
         const Lock lock(mutex_);
         while (pop() != nullptr) {
         }
     }
 
     // high 0: a push never waits.
-    void setWater(std::uint32_t high, std::uint32_t low) {
+    void setWater(std::uint32_t high, std::uint32_t low) ORV_EXCLUDES(mutex_) {
         const Lock lock(mutex_);
         highWater_ = high;
         lowWater_ = low;
     }
     // The count at which a push wakes a waiter.
-    void setSignalAt(std::uint32_t count) {
+    void setSignalAt(std::uint32_t count) ORV_EXCLUDES(mutex_) {
         const Lock lock(mutex_);
         signalAt_ = count;
     }
 
-    std::uint32_t count() {
+    std::uint32_t count() ORV_EXCLUDES(mutex_) {
         const Lock lock(mutex_);
         return count_;
     }
-    bool full() {
+    bool full() ORV_EXCLUDES(mutex_) {
         const Lock lock(mutex_);
         return full_;
     }
@@ -188,7 +188,7 @@ public:
         }
     }
 
-    void push(std::unique_ptr<T> message, std::uint32_t* sequenceOut, bool block) override {
+    void push(std::unique_ptr<T> message, std::uint32_t* sequenceOut, bool block) override ORV_EXCLUDES(this->mutex()) {
         {
             const Lock lock(this->mutex());
             this->append(std::move(message), sequenceOut);
@@ -222,7 +222,8 @@ private:
         }
     }
 
-    // The last one goes first: nobody finds a pipe to write to that has no reader.
+    // There from the construction to the end. The last one goes first: nobody finds a pipe to write to that has no
+    // reader.
     Descriptor readFd_;
     Descriptor writeFd_;
 };
@@ -243,12 +244,12 @@ public:
     ~EventQueue() override { deregister(); }
 
     // Hands one message to its owner. Without the lock: the owner may push into this very queue.
-    virtual void process(T* message) = 0;
+    virtual void process(T* message) ORV_EXCLUDES(this->mutex()) = 0;
 
 protected:
     int get_handle() const final { return this->readFd(); }
 
-    int handle_input(int /*fd*/) override {
+    int handle_input(int /*fd*/) override ORV_EXCLUDES(this->mutex()) {
         while (const std::unique_ptr<T> message = take()) {
             process(message.get());
         }
@@ -262,7 +263,7 @@ protected:
     int handle_close(int /*fd*/, unsigned /*mask*/) override { return deregister(); }
 
 private:
-    std::unique_ptr<T> take() {
+    std::unique_ptr<T> take() ORV_EXCLUDES(this->mutex()) {
         const Lock lock(this->mutex());
         return this->pop();
     }

@@ -98,7 +98,7 @@ public:
     OrvThread(int priority, const char* loggerName);
 
     // The thread's entry. The result of the body, or -1 when there is no logger for the thread; then nothing runs.
-    int run() override;
+    int run() override ORV_EXCLUDES(refMutex_);
 
     // A message from the main thread. On the worker thread.
     virtual void handleThreadMesg(OrvToThreadMesg* mesg);
@@ -107,12 +107,12 @@ public:
 
     // Drops one reference, the last one with the object, and ends the calling thread's trace: it is the worker's own
     // way out. An owner never calls it.
-    void decRef();
+    void decRef() ORV_EXCLUDES(refMutex_);
 
     // Any thread.
-    std::int32_t refcnt();
+    std::int32_t refcnt() ORV_EXCLUDES(refMutex_);
     // The thread has left this object for good.
-    bool ended();
+    bool ended() ORV_EXCLUDES(refMutex_);
     int retval() const { return retval_; }
 
 protected:
@@ -131,7 +131,7 @@ protected:
 
     // Ends runDispatcher() and waits until the thread has left this object; what it is doing comes to its end first.
     // For an owner that goes before the process does, after a successful launch, once. Not on the worker thread.
-    void stopAndWait();
+    void stopAndWait() ORV_EXCLUDES(refMutex_);
 
     // For their water marks: a queue whose owner sets none is never full. Null when memory was short.
     OrvThreadMesgQ* toThread() const { return toThread_.get(); }
@@ -160,8 +160,8 @@ protected:
 
 private:
     int setUpLogger() const;
-    void addRef();
-    void tellEnded();
+    void addRef() ORV_EXCLUDES(refMutex_);
+    void tellEnded() ORV_EXCLUDES(refMutex_);
 
     Mt::Mutex refMutex_;
     std::int32_t refcnt_ ORV_GUARDED_BY(refMutex_) = 1;
@@ -172,7 +172,8 @@ private:
     const int priority_;
     std::atomic<int> retval_{0};
     const std::string name_;
-    // Before the queues, which leave it when they are destroyed.
+    // The owner's until the thread runs and after it has ended, the thread's in between. Before the queues, which leave
+    // it when they are destroyed.
     Dispatcher dispatcher_;
     const std::unique_ptr<OrvThreadMesgQ> toThread_;  // null when memory was short
     const std::unique_ptr<OrvMainMesgQ> toMain_;      // null when memory was short
