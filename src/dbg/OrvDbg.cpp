@@ -30,7 +30,7 @@ constexpr int kAppend = O_APPEND;
 
 pthread_once_t keyOnce = PTHREAD_ONCE_INIT;
 pthread_key_t key;
-bool keyCreated = false;  // written under keyOnce
+bool keyCreated = false;  // both written under keyOnce, by which everybody passes before looking at them
 
 extern "C" void createThreadKey() {
     keyCreated = pthread_key_create(&key, nullptr) == 0;

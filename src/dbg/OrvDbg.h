@@ -32,13 +32,14 @@ public:
 
     // Writes one line, any length. Returns the bytes in the current file after the write, -1 when silent. Any thread.
     __attribute__((format(printf, 4, 0))) long trace(const char* module, const char* function, const char* format,
-                                                     std::va_list arguments);
+                                                     std::va_list arguments) ORV_EXCLUDES(mutex_);
     // The same with a message in at most four parts, not copied when they are long: for texts of a mail's size.
-    long traceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts);
+    long traceParts(const char* module, const char* function, std::initializer_list<std::string_view> parts)
+        ORV_EXCLUDES(mutex_);
     // A line for each text, before and behind the same for all: the bytes that as many calls of traceParts() write, and
     // the same files after rotation, in as few writes as can be.
     void traceLines(const char* module, const char* function, std::string_view before,
-                    std::span<const std::string_view> texts, std::string_view behind);
+                    std::span<const std::string_view> texts, std::string_view behind) ORV_EXCLUDES(mutex_);
 
     // Creates the key on first use. 0, or -1 when there is none to be had.
     [[nodiscard]] static int createKey();
@@ -77,10 +78,11 @@ private:
     void write(const Line& line, std::span<const std::string_view> more = {}) ORV_REQUIRES(mutex_);
     long finishLine() ORV_REQUIRES(mutex_);
     int Rotate() ORV_REQUIRES(mutex_);
-    int shiftGenerations() const;
+    int shiftGenerations() const ORV_REQUIRES(mutex_);
     void sayFarewell(const char* function) ORV_REQUIRES(mutex_);
 
-    // The file and its older generations, on this machine. Made once, so that tracing itself never allocates them.
+    // The file and its older generations, on this machine. Made once, so that tracing itself never allocates them, and
+    // never changed.
     std::array<std::string, kGenerations + 1> paths_;
     // For good. Changed under the mutex only, but looked at without it.
     std::atomic<bool> silent_{true};
