@@ -32,8 +32,9 @@ public:
     int realMilliseconds(std::uint64_t span) const override;
 
 private:
-    std::uint64_t scale_;
-    std::uint64_t start_;  // real milliseconds; only what has passed since is scaled, so that 32 bits of seconds last
+    const std::uint64_t scale_;
+    const std::uint64_t
+        start_;  // real milliseconds; only what has passed since is scaled, so that 32 bits of seconds last
 };
 
 // Stands still until it is moved; the calendar moves along and can be set. A loop that is waiting on another thread
@@ -41,12 +42,12 @@ private:
 class ManualClock final : public Clock {
 public:
     explicit ManualClock(std::int64_t calendarSeconds, std::int32_t calendarMicroseconds = 0);
-    std::uint64_t milliseconds() const override;
-    timeval calendar() const override;
+    std::uint64_t milliseconds() const override ORV_EXCLUDES(lock_);
+    timeval calendar() const override ORV_EXCLUDES(lock_);
     int realMilliseconds(std::uint64_t span) const override;
 
-    void advance(std::uint64_t milliseconds);
-    void setCalendar(std::int64_t seconds, std::int32_t microseconds = 0);
+    void advance(std::uint64_t milliseconds) ORV_EXCLUDES(lock_);
+    void setCalendar(std::int64_t seconds, std::int32_t microseconds = 0) ORV_EXCLUDES(lock_);
 
 private:
     mutable Guarding_Mutex lock_;  // not atomics: the target has none of 64 bits

@@ -3,5 +3,6 @@
 
 #include <string>
 
-// Replaces the root read from HSB_ROOT; trailing slashes are removed. Before threads start.
+// Replaces the root read from HSB_ROOT; trailing slashes are removed. Before threads start, or while no other one asks
+// for it.
 void setHostRoot(const std::string& directory);

@@ -168,13 +168,15 @@ int Threadable::launch() {
     return error;
 }
 
+void Threadable::begin() {
+    const Guarding_Lock guard(lock_);  // launch has stored id_ when it lets go
+    tid_ = gettid();
+}
+
 // After run() the object may be gone.
 void* Threadable::enter(void* self) {
     auto& thread = *static_cast<Threadable*>(self);
-    {
-        const Guarding_Lock guard(thread.lock_);  // launch has stored id_ when it lets go
-        thread.tid_ = gettid();
-    }
+    thread.begin();
     return reinterpret_cast<void*>(static_cast<std::intptr_t>(runGuarded(thread)));
 }
 

@@ -21,32 +21,34 @@ public:
 
     // Before launch: attributes of the thread to be. On the running thread setDetached takes effect at once.
     // Each returns 0 or an error number; ESRCH where a running thread is needed and there is none.
-    virtual int setDetached(bool detached);
-    virtual int setStackSize(std::size_t bytes);
-    virtual int setSchedPolicy(int policy);
-    virtual int setSchedParam(const sched_param& param);
-    virtual int setSchedInherit(bool inherit);
+    virtual int setDetached(bool detached) ORV_EXCLUDES(lock_);
+    virtual int setStackSize(std::size_t bytes) ORV_EXCLUDES(lock_);
+    virtual int setSchedPolicy(int policy) ORV_EXCLUDES(lock_);
+    virtual int setSchedParam(const sched_param& param) ORV_EXCLUDES(lock_);
+    virtual int setSchedInherit(bool inherit) ORV_EXCLUDES(lock_);
     // Of a thread that has not been joined, or is detached and still runs.
-    virtual int cancel();
+    virtual int cancel() ORV_EXCLUDES(lock_);
     // On the calling thread, as pthread_setcancelstate and pthread_setcanceltype.
     virtual int setCancelState(int state, int* previous);
     virtual int setCancelType(int type, int* previous);
     virtual void testCancel();
     // Waits for the end of run(); null: the result does not matter. EINVAL for a detached thread.
-    virtual int join(void** result);
-    virtual int signal(int number);
+    virtual int join(void** result) ORV_EXCLUDES(lock_);
+    virtual int signal(int number) ORV_EXCLUDES(lock_);
     // Zero before the thread has been launched; getTid until it runs.
-    virtual pthread_t getId() const;
-    virtual pid_t getTid() const;
-    virtual bool equals(const Threadable& other) const;
+    virtual pthread_t getId() const ORV_EXCLUDES(lock_);
+    virtual pid_t getTid() const ORV_EXCLUDES(lock_);
+    virtual bool equals(const Threadable& other) const ORV_EXCLUDES(lock_) ORV_EXCLUDES(other.lock_);
 
     // The thread's entry; its result becomes the thread's exit value.
     virtual int run() = 0;
 
 private:
     friend class Threader;
-    static void* enter(void* self);
-    int launch();
+    // Nobody holds a lock where a thread begins.
+    static void* enter(void* self) ORV_NO_THREAD_SAFETY_ANALYSIS;
+    void begin() ORV_EXCLUDES(lock_);
+    int launch() ORV_EXCLUDES(lock_);
 
     mutable Guarding_Mutex lock_;  // held by launch until id_ is known
     pthread_t id_ ORV_GUARDED_BY(lock_){};
