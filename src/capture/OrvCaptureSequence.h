@@ -15,9 +15,9 @@ public:
     OrvCaptureSequence();
 
     // Throws OrvFileError, with errno telling why, when the number cannot be kept; it is not given again either.
-    std::uint32_t nextSequence() override;
+    std::uint32_t nextSequence() override ORV_EXCLUDES(lock_);
     // The number given last.
-    std::uint32_t last() const;
+    std::uint32_t last() const ORV_EXCLUDES(lock_);
 
 private:
     void readSequence() ORV_REQUIRES(lock_);

@@ -49,17 +49,18 @@ public:
 
     // Asks the store for the whole identity; readers wait from now on. 0, or -1 when the request could not be sent:
     // then this part is reported as complete and the identity stays as it is.
-    [[nodiscard]] int readConfig();
+    [[nodiscard]] int readConfig() ORV_EXCLUDES(lock_);
     // Takes the answer, lets the readers go on and reports this part as complete. Minus the number of unknown keys.
-    [[nodiscard]] int processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    [[nodiscard]] int processConfigBulk(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses)
+        ORV_EXCLUDES(lock_);
     // A single attribute changed: only traced. 0.
     int processConfig(const std::string& name, std::uint32_t type, const std::string& value);
     // An answer of this part could not be decoded: readers need not wait for it any longer.
-    void abandonRead();
+    void abandonRead() ORV_EXCLUDES(lock_);
     // Interface-change event: its payload from the address count on (profile/OrvSwitchAddresses.h). 0.
-    int setSwitchAddr(std::span<const std::uint8_t> countAndAddresses);
+    int setSwitchAddr(std::span<const std::uint8_t> countAndAddresses) ORV_EXCLUDES(lock_);
     // A host name as the name service tells it: stored as it stands, without the prefix "3-" if it has one.
-    void setHostname(const std::string& text);
+    void setHostname(const std::string& text) ORV_EXCLUDES(lock_);
     void probe() const;
     // The fields as they stand, without waiting.
     OrvIdentity current() const;
@@ -95,9 +96,9 @@ private:
 
     // For the main thread, the only writer.
     const OrvIdentity& own() const ORV_NO_THREAD_SAFETY_ANALYSIS { return identity_; }
-    void setReadOutstanding(bool outstanding);
-    int request();
-    int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses);
+    void setReadOutstanding(bool outstanding) ORV_EXCLUDES(lock_);
+    int request() ORV_EXCLUDES(lock_);
+    int applyAnswer(std::span<const DsEntry> entries, std::span<const std::int32_t> statuses) ORV_EXCLUDES(lock_);
     bool apply(const DsEntry& entry, OrvIdentity& identity);
 
     dsClient& store_;
