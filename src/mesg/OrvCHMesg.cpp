@@ -306,14 +306,14 @@ static bool isEmptyFile(const std::string& path) {
 }
 
 int OrvCHMesg::restore() {
-    if (isEmptyFile(FileName)) {
-        orvLogAndTrace(kTraceModule, __func__, orv_log::kFileEmpty, FileName.c_str());
+    if (isEmptyFile(fileName())) {
+        orvLogAndTrace(kTraceModule, __func__, orv_log::kFileEmpty, fileName().c_str());
         return -1;
     }
-    ORV_TRACE("restoring from file %s\n", FileName.c_str());
-    const Descriptor file = orvOnceMore([&] { return orvOpenFile(FileName, O_RDONLY); });
+    ORV_TRACE("restoring from file %s\n", fileName().c_str());
+    const Descriptor file = orvOnceMore([&] { return orvOpenFile(fileName(), O_RDONLY); });
     if (!file) {
-        ORV_TRACE("[FAIL] could not open %s\n", FileName.c_str());
+        ORV_TRACE("[FAIL] could not open %s\n", fileName().c_str());
         return -1;
     }
     OrvFileBuf bytes(file.get());
@@ -332,7 +332,7 @@ void OrvCHMesg::probe() const {
     ORV_TRACE("PROBE ----------------------------------\n");
     ORV_TRACE("  OrvCHMesg\n");
     ORV_TRACE("    BytesToSave = %d\n", bytesToSave_);
-    ORV_TRACE("    FileName = %s\n", FileName.c_str());
+    ORV_TRACE("    FileName = %s\n", fileName().c_str());
     ORV_TRACE("    DuplicateCount = %d\n", duplicateCount());
     ORV_TRACE("    DuplicateTime = %s\n", duplicateTime().c_str());
     ORV_TRACE("    Time = %s\n", Time.c_str());

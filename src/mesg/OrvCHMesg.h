@@ -1,9 +1,9 @@
 // One CallHome message: what happened, and one envelope per profile that is to receive it.
 //
 // Owned by one thread at a time. While the send thread works on a message of the queue, both sides take lock() for
-// what they share: that thread changes delivery marks and done flags, the main thread the duplicate fields, and each
-// looks at what only it changes without the lock; composing and saving hold it. The lock is never held across network
-// calls.
+// what they share: that thread changes delivery marks and done flags, the main thread the duplicate fields and the
+// file's name, and each looks at what only it changes without the lock; composing and saving hold it. Nobody changes
+// meanwhile what else both look at. The lock is never held across network calls.
 #pragma once
 
 #include "base/OrvMutex.h"
@@ -70,7 +70,7 @@ public:
 
     Mt::Mutex& lock() const ORV_RETURN_CAPABILITY(lock_) { return lock_; }
 
-    std::string FileName;
+    std::string FileName ORV_GUARDED_BY(lock_);
     std::string Time;
     std::string ID;
     std::string Text;
@@ -83,7 +83,11 @@ public:
     std::vector<std::unique_ptr<OrvCHEnvelope>> Envelopes;
     std::size_t EnvelopeCursor = 0;
 
+    // Of a message that nobody else knows yet.
+    void setFileName(const std::string& path) ORV_NO_THREAD_SAFETY_ANALYSIS { FileName = path; }
+
     // For the main thread, which alone changes them.
+    const std::string& fileName() const ORV_NO_THREAD_SAFETY_ANALYSIS { return FileName; }
     std::int32_t duplicateCount() const ORV_NO_THREAD_SAFETY_ANALYSIS { return DuplicateCount; }
     const std::string& duplicateTime() const ORV_NO_THREAD_SAFETY_ANALYSIS { return DuplicateTime; }
 

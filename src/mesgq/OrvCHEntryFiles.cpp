@@ -39,7 +39,7 @@ void saveMessage(OrvCHMesgQEntry& entry, const OrvCHMesgQQueue& queue) {
     char path[kOrvPathBuffer];
     orvEntryPath(path, orvQueueDirectory(queue.type()), entry.uniqueId);
     orvTrace(kTraceModule, kSave, "file=%s\n", path);
-    const bool isNew = entry.message->FileName != path;
+    const bool isNew = entry.message->fileName() != path;
     orvOnceMoreForMemory([&] {
         // The sender changes the recipients' marks meanwhile.
         const Mt::Lock lock(entry.message->lock());

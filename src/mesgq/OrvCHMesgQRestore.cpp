@@ -164,7 +164,7 @@ void OrvCHMesgQRestore::reconstituteMsgFromFile(OrvCHMesgQQueue& queue, const st
                                                 std::uint32_t uniqueId) {
     ORV_TRACE("Entry\n");
     auto message = std::make_unique<OrvCHMesg>();
-    message->FileName = path;
+    message->setFileName(path);
     if (message->restore() != 0) {
         reportUnrestored(path.c_str(), uniqueId);
         return;
