@@ -4,12 +4,12 @@
 // encoding are this one's own. Send thread only.
 #pragma once
 
+#include "mesg/OrvCHMesg.h"
+
 #include <cstddef>
 #include <string>
 
-class OrvCHMesg;
 class OrvCHMesgCommon;
-struct OrvCHEnvelope;
 
 struct OrvConformingMail {
     std::string text;       // each line ended by CR LF
@@ -25,5 +25,5 @@ struct OrvConformingMail {
     };
     // Waits while a re-read of the identity is outstanding. mayBeEightBit: the server takes such texts as they are. 0,
     // or -1 when the message is neither a log event nor a capture.
-    [[nodiscard]] int compose(const Source& source, bool mayBeEightBit);
+    [[nodiscard]] int compose(const Source& source, bool mayBeEightBit) ORV_EXCLUDES(source.message.lock());
 };

@@ -59,24 +59,24 @@ protected:
     std::string senderAddress() const;
     void reportNobodyAccepted();
     // What becomes of a recipient, and the reply that refused it in this pass.
-    void reportRecipient(const RecipientEntry& entry, std::size_t position);
+    void reportRecipient(const RecipientEntry& entry, std::size_t position) ORV_EXCLUDES(parties_.message.lock());
     // No recipient waits for another try.
-    void setDone();
+    void setDone() ORV_EXCLUDES(parties_.message.lock());
 
     // The recipients' marks.
-    void makeRoomForMarks();
-    char markAt(std::size_t position) const;
-    void setMark(std::size_t position, char mark);
-    void replaceMarks(char mark, char by);
-    std::string addressAt(std::size_t position) const;
+    void makeRoomForMarks() ORV_EXCLUDES(parties_.message.lock());
+    char markAt(std::size_t position) const ORV_EXCLUDES(parties_.message.lock());
+    void setMark(std::size_t position, char mark) ORV_EXCLUDES(parties_.message.lock());
+    void replaceMarks(char mark, char by) ORV_EXCLUDES(parties_.message.lock());
+    std::string addressAt(std::size_t position) const ORV_EXCLUDES(parties_.message.lock());
 
     const OrvSendParties& parties_;
     const std::string& clientIdentity_;
 
 private:
     template <typename Action>
-    auto atRecipient(std::size_t position, const Action& action) const;
-    OrvEntryText addressForEntry(std::size_t position) const;
+    auto atRecipient(std::size_t position, const Action& action) const ORV_EXCLUDES(parties_.message.lock());
+    OrvEntryText addressForEntry(std::size_t position) const ORV_EXCLUDES(parties_.message.lock());
 
     OrvCHEnvelope& changing_ ORV_GUARDED_BY(parties_.message.lock());
 

@@ -5,12 +5,12 @@
 // only a message of an unknown kind fails.
 #pragma once
 
+#include "mesg/OrvCHMesg.h"
+
 #include <cstdint>
 #include <string>
 
-class OrvCHMesg;
 class OrvCHMesgCommon;
-struct OrvCHEnvelope;
 
 class OrvMailComposer {
 public:
@@ -20,7 +20,7 @@ public:
     // Waits while a re-read of the identity is outstanding. 0, or -1 when the message is neither a log event nor a
     // capture.
     [[nodiscard]] int compose(const OrvCHMesg& message, const OrvCHEnvelope& envelope,
-                              const std::string& clientIdentity, std::string& text) const;
+                              const std::string& clientIdentity, std::string& text) const ORV_EXCLUDES(message.lock());
 
 private:
     const OrvCHMesgCommon& identity_;

@@ -26,7 +26,7 @@ public:
     // Holds the conversation once. 0 when it went to its end, whatever became of the recipients; -1 when it failed,
     // and failure() tells how. A step that finds no memory has failed like one that the server refused. Once the
     // server has taken a mail, neither the marks nor the entries need any: room for them has been made before.
-    [[nodiscard]] int run();
+    [[nodiscard]] int run() ORV_EXCLUDES(parties_.message.lock());
     // What every failure that does not follow another one tells the operator.
     static void reportCriticalFailure(OrvSendReporter& reporter);
     const OrvSendFailure& failure() const { return failure_; }
