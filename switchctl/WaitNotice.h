@@ -19,10 +19,10 @@ public:
     WaitNotice& operator=(const WaitNotice&) = delete;
 
 private:
-    void wait();
+    void wait() ORV_EXCLUDES(lock_);
 
     Guarding_Mutex lock_;
     std::condition_variable_any ended_;
     bool done_ ORV_GUARDED_BY(lock_) = false;
-    std::thread thread_;
+    std::thread thread_;  // the maker's
 };

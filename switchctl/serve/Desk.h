@@ -39,35 +39,36 @@ public:
     Desk(Line line, std::vector<Sheet> sheets);
 
     // Runs what is asked for until stop().
-    void run();
+    void run() ORV_EXCLUDES(mutex_);
     // Any thread may call these.
-    void stop();
+    void stop() ORV_EXCLUDES(mutex_);
     // The sheet, made anew where it is too old; after the patience as it was, nothing where it never was. As it was
     // also while a line runs that somebody has asked for: that may take long. No sheet of this name: nothing.
-    std::optional<Result> read(const std::string& name, Milliseconds patience);
+    std::optional<Result> read(const std::string& name, Milliseconds patience) ORV_EXCLUDES(mutex_);
     // As it was made last, however old; nothing where it never was.
-    std::optional<Result> last(const std::string& name) const;
+    std::optional<Result> last(const std::string& name) const ORV_EXCLUDES(mutex_);
     // Makes the sheet anew unless it is younger than that, whatever its period.
-    void renew(const std::string& name, Milliseconds age, Milliseconds patience);
+    void renew(const std::string& name, Milliseconds age, Milliseconds patience) ORV_EXCLUDES(mutex_);
     // How old it is; nothing where it never was made.
-    std::optional<Milliseconds> age(const std::string& name) const;
+    std::optional<Milliseconds> age(const std::string& name) const ORV_EXCLUDES(mutex_);
     // Runs a line in its turn and waits that long for it; nothing when it takes longer (it is done all the same), or
     // when too many wait already.
-    std::optional<Result> ask(const Words& line, Milliseconds patience);
+    std::optional<Result> ask(const Words& line, Milliseconds patience) ORV_EXCLUDES(mutex_);
     // The same for a line that shows something and has no sheet: what it came to last where that is younger.
-    std::optional<Result> recall(const Words& line, Milliseconds age, Milliseconds patience);
+    std::optional<Result> recall(const Words& line, Milliseconds age, Milliseconds patience) ORV_EXCLUDES(mutex_);
 
 private:
     using Moment = std::chrono::steady_clock::time_point;
 
+    // What is constant is looked at without the lock while its line runs.
     struct Page {
-        Sheet sheet;
+        const Sheet sheet;
         std::optional<Result> result{};
         Moment made{};
         bool wanted = false;
     };
     struct Task {
-        Words line;
+        const Words line;
         std::optional<Result> result{};
     };
 
@@ -87,7 +88,7 @@ private:
     Page* nextPage() ORV_REQUIRES(mutex_);
     void awaitWork() ORV_REQUIRES(mutex_);
 
-    Line line_;  // for the thread that runs
+    const Line line_;  // for the thread that runs
     mutable Guarding_Mutex mutex_;
     std::condition_variable_any work_;
     std::condition_variable_any done_;

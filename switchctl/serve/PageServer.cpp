@@ -117,8 +117,8 @@ public:
         server_.acceptMany();
         return address_;
     }
-    void run();
-    void stop();
+    void run() ORV_EXCLUDES(mutex_);
+    void stop() ORV_EXCLUDES(mutex_);
 
 private:
     void bound();
@@ -138,8 +138,8 @@ private:
     bool mayChange(const Request& request, Response& response) const;
 
     Desk& desk_;
-    PageAddress address_;
-    std::string token_;
+    PageAddress address_;  // as it is from bind() on, before anybody is served
+    const std::string token_;
     BoundedServer server_;
     Guarding_Mutex mutex_;
     bool begun_ ORV_GUARDED_BY(mutex_) = false;

@@ -18,18 +18,18 @@ public:
     explicit VisitRecord(ServerVisit visit);
 
     // This is waited for from now on.
-    void begin(VisitStage::Kind kind, const std::string& asked);
+    void begin(VisitStage::Kind kind, const std::string& asked) ORV_EXCLUDES(lock_);
     // It is over; how long it took is known here.
-    void add(VisitStage stage);
-    void noteLargestMail(std::uint64_t bytes);
-    void finish(const std::optional<ServerVisit::Pieces>& pieces);
+    void add(VisitStage stage) ORV_EXCLUDES(lock_);
+    void noteLargestMail(std::uint64_t bytes) ORV_EXCLUDES(lock_);
+    void finish(const std::optional<ServerVisit::Pieces>& pieces) ORV_EXCLUDES(lock_);
 
     // Whether it is over by then.
-    bool waitUntil(Clock::time_point time);
+    bool waitUntil(Clock::time_point time) ORV_EXCLUDES(lock_);
     // As far as it has come. What still goes on stands last, as timed out.
-    ServerVisit visit() const;
+    ServerVisit visit() const ORV_EXCLUDES(lock_);
     // What is waited for, in words; "" when it is over.
-    std::string progress() const;
+    std::string progress() const ORV_EXCLUDES(lock_);
 
 private:
     struct Current {
