@@ -124,7 +124,7 @@ private:
     BoxFile* look(int descriptor) const;
     void stamp(int descriptor);
 
-    static inline Box* active_ = nullptr;
+    static inline Box* active_ = nullptr;  // changed while no other thread runs
 
     const Settings settings_;
     Timeline& timeline_;
