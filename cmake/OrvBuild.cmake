@@ -15,7 +15,8 @@ target_compile_options(orv_flags INTERFACE
     -Wsign-conversion -Wformat=2 -Werror)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     # A test may look at what nobody else is at work on.
-    target_compile_options(orv_flags INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:ORV_TEST>>>:-Wthread-safety>)
+    target_compile_options(orv_flags INTERFACE
+        "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:ORV_TEST>>>:-Wthread-safety;-Wthread-safety-negative>")
 else()
     target_compile_options(orv_flags INTERFACE -Wduplicated-branches)
 endif()
