@@ -5,8 +5,8 @@
 
 namespace box {
 
-// The definition that comes after this program's: the C library's, or a sanitizer's. Once found it is kept. For one thread
-// at a time: a box's own, and before it there is but one.
+// The definition that comes after this program's: the C library's, or a sanitizer's. Once found it is kept. For one
+// thread at a time: a box's own, and before it there is but one.
 template <typename Call>
 Call* realCall(Call*& kept, const char* name) {
     if (kept == nullptr) {

@@ -33,8 +33,8 @@ public:
 
 private:
     const std::uint64_t scale_;
-    const std::uint64_t
-        start_;  // real milliseconds; only what has passed since is scaled, so that 32 bits of seconds last
+    // Real milliseconds; only what has passed since is scaled, so that 32 bits of seconds last.
+    const std::uint64_t start_;
 };
 
 // Stands still until it is moved; the calendar moves along and can be set. A loop that is waiting on another thread
