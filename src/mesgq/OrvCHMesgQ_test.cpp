@@ -142,7 +142,9 @@ TEST_F(OrvCHMesgQTogether, aRepeatDuringMailingIsMailedWhenThePeriodEnds) {
     EXPECT_EQ(entry(ORV_CH_MESG_Q_DUPLICATE, 0).duplicatesPending, 0u);
     checkConsistency();
     chores(16);
-    EXPECT_EQ(queue_->peekOpen()->DuplicateCount, 2);
+    OrvCHMesg* const again = queue_->peekOpen();
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(again->DuplicateCount, 2);
 }
 
 TEST_F(OrvCHMesgQTogether, discardsAPostponedMessageThatIsMarkedOrTooOld) {

@@ -189,6 +189,36 @@ TEST_F(DbusJoin, tellsAStrangerWhatItTakes) {
 
 using Claim = Transport::Claim;
 
+TEST_F(DbusJoin, aProcessThatHasItsNameJoinsWithItAndLosesItWhenItLeaves) {
+    const auto services = switchd();
+    RecordingParty names;
+    ASSERT_EQ(services->join(), 0);
+    ASSERT_EQ(services->attachService(names, ServiceAddress::NAMES), 0);
+    const auto first = client();
+    const auto second = client();
+    ASSERT_EQ(first->claim("OrvApp"), Claim::MINE);
+
+    EXPECT_EQ(first->join(), 0);
+    EXPECT_EQ(second->claim("OrvApp"), Claim::ANOTHERS) << "it joined on the connection that has the name";
+    first->leave();
+
+    EXPECT_EQ(second->claim("OrvApp"), Claim::MINE);
+    EXPECT_EQ(first->claim("OrvApp"), Claim::ANOTHERS);
+}
+
+TEST_F(DbusJoin, aProcessThatCouldNotJoinHasNoName) {
+    auto impatient = options(Role::CLIENT);
+    impatient.patience = milliseconds(500);
+    DbusTransport first(impatient);
+    const auto second = client();
+    ASSERT_EQ(first.claim("OrvApp"), Claim::MINE);
+
+    EXPECT_EQ(first.join(), -1) << "no switchd is there";
+
+    EXPECT_EQ(second->claim("OrvApp"), Claim::MINE);
+    EXPECT_EQ(first.claim("OrvApp"), Claim::ANOTHERS);
+}
+
 TEST_F(DbusJoin, aServiceThatFoundItsNameTakenComesWhenTheNameIsFree) {
     const auto first = switchd();
     const auto second = switchd();
