@@ -105,7 +105,7 @@ void OrvCHClient::endRetry() {
 }
 
 void OrvCHClient::tryStart() {
-    if (stopping_ || sendOutstanding_ || !readyToSend()) {
+    if (state_.stopping || sendOutstanding_ || !readyToSend()) {
         return;
     }
     if (OrvCHMesg* message = queue_.peekOpen(); message != nullptr) {

@@ -54,8 +54,8 @@ public:
     // Hands the queue's next message to the thread if everything that sending needs is there.
     void tryStart();
     // The daemon stops: from now on no message is taken from the queue. The one that is under way goes to its end, with
-    // the second try that some of its recipients may be due for.
-    void stopSending() { stopping_ = true; }
+    // the second try that some of its recipients may be due for; no reply to QUIT holds it up for long.
+    void stopSending() { state_.stopping = true; }
     // A message is under way, or its outcome has not been looked at yet.
     bool sending();
     // Makes the other server active if it is valid. 0, or -1 when nothing changed.
@@ -120,7 +120,6 @@ private:
     bool launched_ = false;
     bool switchAddressKnown_ = false;
     bool sendOutstanding_ = false;
-    bool stopping_ = false;
     std::int32_t countdown_ = kNoCountdown;
 
     // Send thread only.

@@ -25,6 +25,8 @@ struct OrvSMTPTimeouts {
     std::chrono::milliseconds dataEnd = std::chrono::seconds(600);
     // Not the standard's: nothing depends on the reply, and behind a text that was broken off none ever comes.
     std::chrono::milliseconds quit = std::chrono::seconds(5);
+    // The same when the daemon ends, and what the mail server has taken is still to be put down.
+    std::chrono::milliseconds quitInHaste = std::chrono::milliseconds(200);
 };
 
 class OrvSMTPClient {
@@ -53,7 +55,9 @@ public:
     int sendBody(std::string text);
     int sendDataEnd() { return command(".", Error::kDataEndError, timeouts_.dataEnd); }
     int sendReset() { return command("RSET", Error::kResetError, timeouts_.command); }
-    int sendQuit() { return command("QUIT", Error::kSocketClosedError, timeouts_.quit); }
+    int sendQuit(bool inHaste = false) {
+        return command("QUIT", Error::kSocketClosedError, inHaste ? timeouts_.quitInHaste : timeouts_.quit);
+    }
     void disconnect() { connection_.close(); }
 
     // The two primitives. recvResponse: -1 the connection failed, -2 the server refused.

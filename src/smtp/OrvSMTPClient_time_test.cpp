@@ -40,6 +40,7 @@ TEST_F(OrvSMTPClientTime, waitsForEachStepAsLongAsThatStepMay) {
     EXPECT_EQ(timeouts.text, seconds(180));
     EXPECT_EQ(timeouts.dataEnd, seconds(600));
     EXPECT_EQ(timeouts.quit, seconds(5));
+    EXPECT_EQ(timeouts.quitInHaste, milliseconds(200));
 }
 
 TEST_F(OrvSMTPClientTime, givesUpOnEachStepThatIsNeverAnswered) {
@@ -57,6 +58,7 @@ TEST_F(OrvSMTPClientTime, givesUpOnEachStepThatIsNeverAnswered) {
         {&OrvSMTPTimeouts::dataEnd, MailStage::kOther, [](OrvSMTPClient& client) { return client.sendDataEnd(); }},
         {&OrvSMTPTimeouts::command, MailStage::kRset, [](OrvSMTPClient& client) { return client.sendReset(); }},
         {&OrvSMTPTimeouts::quit, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(); }},
+        {&OrvSMTPTimeouts::quitInHaste, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(true); }},
     };
     for (const auto& row : rows) {
         OrvSMTPTimeouts timeouts;

@@ -49,7 +49,7 @@ int OrvSendDialogue::run() {
     if (attempt([this] { return sendEnvelopes(); }) < 0) {
         return endInFailure(true);
     }
-    orvTryTo([&] { client.sendQuit(); });
+    orvTryTo([&] { client.sendQuit(parties_.reporter.isStopping()); });
     client.disconnect();
     if (parties_.reporter.isRetryPending()) {
         ORV_TRACE("Successful recovery of SMTP communications\n");
@@ -101,7 +101,7 @@ int OrvSendDialogue::endInFailure(bool presented) {
                     parties_.client.lastReply()};
     });
     if (presented && parties_.client.connected()) {
-        orvTryTo([this] { parties_.client.sendQuit(); });
+        orvTryTo([this] { parties_.client.sendQuit(parties_.reporter.isStopping()); });
     }
     parties_.client.disconnect();
     reportCriticalFailure(parties_.reporter);

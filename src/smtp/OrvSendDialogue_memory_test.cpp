@@ -41,6 +41,7 @@ public:
         characters += std::strlen(text);
     }
     bool isRetryPending() const override { return false; }
+    bool isStopping() const override { return false; }
 
     unsigned& countOf(const OrvLogKind& entry) { return counts_[entry.id & 0xFFu]; }
 

@@ -112,6 +112,27 @@ TEST_F(OrvSendDialogueMute, toAQuitInsideATextHoldsUpNobodyForLong) {
     EXPECT_THAT(reporter_.lines, ElementsAre(kCriticalLine));
 }
 
+// What it has taken is soon to be put down.
+TEST_F(OrvSendDialogueMute, toQuitHoldsUpADaemonThatEndsForTheFifthOfASecond) {
+    system_.muteSince = "QUIT";
+    reporter_.stopping = true;
+    const OrvCHEnvelope& noc = envelope("noc", {"a@example.com"});
+
+    EXPECT_EQ(run(), 0);
+
+    EXPECT_EQ(system_.held, std::chrono::milliseconds(200));
+    EXPECT_TRUE(noc.Done);
+
+    message_ = std::make_unique<OrvCHMesg>();
+    system_.muteSince = "QUIT";
+    system_.held = {};
+    envelope("noc", {"a@example.com"});
+
+    EXPECT_EQ(run(), -1) << "inside a text";
+
+    EXPECT_EQ(system_.held, std::chrono::milliseconds(200));
+}
+
 // The next dialogue is a new connection's.
 TEST_F(OrvSendDialogueMute, isGreetedAgainTheNextTime) {
     system_.muteSince = "MAIL";

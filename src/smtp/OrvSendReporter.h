@@ -25,6 +25,8 @@ public:
     }
     // The send before this one failed.
     virtual bool isRetryPending() const = 0;
+    // The daemon ends: what has been sent has to be told soon.
+    virtual bool isStopping() const = 0;
 
 protected:
     ~OrvSendReporter() = default;

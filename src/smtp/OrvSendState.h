@@ -14,4 +14,6 @@ struct OrvSendState {
     OrvMailServer current ORV_GUARDED_BY(lock);
     // The last send failed. Written by the main thread.
     std::atomic<bool> retryPending{false};
+    // The daemon stops: no further message is begun. Written by the main thread.
+    std::atomic<bool> stopping{false};
 };

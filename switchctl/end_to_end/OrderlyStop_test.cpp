@@ -153,6 +153,19 @@ TEST_F(OrderlyStop, waitsFiveSecondsForAServerAndNoLonger) {
     EXPECT_EQ(mailed(3), (Mailed{"Event A", "Event A", "Event B"})) << "once more, and never again";
 }
 
+// The mail is taken only after the daemon was told to end.
+TEST_F(OrderlyStop, doesNotRepeatAMailThatWasTakenWhenTheServerIsSilentAfterwards) {
+    server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(1)));
+    server_.answerOnce(MailStage::kQuit, ScriptedReply::silence());
+    publishAndAwaitItsText("Event A");
+
+    EXPECT_LT(stop(), seconds(4));
+
+    restartDaemon();
+    publish("Event B");
+    EXPECT_EQ(mailed(2), (Mailed{"Event A", "Event B"}));
+}
+
 TEST_F(OrderlyStop, losesNothingWhenAKillCutsItShort) {
     server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(60)));
     publishAndAwaitItsText("Event A");

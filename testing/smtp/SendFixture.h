@@ -40,9 +40,11 @@ public:
         lines.push_back(entryLine(entry, text));
     }
     bool isRetryPending() const override { return retryPending; }
+    bool isStopping() const override { return stopping; }
 
     std::vector<std::string> lines;  // "level id text"
     bool retryPending = false;
+    bool stopping = false;
     std::size_t room = 0;
 };
 
