@@ -88,16 +88,21 @@ int OrvSMTPClient::sendBody(std::string text) {
     return 0;
 }
 
+int OrvSMTPClient::sendQuit(const std::atomic<bool>* inHaste) {
+    const auto limit = inHaste != nullptr && *inHaste ? timeouts_.quitInHaste : timeouts_.quit;
+    return command("QUIT", Error::kSocketClosedError, limit, '2', inHaste);
+}
+
 // Sends one command line and reads its reply. 0 or negative.
-int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit,
-                           char wanted) {
+int OrvSMTPClient::command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit, char wanted,
+                           const std::atomic<bool>* enough) {
     if (connection_.limitPassed()) {
         return refuseToGoOn();
     }
     if (isInterrupted()) {
         return -1;
     }
-    connection_.limitSteps(limit);
+    connection_.limitSteps(limit, enough);
     session_.wanted = wanted;
     if (sendRequest(dialogue_.commandLine(line)) < 0) {
         error_.code = sendError;

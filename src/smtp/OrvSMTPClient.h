@@ -10,6 +10,7 @@
 #include "smtp/OrvSMTPDialogue.h"
 #include "smtp/OrvSMTPSession.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -55,9 +56,8 @@ public:
     int sendBody(std::string text);
     int sendDataEnd() { return command(".", Error::kDataEndError, timeouts_.dataEnd); }
     int sendReset() { return command("RSET", Error::kResetError, timeouts_.command); }
-    int sendQuit(bool inHaste = false) {
-        return command("QUIT", Error::kSocketClosedError, inHaste ? timeouts_.quitInHaste : timeouts_.quit);
-    }
+    // In haste if that is set, null: never; it is looked at once more when the reply does not come.
+    int sendQuit(const std::atomic<bool>* inHaste = nullptr);
     void disconnect() { connection_.close(); }
 
     // The two primitives. recvResponse: -1 the connection failed, -2 the server refused.
@@ -78,7 +78,8 @@ private:
     void startAfresh();
     int identityText(const std::string& identity, SmtpAddrMode kind, std::string& text);
     int canonicalName(const std::string& name, std::string& text);
-    int command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit, char wanted = '2');
+    int command(const std::string& line, Error::Code sendError, std::chrono::milliseconds limit, char wanted = '2',
+                const std::atomic<bool>* enough = nullptr);
     void takeRefusal(const OrvSMTPReply& reply);
     bool isInterrupted();
     int refuseToGoOn();

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 
 namespace {
@@ -44,6 +45,7 @@ TEST_F(OrvSMTPClientTime, waitsForEachStepAsLongAsThatStepMay) {
 }
 
 TEST_F(OrvSMTPClientTime, givesUpOnEachStepThatIsNeverAnswered) {
+    const std::atomic<bool> inHaste{true};
     struct {
         milliseconds OrvSMTPTimeouts::*limit;
         MailStage stage;
@@ -58,7 +60,8 @@ TEST_F(OrvSMTPClientTime, givesUpOnEachStepThatIsNeverAnswered) {
         {&OrvSMTPTimeouts::dataEnd, MailStage::kOther, [](OrvSMTPClient& client) { return client.sendDataEnd(); }},
         {&OrvSMTPTimeouts::command, MailStage::kRset, [](OrvSMTPClient& client) { return client.sendReset(); }},
         {&OrvSMTPTimeouts::quit, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(); }},
-        {&OrvSMTPTimeouts::quitInHaste, MailStage::kQuit, [](OrvSMTPClient& client) { return client.sendQuit(true); }},
+        {&OrvSMTPTimeouts::quitInHaste, MailStage::kQuit,
+         [&](OrvSMTPClient& client) { return client.sendQuit(&inHaste); }},
     };
     for (const auto& row : rows) {
         OrvSMTPTimeouts timeouts;

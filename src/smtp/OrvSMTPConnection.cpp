@@ -16,8 +16,9 @@ namespace {
 
 // A command line, which the system takes at once. Longer ones may have to wait.
 constexpr std::size_t kLine = 1024;
-// Hardly a reply takes longer, and no step is given less: set once, it serves a whole dialogue.
-constexpr std::chrono::seconds kUsualWait(5);
+// Hardly a reply takes longer, and hardly a step is given less: set once, it serves a whole dialogue. Less than the
+// patience of a stop, so that one that comes meanwhile sees the end of a wait that is then enough.
+constexpr std::chrono::milliseconds kUsualWait(4800);
 
 constexpr std::array<const char*, 14> kErrorNames{
     "Okay",
@@ -220,7 +221,7 @@ ssize_t OrvSMTPConnection::receiveWithin() {
     const Limit usual = std::min<Limit>(limit_, kUsualWait);
     bound(receiveLimit_, usual);
     const ssize_t got = receiveOnce();
-    if (got >= 0 || !isPassedLimit(errno) || limit_ == usual) {
+    if (got >= 0 || !isPassedLimit(errno) || limit_ == usual || (enough_ != nullptr && *enough_)) {
         return got;
     }
     bound(receiveLimit_, limit_ - usual);

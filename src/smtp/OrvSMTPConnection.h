@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -55,8 +56,12 @@ public:
     int connect(const std::string& address, std::uint32_t port, SmtpAddrMode kind, Limit limit, OrvSMTPError& error);
     void close();
 
-    // Bounds every send and receive from now on.
-    void limitSteps(Limit limit) { limit_ = limit; }
+    // Bounds every send and receive from now on. A receive that has waited as long as usual is over if that is enough,
+    // as if its limit had passed; null: it never is.
+    void limitSteps(Limit limit, const std::atomic<bool>* enough = nullptr) {
+        limit_ = limit;
+        enough_ = enough;
+    }
     // One send. How many bytes it took, or -1 with errno: the connection is lost unless that is EINTR or EMSGSIZE.
     ssize_t send(std::string_view bytes);
     // One receive, of at most 1024 bytes. 0; or -1 with errno, 0 when the server has closed in order.
@@ -92,6 +97,7 @@ private:
     OrvSMTPSystem& system_;
     Descriptor socket_;
     Limit limit_{0};
+    const std::atomic<bool>* enough_ = nullptr;
     SetLimit sendLimit_{SO_SNDTIMEO};
     SetLimit receiveLimit_{SO_RCVTIMEO};
     std::array<char, 1025> received_{};

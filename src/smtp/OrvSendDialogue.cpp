@@ -49,7 +49,7 @@ int OrvSendDialogue::run() {
     if (attempt([this] { return sendEnvelopes(); }) < 0) {
         return endInFailure(true);
     }
-    orvTryTo([&] { client.sendQuit(parties_.reporter.isStopping()); });
+    sayGoodbye();
     client.disconnect();
     if (parties_.reporter.isRetryPending()) {
         ORV_TRACE("Successful recovery of SMTP communications\n");
@@ -93,6 +93,11 @@ int OrvSendDialogue::presentClient() {
     return -1;
 }
 
+// What comes of it matters to nobody.
+void OrvSendDialogue::sayGoodbye() {
+    orvTryTo([this] { parties_.client.sendQuit(&parties_.reporter.stopping()); });
+}
+
 // Keeps what went wrong before QUIT can change it, and closes the connection.
 int OrvSendDialogue::endInFailure(bool presented) {
     orvTryTo([this] {
@@ -101,7 +106,7 @@ int OrvSendDialogue::endInFailure(bool presented) {
                     parties_.client.lastReply()};
     });
     if (presented && parties_.client.connected()) {
-        orvTryTo([this] { parties_.client.sendQuit(parties_.reporter.isStopping()); });
+        sayGoodbye();
     }
     parties_.client.disconnect();
     reportCriticalFailure(parties_.reporter);

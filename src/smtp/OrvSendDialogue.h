@@ -46,6 +46,7 @@ private:
     void noteException(const char* what);
     int presentClient();
     int sendEnvelopes();
+    void sayGoodbye();
     int endInFailure(bool presented);
 
     const OrvSendParties parties_;

@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -41,7 +42,7 @@ public:
         characters += std::strlen(text);
     }
     bool isRetryPending() const override { return false; }
-    bool isStopping() const override { return false; }
+    const std::atomic<bool>& stopping() const override { return stopping_; }
 
     unsigned& countOf(const OrvLogKind& entry) { return counts_[entry.id & 0xFFu]; }
 
@@ -51,6 +52,7 @@ public:
 
 private:
     unsigned counts_[256] = {};
+    static inline const std::atomic<bool> stopping_{false};
 };
 
 class OrvSendDialogueMemory : public MailTest {

@@ -115,12 +115,12 @@ TEST_F(OrvSendDialogueMute, toAQuitInsideATextHoldsUpNobodyForLong) {
 // What it has taken is soon to be put down.
 TEST_F(OrvSendDialogueMute, toQuitHoldsUpADaemonThatEndsForTheFifthOfASecond) {
     system_.muteSince = "QUIT";
-    reporter_.stopping = true;
+    reporter_.stop = true;
     const OrvCHEnvelope& noc = envelope("noc", {"a@example.com"});
 
     EXPECT_EQ(run(), 0);
 
-    EXPECT_EQ(system_.held, std::chrono::milliseconds(200));
+    EXPECT_EQ(system_.held, milliseconds(200));
     EXPECT_TRUE(noc.Done);
 
     message_ = std::make_unique<OrvCHMesg>();
@@ -130,7 +130,19 @@ TEST_F(OrvSendDialogueMute, toQuitHoldsUpADaemonThatEndsForTheFifthOfASecond) {
 
     EXPECT_EQ(run(), -1) << "inside a text";
 
-    EXPECT_EQ(system_.held, std::chrono::milliseconds(200));
+    EXPECT_EQ(system_.held, milliseconds(200));
+}
+
+// The limit itself may be as long as the whole stop.
+TEST_F(OrvSendDialogueMute, toQuitHoldsUpADaemonThatIsToldToEndMeanwhileForLessThanItsPatience) {
+    system_.muteSince = "QUIT";
+    system_.onSend = [this](std::string_view text) { reporter_.stop = text.starts_with("QUIT"); };
+    const OrvCHEnvelope& noc = envelope("noc", {"a@example.com"});
+
+    EXPECT_EQ(run(), 0);
+
+    EXPECT_EQ(system_.held, milliseconds(4800));
+    EXPECT_TRUE(noc.Done);
 }
 
 // The next dialogue is a new connection's.

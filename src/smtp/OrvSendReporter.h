@@ -4,6 +4,7 @@
 #include "dbg/OrvEventLog.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <type_traits>
 
@@ -25,8 +26,8 @@ public:
     }
     // The send before this one failed.
     virtual bool isRetryPending() const = 0;
-    // The daemon ends: what has been sent has to be told soon.
-    virtual bool isStopping() const = 0;
+    // Set once the daemon ends: what has been sent has to be told soon.
+    virtual const std::atomic<bool>& stopping() const = 0;
 
 protected:
     ~OrvSendReporter() = default;

@@ -112,7 +112,7 @@ private:
     void makeRoomForEntries(std::size_t count) override { spareEntries_.add(count); }
     void logSend(const OrvLogKind& entry, const char* text) override;
     bool isRetryPending() const override { return state_.retryPending; }
-    bool isStopping() const override { return state_.stopping; }
+    const std::atomic<bool>& stopping() const override { return state_.stopping; }
 
     const OrvCHMesgCommon& identity_;
     OrvSendState& state_;

@@ -166,6 +166,21 @@ TEST_F(OrderlyStop, doesNotRepeatAMailThatWasTakenWhenTheServerIsSilentAfterward
     EXPECT_EQ(mailed(2), (Mailed{"Event A", "Event B"}));
 }
 
+TEST_F(OrderlyStop, doesNotRepeatAMailWhoseServerIsSilentAtQuitJustThen) {
+    server_.answerOnce(MailStage::kQuit, ScriptedReply::silence());
+    publish("Event A");
+    ASSERT_TRUE(server_.waitUntil([&] {
+        const auto received = server_.received();
+        return !received.empty() && received.back().ends_with("QUIT\r\n");
+    }));
+
+    EXPECT_LT(stop(), seconds(6));
+
+    restartDaemon();
+    publish("Event B");
+    EXPECT_EQ(mailed(2), (Mailed{"Event A", "Event B"}));
+}
+
 TEST_F(OrderlyStop, losesNothingWhenAKillCutsItShort) {
     server_.answerOnce(MailStage::kEndOfData, ScriptedReply::line("250 taken").delayed(seconds(60)));
     publishAndAwaitItsText("Event A");

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -40,11 +41,11 @@ public:
         lines.push_back(entryLine(entry, text));
     }
     bool isRetryPending() const override { return retryPending; }
-    bool isStopping() const override { return stopping; }
+    const std::atomic<bool>& stopping() const override { return stop; }
 
     std::vector<std::string> lines;  // "level id text"
     bool retryPending = false;
-    bool stopping = false;
+    std::atomic<bool> stop{false};
     std::size_t room = 0;
 };
 
