@@ -16,9 +16,10 @@ namespace {
 
 // A command line, which the system takes at once. Longer ones may have to wait.
 constexpr std::size_t kLine = 1024;
-// Hardly a reply takes longer, and hardly a step is given less: set once, it serves a whole dialogue. Less than the
-// patience of a stop, so that one that comes meanwhile sees the end of a wait that is then enough.
-constexpr std::chrono::milliseconds kUsualWait(4800);
+// Hardly a reply takes longer, and hardly a step is given less: set once, it serves a whole dialogue. Half the patience
+// of a stop, so that one that comes meanwhile sees the end of a wait that is then enough: the system may end a wait of
+// seconds half a second late.
+constexpr std::chrono::milliseconds kUsualWait(2500);
 
 constexpr std::array<const char*, 14> kErrorNames{
     "Okay",

@@ -174,7 +174,7 @@ TEST_F(OrderlyStop, doesNotRepeatAMailWhoseServerIsSilentAtQuitJustThen) {
         return !received.empty() && received.back().ends_with("QUIT\r\n");
     }));
 
-    EXPECT_LT(stop(), seconds(6));
+    EXPECT_LT(stop(), seconds(4)) << "well within its patience";
 
     restartDaemon();
     publish("Event B");
