@@ -2,63 +2,35 @@
 #include "Descriptor.h"
 #include "sync/OrvSyncPri.h"
 #include "sync/OrvSyncRecord.h"
+#include "testing/platform/Child.h"
 #include "testing/sync/SyncFixture.h"
 #include "testing/sync/SyncStandby.h"
 #include "testing/sync/SyncTree.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
+#include <memory>
 #include <sstream>
 
 namespace {
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
-
-constexpr int kPatienceMs = 60000;
 
 // The other end. It does not outlive the test.
 class Party {
 public:
     explicit Party(const Words& arguments) {
         int input[2] = {-1, -1};
-        int output[2] = {-1, -1};
         EXPECT_EQ(pipe2(input, O_CLOEXEC), 0);
-        EXPECT_EQ(pipe2(output, O_CLOEXEC), 0);
         const Descriptor itsInput(input[0]);
-        const Descriptor itsOutput(output[1]);
         input_.reset(input[1]);
-        output_.reset(output[0]);
         Words words = command();
         words.insert(words.end(), arguments.begin(), arguments.end());
-        std::vector<char*> pointers;
-        for (std::string& word : words) {
-            pointers.push_back(word.data());
-        }
-        pointers.push_back(nullptr);
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(itsInput.get(), STDIN_FILENO);
-            dup2(itsOutput.get(), STDOUT_FILENO);
-            execv(pointers[0], pointers.data());
-            _exit(127);
-        }
+        process_ = std::make_unique<Child>(words.front(), Words(words.begin() + 1, words.end()), Environment{},
+                                           [&] { dup2(itsInput.get(), STDIN_FILENO); });
     }
-    ~Party() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-    Party(const Party&) = delete;
-    Party& operator=(const Party&) = delete;
 
     void say(const std::string& line) const {
         const std::string text = line + "\n";
@@ -67,19 +39,10 @@ public:
     void sayNoMore() { input_.reset(); }
     // Without its line feed; what there was at the end of the output or of our patience.
     std::string line() {
-        while (unread_.find('\n') == std::string::npos && readMore()) {
-        }
-        const std::string line = unread_.substr(0, unread_.find('\n'));
-        unread_.erase(0, line.size() + 1);
-        return line;
+        const std::string line = process_->readLine();
+        return line.substr(0, line.find('\n'));
     }
-    // The exit status; -1 after a signal.
-    int wait() {
-        int status = 0;
-        EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
+    int wait() { return process_->wait(); }
 
 private:
     static Words command() {
@@ -91,18 +54,9 @@ private:
         }
         return words;
     }
-    bool readMore() {
-        pollfd waiting{output_.get(), POLLIN, 0};
-        char bytes[4096];
-        const ssize_t count = poll(&waiting, 1, kPatienceMs) == 1 ? read(output_.get(), bytes, sizeof bytes) : 0;
-        unread_.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-        return count > 0;
-    }
 
-    pid_t pid_ = -1;
     Descriptor input_;
-    Descriptor output_;
-    std::string unread_;
+    std::unique_ptr<Child> process_;
 };
 
 class OrvSyncProcesses : public SyncFixture {

@@ -1,5 +1,5 @@
 // docs/operator.md: every command in it is executed, in one shell, and prints what the document shows.
-#include "testing/switchctl/Child.h"
+#include "testing/platform/Child.h"
 
 #include <gmock/gmock.h>
 

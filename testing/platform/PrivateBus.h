@@ -1,8 +1,9 @@
 // Test support: a D-Bus daemon of one test's own, on a socket in a directory of its own. It ends with the object.
 #pragma once
 
-#include <sys/types.h>
+#include "testing/platform/Child.h"
 
+#include <memory>
 #include <string>
 
 class PrivateBus {
@@ -19,14 +20,13 @@ public:
     void suspend();
     void resume();
     // The bus is gone; everybody's connection breaks.
-    void kill();
+    void kill() { daemon_.reset(); }
 
 private:
     void writeConfiguration() const;
     void launch();
-    void signal(int number) const;
 
     std::string directory_;
     std::string address_;
-    pid_t daemon_ = -1;
+    std::unique_ptr<Child> daemon_;
 };

@@ -1,8 +1,8 @@
 // Test support: switchd, the daemon and switchctl as processes on a bus of the test's own, below a root of its own.
 #pragma once
 
+#include "testing/platform/Child.h"
 #include "testing/platform/PrivateBus.h"
-#include "testing/switchctl/Child.h"
 
 #include <gmock/gmock.h>
 

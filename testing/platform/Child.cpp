@@ -1,4 +1,4 @@
-#include "testing/switchctl/Child.h"
+#include "testing/platform/Child.h"
 
 #include <gtest/gtest.h>
 
